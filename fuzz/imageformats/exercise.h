@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <new>
+
+#include "platform/imageformats/common/codec_module.h"
+#include "platform/imageformats/render/picture_buffer.h"
+
+namespace imageformats {
+
+// Failing is what most inputs do; anything but these exceptions is a finding.
+template <class Body>
+void Attempt(Body&& body) {
+  try {
+    body();
+  } catch (const FormatError&) {
+  } catch (const std::bad_alloc&) {
+  }
+}
+
+inline void RenderAt(OpenedImage& image, std::uint32_t width, std::uint32_t height, bool fast) {
+  RenderGuard guard(SRenderLimits{64u << 20, 1ull << 32, std::chrono::seconds(5)});
+  PictureBuffer picture(width, height, 8, 3);
+  image.Render({width, height, fast, 0xFFFFFFFFu}, picture.Get(), guard);
+}
+
+// Opens, describes, renders small and large, and reads.
+inline void Exercise(const CodecModule& codec, const std::uint8_t* data, std::size_t size) {
+  Attempt([&] {
+    const auto image = codec.Open(Input::FromMemory(data, size));
+    Attempt([&] { image->Metadata(); });
+    Attempt([&] { RenderAt(*image, 5, 4, true); });
+    Attempt([&] { RenderAt(*image, 48, 18, false); });
+    const SQvImageInfo& info = image->Info();
+    if (std::uint64_t{info.width} * info.height > 1u << 18) return;
+    Attempt([&] {
+      RenderGuard guard(SRenderLimits{64u << 20, 1ull << 32, std::chrono::seconds(5)});
+      PictureBuffer picture(info.width, info.height, info.bpcInMemory, info.components);
+      image->Read(picture.Get(), guard);
+    });
+  });
+}
+
+}  // namespace imageformats

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "imageformats/iqvimageformatmanager.h"
+#include "metadata/qvimageinfo.h"
+#include "picture/qvpicbuf.h"
+
+enum class EEmbeddedThumbnail {
+  Taken,    // the picture was filled
+  Unusable  // there is none that can be used: render the file instead
+};
+
+// Fills `picture`, which has its shape, from a thumbnail that the file carries: a JPEG stream, or, only where there is
+// no such stream, raw pixels of the size of the file's picture, which `info` describes.
+EEmbeddedThumbnail TakeEmbeddedThumbnail(IQvPictureSource& source, IQvImageFormatManager& manager,
+                                         const SQvImageInfo& info, SQvPicBuf* picture);

@@ -1,0 +1,110 @@
+#include "host/commands/gallery_page.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+
+#include "host/output/html.h"
+#include "host/output/text.h"
+
+namespace qvhost {
+namespace {
+
+constexpr const char* kHead = R"(<!DOCTYPE html>
+<html lang="en">
+<head>
+<meta charset="utf-8">
+<meta name="viewport" content="width=device-width, initial-scale=1">
+<title>{0}</title>
+<style>
+:root {{ color-scheme: light dark; --card: #f2f2f4; --text: #1c1c1e; --dim: #6c6c70; --bad: #a5322a; --page: #fff; }}
+@media (prefers-color-scheme: dark) {{
+  :root {{ --card: #242427; --text: #ececee; --dim: #9a9aa0; --bad: #ff8a80; --page: #18181a; }}
+}}
+body {{ margin: 1.5rem; background: var(--page); color: var(--text); font: 14px/1.4 system-ui, sans-serif; }}
+header {{ display: flex; gap: 1rem; align-items: baseline; flex-wrap: wrap; }}
+h1 {{ font-size: 1.4rem; margin: 0; }}
+h2 {{ font-size: 1rem; margin: 1.5rem 0 .5rem; color: var(--dim); overflow-wrap: anywhere; }}
+input {{ font: inherit; padding: .3rem .6rem; min-width: 16rem; }}
+section {{ display: grid; grid-template-columns: repeat(auto-fill, minmax(220px, 1fr)); gap: .8rem; }}
+figure {{ margin: 0; background: var(--card); border-radius: 6px; overflow: hidden; display: flex;
+         flex-direction: column; }}
+figure a, figure .none {{ display: flex; height: 180px; align-items: center; justify-content: center;
+                         background: #000; }}
+figure .none {{ background: none; color: var(--bad); padding: 0 1rem; text-align: center; overflow: auto; }}
+img {{ max-width: 100%; max-height: 180px; }}
+figcaption {{ padding: .5rem .6rem .6rem; overflow-wrap: anywhere; }}
+figcaption b {{ font-weight: 600; display: block; }}
+figcaption span {{ color: var(--dim); display: block; font-size: 12px; }}
+</style>
+</head>
+<body>
+<header><h1>{0}</h1><input type="search" placeholder="Filter by name or text" aria-label="Filter"></header>
+<main>
+)";
+
+constexpr const char* kTail = R"(</main>
+<script>
+document.querySelector('input').addEventListener('input', event => {
+  const wanted = event.target.value.toLowerCase();
+  for (const section of document.querySelectorAll('section')) {
+    let any = false;
+    for (const figure of section.children) {
+      figure.hidden = !figure.textContent.toLowerCase().includes(wanted);
+      figure.style.display = figure.hidden ? 'none' : '';
+      any = any || !figure.hidden;
+    }
+    section.previousElementSibling.hidden = !any;
+  }
+});
+</script>
+</body>
+</html>
+)";
+
+std::string Caption(const SGalleryEntry& entry) {
+  std::string caption =
+      fmt::format("<figcaption><b>{}</b>", HtmlText(std::filesystem::path(entry.path).filename().string()));
+  if (!entry.hasInfo) return caption + "</figcaption>";
+  for (const auto& [label, value] : entry.info.Lines()) {
+    const std::string_view name = label;
+    if (name == "File size") break;
+    const bool plain = name == "Size" || name == "Pixels" || name == "Loops" || name == "Acquired";
+    caption += fmt::format("<span>{}{}</span>", plain ? "" : label + ": ", HtmlText(value));
+  }
+  return caption + "</figcaption>";
+}
+
+}  // namespace
+
+CGalleryPage::CGalleryPage(const std::string& path, const std::string& title) : m_file(path) {
+  m_file.Write(fmt::format(kHead, HtmlText(title)));
+}
+
+void CGalleryPage::BeginFolder(const std::string& folder) {
+  if (m_inFolder && folder == m_folder) return;
+  if (m_inFolder) m_file.Write("</section>\n");
+  m_folder = folder;
+  m_inFolder = true;
+  m_file.Write(fmt::format("<h2>{}</h2>\n<section>\n", HtmlText(folder)));
+}
+
+void CGalleryPage::Add(const SGalleryEntry& entry) {
+  BeginFolder(std::filesystem::path(entry.path).parent_path().string());
+  m_file.Write("<figure>");
+  if (entry.jpeg.empty()) {
+    m_file.Write(fmt::format("<div class=\"none\">{}</div>", HtmlText(entry.reason)));
+  } else {
+    m_file.Write(fmt::format("<a href=\"{}\"><img loading=\"lazy\" alt=\"\" src=\"data:image/jpeg;base64,{}\"></a>",
+                             HtmlText(FileUrl(entry.path)), Base64(entry.jpeg)));
+  }
+  m_file.Write(Caption(entry) + "</figure>\n");
+}
+
+void CGalleryPage::Finish() {
+  if (m_inFolder) m_file.Write("</section>\n");
+  m_file.Write(kTail);
+  m_file.Commit();
+}
+
+}  // namespace qvhost

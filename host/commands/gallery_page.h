@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+
+#include "host/files/text_info.h"
+#include "host/output/atomic_file.h"
+
+namespace qvhost {
+
+// One picture of a gallery.
+struct SGalleryEntry {
+  std::string path;    // absolute, real name
+  std::string jpeg;    // empty: there is no thumbnail
+  std::string reason;  // why there is none
+  STextInfo info;
+  bool hasInfo = false;
+};
+
+// Writes a gallery as one HTML file that needs nothing else: the thumbnails lie in it. It is written entry by entry, so
+// its size does not matter. Entries of one folder should follow each other. The file appears with Finish.
+class CGalleryPage {
+ public:
+  CGalleryPage(const std::string& path, const std::string& title);
+  void Add(const SGalleryEntry& entry);
+  void Finish();
+
+ private:
+  void BeginFolder(const std::string& folder);
+
+  CAtomicFile m_file;
+  std::string m_folder;
+  bool m_inFolder = false;
+};
+
+}  // namespace qvhost

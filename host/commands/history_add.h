@@ -1,0 +1,9 @@
+#pragma once
+
+#include "host/commands/command.h"
+
+namespace qvhost {
+
+void AddHistoryAddCommand(CLI::App* parent, SRun& run);
+
+}  // namespace qvhost

@@ -1,0 +1,155 @@
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "host/commands/command.h"
+#include "host/files/file_finder.h"
+#include "host/files/image_file.h"
+#include "host/library/library_file.h"
+#include "host/library/memory_picture.h"
+#include "host/output/json.h"
+#include "host/output/text.h"
+#include "host/session/interrupt.h"
+#include "host/session/session.h"
+#include "system/qvstatus.h"
+
+namespace qvhost {
+namespace {
+
+// SQLite's own limit for one value.
+constexpr std::uintmax_t kMaxBytes = 1000000000;
+
+struct SArguments {
+  std::string library;
+  std::string field = "image";
+  std::int32_t record = 0;
+  std::vector<std::string> paths;
+  bool recursive = false, json = false;
+};
+
+// False with the reason when the file cannot be read or is no image that can be opened from memory.
+bool ReadImage(const std::string& path, std::string* bytes, std::string* reason) {
+  *reason = ExplainOpen(path);
+  if (!reason->empty()) return false;
+  std::error_code error;
+  if (std::filesystem::file_size(path, error) > kMaxBytes) {
+    *reason = "larger than 1 GB, too large for a library";
+    return false;
+  }
+  std::ifstream file(path, std::ios::binary);
+  bytes->assign(std::istreambuf_iterator<char>(file), {});
+  if (file.bad()) {
+    *reason = std::strerror(errno);
+    return false;
+  }
+  IQvPictureSource* opened = nullptr;
+  const std::int32_t result = OpenMemoryPicture(*bytes, &opened, reason);
+  if (result == kQvOk) opened->Release();
+  if (result != kQvOk && reason->empty()) *reason = "damaged or no image";
+  return result == kQvOk;
+}
+
+class CImporter {
+ public:
+  CImporter(const SArguments& arguments, SRun& run)
+      : m_arguments(arguments), m_run(run), m_library(arguments.library, true) {
+    if (arguments.record != 0 && !m_library.HasRecord(arguments.record)) {
+      throw CHostError(fmt::format("the library has no record {}", arguments.record));
+    }
+  }
+
+  void Import(const std::string& path) {
+    std::string bytes, reason;
+    if (!ReadImage(path, &bytes, &reason)) return Fail(path, reason);
+    const std::int32_t record = RecordFor(path);
+    const bool replaced = m_library.Find(record, m_arguments.field).has_value();
+    m_library.Write(record, m_arguments.field, bytes);
+    ++(replaced ? m_replaced : m_added);
+    if (m_arguments.json) {
+      m_pictures.push_back({{"record", record},
+                            {"field", m_arguments.field},
+                            {"file", path},
+                            {"bytes", bytes.size()},
+                            {"replaced", replaced}});
+    } else {
+      std::printf("record %d, field %s: %s (%s)%s\n", record, Printable(m_arguments.field).c_str(),
+                  Printable(path).c_str(), FormatBytes(static_cast<std::int64_t>(bytes.size())).c_str(),
+                  replaced ? ", replaced" : "");
+    }
+  }
+
+  void Fail(const std::string& path, const std::string& reason) {
+    ++m_failed;
+    m_failures.push_back({{"file", path}, {"reason", reason}});
+    ReportFailure(m_run, path, reason);
+  }
+
+  void PrintSummary() const {
+    if (m_arguments.json) {
+      PrintJson({{"pictures", m_pictures}, {"failures", m_failures}});
+    } else {
+      std::printf("added %s, replaced %s, failed %s\n", FormatCount(m_added).c_str(), FormatCount(m_replaced).c_str(),
+                  FormatCount(m_failed).c_str());
+    }
+  }
+
+ private:
+  std::int32_t RecordFor(const std::string& path) {
+    if (m_arguments.record != 0) return m_arguments.record;
+    const std::string absolute = AbsolutePath(path);
+    return m_library.RecordOfSource(absolute, std::filesystem::path(absolute).filename().string());
+  }
+
+  const SArguments& m_arguments;
+  SRun& m_run;
+  CLibraryFile m_library;
+  CJson m_pictures = CJson::array(), m_failures = CJson::array();
+  std::int64_t m_added = 0, m_replaced = 0, m_failed = 0;
+};
+
+void Import(const SArguments& arguments, SRun& run) {
+  LoadComponents();
+  const SFoundFiles found = FindImageFiles(arguments.paths, arguments.recursive);
+  if (arguments.record != 0 && found.files.size() > 1) {
+    throw CHostError("--record takes one image; each field of a record holds one picture");
+  }
+  CImporter importer(arguments, run);
+  for (const auto& [path, reason] : found.problems) importer.Fail(path, reason);
+  for (const std::string& path : found.files) {
+    if (CInterrupt::Requested()) run.status = kExitInterrupted;
+    if (CInterrupt::Requested()) break;
+    importer.Import(path);
+  }
+  importer.PrintSummary();
+}
+
+}  // namespace
+
+void AddImportCommand(CLI::App& app, SRun& run) {
+  const auto arguments = std::make_shared<SArguments>();
+  CLI::App* command = app.add_subcommand("import", "Copy images into the records of an image library");
+  command->add_option("--library", arguments->library, "The library, an SQLite file; made when missing")
+      ->required()
+      ->type_name("FILE");
+  command->add_option("--field", arguments->field, "The picture field to fill (default: image)")
+      ->type_name("NAME")
+      ->check([](const std::string& name) { return name.empty() ? "a field needs a name" : ""; });
+  command->add_option("--record", arguments->record, "Fill a field of this record instead of the image's own")
+      ->check(CLI::Validator(CLI::PositiveNumber).description(""))
+      ->type_name("N");
+  command->add_flag("-r,--recursive", arguments->recursive, "Also the folders below");
+  AddJsonOption(command, &arguments->json);
+  command->add_option("images", arguments->paths, "Image files, and folders of them")->required()->type_name("IMAGE");
+  command->footer(
+      "An image that was imported before replaces its earlier state.\n\n"
+      "Example: a library of the images of a folder, and the thumbnails of its records\n"
+      "  qvthumbs import --library lab.qvlib ~/images\n"
+      "  qvthumbs make --library lab.qvlib");
+  command->callback([arguments, &run] { Import(*arguments, run); });
+}
+
+}  // namespace qvhost

@@ -1,0 +1,90 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "host/commands/command.h"
+#include "host/files/failure_reason.h"
+#include "host/files/image_file.h"
+#include "host/files/text_info.h"
+#include "host/output/text.h"
+#include "host/session/interrupt.h"
+#include "host/session/session.h"
+
+namespace qvhost {
+namespace {
+
+struct SArguments {
+  SDatabaseOptions database;
+  std::vector<std::string> files;
+  bool json = false;
+};
+
+// The texts are read from the files when there is no database, so the user's own one is only a help.
+void OpenIfPossible(CSession& session, const SDatabaseOptions& options) {
+  if (options.allUsers || !options.file.empty()) return session.Open(options);
+  try {
+    session.Open(options);
+  } catch (const CHostError& error) {
+    std::fprintf(stderr, "qvthumbs: without a database, because: %s\n", error.what());
+  }
+}
+
+void PrintLines(const std::string& file, const STextInfo& info) {
+  std::printf("%s\n", Printable(file).c_str());
+  const auto lines = info.Lines();
+  std::size_t width = 0;
+  for (const auto& line : lines) width = std::max(width, DisplayWidth(line.first));
+  const std::string indent(width + 4, ' ');
+  for (const auto& [label, value] : lines) {
+    std::string text = value;
+    for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1)) {
+      text.insert(at + 1, indent);
+    }
+    std::printf("  %s%s%s\n", label.c_str(), std::string(width - DisplayWidth(label) + 2, ' ').c_str(), text.c_str());
+  }
+}
+
+std::string ExplainFailure(const std::string& path) {
+  const std::string reason = ExplainOpen(path);
+  return reason.empty() ? CFailureReason().OfFile(CQvStringUtils::UTF8toW(path)) : reason;
+}
+
+void ShowInfo(const SArguments& arguments, SRun& run) {
+  CSession session;
+  OpenIfPossible(session, arguments.database);
+  CJson document = CJson::array();
+  for (const std::string& file : arguments.files) {
+    if (CInterrupt::Requested()) throw CHostError("interrupted", kExitInterrupted);
+    const std::string path = AbsolutePath(file);
+    STextInfo info;
+    if (!info.Read(session.Service(), path)) {
+      const std::string reason = ExplainFailure(path);
+      ReportFailure(run, file, reason);
+      document.push_back({{"file", path}, {"error", reason}});
+    } else if (arguments.json) {
+      CJson entry = {{"file", path}};
+      entry.update(info.Json());
+      document.push_back(std::move(entry));
+    } else {
+      PrintLines(file, info);
+    }
+  }
+  if (arguments.json) PrintJson(document);
+}
+
+}  // namespace
+
+void AddInfoCommand(CLI::App& app, SRun& run) {
+  const auto arguments = std::make_shared<SArguments>();
+  CLI::App* command = app.add_subcommand("info", "Tell what image files say about themselves");
+  AddDatabaseOptions(command, &arguments->database);
+  AddJsonOption(command, &arguments->json);
+  command->add_option("files", arguments->files, "Image files")->required()->type_name("FILE");
+  command->footer(
+      "Example: sizes, loops, calibration, objective and acquisition time as JSON\n"
+      "  qvthumbs info --json cells.ome.tif");
+  command->callback([arguments, &run] { ShowInfo(*arguments, run); });
+}
+
+}  // namespace qvhost

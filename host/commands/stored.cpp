@@ -1,0 +1,262 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <optional>
+
+#include "host/commands/command.h"
+#include "host/output/json.h"
+#include "host/output/text.h"
+#include "host/session/diagnostics.h"
+#include "host/session/session.h"
+#include "host/session/stored_items.h"
+#include "system/qvstatus.h"
+
+namespace qvhost {
+namespace {
+
+// The service deletes by recursion; a chain that is deeper than this is taken down from its end instead.
+constexpr std::size_t kMaxRecursion = 500;
+// So many items are worth an index.
+constexpr std::size_t kIndexFrom = 1000;
+
+struct SArguments {
+  SDatabaseOptions database;
+  std::string name;
+  int id = kStoredRoot;
+  int parent = kStoredRoot;
+  int flags = 0;
+  bool json = false;
+  bool hasName = false, hasParent = false, hasFlags = false;
+};
+
+CHostError UnknownItem(int id) {
+  return CHostError(fmt::format("there is no stored item {}; 'qvthumbs stored tree' lists them", id), kExitSomeFailed);
+}
+
+void RequireItem(const CStoredItems& items, int id) {
+  if (id != kStoredRoot && !items.Find(id)) throw UnknownItem(id);
+}
+
+CJson ItemJson(const SStoredItem& item) {
+  return {{"id", item.id}, {"parent", item.parentID}, {"name", item.name}, {"flags", item.flags}};
+}
+
+void Add(const SArguments& arguments) {
+  CSession session;
+  session.Open(arguments.database);
+  RequireItem(CStoredItems(session.DatabasePath()), arguments.parent);
+  int id = 0;
+  const CQvStringW name = CQvStringUtils::UTF8toW(arguments.name);
+  if (session.Service().InsertStoredItem(arguments.parent, name.c_str(), arguments.flags, &id) != kQvOk) {
+    throw CHostError("the database did not take the item: " + CDiagnostics::Get().Take());
+  }
+  if (arguments.json) {
+    PrintJson(ItemJson({id, arguments.parent, arguments.flags, arguments.name}));
+  } else {
+    std::printf("stored item %d: %s\n", id, Printable(arguments.name).c_str());
+  }
+}
+
+// The item as it is to become.
+SStoredItem Updated(const SArguments& arguments, const CStoredItems& items) {
+  const SStoredItem* present = items.Find(arguments.id);
+  if (!present) throw UnknownItem(arguments.id);
+  SStoredItem item = *present;
+  if (arguments.hasParent) item.parentID = arguments.parent;
+  if (arguments.hasFlags) item.flags = arguments.flags;
+  if (arguments.hasName) item.name = arguments.name;
+  if (arguments.hasParent) RequireItem(items, item.parentID);
+  if (arguments.hasParent && items.IsBelow(item.parentID, item.id)) {
+    throw CHostError(fmt::format("item {} cannot be moved into itself, where item {} lies", item.id, item.parentID));
+  }
+  return item;
+}
+
+void Update(const SArguments& arguments) {
+  CSession session;
+  session.Open(arguments.database, true);
+  const SStoredItem item = Updated(arguments, CStoredItems(session.DatabasePath()));
+  const CQvStringW name = CQvStringUtils::UTF8toW(item.name);
+  if (session.Service().UpdateStoredItem(item.id, item.parentID, name.c_str(), item.flags) != kQvOk) {
+    throw UnknownItem(item.id);
+  }
+  // A change that the database refuses is only reported.
+  if (const std::string said = CDiagnostics::Get().Take(); !said.empty()) {
+    throw CHostError("the database did not take the change: " + said);
+  }
+  if (arguments.json) {
+    PrintJson(ItemJson(item));
+  } else {
+    std::printf("stored item %d: %s, in %d, flags %d\n", item.id, Printable(item.name).c_str(), item.parentID,
+                item.flags);
+  }
+}
+
+void List(const SArguments& arguments) {
+  CSession session;
+  session.Open(arguments.database, true);
+  const CStoredItems items(session.DatabasePath());
+  RequireItem(items, arguments.id);
+  CTable table({"ID", "Flags", "Name"}, {true, true, false});
+  CJson document = CJson::array();
+  for (const SStoredItem* item : items.Children(arguments.id)) {
+    document.push_back(ItemJson(*item));
+    table.Add({std::to_string(item->id), std::to_string(item->flags), Printable(item->name)});
+  }
+  if (arguments.json) {
+    PrintJson(document);
+  } else if (table.IsEmpty()) {
+    std::printf("nothing\n");
+  } else {
+    table.Print();
+  }
+}
+
+// A flat list: a deep tree nested in JSON could not be read by most programs.
+CJson TreeJson(const CStoredItems& items, int rootID) {
+  CJson document = CJson::array();
+  for (CStoredWalk walk(items, rootID); walk.Next();) {
+    CJson item = ItemJson(walk.Item());
+    item["depth"] = walk.Depth();
+    document.push_back(std::move(item));
+  }
+  return document;
+}
+
+void PrintTree(const CStoredItems& items, int rootID) {
+  if (const SStoredItem* root = items.Find(rootID)) std::printf("%s  [%d]\n", Printable(root->name).c_str(), rootID);
+  for (CStoredWalk walk(items, rootID); walk.Next();) {
+    std::printf("%s%s  [%d]\n", walk.Lines().c_str(), Printable(walk.Item().name).c_str(), walk.Item().id);
+  }
+  if (rootID == kStoredRoot && items.Children(rootID).empty()) std::printf("nothing\n");
+}
+
+void Tree(const SArguments& arguments) {
+  CSession session;
+  session.Open(arguments.database, true);
+  const CStoredItems items(session.DatabasePath());
+  RequireItem(items, arguments.id);
+  if (arguments.json) {
+    PrintJson(TreeJson(items, arguments.id));
+  } else {
+    PrintTree(items, arguments.id);
+  }
+}
+
+// Lets the service find an item's children without going through the whole table, while many are deleted.
+class CChildrenIndex {
+ public:
+  explicit CChildrenIndex(const std::string& databasePath) : m_db(databasePath, SQLITE_OPEN_READWRITE) {
+    m_db.Run("CREATE INDEX IF NOT EXISTS qvthumbs_children ON stored (storedParentID)");
+  }
+  CChildrenIndex(const CChildrenIndex&) = delete;
+  CChildrenIndex& operator=(const CChildrenIndex&) = delete;
+  ~CChildrenIndex() {
+    sqlite3_exec(m_db.Handle(), "DROP INDEX IF EXISTS qvthumbs_children", nullptr, nullptr, nullptr);
+  }
+
+ private:
+  const CSqlite m_db;
+};
+
+void DeleteTree(CSession& session, const std::vector<int>& ids, std::size_t depth) {
+  std::optional<CChildrenIndex> index;
+  if (ids.size() >= kIndexFrom) index.emplace(session.DatabasePath());
+  std::int32_t result = kQvOk;
+  if (depth <= kMaxRecursion) {
+    result = session.Service().DeleteStoredItem(ids.front());
+  } else {
+    // A parent stands before what is below it, so from the end every item is a leaf.
+    for (auto id = ids.rbegin(); id != ids.rend() && result == kQvOk; ++id) {
+      result = session.Service().DeleteStoredItem(*id);
+    }
+  }
+  if (result != kQvOk) throw CHostError("the items cannot be deleted: " + CDiagnostics::Get().Take());
+}
+
+void Delete(const SArguments& arguments) {
+  CSession session;
+  session.Open(arguments.database, true);
+  std::vector<int> ids = {arguments.id};
+  std::size_t depth = 0;
+  {
+    const CStoredItems items(session.DatabasePath());
+    if (!items.Find(arguments.id)) throw UnknownItem(arguments.id);
+    for (CStoredWalk walk(items, arguments.id); walk.Next();) {
+      ids.push_back(walk.Item().id);
+      depth = std::max(depth, walk.Depth());
+    }
+  }
+  DeleteTree(session, ids, depth);
+  const auto deleted = static_cast<std::int64_t>(ids.size());
+  if (arguments.json) {
+    PrintJson({{"deleted", deleted}});
+  } else {
+    std::printf("deleted %s item%s\n", FormatCount(deleted).c_str(), deleted == 1 ? "" : "s");
+  }
+}
+
+CLI::App* AddVerb(CLI::App* parent, const char* name, const char* description, const char* example,
+                  const std::shared_ptr<SArguments>& arguments, void (*work)(const SArguments&)) {
+  CLI::App* command = parent->add_subcommand(name, description);
+  AddDatabaseOptions(command, &arguments->database);
+  AddJsonOption(command, &arguments->json);
+  command->footer(std::string("Example:\n  ") + example);
+  command->callback([arguments, work] { work(*arguments); });
+  return command;
+}
+
+void AddAdd(CLI::App* parent) {
+  const auto arguments = std::make_shared<SArguments>();
+  CLI::App* command =
+      AddVerb(parent, "add", "Add an item", "qvthumbs stored add --parent 1 \"plate 7\"", arguments, &Add);
+  command->add_option("name", arguments->name, "The item's name")->required()->type_name("NAME");
+  command->add_option("--parent", arguments->parent, "The item that it goes into (default: the top)")->type_name("ID");
+  command->add_option("--flags", arguments->flags, "A number of your own")->type_name("N");
+}
+
+void AddUpdate(CLI::App* parent) {
+  const auto arguments = std::make_shared<SArguments>();
+  CLI::App* command = AddVerb(parent, "update", "Rename or move an item, or change its flags",
+                              "qvthumbs stored update 4 --parent 2", arguments, &Update);
+  command->add_option("id", arguments->id, "The item's number")->required()->type_name("ID");
+  auto* name = command->add_option("--name", arguments->name, "The new name")->type_name("NAME");
+  auto* parentID = command->add_option("--parent", arguments->parent, "The item that it goes into; 0 is the top");
+  parentID->type_name("ID");
+  auto* flags = command->add_option("--flags", arguments->flags, "The new flags")->type_name("N");
+  command->callback([arguments, name, parentID, flags] {
+    arguments->hasName = name->count() > 0;
+    arguments->hasParent = parentID->count() > 0;
+    arguments->hasFlags = flags->count() > 0;
+    if (!arguments->hasName && !arguments->hasParent && !arguments->hasFlags) {
+      throw CHostError("nothing to update; give --name, --parent or --flags");
+    }
+    Update(*arguments);
+  });
+}
+
+}  // namespace
+
+void AddStoredCommand(CLI::App& app, SRun&) {
+  CLI::App* command = app.add_subcommand("stored", "The tree of stored items");
+  command->require_subcommand(1);
+  command->footer(
+      "Example: two items, one in the other\n"
+      "  qvthumbs stored add \"project A\"\n  qvthumbs stored add --parent 1 \"plate 7\"\n"
+      "  qvthumbs stored tree");
+  AddAdd(command);
+  AddUpdate(command);
+  const auto addWithID = [command](const char* name, const char* description, const char* example, bool required,
+                                   void (*work)(const SArguments&)) {
+    const auto arguments = std::make_shared<SArguments>();
+    CLI::App* verb = AddVerb(command, name, description, example, arguments, work);
+    auto* id = verb->add_option("id", arguments->id, required ? "The item's number" : "The item (default: the top)");
+    id->type_name("ID")->required(required);
+  };
+  addWithID("list", "List what an item holds", "qvthumbs stored list 1", false, &List);
+  addWithID("tree", "Draw the tree below an item", "qvthumbs stored tree", false, &Tree);
+  addWithID("delete", "Delete an item and everything below it", "qvthumbs stored delete 4", true, &Delete);
+}
+
+}  // namespace qvhost

@@ -1,0 +1,53 @@
+#include "host/files/failure_reason.h"
+
+#include "host/output/picture.h"
+#include "host/output/text.h"
+#include "system/qvstatus.h"
+
+namespace qvhost {
+namespace {
+
+constexpr std::uint32_t kOverview = 1;
+constexpr std::uint32_t kAllChannels = 0xFFFFFFFFu;
+constexpr std::uint32_t kProbeSide = 128;
+
+}  // namespace
+
+std::string CFailureReason::OrElse(const CQvStringW& text, const char* otherwise) {
+  return text.IsEmpty() ? std::string(otherwise) : Printable(text);
+}
+
+std::string CFailureReason::OfFile(const CQvStringW& path) {
+  if (!m_manager) m_manager = CreateImageFormatManager();
+  if (!m_manager) return "the image formats are not installed";
+  IQvImageCodec* found = nullptr;
+  if (m_manager->GetCodecForFile(path, &found) != kQvOk) {
+    return OrElse(m_manager->GetErrorText(), "not an image of a known format");
+  }
+  const CComponentPtr<IQvImageCodec> codec(found);
+  return OfCodec(*codec, path);
+}
+
+std::string CFailureReason::OfCodec(IQvImageCodec& codec, const CQvStringW& path) {
+  IQvPictureSource* opened = nullptr;
+  if (codec.OpenInputFile(path, &opened) != kQvOk) return OrElse(m_manager->GetErrorText(), "damaged or unreadable");
+  const CPictureSourcePtr source(opened);
+  return OfSource(*source);
+}
+
+std::string CFailureReason::OfSource(IQvPictureSource& source) {
+  SQvImageInfo info;
+  if (source.GetPictureInfo(&info) != kQvOk) return OrElse(source.GetErrorText(), "its geometry cannot be read");
+  IQvMetadataReader* made = nullptr;
+  if (source.GetMetadataReader(&made) != kQvOk) return OrElse(source.GetErrorText(), "its texts cannot be read");
+  const CMetadataReaderPtr reader(made);
+  CPicture picture;
+  if (!picture.Reinit(kProbeSide, kProbeSide)) return "out of memory";
+  const std::int32_t rendered =
+      source.RenderPicture(&kProbeSide, &kProbeSide, picture.Get(), kOverview, true, 0, 0, kAllChannels);
+  if (rendered == kQvUnsupported) return OrElse(source.GetErrorText(), "such pixels are not supported");
+  if (rendered != kQvOk) return OrElse(source.GetErrorText(), "its pixels are damaged");
+  return "could not be read at first, but can be now; run again";
+}
+
+}  // namespace qvhost

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/session/component.h"
+
+namespace qvhost {
+
+// Finds out why no thumbnail could be made of an image: the service tells only that it failed, so the file is opened
+// and rendered once more with an image-format manager of the host's own, which has words for what is wrong. One thread.
+class CFailureReason {
+ public:
+  // `path` as the service was given it. Never empty.
+  std::string OfFile(const CQvStringW& path);
+  // The same for a source that could be opened.
+  static std::string OfSource(IQvPictureSource& source);
+  // The text of the manager or source that failed, or `otherwise`.
+  static std::string OrElse(const CQvStringW& text, const char* otherwise);
+
+ private:
+  std::string OfCodec(IQvImageCodec& codec, const CQvStringW& path);
+
+  CComponentPtr<IQvImageFormatManager> m_manager;
+};
+
+}  // namespace qvhost

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace qvhost {
+
+// What the paths of a command line lead to.
+struct SFoundFiles {
+  std::vector<std::string> files;                             // as typed, or the typed folder and the name in it
+  std::vector<std::pair<std::string, std::string>> problems;  // a path that leads nowhere, and why
+};
+
+// Finds image files. A file that is named is taken whatever its name: its content decides. From a folder those with an
+// image's extension are taken, sorted by name, and with `recursive` those of the folders below; hidden names and links
+// to folders are left alone. A file that several paths lead to is taken once. Throws CHostError when interrupted.
+SFoundFiles FindImageFiles(const std::vector<std::string>& paths, bool recursive);
+
+}  // namespace qvhost

@@ -1,0 +1,24 @@
+#include "host/files/file_jobs.h"
+
+#include "host/files/image_file.h"
+
+namespace qvhost {
+
+IThumbnailJobs::ENext CFileJobs::Next(SThumbnailJob* job, std::string* reason) {
+  if (m_next == m_files.size()) return ENext::End;
+  job->name = m_files[m_next++];
+  return DescribeFile(job->name, m_highQuality, &job->description, reason) ? ENext::Job : ENext::Failed;
+}
+
+IThumbnailJobs::ERefresh CFileJobs::Refresh(SThumbnailJob* job, std::string* reason) {
+  const double before = job->description.lastWritten;
+  if (!DescribeFile(job->name, m_highQuality, &job->description, reason)) return ERefresh::Gone;
+  return job->description.lastWritten == before ? ERefresh::Same : ERefresh::Changed;
+}
+
+std::string CFileJobs::ExplainFailure(const SThumbnailJob& job) {
+  const std::string reason = ExplainOpen(AbsolutePath(job.name));
+  return reason.empty() ? m_reason.OfFile(job.description.location) : reason;
+}
+
+}  // namespace qvhost

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/files/failure_reason.h"
+#include "host/session/cache_rows.h"
+#include "host/thumbnails/thumbnail_jobs.h"
+
+namespace qvhost {
+
+// The thumbnails of files.
+class CFileJobs : public IThumbnailJobs {
+ public:
+  CFileJobs(std::vector<std::string> files, bool highQuality, const std::string& databasePath)
+      : m_files(std::move(files)), m_highQuality(highQuality), m_rows(databasePath) {}
+
+  std::int64_t Count() const override { return static_cast<std::int64_t>(m_files.size()); }
+  ENext Next(SThumbnailJob* job, std::string* reason) override;
+  ERefresh Refresh(SThumbnailJob* job, std::string* reason) override;
+  bool IsCached(const SThumbnailJob& job) override { return m_rows.IsCurrent(job.description); }
+  bool AreStored() const override { return true; }
+  std::string ExplainFailure(const SThumbnailJob& job) override;
+
+ private:
+  const std::vector<std::string> m_files;
+  const bool m_highQuality;
+  std::size_t m_next = 0;
+  CCacheRows m_rows;
+  CFailureReason m_reason;
+};
+
+}  // namespace qvhost

@@ -1,0 +1,128 @@
+#include "host/files/image_file.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "host/output/text.h"
+#include "system/qvfile.h"
+#include "system/qvstatus.h"
+
+namespace qvhost {
+namespace {
+
+namespace fs = std::filesystem;
+
+class CFileHandle {
+ public:
+  explicit CFileHandle(const CQvStringW& path)
+      : m_open(QV_OpenFile(path.c_str(), kQvFileRead, kQvShareRead | kQvShareWrite, kQvAnyAttributes, &m_handle) ==
+               kQvOk) {}
+  CFileHandle(const CFileHandle&) = delete;
+  CFileHandle& operator=(const CFileHandle&) = delete;
+  ~CFileHandle() {
+    if (m_open) QV_CloseFile(m_handle);
+  }
+  bool IsOpen() const noexcept { return m_open; }
+  QvFileHandle Get() const noexcept { return m_handle; }
+
+ private:
+  QvFileHandle m_handle{};
+  bool m_open;
+};
+
+CQvStringW LowerCaseLocation(const std::string& path) {
+  CQvStringW location = CQvStringUtils::UTF8toW(path);
+  CQvStringUtils::ToLower(location.Str());
+  return location;
+}
+
+bool IsSameFile(const std::string& a, const std::string& b) {
+  struct stat first = {}, second = {};
+  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
+         first.st_ino == second.st_ino;
+}
+
+// The name of the other file that the location leads to; empty when it leads to this one.
+std::string FindNamesake(const std::string& path, const CQvStringW& location) {
+  CQvStringA found;
+  if (QV_ResolvePath(location.c_str(), &found) != kQvOk) return {};
+  if (found.Str() == path || IsSameFile(found.Str(), path)) return {};
+  return found.Str();
+}
+
+bool ReadLastWritten(QvFileHandle handle, double* lastWritten) {
+  SQvFileTime creation, lastWrite;
+  if (QV_GetFileTimes(handle, &creation, nullptr, &lastWrite) != kQvOk) return false;
+  *lastWritten = std::max(CQvDateTime(creation).GetJulianDayNumber(), CQvDateTime(lastWrite).GetJulianDayNumber());
+  return true;
+}
+
+}  // namespace
+
+std::string AbsolutePath(const std::string& path) {
+  const fs::path absolute = fs::absolute(path);
+  const bool climbs = std::find(absolute.begin(), absolute.end(), "..") != absolute.end();
+  if (!climbs) return absolute.lexically_normal().string();
+  // "link/.." is the parent of what the link leads to, so only the file system can resolve it.
+  std::error_code error;
+  const fs::path folder = fs::weakly_canonical(absolute.parent_path(), error);
+  return (error ? absolute.lexically_normal() : folder / absolute.filename()).string();
+}
+
+bool DescribeFile(const std::string& path, bool highQuality, SQvThumbnailDescription* description,
+                  std::string* reason) {
+  const std::string absolute = AbsolutePath(path);
+  description->location = LowerCaseLocation(absolute);
+  description->flags = highQuality ? 1 : 0;
+  const std::string namesake = FindNamesake(absolute, description->location);
+  if (!namesake.empty() && fs::exists(absolute)) {
+    *reason = fmt::format("its name differs from {} in case only, and the cache keeps one thumbnail for both",
+                          Printable(namesake));
+    return false;
+  }
+  // The real name opens without another search for it.
+  const CFileHandle file(namesake.empty() ? CQvStringUtils::UTF8toW(absolute) : description->location);
+  if (file.IsOpen() && ReadLastWritten(file.Get(), &description->lastWritten)) return true;
+  *reason = ExplainOpen(absolute);
+  if (reason->empty()) *reason = "cannot be opened";
+  return false;
+}
+
+CQvStringW TextInfoPath(const std::string& path) {
+  const CQvStringW location = LowerCaseLocation(path);
+  return FindNamesake(path, location).empty() ? location : CQvStringUtils::UTF8toW(path);
+}
+
+std::string RealPath(const CQvStringW& location) {
+  CQvStringA found;
+  return QV_ResolvePath(location.c_str(), &found) == kQvOk ? found.Str() : CQvStringUtils::WtoUTF8(location).Str();
+}
+
+bool Exists(const CQvStringW& location) {
+  SQvFindData data;
+  QvFindHandle find = nullptr;
+  if (QV_FindFileFirst(location.c_str(), &data, &find) != kQvOk) return false;
+  QV_FindFileClose(find);
+  return true;
+}
+
+std::string ExplainOpen(const std::string& path) {
+  // Without O_NONBLOCK a FIFO would wait for its writer.
+  const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (file < 0) return std::strerror(errno);
+  struct stat status = {};
+  const bool known = fstat(file, &status) == 0;
+  close(file);
+  if (known && S_ISDIR(status.st_mode)) return "is a folder";
+  if (known && !S_ISREG(status.st_mode)) return "is not a regular file";
+  return {};
+}
+
+}  // namespace qvhost

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+
+#include "system/qvthumbnaildescription.h"
+
+namespace qvhost {
+
+// An image file as the service will see it. Paths are in the file system's bytes.
+
+// The absolute path without "." and "..", as it stands in the database.
+std::string AbsolutePath(const std::string& path);
+
+// Fills the description of a file's thumbnail: its location in lower case, and as lastWritten the later of its creation
+// and last-write times, taken from the file that the service will find under that location. False with the reason when
+// the file cannot be opened, or when the location leads to another file whose name differs in case only.
+bool DescribeFile(const std::string& path, bool highQuality, SQvThumbnailDescription* description, std::string* reason);
+
+// The path to give to GetFileTextInfo: the lower-case location, under which the workers keep the texts, or the path
+// itself when the location leads to another file.
+CQvStringW TextInfoPath(const std::string& path);
+
+// The file that a location of the database leads to, under its real name; the location itself when there is none.
+std::string RealPath(const CQvStringW& location);
+// Whether a location of the database leads to a file or folder.
+bool Exists(const CQvStringW& location);
+
+// Why the file cannot be opened, from the system; empty when it is a regular file that can be.
+std::string ExplainOpen(const std::string& path);
+
+}  // namespace qvhost

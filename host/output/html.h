@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace qvhost {
+
+// A text made safe inside an element or a quoted attribute; invalid UTF-8 becomes U+FFFD.
+std::string HtmlText(std::string_view text);
+// "file:///..." of an absolute path in the file system's bytes.
+std::string FileUrl(std::string_view path);
+// RFC 4648.
+std::string Base64(std::string_view bytes);
+
+}  // namespace qvhost

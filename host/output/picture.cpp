@@ -1,0 +1,116 @@
+#include "host/output/picture.h"
+
+#include <fmt/format.h>
+#include <png.h>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+
+#include "host/host_error.h"
+#include "host/output/atomic_file.h"
+#include "host/session/component.h"
+#include "system/qvstatus.h"
+
+namespace qvhost {
+namespace {
+
+// JPEG quality of a file that a user keeps; the cache's own streams use 0.8.
+constexpr double kJpegQuality = 0.92;
+
+std::string Extension(const std::string& path) {
+  std::string extension = std::filesystem::path(path).extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extension;
+}
+
+void Require(std::int32_t status, const char* what) {
+  if (status != kQvOk) throw CHostError(fmt::format("the JPEG file cannot be made: {} failed", what), kExitSomeFailed);
+}
+
+// The simplified API of libpng describes a picture by a plain record that png_image_free empties.
+class CPngWriter {
+ public:
+  explicit CPngWriter(const SQvPicBuf& picture) : m_picture(picture) {
+    m_image.version = PNG_IMAGE_VERSION;
+    m_image.width = picture.width;
+    m_image.height = picture.height;
+    m_image.format = PNG_FORMAT_RGB;
+  }
+  CPngWriter(const CPngWriter&) = delete;
+  CPngWriter& operator=(const CPngWriter&) = delete;
+  ~CPngWriter() { png_image_free(&m_image); }
+
+  std::string Encode() {
+    png_alloc_size_t size = 0;
+    Write(nullptr, &size);
+    std::string bytes(size, '\0');
+    Write(bytes.data(), &size);
+    bytes.resize(size);
+    return bytes;
+  }
+
+ private:
+  void Write(void* memory, png_alloc_size_t* size) {
+    const auto stride = static_cast<png_int_32>(m_picture.widthBytes);
+    if (!png_image_write_to_memory(&m_image, memory, size, 0, m_picture.data, stride, nullptr)) {
+      throw CHostError(fmt::format("the PNG file cannot be made: {}", m_image.message), kExitSomeFailed);
+    }
+  }
+
+  const SQvPicBuf& m_picture;
+  png_image m_image = {};
+};
+
+SQvImageInfo FormatOf(const SQvPicBuf& picture) {
+  SQvImageInfo format;
+  format.width = format.tileWidth = picture.width;
+  format.height = format.tileHeight = picture.height;
+  format.widthBytes = picture.widthBytes;
+  format.components = picture.components;
+  format.bpcInMemory = format.bpcSignificant = static_cast<std::uint8_t>(picture.bpc);
+  format.pixelType = kQvPixelUnsigned;
+  format.sequenceCount = 1;
+  return format;
+}
+
+CQvByteArray EncodeJpeg(const SQvPicBuf& picture) {
+  const CComponentPtr<IQvImageFormatManager> manager = CreateImageFormatManager();
+  if (!manager) throw CHostError("the image formats are not installed");
+  IQvImageCodec* found = nullptr;
+  Require(manager->GetCodecByName("JPG", &found), "finding the codec");
+  const CComponentPtr<IQvImageCodec> codec(found);
+  CQvByteArray bytes;
+  IQvOutputImageFile* created = nullptr;
+  Require(codec->CreateOutputMemory(&bytes, &created), "creating it");
+  {
+    const COutputImageFilePtr output(created);
+    Require(output->SetPictureFormat(FormatOf(picture), kJpegQuality), "describing the picture");
+    Require(output->WritePicture(picture.data, 0, 0), "compressing");
+    Require(output->Finish(), "finishing");
+  }
+  return bytes;
+}
+
+}  // namespace
+
+void CheckPictureFileName(const std::string& path) {
+  const std::string extension = Extension(path);
+  if (extension == ".png" || extension == ".jpg" || extension == ".jpeg") return;
+  throw CHostError(fmt::format("cannot write a picture named {}: end the name in .jpg or .png", path));
+}
+
+void WritePictureFile(const SQvPicBuf& picture, const std::string& path) {
+  CheckPictureFileName(path);
+  CAtomicFile file(path);
+  if (Extension(path) == ".png") {
+    file.Write(CPngWriter(picture).Encode());
+  } else {
+    const CQvByteArray bytes = EncodeJpeg(picture);
+    file.Write(bytes.GetData(0), bytes.GetSize());
+  }
+  file.Commit();
+}
+
+}  // namespace qvhost

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "system/qvstring.h"
+
+namespace qvhost {
+
+// Texts for people.
+
+// A text from a file or a database made safe to print: control characters become \xNN, so that a hostile name cannot
+// steer the terminal.
+std::string Printable(std::string_view text);
+std::string Printable(const CQvStringW& text);
+// As Printable, but line breaks stay, those of two characters as one.
+std::string PrintableLines(const CQvStringW& text);
+// Characters that a text takes on a terminal line.
+std::size_t DisplayWidth(std::string_view text);
+
+// "1,234,567"
+std::string FormatCount(std::int64_t count);
+// "12.3 MB", powers of 1000.
+std::string FormatBytes(std::int64_t bytes);
+// "1 h 02 min", "3 min 20 s", "12 s", "0.45 s"
+std::string FormatDuration(double seconds);
+// Shortest decimal form with up to 6 significant digits.
+std::string FormatNumber(double value);
+// "2024-05-01 12:30:00 UTC" of a Julian day number; empty when it names no time.
+std::string FormatTime(double julianDay);
+// "2024-05-01T12:30:00Z"; empty when the number names no time.
+std::string FormatIsoTime(double julianDay);
+
+// Rows of cells in aligned columns, two blanks apart. `rightAligned` columns hold numbers.
+class CTable {
+ public:
+  explicit CTable(std::vector<std::string> header, std::vector<bool> rightAligned = {});
+  void Add(std::vector<std::string> row) { m_rows.push_back(std::move(row)); }
+  bool IsEmpty() const noexcept { return m_rows.size() <= 1; }
+  // To standard output, with the header.
+  void Print() const;
+
+ private:
+  std::vector<std::vector<std::string>> m_rows;
+  std::vector<bool> m_rightAligned;
+};
+
+}  // namespace qvhost

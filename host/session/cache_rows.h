@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "host/session/sqlite.h"
+#include "system/qvthumbnaildescription.h"
+
+namespace qvhost {
+
+// What the database holds of a thumbnail, apart from its picture.
+struct SCacheRow {
+  double lastWritten = 0.0;  // Julian day number of the source when the thumbnail was made
+  bool highQuality = false;
+};
+
+// Looks into the rows of the cache database through a connection of the host's own, read-only, because the service
+// tells whether a thumbnail is there but not whether it was made just now. The tables are described in
+// docs/database.md. Throws CHostError. One thread.
+class CCacheRows {
+ public:
+  explicit CCacheRows(const std::string& databasePath);
+
+  // A row without a picture counts as none.
+  std::optional<SCacheRow> Find(const SQvThumbnailDescription& description);
+  // True when the row is there, as new as the description says, and in at least the quality that it asks for: a viewer
+  // would show it as it is.
+  bool IsCurrent(const SQvThumbnailDescription& description);
+  // The JPEG stream of a row; empty when there is none.
+  std::string ReadJpeg(const SQvThumbnailDescription& description);
+
+ private:
+  CSqlite m_db;
+  CStatement m_find;
+  CStatement m_read;
+};
+
+}  // namespace qvhost

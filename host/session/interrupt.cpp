@@ -1,0 +1,29 @@
+#include "host/session/interrupt.h"
+
+#include <csignal>
+
+#include <atomic>
+
+namespace qvhost {
+namespace {
+
+std::atomic<bool> g_requested{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "the flag is set by a signal handler");
+
+extern "C" void OnSignal(int) { g_requested.store(true, std::memory_order_relaxed); }
+
+}  // namespace
+
+void CInterrupt::Install() noexcept {
+  struct sigaction action = {};
+  action.sa_handler = &OnSignal;
+  // One use only, so that an impatient second Ctrl-C ends the program.
+  action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
+  sigemptyset(&action.sa_mask);
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+bool CInterrupt::Requested() noexcept { return g_requested.load(std::memory_order_relaxed); }
+
+}  // namespace qvhost

@@ -1,0 +1,13 @@
+#pragma once
+
+namespace qvhost {
+
+// Ctrl-C and a polite kill. The first one sets a flag that long work looks at; the second one ends the program as the
+// system does by default.
+class CInterrupt {
+ public:
+  static void Install() noexcept;
+  static bool Requested() noexcept;
+};
+
+}  // namespace qvhost

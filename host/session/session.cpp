@@ -1,0 +1,53 @@
+#include "host/session/session.h"
+
+#include <fmt/format.h>
+
+#include "host/host_error.h"
+#include "host/session/diagnostics.h"
+#include "system/qvstatus.h"
+
+namespace qvhost {
+namespace {
+
+constexpr const char* kServiceClass = "CQvThumbnailCacheImpl";
+constexpr const char* kServiceInterface = "IQvThumbnailCache";
+
+}  // namespace
+
+void LoadComponents() {
+  const CQvStringW folder = CQvRTTI::GetLibraryFolder();
+  if (CQvRTTI::ScanFolder(folder.c_str()) >= 0) return;
+  throw CHostError(fmt::format("the folder of the program's libraries, {}, cannot be read; install the program again",
+                               CQvStringUtils::WtoUTF8(folder).Str()));
+}
+
+CSession::CSession() {
+  LoadComponents();
+  m_service = CreateComponent<IQvThumbnailCache>(kServiceClass, kServiceInterface, SQvFileLine(__FILE__, __LINE__));
+  if (m_service) return;
+  throw CHostError(fmt::format("the thumbnail service was not found in {}; install the program again. {}",
+                               CQvStringUtils::WtoUTF8(CQvRTTI::GetLibraryFolder()).Str(), CDiagnostics::Get().Take()));
+}
+
+void CSession::Open(const SDatabaseOptions& options, bool mustExist) {
+  m_choice = ChooseDatabase(options);
+  PrepareDatabase(m_choice, mustExist);
+  CDiagnostics::Get().Take();
+  // Before the workers start and after they have ended, so that the list of listeners never changes under them.
+  m_listener = m_service->AddListener(&CFinishedQueue::OnFinished, &m_finished);
+  const CQvStringW path = CQvStringUtils::UTF8toW(m_choice.path);
+  if (m_service->OpenDatabase(m_choice.allUsers ? nullptr : path.c_str()) != kQvOk) {
+    m_service->RemoveListener(m_listener);
+    throw CHostError(ExplainFailedOpen(m_choice, CDiagnostics::Get().Take()));
+  }
+  m_open = true;
+}
+
+void CSession::Close() noexcept {
+  if (!m_open) return;
+  m_open = false;
+  m_service->CloseDatabase();
+  m_service->RemoveListener(m_listener);
+}
+
+}  // namespace qvhost

@@ -1,0 +1,205 @@
+#include "host/thumbnails/thumbnail_maker.h"
+
+#include <thread>
+
+#include "host/session/diagnostics.h"
+#include "host/session/interrupt.h"
+
+namespace qvhost {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Identifies this host's view to the service.
+constexpr std::uint64_t kReferrer = 0x71767468756D6273u;
+constexpr std::size_t kBatch = 16;
+// Enough to keep both workers busy while the main thread explains a failure.
+constexpr std::size_t kOnTheirWay = 64;
+// A finished picture must survive until it is looked at, so the limit lies above the number on their way.
+constexpr std::uint32_t kPicturesInMemory = 2 * kOnTheirWay;
+constexpr std::size_t kPurgeEvery = 4096;
+constexpr std::size_t kMaxUnsaved = 256;
+// What another process is replacing is back after a few milliseconds.
+constexpr int kLooks = 5;
+constexpr auto kBetweenLooks = 20ms;
+constexpr auto kPatience = 100ms;
+// After so many waits without news the states are looked at, should a notice ever have been lost.
+constexpr int kIdleWaitsBeforeLook = 100;
+// A file that an instrument is still writing is given up after so many remakes.
+constexpr int kMaxRemakes = 3;
+
+std::wstring KeyOf(const SQvThumbnailDescription& description) {
+  std::wstring key = description.location.Str();
+  CQvStringUtils::ToLower(key);
+  return key;
+}
+
+SQvPicBuf NoPicture() noexcept {
+  SQvPicBuf picture;
+  CQvPicBufAPI::Init(&picture);
+  return picture;
+}
+
+}  // namespace
+
+CThumbnailMaker::CThumbnailMaker(CSession& session, IThumbnailJobs& jobs, IThumbnailObserver& observer,
+                                 const SMakeOptions& options)
+    : m_session(session), m_service(session.Service()), m_jobs(jobs), m_observer(observer), m_options(options) {
+  m_service.SetHighQuality(options.highQuality);
+  m_service.SetCacheLimit(kPicturesInMemory);
+}
+
+bool CThumbnailMaker::Run() {
+  while (!CInterrupt::Requested()) {
+    Refill();
+    if (!m_pending.empty()) {
+      WaitForWorkers();
+    } else if (m_ended) {
+      SettleUnsaved();
+      return true;
+    }
+  }
+  Abandon();
+  SettleUnsaved();
+  return false;
+}
+
+void CThumbnailMaker::Refill() {
+  if (m_sincePurge >= kPurgeEvery) {
+    if (!m_pending.empty()) return;
+    m_service.PurgeUnusedThumbnails();
+    m_sincePurge = 0;
+  }
+  while (!m_ended && m_pending.size() + kBatch <= kOnTheirWay && !CInterrupt::Requested()) {
+    std::vector<SPending> batch;
+    SPending next;
+    // A thumbnail made in place ends its batch, so that Ctrl-C need not wait for many.
+    const std::size_t size = m_options.sync ? 1 : kBatch;
+    while (batch.size() < size && !CInterrupt::Requested() && TakeNext(&next)) batch.push_back(std::move(next));
+    if (!batch.empty()) Submit(std::move(batch));
+    if (m_sincePurge >= kPurgeEvery) return;
+  }
+}
+
+bool CThumbnailMaker::TakeNext(SPending* next) {
+  for (*next = {}; !CInterrupt::Requested(); *next = {}) {
+    std::string reason;
+    switch (m_jobs.Next(&next->job, &reason)) {
+      case IThumbnailJobs::ENext::End:
+        m_ended = true;
+        return false;
+      case IThumbnailJobs::ENext::Failed:
+        m_observer.OnFailed(next->job.name, reason);
+        continue;
+      case IThumbnailJobs::ENext::Job:
+        break;
+    }
+    next->wasCached = m_jobs.IsCached(next->job);
+    if (!next->wasCached || m_options.picturesWanted) return true;
+    m_observer.OnThumbnail(next->job, false, NoPicture());
+  }
+  return false;
+}
+
+void CThumbnailMaker::Submit(std::vector<SPending> batch) {
+  std::vector<SQvThumbnailDescription> descriptions;
+  for (SPending& pending : batch) {
+    descriptions.push_back(pending.job.description);
+    m_pending.insert_or_assign(KeyOf(pending.job.description), std::move(pending));
+  }
+  m_sincePurge += batch.size();
+  m_service.RequestThumbnails(0, descriptions.data(), static_cast<std::uint32_t>(descriptions.size()), 0,
+                              !m_options.sync);
+  if (!m_options.sync) return;
+  for (const SQvThumbnailDescription& description : descriptions) Finish(KeyOf(description));
+}
+
+void CThumbnailMaker::WaitForWorkers() {
+  std::vector<std::wstring> finished = m_session.Finished().Wait(kPatience);
+  m_idleWaits = finished.empty() ? m_idleWaits + 1 : 0;
+  if (m_idleWaits >= kIdleWaitsBeforeLook) {
+    m_idleWaits = 0;
+    for (const auto& [location, pending] : m_pending) finished.push_back(location);
+  }
+  for (const std::wstring& location : finished) Finish(location);
+}
+
+void CThumbnailMaker::Finish(const std::wstring& location) {
+  const auto found = m_pending.find(location);
+  if (found == m_pending.end()) return;
+  SPending& pending = found->second;
+  std::string reason;
+  const IThumbnailJobs::ERefresh refresh = m_jobs.Refresh(&pending.job, &reason);
+  if (refresh == IThumbnailJobs::ERefresh::Gone) return Fail(location, reason);
+  std::uint32_t state = kQvThumbnailNone;
+  SQvPicBuf picture = NoPicture();
+  m_service.GetCachedThumbnail(kReferrer, pending.job.description, &state, &picture);
+  switch (state) {
+    case kQvThumbnailReady:
+      // Of a record the service learns at the release that it has changed.
+      if (refresh == IThumbnailJobs::ERefresh::Changed && pending.job.description.IsDBLoc()) {
+        return Remake(location, pending);
+      }
+      return FinishReady(location, pending, picture);
+    case kQvThumbnailStale:
+      return Remake(location, pending);
+    case kQvThumbnailQueued:
+    case kQvThumbnailInWork:
+    case kQvThumbnailDormant:
+      return;
+    default:
+      return Fail(location, m_jobs.ExplainFailure(pending.job));
+  }
+}
+
+void CThumbnailMaker::FinishReady(const std::wstring& location, SPending& pending, const SQvPicBuf& picture) {
+  const bool saved = m_options.picturesWanted || !m_jobs.AreStored() || m_jobs.IsCached(pending.job);
+  if (saved) m_observer.OnThumbnail(pending.job, !pending.wasCached, picture);
+  m_service.ReleaseThumbnail(kReferrer, pending.job.description);
+  if (!saved) m_unsaved.emplace_back(std::move(pending.job), CDiagnostics::Get().Take());
+  m_pending.erase(location);
+  if (m_unsaved.size() >= kMaxUnsaved) SettleUnsaved();
+}
+
+void CThumbnailMaker::SettleUnsaved() {
+  for (int look = 0; look < kLooks && !m_unsaved.empty(); ++look) {
+    if (look > 0) std::this_thread::sleep_for(kBetweenLooks);
+    std::erase_if(m_unsaved, [this](const auto& unsaved) {
+      if (!m_jobs.IsCached(unsaved.first)) return false;
+      m_observer.OnThumbnail(unsaved.first, true, NoPicture());
+      return true;
+    });
+  }
+  for (const auto& [job, said] : m_unsaved) {
+    m_observer.OnFailed(job.name, "made, but the database did not take it" + (said.empty() ? said : ": " + said));
+  }
+  m_unsaved.clear();
+}
+
+void CThumbnailMaker::Remake(const std::wstring& location, SPending& pending) {
+  m_service.ReleaseThumbnail(kReferrer, pending.job.description);
+  pending.wasCached = false;
+  if (++pending.remakes <= kMaxRemakes) return;
+  m_service.CancelRequests(kReferrer, &pending.job.description, 1);
+  Fail(location, "keeps changing while it is read; run again when it is complete");
+}
+
+void CThumbnailMaker::Fail(const std::wstring& location, const std::string& reason) {
+  const auto found = m_pending.find(location);
+  m_observer.OnFailed(found->second.job.name, reason);
+  m_pending.erase(found);
+}
+
+void CThumbnailMaker::Abandon() {
+  m_service.CancelAllRequests();
+  m_session.Close();
+  // What the workers were at when they were stopped is finished and stored, and counts.
+  for (const std::wstring& location : m_session.Finished().Wait(0ms)) {
+    const auto found = m_pending.find(location);
+    if (found == m_pending.end() || !m_jobs.AreStored() || !m_jobs.IsCached(found->second.job)) continue;
+    m_observer.OnThumbnail(found->second.job, !found->second.wasCached, NoPicture());
+    m_pending.erase(found);
+  }
+}
+
+}  // namespace qvhost

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "system/qvstring.h"
+
+namespace imageformats {
+
+// Texts out of files, made fit for a record: ended at the first zero byte, trimmed of blanks at both ends, control
+// characters except tabs and line ends left out, at most kMaxText characters.
+constexpr std::size_t kMaxText = 65536;
+
+// UTF-8 when the bytes are valid UTF-8, else Latin-1.
+CQvStringW TextOf(std::string_view bytes);
+CQvStringW TextOfLatin1(std::string_view bytes);
+CQvStringW TextOfUtf16(std::string_view bytes, bool bigEndian);
+
+// A number as people write it, with a point whatever the locale: at most `decimals` places, no trailing zeros.
+std::string NumberText(double value, int decimals);
+
+// Sets `target` when it is still empty and `text` is not.
+void SetIfEmpty(CQvStringW& target, const CQvStringW& text);
+// Joins what is not empty.
+CQvStringW Joined(const CQvStringW& a, const wchar_t* between, const CQvStringW& b);
+
+}  // namespace imageformats

@@ -1,0 +1,272 @@
+#include "platform/imageformats/jpeg/jpeg_decoder.h"
+
+#include <algorithm>
+
+#include "platform/imageformats/common/format_error.h"
+#include "platform/imageformats/jpeg/jpeg_errors.h"
+#include "platform/imageformats/jpeg/jpeg_markers.h"
+#include "platform/imageformats/jpeg/jpeg_scans.h"
+#include "platform/imageformats/jpeg/jpeg_source.h"
+
+namespace imageformats {
+
+namespace {
+
+constexpr int kMaxScans = 100;  // a hostile stream repeats scans; real ones have about ten
+constexpr std::uint32_t kRowsAtOnce = 16;
+
+J_COLOR_SPACE LibraryColor(EJpegColor color, J_COLOR_SPACE fromMarkers) {
+  switch (color) {
+    case EJpegColor::kGrey:
+      return JCS_GRAYSCALE;
+    case EJpegColor::kRgb:
+      return JCS_RGB;
+    case EJpegColor::kYCbCr:
+      return JCS_YCbCr;
+    case EJpegColor::kCmyk:
+      return JCS_CMYK;
+    case EJpegColor::kYcck:
+      return JCS_YCCK;
+    case EJpegColor::kFromMarkers:
+      break;
+  }
+  return fromMarkers;
+}
+
+EJpegColor ColorOf(J_COLOR_SPACE color) {
+  switch (color) {
+    case JCS_GRAYSCALE:
+      return EJpegColor::kGrey;
+    case JCS_RGB:
+      return EJpegColor::kRgb;
+    case JCS_YCbCr:
+      return EJpegColor::kYCbCr;
+    case JCS_CMYK:
+      return EJpegColor::kCmyk;
+    case JCS_YCCK:
+      return EJpegColor::kYcck;
+    default:
+      return EJpegColor::kFromMarkers;
+  }
+}
+
+}  // namespace
+
+struct JpegDecoder::State {
+  jpeg_decompress_struct info;
+  SJpegErrors errors;
+  SJpegSource source;
+  std::shared_ptr<const Input> input;  // null when decoding a span
+  std::span<const std::uint8_t> stream;
+  SJpegHeader header;
+  bool created = false;
+  bool hasHeader = false;  // of the current stream, and nothing decoded since
+  RenderGuard* guard = nullptr;
+  std::uint64_t coefficientMemory = 0;
+
+  State() {
+    info.err = InitJpegErrors(errors);
+    Run([](State& s) { jpeg_create_decompress(&s.info); });
+    created = true;
+  }
+  ~State() {
+    if (created) jpeg_destroy_decompress(&info);
+  }
+
+  // Every call into libjpeg goes through here.
+  void Run(void (*step)(State&)) { RunJpeg(errors, *this, step); }
+
+  void Rewind() {
+    Run([](State& s) { jpeg_abort_decompress(&s.info); });
+    if (input) {
+      InitJpegSource(source, *input);
+    } else {
+      InitJpegSource(source, stream);
+    }
+    info.src = &source.base;
+    hasHeader = false;
+  }
+
+  void ApplyOptions(const SJpegDecode& how);
+  void TakeCoefficientMemory();
+  void GiveCoefficientMemory();
+  void LoadScans(bool fast);
+  SSourceAxis Axis(std::uint32_t stored, std::uint32_t scaled) const;
+
+  int status = 0;  // of jpeg_consume_input
+  // The rows of one call.
+  std::uint8_t* rows = nullptr;
+  std::size_t stride = 0;
+  std::uint32_t rowCount = 0;
+};
+
+JpegDecoder::JpegDecoder(std::shared_ptr<const Input> input) : m_state(std::make_unique<State>()) {
+  m_state->input = std::move(input);
+}
+
+JpegDecoder::JpegDecoder(std::span<const std::uint8_t> stream) : m_state(std::make_unique<State>()) {
+  m_state->stream = stream;
+}
+
+JpegDecoder::~JpegDecoder() = default;
+
+void JpegDecoder::LoadTables(std::span<const std::uint8_t> tables) {
+  State& s = *m_state;
+  s.Run([](State& state) { jpeg_abort_decompress(&state.info); });
+  InitJpegSource(s.source, tables);
+  s.info.src = &s.source.base;
+  s.hasHeader = false;
+  s.Run([](State& state) { jpeg_read_header(&state.info, FALSE); });
+}
+
+void JpegDecoder::SetStream(std::span<const std::uint8_t> stream) {
+  m_state->input.reset();
+  m_state->stream = stream;
+  m_state->hasHeader = false;
+}
+
+const SJpegHeader& JpegDecoder::ReadHeader() {
+  State& s = *m_state;
+  if (s.hasHeader) return s.header;
+  s.Rewind();
+  s.Run([](State& state) { jpeg_read_header(&state.info, TRUE); });
+  s.header.width = s.info.image_width;
+  s.header.height = s.info.image_height;
+  s.header.components = static_cast<std::uint32_t>(s.info.num_components);
+  s.header.progressive = s.info.progressive_mode != FALSE;
+  s.header.adobeInverted = s.info.num_components == 4 && s.info.saw_Adobe_marker != FALSE;
+  s.header.color = ColorOf(s.info.jpeg_color_space);
+  s.hasHeader = true;
+  return s.header;
+}
+
+void JpegDecoder::State::ApplyOptions(const SJpegDecode& how) {
+  info.scale_num = std::clamp<std::uint32_t>(how.scale, 1, 8);
+  info.scale_denom = 8;
+  info.jpeg_color_space = LibraryColor(how.color, info.jpeg_color_space);
+  switch (info.num_components) {
+    case 1:
+      info.out_color_space = JCS_GRAYSCALE;
+      break;
+    case 3:
+      info.out_color_space = how.keepYCbCr ? info.jpeg_color_space : JCS_RGB;
+      break;
+    case 4:
+      info.out_color_space = JCS_CMYK;
+      break;
+    default:
+      throw UnsupportedError("JPEG pictures of " + std::to_string(info.num_components) +
+                             " components cannot be decoded");
+  }
+  info.dct_method = JDCT_ISLOW;
+  info.do_fancy_upsampling = how.fast ? FALSE : TRUE;
+  info.do_block_smoothing = FALSE;
+  info.buffered_image = jpeg_has_multiple_scans(&info);
+  info.mem->max_memory_to_use = static_cast<long>(guard->Available());
+}
+
+// Streams of several scans keep all coefficients, two bytes each.
+void JpegDecoder::State::TakeCoefficientMemory() {
+  std::uint64_t blocks = 0;
+  for (int i = 0; i < info.num_components; ++i) {
+    const jpeg_component_info& component = info.comp_info[i];
+    blocks += std::uint64_t{component.width_in_blocks} * component.height_in_blocks;
+  }
+  guard->Take(blocks * sizeof(JBLOCK));
+  coefficientMemory = blocks * sizeof(JBLOCK);
+}
+
+void JpegDecoder::State::GiveCoefficientMemory() {
+  if (coefficientMemory == 0) return;
+  Run([](State& s) { jpeg_abort_decompress(&s.info); });
+  guard->Give(coefficientMemory);
+  coefficientMemory = 0;
+}
+
+void JpegDecoder::State::LoadScans(bool fast) {
+  const EJpegScans need = fast ? EJpegScans::kUsable : EJpegScans::kVisible;
+  bool mayStopEarly = true;
+  for (status = JPEG_ROW_COMPLETED; status != JPEG_REACHED_EOI;) {
+    Run([](State& s) { s.status = jpeg_consume_input(&s.info); });
+    guard->CheckTime();
+    if (info.input_scan_number > kMaxScans) throw DamagedError("The JPEG stream has too many scans");
+    if (status != JPEG_SCAN_COMPLETED || !mayStopEarly || !HasScans(info, need)) continue;
+    // The scans left would not change a pixel; that they are there still has to be seen, for a file that is being
+    // written must not pass as complete.
+    if (input && HasEndOfImage(*input, JpegSourcePosition(source))) return;
+    mayStopEarly = false;
+  }
+  if (source.pastEnd && !HasScans(info, EJpegScans::kAll)) {
+    throw DamagedError("The JPEG data ends before the picture is complete");
+  }
+}
+
+void JpegDecoder::Start(const SJpegDecode& how, RenderGuard& guard) {
+  ReadHeader();
+  State& s = *m_state;
+  s.hasHeader = false;
+  s.guard = &guard;
+  s.coefficientMemory = 0;
+  s.ApplyOptions(how);
+  if (s.info.buffered_image) s.TakeCoefficientMemory();
+  s.Run([](State& state) { jpeg_start_decompress(&state.info); });
+  if (!s.info.buffered_image) return;
+  s.LoadScans(how.fast);
+  s.Run([](State& state) { jpeg_start_output(&state.info, state.info.input_scan_number); });
+}
+
+SSize JpegDecoder::OutputSize() const noexcept { return {m_state->info.output_width, m_state->info.output_height}; }
+
+std::uint32_t JpegDecoder::OutputComponents() const noexcept {
+  return static_cast<std::uint32_t>(m_state->info.output_components);
+}
+
+SSourceAxis JpegDecoder::State::Axis(std::uint32_t stored, std::uint32_t scaled) const {
+  // libjpeg may settle on a larger scale than it was asked for; the size tells which.
+  std::uint64_t scale = info.scale_num;
+  while (scale < 8 && (stored * scale + 7) / 8 < scaled) ++scale;
+  return {scaled, 8, stored * scale};
+}
+
+SSourceAxis JpegDecoder::AxisX() const noexcept {
+  return m_state->Axis(m_state->info.image_width, m_state->info.output_width);
+}
+
+SSourceAxis JpegDecoder::AxisY() const noexcept {
+  return m_state->Axis(m_state->info.image_height, m_state->info.output_height);
+}
+
+void JpegDecoder::ReadRows(std::uint8_t* rows, std::size_t stride, std::uint32_t count) {
+  State& s = *m_state;
+  if (count > RowsLeft()) throw DamagedError("The JPEG picture has fewer rows");
+  for (; count > 0; count -= s.rowCount, rows += s.rowCount * stride) {
+    s.guard->CheckTime();
+    s.rows = rows;
+    s.stride = stride;
+    s.rowCount = std::min(count, kRowsAtOnce);
+    s.Run([](State& state) {
+      JSAMPROW pointers[kRowsAtOnce];
+      for (std::uint32_t i = 0; i < state.rowCount; ++i) pointers[i] = state.rows + i * state.stride;
+      for (std::uint32_t done = 0; done < state.rowCount;) {
+        done += jpeg_read_scanlines(&state.info, pointers + done, state.rowCount - done);
+      }
+    });
+  }
+  if (RowsLeft() == 0) s.GiveCoefficientMemory();
+}
+
+std::uint32_t JpegDecoder::RowsLeft() const noexcept {
+  return m_state->info.output_height - m_state->info.output_scanline;
+}
+
+std::uint32_t JpegScaleFor(SSize stored, SSize wanted, bool fast) noexcept {
+  const std::uint64_t spare = fast ? 2 : 3;
+  for (std::uint64_t scale = 1; scale < 8; ++scale) {
+    if (stored.width * scale / 8 >= spare * wanted.width && stored.height * scale / 8 >= spare * wanted.height) {
+      return static_cast<std::uint32_t>(scale);
+    }
+  }
+  return 8;
+}
+
+}  // namespace imageformats

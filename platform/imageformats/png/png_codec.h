@@ -1,0 +1,10 @@
+#pragma once
+
+#include "platform/imageformats/common/codec_module.h"
+
+namespace imageformats {
+
+// PNG (ISO/IEC 15948), all colour types and depths, interlaced or not.
+const CodecModule& PngCodec() noexcept;
+
+}  // namespace imageformats

@@ -1,0 +1,103 @@
+#include "platform/imageformats/png/png_image.h"
+
+#include <utility>
+
+#include "platform/imageformats/common/exif.h"
+#include "platform/imageformats/png/png_display.h"
+#include "platform/imageformats/png/png_rows.h"
+#include "platform/imageformats/png/png_texts.h"
+#include "platform/imageformats/render/show.h"
+
+namespace imageformats {
+
+namespace {
+
+constexpr std::uint32_t kRowsAtOnce = 16;
+
+SQvImageInfo InfoOf(const SPngHeader& header, const PngPixels& pixels, SSize displayed) {
+  SQvImageInfo info;
+  info.width = displayed.width;
+  info.height = displayed.height;
+  info.components = pixels.Components();
+  info.bpcInMemory = static_cast<std::uint8_t>(8 * pixels.SampleBytes());
+  info.bpcSignificant = info.bpcInMemory;
+  if (header.bitDepth == 16 && header.significantBits != 0) info.bpcSignificant = header.significantBits;
+  info.widthBytes = info.width * info.components * pixels.SampleBytes();
+  info.pixelType = kQvPixelUnsigned;
+  info.sequenceCount = 1;
+  info.tileWidth = info.width;
+  info.tileHeight = info.height;
+  info.compression = kQvCompressionLossless;
+  return info;
+}
+
+}  // namespace
+
+PngImage::PngImage(std::shared_ptr<const Input> input)
+    : m_input(std::move(input)),
+      m_header(ReadPngHeader(*m_input)),
+      m_pixels(m_header),
+      m_stored{m_header.width, m_header.height},
+      m_orientation(ExifOrientation(m_header.exif)),
+      m_info(InfoOf(m_header, m_pixels, DisplayedSize(m_stored, m_orientation))) {}
+
+void PngImage::Read(SQvPicBuf& picture, RenderGuard& guard) {
+  const std::unique_ptr<PngRows> rows = OpenPngRows(m_input, m_header, guard);
+  const OrientedPlacement placement(m_stored, m_orientation, m_pixels.Components() * m_pixels.SampleBytes(),
+                                    picture.data, picture.widthBytes);
+  // In 16-bit units, for alignment.
+  std::vector<std::uint16_t> buffer = guard.NewVector<std::uint16_t>((m_pixels.RowBytes() + 1) / 2);
+  auto* converted = reinterpret_cast<std::uint8_t*>(buffer.data());
+  for (std::uint32_t y = 0; y < m_stored.height;) {
+    const PngRows::SBand band = rows->NextBand(kRowsAtOnce);
+    for (std::uint32_t i = 0; i < band.count; ++i, ++y) {
+      m_pixels.Convert(band.rows + i * band.stride, converted);
+      placement.PlaceRow(y, converted);
+    }
+  }
+}
+
+SAveragedPicture PngImage::Average(SSize reduced, RenderGuard& guard) const {
+  const std::unique_ptr<PngRows> rows = OpenPngRows(m_input, m_header, guard);
+  const std::uint32_t colors = m_pixels.Components() - (m_pixels.HasAlpha() ? 1 : 0);
+  const ESampleType type = m_pixels.SampleBytes() == 2 ? ESampleType::kU16 : ESampleType::kU8;
+  AreaReducer reducer(m_stored, reduced, colors, type, guard);
+  const bool asStored = m_pixels.IsIdentity() && !m_pixels.HasAlpha();
+  const std::size_t words = asStored ? 0 : (m_pixels.RowBytes() + 1) / 2;
+  std::vector<std::uint16_t> buffer = guard.NewVector<std::uint16_t>(words * kRowsAtOnce);
+  for (std::uint32_t y = 0; y < m_stored.height;) {
+    PngRows::SBand band = rows->NextBand(kRowsAtOnce);
+    for (std::uint32_t i = 0; i < band.count && !asStored; ++i) {
+      auto* row = reinterpret_cast<std::uint8_t*>(buffer.data() + i * words);
+      m_pixels.Convert(band.rows + i * band.stride, row);
+      LayPngRowOverWhite(m_pixels, row, m_stored.width);
+    }
+    if (!asStored) band = {reinterpret_cast<std::uint8_t*>(buffer.data()), words * 2, band.count};
+    reducer.AddBand(0, y, m_stored.width, band.count, band.rows, band.stride);
+    y += band.count;
+  }
+  return reducer.Finish();
+}
+
+void PngImage::Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) {
+  const SSize reduced = ReducedSize(m_stored, {request.width, request.height}, m_orientation);
+  SAveragedPicture averages = Average(reduced, guard);
+  SShow show;
+  show.model = averages.components == 1 ? EColorModel::kGrey : EColorModel::kRgb;
+  show.nominal = NominalRange(m_info.bpcInMemory);
+  show.stretch = m_info.bpcSignificant > 8;
+  show.profile = m_header.profile;
+  show.orientation = m_orientation;
+  CorrectPngGamma(m_header, show.nominal.high, averages);
+  ShowAveraged(averages, show, picture);
+}
+
+SImageMetadata PngImage::Metadata() {
+  const bool isColor = (m_header.colorType & 2) != 0;
+  SImageMetadata metadata = PlainMetadata(m_info, "PNG", isColor ? 3 : 1);
+  ApplyPngTexts(ReadPngTexts(*m_input), metadata);
+  ApplyExif(m_header.exif, metadata);
+  return metadata;
+}
+
+}  // namespace imageformats

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/imageformats/common/codec_module.h"
+#include "platform/imageformats/png/png_header.h"
+#include "platform/imageformats/png/png_pixels.h"
+#include "platform/imageformats/render/area_reducer.h"
+#include "platform/imageformats/render/orientation.h"
+
+namespace imageformats {
+
+// An opened PNG file. Opening reads the chunks before the pixels.
+class PngImage final : public OpenedImage {
+ public:
+  explicit PngImage(std::shared_ptr<const Input> input);
+
+  const SQvImageInfo& Info() const override { return m_info; }
+  void Read(SQvPicBuf& picture, RenderGuard& guard) override;
+  void Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) override;
+  SImageMetadata Metadata() override;
+
+ private:
+  // Laid over white, on the scale of the samples.
+  SAveragedPicture Average(SSize reduced, RenderGuard& guard) const;
+
+  std::shared_ptr<const Input> m_input;
+  SPngHeader m_header;
+  PngPixels m_pixels;
+  SSize m_stored;
+  EOrientation m_orientation;
+  SQvImageInfo m_info;
+};
+
+}  // namespace imageformats

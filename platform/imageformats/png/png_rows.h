@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "platform/imageformats/common/input.h"
+#include "platform/imageformats/png/png_header.h"
+#include "platform/imageformats/render/render_guard.h"
+
+namespace imageformats {
+
+// Rows of a PNG picture as stored (packed bits, big-endian samples), unfiltered and in order.
+class PngRows {
+ public:
+  virtual ~PngRows() = default;
+  struct SBand {
+    const std::uint8_t* rows = nullptr;  // valid until the next call
+    std::size_t stride = 0;
+    std::uint32_t count = 0;
+  };
+  // The next rows, at least one and at most `most`. Throws DamagedError.
+  virtual SBand NextBand(std::uint32_t most) = 0;
+};
+
+// Chooses the way to decode: pictures that are small enough are inflated in one go, which is twice as fast; all others,
+// interlaced ones and whatever is odd about the data goes through libpng, whose verdict counts. `guard` must outlive
+// the rows.
+std::unique_ptr<PngRows> OpenPngRows(std::shared_ptr<const Input> input, const SPngHeader& header, RenderGuard& guard);
+
+// The two ways. OpenWholePng gives nothing when the picture is not for it.
+std::unique_ptr<PngRows> OpenWholePng(const Input& input, const SPngHeader& header, RenderGuard& guard);
+std::unique_ptr<PngRows> OpenLibraryPng(std::shared_ptr<const Input> input, const SPngHeader& header,
+                                        RenderGuard& guard);
+
+}  // namespace imageformats

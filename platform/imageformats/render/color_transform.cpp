@@ -1,0 +1,162 @@
+#include "platform/imageformats/render/color_transform.h"
+
+#include <lcms2.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace imageformats {
+
+namespace {
+
+constexpr std::size_t kMaxProfile = 16u << 20;  // no real profile comes near
+constexpr std::size_t kBlock = 1024;            // pixels converted at a time
+
+struct SContextDelete {
+  void operator()(cmsContext context) const { cmsDeleteContext(context); }
+};
+struct SProfileClose {
+  void operator()(void* profile) const { cmsCloseProfile(profile); }
+};
+struct STransformDelete {
+  void operator()(void* transform) const { cmsDeleteTransform(transform); }
+};
+using ContextPtr = std::unique_ptr<_cmsContext_struct, SContextDelete>;
+using ProfilePtr = std::unique_ptr<void, SProfileClose>;
+using TransformPtr = std::unique_ptr<void, STransformDelete>;
+
+void IgnoreError(cmsContext, cmsUInt32Number, const char*) {}
+
+struct SModelFormat {
+  cmsColorSpaceSignature space;
+  cmsUInt32Number format;
+};
+
+SModelFormat FormatOf(EColorModel model) {
+  switch (model) {
+    case EColorModel::kGrey:
+      return {cmsSigGrayData, TYPE_GRAY_16};
+    case EColorModel::kRgb:
+      return {cmsSigRgbData, TYPE_RGB_16};
+    case EColorModel::kCmyk:
+      return {cmsSigCmykData, TYPE_CMYK_16};
+    case EColorModel::kLab:
+      break;
+  }
+  return {cmsSigLabData, TYPE_Lab_FLT};
+}
+
+ProfilePtr SourceProfile(cmsContext context, EColorModel model, std::span<const std::uint8_t> bytes) {
+  if (!bytes.empty() && bytes.size() <= kMaxProfile) {
+    ProfilePtr profile(cmsOpenProfileFromMemTHR(context, bytes.data(), static_cast<cmsUInt32Number>(bytes.size())));
+    if (profile && cmsGetColorSpace(profile.get()) == FormatOf(model).space) return profile;
+  }
+  return ProfilePtr(model == EColorModel::kLab ? cmsCreateLab4ProfileTHR(context, nullptr) : nullptr);
+}
+
+std::uint8_t Byte(float value) {
+  return value > 0.0f ? static_cast<std::uint8_t>(std::min(value, 1.0f) * 255.0f + 0.5f) : std::uint8_t{0};
+}
+
+std::uint16_t Word(float value) {
+  return value > 0.0f ? static_cast<std::uint16_t>(std::min(value, 1.0f) * 65535.0f + 0.5f) : std::uint16_t{0};
+}
+
+// Without a profile: grey and RGB as stored, CMYK as inks that each swallow their complement.
+void ConvertPlain(EColorModel model, const float* pixels, std::size_t count, std::uint8_t* rgb) {
+  for (std::size_t i = 0; i < count; ++i, rgb += 3) {
+    if (model == EColorModel::kGrey) {
+      rgb[0] = rgb[1] = rgb[2] = Byte(pixels[i]);
+      continue;
+    }
+    const float* p = pixels + i * ModelComponents(model);
+    const float light = model == EColorModel::kCmyk ? 1.0f - std::clamp(p[3], 0.0f, 1.0f) : 1.0f;
+    for (std::size_t k = 0; k < 3; ++k) rgb[k] = Byte(model == EColorModel::kCmyk ? (1.0f - p[k]) * light : p[k]);
+  }
+}
+
+}  // namespace
+
+std::uint32_t ModelComponents(EColorModel model) noexcept {
+  return model == EColorModel::kGrey ? 1 : model == EColorModel::kCmyk ? 4 : 3;
+}
+
+struct ColorTransform::State {
+  EColorModel model = EColorModel::kRgb;
+  ContextPtr context;
+  TransformPtr transform;
+  bool identity = false;
+
+  void Open(std::span<const std::uint8_t> profile);
+  void ConvertBlock(const float* pixels, std::size_t count, std::uint8_t* rgb) const;
+  bool LeavesColorsAlone() const;
+};
+
+void ColorTransform::State::Open(std::span<const std::uint8_t> profile) {
+  identity = model == EColorModel::kGrey || model == EColorModel::kRgb;
+  if (profile.empty() && model != EColorModel::kLab) return;
+  context.reset(cmsCreateContext(nullptr, nullptr));
+  if (!context) return;
+  cmsSetLogErrorHandlerTHR(context.get(), IgnoreError);
+  const ProfilePtr source = SourceProfile(context.get(), model, profile);
+  const ProfilePtr screen(cmsCreate_sRGBProfileTHR(context.get()));
+  if (!source || !screen) return;
+  transform.reset(cmsCreateTransformTHR(context.get(), source.get(), FormatOf(model).format, screen.get(), TYPE_RGB_8,
+                                        INTENT_PERCEPTUAL, cmsFLAGS_NOCACHE));
+  if (transform && identity) identity = LeavesColorsAlone();
+  if (identity) transform.reset();
+}
+
+// sRGB profiles come in many wordings; what they do to a few colours tells.
+bool ColorTransform::State::LeavesColorsAlone() const {
+  constexpr int kTolerance = 2;
+  constexpr float kLevels[] = {0.0f, 0.05f, 0.2f, 0.5f, 0.8f, 1.0f};
+  const std::size_t components = ModelComponents(model);
+  std::vector<float> probes;
+  for (const float level : kLevels) {
+    for (std::size_t lit = 0; lit <= components; ++lit) {
+      for (std::size_t k = 0; k < components; ++k) probes.push_back(lit == components || lit == k ? level : 0.2f);
+    }
+  }
+  const std::size_t count = probes.size() / components;
+  std::vector<std::uint8_t> plain(count * 3), managed(count * 3);
+  ConvertPlain(model, probes.data(), count, plain.data());
+  ConvertBlock(probes.data(), count, managed.data());
+  return std::equal(plain.begin(), plain.end(), managed.begin(),
+                    [](int a, int b) { return std::abs(a - b) <= kTolerance; });
+}
+
+void ColorTransform::State::ConvertBlock(const float* pixels, std::size_t count, std::uint8_t* rgb) const {
+  const std::size_t samples = count * ModelComponents(model);
+  if (model == EColorModel::kLab) {
+    std::vector<float> finite(pixels, pixels + samples);
+    for (float& v : finite) v = std::isfinite(v) ? v : 0.0f;
+    return cmsDoTransform(transform.get(), finite.data(), rgb, static_cast<cmsUInt32Number>(count));
+  }
+  std::vector<std::uint16_t> words(samples);
+  std::transform(pixels, pixels + samples, words.begin(), Word);
+  cmsDoTransform(transform.get(), words.data(), rgb, static_cast<cmsUInt32Number>(count));
+}
+
+ColorTransform::ColorTransform(EColorModel model, std::span<const std::uint8_t> profile)
+    : m_state(std::make_unique<State>()) {
+  m_state->model = model;
+  m_state->Open(profile);
+}
+
+ColorTransform::ColorTransform(ColorTransform&&) noexcept = default;
+ColorTransform& ColorTransform::operator=(ColorTransform&&) noexcept = default;
+ColorTransform::~ColorTransform() = default;
+
+bool ColorTransform::IsIdentity() const noexcept { return m_state->identity; }
+
+void ColorTransform::Convert(const float* pixels, std::size_t count, std::uint8_t* rgb) {
+  if (!m_state->transform) return ConvertPlain(m_state->model, pixels, count, rgb);
+  const std::size_t components = ModelComponents(m_state->model);
+  for (std::size_t done = 0; done < count; done += kBlock) {
+    m_state->ConvertBlock(pixels + done * components, std::min(kBlock, count - done), rgb + done * 3);
+  }
+}
+
+}  // namespace imageformats

@@ -1,0 +1,203 @@
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <type_traits>
+#include <vector>
+
+#include "platform/imageformats/render/reducer_axis.h"
+#include "platform/imageformats/render/reducer_rows.h"
+
+namespace imageformats {
+
+// What all sample types share: the axes, the result's sums, and the count of what came in.
+class AreaReducer::Kernel {
+ public:
+  Kernel(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, RenderGuard& guard)
+      : m_x(x, result.width), m_y(y, result.height), m_components(components) {
+    const std::uint64_t samples = RenderGuard::Multiply(std::uint64_t{result.width} * result.height, components);
+    guard.Take(RenderGuard::Multiply(samples, sizeof(float)));  // Finish makes them
+    m_sums = guard.NewVector<double>(samples);
+  }
+  virtual ~Kernel() = default;
+
+  virtual void AddBand(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, const void* data,
+                       std::size_t stride) = 0;
+  virtual SAveragedPicture Finish() = 0;
+  bool IsComplete() const noexcept { return m_added == std::uint64_t{m_x.Pixels()} * m_y.Pixels(); }
+
+ protected:
+  SAveragedPicture Averages() const {
+    SAveragedPicture averages{{m_x.Result(), m_y.Result()}, m_components, {}};
+    averages.samples.resize(m_sums.size());
+    const double scale = 1.0 / Area();
+    for (std::size_t i = 0; i < m_sums.size(); ++i) averages.samples[i] = static_cast<float>(m_sums[i] * scale);
+    return averages;
+  }
+  // Source pixels per result pixel.
+  double Area() const noexcept { return m_x.Ratio() * m_y.Ratio(); }
+
+  ReducerAxis m_x, m_y;
+  std::uint32_t m_components;
+  std::vector<double> m_sums;  // of the result's pixels
+  std::uint64_t m_added = 0;   // source pixels
+};
+
+// Rows of one sample type. Inner rows of a result row are summed in m_rowSums; a row on a border first closes the
+// columns of the result row above and then opens those of the next.
+template <class T>
+class TypedKernel final : public AreaReducer::Kernel {
+  using Traits = SSampleTraits<T>;
+  using Sum = typename Traits::Sum;
+  using Column = typename Traits::Column;
+
+ public:
+  TypedKernel(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, RenderGuard& guard)
+      : Kernel(x, y, result, components, guard), m_guard(guard) {
+    guard.Take(RenderGuard::Multiply(RenderGuard::Multiply(x.pixels, components), sizeof(Sum) + 2 * sizeof(Column)));
+  }
+
+  void AddBand(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, const void* data,
+               std::size_t stride) override {
+    if (x >= m_x.Pixels() || y >= m_y.Pixels()) return;
+    width = std::min(width, m_x.Pixels() - x);
+    height = std::min(height, m_y.Pixels() - y);
+    if (width == 0 || height == 0) return;
+    m_added += std::uint64_t{width} * height;
+    if (x != m_rangeX || width != m_rangeWidth || y != m_nextRow) BeginRange(x, width);
+    const auto* row = static_cast<const std::uint8_t*>(data);
+    for (const std::uint32_t end = y + height; y < end;) {
+      const std::uint32_t rows = AddRows(y, end - y, row, stride);
+      row += rows * stride;
+      y += rows;
+    }
+    m_nextRow = y;
+  }
+
+  SAveragedPicture Finish() override {
+    Flush();
+    SAveragedPicture averages = Averages();
+    if (m_missing) TakeOutMissing(averages);
+    return averages;
+  }
+
+ private:
+  void BeginRange(std::uint32_t x, std::uint32_t width) {
+    Flush();
+    if (x == m_rangeX && width == m_rangeWidth) return;
+    m_rangeX = x;
+    m_rangeWidth = width;
+    m_spans = m_x.SpansOf(x, width);
+    m_rowSums.assign(Samples(), Sum{});
+    m_columns.assign(Samples(), Column{});
+    m_totals.resize(Samples());
+  }
+
+  std::size_t Samples() const noexcept { return std::size_t{m_rangeWidth} * m_components; }
+
+  // Adds at least one row of at most `rows`; returns how many.
+  std::uint32_t AddRows(std::uint32_t y, std::uint32_t rows, const std::uint8_t* data, std::size_t stride) {
+    const std::uint32_t inner = std::min(m_y.InnerPixelsFrom(y), rows);
+    if constexpr (std::is_floating_point_v<T>) {
+      const T* row = Finite(y, reinterpret_cast<const T*>(data));
+      if (inner == 0) {
+        CloseRow(y, row);
+      } else {
+        AddInner(y, 1, reinterpret_cast<const std::uint8_t*>(row), stride);
+      }
+      return 1;
+    } else {
+      if (inner == 0) {
+        CloseRow(y, reinterpret_cast<const T*>(data));
+        return 1;
+      }
+      return AddInner(y, inner, data, stride);
+    }
+  }
+
+  std::uint32_t AddInner(std::uint32_t y, std::uint32_t rows, const std::uint8_t* data, std::size_t stride) {
+    if (m_rowsSummed == Traits::kMaxRows) {
+      SpillRows(m_columns.data(), m_rowSums.data(), Samples());
+      m_rowsSummed = 0;
+    }
+    rows = std::min(rows, Traits::kMaxRows - m_rowsSummed);
+    SumRows<T>(m_rowSums.data(), data, stride, rows, Samples());
+    m_rowsSummed += rows;
+    m_pending = true;
+    m_pendingRow = m_y.ShareOf(y).result;
+    return rows;
+  }
+
+  // A row that ends a result row, or shares itself between two.
+  void CloseRow(std::uint32_t y, const T* row) {
+    const SPixelShare share = m_y.ShareOf(y);
+    CloseColumns(m_totals.data(), m_columns.data(), m_rowSums.data(), row, static_cast<Column>(share.first),
+                 static_cast<Column>(share.next), Samples());
+    m_rowsSummed = 0;
+    Emit(share.result);
+    m_pending = share.next > 0.0f;
+    m_pendingRow = share.result + 1;
+  }
+
+  void Flush() {
+    if (!m_pending) return;
+    CloseColumns<T>(m_totals.data(), m_columns.data(), m_rowSums.data(), nullptr, Column{}, Column{}, Samples());
+    m_rowsSummed = 0;
+    Emit(m_pendingRow);
+    m_pending = false;
+  }
+
+  void Emit(std::uint32_t resultRow) {
+    double* out = m_sums.data() + std::size_t{resultRow} * m_x.Result() * m_components;
+    for (const SPixelSpan& span : m_spans) {
+      AddSpan(out + std::size_t{span.result} * m_components, m_totals.data(), span, m_components);
+    }
+  }
+
+  // The row itself, or a copy with 0 for what is not finite; those samples are counted in m_missing and taken out of
+  // the averages at the end.
+  const T* Finite(std::uint32_t y, const T* row) {
+    const std::size_t samples = Samples();
+    if (AllFinite(row, samples)) return row;
+    if (!m_missing) {
+      const SSourceAxis x = m_x.Source(), yAxis = m_y.Source();
+      m_missing = std::make_unique<TypedKernel<std::uint8_t>>(x, yAxis, SSize{m_x.Result(), m_y.Result()}, m_components,
+                                                              m_guard);
+    }
+    m_cleaned.resize(samples);
+    m_marks.resize(samples);
+    for (std::size_t i = 0; i < samples; ++i) {
+      const bool finite = std::isfinite(row[i]);
+      m_cleaned[i] = finite ? row[i] : T{};
+      m_marks[i] = finite ? 0 : 1;
+    }
+    m_missing->AddBand(m_rangeX, y, m_rangeWidth, 1, m_marks.data(), samples);
+    return m_cleaned.data();
+  }
+
+  void TakeOutMissing(SAveragedPicture& averages) {
+    constexpr float kNothingLeft = 1.0f - 1e-5f;  // single-precision weights do not add up to 1 exactly
+    const SAveragedPicture missing = m_missing->Finish();
+    for (std::size_t i = 0; i < averages.samples.size(); ++i) {
+      const float share = missing.samples[i];
+      averages.samples[i] = share < kNothingLeft ? averages.samples[i] / (1.0f - share) : NAN;
+    }
+  }
+
+  std::uint32_t m_rangeX = 0, m_rangeWidth = 0, m_nextRow = 0;
+  std::vector<SPixelSpan> m_spans;
+  std::vector<Sum> m_rowSums;  // whole rows since the last spill or close
+  std::uint32_t m_rowsSummed = 0;
+  std::vector<Column> m_columns;  // what the pending result row holds beside them
+  std::vector<Column> m_totals;
+  bool m_pending = false;  // the two hold something of m_pendingRow
+  std::uint32_t m_pendingRow = 0;
+  RenderGuard& m_guard;
+  std::unique_ptr<TypedKernel<std::uint8_t>> m_missing;
+  std::vector<T> m_cleaned;
+  std::vector<std::uint8_t> m_marks;
+};
+
+}  // namespace imageformats

@@ -1,0 +1,156 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+
+#include "platform/imageformats/render/reducer_axis.h"
+
+// The inner loops of the area average: plain loops over arrays that do not overlap, written so that compilers turn them
+// into vector code.
+
+namespace imageformats {
+
+// Sum: holds kMaxRows whole samples. Column: holds weighted sums with enough digits for the samples.
+template <class T>
+struct SSampleTraits {
+  using Sum = double;
+  using Column = double;
+  static constexpr std::uint32_t kMaxRows = std::numeric_limits<std::uint32_t>::max();
+};
+template <class S, class C, std::uint32_t kRows>
+struct SIntegerTraits {
+  using Sum = S;
+  using Column = C;
+  static constexpr std::uint32_t kMaxRows = kRows;
+};
+template <>
+struct SSampleTraits<std::uint8_t> : SIntegerTraits<std::uint16_t, float, 257> {};
+template <>
+struct SSampleTraits<std::uint16_t> : SIntegerTraits<std::uint32_t, float, 65537> {};
+template <>
+struct SSampleTraits<std::int8_t> : SIntegerTraits<std::int16_t, float, 255> {};
+template <>
+struct SSampleTraits<std::int16_t> : SIntegerTraits<std::int32_t, float, 65535> {};
+template <>
+struct SSampleTraits<std::uint32_t> : SIntegerTraits<std::uint64_t, double, 0xFFFFFFFFu> {};
+template <>
+struct SSampleTraits<std::int32_t> : SIntegerTraits<std::int64_t, double, 0xFFFFFFFFu> {};
+
+// sums[i] += the samples of `rows` rows. Four rows at a time, so that the sums are loaded and stored once for four.
+template <class T, class Sum = typename SSampleTraits<T>::Sum>
+void SumRows(Sum* __restrict sums, const std::uint8_t* data, std::size_t stride, std::uint32_t rows,
+             std::size_t samples) noexcept {
+  for (; rows >= 4; rows -= 4, data += 4 * stride) {
+    const auto* __restrict a = reinterpret_cast<const T*>(data);
+    const auto* __restrict b = reinterpret_cast<const T*>(data + stride);
+    const auto* __restrict c = reinterpret_cast<const T*>(data + 2 * stride);
+    const auto* __restrict d = reinterpret_cast<const T*>(data + 3 * stride);
+    for (std::size_t i = 0; i < samples; ++i) {
+      const Sum ab = static_cast<Sum>(static_cast<Sum>(a[i]) + static_cast<Sum>(b[i]));
+      const Sum cd = static_cast<Sum>(static_cast<Sum>(c[i]) + static_cast<Sum>(d[i]));
+      sums[i] = static_cast<Sum>(sums[i] + static_cast<Sum>(ab + cd));
+    }
+  }
+  for (; rows > 0; --rows, data += stride) {
+    const auto* __restrict a = reinterpret_cast<const T*>(data);
+    for (std::size_t i = 0; i < samples; ++i) sums[i] = static_cast<Sum>(sums[i] + static_cast<Sum>(a[i]));
+  }
+}
+
+// columns += sums; sums = 0.
+template <class Column, class Sum>
+void SpillRows(Column* __restrict columns, Sum* __restrict sums, std::size_t samples) noexcept {
+  for (std::size_t i = 0; i < samples; ++i) {
+    columns[i] += static_cast<Column>(sums[i]);
+    sums[i] = Sum{};
+  }
+}
+
+// totals = columns + sums + first * row; columns = next * row; sums = 0. A null row is one of zeros.
+template <class T, class Column = typename SSampleTraits<T>::Column, class Sum = typename SSampleTraits<T>::Sum>
+void CloseColumns(Column* __restrict totals, Column* __restrict columns, Sum* __restrict sums, const T* __restrict row,
+                  Column first, Column next, std::size_t samples) noexcept {
+  if (row == nullptr) {
+    for (std::size_t i = 0; i < samples; ++i) {
+      totals[i] = columns[i] + static_cast<Column>(sums[i]);
+      columns[i] = Column{};
+      sums[i] = Sum{};
+    }
+    return;
+  }
+  for (std::size_t i = 0; i < samples; ++i) {
+    const auto sample = static_cast<Column>(row[i]);
+    totals[i] = columns[i] + static_cast<Column>(sums[i]) + first * sample;
+    columns[i] = next * sample;
+    sums[i] = Sum{};
+  }
+}
+
+// Adds one result pixel's share of the totals to `out`.
+template <class Column>
+void AddSpan(double* out, const Column* totals, const SPixelSpan& span, std::uint32_t components) noexcept {
+  const Column* p = totals + std::size_t{span.begin} * components;
+  const Column* last = totals + (std::size_t{span.end} - 1) * components;
+  if (components == 1) {
+    // Independent partial sums: one addition waits for the one before it.
+    Column a = *p * static_cast<Column>(span.firstWeight), b{}, c{}, d{};
+    if (p != last) {
+      for (++p; p + 3 < last; p += 4) {
+        a += p[0];
+        b += p[1];
+        c += p[2];
+        d += p[3];
+      }
+      for (; p < last; ++p) b += *p;
+      c += *last * static_cast<Column>(span.lastWeight);
+    }
+    *out += static_cast<double>((a + b) + (c + d));
+    return;
+  }
+  if (components == 3) {
+    const auto w = static_cast<Column>(span.firstWeight);
+    Column a = p[0] * w, b = p[1] * w, c = p[2] * w;
+    if (p != last) {
+      for (p += 3; p < last; p += 3) {
+        a += p[0];
+        b += p[1];
+        c += p[2];
+      }
+      const auto v = static_cast<Column>(span.lastWeight);
+      a += last[0] * v;
+      b += last[1] * v;
+      c += last[2] * v;
+    }
+    out[0] += static_cast<double>(a);
+    out[1] += static_cast<double>(b);
+    out[2] += static_cast<double>(c);
+    return;
+  }
+  for (std::uint32_t k = 0; k < components; ++k) {
+    Column sum = p[k] * static_cast<Column>(span.firstWeight);
+    if (p != last) {
+      for (const Column* q = p + components; q < last; q += components) sum += q[k];
+      sum += last[k] * static_cast<Column>(span.lastWeight);
+    }
+    out[k] += static_cast<double>(sum);
+  }
+}
+
+// Whether no sample is NaN or infinite: 0 * x is 0 for finite x and NaN else.
+template <class T>
+bool AllFinite(const T* row, std::size_t samples) noexcept {
+  T a{}, b{}, c{}, d{};
+  std::size_t i = 0;
+  for (; i + 4 <= samples; i += 4) {
+    a += row[i] * T{0};
+    b += row[i + 1] * T{0};
+    c += row[i + 2] * T{0};
+    d += row[i + 3] * T{0};
+  }
+  for (; i < samples; ++i) a += row[i] * T{0};
+  const T sum = (a + b) + (c + d);
+  return sum == sum;
+}
+
+}  // namespace imageformats

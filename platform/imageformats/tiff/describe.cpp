@@ -1,0 +1,81 @@
+#include "platform/imageformats/tiff/describe.h"
+
+#include <algorithm>
+
+#include "platform/imageformats/common/text.h"
+#include "platform/imageformats/tiff/tiff_image.h"
+
+namespace imageformats::tiff {
+namespace {
+
+// The colour of a channel's full intensity.
+std::uint32_t PlaneColor(const SDataset& dataset, std::size_t index) {
+  const SShownChannel& channel = dataset.channels[index];
+  if (channel.color) return *channel.color;
+  if (channel.table) {
+    const std::uint8_t* last = channel.table->data() + channel.table->size() - 3;
+    return std::uint32_t{last[0]} << 16 | std::uint32_t{last[1]} << 8 | last[2];
+  }
+  return DefaultChannelColor(index, dataset.channels.size());
+}
+
+std::uint32_t ColorComponents(const SPage& page) noexcept {
+  const bool grey = page.photometric == PHOTOMETRIC_MINISBLACK || page.photometric == PHOTOMETRIC_MINISWHITE ||
+                    page.photometric == PHOTOMETRIC_MASK || page.photometric == PHOTOMETRIC_LOGL || page.samples == 1;
+  return grey && page.photometric != PHOTOMETRIC_PALETTE ? 1 : 3;
+}
+
+const char* FormatName(FileSet& files, const SDataset& dataset) {
+  if (dataset.kind == SDataset::EKind::kOme) return "OME-TIFF";
+  if (dataset.imageJ) return "ImageJ TIFF";
+  return files.Main().handle.IsBigTiff() ? "BigTIFF" : "TIFF";
+}
+
+}  // namespace
+
+void DescribePlanes(const SDataset& dataset, SImageMetadata* metadata) {
+  auto& planes = metadata->picture.planes.planes;
+  if (dataset.channels.size() > 1) planes.clear();
+  for (std::size_t i = 0; i < dataset.channels.size(); ++i) {
+    if (i >= planes.size()) planes.emplace_back();
+    SQvPicturePlane& plane = planes[i];
+    plane.components = 1;
+    plane.color = PlaneColor(dataset, i);
+    if (!dataset.channels[i].name.empty()) plane.name = TextOf(dataset.channels[i].name);
+    if (plane.name.IsEmpty()) plane.name = TextOf("Channel " + std::to_string(i + 1));
+  }
+  // Channels that the overview does not show: those of missing files, or more than it composes.
+  for (std::size_t i = planes.size(); i < std::min(dataset.sizeC, 4096u); ++i) {
+    SQvPicturePlane& plane = planes.emplace_back();
+    plane.name = TextOf("Channel " + std::to_string(i + 1));
+    plane.color = DefaultChannelColor(i, dataset.sizeC);
+  }
+}
+
+void AddChannelLoop(SImageMetadata* metadata) {
+  const auto& planes = metadata->picture.planes.planes;
+  if (planes.size() < 2) return;
+  SLoop loop;
+  loop.type = kQvLoopLambda;
+  loop.size = static_cast<std::uint32_t>(planes.size());
+  for (const SQvPicturePlane& plane : planes) {
+    SQvExperimentChannel channel;
+    channel.name = plane.name;
+    channel.color = plane.color;
+    channel.excitationWavelength = plane.excitationWavelength;
+    channel.emissionWavelength = plane.emissionWavelength;
+    loop.channels.push_back(channel);
+  }
+  metadata->loops.push_back(std::move(loop));
+}
+
+SImageMetadata DescribeDataset(FileSet& files, const SDataset& dataset, const SQvImageInfo& info) {
+  SImageMetadata metadata = PlainMetadata(info, FormatName(files, dataset), ColorComponents(dataset.page));
+  DescribePlanes(dataset, &metadata);
+  if (dataset.kind == SDataset::EKind::kOme) DescribeOme(dataset, &metadata);
+  if (dataset.imageJ) DescribeImageJ(files, dataset, &metadata);
+  DescribeTags(files, dataset, &metadata);
+  return metadata;
+}
+
+}  // namespace imageformats::tiff

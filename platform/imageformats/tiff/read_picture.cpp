@@ -1,0 +1,162 @@
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "platform/imageformats/common/format_error.h"
+#include "platform/imageformats/tiff/page_reader.h"
+#include "platform/imageformats/tiff/tiff_image.h"
+
+namespace imageformats::tiff {
+namespace {
+
+// The finite extremes of floating-point samples.
+class ExtremesSink final : public PixelSink {
+ public:
+  explicit ExtremesSink(const SPixelMeaning& meaning) : m_meaning(meaning) {}
+
+  void Add(std::uint32_t, std::uint32_t, std::uint32_t width, std::uint32_t height, const std::uint8_t* rows,
+           std::size_t stride) override {
+    for (std::uint32_t y = 0; y < height; ++y, rows += stride) {
+      const std::size_t samples = std::size_t{width} * m_meaning.components;
+      if (m_meaning.type == ESampleType::kF64) {
+        Take(reinterpret_cast<const double*>(rows), samples);
+      } else {
+        Take(reinterpret_cast<const float*>(rows), samples);
+      }
+    }
+  }
+  SDisplayRange Range() const noexcept {
+    return m_range.low < m_range.high ? m_range : SDisplayRange{m_range.high, m_range.high + 1.0};
+  }
+
+ private:
+  template <class T>
+  void Take(const T* samples, std::size_t count) noexcept {
+    for (std::size_t i = 0; i < count; ++i) {
+      const double value = static_cast<double>(samples[i]);
+      if (!std::isfinite(value)) continue;
+      if (!m_any) m_range = {value, value};
+      m_any = true;
+      m_range = {std::min(m_range.low, value), std::max(m_range.high, value)};
+    }
+  }
+  SPixelMeaning m_meaning;
+  SDisplayRange m_range{0.0, 0.0};
+  bool m_any = false;
+};
+
+// Brings samples to the 8 or 16 bits of the picture and places them.
+class PictureSink final : public PixelSink {
+ public:
+  PictureSink(const SPixelMeaning& meaning, const SPage& page, SDisplayRange range, SQvPicBuf& picture)
+      : m_meaning(meaning),
+        m_size(page.Size()),
+        m_range(range),
+        m_placement(page.Size(), page.orientation, std::size_t{meaning.components} * (picture.bpc / 8), picture.data,
+                    picture.widthBytes) {
+    if (meaning.model == EColorModel::kLab) m_lab = std::make_unique<ColorTransform>(EColorModel::kLab, page.profile);
+  }
+
+  void Add(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, const std::uint8_t* rows,
+           std::size_t stride) override {
+    width = std::min(width, m_size.width - x);
+    height = std::min(height, m_size.height - y);
+    for (std::uint32_t i = 0; i < height; ++i, rows += stride) {
+      m_placement.PlaceRun(x, y + i, width, Converted(rows, width));
+    }
+  }
+
+ private:
+  const void* Converted(const std::uint8_t* row, std::uint32_t pixels) {
+    const std::size_t samples = std::size_t{pixels} * m_meaning.components;
+    if (m_lab) return LabRow(row, pixels);
+    switch (m_meaning.type) {
+      case ESampleType::kU8:
+        if (!m_meaning.inverted) return row;
+        return Map<std::uint8_t, std::uint8_t>(row, samples, [](std::uint8_t v) { return 255 - v; });
+      case ESampleType::kU16: {
+        if (!m_meaning.inverted) return row;
+        const auto most = static_cast<std::uint32_t>(m_meaning.nominal.high);
+        return Map<std::uint16_t, std::uint16_t>(row, samples,
+                                                 [=](std::uint32_t v) { return v < most ? most - v : 0; });
+      }
+      case ESampleType::kI8:
+        return Map<std::int8_t, std::uint8_t>(row, samples, [](int v) { return v + 128; });
+      case ESampleType::kI16:
+        return Map<std::int16_t, std::uint16_t>(row, samples, [](int v) { return v + 32768; });
+      case ESampleType::kU32:
+        return Map<std::uint32_t, std::uint16_t>(row, samples, [](std::uint32_t v) { return v >> 16; });
+      case ESampleType::kI32:
+        return Map<std::int32_t, std::uint16_t>(row, samples, [](std::int32_t v) { return (v >> 16) + 32768; });
+      case ESampleType::kU64:
+        return Map<std::uint64_t, std::uint16_t>(row, samples, [](std::uint64_t v) { return v >> 48; });
+      case ESampleType::kI64:
+        return Map<std::int64_t, std::uint16_t>(row, samples, [](std::int64_t v) { return (v >> 48) + 32768; });
+      case ESampleType::kF32:
+        return Map<float, std::uint16_t>(row, samples, [this](float v) { return Scaled(static_cast<double>(v)); });
+      case ESampleType::kF64:
+        return Map<double, std::uint16_t>(row, samples, [this](double v) { return Scaled(v); });
+    }
+    return row;
+  }
+
+  template <class From, class To, class Function>
+  const void* Map(const std::uint8_t* row, std::size_t samples, Function&& function) {
+    m_row.resize(samples * sizeof(To));
+    const auto* from = reinterpret_cast<const From*>(row);
+    auto* to = reinterpret_cast<To*>(m_row.data());
+    for (std::size_t i = 0; i < samples; ++i) to[i] = static_cast<To>(function(from[i]));
+    return m_row.data();
+  }
+
+  std::uint16_t Scaled(double value) const noexcept {
+    const double share = (value - m_range.low) / (m_range.high - m_range.low);
+    return share > 0.0 ? static_cast<std::uint16_t>(std::min(share, 1.0) * 65535.0 + 0.5) : std::uint16_t{0};
+  }
+
+  const void* LabRow(const std::uint8_t* row, std::uint32_t pixels) {
+    m_labRow.resize(std::size_t{pixels} * 3);
+    const auto* wide = reinterpret_cast<const std::uint16_t*>(row);
+    for (std::size_t i = 0; i < m_labRow.size(); ++i) {
+      const double value = m_meaning.type == ESampleType::kU16 ? wide[i] : row[i];
+      m_labRow[i] = static_cast<float>(i % 3 == 0 ? value * m_meaning.lightnessScale
+                                                  : value * m_meaning.labScale - m_meaning.labOffset);
+    }
+    m_row.resize(m_labRow.size());
+    m_lab->Convert(m_labRow.data(), pixels, m_row.data());
+    return m_row.data();
+  }
+
+  const SPixelMeaning m_meaning;
+  const SSize m_size;
+  const SDisplayRange m_range;
+  const OrientedPlacement m_placement;
+  std::unique_ptr<ColorTransform> m_lab;
+  std::vector<float> m_labRow;
+  std::vector<std::uint8_t> m_row;
+};
+
+}  // namespace
+
+void ReadFullPicture(FileSet& files, const SDataset& dataset, SQvPicBuf& picture, RenderGuard& guard) {
+  const SPage& page = dataset.page;
+  TiffHandle& tiff = files.File(dataset.mainPlane.file).handle;
+  SBlockRequest request;
+  request.planeSkip = dataset.mainPlane.skip;
+  const std::unique_ptr<BlockSource> source = OpenBlocks(tiff, page, request, guard);
+  PixelRows rows(page, source->Layout(), ChannelSamples(page));
+  const SPixelMeaning& meaning = rows.Meaning();
+  const std::uint32_t bits = SampleBytes(meaning.type) == 1 || meaning.model == EColorModel::kLab ? 8 : 16;
+  if (picture.components != meaning.components || picture.bpc != bits)
+    throw DamagedError("The picture has another shape");
+  SDisplayRange range;
+  if (meaning.type == ESampleType::kF32 || meaning.type == ESampleType::kF64) {
+    ExtremesSink extremes(meaning);
+    ReadPixels(*source, rows, extremes, guard);
+    range = extremes.Range();
+  }
+  PictureSink sink(meaning, page, range, picture);
+  ReadPixels(*source, rows, sink, guard);
+}
+
+}  // namespace imageformats::tiff

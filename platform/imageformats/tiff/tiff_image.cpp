@@ -1,0 +1,110 @@
+#include "platform/imageformats/tiff/tiff_image.h"
+
+#include <algorithm>
+
+#include "platform/imageformats/tiff/pixel_rows.h"
+#include "platform/imageformats/tiff/tags.h"
+
+namespace imageformats::tiff {
+namespace {
+
+std::uint32_t CompressionKind(const SPage& page) noexcept {
+  switch (page.compression) {
+    case COMPRESSION_NONE:
+      return kQvCompressionNone;
+    case COMPRESSION_JPEG:
+    case COMPRESSION_OJPEG:
+      return kQvCompressionJpeg;
+    case COMPRESSION_CCITTRLE:
+    case COMPRESSION_CCITTRLEW:
+    case COMPRESSION_CCITTFAX3:
+    case COMPRESSION_CCITTFAX4:
+    case COMPRESSION_LZW:
+    case COMPRESSION_DEFLATE:
+    case COMPRESSION_ADOBE_DEFLATE:
+    case COMPRESSION_PACKBITS:
+    case COMPRESSION_JBIG:
+    case COMPRESSION_LZMA:
+    case COMPRESSION_ZSTD:
+    case COMPRESSION_NEXT:
+      return kQvCompressionLossless;
+    default:
+      return kQvCompressionOther;
+  }
+}
+
+std::uint32_t PixelType(ESampleFormat format) noexcept {
+  return format == ESampleFormat::kFloat    ? kQvPixelFloat
+         : format == ESampleFormat::kSigned ? kQvPixelSigned
+                                            : kQvPixelUnsigned;
+}
+
+// Frames: pictures with all their channels.
+std::uint32_t SequenceCount(const SDataset& dataset) noexcept {
+  const std::uint64_t positions = std::max<std::size_t>(dataset.omePosition.size(), 1);
+  const std::uint64_t frames = RenderGuard::Multiply(std::uint64_t{dataset.sizeZ} * dataset.sizeT, positions);
+  const std::uint64_t count = dataset.kind == SDataset::EKind::kPlain ? dataset.pages : frames;
+  return static_cast<std::uint32_t>(std::min<std::uint64_t>(count, 0xFFFFFFFFu));
+}
+
+// As OME-XML says it; a value above the stored bits is none.
+std::uint32_t SignificantBits(const SDataset& dataset) noexcept {
+  const std::uint32_t stated =
+      dataset.kind == SDataset::EKind::kOme ? dataset.ome.images[dataset.omeImage].significantBits : 0;
+  return stated > 0 && stated <= dataset.page.bits ? stated : dataset.page.SignificantBits();
+}
+
+}  // namespace
+
+TiffImage::TiffImage(std::shared_ptr<const Input> input)
+    : m_files(std::move(input)), m_dataset(OpenDataset(m_files)), m_info(DescribePage(m_dataset)) {}
+
+SQvImageInfo DescribePage(const SDataset& dataset) {
+  const SPage& page = dataset.page;
+  SQvImageInfo info;
+  const SSize shown = DisplayedSize(page.Size(), page.orientation);
+  const SSize tile = DisplayedSize(
+      {page.tiled ? page.blockWidth : page.width, page.tiled ? page.blockHeight : page.height}, page.orientation);
+  info.width = shown.width;
+  info.height = shown.height;
+  info.tileWidth = tile.width;
+  info.tileHeight = tile.height;
+  if (WhyUnsupported(page).empty()) {
+    const SPixelMeaning meaning = PixelRows(page, DecodedLayoutOf(page), ChannelSamples(page)).Meaning();
+    info.components = meaning.components;
+    info.bpcInMemory = SampleBytes(meaning.type) == 1 || meaning.model == EColorModel::kLab ? 8 : 16;
+  } else {
+    info.components = page.samples;
+    info.bpcInMemory = page.bits <= 8 ? 8 : 16;
+  }
+  info.widthBytes = info.width * info.components * (info.bpcInMemory / 8u);
+  const bool indices = page.photometric == PHOTOMETRIC_PALETTE && info.components == 3;
+  info.bpcSignificant = indices ? std::uint8_t{8} : static_cast<std::uint8_t>(SignificantBits(dataset));
+  info.pixelType = PixelType(page.format);
+  info.sequenceCount = SequenceCount(dataset);
+  info.compression = CompressionKind(page);
+  return info;
+}
+
+void TiffImage::Read(SQvPicBuf& picture, RenderGuard& guard) { ReadFullPicture(m_files, m_dataset, picture, guard); }
+
+void TiffImage::Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) {
+  RenderOverview(m_files, m_dataset, request, picture, guard);
+}
+
+bool TiffImage::CustomTag(const CQvStringW& name, CQvByteArray& bytes) {
+  std::uint32_t tag = 0;
+  if (name == CQvStringW(L"QvCustomTag:ThumbailJpg")) tag = kTagThumbnailJpeg;
+  if (name == CQvStringW(L"QvCustomTag:ThumbailPicbuf")) tag = kTagThumbnailPixels;
+  if (tag == 0) return false;
+  STiffFile& file = m_files.Main();
+  file.handle.Select(file.chain.front().offset);
+  const std::span<const std::uint8_t> value = BytesTag(file.handle, tag);
+  if (value.empty()) return false;
+  bytes.SetData(value.data(), value.size(), 0, 0);
+  return true;
+}
+
+SImageMetadata TiffImage::Metadata() { return DescribeDataset(m_files, m_dataset, m_info); }
+
+}  // namespace imageformats::tiff

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "platform/imageformats/common/codec_module.h"
+
+namespace imageformats {
+
+// Whole-slide files through OpenSlide. Files only.
+
+// Slides that are TIFF files, or come with a JPEG file as their preview; plain tiled TIFF files stay with the TIFF
+// codec.
+const CodecModule& WsiCodec() noexcept;
+// Slides of other kinds, asked last: OpenSlide's detection looks at the whole folder.
+const CodecModule& WsiFallbackCodec() noexcept;
+
+}  // namespace imageformats

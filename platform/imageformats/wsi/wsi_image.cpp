@@ -1,0 +1,178 @@
+#include "platform/imageformats/wsi/wsi_image.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+#include "platform/imageformats/common/exif.h"
+#include "platform/imageformats/common/text.h"
+#include "platform/imageformats/render/show.h"
+
+namespace imageformats {
+
+namespace {
+
+constexpr std::uint32_t kBlockWidth = 2048;  // pixels; of a multiple of the tiles' width
+constexpr std::uint32_t kBlockHeight = 256;  // where the tiles' height is not known
+constexpr std::uint32_t kMaxTile = 2048;
+
+// Over white, three bytes a pixel.
+void UnpackOverWhite(const std::uint32_t* argb, std::size_t pixels, std::uint8_t* rgb) noexcept {
+  for (std::size_t i = 0; i < pixels; ++i, rgb += 3) {
+    const std::uint32_t p = argb[i], through = 255 - (p >> 24);
+    rgb[0] = static_cast<std::uint8_t>(std::min(((p >> 16) & 255) + through, 255u));
+    rgb[1] = static_cast<std::uint8_t>(std::min(((p >> 8) & 255) + through, 255u));
+    rgb[2] = static_cast<std::uint8_t>(std::min((p & 255) + through, 255u));
+  }
+}
+
+std::string LevelProperty(std::int32_t level, const char* name) {
+  return "openslide.level[" + std::to_string(level) + "]." + name;
+}
+
+std::uint32_t TileSide(const Slide& slide, std::int32_t level, const char* name, std::uint32_t fallback) {
+  const double side = slide.NumberProperty(LevelProperty(level, name));
+  return side >= 16 && side <= kMaxTile ? static_cast<std::uint32_t>(side) : fallback;
+}
+
+SQvImageInfo InfoOf(const Slide& slide) {
+  const SSize size = slide.LevelSize(0);
+  SQvImageInfo info;
+  info.width = size.width;
+  info.height = size.height;
+  info.components = 3;
+  info.bpcInMemory = info.bpcSignificant = 8;
+  info.widthBytes = size.width * 3;
+  info.pixelType = kQvPixelUnsigned;
+  info.sequenceCount = 1;
+  info.tileWidth = TileSide(slide, 0, "tile-width", size.width);
+  info.tileHeight = TileSide(slide, 0, "tile-height", size.height);
+  info.compression = kQvCompressionOther;
+  return info;
+}
+
+}  // namespace
+
+Slide::Slide(const char* nativePath) : m_handle(openslide_open(nativePath)) {
+  if (!m_handle) throw DamagedError("The file is not a whole-slide file");
+  Check();
+}
+
+void Slide::Check() const {
+  if (const char* error = openslide_get_error(m_handle.get())) {
+    throw DamagedError(std::string("The slide is damaged: ") + error);
+  }
+}
+
+std::int32_t Slide::LevelCount() const { return openslide_get_level_count(m_handle.get()); }
+
+SSize Slide::LevelSize(std::int32_t level) const {
+  std::int64_t width = 0, height = 0;
+  openslide_get_level_dimensions(m_handle.get(), level, &width, &height);
+  Check();
+  constexpr std::int64_t kMax = std::numeric_limits<std::uint32_t>::max() / 3;
+  if (width < 1 || height < 1 || width > kMax || height > kMax) throw DamagedError("The slide has an impossible size");
+  return {static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)};
+}
+
+std::string Slide::Property(const std::string& name) const {
+  const char* value = openslide_get_property_value(m_handle.get(), name.c_str());
+  return value ? value : "";
+}
+
+double Slide::NumberProperty(const std::string& name) const {
+  const std::string text = Property(name);
+  double value = 0.0;
+  const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
+  return result.ec == std::errc() && std::isfinite(value) ? value : 0.0;
+}
+
+void Slide::ReadRegion(std::uint32_t* pixels, std::int32_t level, std::uint32_t x, std::uint32_t y, SSize size) {
+  // OpenSlide takes the corner in pixels of level 0.
+  const double scale = openslide_get_level_downsample(m_handle.get(), level);
+  openslide_read_region(m_handle.get(), pixels, std::llround(x * scale), std::llround(y * scale), level, size.width,
+                        size.height);
+  Check();
+}
+
+WsiImage::WsiImage(std::shared_ptr<const Input> input)
+    : m_input(std::move(input)), m_slide(m_input->NativePath().c_str()), m_info(InfoOf(m_slide)) {}
+
+std::int32_t WsiImage::LevelFor(SSize wanted) const {
+  std::int32_t best = 0;
+  for (std::int32_t level = 1; level < m_slide.LevelCount(); ++level) {
+    const SSize size = m_slide.LevelSize(level);
+    if (size.width >= wanted.width && size.height >= wanted.height) best = level;
+  }
+  return best;
+}
+
+SSize WsiImage::BlockSize(std::int32_t level) const {
+  const std::uint32_t tile = TileSide(m_slide, level, "tile-width", kBlockWidth);
+  return {std::max(kBlockWidth / tile, 1u) * tile, TileSide(m_slide, level, "tile-height", kBlockHeight)};
+}
+
+template <class Take>
+void WsiImage::ForEachBlock(std::int32_t level, RenderGuard& guard, Take&& take) {
+  const SSize size = m_slide.LevelSize(level);
+  guard.CheckPixels(size.width, size.height);
+  const SSize block = BlockSize(level);
+  const std::uint64_t pixels = std::uint64_t{std::min(block.width, size.width)} * block.height;
+  std::vector<std::uint32_t> argb = guard.NewVector<std::uint32_t>(pixels);
+  std::vector<std::uint8_t> rgb = guard.NewVector<std::uint8_t>(pixels * 3);
+  for (std::uint32_t y = 0; y < size.height; y += block.height) {
+    for (std::uint32_t x = 0; x < size.width; x += block.width) {
+      guard.CheckTime();
+      const SSize part{std::min(block.width, size.width - x), std::min(block.height, size.height - y)};
+      m_slide.ReadRegion(argb.data(), level, x, y, part);
+      UnpackOverWhite(argb.data(), std::size_t{part.width} * part.height, rgb.data());
+      take(x, y, part, rgb.data());
+    }
+  }
+}
+
+void WsiImage::Read(SQvPicBuf& picture, RenderGuard& guard) {
+  auto* const pixels = static_cast<std::uint8_t*>(picture.data);
+  ForEachBlock(0, guard, [&](std::uint32_t x, std::uint32_t y, SSize part, const std::uint8_t* rgb) {
+    const std::size_t rowBytes = std::size_t{part.width} * 3;
+    for (std::uint32_t row = 0; row < part.height; ++row) {
+      std::memcpy(pixels + std::size_t{y + row} * picture.widthBytes + std::size_t{x} * 3, rgb + row * rowBytes,
+                  rowBytes);
+    }
+  });
+}
+
+void WsiImage::Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) {
+  const std::int32_t level = LevelFor({request.width, request.height});
+  const SSize size = m_slide.LevelSize(level);
+  const SSize reduced = ReducedSize(size, {request.width, request.height}, EOrientation::kTopLeft);
+  AreaReducer reducer(size, reduced, 3, ESampleType::kU8, guard);
+  ForEachBlock(level, guard, [&](std::uint32_t x, std::uint32_t y, SSize part, const std::uint8_t* rgb) {
+    reducer.AddBand(x, y, part.width, part.height, rgb, std::size_t{part.width} * 3);
+  });
+  ShowAveraged(reducer.Finish(), SShow{}, picture);
+}
+
+SImageMetadata WsiImage::Metadata() {
+  SImageMetadata metadata = PlainMetadata(m_info, "Whole slide", 3);
+  metadata.picture.planes.planes.front().modality = kQvModalityBrightfield;
+  metadata.text.description = TextOf(m_slide.Property(OPENSLIDE_PROPERTY_NAME_COMMENT));
+  metadata.text.info1 = TextOf(m_slide.Property(OPENSLIDE_PROPERTY_NAME_VENDOR));
+  const double x = m_slide.NumberProperty(OPENSLIDE_PROPERTY_NAME_MPP_X);
+  const double y = m_slide.NumberProperty(OPENSLIDE_PROPERTY_NAME_MPP_Y);
+  if (x > 0.0) metadata.calibration = metadata.picture.calibration = x;
+  if (x > 0.0 && y > 0.0) metadata.aspect = y / x;
+  if (const double power = m_slide.NumberProperty(OPENSLIDE_PROPERTY_NAME_OBJECTIVE_POWER); power > 0.0) {
+    metadata.objective = metadata.picture.objectiveName = TextOf(NumberText(power, 2) + "x");
+    metadata.picture.objectiveMagnification = power;
+    metadata.text.optics = metadata.objective;
+  }
+  const std::string date = m_slide.Property("tiff.DateTime");
+  ParseExifDate(date.c_str(), 0, &metadata.text.date, &metadata.acquisitionTime);
+  return metadata;
+}
+
+}  // namespace imageformats

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/system/mutex.h"
+
+// Remembered listings of folders, so that looking 10,000 names up without regard to case reads the folder once.
+
+// Which state of which folder a listing shows.
+struct SFolderState {
+  dev_t device = 0;
+  ino_t inode = 0;
+  // The later of the last changes of content and of status (the former can be set back), as the file system tells.
+  std::int64_t modified = 0, changed = 0;
+
+  friend bool operator==(const SFolderState&, const SFolderState&) = default;
+};
+
+// A file system's clock ticks in steps of up to 2 s (FAT), so a folder may change right after it was listed and keep
+// its times. A listing is settled when it was taken so long after the folder's last change that any later change shows.
+// `now` is the wall clock in nanoseconds; `sinceFirstSeen` tells for how long the folder has had these times, and
+// serves where the wall clock and the file system's disagree.
+bool IsSettled(const SFolderState& state, std::int64_t now, std::chrono::nanoseconds sinceFirstSeen) noexcept;
+
+// The form of a name under which names that differ only in case meet.
+std::wstring FoldName(std::string_view name);
+
+// The names in a folder, as they were at one moment. Immutable.
+class CFolderListing {
+ public:
+  // Above this number of names the rest of a folder is found under its exact names only.
+  static constexpr std::size_t kMaxNames = std::size_t{1} << 20;
+
+  // Reads the folder. `former`, which may be null, is the listing that this one replaces. Null when the folder cannot
+  // be listed.
+  static std::shared_ptr<const CFolderListing> Read(const std::string& folder, const CFolderListing* former);
+
+  const SFolderState& State() const noexcept { return m_state; }
+  bool IsSettled() const noexcept { return m_settled; }
+  std::size_t NameCount() const noexcept { return m_names.size(); }
+  // The names with that folded form, in byte order.
+  std::vector<std::string> Find(const std::wstring& folded) const;
+
+ private:
+  SFolderState m_state;
+  std::chrono::steady_clock::time_point m_firstSeen;
+  bool m_settled = false;
+  std::unordered_multimap<std::wstring, std::string> m_names;
+};
+
+// The listings of the folders used last. Safe from any thread; several threads that want the same listing wait for one
+// of them to read it.
+class CFolderListings {
+ public:
+  static constexpr std::size_t kMaxFolders = 64;
+  // Of all remembered listings together.
+  static constexpr std::size_t kMaxNames = std::size_t{1} << 21;
+
+  // The one of this process.
+  static CFolderListings& Instance();
+
+  // The names in the folder with that folded form, in byte order; none when the folder cannot be listed.
+  std::vector<std::string> Find(const std::string& folder, const std::wstring& folded);
+
+  // How many times a folder was read, and how many folders are remembered.
+  std::uint64_t GetReadCount() const noexcept { return m_reads.load(std::memory_order_relaxed); }
+  std::size_t GetFolderCount();
+
+ private:
+  struct SFolder {
+    SFolder(dev_t d, ino_t i) : device(d), inode(i) {}
+
+    const dev_t device;
+    const ino_t inode;
+    CMutex mutex;  // held while the folder is read; taken before m_mutex when both are held
+    std::shared_ptr<const CFolderListing> listing QV_GUARDED_BY(mutex);
+    std::atomic<std::size_t> names{0};
+  };
+
+  std::shared_ptr<SFolder> Remember(dev_t device, ino_t inode);
+  void Trim() QV_REQUIRES(m_mutex);
+
+  CMutex m_mutex;
+  std::list<std::shared_ptr<SFolder>> m_folders QV_GUARDED_BY(m_mutex);  // the one used last in front
+  std::atomic<std::uint64_t> m_reads{0};
+};

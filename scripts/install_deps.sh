@@ -1,0 +1,112 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that building and testing need, and only those that are missing.
+#   scripts/install_deps.sh [--list] [GROUP...]      groups: build test clang fuzz coverage package; default: build
+# Needs bash and apt; works as root or through sudo. This is the only place that names packages.
+set -euo pipefail
+
+build_packages=(g++ cmake ninja-build pkg-config binutils
+                libsqlite3-dev libtiff-dev libjpeg-dev libpng-dev liblcms2-dev libexif-dev libpugixml-dev
+                libopenslide-dev libdeflate-dev zlib1g-dev libcli11-dev nlohmann-json3-dev libfmt-dev)
+# The sanitizers of GCC come with g++.
+test_packages=(libgtest-dev libgmock-dev libbenchmark-dev)
+clang_packages=(clang clang-format)
+fuzz_packages=(clang libclang-rt-dev)
+coverage_packages=(gcovr)
+package_packages=(dpkg-dev file)
+
+usage() { sed -n '2,4s/^# \{0,1\}//p' "$0"; }
+
+list_only=false
+groups=()
+for argument in "$@"; do
+  case $argument in
+    build | test | clang | fuzz | coverage | package) groups+=("$argument") ;;
+    --list) list_only=true ;;
+    -h | --help) usage; exit 0 ;;
+    *) echo "install_deps.sh: unknown group '$argument'" >&2; usage >&2; exit 2 ;;
+  esac
+done
+[ ${#groups[@]} -gt 0 ] || groups=(build)
+
+wanted=()
+for group in "${groups[@]}"; do
+  declare -n packages_of_group="${group}_packages"
+  wanted+=("${packages_of_group[@]}")
+done
+
+if $list_only; then
+  printf '%s\n' "${wanted[@]}"
+  exit 0
+fi
+
+if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
+  echo "install_deps.sh: this is not a Debian system (no apt-get). Install these by other means:" >&2
+  printf '  %s\n' "${wanted[@]}" >&2
+  exit 1
+fi
+
+is_installed() {
+  local status
+  status=$(dpkg-query -W -f '${db:Status-Status}\n' "$1" 2>/dev/null) || return 1
+  [[ $status == *installed* && $status != *not-installed* ]]
+}
+
+missing=()
+for package in "${wanted[@]}"; do
+  is_installed "$package" || missing+=("$package")
+done
+if [ ${#missing[@]} -eq 0 ]; then
+  exit 0
+fi
+echo "Installing: ${missing[*]}"
+
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+  if ! command -v sudo >/dev/null; then
+    echo "install_deps.sh: these packages are missing and need root to install, but sudo is not there." >&2
+    echo "As root, run:  apt-get update && apt-get install --no-install-recommends ${missing[*]}" >&2
+    exit 1
+  fi
+  as_root=(sudo)
+fi
+
+apt() {
+  ${as_root[@]+"${as_root[@]}"} env DEBIAN_FRONTEND=noninteractive LC_ALL=C \
+    apt-get -q -y -o Dpkg::Use-Pty=0 -o DPkg::Lock::Timeout=120 "$@" </dev/null
+}
+
+# The lists of a machine that was never updated know no package, and old ones name files that are gone from the mirror.
+knows_all() {
+  local policy package
+  for package in "${missing[@]}"; do
+    policy=$(apt-cache policy "$package" 2>/dev/null)
+    [[ $policy == *Candidate:* && $policy != *"Candidate: (none)"* ]] || return 1
+  done
+}
+
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+run() {
+  if ! "$@" >"$log" 2>&1; then
+    cat "$log" >&2
+    return 1
+  fi
+}
+install_missing() { run apt install --no-install-recommends "${missing[@]}"; }
+
+updated=false
+update() {
+  updated=true
+  run apt update || echo "install_deps.sh: apt-get update failed; trying with the lists that are there." >&2
+}
+
+knows_all || update
+if ! install_missing; then
+  if $updated; then
+    echo "install_deps.sh: could not install the packages." >&2
+    exit 1
+  fi
+  echo "Trying again with fresh package lists."
+  update
+  install_missing || { echo "install_deps.sh: could not install the packages." >&2; exit 1; }
+fi

@@ -1,0 +1,122 @@
+#!/usr/bin/env bash
+# Checks the rules of the house on the sources: which folder may include which, the size of files, the wording.
+#   arrows.sh SOURCE_FOLDER
+# Prints every breach as file:line: message and exits 1 when there is one.
+set -uo pipefail
+export LC_ALL=C
+cd "$1" || exit 2
+
+code_folders=(include gnr_thumbnailcache platform host tools tests fuzz bench docs)
+breaches=0
+breach() {
+  echo "$1"
+  breaches=$((breaches + 1))
+}
+
+# Both set `room` (functions that print would cost a process each): the room of a file, which is the folder under
+# include/ or platform/, else the top folder; and the room that an include names, empty for headers from outside.
+room_of_file() {
+  case $1 in
+    include/*/* | platform/*/*) room=${1#*/}; room=${1%%/*}/${room%%/*} ;;
+    *) room=${1%%/*} ;;
+  esac
+}
+room_of_include() {  # INCLUDED INCLUDING_FILE
+  if [ -e "include/$1" ]; then
+    room=include/${1%%/*}
+  elif [ -e "$1" ]; then
+    room_of_file "$1"
+  elif [ -e "${2%/*}/$1" ]; then
+    room_of_file "$(realpath --relative-to=. "${2%/*}/$1")"
+  else
+    room=
+  fi
+}
+
+# What a room may include beside itself. Libraries are layered, so there are no circles: system below picture and
+# metadata, these below the image formats.
+allowed_for() {  # sets `allowed`
+  case $1 in
+    include/system | platform/system) allowed="include/system" ;;
+    include/picture | platform/picture) allowed="include/system include/picture" ;;
+    include/metadata | platform/metadata) allowed="include/system include/metadata" ;;
+    include/imageformats | platform/imageformats)
+      allowed="include/system include/picture include/metadata include/imageformats" ;;
+    *) allowed="include/system include/picture include/metadata include/imageformats include/thumbnailcache" ;;
+  esac
+}
+
+check_includes() {
+  local file line name from room allowed
+  while IFS=: read -r file line name; do
+    room_of_file "$file"
+    from=$room
+    room_of_include "$name" "$file"
+    [ -n "$room" ] && [ "$room" != "$from" ] || continue
+    allowed_for "$from"
+    [[ " $allowed " == *" $room "* ]] || breach "$file:$line: $from must not include $name ($room)"
+  done < <(grep -rnE --include='*.h' --include='*.cpp' --include='*.inc' '^[[:space:]]*#[[:space:]]*include' \
+    include gnr_thumbnailcache platform host tools |
+    sed -E 's/^([^:]*:[0-9]+:)[[:space:]]*#[[:space:]]*include[[:space:]]*["<]([^">]*)[">].*/\1\2/')
+}
+
+# The links of the platform libraries follow the same layers as their includes.
+check_links() {
+  local file library
+  for library in system picture metadata; do
+    file=platform/$library/CMakeLists.txt
+    [ -e "$file" ] || continue
+    local forbidden='gnr_|qvpicture|qvmetadata'
+    case $library in
+      picture) forbidden='gnr_|qvmetadata' ;;
+      metadata) forbidden='gnr_|qvpicture' ;;
+    esac
+    while IFS=: read -r line text; do
+      breach "$file:$line: the $library library must not link this: $text"
+    done < <(grep -nE "(PUBLIC|PRIVATE).*($forbidden)" "$file")
+  done
+  while IFS=: read -r line text; do
+    breach "gnr_thumbnailcache/CMakeLists.txt:$line: the component reaches other components through the registry: $text"
+  done < <(grep -nE '(PUBLIC|PRIVATE).*gnr_imageformats' gnr_thumbnailcache/CMakeLists.txt)
+}
+
+check_sizes() {
+  local count file
+  while read -r count file; do
+    [ "$file" != total ] && [ "$count" -gt 600 ] && breach "$file:1: $count lines; no file has more than 600"
+  done < <(find "${code_folders[@]}" scripts cmake packaging \
+    \( -name '*.h' -o -name '*.cpp' -o -name '*.inc' -o -name '*.sh' -o -name '*.cmake' -o -name CMakeLists.txt \) \
+    -exec wc -l {} +)
+}
+
+# Every text stands on its own: it explains itself and names published standards, never papers that a reader of this
+# tree does not have, nor a place on somebody's machine.
+check_wording() {
+  local paper='spec''ification'
+  local patterns=(
+    "\\b(spec|design)[.]md\\b"
+    "\\bPart [0-9]+[.][0-9]"
+    "\\bas (spec)ified\\b"
+    "\\bthe (spec)\\b"
+    "\\bthe $paper\\b"
+    "\\b(the|our) require""ments\\b"
+    "\\brequire""ments document\\b"
+    "(^|[^A-Za-z0-9_.])/work/"
+    "[.]library/"
+  )
+  local joined
+  joined=$(IFS='|'; echo "${patterns[*]}")
+  local standards='TIFF|PNG|JPEG|JFIF|EXIF|Exif|OME|ICC|ISO|ITU|RFC|XML|SQLite|UTF|POSIX|JSON'
+  while IFS= read -r hit; do
+    breach "${hit%%:*}:$(cut -d: -f2 <<<"$hit"): wording: $(cut -d: -f3- <<<"$hit" | cut -c1-160)"
+  done < <(grep -rnEIi --exclude-dir=build --exclude=arrows.sh "$joined" \
+    "${code_folders[@]}" scripts cmake packaging .ci ./*.md CMakeLists.txt CMakePresets.json 2>/dev/null |
+    grep -vE "$standards")
+}
+
+check_includes
+check_links
+check_sizes
+check_wording
+[ "$breaches" -eq 0 ] || { echo "$breaches breaches"; exit 1; }
+echo "Includes, links, sizes and wording keep the rules."

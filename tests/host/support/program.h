@@ -1,0 +1,54 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tests/system/temp_folder.h"
+
+// What a run of the program left behind.
+struct SRunResult {
+  int status = -1;  // 128 + n when signal n ended it
+  std::string out;
+  std::string err;
+
+  nlohmann::json Json() const;  // of `out`; a failure of the test when it is none
+};
+
+// Runs the built program as a user would, with a home of its own so that no real cache is touched.
+class CProgram {
+ public:
+  CProgram();
+
+  SRunResult Run(const std::vector<std::string>& arguments);
+  // With a terminal of 80 columns for standard error.
+  SRunResult RunOnTerminal(const std::vector<std::string>& arguments);
+  // As Run, with --db of a database in the folder behind the verb.
+  SRunResult RunDb(std::vector<std::string> arguments);
+
+  // A run that is still going on.
+  class CRunning {
+   public:
+    // Standard error goes to the file or terminal `err`; to a file of its own when it is empty.
+    CRunning(const CProgram& program, const std::vector<std::string>& arguments, const std::string& err = {});
+    CRunning(const CRunning&) = delete;
+    CRunning& operator=(const CRunning&) = delete;
+    ~CRunning();
+    void Signal(int number) const;
+    SRunResult Wait();
+
+   private:
+    int m_pid = -1;
+    std::string m_out, m_err;  // files
+    bool m_waited = false;
+  };
+
+  const CTempFolder& Folder() const { return m_folder; }
+  std::string Database() const { return m_folder.Path("cache.db"); }
+  std::string DefaultDatabase() const { return m_folder.Path("home/.cache/qvthumbs/OrbThumbCache.db"); }
+  void SetEnvironment(const std::string& assignment) { m_environment.push_back(assignment); }
+
+ private:
+  CTempFolder m_folder;
+  std::vector<std::string> m_environment;
+};

@@ -1,0 +1,160 @@
+#include "host/thumbnails/thumbnail_maker.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <functional>
+#include <iterator>
+
+#include "host/files/file_jobs.h"
+#include "host/library/library_jobs.h"
+#include "host/session/diagnostics.h"
+#include "tests/host/support/pictures.h"
+#include "tests/system/temp_folder.h"
+
+namespace qvhost {
+namespace {
+
+using testing::HasSubstr;
+
+// Calls a function in front of every look at the source's time, the point at which a thumbnail is finished.
+template <class Jobs>
+class CMeddlingJobs : public Jobs {
+ public:
+  using Jobs::Jobs;
+  IThumbnailJobs::ERefresh Refresh(SThumbnailJob* job, std::string* reason) override {
+    meddle(++refreshes);
+    return Jobs::Refresh(job, reason);
+  }
+  std::function<void(int)> meddle = [](int) {};
+  int refreshes = 0;
+};
+
+class CNotes : public IThumbnailObserver {
+ public:
+  void OnThumbnail(const SThumbnailJob&, bool made, const SQvPicBuf& picture) override {
+    ++(made ? m_made : m_cached);
+    if (!picture.data) return;
+    const std::size_t right = picture.widthBytes * (picture.height / 2) + picture.width * 3 / 4 * 3;
+    const auto* pixel = static_cast<const std::uint8_t*>(picture.data) + right;
+    m_right = {pixel[0], pixel[1], pixel[2]};
+  }
+  void OnFailed(const std::string&, const std::string& reason) override { m_reasons += reason; }
+
+  int m_made = 0, m_cached = 0;
+  SRgb m_right{};
+  std::string m_reasons;
+};
+
+std::string ReadAll(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+class CThumbnailMakerTest : public testing::Test {
+ protected:
+  CThumbnailMakerTest() {
+    CDiagnostics::Get().Install(false);
+    WritePng(Path("red.png"), 80, 40, kRed);
+    WritePng(Path("green.png"), 80, 40, kGreen);
+  }
+
+  std::string Path(const char* name) const { return m_folder.Path(name); }
+  void Open() {
+    m_session.emplace();
+    m_session->Open({Path("cache.db"), false});
+  }
+  // Gives the file another content and a later time.
+  void Overwrite(const char* name, const char* with) {
+    std::ofstream(Path(name), std::ios::binary) << ReadAll(Path(with));
+    const timespec times[2] = {{m_time, 0}, {m_time, 0}};
+    m_time += 60;
+    ASSERT_EQ(utimensat(AT_FDCWD, Path(name).c_str(), times, 0), 0);
+  }
+
+  const CTempFolder m_folder;
+  std::time_t m_time = 4000000000;
+  CNotes m_notes;
+  std::optional<CLibraryDatabase> m_library;  // outlives the session
+  std::optional<CSession> m_session;
+};
+
+TEST_F(CThumbnailMakerTest, AFileThatChangesMeanwhileIsRemade) {
+  Open();
+  CMeddlingJobs<CFileJobs> jobs({Path("red.png")}, false, m_session->DatabasePath());
+  jobs.meddle = [this](int refreshes) {
+    if (refreshes == 1) Overwrite("red.png", "green.png");
+  };
+  EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_notes, {}).Run());
+  EXPECT_EQ(jobs.refreshes, 2);
+  EXPECT_EQ(m_notes.m_made, 1);
+  EXPECT_EQ(m_notes.m_reasons, "");
+  EXPECT_NEAR(m_notes.m_right[1], kGreen[1], 12);
+}
+
+TEST_F(CThumbnailMakerTest, AFileThatKeepsChangingIsGivenUp) {
+  Open();
+  CMeddlingJobs<CFileJobs> jobs({Path("red.png"), Path("green.png")}, false, m_session->DatabasePath());
+  jobs.meddle = [this](int) { Overwrite("red.png", "green.png"); };
+  EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_notes, {}).Run());
+  EXPECT_EQ(m_notes.m_made, 1);
+  EXPECT_THAT(m_notes.m_reasons, HasSubstr("keeps changing"));
+}
+
+TEST_F(CThumbnailMakerTest, AFileThatVanishesMeanwhileFails) {
+  Open();
+  CMeddlingJobs<CFileJobs> jobs({Path("red.png")}, false, m_session->DatabasePath());
+  jobs.meddle = [this](int) { std::remove(Path("red.png").c_str()); };
+  EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_notes, {}).Run());
+  EXPECT_EQ(m_notes.m_made, 0);
+  EXPECT_THAT(m_notes.m_reasons, HasSubstr("No such file"));
+}
+
+TEST_F(CThumbnailMakerTest, ARecordThatChangesMeanwhileIsRemade) {
+  CLibraryFile writer(Path("lab.qvlib"), true);
+  writer.Write(writer.RecordOfSource("red.png", "red.png"), "image", ReadAll(Path("red.png")));
+  m_library.emplace(Path("lab.qvlib"));
+  Open();
+  CMeddlingJobs<CLibraryJobs> jobs(*m_library, std::string(), false);
+  jobs.meddle = [this, &writer](int refreshes) {
+    if (refreshes == 1) writer.Write(1, "image", ReadAll(Path("green.png")));
+  };
+  EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_notes, {}).Run());
+  EXPECT_EQ(jobs.refreshes, 2);
+  EXPECT_EQ(m_notes.m_made, 1);
+  EXPECT_NEAR(m_notes.m_right[1], kGreen[1], 12);
+  EXPECT_EQ(m_library->OpenAccesses(), 0);
+}
+
+TEST_F(CThumbnailMakerTest, AccessToARecordIsBalancedWhenItFails) {
+  CLibraryFile writer(Path("lab.qvlib"), true);
+  for (const char* name : {"red.png", "green.png"}) {
+    writer.Write(writer.RecordOfSource(name, name), "image", ReadAll(Path(name)));
+  }
+  writer.Write(2, "broken", ReadAll(Path("red.png")).substr(0, 60));
+  m_library.emplace(Path("lab.qvlib"));
+  Open();
+  CLibraryJobs jobs(*m_library, std::string(), false);
+  EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_notes, {}).Run());
+  EXPECT_EQ(m_notes.m_made, 2);
+  EXPECT_NE(m_notes.m_reasons, "");
+  m_session->Close();
+  EXPECT_EQ(m_library->OpenAccesses(), 0);
+}
+
+TEST_F(CThumbnailMakerTest, ADatabaseCanBeOpenedAgain) {
+  for (int i = 0; i < 2; ++i) {
+    Open();
+    CFileJobs jobs({Path("red.png")}, false, m_session->DatabasePath());
+    EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_notes, {}).Run());
+    m_session.reset();
+  }
+  EXPECT_EQ(m_notes.m_made, 1);
+  EXPECT_EQ(m_notes.m_cached, 1);
+}
+
+}  // namespace
+}  // namespace qvhost

@@ -1,0 +1,143 @@
+#include "tests/imageformats/support/opened.h"
+
+#include <algorithm>
+#include <numbers>
+#include <random>
+
+#include "platform/imageformats/common/codec_registry.h"
+#include "platform/imageformats/render/picture_buffer.h"
+
+using namespace imageformats;
+
+namespace {
+
+TestPicture Empty(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint32_t bits) {
+  return {width, height, components, bits, std::vector<std::uint16_t>(std::size_t{width} * height * components)};
+}
+
+TestPicture FromBuffer(const SQvPicBuf& buffer) {
+  TestPicture picture = Empty(buffer.width, buffer.height, buffer.components, buffer.bpc);
+  const std::size_t rowSamples = std::size_t{buffer.width} * buffer.components;
+  for (std::uint32_t y = 0; y < buffer.height; ++y) {
+    const auto* row = static_cast<const std::uint8_t*>(buffer.data) + std::size_t{y} * buffer.widthBytes;
+    for (std::size_t i = 0; i < rowSamples; ++i) {
+      picture.samples[y * rowSamples + i] = buffer.bpc == 8 ? row[i] : reinterpret_cast<const std::uint16_t*>(row)[i];
+    }
+  }
+  return picture;
+}
+
+double Overlap(double a, double b, double c, double d) { return std::max(0.0, std::min(b, d) - std::max(a, c)); }
+
+}  // namespace
+
+TestPicture SmoothPicture(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint32_t bits) {
+  TestPicture picture = Empty(width, height, components, bits);
+  const double most = std::exp2(bits) - 1;
+  for (std::uint32_t y = 0; y < height; ++y) {
+    for (std::uint32_t x = 0; x < width; ++x) {
+      const double u = (x + 0.5) / width, v = (y + 0.5) / height;
+      const bool inDisc = (u - 0.3) * (u - 0.3) + (v - 0.6) * (v - 0.6) < 0.02;
+      for (std::uint32_t c = 0; c < components; ++c) {
+        const double wave = std::sin(2 * std::numbers::pi * ((c + 1) * u + (3 - c) * v));
+        const double value = inDisc ? 0.9 : 0.45 + 0.3 * wave;
+        picture.At(x, y, c) = static_cast<std::uint16_t>(std::lround(value * most));
+      }
+    }
+  }
+  return picture;
+}
+
+TestPicture NoisePicture(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint32_t bits,
+                         unsigned seed) {
+  TestPicture picture = Empty(width, height, components, bits);
+  std::mt19937 random(seed);
+  for (std::uint16_t& sample : picture.samples) sample = static_cast<std::uint16_t>(random() & ((1u << bits) - 1));
+  return picture;
+}
+
+TestPicture AreaAverage(const TestPicture& source, std::uint32_t width, std::uint32_t height) {
+  TestPicture result = Empty(width, height, source.components, source.bits);
+  const double stepX = static_cast<double>(source.width) / width, stepY = static_cast<double>(source.height) / height;
+  for (std::uint32_t y = 0; y < height; ++y) {
+    for (std::uint32_t x = 0; x < width; ++x) {
+      for (std::uint32_t c = 0; c < source.components; ++c) {
+        double sum = 0.0;
+        for (auto j = static_cast<std::uint32_t>(y * stepY); j < source.height && j < (y + 1) * stepY; ++j) {
+          const double high = Overlap(j, j + 1.0, y * stepY, (y + 1) * stepY);
+          for (auto i = static_cast<std::uint32_t>(x * stepX); i < source.width && i < (x + 1) * stepX; ++i) {
+            sum += high * Overlap(i, i + 1.0, x * stepX, (x + 1) * stepX) * source.At(i, j, c);
+          }
+        }
+        result.At(x, y, c) = static_cast<std::uint16_t>(std::lround(sum / (stepX * stepY)));
+      }
+    }
+  }
+  return result;
+}
+
+double Psnr(const TestPicture& a, const TestPicture& b) {
+  if (a.samples.size() != b.samples.size()) return 0.0;
+  double sum = 0.0;
+  for (std::size_t i = 0; i < a.samples.size(); ++i) {
+    const double difference = static_cast<double>(a.samples[i]) - b.samples[i];
+    sum += difference * difference;
+  }
+  return 10.0 * std::log10(255.0 * 255.0 / (sum / static_cast<double>(a.samples.size()) + 1e-9));
+}
+
+int LargestDifference(const TestPicture& a, const TestPicture& b) {
+  if (a.samples.size() != b.samples.size()) return 65536;
+  int largest = 0;
+  for (std::size_t i = 0; i < a.samples.size(); ++i) {
+    largest = std::max(largest, std::abs(static_cast<int>(a.samples[i]) - b.samples[i]));
+  }
+  return largest;
+}
+
+namespace {
+
+std::unique_ptr<OpenedImage> Open(std::shared_ptr<const Input> input) {
+  const CodecModule* codec = FindCodecFor(*input);
+  if (codec == nullptr) throw DamagedError("no codec");
+  return codec->Open(std::move(input));
+}
+
+class BytesImage final : public OpenedImage {
+ public:
+  explicit BytesImage(FileBytes bytes)
+      : m_bytes(std::move(bytes)), m_image(Open(Input::FromMemory(m_bytes.data(), m_bytes.size()))) {}
+
+  const SQvImageInfo& Info() const override { return m_image->Info(); }
+  void Read(SQvPicBuf& picture, RenderGuard& guard) override { m_image->Read(picture, guard); }
+  void Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) override {
+    m_image->Render(request, picture, guard);
+  }
+  bool CustomTag(const CQvStringW& name, CQvByteArray& bytes) override { return m_image->CustomTag(name, bytes); }
+  SImageMetadata Metadata() override { return m_image->Metadata(); }
+
+ private:
+  FileBytes m_bytes;
+  std::unique_ptr<OpenedImage> m_image;
+};
+
+}  // namespace
+
+std::unique_ptr<OpenedImage> OpenBytes(FileBytes bytes) { return std::make_unique<BytesImage>(std::move(bytes)); }
+
+std::unique_ptr<OpenedImage> OpenPath(const CQvStringW& path) { return Open(Input::FromFile(path)); }
+
+TestPicture ReadAll(OpenedImage& image) {
+  const SQvImageInfo& info = image.Info();
+  PictureBuffer buffer(info.width, info.height, info.bpcInMemory, info.components);
+  RenderGuard guard;
+  image.Read(buffer.Get(), guard);
+  return FromBuffer(buffer.Get());
+}
+
+TestPicture Render(OpenedImage& image, std::uint32_t width, std::uint32_t height, bool fast) {
+  PictureBuffer buffer(width, height, 8, 3);
+  RenderGuard guard;
+  image.Render({width, height, fast, 0xFFFFFFFFu}, buffer.Get(), guard);
+  return FromBuffer(buffer.Get());
+}

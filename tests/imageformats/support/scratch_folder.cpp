@@ -1,0 +1,34 @@
+#include "tests/imageformats/support/scratch_folder.h"
+
+#include <stdlib.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+ScratchFolder::ScratchFolder() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "qv_imageformats_XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
+  m_path = pattern;
+}
+
+ScratchFolder::~ScratchFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(m_path, ignored);
+}
+
+CQvStringW ScratchFolder::Write(const std::string& name, std::span<const std::uint8_t> bytes) const {
+  const std::string path = m_path + "/" + name;
+  std::ofstream file(path, std::ios::binary);
+  file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  if (!file) throw std::runtime_error("cannot write " + path);
+  return CQvStringUtils::UTF8toW(path.c_str());
+}
+
+std::string SamplesFolder() {
+  const char* set = std::getenv("QV_SAMPLES");
+  std::filesystem::path folder = set != nullptr ? set : std::filesystem::path(QV_SOURCE_FOLDER) / "../shared/samples";
+  std::error_code error;
+  return std::filesystem::is_directory(folder, error) ? folder.lexically_normal().string() : std::string();
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "system/qvstring.h"
+
+// A folder of its own for one test, removed with everything in it.
+class ScratchFolder {
+ public:
+  ScratchFolder();
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+  ~ScratchFolder();
+
+  const std::string& Path() const noexcept { return m_path; }
+  // Writes a file; returns its path.
+  CQvStringW Write(const std::string& name, std::span<const std::uint8_t> bytes) const;
+
+ private:
+  std::string m_path;
+};
+
+// The folder of real images: QV_SAMPLES, else shared/samples beside the checkout; empty when it is not there.
+std::string SamplesFolder();

@@ -1,0 +1,3 @@
+#include "system/qvexport.h"
+
+extern "C" QV_EXPORT int QvBystander() { return 1; }

@@ -1,0 +1,275 @@
+#include <fenv.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/thumbnailcache/support/service_test.h"
+
+namespace qvtest {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::SizeIs;
+
+class DatabaseOpenTest : public ServiceTest {
+ protected:
+  void SetUp() override {
+    ServiceTest::SetUp();
+    m_threads = CountThreads();
+  }
+
+  // A failed open: status, one message, no worker; and the next good open works.
+  void ExpectRefused(const std::wstring& path, const std::wstring& message) {
+    m_diag.Take();
+    EXPECT_EQ(Cache().OpenDatabase(path.c_str()), -9);
+    const auto messages = m_diag.Take();
+    ASSERT_THAT(messages, SizeIs(1));
+    EXPECT_EQ(messages[0].text, L"THUMBCACHE: " + message);
+    EXPECT_EQ(messages[0].format, L"%s");
+    EXPECT_EQ(messages[0].file, kSource);
+    EXPECT_GT(messages[0].line, 0);
+    EXPECT_EQ(CountThreads(), m_threads);
+
+    EXPECT_EQ(Host().Open(Folder().Wide("good.db")), 0);
+    EXPECT_EQ(CountThreads(), m_threads + 2);
+    EXPECT_EQ(Host().Close(), 0);
+  }
+
+  std::string FirstOpen() {
+    for (const std::string& call : SqliteSpy::TakeCalls())
+      if (call.starts_with("open ")) return call;
+    return "";
+  }
+
+  int m_threads = 0;
+};
+
+TEST_F(DatabaseOpenTest, NoPathMeansTheSharedDocumentsFolder) {
+  for (const wchar_t* path : {static_cast<const wchar_t*>(nullptr), L""}) {
+    SqliteSpy::RedirectOpens(DatabaseFile());
+    EXPECT_EQ(Cache().OpenDatabase(path), 0);
+    EXPECT_EQ(FirstOpen(), "open /var/lib/qvdocuments/OrbThumbCache.db 6");
+    EXPECT_EQ(Cache().CloseDatabase(), 0);
+  }
+}
+
+TEST_F(DatabaseOpenTest, PathIsTakenVerbatim) {
+  const std::wstring path = Folder().Wide("") + L"\u00C4rchiv \u6F22 %s.thumbs";
+  EXPECT_EQ(Host().Open(path), 0);
+  EXPECT_EQ(FirstOpen(), "open " + Utf8(path) + " 6");
+  EXPECT_TRUE(std::filesystem::exists(Utf8(path)));
+}
+
+TEST_F(DatabaseOpenTest, OverlongPathIsNeverCutShort) {
+  const std::string folder(200, 'x'), name(100, 'y');
+  std::filesystem::create_directory(Folder().File(folder));
+  const std::int32_t result = Host().Open(Folder().Wide(folder + "/" + name));
+  EXPECT_TRUE(result == 0 || result == -9) << result;
+  Host().Close();
+  EXPECT_EQ(std::filesystem::exists(Folder().File(folder + "/" + name)), result == 0);
+  for (const auto& item : std::filesystem::directory_iterator(Folder().File(folder)))
+    EXPECT_THAT(item.path().filename().string(), ::testing::StartsWith(name));
+}
+
+TEST_F(DatabaseOpenTest, OverlongNameIsRefused) {
+  EXPECT_EQ(Host().Open(Folder().Wide(std::string(6000, 'x'))), -9);
+  EXPECT_EQ(CountThreads(), m_threads);
+  EXPECT_EQ(Open(), 0);
+}
+
+TEST_F(DatabaseOpenTest, FreshFileGetsItsTablesInOrder) {
+  ASSERT_EQ(Open(), 0);
+  const auto calls = SqliteSpy::TakeCalls();
+  ASSERT_GE(calls.size(), 2u);
+  EXPECT_EQ(calls[0], "open " + DatabaseFile() + " 6");
+  EXPECT_EQ(calls[1], "busy 5000");
+  EXPECT_THAT(SqliteSpy::OpenStatements(), SizeIs(0));
+  EXPECT_THAT(Sql(DatabaseFile()).Rows("SELECT name FROM sqlite_master WHERE type='table' ORDER BY rowid"),
+              ElementsAre("cache", "metadata", "experiments", "history", "stored"));
+  EXPECT_TRUE(m_diag.Take().empty());
+}
+
+TEST_F(DatabaseOpenTest, OpenStartsTwoWorkersAndCloseJoinsThem) {
+  ASSERT_EQ(Open(), 0);
+  EXPECT_EQ(CountThreads(), m_threads + 2);
+  SqliteSpy::TakeCalls();
+  EXPECT_EQ(Close(), 0);
+  EXPECT_TRUE(WaitForThreads(m_threads));
+  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("close 0"));
+}
+
+TEST_F(DatabaseOpenTest, EverySuccessfulOpenResetsTheSettings) {
+  ASSERT_EQ(Open(), 0);
+  Cache().SetCacheLimit(3);
+  Cache().SetHighQuality(true);
+  Cache().SetThumbnailBox(1, 2, true);
+  Cache().SetThumbnailBox(3, 4, false);
+  Close();
+  EXPECT_EQ(Cache().GetCacheLimit(), 3u);
+
+  EXPECT_EQ(Cache().OpenDatabase(Folder().Path().wstring().c_str()), -9);
+  EXPECT_EQ(Cache().GetCacheLimit(), 3u) << "a failed open sets no defaults";
+  m_diag.Take();
+
+  ASSERT_EQ(Open(), 0);
+  EXPECT_EQ(Cache().GetCacheLimit(), sizeof(void*) == 8 ? 1000u : 600u);
+  bool high = true;
+  Cache().GetHighQuality(&high);
+  EXPECT_FALSE(high);
+  std::uint32_t width = 0, height = 0;
+  Cache().GetThumbnailBox(true, &width, &height);
+  EXPECT_EQ(width, 640u);
+  EXPECT_EQ(height, 240u);
+  Cache().GetThumbnailBox(false, &width, &height);
+  EXPECT_EQ(width, 480u);
+  EXPECT_EQ(height, 180u);
+}
+
+TEST_F(DatabaseOpenTest, FolderThatIsNotThereIsRefused) {
+  ExpectRefused(Folder().Wide("nowhere/cache.db"), L"unable to open database file");
+  EXPECT_FALSE(std::filesystem::exists(Folder().File("nowhere")));
+}
+
+TEST_F(DatabaseOpenTest, FolderInPlaceOfAFileIsRefused) {
+  ExpectRefused(Folder().Path().wstring(), L"unable to open database file");
+}
+
+TEST_F(DatabaseOpenTest, ConnectionOfAFailedOpenStaysUntilTheNextClose) {
+  for (int round = 0; round < 3; ++round) {
+    EXPECT_EQ(Cache().OpenDatabase(Folder().Path().wstring().c_str()), -9);
+    EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("open " + Folder().Path().string() + " 6"));
+  }
+  EXPECT_EQ(SqliteSpy::OpenConnections(), 3);
+  EXPECT_EQ(Cache().CloseDatabase(), 0);
+  EXPECT_EQ(SqliteSpy::OpenConnections(), 0);
+}
+
+TEST_F(DatabaseOpenTest, FileThatIsNoDatabaseIsRefusedAndKept) {
+  const std::string content(4096, 'x');
+  const std::wstring path = Folder().Create("noise.db", content);
+  ExpectRefused(path, L"file is not a database");
+  std::ifstream file(Utf8(path), std::ios::binary);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), content);
+}
+
+TEST_F(DatabaseOpenTest, DamagedDatabaseIsRefused) {
+  Sql(DatabaseFile()).Run("CREATE TABLE cache (filename TEXT)");
+  std::fstream file(DatabaseFile(), std::ios::binary | std::ios::in | std::ios::out);
+  file.seekp(100);
+  file << std::string(200, '\xFF');
+  file.close();
+  EXPECT_EQ(Open(), -9);
+  const auto texts = m_diag.TakeTexts();
+  ASSERT_THAT(texts, SizeIs(1));
+  EXPECT_EQ(texts[0], L"THUMBCACHE: database disk image is malformed");
+  EXPECT_EQ(SqliteSpy::OpenConnections(), 0);
+}
+
+// Gives up the superuser's right to write everywhere while it lives.
+class OrdinaryUser {
+ public:
+  OrdinaryUser() : m_user(geteuid()), m_group(getegid()) {
+    if (m_user == 0) m_dropped = setegid(65534) == 0 && seteuid(65534) == 0;
+  }
+  OrdinaryUser(const OrdinaryUser&) = delete;
+  OrdinaryUser& operator=(const OrdinaryUser&) = delete;
+  ~OrdinaryUser() {
+    if (m_dropped && (seteuid(m_user) != 0 || setegid(m_group) != 0)) std::abort();
+  }
+
+ private:
+  uid_t m_user;
+  gid_t m_group;
+  bool m_dropped = false;
+};
+
+TEST_F(DatabaseOpenTest, ReadOnlyFileIsRefused) {
+  ASSERT_EQ(Open(), 0);
+  Close();
+  for (const bool hasTables : {true, false}) {
+    const std::string file = hasTables ? DatabaseFile() : Folder().File("empty.db");
+    if (!hasTables) Sql(file).Run("CREATE TABLE other (x)");
+    chmod(file.c_str(), 0444);
+    chmod(Folder().Path().c_str(), 0755);
+    {
+      OrdinaryUser user;
+      EXPECT_EQ(Host().Open(CQvStringUtils::UTF8toW(file.c_str()).Str()), -9);
+      const auto texts = m_diag.TakeTexts();
+      ASSERT_THAT(texts, SizeIs(1));
+      EXPECT_TRUE(texts[0].starts_with(L"THUMBCACHE: ")) << Utf8(texts[0]);
+      EXPECT_TRUE(texts[0].ends_with(L"attempt to write a readonly database")) << Utf8(texts[0]);
+      EXPECT_EQ(CountThreads(), m_threads);
+      EXPECT_EQ(SqliteSpy::OpenConnections(), 0);
+    }
+    chmod(file.c_str(), 0644);
+    EXPECT_EQ(Host().Open(CQvStringUtils::UTF8toW(file.c_str()).Str()), 0);
+    EXPECT_EQ(Close(), 0);
+  }
+}
+
+TEST_F(DatabaseOpenTest, LockedFileIsRefused) {
+  SqliteSpy::OverrideBusyTimeout(0);
+  Sql holder(DatabaseFile());
+  holder.Run("BEGIN EXCLUSIVE");
+  EXPECT_EQ(Open(), -9);
+  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: database is locked"));
+  EXPECT_EQ(CountThreads(), m_threads);
+  EXPECT_EQ(SqliteSpy::OpenConnections(), 0);
+  holder.Run("COMMIT");
+  EXPECT_EQ(Open(), 0);
+}
+
+TEST_F(DatabaseOpenTest, CloseAfterAFailedOpenReturnsZero) {
+  Sql(DatabaseFile()).Run("CREATE TABLE stored (storedID INTEGER, storedParentID INTEGER, filename TEXT)");
+  EXPECT_EQ(Open(), -9);
+  EXPECT_EQ(CountThreads(), m_threads) << "no worker runs";
+  EXPECT_EQ(Cache().CloseDatabase(), 0);
+  SqliteSpy::TakeCalls();
+  EXPECT_EQ(CountThreads(), m_threads);
+}
+
+TEST_F(DatabaseOpenTest, CloseWithoutOpenReturnsZero) {
+  EXPECT_EQ(Cache().CloseDatabase(), 0);
+  EXPECT_THAT(SqliteSpy::TakeCalls(), SizeIs(0));
+  EXPECT_EQ(Open(), 0);
+  EXPECT_EQ(Close(), 0);
+  EXPECT_EQ(Cache().CloseDatabase(), 0) << "a second close must not close the connection twice";
+}
+
+TEST_F(DatabaseOpenTest, OpenedTwiceLosesNothing) {
+  ASSERT_EQ(Open(), 0);
+  const std::wstring path = MakeFile("a.tif");
+  RequestNow(Cache(), {Describe(path)});
+  ASSERT_EQ(Host().Open(Folder().Wide("second.db")), 0);
+  EXPECT_TRUE(WaitForThreads(m_threads + 2));
+  EXPECT_EQ(SqliteSpy::OpenConnections(), 1);
+  RequestNow(Cache(), {Describe(path)});
+  EXPECT_EQ(Sql(Folder().File("second.db")).Value("SELECT count(*) FROM cache"), "1");
+}
+
+TEST_F(DatabaseOpenTest, OpenMasksFloatingPointExceptions) {
+  fenv_t before;
+  ASSERT_EQ(fegetenv(&before), 0);
+  feenableexcept(FE_DIVBYZERO | FE_INVALID | FE_OVERFLOW);
+  EXPECT_EQ(Open(), 0);
+  EXPECT_EQ(fegetexcept(), 0);
+  fesetenv(&before);
+}
+
+TEST_F(DatabaseOpenTest, ReopeningTheSameFileKeepsItsRows) {
+  ASSERT_EQ(Open(), 0);
+  const std::wstring path = MakeFile("a.tif");
+  RequestNow(Cache(), {Describe(path)});
+  Close();
+  ASSERT_EQ(Open(), 0);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), 0u) << "memory is empty";
+  RequestNow(Cache(), {Describe(path)});
+  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u);
+  EXPECT_EQ(Script().RenderCount(path), 1);
+}
+
+}  // namespace
+}  // namespace qvtest

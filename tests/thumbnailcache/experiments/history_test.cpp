@@ -1,0 +1,263 @@
+#include "tests/thumbnailcache/support/service_test.h"
+
+namespace qvtest {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+const std::string kLookup = "SELECT experimentID FROM history WHERE filename = :FN AND userID = :UI";
+const std::string kUpdate =
+    "UPDATE history SET M_acqTime = :AT, experimentID = :EI WHERE filename = :FN AND userID = :UI";
+const std::string kInsert =
+    "INSERT INTO history (filename, userID, M_acqTime, experimentID) VALUES (:FN, :UI, :AT, :EI)";
+const std::string kEarliest = "SELECT MIN(M_acqTime)  FROM history";
+const std::string kRange =
+    "SELECT experimentID, M_acqTime, filename FROM history WHERE userID = :UI AND M_acqTime >= :AF AND M_acqTime < :AT";
+const std::string kFilenames =
+    "SELECT filename FROM history WHERE userID = :UI AND experimentID = :EI AND M_acqTime >= :AF AND M_acqTime < :AT";
+const std::string kDelete = "DELETE FROM history WHERE experimentID = :EI AND M_acqTime >= :AF AND M_acqTime < :AT";
+const std::string kLeft = "SELECT M_acqTime FROM history WHERE experimentID = :EI";
+const std::string kDeleteExperiment = "DELETE FROM experiments WHERE experimentID = :EI";
+
+struct SHistory {
+  std::vector<int> ids;
+  std::vector<double> times;
+  std::vector<CQvStringW> names;
+};
+
+class HistoryTest : public ServiceTest {
+ protected:
+  void SetUp() override {
+    ServiceTest::SetUp();
+    ASSERT_EQ(Open(), 0);
+    SqliteSpy::Clear();
+  }
+  std::vector<std::string> Rows() {
+    return Sql(DatabaseFile()).Rows("SELECT filename, userID, M_acqTime, experimentID FROM history ORDER BY filename");
+  }
+  int Experiments() { return std::stoi(Sql(DatabaseFile()).Value("SELECT count(*) FROM experiments")); }
+};
+
+TEST_F(HistoryTest, NewFileIsLookedUpAndInserted) {
+  EXPECT_EQ(Cache().WriteHistory(L"\u00C4.tif", L"ad\u00E4", 2.5, 7), 0);
+  EXPECT_THAT(SqliteSpy::TakeCalls(),
+              ElementsAre("prepare " + kLookup, "bind_text 1 '\xC3\x84.tif'", "bind_text 2 'ad\xC3\xA4'", "step 101",
+                          "finalize 0", "prepare " + kInsert, "bind_text 1 '\xC3\x84.tif'", "bind_text 2 'ad\xC3\xA4'",
+                          "bind_double 3 2.5", "bind_int 4 7", "step 101", "finalize 0"));
+  EXPECT_THAT(Rows(), ElementsAre("\xC3\x84.tif|ad\xC3\xA4|2.5|7"));
+}
+
+TEST_F(HistoryTest, KnownFileGetsTheNewTimeAndKeepsItsExperiment) {
+  Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7);
+  SqliteSpy::Clear();
+  EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 3.5, 8), 0);
+  EXPECT_THAT(SqliteSpy::TakeCalls(),
+              ElementsAre("prepare " + kLookup, "bind_text 1 'a.tif'", "bind_text 2 'ada'", "step 100",
+                          "prepare " + kUpdate, "bind_double 1 3.5", "bind_int 2 7", "bind_text 3 'a.tif'",
+                          "bind_text 4 'ada'", "step 101", "finalize 0"));
+  EXPECT_THAT(SqliteSpy::OpenStatements(), ElementsAre(kLookup)) << "the lookup stays open on this path";
+  EXPECT_THAT(SqliteSpy::TakeTraced(), ElementsAre(kLookup, kUpdate));
+  SqliteSpy::FinalizeOpenStatements();
+  EXPECT_THAT(Rows(), ElementsAre("a.tif|ada|3.5|7"));
+}
+
+TEST_F(HistoryTest, SecondUserOfAFileIsRefused) {
+  Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7);
+  EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"bob", 3.5, 8), SQLITE_CONSTRAINT);
+  const auto messages = m_diag.Take();
+  ASSERT_THAT(messages, SizeIs(2));
+  EXPECT_EQ(messages[0].text,
+            L"THUMBCACHE: WriteExperiment - sqlite3_step failed: UNIQUE constraint failed: history.filename");
+  EXPECT_EQ(messages[1].text,
+            L"THUMBCACHE: WriteExperiment - sqlite3_finalize failed: UNIQUE constraint failed: history.filename");
+  for (const SDiag& message : messages) {
+    EXPECT_EQ(message.file, kSource);
+    EXPECT_EQ(message.format, L"%s");
+  }
+  EXPECT_THAT(Rows(), ElementsAre("a.tif|ada|2.5|7"));
+}
+
+TEST_F(HistoryTest, FailedUpdateIsReportedUnderItsOwnNameAndReturnsZero) {
+  Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7);
+  Sql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON history BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 3.5, 7), 0);
+  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: WriteHistory - sqlite3_step failed: kept",
+                                              L"THUMBCACHE: WriteHistory - sqlite3_finalize failed: kept"));
+  EXPECT_THAT(Rows(), ElementsAre("a.tif|ada|2.5|7"));
+  SqliteSpy::FinalizeOpenStatements();
+}
+
+TEST_F(HistoryTest, FailedLookupInserts) {
+  SqliteSpy::FailStep(kLookup, SQLITE_BUSY);
+  EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7), 0);
+  EXPECT_THAT(Rows(), SizeIs(1));
+}
+
+TEST_F(HistoryTest, MissingFileNameFails) {
+  EXPECT_EQ(Cache().WriteHistory(nullptr, L"ada", 2.5, 7), -9);
+  EXPECT_THAT(SqliteSpy::TakeCalls(), IsEmpty());
+}
+
+TEST_F(HistoryTest, NullUserIsTheEmptyUser) {
+  EXPECT_EQ(Cache().WriteHistory(L"a.tif", nullptr, 2.5, 7), 0);
+  SHistory history;
+  EXPECT_EQ(Cache().ReadHistory(L"", 0, 10, &history.ids, &history.times, &history.names), 0);
+  EXPECT_THAT(history.ids, ElementsAre(7));
+}
+
+TEST_F(HistoryTest, RangeIsHalfOpenAndPerUser) {
+  for (int i = 0; i < 5; ++i) Cache().WriteHistory((L"f" + std::to_wstring(i)).c_str(), L"ada", i, 10 + i);
+  Cache().WriteHistory(L"other", L"bob", 2, 99);
+  SqliteSpy::Clear();
+  SHistory history;
+  EXPECT_EQ(Cache().ReadHistory(L"ada", 1.0, 3.0, &history.ids, &history.times, &history.names), 0);
+  EXPECT_THAT(history.ids, ElementsAre(11, 12));
+  EXPECT_THAT(history.times, ElementsAre(1.0, 2.0));
+  EXPECT_THAT(history.names, ElementsAre(L"f1", L"f2"));
+  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("prepare " + kRange, "bind_text 1 'ada'", "bind_double 2 1",
+                                                  "bind_double 3 3", "step 100", "step 100", "step 101", "finalize 0"));
+}
+
+TEST_F(HistoryTest, OnlyTheIdsAreEmptiedFirst) {
+  Cache().WriteHistory(L"a", L"ada", 1, 11);
+  SHistory history;
+  Cache().ReadHistory(L"ada", 0, 9, &history.ids, &history.times, &history.names);
+  Cache().ReadHistory(L"ada", 0, 9, &history.ids, &history.times, &history.names);
+  EXPECT_THAT(history.ids, ElementsAre(11));
+  EXPECT_THAT(history.times, ElementsAre(1.0, 1.0));
+  EXPECT_THAT(history.names, ElementsAre(L"a", L"a"));
+}
+
+TEST_F(HistoryTest, EarliestTimeIsThatOfAllUsers) {
+  SHistory history;
+  EXPECT_EQ(Cache().ReadHistory(L"ada", -1.0, -1.0, &history.ids, &history.times, &history.names), 0);
+  EXPECT_THAT(history.ids, ElementsAre(-1));
+  EXPECT_THAT(history.times, ElementsAre(0.0));
+  EXPECT_THAT(history.names, IsEmpty());
+  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("prepare " + kEarliest, "step 100", "step 101", "finalize 0"));
+
+  Cache().WriteHistory(L"a", L"ada", 5, 1);
+  Cache().WriteHistory(L"b", L"bob", 3, 1);
+  EXPECT_EQ(Cache().ReadHistory(L"ada", -1.0, -1.0, &history.ids, &history.times, &history.names), 0);
+  EXPECT_THAT(history.ids, ElementsAre(-1));
+  EXPECT_THAT(history.times, ElementsAre(0.0, 3.0));
+  EXPECT_THAT(history.names, IsEmpty());
+}
+
+TEST_F(HistoryTest, HalfASentinelIsARange) {
+  Cache().WriteHistory(L"a", L"ada", -1.0, 1);
+  SHistory history;
+  EXPECT_EQ(Cache().ReadHistory(L"ada", -1.0, 0.0, &history.ids, &history.times, &history.names), 0);
+  EXPECT_THAT(history.names, ElementsAre(L"a"));
+  EXPECT_EQ(Cache().ReadHistory(L"ada", -2.0, -1.0, &history.ids, &history.times, &history.names), 0);
+  EXPECT_THAT(history.ids, IsEmpty());
+}
+
+TEST_F(HistoryTest, FilenamesOfAnExperiment) {
+  for (int i = 0; i < 6; ++i) Cache().WriteHistory((L"f" + std::to_wstring(i)).c_str(), L"ada", i, i % 2);
+  Cache().WriteHistory(L"other", L"bob", 3, 1);
+  SqliteSpy::Clear();
+  std::vector<CQvStringW> names = {L"old"};
+  EXPECT_EQ(Cache().GetHistoryFilenames(L"ada", 1, 1.0, 5.0, &names), 0);
+  EXPECT_THAT(names, ElementsAre(L"f1", L"f3"));
+  EXPECT_THAT(SqliteSpy::TakeCalls(),
+              ElementsAre("prepare " + kFilenames, "bind_text 1 'ada'", "bind_int 2 1", "bind_double 3 1",
+                          "bind_double 4 5", "step 100", "step 100", "step 101", "finalize 0"));
+  EXPECT_EQ(Cache().GetHistoryFilenames(L"ada", 1, -1.0, -1.0, &names), 0) << "no sentinel here";
+  EXPECT_THAT(names, IsEmpty());
+}
+
+TEST_F(HistoryTest, NullListsAreRefused) {
+  SHistory history;
+  EXPECT_EQ(Cache().ReadHistory(L"ada", 0, 1, nullptr, &history.times, &history.names), -9);
+  EXPECT_EQ(Cache().ReadHistory(L"ada", 0, 1, &history.ids, nullptr, &history.names), -9);
+  EXPECT_EQ(Cache().ReadHistory(L"ada", 0, 1, &history.ids, &history.times, nullptr), -9);
+  EXPECT_EQ(Cache().GetHistoryFilenames(L"ada", 1, 0, 1, nullptr), -9);
+}
+
+TEST_F(HistoryTest, DeleteKeepsTheExperimentWhileHistoryIsLeft) {
+  Sql(DatabaseFile()).Run("INSERT INTO experiments (experimentID) VALUES (1), (2)");
+  Cache().WriteHistory(L"a", L"ada", 1, 1);
+  Cache().WriteHistory(L"b", L"bob", 5, 1);
+  Cache().WriteHistory(L"c", L"ada", 1, 2);
+  SqliteSpy::Clear();
+  EXPECT_EQ(Cache().DeleteHistory(0.0, 5.0, 1), 0);
+  EXPECT_THAT(SqliteSpy::TakeCalls(),
+              ElementsAre("prepare " + kDelete, "bind_int 1 1", "bind_double 2 0", "bind_double 3 5", "step 101",
+                          "finalize 0", "prepare " + kLeft, "bind_int 1 1", "step 100", "finalize 0"));
+  EXPECT_THAT(Rows(), ElementsAre("b|bob|5.0|1", "c|ada|1.0|2"));
+  EXPECT_EQ(Experiments(), 2);
+
+  EXPECT_EQ(Cache().DeleteHistory(5.0, 5.5, 1), 0);
+  EXPECT_THAT(SqliteSpy::TakeCalls(),
+              ElementsAre("prepare " + kDelete, "bind_int 1 1", "bind_double 2 5", "bind_double 3 5.5", "step 101",
+                          "finalize 0", "prepare " + kLeft, "bind_int 1 1", "step 101", "finalize 0",
+                          "prepare " + kDeleteExperiment, "bind_int 1 1", "step 101", "finalize 0"));
+  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT experimentID FROM experiments"), "2");
+}
+
+TEST_F(HistoryTest, DeleteOfNothingRemovesAnUnreferencedExperiment) {
+  Sql(DatabaseFile()).Run("INSERT INTO experiments (experimentID) VALUES (1)");
+  EXPECT_EQ(Cache().DeleteHistory(0.0, 5.0, 1), 0);
+  EXPECT_EQ(Experiments(), 0);
+  EXPECT_EQ(Cache().DeleteHistory(0.0, 5.0, 42), 0);
+}
+
+TEST_F(HistoryTest, FailedDeleteFailsAndKeepsTheExperiment) {
+  Sql(DatabaseFile())
+      .Run(
+          "INSERT INTO experiments (experimentID) VALUES (1); CREATE TRIGGER kept BEFORE DELETE ON history BEGIN "
+          "SELECT RAISE(FAIL, 'kept'); END");
+  Cache().WriteHistory(L"a", L"ada", 1, 1);
+  SqliteSpy::Clear();
+  EXPECT_EQ(Cache().DeleteHistory(0.0, 5.0, 1), -9);
+  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("prepare " + kDelete, "bind_int 1 1", "bind_double 2 0",
+                                                  "bind_double 3 5", "step 19", "clear", "reset"));
+  EXPECT_THAT(SqliteSpy::OpenStatements(), ElementsAre(kDelete));
+  EXPECT_TRUE(m_diag.Take().empty()) << "only writing reports";
+  SqliteSpy::FinalizeOpenStatements();
+  EXPECT_EQ(Experiments(), 1);
+}
+
+TEST_F(HistoryTest, FailedDeleteOfTheExperimentIsIgnored) {
+  Sql(DatabaseFile())
+      .Run(
+          "INSERT INTO experiments (experimentID) VALUES (1); CREATE TRIGGER kept BEFORE DELETE ON experiments BEGIN "
+          "SELECT RAISE(FAIL, 'kept'); END");
+  EXPECT_EQ(Cache().DeleteHistory(0.0, 5.0, 1), 0);
+  EXPECT_EQ(Experiments(), 1);
+}
+
+TEST_F(HistoryTest, FinalizeResultsPassThrough) {
+  SHistory history;
+  SqliteSpy::FailFinalize(kRange, SQLITE_IOERR);
+  EXPECT_EQ(Cache().ReadHistory(L"ada", 0, 1, &history.ids, &history.times, &history.names), SQLITE_IOERR);
+  SqliteSpy::FailFinalize(kEarliest, SQLITE_NOMEM);
+  EXPECT_EQ(Cache().ReadHistory(L"ada", -1, -1, &history.ids, &history.times, &history.names), SQLITE_NOMEM);
+  SqliteSpy::FailFinalize(kFilenames, SQLITE_IOERR);
+  EXPECT_EQ(Cache().GetHistoryFilenames(L"ada", 1, 0, 1, &history.names), SQLITE_IOERR);
+  Cache().WriteHistory(L"a", L"ada", 1, 1);
+  SqliteSpy::FailFinalize(kLeft, SQLITE_IOERR);
+  EXPECT_EQ(Cache().DeleteHistory(5, 6, 1), SQLITE_IOERR);
+}
+
+TEST_F(HistoryTest, WithoutADatabase) {
+  Close();
+  Host().Drop();
+  Service fresh;
+  EXPECT_EQ(fresh->WriteHistory(L"a", L"ada", 1, 1), 0);
+  EXPECT_EQ(fresh->WriteHistory(nullptr, L"ada", 1, 1), -9);
+  SHistory history;
+  history.ids = {1};
+  EXPECT_EQ(fresh->ReadHistory(L"ada", 0, 1, &history.ids, &history.times, &history.names), -9);
+  EXPECT_THAT(history.ids, SizeIs(1));
+  EXPECT_EQ(fresh->GetHistoryFilenames(L"ada", 1, 0, 1, &history.names), -9);
+  EXPECT_EQ(fresh->DeleteHistory(0, 1, 1), -9);
+  EXPECT_TRUE(m_diag.Take().empty());
+}
+
+}  // namespace
+}  // namespace qvtest

@@ -1,0 +1,229 @@
+#include "tests/thumbnailcache/model/cache_model.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace qvtest {
+
+// The map is in the order of the service's keys: a quality suffix '@A' sorts before '@N', as false before true; no
+// location here is a prefix of another.
+
+CacheModel::SEntry& CacheModel::FindOrAdd(const std::wstring& location, std::uint32_t flags, bool* added) {
+  const auto [found, isNew] = entries.try_emplace(KeyOf(location, flags));
+  *added = isNew;
+  if (isNew) {
+    found->second.location = location;
+    found->second.flags = flags;
+    found->second.state = 1;
+  }
+  return found->second;
+}
+
+CacheModel::SLooked CacheModel::Get(std::uint64_t referrer, const std::wstring& location, std::uint32_t flags,
+                                    double lastWritten) {
+  const auto found = entries.find(KeyOf(location, flags));
+  if (found == entries.end()) return {};
+  SEntry& entry = found->second;
+  if (entry.state == 7) {
+    entry.state = 1;
+    m_queue.push_back(found->first);
+  }
+  if (entry.state == 4) {
+    const bool worse = !entry.highQuality && highQuality;
+    const bool news = entry.lastWritten != 0 && lastWritten != 0 && entry.lastWritten != lastWritten;
+    if (worse || (news && !sources[location].isRecord)) entry.state = 8;
+  }
+  if (entry.state != 4 && entry.state != 8) return {entry.state};
+  entry.referrers.insert(referrer);
+  return {entry.state, true, entry.content};
+}
+
+void CacheModel::Release(std::uint64_t referrer, const std::wstring& location, std::uint32_t flags,
+                         double lastWritten) {
+  const Key key = KeyOf(location, flags);
+  SEntry& entry = entries.at(key);
+  entry.referrers.erase(referrer);
+  entry.lastUse = m_useCounter++;
+  if (sources[location].isRecord && entry.lastWritten != lastWritten) {
+    entry.lastWritten = lastWritten;
+    entry.state = 8;
+  }
+  if (!entry.referrers.empty() || entry.state != 8) return;
+  std::erase(m_queue, key);
+  m_queue.push_front(key);
+}
+
+void CacheModel::RequestNow(const std::wstring& location, std::uint32_t flags, double lastWritten, bool owned) {
+  bool added = false;
+  SEntry& entry = FindOrAdd(location, flags, &added);
+  const bool again = (entry.state == 0 || entry.state == 5) && entry.lastWritten != lastWritten;
+  const bool taken = added || entry.state == 7 || entry.state == 1 || again;
+  if (entry.state != 2) entry.owned = owned;
+  if (taken) entry.state = 2;
+  entry.lastUse = m_useCounter++;
+  Evict();
+  if (taken) Resolve(entry, false);
+}
+
+void CacheModel::Queue(const std::wstring& location, std::uint32_t flags, double lastWritten, bool owned) {
+  bool added = false;
+  SEntry& entry = FindOrAdd(location, flags, &added);
+  if (entry.state != 2) entry.owned = owned;
+  const bool again =
+      (entry.state == 0 || entry.state == 5) && entry.lastWritten != lastWritten && entry.lastWritten != 0.0;
+  if (added || entry.state == 7 || again) {
+    entry.state = 1;
+    m_queue.push_back(KeyOf(location, flags));
+  }
+  entry.lastUse = m_useCounter++;
+}
+
+void CacheModel::CancelAll() {
+  for (const Key& key : m_queue) {
+    SEntry& entry = entries.at(key);
+    if (entry.state == 1) entry.state = 7;
+    if (entry.state == 8) entry.state = 4;
+  }
+  m_queue.clear();
+}
+
+void CacheModel::Cancel(const std::wstring& location, std::uint32_t flags) {
+  const auto found = entries.find(KeyOf(location, flags));
+  if (found == entries.end()) return;
+  if (found->second.state == 1) found->second.state = 7;
+  if (found->second.state == 8) found->second.state = 4;
+}
+
+void CacheModel::Purge() {
+  m_queue.clear();
+  for (auto entry = entries.begin(); entry != entries.end();) {
+    const bool unused = entry->second.state != 2 && entry->second.referrers.empty();
+    if (unused) DropPicture(entry->second);
+    entry = unused ? entries.erase(entry) : std::next(entry);
+  }
+}
+
+void CacheModel::DropPicture(SEntry& entry) {
+  if (!entry.hasPicture) return;
+  entry.hasPicture = false;
+  entry.content = -1;
+  if (pictures > 0) --pictures;
+}
+
+void CacheModel::Evict() {
+  while (pictures > limit) {
+    SEntry* victim = nullptr;
+    for (auto& [key, entry] : entries)
+      if (entry.referrers.empty() && (entry.state == 4 || entry.state == 8) &&
+          (!victim || entry.lastUse < victim->lastUse))
+        victim = &entry;
+    if (!victim) return;
+    victim->state = 7;
+    DropPicture(*victim);
+  }
+}
+
+bool CacheModel::ReadRow(SEntry& entry) {
+  const auto row = rows.find({entry.location, entry.flags});
+  if (row == rows.end()) {
+    entry.state = entry.hasPicture ? 8 : 0;
+    return false;
+  }
+  StartPicture(entry);
+  entry.content = row->second.content;
+  entry.lastWritten = row->second.lastWritten;
+  entry.highQuality = row->second.highQuality;
+  entry.state = 4;
+  return true;
+}
+
+void CacheModel::StartPicture(SEntry& entry) {
+  if (!entry.hasPicture) ++pictures;
+  entry.hasPicture = true;
+}
+
+bool CacheModel::Render(SEntry& entry) {
+  SSource& source = sources[entry.location];
+  entry.content = source.renders++;
+  if (source.renderResult == 0) {
+    entry.state = 4;
+    return true;
+  }
+  DropPicture(entry);
+  entry.state = source.renderResult == -3 && !source.isRecord ? 9 : 5;
+  return false;
+}
+
+bool CacheModel::Create(SEntry& entry) {
+  const SSource& source = sources[entry.location];
+  if (source.isRecord) {
+    if (!entry.owned) return false;
+  } else if (!source.exists) {
+    DropPicture(entry);
+    entry.state = 0;
+    return false;
+  } else {
+    entry.lastWritten = source.written;
+  }
+  entry.highQuality = highQuality;
+  StartPicture(entry);
+  return Render(entry);
+}
+
+void CacheModel::Save(const SEntry& entry) {
+  if (sources[entry.location].isRecord) return;
+  rows[{entry.location, entry.flags}] = {entry.content, entry.lastWritten, entry.highQuality};
+}
+
+void CacheModel::Resolve(SEntry& entry, bool stale) {
+  if (!stale && ReadRow(entry)) return;
+  if (Create(entry)) Save(entry);
+}
+
+bool CacheModel::Take(SEntry* entry) {
+  if (!entry->referrers.empty() || excluded.contains(entry->location)) {
+    entry->state = 7;
+    return false;
+  }
+  return entry->state == 1 || entry->state == 8;
+}
+
+// Only for sources that are rendered without fail, so that the picture is counted while it is being made.
+void CacheModel::Begin() {
+  const Key key = m_queue.front();
+  m_queue.pop_front();
+  SEntry& entry = entries.at(key);
+  entry.state = 2;
+  Evict();
+  entry.highQuality = highQuality;
+  StartPicture(entry);
+  entry.content = sources[entry.location].renders++;
+  m_inWork.push_back(key);
+}
+
+std::wstring CacheModel::Finish() {
+  SEntry& entry = entries.at(m_inWork.front());
+  m_inWork.erase(m_inWork.begin());
+  entry.state = 4;
+  entry.lastUse = m_useCounter++;
+  return entry.location;
+}
+
+std::vector<std::wstring> CacheModel::Process() {
+  std::vector<std::wstring> told;
+  while (!m_queue.empty()) {
+    SEntry& entry = entries.at(m_queue.front());
+    m_queue.pop_front();
+    if (!Take(&entry)) continue;
+    // The worker's copy keeps the state in which it was taken.
+    const std::uint32_t taken = std::exchange(entry.state, 2);
+    Evict();
+    entry.state = taken;
+    Resolve(entry, taken == 8);
+    entry.lastUse = m_useCounter++;
+    told.push_back(entry.location);
+  }
+  return told;
+}
+
+}  // namespace qvtest

@@ -1,0 +1,325 @@
+#include "tests/thumbnailcache/support/service_test.h"
+
+namespace qvtest {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::IsSupersetOf;
+using ::testing::Not;
+using ::testing::SizeIs;
+
+const std::string kMetadataColumns =
+    "filename, lastWritten, M_imageID, M_type, M_group, M_sampleID, M_author, M_description, M_capturing, M_sampling, "
+    "M_location, M_date, M_conclusion, M_info1, M_info2, M_optics, M_width, M_widthBytes, M_height, M_comp, "
+    "M_bpcInMemory, M_bpcSignificant, M_pixelType, M_sequenceCount, M_tileWidth, M_tileHeight, M_compression, "
+    "M_compressionParam, M_calibration, M_objective, M_acqTime, M_fileSize, M_timeLoop, M_zLoop, M_multipointLoop, "
+    "M_lambdaLoop";
+
+struct STable {
+  std::string name, existence, test, drop, create;
+};
+
+const std::vector<STable>& Tables() {
+  static const std::vector<STable> tables = {
+      {"cache", "SELECT name FROM sqlite_master WHERE type='table' AND name ='cache'",
+       "SELECT filename, lastWritten, flags, binData, quality FROM cache", "DROP TABLE cache",
+       "CREATE TABLE cache (filename TEXT, lastWritten REAL, flags INTEGER, binData BLOB, quality INTEGER, PRIMARY KEY "
+       "(filename, flags))"},
+      {"metadata", "SELECT name FROM sqlite_master WHERE type='table' AND name ='metadata'",
+       "SELECT " + kMetadataColumns + " FROM metadata", "DROP TABLE metadata",
+       "CREATE TABLE metadata (filename TEXT, lastWritten REAL, M_imageID TEXT, M_type TEXT, M_group TEXT, M_sampleID "
+       "TEXT, M_author TEXT, M_description TEXT, M_capturing TEXT, M_sampling TEXT, M_location TEXT, M_date TEXT, "
+       "M_conclusion TEXT, M_info1 TEXT, M_info2 TEXT, M_optics TEXT, M_width INTEGER, M_widthBytes INTEGER, M_height "
+       "INTEGER, M_comp INTEGER, M_bpcInMemory INTEGER, M_bpcSignificant INTEGER, M_pixelType INTEGER, M_sequenceCount "
+       "INTEGER, M_tileWidth INTEGER, M_tileHeight INTEGER, M_compression INTEGER, M_compressionParam REAL, "
+       "M_calibration REAL, M_objective TEXT, M_acqTime REAL, M_fileSize INTEGER, M_timeLoop INTEGER, M_zLoop INTEGER, "
+       "M_multipointLoop INTEGER, M_lambdaLoop INTEGER, PRIMARY KEY (filename))"},
+      {"experiments", "SELECT name FROM sqlite_master WHERE type='table' AND name ='experiments'",
+       "SELECT experimentID, M_acqTime, liteVariant, picturePlanes, storedID, hashCRC FROM experiments",
+       "DROP TABLE experiments",
+       "CREATE TABLE experiments (experimentID INTEGER PRIMARY KEY, M_acqTime REAL, liteVariant BLOB, picturePlanes "
+       "BLOB, storedID INTEGER, hashCRC INTEGER)"},
+      {"history", "SELECT name FROM sqlite_master WHERE type='table' AND name ='history'",
+       "SELECT filename, M_acqTime, experimentID FROM history", "DROP TABLE history",
+       "CREATE TABLE history (filename TEXT, userID TEXT, M_acqTime REAL, experimentID INTEGER, PRIMARY KEY "
+       "(filename))"},
+      {"stored", "SELECT name FROM sqlite_master WHERE type='table' AND name ='stored'",
+       "SELECT storedID, storedParentID, filename, flags FROM stored", "DROP TABLE sored",
+       "CREATE TABLE stored (storedID INTEGER, storedParentID INTEGER, filename TEXT, flags INTEGER, PRIMARY KEY "
+       "(storedID))"},
+  };
+  return tables;
+}
+
+constexpr const wchar_t* kWrongFormat = L"THUMBCACHE: Table has wrong (old) format";
+constexpr const wchar_t* kUserIdMissing = L"THUMBCACHE: User ID is missing, creating...";
+
+std::wstring Wide(const std::string& text) { return CQvStringUtils::UTF8toW(text.c_str()).Str(); }
+
+class SchemaTest : public ServiceTest {
+ protected:
+  // A file that holds the tables before `table`, and this one made by `create`.
+  void Prepare(std::size_t table, const std::string& create) {
+    Sql sql(DatabaseFile());
+    for (std::size_t i = 0; i < table; ++i) sql.Run(Tables()[i].create);
+    if (!create.empty()) sql.Run(create);
+  }
+  // What SQLite keeps of the table's CREATE statement.
+  std::string Schema(const std::string& table) {
+    return Sql(DatabaseFile()).Value("SELECT sql FROM sqlite_master WHERE name='" + table + "'");
+  }
+  void ExpectConnectionClosed() {
+    EXPECT_EQ(SqliteSpy::OpenConnections(), 0);
+    const auto calls = SqliteSpy::TakeCalls();
+    ASSERT_FALSE(calls.empty());
+    EXPECT_EQ(calls.back(), "close 0");
+  }
+};
+
+TEST_F(SchemaTest, FreshFileIsAskedAndFilledTableByTable) {
+  ASSERT_EQ(Open(), 0);
+  std::vector<std::string> expected;
+  for (const STable& table : Tables()) {
+    expected.push_back(table.existence);
+    expected.push_back(table.create);
+    EXPECT_EQ(Schema(table.name), table.create);
+  }
+  EXPECT_EQ(SqliteSpy::TakePrepared(), expected);
+  EXPECT_EQ(SqliteSpy::TakeTraced(), expected);
+  EXPECT_THAT(SqliteSpy::OpenStatements(), SizeIs(0));
+}
+
+TEST_F(SchemaTest, EveryStatementIsPreparedSteppedOnceAndFinalized) {
+  ASSERT_EQ(Open(), 0);
+  std::vector<std::string> expected = {"open " + DatabaseFile() + " 6", "busy 5000"};
+  for (const STable& table : Tables()) {
+    for (const std::string& text : {table.existence, table.create}) {
+      expected.push_back("prepare " + text);
+      expected.push_back("step 101");
+      expected.push_back("finalize 0");
+    }
+  }
+  EXPECT_EQ(SqliteSpy::TakeCalls(), expected);
+}
+
+TEST_F(SchemaTest, GoodTablesAreTestedWithoutAStepAndKept) {
+  ASSERT_EQ(Open(), 0);
+  Close();
+  Sql(DatabaseFile()).Run("INSERT INTO stored VALUES (1, 2, 'kept', 3)");
+  SqliteSpy::Clear();
+  ASSERT_EQ(Open(), 0);
+
+  std::vector<std::string> prepared, traced;
+  for (const STable& table : Tables()) {
+    prepared.push_back(table.existence);
+    traced.push_back(table.existence);
+    if (table.name == "history") prepared.push_back("SELECT userID FROM history");
+    prepared.push_back(table.test);
+  }
+  EXPECT_EQ(SqliteSpy::TakePrepared(), prepared);
+  EXPECT_EQ(SqliteSpy::TakeTraced(), traced) << "a format test is never stepped";
+  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT * FROM stored"), "1|2|kept|3");
+  EXPECT_TRUE(m_diag.Take().empty());
+}
+
+TEST_F(SchemaTest, CacheTableWithoutQualityIsMadeAnew) {
+  Prepare(0,
+          "CREATE TABLE cache (filename TEXT, lastWritten REAL, flags INTEGER, binData BLOB); INSERT INTO cache VALUES "
+          "('a', 1, 0, 'x')");
+  ASSERT_EQ(Open(), 0);
+  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kWrongFormat));
+  const auto prepared = SqliteSpy::TakePrepared();
+  ASSERT_GE(prepared.size(), 4u);
+  EXPECT_THAT(std::vector<std::string>(prepared.begin(), prepared.begin() + 4),
+              ElementsAre(Tables()[0].existence, Tables()[0].test, Tables()[0].drop, Tables()[0].create));
+  EXPECT_EQ(Schema("cache"), Tables()[0].create);
+  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
+}
+
+TEST_F(SchemaTest, MetadataAndExperimentsOfAnOldFormatAreMadeAnew) {
+  for (const std::size_t index : {1u, 2u}) {
+    const STable& table = Tables()[index];
+    Sql(DatabaseFile()).Run("DROP TABLE IF EXISTS " + table.name + "; CREATE TABLE " + table.name + " (filename TEXT)");
+    ASSERT_EQ(Open(), 0);
+    EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kWrongFormat));
+    EXPECT_THAT(SqliteSpy::TakePrepared(), IsSupersetOf({table.test, table.drop, table.create}));
+    EXPECT_EQ(Schema(table.name), table.create);
+    Close();
+  }
+}
+
+TEST_F(SchemaTest, MessagesHaveTheFormatAndTheSource) {
+  Prepare(3, "CREATE TABLE history (filename TEXT, M_acqTime REAL, experimentID INTEGER)");
+  ASSERT_EQ(Open(), 0);
+  const auto messages = m_diag.Take();
+  ASSERT_THAT(messages, SizeIs(1));
+  EXPECT_EQ(messages[0].text, kUserIdMissing);
+  EXPECT_EQ(messages[0].kind, EQvDiagKind::Output);
+  EXPECT_EQ(messages[0].file, kSource);
+}
+
+TEST_F(SchemaTest, EveryColumnOfTheFormatTestCounts) {
+  // Leaves out one column after the other.
+  for (const STable& table : Tables()) {
+    if (table.name == "stored") continue;
+    const std::string list = table.test.substr(7, table.test.find(" FROM ") - 7);
+    std::vector<std::string> columns;
+    for (std::size_t at = 0; at < list.size();) {
+      const std::size_t end = std::min(list.find(", ", at), list.size());
+      columns.push_back(list.substr(at, end - at));
+      at = end + 2;
+    }
+    for (const std::string& left : columns) {
+      std::string others = table.name == "history" ? "userID" : "extra";
+      for (const std::string& column : columns)
+        if (column != left) others += ", " + column;
+      Sql(DatabaseFile())
+          .Run("DROP TABLE IF EXISTS " + table.name + "; CREATE TABLE " + table.name + " (" + others + ")");
+      ASSERT_EQ(Open(), 0) << table.name << " without " << left;
+      EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kWrongFormat)) << table.name << " without " << left;
+      EXPECT_EQ(Schema(table.name), table.create);
+      Close();
+    }
+  }
+}
+
+TEST_F(SchemaTest, HistoryWithoutUserIdIsAlteredAndKeepsItsRows) {
+  Prepare(3,
+          "CREATE TABLE history (filename TEXT, M_acqTime REAL, experimentID INTEGER, PRIMARY KEY (filename)); INSERT "
+          "INTO history VALUES ('a.tif', 1.5, 7)");
+  ASSERT_EQ(Open(), 0);
+  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kUserIdMissing));
+  EXPECT_THAT(SqliteSpy::TakeTraced(), Contains("ALTER TABLE history ADD userID TEXT"));
+  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT * FROM history"), "a.tif|1.5|7|NULL");
+
+  // The altered table has userID last, which no operation may mind.
+  EXPECT_EQ(Cache().WriteHistory(L"b.tif", L"ada", 2.5, 8), 0);
+  std::vector<int> ids;
+  std::vector<double> times;
+  std::vector<CQvStringW> names;
+  EXPECT_EQ(Cache().ReadHistory(L"ada", 0, 10, &ids, &times, &names), 0);
+  EXPECT_THAT(ids, ElementsAre(8));
+  EXPECT_THAT(names, ElementsAre(L"b.tif"));
+}
+
+TEST_F(SchemaTest, HistoryStatementsOfTheUpgradeAreInOrder) {
+  Prepare(3, "CREATE TABLE history (filename TEXT, M_acqTime REAL, experimentID INTEGER)");
+  SqliteSpy::Clear();
+  ASSERT_EQ(Open(), 0);
+  const auto prepared = SqliteSpy::TakePrepared();
+  const auto at = std::find(prepared.begin(), prepared.end(), Tables()[3].existence);
+  ASSERT_GE(prepared.end() - at, 4);
+  EXPECT_THAT(std::vector<std::string>(at, at + 4),
+              ElementsAre(Tables()[3].existence, "SELECT userID FROM history", "ALTER TABLE history ADD userID TEXT",
+                          Tables()[3].test));
+}
+
+TEST_F(SchemaTest, HistoryWithoutExperimentAndUserIsAlteredThenMadeAnew) {
+  Prepare(3, "CREATE TABLE history (filename TEXT, M_acqTime REAL); INSERT INTO history VALUES ('a.tif', 1)");
+  ASSERT_EQ(Open(), 0);
+  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kUserIdMissing, kWrongFormat));
+  EXPECT_EQ(Schema("history"), Tables()[3].create);
+  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM history"), "0");
+}
+
+TEST_F(SchemaTest, StoredTableOfAnOldFormatIsNeverDropped) {
+  Prepare(4,
+          "CREATE TABLE stored (storedID INTEGER, storedParentID INTEGER, filename TEXT, PRIMARY KEY (storedID)); "
+          "INSERT INTO stored VALUES (1, 2, 'kept')");
+  for (int round = 0; round < 2; ++round) {
+    SqliteSpy::Clear();
+    EXPECT_EQ(Open(), -9);
+    EXPECT_THAT(m_diag.TakeTexts(),
+                ElementsAre(kWrongFormat, L"THUMBCACHE: Failed to drop the stored table. no such table: sored"));
+    EXPECT_EQ(SqliteSpy::TakePrepared().back(), "DROP TABLE sored");
+    ExpectConnectionClosed();
+    EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT * FROM stored"), "1|2|kept");
+  }
+}
+
+TEST_F(SchemaTest, ExtraColumnsDoNotFailTheTest) {
+  Sql sql(DatabaseFile());
+  for (const STable& table : Tables()) {
+    sql.Run(table.create);
+    sql.Run("ALTER TABLE " + table.name + " ADD extra TEXT");
+  }
+  ASSERT_EQ(Open(), 0);
+  EXPECT_TRUE(m_diag.Take().empty());
+  for (const STable& table : Tables()) EXPECT_THAT(Schema(table.name), ::testing::HasSubstr("extra"));
+}
+
+// A second connection holds the write lock, so that reading works and writing fails.
+TEST_F(SchemaTest, FailedCreationIsReportedOnceAndClosesTheConnection) {
+  for (std::size_t i = 0; i < Tables().size(); ++i) {
+    std::filesystem::remove(DatabaseFile());
+    Prepare(i, "");
+    SqliteSpy::Reset();
+    SqliteSpy::OverrideBusyTimeout(0);
+    Sql holder(DatabaseFile());
+    holder.Run("BEGIN IMMEDIATE");
+    EXPECT_EQ(Open(), -9);
+    EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: Failed to create the " + Wide(Tables()[i].name) +
+                                                L" table. database is locked"));
+    EXPECT_EQ(SqliteSpy::TakePrepared().back(), Tables()[i].create) << "no later table is looked at";
+    ExpectConnectionClosed();
+  }
+}
+
+TEST_F(SchemaTest, FailedDropIsReportedOnceAndClosesTheConnection) {
+  for (std::size_t i = 0; i < 4; ++i) {
+    std::filesystem::remove(DatabaseFile());
+    Prepare(i, "CREATE TABLE " + Tables()[i].name + " (userID TEXT)");
+    SqliteSpy::Reset();
+    SqliteSpy::OverrideBusyTimeout(0);
+    Sql holder(DatabaseFile());
+    holder.Run("BEGIN IMMEDIATE");
+    EXPECT_EQ(Open(), -9);
+    const auto messages = m_diag.Take();
+    ASSERT_THAT(messages, SizeIs(2));
+    EXPECT_EQ(messages[0].text, kWrongFormat);
+    EXPECT_EQ(messages[1].text,
+              L"THUMBCACHE: Failed to drop the " + Wide(Tables()[i].name) + L" table. database is locked");
+    EXPECT_EQ(messages[1].format, L"%s");
+    EXPECT_EQ(messages[1].file, kSource);
+    ExpectConnectionClosed();
+  }
+}
+
+TEST_F(SchemaTest, FailedUserIdUpgradeDoesNotDropTheTable) {
+  Prepare(3, "CREATE TABLE history (filename TEXT, M_acqTime REAL, experimentID INTEGER)");
+  SqliteSpy::Reset();
+  SqliteSpy::OverrideBusyTimeout(0);
+  Sql holder(DatabaseFile());
+  holder.Run("BEGIN IMMEDIATE");
+  EXPECT_EQ(Open(), -9);
+  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kUserIdMissing,
+                                              L"THUMBCACHE: Failed to create the history table. "
+                                              L"database is locked"));
+  EXPECT_THAT(SqliteSpy::TakePrepared(), Not(Contains("DROP TABLE history")));
+  ExpectConnectionClosed();
+}
+
+TEST_F(SchemaTest, FailedExistenceStepIsReported) {
+  for (const STable& table : Tables()) {
+    SqliteSpy::FailStep("name ='" + table.name + "'", SQLITE_IOERR);
+    EXPECT_EQ(Open(), -9);
+    const auto texts = m_diag.TakeTexts();
+    ASSERT_THAT(texts, SizeIs(1)) << table.name;
+    EXPECT_TRUE(texts[0].starts_with(L"THUMBCACHE: ")) << Utf8(texts[0]);
+    ExpectConnectionClosed();
+  }
+}
+
+TEST_F(SchemaTest, ViewInPlaceOfATableIsReported) {
+  Sql(DatabaseFile()).Run("CREATE VIEW cache AS SELECT 1 AS filename");
+  EXPECT_EQ(Open(), -9);
+  const auto texts = m_diag.TakeTexts();
+  ASSERT_THAT(texts, SizeIs(1));
+  EXPECT_TRUE(texts[0].starts_with(L"THUMBCACHE: Failed to create the cache table. ")) << Utf8(texts[0]);
+  EXPECT_THAT(Utf8(texts[0]), ::testing::HasSubstr("already"));
+}
+
+}  // namespace
+}  // namespace qvtest

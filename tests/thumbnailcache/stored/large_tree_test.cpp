@@ -1,0 +1,66 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "tests/thumbnailcache/support/service.h"
+#include "tests/thumbnailcache/support/sql.h"
+#include "tests/thumbnailcache/support/temp_folder.h"
+
+namespace qvtest {
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kItems = 10000;
+#else
+constexpr int kItems = 100000;
+#endif
+
+// Items inserted, listed and deleted in a bushy random tree, against a plain table of parents.
+TEST(LargeTreeTest, IsInsertedListedAndDeleted) {
+  TempFolder folder;
+  UseInstalledComponents();
+  {
+    // The component leaves journal and sync to the file's owner; the test wants neither.
+    Sql(folder.File("tree.db")).Run("PRAGMA journal_mode=WAL");
+  }
+  Service service;
+  ASSERT_EQ(service.Open(folder.Wide("tree.db")), 0);
+  std::mt19937 random(4711);
+  std::vector<std::vector<int>> children(kItems + 2);
+  for (int i = 1; i <= kItems; ++i) {
+    const int parent = i == 1 ? 0 : 1 + static_cast<int>(random() % static_cast<unsigned>(i - 1));
+    int id = -1;
+    ASSERT_EQ(service->InsertStoredItem(parent, (L"item " + std::to_wstring(i)).c_str(), i, &id), 0);
+    ASSERT_EQ(id, i);
+    children[static_cast<std::size_t>(parent)].push_back(i);
+  }
+
+  // A listing reads the whole table, so a sample of parents must do.
+  std::vector<int> ids;
+  std::vector<CQvStringW> names;
+  for (int sample = 0; sample < 50; ++sample) {
+    const std::size_t parent = random() % (kItems + 1);
+    ASSERT_EQ(service->GetStoredChildren(static_cast<int>(parent), &ids, &names), 0);
+    ASSERT_EQ(ids, children[parent]);
+    for (std::size_t i = 0; i < ids.size(); ++i) ASSERT_EQ(names[i].Str(), L"item " + std::to_wstring(ids[i]));
+  }
+
+  Sql sql(folder.File("tree.db"));
+  // Deleting walks the table once for each item, so the owner of the file gives it an index, as a host may.
+  sql.Run("CREATE INDEX parents ON stored (storedParentID)");
+  ASSERT_EQ(service->DeleteStoredItem(2), 0);
+  int left = 0;
+  std::vector<char> gone(kItems + 1, 0);
+  gone[2] = 1;
+  for (int i = 1; i <= kItems; ++i) {
+    if (!gone[static_cast<std::size_t>(i)]) ++left;
+    for (const int child : children[static_cast<std::size_t>(i)])
+      if (gone[static_cast<std::size_t>(i)]) gone[static_cast<std::size_t>(child)] = 1;
+  }
+  EXPECT_EQ(sql.Value("SELECT count(*) FROM stored"), std::to_string(left));
+  ASSERT_EQ(service->DeleteStoredItem(1), 0);
+  EXPECT_EQ(sql.Value("SELECT count(*) FROM stored"), "0");
+}
+
+}  // namespace
+}  // namespace qvtest

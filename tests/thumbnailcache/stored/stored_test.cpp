@@ -1,0 +1,297 @@
+#include <algorithm>
+#include <random>
+
+#include "tests/thumbnailcache/support/service_test.h"
+
+namespace qvtest {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+
+constexpr const wchar_t* kStepFailed = L"THUMBCACHE: WriteExperiment - sqlite3_step failed: ";
+constexpr const wchar_t* kFinalizeFailed = L"THUMBCACHE: WriteExperiment - sqlite3_finalize failed: ";
+const std::string kInsert = "INSERT INTO stored (storedParentID, filename, flags) VALUES (:SP, :FN, :FL)";
+const std::string kSelect = "SELECT flags, filename, storedParentID FROM stored WHERE storedID = :SI";
+const std::string kUpdate = "UPDATE stored SET flags = :FL, filename = :FN, storedParentID = :SP WHERE storedID = :SI";
+const std::string kChildren = "SELECT storedID, filename FROM stored WHERE storedParentID = :SP";
+const std::string kChildIds = "SELECT storedID FROM stored WHERE storedParentID = :SP";
+const std::string kDelete = "DELETE FROM stored WHERE storedID = :SI";
+
+class StoredTest : public ServiceTest {
+ protected:
+  void SetUp() override {
+    ServiceTest::SetUp();
+    ASSERT_EQ(Open(), 0);
+    SqliteSpy::Clear();
+  }
+  int Insert(int parent, const wchar_t* name, int flags = 0) {
+    int id = -1;
+    EXPECT_EQ(Cache().InsertStoredItem(parent, name, flags, &id), 0);
+    return id;
+  }
+  std::vector<std::string> Rows() {
+    return Sql(DatabaseFile()).Rows("SELECT storedID, storedParentID, filename, flags FROM stored ORDER BY storedID");
+  }
+};
+
+TEST_F(StoredTest, InsertIsOneStatement) {
+  EXPECT_EQ(Insert(7, L"\u00C4.tif", -3), 1);
+  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("prepare " + kInsert, "bind_int 1 7", "bind_text 2 '\xC3\x84.tif'",
+                                                  "bind_int 3 -3", "step 101", "finalize 0", "rowid"));
+  EXPECT_THAT(SqliteSpy::TakeTraced(), ElementsAre(kInsert));
+  EXPECT_EQ(Insert(1, L"b"), 2);
+  EXPECT_THAT(Rows(), ElementsAre("1|7|\xC3\x84.tif|-3", "2|1|b|0"));
+}
+
+TEST_F(StoredTest, InsertWithoutAnIdPointerInserts) {
+  EXPECT_EQ(Cache().InsertStoredItem(1, L"a", 2, nullptr), 0);
+  EXPECT_THAT(Rows(), ElementsAre("1|1|a|2"));
+  EXPECT_EQ(Insert(1, L"", 0), 2) << "an empty name is a name";
+}
+
+TEST_F(StoredTest, InsertWithoutANameFails) {
+  int id = 5;
+  EXPECT_EQ(Cache().InsertStoredItem(1, nullptr, 2, &id), -9);
+  EXPECT_EQ(id, 5);
+  EXPECT_THAT(SqliteSpy::TakeCalls(), IsEmpty());
+}
+
+TEST_F(StoredTest, FailedInsertIsReportedAndGivesThePreviousId) {
+  Insert(1, L"a");
+  Insert(1, L"b");
+  Sql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON stored BEGIN SELECT RAISE(FAIL, 'no room'); END");
+  int id = 77;
+  EXPECT_EQ(Cache().InsertStoredItem(1, L"c", 0, &id), SQLITE_CONSTRAINT);
+  EXPECT_EQ(id, 2);
+  const auto messages = m_diag.Take();
+  ASSERT_THAT(messages, SizeIs(2));
+  EXPECT_EQ(messages[0].text, std::wstring(kStepFailed) + L"no room");
+  EXPECT_EQ(messages[0].line, 1836);
+  EXPECT_EQ(messages[1].text, std::wstring(kFinalizeFailed) + L"no room");
+  EXPECT_EQ(messages[1].line, 1842);
+  for (const SDiag& message : messages) {
+    EXPECT_EQ(message.file, kSource);
+    EXPECT_EQ(message.format, L"%s");
+    EXPECT_EQ(message.kind, EQvDiagKind::Output);
+  }
+}
+
+TEST_F(StoredTest, UpdateOfAnEqualItemWritesNothing) {
+  const int id = Insert(7, L"a", 3);
+  SqliteSpy::Clear();
+  EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"a", 3), 0);
+  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("prepare " + kSelect, "bind_int 1 1", "step 100", "finalize 0"));
+}
+
+TEST_F(StoredTest, UpdateWritesAnyDifferenceAndLeavesItsStatement) {
+  const int id = Insert(7, L"a", 3);
+  SqliteSpy::Clear();
+  EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"A", 3), 0);
+  EXPECT_THAT(SqliteSpy::TakeCalls(),
+              ElementsAre("prepare " + kSelect, "bind_int 1 1", "step 100", "finalize 0", "prepare " + kUpdate,
+                          "bind_int 1 3", "bind_text 2 'A'", "bind_int 3 7", "bind_int 4 1", "step 101"));
+  EXPECT_THAT(SqliteSpy::OpenStatements(), ElementsAre(kUpdate));
+  EXPECT_THAT(Rows(), ElementsAre("1|7|A|3"));
+  EXPECT_EQ(Cache().UpdateStoredItem(id, 8, L"A", 3), 0);
+  EXPECT_THAT(Rows(), ElementsAre("1|8|A|3"));
+  EXPECT_EQ(Cache().UpdateStoredItem(id, 8, L"A", 4), 0);
+  EXPECT_THAT(Rows(), ElementsAre("1|8|A|4"));
+  EXPECT_THAT(SqliteSpy::OpenStatements(), SizeIs(3));
+  SqliteSpy::FinalizeOpenStatements();
+}
+
+TEST_F(StoredTest, UpdateOfAnUnknownItemFails) {
+  EXPECT_EQ(Cache().UpdateStoredItem(99, 1, L"a", 0), -9);
+  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("prepare " + kSelect, "bind_int 1 99", "step 101", "finalize 0"));
+}
+
+TEST_F(StoredTest, FailedUpdateIsReportedAndReturnsZero) {
+  const int id = Insert(7, L"a", 3);
+  Sql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON stored BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"b", 3), 0);
+  const auto messages = m_diag.Take();
+  ASSERT_THAT(messages, SizeIs(1));
+  EXPECT_EQ(messages[0].text, std::wstring(kStepFailed) + L"kept");
+  EXPECT_EQ(messages[0].line, 1800);
+  EXPECT_EQ(messages[0].file, kSource);
+  EXPECT_THAT(Rows(), ElementsAre("1|7|a|3"));
+  SqliteSpy::FinalizeOpenStatements();
+}
+
+TEST_F(StoredTest, UpdateToANullNameIsSurvived) {
+  const int id = Insert(7, L"a", 3);
+  const std::int32_t result = Cache().UpdateStoredItem(id, 7, nullptr, 3);
+  EXPECT_TRUE(result == 0 || result == -9) << result;
+  SqliteSpy::FinalizeOpenStatements();
+}
+
+TEST_F(StoredTest, ChildrenAreListedInParallel) {
+  Insert(1, L"a");
+  Insert(2, L"other");
+  Insert(1, L"\u6F22 \U0001F52C.tif");
+  std::vector<int> ids = {9, 9};
+  std::vector<CQvStringW> names = {L"old"};
+  SqliteSpy::Clear();
+  EXPECT_EQ(Cache().GetStoredChildren(1, &ids, &names), 0);
+  EXPECT_THAT(SqliteSpy::TakeCalls(),
+              ElementsAre("prepare " + kChildren, "bind_int 1 1", "step 100", "step 100", "step 101", "finalize 0"));
+  EXPECT_THAT(ids, ElementsAre(1, 3));
+  EXPECT_THAT(names, ElementsAre(L"a", L"\u6F22 \U0001F52C.tif"));
+}
+
+TEST_F(StoredTest, ItemWithoutChildrenEmptiesTheLists) {
+  std::vector<int> ids = {9};
+  std::vector<CQvStringW> names = {L"old"};
+  EXPECT_EQ(Cache().GetStoredChildren(1, &ids, &names), 0);
+  EXPECT_THAT(ids, IsEmpty());
+  EXPECT_THAT(names, IsEmpty());
+}
+
+TEST_F(StoredTest, FailedListingGivesTheError) {
+  Insert(1, L"a");
+  SqliteSpy::FailFinalize(kChildren, SQLITE_IOERR);
+  std::vector<int> ids;
+  std::vector<CQvStringW> names;
+  EXPECT_EQ(Cache().GetStoredChildren(1, &ids, &names), SQLITE_IOERR);
+  EXPECT_TRUE(m_diag.Take().empty());
+}
+
+TEST_F(StoredTest, NullNameOfARowReadsAsEmpty) {
+  Sql(DatabaseFile()).Run("INSERT INTO stored VALUES (5, 1, NULL, 0)");
+  std::vector<int> ids;
+  std::vector<CQvStringW> names;
+  EXPECT_EQ(Cache().GetStoredChildren(1, &ids, &names), 0);
+  EXPECT_THAT(names, ElementsAre(L""));
+  EXPECT_EQ(Cache().UpdateStoredItem(5, 1, L"", 0), 0);
+  EXPECT_THAT(SqliteSpy::OpenStatements(), IsEmpty()) << "equal, so nothing was written";
+}
+
+TEST_F(StoredTest, NullListsAreRefused) {
+  std::vector<int> ids;
+  std::vector<CQvStringW> names;
+  EXPECT_EQ(Cache().GetStoredChildren(1, nullptr, &names), -9);
+  EXPECT_EQ(Cache().GetStoredChildren(1, &ids, nullptr), -9);
+}
+
+TEST_F(StoredTest, DeleteTakesTheSubtreeDeepestFirst) {
+  const int root = Insert(0, L"root"), a = Insert(root, L"a"), b = Insert(root, L"b");
+  const int aa = Insert(a, L"aa"), aaa = Insert(aa, L"aaa"), other = Insert(0, L"other");
+  SqliteSpy::Clear();
+  EXPECT_EQ(Cache().DeleteStoredItem(root), 0);
+  std::vector<std::string> deleted;
+  const auto calls = SqliteSpy::TakeCalls();
+  for (std::size_t i = 0; i + 1 < calls.size(); ++i)
+    if (calls[i] == "prepare " + kDelete) deleted.push_back(calls[i + 1].substr(11));
+  EXPECT_THAT(deleted, ElementsAre(std::to_string(aaa), std::to_string(aa), std::to_string(a), std::to_string(b),
+                                   std::to_string(root)));
+  EXPECT_THAT(Rows(), ElementsAre(std::to_string(other) + "|0|other|0"));
+}
+
+TEST_F(StoredTest, DeleteHasNoStatementOpenDuringTheRecursion) {
+  const int root = Insert(0, L"root");
+  Insert(root, L"child");
+  SqliteSpy::Clear();
+  Cache().DeleteStoredItem(root);
+  EXPECT_THAT(
+      SqliteSpy::TakeCalls(),
+      ElementsAre("prepare " + kChildIds, "bind_int 1 1", "step 100", "step 101", "finalize 0", "prepare " + kChildIds,
+                  "bind_int 1 2", "step 101", "finalize 0", "prepare " + kDelete, "bind_int 1 2", "step 101",
+                  "finalize 0", "prepare " + kDelete, "bind_int 1 1", "step 101", "finalize 0"));
+}
+
+// A copy of the object's dispatch table with one entry replaced, in place while it lives.
+class ReplacedSlot {
+ public:
+  __attribute__((no_sanitize("address"))) ReplacedSlot(IQvThumbnailCache& cache, int slot, void* function)
+      : m_table(reinterpret_cast<void***>(&cache)), m_former(*m_table) {
+    for (int i = 0; i < kBefore + kOperations; ++i) m_copy[i] = m_former[i - kBefore];
+    m_copy[kBefore + slot] = function;
+    *m_table = m_copy + kBefore;
+  }
+  ReplacedSlot(const ReplacedSlot&) = delete;
+  ReplacedSlot& operator=(const ReplacedSlot&) = delete;
+  ~ReplacedSlot() { *m_table = m_former; }
+
+ private:
+  static constexpr int kBefore = 8;  // offsets and type information
+  static constexpr int kOperations = 33;
+  void*** m_table;
+  void** m_former;
+  void* m_copy[kBefore + kOperations];
+};
+
+TEST_F(StoredTest, DeleteRecursesThroughTheInterface) {
+  static std::vector<int> asked;
+  asked.clear();
+  const int root = Insert(0, L"root"), child = Insert(root, L"child");
+  Insert(child, L"grandchild");
+  // The entry that the operation itself is reached by stays; what it calls is replaced.
+  void* const own = (*reinterpret_cast<void***>(&Cache()))[30];
+  {
+    const auto refuse = +[](IQvThumbnailCache*, int id) -> std::int32_t {
+      asked.push_back(id);
+      return -9;
+    };
+    const ReplacedSlot replaced(Cache(), 30, reinterpret_cast<void*>(refuse));
+    EXPECT_EQ(reinterpret_cast<std::int32_t (*)(IQvThumbnailCache*, int)>(own)(&Cache(), root), 0);
+  }
+  EXPECT_THAT(asked, ElementsAre(child));
+  EXPECT_THAT(Rows(), SizeIs(2)) << "the item itself is gone";
+}
+
+TEST_F(StoredTest, DeleteOfAnUnknownItemIsNoFailure) { EXPECT_EQ(Cache().DeleteStoredItem(99), 0); }
+
+TEST_F(StoredTest, FailedChildDoesNotKeepTheParent) {
+  const int root = Insert(0, L"root"), child = Insert(root, L"child");
+  Sql(DatabaseFile())
+      .Run(
+          "CREATE TRIGGER kept BEFORE DELETE ON stored WHEN OLD.filename = 'child' BEGIN SELECT RAISE(FAIL, 'kept'); "
+          "END");
+  EXPECT_EQ(Cache().DeleteStoredItem(root), 0);
+  EXPECT_THAT(Rows(), ElementsAre(std::to_string(child) + "|1|child|0"));
+  EXPECT_EQ(Cache().DeleteStoredItem(child), SQLITE_CONSTRAINT);
+  EXPECT_TRUE(m_diag.Take().empty());
+}
+
+TEST_F(StoredTest, DeleteLeavesExperimentsAndHistory) {
+  Sql(DatabaseFile()).Run("INSERT INTO experiments (storedID) VALUES (1); INSERT INTO history (filename) VALUES ('a')");
+  const int root = Insert(0, L"root");
+  Cache().DeleteStoredItem(root);
+  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT (SELECT count(*) FROM experiments) + (SELECT count(*) FROM history)"),
+            "2");
+}
+
+TEST_F(StoredTest, DeepChainIsDeleted) {
+  Sql(DatabaseFile())
+      .Run(
+          "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 300) INSERT INTO stored SELECT i, "
+          "i - 1, 'x', 0 FROM n");
+  EXPECT_EQ(Cache().DeleteStoredItem(1), 0);
+  EXPECT_THAT(Rows(), IsEmpty());
+}
+
+TEST_F(StoredTest, WithoutADatabase) {
+  Close();
+  Host().Drop();
+  Service fresh;
+  SqliteSpy::Clear();
+  int id = 5;
+  EXPECT_EQ(fresh->InsertStoredItem(1, L"a", 2, &id), 0);
+  EXPECT_EQ(id, 5);
+  EXPECT_EQ(fresh->InsertStoredItem(1, nullptr, 2, &id), -9);
+  std::vector<int> ids = {1};
+  std::vector<CQvStringW> names = {L"x"};
+  EXPECT_EQ(fresh->GetStoredChildren(1, &ids, &names), -9);
+  EXPECT_THAT(ids, SizeIs(1));
+  EXPECT_THAT(names, SizeIs(1));
+  EXPECT_EQ(fresh->DeleteStoredItem(1), -9);
+  EXPECT_EQ(fresh->UpdateStoredItem(1, 1, L"a", 0), -9);
+  EXPECT_TRUE(m_diag.Take().empty());
+}
+
+}  // namespace
+}  // namespace qvtest

@@ -1,0 +1,85 @@
+#include "tests/thumbnailcache/support/service_test.h"
+
+#include <cwctype>
+
+#include "system/qvrtti.h"
+#include "system/qvstring.h"
+
+namespace qvtest {
+void ServiceTest::SetUp() {
+  PlatformSpy::Reset();
+  SqliteSpy::Reset();
+  Script().Reset();
+  UseStandInFormats();
+  m_service = std::make_unique<Service>();
+}
+
+void ServiceTest::TearDown() {
+  Script().UnblockAll();
+  m_service.reset();
+  EXPECT_EQ(Script().Live(), standin::SBalance{});
+  EXPECT_TRUE(m_expectLeftPicture || PlatformSpy::LivePictures() == 0) << PlatformSpy::LivePictures();
+  EXPECT_EQ(SqliteSpy::OpenConnections(), 0);
+  PlatformSpy::Reset();
+  SqliteSpy::Reset();
+  Script().Reset();
+}
+
+std::int32_t ServiceTest::Open() {
+  const std::int32_t result = m_service->Open(m_folder.Wide("cache.db"));
+  if (result == 0) Script().WaitForManagers(2);
+  return result;
+}
+
+std::wstring ServiceTest::MakeFile(const std::string& name, const standin::SFile& file) {
+  const std::wstring path = m_folder.Create(name);
+  Script().SetFile(path, file);
+  return path;
+}
+
+void ServiceTest::OccupyWorkers(Listener&) {
+  for (std::wstring& path : m_occupiers) {
+    path = MakeFile("occupier-" + std::to_string(m_files++) + ".tif");
+    Script().Block(path);
+    // One batch each, since a batch wakes one worker.
+    Queue(Cache(), {Describe(path)});
+  }
+  Script().WaitForBlocked(2);
+}
+
+void ServiceTest::FreeWorkers(Listener& listener) {
+  for (const std::wstring& path : m_occupiers) {
+    Script().Unblock(path);
+    listener.WaitFor(path);
+  }
+}
+
+void ServiceTest::FreeOneWorker(Listener& listener) {
+  Script().Unblock(m_occupiers[0]);
+  listener.WaitFor(m_occupiers[0]);
+}
+
+void ServiceTest::Drain(Listener& listener) {
+  const std::wstring path = MakeFile("drain-" + std::to_string(m_files++) + ".tif");
+  Queue(Cache(), {Describe(path)});
+  listener.WaitFor(path);
+}
+
+std::string Utf8(const std::wstring& text) { return CQvStringUtils::WtoUTF8(text.c_str()).Str(); }
+
+std::wstring Upper(std::wstring text) {
+  for (wchar_t& c : text) c = static_cast<wchar_t>(std::towupper(static_cast<std::wint_t>(c)));
+  return text;
+}
+
+int UniformByte(const SQvPicBuf& picture) {
+  const auto* bytes = static_cast<const std::uint8_t*>(picture.data);
+  if (!bytes) return -1;
+  const std::size_t row = std::size_t{picture.width} * picture.components;
+  for (std::uint32_t y = 0; y < picture.height; ++y)
+    for (std::size_t x = 0; x < row; ++x)
+      if (bytes[std::size_t{y} * picture.widthBytes + x] != bytes[0]) return -1;
+  return bytes[0];
+}
+
+}  // namespace qvtest

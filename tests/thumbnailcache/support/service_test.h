@@ -1,0 +1,65 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "tests/thumbnailcache/standin/standin.h"
+#include "tests/thumbnailcache/support/diag_recorder.h"
+#include "tests/thumbnailcache/support/platform_spy.h"
+#include "tests/thumbnailcache/support/service.h"
+#include "tests/thumbnailcache/support/sql.h"
+#include "tests/thumbnailcache/support/sqlite_spy.h"
+#include "tests/thumbnailcache/support/temp_folder.h"
+
+namespace qvtest {
+
+constexpr const char* kSource = "gnr_thumbnailcache/thumbnailcache_impl";
+
+// The service on stand-in image formats, with SQLite, the platform and the diagnostics watched. At the end everything
+// that was handed out must have come back.
+class ServiceTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  IQvThumbnailCache& Cache() { return **m_service; }
+  Service& Host() { return *m_service; }
+  standin::CScript& Script() { return standin::CScript::Get(); }
+  const TempFolder& Folder() const { return m_folder; }
+  std::string DatabaseFile() const { return m_folder.File("cache.db"); }
+  // Also waits until both workers have started.
+  std::int32_t Open();
+  std::int32_t Close() { return m_service->Close(); }
+
+  // An existing file whose picture the stand-in scripts; gives its lower-case path.
+  std::wstring MakeFile(const std::string& name) { return m_folder.Create(name); }
+  std::wstring MakeFile(const std::string& name, const standin::SFile& file);
+
+  // Both workers stand in the rendering of two files until Unblock… of the script.
+  void OccupyWorkers(Listener& listener);
+  // Lets both go and waits until they are done.
+  void FreeWorkers(Listener& listener);
+  // Lets one go.
+  void FreeOneWorker(Listener& listener);
+  // Waits until the workers have drained the queue of everything that was queued before this call.
+  void Drain(Listener& listener);
+
+  DiagRecorder m_diag;
+  std::wstring m_occupiers[2];       // the files that OccupyWorkers chose
+  bool m_expectLeftPicture = false;  // a test leaves a picture behind on purpose
+
+ private:
+  TempFolder m_folder;
+  std::unique_ptr<Service> m_service;
+  int m_files = 0;
+};
+
+std::string Utf8(const std::wstring& text);
+std::wstring Upper(std::wstring text);
+
+// The first byte of a picture's pixels when all pixel bytes are equal, else -1.
+int UniformByte(const SQvPicBuf& picture);
+
+}  // namespace qvtest

@@ -1,0 +1,104 @@
+#include "tests/thumbnailcache/support/image_database.h"
+#include "tests/thumbnailcache/thumbnails/creation_fixture.h"
+
+namespace qvtest {
+namespace {
+
+using standin::MakeStream;
+using standin::RenderedByte;
+using standin::SFile;
+using ::testing::ElementsAre;
+using ::testing::SizeIs;
+
+const std::wstring kJpegTag = L"QvCustomTag:ThumbailJpg";
+
+class OwnedRecordTest : public CreationTest {
+ protected:
+  SLook MakeOwned(IQvInterface* owner, const std::wstring& field = L"Image") {
+    const auto desc = Describe(SQvThumbnailDescription::MakeDBLocation(7, field).Str(), 0, 0.0, owner);
+    RequestNow(Cache(), {desc});
+    return Get(Cache(), desc);
+  }
+  void ReleaseOwned() {
+    Cache().ReleaseThumbnail(1, Describe(SQvThumbnailDescription::MakeDBLocation(7, L"image").Str()));
+  }
+
+  ImageDatabase m_owner;
+};
+
+TEST_F(OwnedRecordTest, OwnerIsAskedWithinItsAccess) {
+  SFile file;
+  file.tags[kJpegTag] = MakeStream(60, 45, 3, 8, 0x33);
+  m_owner.records[7].fields[L"image"] = file;
+  Script().RecordCalls(true);
+  SqliteSpy::Clear();
+  const SLook look = MakeOwned(&m_owner);
+  EXPECT_EQ(look.state, 4u);
+  EXPECT_EQ(UniformByte(look.picture), RenderedByte(L"db:7:image", 0)) << "embedded thumbnails are not tried";
+  EXPECT_THAT(m_owner.TakeCalls(), ElementsAre("BeginAccess", "GetRecord 7 changeable", "Open",
+                                               "GetPictureSource image", "Record.Release", "EndAccess"));
+  EXPECT_THAT(Script().TakeCalls(), ElementsAre("GetPictureInfo", "RenderPicture 240x180 1 1 0 0 4294967295",
+                                                "Source.Release", "Manager.Release"));
+  EXPECT_THAT(SqliteSpy::TakeTraced(), SizeIs(1)) << "it is looked up, and never saved";
+  EXPECT_EQ(m_owner.inside, 0);
+  EXPECT_EQ(m_owner.liveRecords, 0);
+  EXPECT_EQ(m_owner.references, 1);
+  ReleaseOwned();
+}
+
+TEST_F(OwnedRecordTest, QueuedRequestUsesTheOwnerToo) {
+  Listener listener(Cache());
+  m_owner.records[7].fields[L"image"] = SFile();
+  const std::wstring location = SQvThumbnailDescription::MakeDBLocation(7, L"image").Str();
+  Queue(Cache(), {Describe(location, 0, 0.0, &m_owner)});
+  listener.WaitFor(location);
+  EXPECT_EQ(Glance(Cache(), Describe(location)), 4u);
+  EXPECT_EQ(m_owner.inside, 0);
+  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
+  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "0");
+}
+
+TEST_F(OwnedRecordTest, WithoutAnOwnerNothingChanges) {
+  EXPECT_EQ(MakeOwned(nullptr).state, 0u);
+  IQvInterface* service = Cache().QueryInterface("IQvThumbnailCache");
+  EXPECT_EQ(MakeOwned(service, L"other").state, 0u) << "an owner that is no image database";
+  service->Release();
+}
+
+TEST_F(OwnedRecordTest, UnusableRecordsEndTheAccess) {
+  EXPECT_EQ(MakeOwned(&m_owner).state, 0u);
+  EXPECT_THAT(m_owner.TakeCalls(), ElementsAre("BeginAccess", "GetRecord 7 changeable", "EndAccess"));
+
+  m_owner.records[7].openResult = -9;
+  EXPECT_EQ(MakeOwned(&m_owner, L"b").state, 0u);
+  EXPECT_THAT(m_owner.TakeCalls(),
+              ElementsAre("BeginAccess", "GetRecord 7 changeable", "Open", "Record.Release", "EndAccess"));
+
+  m_owner.records[7].openResult = 0;
+  EXPECT_EQ(MakeOwned(&m_owner, L"c").state, 0u);
+  EXPECT_THAT(m_owner.TakeCalls(), ElementsAre("BeginAccess", "GetRecord 7 changeable", "Open", "GetPictureSource c",
+                                               "Record.Release", "EndAccess"));
+  EXPECT_EQ(m_owner.liveRecords, 0);
+}
+
+TEST_F(OwnedRecordTest, FailuresAreFailedAndNeverUnavailable) {
+  m_owner.records[7].fields[L"a"].sourceInfoResult = -9;
+  m_owner.records[7].fields[L"b"].renderResult = -9;
+  m_owner.records[7].fields[L"c"].renderResult = -3;
+  for (const wchar_t* field : {L"a", L"b", L"c"}) {
+    EXPECT_EQ(MakeOwned(&m_owner, field).state, 5u) << Utf8(field);
+    EXPECT_EQ(m_owner.TakeCalls().back(), "EndAccess");
+  }
+  EXPECT_EQ(PlatformSpy::LivePictures(), 0);
+  EXPECT_EQ(m_owner.inside, 0);
+}
+
+TEST_F(OwnedRecordTest, RecordWithoutAreaFailsCleanly) {
+  m_owner.records[7].fields[L"image"] = SFile(0, 0);
+  const SLook look = MakeOwned(&m_owner);
+  EXPECT_EQ(look.state, 5u);
+  EXPECT_EQ(m_owner.inside, 0);
+}
+
+}  // namespace
+}  // namespace qvtest

@@ -1,0 +1,245 @@
+#include "tests/thumbnailcache/support/image_database.h"
+#include "tests/thumbnailcache/support/service_test.h"
+
+namespace qvtest {
+namespace {
+
+using standin::RenderedByte;
+using standin::SFile;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+using ::testing::UnorderedElementsAre;
+
+class WorkersTest : public ServiceTest {
+ protected:
+  void SetUp() override {
+    ServiceTest::SetUp();
+    ASSERT_EQ(Open(), 0);
+  }
+};
+
+TEST_F(WorkersTest, QueuedThumbnailIsMadeSavedAndTold) {
+  Listener listener(Cache());
+  SFile file;
+  file.metadata.text.author = L"Ada";
+  const std::wstring path = MakeFile("a.tif", file);
+  SqliteSpy::Clear();
+  Queue(Cache(), {Describe(path)});
+  listener.Wait(1);
+  EXPECT_THAT(listener.Locations(), ElementsAre(path));
+  const auto traced = SqliteSpy::TakeTraced();
+  ASSERT_THAT(traced, SizeIs(5));
+  EXPECT_TRUE(traced[0].starts_with("SELECT lastWritten, binData, quality"));
+  EXPECT_TRUE(traced[1].starts_with("DELETE FROM cache"));
+  EXPECT_TRUE(traced[2].starts_with("INSERT INTO cache"));
+  EXPECT_TRUE(traced[3].starts_with("DELETE FROM metadata"));
+  EXPECT_TRUE(traced[4].starts_with("INSERT INTO metadata"));
+  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT filename, M_author FROM metadata"), Utf8(path) + "|Ada");
+  const SLook look = Get(Cache(), Describe(path));
+  EXPECT_EQ(look.state, 4u);
+  EXPECT_EQ(UniformByte(look.picture), RenderedByte(path, 0));
+  Cache().ReleaseThumbnail(1, Describe(path));
+}
+
+TEST_F(WorkersTest, EveryEndIsToldOnce) {
+  Listener listener(Cache());
+  SFile damaged, unsupported;
+  damaged.renderResult = -9;
+  unsupported.renderResult = -3;
+  const std::wstring good = MakeFile("good.tif"), bad = MakeFile("bad.tif", damaged),
+                     odd = MakeFile("odd.tif", unsupported), missing = Folder().Wide("missing.tif");
+  Queue(Cache(), {Describe(good), Describe(bad), Describe(odd), Describe(missing)});
+  listener.Wait(4);
+  Drain(listener);
+  auto told = listener.Locations();
+  told.pop_back();
+  EXPECT_THAT(told, UnorderedElementsAre(good, bad, odd, missing));
+  EXPECT_EQ(Glance(Cache(), Describe(good)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(bad)), 5u);
+  EXPECT_EQ(Glance(Cache(), Describe(odd)), 9u);
+  EXPECT_EQ(Glance(Cache(), Describe(missing)), 0u);
+}
+
+TEST_F(WorkersTest, ListenerGetsTheLowerCasedLocation) {
+  Listener listener(Cache());
+  const std::wstring path = MakeFile("Mixed.TIF");
+  Queue(Cache(), {Describe(path)});
+  listener.Wait(1);
+  EXPECT_THAT(listener.Locations(), ElementsAre(Folder().Wide("mixed.tif")));
+  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u) << "the file is found by its lower-cased name";
+}
+
+TEST_F(WorkersTest, TwoWorkersWorkAtOnce) {
+  Listener listener(Cache());
+  OccupyWorkers(listener);
+  EXPECT_EQ(Script().RenderCount(m_occupiers[0]) + Script().RenderCount(m_occupiers[1]), 2);
+  FreeWorkers(listener);
+}
+
+TEST_F(WorkersTest, EachWorkerHasItsOwnManager) {
+  Listener listener(Cache());
+  OccupyWorkers(listener);
+  EXPECT_EQ(Script().Live().managers, 2);
+  FreeWorkers(listener);
+  Close();
+  EXPECT_EQ(Script().Live().managers, 0);
+}
+
+TEST_F(WorkersTest, OneBatchMayBeDrainedByOneWorker) {
+  Listener listener(Cache());
+  std::vector<SQvThumbnailDescription> batch;
+  for (int i = 0; i < 50; ++i) batch.push_back(Describe(MakeFile("f" + std::to_string(i) + ".tif")));
+  Queue(Cache(), batch);
+  listener.Wait(50);
+  for (const auto& desc : batch) EXPECT_EQ(Glance(Cache(), desc), 4u);
+  EXPECT_EQ(Script().TotalRenders(), 50);
+}
+
+TEST_F(WorkersTest, ShownThumbnailIsNotRemade) {
+  Listener listener(Cache());
+  const std::wstring path = MakeFile("a.tif");
+  RequestNow(Cache(), {Describe(path)});
+  OccupyWorkers(listener);
+  Glance(Cache(), Describe(path, 0, 1.0));
+  const SLook look = Get(Cache(), Describe(path), 9);
+  EXPECT_EQ(look.state, 8u);
+  FreeWorkers(listener);
+  Drain(listener);
+  EXPECT_EQ(Script().RenderCount(path), 1);
+  EXPECT_EQ(listener.Count(path), 0u);
+  EXPECT_EQ(UniformByte(look.picture), RenderedByte(path, 0));
+  EXPECT_EQ(Get(Cache(), Describe(path), 10).state, 1u) << "it was left dormant";
+  Cache().ReleaseThumbnail(9, Describe(path));
+  // A worker may have found it shown once more before it was given back.
+  Glance(Cache(), Describe(path));
+  listener.WaitFor(path);
+}
+
+TEST_F(WorkersTest, StopLeavesWhatIsQueued) {
+  Listener listener(Cache());
+  OccupyWorkers(listener);
+  const std::wstring path = MakeFile("later.tif");
+  std::vector<SQvThumbnailDescription> batch = {Describe(path)};
+  for (int i = 0; i < 20; ++i) batch.push_back(Describe(MakeFile("l" + std::to_string(i) + ".tif")));
+  Queue(Cache(), batch);
+  std::thread closer([&] { EXPECT_EQ(Close(), 0); });
+  // The stop flag is set before the workers go on; a worker that is in a rendering cannot see it earlier.
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  Script().UnblockAll();
+  closer.join();
+  for (const std::wstring& occupier : m_occupiers) EXPECT_EQ(listener.Count(occupier), 1u) << "finished, not dropped";
+  ASSERT_EQ(Open(), 0);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), 0u) << "purged by the close";
+}
+
+TEST_F(WorkersTest, ListenersMayCallTheService) {
+  struct SContext {
+    IQvThumbnailCache& cache;
+    std::wstring path;
+    std::atomic<int> state{-1};
+    std::atomic<bool> done{false};
+  } context{Cache(), MakeFile("a.tif")};
+  const auto call = [](void* given, const wchar_t* location) {
+    auto* self = static_cast<SContext*>(given);
+    const auto desc = Describe(location);
+    self->state = static_cast<int>(Get(self->cache, desc, 55).state);
+    self->cache.ReleaseThumbnail(55, desc);
+    Queue(self->cache, {desc});
+    self->cache.ExcludeLocation(L"x");
+    self->done = true;
+  };
+  const QvThumbnailListener handle = Cache().AddListener(call, &context);
+  Listener listener(Cache());
+  Queue(Cache(), {Describe(context.path)});
+  listener.WaitFor(context.path);
+  EXPECT_TRUE(context.done);
+  EXPECT_EQ(context.state, 4);
+  Cache().RemoveListener(handle);
+}
+
+TEST_F(WorkersTest, ListenersMayComeAndGoWhileWorkersCall) {
+  Listener listener(Cache());
+  std::atomic<bool> stop{false};
+  std::atomic<int> calls{0};
+  const auto count = [](void* context, const wchar_t*) { ++*static_cast<std::atomic<int>*>(context); };
+  std::thread host([&] {
+    while (!stop) {
+      const QvThumbnailListener handle = Cache().AddListener(count, &calls);
+      std::this_thread::yield();
+      Cache().RemoveListener(handle);
+    }
+  });
+  std::vector<SQvThumbnailDescription> batch;
+  for (int i = 0; i < 200; ++i) batch.push_back(Describe(Folder().Wide("missing" + std::to_string(i))));
+  Queue(Cache(), batch);
+  listener.Wait(200);
+  stop = true;
+  host.join();
+  // A call that a worker has begun may still be running.
+  Drain(listener);
+}
+
+TEST_F(WorkersTest, QueuedTwiceIsMadeOnce) {
+  Listener listener(Cache());
+  OccupyWorkers(listener);
+  const auto desc = Describe(MakeFile("a.tif"));
+  Queue(Cache(), {desc});
+  Cache().CancelRequests(0, &desc, 1);
+  EXPECT_EQ(Get(Cache(), desc).state, 1u);
+  FreeWorkers(listener);
+  Drain(listener);
+  EXPECT_EQ(listener.Count(desc.location.Str()), 1u);
+}
+
+TEST_F(WorkersTest, WorkerOfAFailedFactoryEndsEveryRequest) {
+  Close();
+  Script().FailFactory(true, false);
+  ASSERT_EQ(Open(), 0);
+  Listener listener(Cache());
+  const std::wstring path = MakeFile("a.tif");
+  Queue(Cache(), {Describe(path)});
+  listener.WaitFor(path);
+  EXPECT_FALSE(Get(Cache(), Describe(path)).HasPicture());
+  EXPECT_NE(Glance(Cache(), Describe(path)), 2u);
+}
+
+TEST_F(WorkersTest, ShownStateIsInWorkWhileBeingMade) {
+  Listener listener(Cache());
+  const std::wstring path = MakeFile("a.tif");
+  RequestNow(Cache(), {Describe(path)});
+  Script().Block(path);
+  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), 8u);
+  Script().WaitForBlocked(1);
+  EXPECT_EQ(Get(Cache(), Describe(path)).state, 2u);
+  EXPECT_FALSE(Get(Cache(), Describe(path)).HasPicture());
+  Script().Unblock(path);
+  listener.WaitFor(path);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u);
+}
+
+TEST_F(WorkersTest, PublishedCopyWinsOverChangesMeanwhile) {
+  // The release during the work stores a new time and marks the entry stale; the worker's copy replaces both.
+  Listener listener(Cache());
+  ImageDatabase owner;
+  owner.records[1].fields[L"image"] = SFile();
+  const std::wstring location = SQvThumbnailDescription::MakeDBLocation(1, L"image").Str();
+  OccupyWorkers(listener);
+  FreeOneWorker(listener);
+  Script().Block(L"db:1:image");
+  Queue(Cache(), {Describe(location, 0, 0.0, &owner)});
+  Script().WaitForBlocked(2);
+  Cache().ReleaseThumbnail(1, Describe(location, 0, 5.0));
+  m_diag.Take();
+  Cache().CancelAllRequests();
+  Script().UnblockAll();
+  listener.WaitFor(location);
+  EXPECT_EQ(Get(Cache(), Describe(location, 0, 9.0)).state, 4u);
+  // Its time is unknown again, as the copy had it, so this release is news once more.
+  Cache().ReleaseThumbnail(1, Describe(location, 0, 5.0));
+  listener.WaitFor(location, 2);
+}
+
+}  // namespace
+}  // namespace qvtest

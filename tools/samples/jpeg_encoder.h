@@ -1,0 +1,14 @@
+#pragma once
+
+#include "tools/samples/output.h"
+#include "tools/samples/rgb_image.h"
+
+struct SJpegOptions {
+  int quality = 90;
+  bool progressive = false;
+  Bytes app1;  // an EXIF block as MakeExif gives it; empty for none
+};
+
+// A baseline or progressive JPEG stream of YCbCr 4:2:0, or of one grey component. Throws std::runtime_error.
+Bytes EncodeJpeg(const SRgbImage& image, const SJpegOptions& options = {});
+Bytes EncodeGreyJpeg(const Bytes& pixels, int width, int height, const SJpegOptions& options = {});

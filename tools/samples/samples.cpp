@@ -1,0 +1,50 @@
+#include "tools/samples/samples.h"
+
+#include "tools/samples/fluorescence.h"
+#include "tools/samples/imagej_hyperstack.h"
+#include "tools/samples/odd_files.h"
+#include "tools/samples/other_pictures.h"
+#include "tools/samples/slides.h"
+
+namespace {
+
+using Maker = void (*)(const SContext&, int);
+
+struct SKind {
+  Maker make;
+  int always;  // so many that each variant of the kind is there
+  int share;   // of ten ordinary pictures
+};
+
+// The mixture of a lab's folders: half of the pictures are fluorescence.
+constexpr SKind kKinds[] = {{MakeScreenField, 2, 4}, {MakePhotograph, 4, 2}, {MakeElectronPicture, 4, 1},
+                            {MakeNeuronField, 1, 1}, {MakePlot, 4, 1},       {MakeCameraFrame, 5, 1}};
+
+// Each kind counts its own pictures, so that names and motifs have no gaps.
+void MakeOrdinaryPictures(const SContext& context, int count) {
+  for (const SKind& kind : kKinds) {
+    for (int i = 0; i < kind.always; ++i) kind.make(context, i);
+  }
+  int made = 0;
+  for (int round = 0; made < count; ++round) {
+    for (const SKind& kind : kKinds) {
+      for (int i = 0; i < kind.share && made < count; ++i, ++made)
+        kind.make(context, kind.always + round * kind.share + i);
+    }
+  }
+}
+
+}  // namespace
+
+int MakeSamples(const SSampleOptions& options) {
+  COutput output(options.folder);
+  const SContext context{output, options.seed, options.sizePercent};
+  MakeFluorescenceExperiments(context);
+  MakeImageJHyperstack(context);
+  MakeSlides(context);
+  MakeEmbeddedThumbnails(context);
+  MakeUnusualNames(context);
+  MakeDamagedFiles(context);
+  MakeOrdinaryPictures(context, options.count);
+  return output.FileCount();
+}
