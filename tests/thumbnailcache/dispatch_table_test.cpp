@@ -58,10 +58,10 @@ TEST_F(DispatchTableTest, ThumbnailsLieInSlots0To8And31And32) {
   const auto handle = Slot<QvThumbnailListener, QvThumbnailCallback, void*>(31, &SPair::Call, &heard);
   EXPECT_EQ(handle, QvThumbnailListener(&SPair::Call, &heard));
   Listener listener(Cache());
-  Drain(listener);
+  MakeOne(listener);
   EXPECT_EQ(heard.calls, 1);
   Slot<void, const QvThumbnailListener&>(32, handle);
-  Drain(listener);
+  MakeOne(listener);
   EXPECT_EQ(heard.calls, 1);
 
   OccupyWorkers(listener);

@@ -183,13 +183,13 @@ TEST_F(SettingsTest, RemoveListenerRemovesTheFirstEqualPairOnly) {
   Cache().RemoveListener({&SCounter::Call, &counter});
   Cache().RemoveListener({&SCounter::CallOther, &counter});
   Cache().RemoveListener({&SCounter::Call, nullptr});
-  Drain(last);
+  MakeOne(last);
   EXPECT_EQ(counter.calls, 1);
   EXPECT_EQ(other.calls, 1);
 
   Cache().RemoveListener(handle);
   Cache().RemoveListener(handle);
-  Drain(last);
+  MakeOne(last);
   EXPECT_EQ(counter.calls, 1);
   EXPECT_EQ(other.calls, 2);
 }
@@ -205,7 +205,7 @@ TEST_F(SettingsTest, ListenersAreCalledInTheOrderOfTheirRegistration) {
   };
   for (std::intptr_t i = 1; i <= 3; ++i) Cache().AddListener(note, reinterpret_cast<void*>(i));
   Listener last(Cache());
-  Drain(last);
+  MakeOne(last);
   std::lock_guard lock(mutex);
   EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
 }

@@ -110,6 +110,11 @@ void CScript::WaitForBlocked(int count) {
   changed.wait(lock, [&] { return standing >= count; });
 }
 
+int CScript::CountBlocked() {
+  std::lock_guard lock(mutex);
+  return standing;
+}
+
 void CScript::SetRenderHook(std::function<void(const std::wstring& path)> hook) {
   std::lock_guard lock(mutex);
   renderHook = std::move(hook);

@@ -103,6 +103,8 @@ class QV_EXPORT CScript {
   void UnblockAll();
   // Waits until `count` threads stand at blocked paths.
   void WaitForBlocked(int count);
+  // How many threads stand at blocked paths.
+  int CountBlocked();
 
   // Called in rendering, with no lock held, before the pixels are written.
   void SetRenderHook(std::function<void(const std::wstring& path)> hook);

@@ -6,6 +6,10 @@
 #include "system/qvstring.h"
 
 namespace qvtest {
+namespace {
+constexpr int kWorkers = 2;
+}
+
 void ServiceTest::SetUp() {
   PlatformSpy::Reset();
   SqliteSpy::Reset();
@@ -27,7 +31,7 @@ void ServiceTest::TearDown() {
 
 std::int32_t ServiceTest::Open() {
   const std::int32_t result = m_service->Open(m_folder.Wide("cache.db"));
-  if (result == 0) Script().WaitForManagers(2);
+  if (result == 0) Script().WaitForManagers(kWorkers);
   return result;
 }
 
@@ -37,14 +41,23 @@ std::wstring ServiceTest::MakeFile(const std::string& name, const standin::SFile
   return path;
 }
 
+void ServiceTest::MakeOne(Listener& listener) {
+  const std::wstring path = MakeFile("one-" + std::to_string(m_files++) + ".tif");
+  Queue(Cache(), {Describe(path)});
+  listener.WaitFor(path);
+}
+
+std::wstring ServiceTest::OccupyWorker(const std::string& name) {
+  const std::wstring path = MakeFile(name + "-" + std::to_string(m_files++) + ".tif");
+  Script().Block(path);
+  // A batch of its own, since a batch wakes one worker.
+  Queue(Cache(), {Describe(path)});
+  return path;
+}
+
 void ServiceTest::OccupyWorkers(Listener&) {
-  for (std::wstring& path : m_occupiers) {
-    path = MakeFile("occupier-" + std::to_string(m_files++) + ".tif");
-    Script().Block(path);
-    // One batch each, since a batch wakes one worker.
-    Queue(Cache(), {Describe(path)});
-  }
-  Script().WaitForBlocked(2);
+  for (std::wstring& path : m_occupiers) path = OccupyWorker("occupier");
+  Script().WaitForBlocked(kWorkers);
 }
 
 void ServiceTest::FreeWorkers(Listener& listener) {
@@ -60,9 +73,15 @@ void ServiceTest::FreeOneWorker(Listener& listener) {
 }
 
 void ServiceTest::Drain(Listener& listener) {
-  const std::wstring path = MakeFile("drain-" + std::to_string(m_files++) + ".tif");
-  Queue(Cache(), {Describe(path)});
-  listener.WaitFor(path);
+  // One worker at the end of the queue does not tell that the other is done with what it took before; only when all of
+  // them stand is nothing in work.
+  std::vector<std::wstring> last;
+  for (int idle = kWorkers - Script().CountBlocked(); idle > 0; --idle) last.push_back(OccupyWorker("drain"));
+  Script().WaitForBlocked(kWorkers);
+  for (const std::wstring& path : last) {
+    Script().Unblock(path);
+    listener.WaitFor(path);
+  }
 }
 
 std::string Utf8(const std::wstring& text) { return CQvStringUtils::WtoUTF8(text.c_str()).Str(); }

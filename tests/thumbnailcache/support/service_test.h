@@ -37,13 +37,17 @@ class ServiceTest : public ::testing::Test {
   std::wstring MakeFile(const std::string& name) { return m_folder.Create(name); }
   std::wstring MakeFile(const std::string& name, const standin::SFile& file);
 
+  // Queues one new file and waits until the listener was told of it.
+  void MakeOne(Listener& listener);
+
   // Both workers stand in the rendering of two files until Unblock… of the script.
   void OccupyWorkers(Listener& listener);
   // Lets both go and waits until they are done.
   void FreeWorkers(Listener& listener);
   // Lets one go.
   void FreeOneWorker(Listener& listener);
-  // Waits until the workers have drained the queue of everything that was queued before this call.
+  // Waits until the workers are done with everything that was queued before this call. Afterwards those that were free
+  // are free again.
   void Drain(Listener& listener);
 
   DiagRecorder m_diag;
@@ -51,6 +55,9 @@ class ServiceTest : public ::testing::Test {
   bool m_expectLeftPicture = false;  // a test leaves a picture behind on purpose
 
  private:
+  // Queues a file at whose rendering a worker will stand; gives its path.
+  std::wstring OccupyWorker(const std::string& name);
+
   TempFolder m_folder;
   std::unique_ptr<Service> m_service;
   int m_files = 0;
