@@ -25,21 +25,6 @@ namespace fs = std::filesystem;
 
 constexpr std::uint64_t kMemory = 256ull << 20;
 
-struct SBox {
-  std::uint32_t width, height;
-};
-
-// The largest size of the picture's shape in the box.
-SBox Fit(const SQvImageInfo& info, SBox box) {
-  std::uint32_t width = box.width;
-  std::uint32_t height = static_cast<std::uint32_t>(std::uint64_t{info.height} * box.width / info.width);
-  if (height > box.height) {
-    width = static_cast<std::uint32_t>(std::uint64_t{info.width} * box.height / info.height);
-    height = box.height;
-  }
-  return {std::max(width, 1u), std::max(height, 1u)};
-}
-
 struct SRelease {
   void operator()(IQvInterface* object) const { CQvRTTI::Release(object); }
   void operator()(IQvPictureSource* source) const { source->Release(); }
@@ -69,14 +54,15 @@ class CViewer {
     reader->Destroy();
     SQvImageInfo info;
     if (const auto status = source.GetPictureInfo(&info)) return Refusal(status);
-    const SBox large = Fit(info, {640, 240}), small = Fit(info, {480, 180});
+    const SThumbnailSize large = FitInto({640, 240}, info.width, info.height);
+    const SThumbnailSize small = FitInto({480, 180}, info.width, info.height);
     const std::int32_t careful = Render(source, large, false), fast = Render(source, small, true);
     if (careful != fast) return "damaged\tthe qualities disagree";
     if (fast != kQvOk) return Refusal(fast);
     return "made\t" + std::to_string(small.width) + " x " + std::to_string(small.height);
   }
 
-  static std::int32_t Render(IQvPictureSource& source, SBox size, bool fast) {
+  static std::int32_t Render(IQvPictureSource& source, SThumbnailSize size, bool fast) {
     PictureBuffer picture(size.width, size.height, 8, 3);
     return source.RenderPicture(&size.width, &size.height, &picture.Get(), 1, fast, 0, 0, 0xFFFFFFFFu);
   }

@@ -1,5 +1,6 @@
 #include "tests/imageformats/support/samples.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -29,4 +30,13 @@ std::vector<SSampleOutcome> ReadSampleOutcomes() {
   }
   if (outcomes.empty()) throw std::runtime_error("cannot read " + path);
   return outcomes;
+}
+
+SThumbnailSize FitInto(SThumbnailSize box, std::uint32_t width, std::uint32_t height) {
+  const auto scale = [](std::uint64_t a, std::uint64_t b, std::uint64_t c) {
+    return static_cast<std::uint32_t>(std::max<std::uint64_t>(a * b / c, 1));
+  };
+  const std::uint32_t fitted = scale(height, box.width, width);
+  if (fitted <= box.height) return {box.width, fitted};
+  return {scale(width, box.height, height), box.height};
 }

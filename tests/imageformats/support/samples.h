@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -14,3 +15,9 @@ struct SSampleOutcome {
 };
 
 std::vector<SSampleOutcome> ReadSampleOutcomes();
+
+struct SThumbnailSize {
+  std::uint32_t width, height;
+};
+// The largest size of the picture's shape in a box, at least one pixel.
+SThumbnailSize FitInto(SThumbnailSize box, std::uint32_t width, std::uint32_t height);
