@@ -7,6 +7,8 @@
 
 #include "platform/imageformats/common/format_error.h"
 #include "platform/imageformats/render/picture_buffer.h"
+#include "platform/imageformats/tiff/block_source.h"
+#include "platform/imageformats/tiff/pixel_rows.h"
 #include "tests/imageformats/tiff_test_image.h"
 #include "tests/imageformats/tiff_writer.h"
 
@@ -244,6 +246,15 @@ TEST(TiffHostile, TilesThatWereNeverWrittenAreDamage) {
   const bool shorts = file[counts + 2] == 3;
   for (int i = 0; i < (shorts ? 2 : 4); ++i) file[table + i] = 0;
   EXPECT_EQ(-9, StatusOf(file));
+}
+
+TEST(TiffHostile, ChannelsThatAPageDoesNotHaveAreDamage) {
+  imageformats::tiff::SPage page;
+  page.samples = 2;
+  page.bits = 8;
+  const imageformats::tiff::SDecodedLayout layout = imageformats::tiff::DecodedLayoutOf(page);
+  EXPECT_NO_THROW(imageformats::tiff::PixelRows(page, layout, {1, 0}));
+  EXPECT_THROW(imageformats::tiff::PixelRows(page, layout, {1, 2}), imageformats::DamagedError);
 }
 
 TEST(TiffHostile, FilesThatAreNoTiffAreRefused) {

@@ -70,6 +70,20 @@ TEST(TiffLevels, LevelsOfAnotherPixelLayoutAreLeftOut) {
   EXPECT_EQ(10, GreyOf(WriteTiff({full, color}), 80, 60));
 }
 
+TEST(TiffLevels, APreviewWithFewerSamplesThanThereAreChannelsIsNoLevel) {
+  TiffPage channels = MakePage<std::uint8_t>(400, 300, 4, [](auto, auto, std::uint32_t s) { return s == 3 ? 200 : 0; });
+  channels.photometric = PHOTOMETRIC_MINISBLACK;
+  channels.extraSamples = {0, 0, 0};
+  for (const std::uint16_t samples : std::initializer_list<std::uint16_t>{1, 3}) {
+    TiffPage preview = MakePage<std::uint8_t>(100, 75, samples, [](auto, auto, auto) { return 77; });
+    preview.subfileType = kReduced;
+    // The fourth channel by default.
+    const Picture shown = Render(WriteTiff({channels, preview}), 80, 60);
+    EXPECT_EQ(200, shown.At(40, 30).r) << samples;
+    EXPECT_EQ(200, shown.At(40, 30).b) << samples;
+  }
+}
+
 TEST(TiffLevels, TheFullPictureMayStandBehindASmallOne) {
   // Raw camera files: a small picture first, the real one in its sub-IFD.
   TiffPage small = Level(50, 40, 10, kReduced);

@@ -1,11 +1,7 @@
-// TIFF's own tags, embedded thumbnails, and all sample files.
+// TIFF's own tags and embedded thumbnails.
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-
-#include "platform/imageformats/common/format_error.h"
 #include "tests/imageformats/tiff_test_image.h"
 #include "tests/imageformats/tiff_writer.h"
 
@@ -126,53 +122,6 @@ TEST(TiffMetadata, EmbeddedThumbnailsByTheirNames) {
   TestImage without(WriteTiff(Plain()));
   CQvByteArray bytes;
   EXPECT_FALSE(without->CustomTag(L"QvCustomTag:ThumbailJpg", bytes));
-}
-
-// The folder of sample files; empty when there is none.
-std::string SamplesFolder() {
-  const char* named = std::getenv("QV_SAMPLES");
-  const std::string folder = named ? named : "../shared/samples";
-  return std::filesystem::is_directory(folder) ? folder : std::string();
-}
-
-int RenderFile(const std::string& path) {
-  try {
-    TestImage image(path);
-    image->Metadata();
-    Render(image, 48, 36);
-    return 0;
-  } catch (const imageformats::FormatError& error) {
-    return error.Status();
-  }
-}
-
-TEST(TiffMetadata, AllSampleFilesAreShown) {
-  const std::string samples = SamplesFolder();
-  if (samples.empty()) GTEST_SKIP() << "no sample files";
-  int shown = 0;
-  for (const char* folder : {"/tiff", "/ome-tiff"}) {
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(samples + folder)) {
-      const std::string extension = entry.path().extension().string();
-      if (!entry.is_regular_file() || extension == ".ome") continue;
-      EXPECT_EQ(0, RenderFile(entry.path().string())) << entry.path();
-      ++shown;
-    }
-  }
-  EXPECT_GT(shown, 100);
-}
-
-TEST(TiffMetadata, BrokenSampleFilesAreRefusedOrShown) {
-  const std::string samples = SamplesFolder();
-  if (samples.empty()) GTEST_SKIP() << "no sample files";
-  // Sound pictures among them: loops of directories, and more samples than the bits' list has.
-  const std::string sound[] = {"multipage_single_frame_loop.tiff", "test_ifd_loop_to_self.tif",
-                               "tiff_wrong_bits_per_sample.tiff"};
-  for (const auto& entry : std::filesystem::directory_iterator(samples + "/broken")) {
-    const std::string name = entry.path().filename().string();
-    if (entry.path().extension().string().rfind(".tif", 0) != 0) continue;
-    const bool isSound = std::find(std::begin(sound), std::end(sound), name) != std::end(sound);
-    EXPECT_EQ(isSound ? 0 : -9, RenderFile(entry.path().string())) << name;
-  }
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "platform/imageformats/render/orientation.h"
 #include "platform/imageformats/wsi/wsi_detect.h"
 #include "tests/imageformats/support/encode_jpeg.h"
+#include "tests/imageformats/support/samples.h"
 #include "tests/imageformats/support/scratch_folder.h"
 
 namespace imageformats {

@@ -117,7 +117,8 @@ SAveragedPicture JpegImage::AverageDecoded(const SRenderRequest& request, Render
   const SSize displayed{request.width, request.height};
   SJpegDecode how;
   how.scale = JpegScaleFor(m_stored, FinestNeeded(request), request.fast);
-  how.fast = request.fast;
+  // Where nothing is averaged, coarse colour would show.
+  how.fast = request.fast && ReducedSize(m_stored, displayed, m_orientation) != m_stored;
   decoder.Start(how, guard);
   const SSize scaled = decoder.OutputSize();
   const std::uint32_t components = decoder.OutputComponents();

@@ -46,8 +46,7 @@ void OpenPlainDataset(FileSet& files, SDataset* dataset) {
   for (const SIfdFacts& facts : file.chain) {
     const bool reduced = (facts.subfileType & kReducedOrMask) != 0;
     if (!reduced && SameShape(facts, main)) ++dataset->pages;
-    const bool flagged = (facts.subfileType & kReducedOrMask) == FILETYPE_REDUCEDIMAGE &&
-                         IsReduction({main.width, main.height}, {facts.width, facts.height});
+    const bool flagged = (facts.subfileType & kReducedOrMask) == FILETYPE_REDUCEDIMAGE && IsFlaggedLevel(main, facts);
     if (flagged || (!reduced && IsUnflaggedLevel(main, facts))) dataset->mainPlane.levels.push_back(facts);
   }
   dataset->pages = std::max(dataset->pages, 1u);

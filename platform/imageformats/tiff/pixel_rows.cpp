@@ -4,6 +4,7 @@
 #include <cstring>
 #include <numeric>
 
+#include "platform/imageformats/common/format_error.h"
 #include "platform/imageformats/render/alpha.h"
 #include "platform/imageformats/tiff/sample_unpack.h"
 
@@ -96,6 +97,10 @@ void PixelRows::ChoosePicture(const SPage& page, const std::vector<std::uint32_t
   const bool indices = channels.empty() && m_layout.photometric == PHOTOMETRIC_PALETTE && !page.palette.empty();
   ChooseWorkType(indices);
   if (!channels.empty()) {
+    // Pages of one picture may contradict each other.
+    if (*std::max_element(channels.begin(), channels.end()) >= m_layout.samples) {
+      throw DamagedError("A page has fewer channels than the picture it belongs to");
+    }
     m_picks = channels;
     m_meaning.inverted = m_layout.photometric == PHOTOMETRIC_MINISWHITE;
     m_meaning.components = static_cast<std::uint32_t>(channels.size());

@@ -8,6 +8,8 @@ namespace {
 // Levels of one chain that are looked at; a halving pyramid of the largest picture has 31.
 constexpr std::size_t kMaxLevels = 64;
 
+bool SameLayout(const SIfdFacts& a, const SIfdFacts& b) noexcept { return a.bits == b.bits && a.samples == b.samples; }
+
 }  // namespace
 
 bool IsReduction(SSize full, SSize level) noexcept {
@@ -20,8 +22,12 @@ bool IsReduction(SSize full, SSize level) noexcept {
          std::fabs(full.width / byHeight - level.width) <= kRounding;
 }
 
+bool IsFlaggedLevel(const SIfdFacts& full, const SIfdFacts& level) noexcept {
+  return SameLayout(full, level) && IsReduction({full.width, full.height}, {level.width, level.height});
+}
+
 bool IsUnflaggedLevel(const SIfdFacts& full, const SIfdFacts& level) noexcept {
-  if (level.bits != full.bits || level.samples != full.samples) return false;
+  if (!SameLayout(full, level)) return false;
   if (!IsReduction({full.width, full.height}, {level.width, level.height})) return false;
   const double factor = double{1} * full.width / level.width;
   const double power = std::exp2(std::round(std::log2(factor)));

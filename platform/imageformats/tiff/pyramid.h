@@ -11,6 +11,10 @@ namespace imageformats::tiff {
 // Whether `level` shows all of `full`, smaller: both sides divided by one factor above 1, up to rounding.
 bool IsReduction(SSize full, SSize level) noexcept;
 
+// Whether a page of the main chain that is flagged as reduced is a pyramid level of the first one. Previews of another
+// pixel layout are none.
+bool IsFlaggedLevel(const SIfdFacts& full, const SIfdFacts& level) noexcept;
+
 // Whether a page of the main chain that is not flagged as reduced can be taken for a pyramid level of the first one:
 // the sides divided by a power of two. A stack of unrelated sizes is none.
 bool IsUnflaggedLevel(const SIfdFacts& full, const SIfdFacts& level) noexcept;

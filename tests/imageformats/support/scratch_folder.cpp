@@ -2,7 +2,6 @@
 
 #include <stdlib.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -24,11 +23,4 @@ CQvStringW ScratchFolder::Write(const std::string& name, std::span<const std::ui
   file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   if (!file) throw std::runtime_error("cannot write " + path);
   return CQvStringUtils::UTF8toW(path.c_str());
-}
-
-std::string SamplesFolder() {
-  const char* set = std::getenv("QV_SAMPLES");
-  std::filesystem::path folder = set != nullptr ? set : std::filesystem::path(QV_SOURCE_FOLDER) / "../shared/samples";
-  std::error_code error;
-  return std::filesystem::is_directory(folder, error) ? folder.lexically_normal().string() : std::string();
 }

@@ -21,6 +21,3 @@ class ScratchFolder {
  private:
   std::string m_path;
 };
-
-// The folder of real images: QV_SAMPLES, else shared/samples beside the checkout; empty when it is not there.
-std::string SamplesFolder();
