@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <exception>
+#include <filesystem>
 #include <memory>
 #include <stdexcept>
 
