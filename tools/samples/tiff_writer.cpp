@@ -121,7 +121,8 @@ void CTiffWriter::SetPrivateFields(const STiffPage& page) {
 }
 
 void CTiffWriter::WriteStrips(const STiffPage& page) {
-  TIFFSetField(m_file.get(), TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(m_file.get(), 0));
+  TIFFSetField(m_file.get(), TIFFTAG_ROWSPERSTRIP,
+               TIFFDefaultStripSize(m_file.get(), static_cast<std::uint32_t>(page.rowsPerStrip)));
   const std::size_t rowBytes = PixelBytes(page) * static_cast<std::size_t>(page.width);
   // The library turns rows into the file's byte order in place.
   std::vector<std::uint8_t> row(rowBytes);

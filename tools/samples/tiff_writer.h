@@ -18,9 +18,10 @@ struct STiffPage {
   int bits = 8;                  // 8, 16 or 32; 32 is floating point
   const void* pixels = nullptr;  // rows without padding, in the machine's byte order; borrowed
 
-  int compression = 1;  // COMPRESSION_… of tiff.h; 1 none, JPEG stores YCbCr
-  int predictor = 0;    // 2 for LZW, Deflate and ZSTD of whole numbers
-  int tileSize = 0;     // 0: strips
+  int compression = 1;   // COMPRESSION_… of tiff.h; 1 none, JPEG stores YCbCr
+  int predictor = 0;     // 2 for LZW, Deflate and ZSTD of whole numbers
+  int tileSize = 0;      // 0: strips
+  int rowsPerStrip = 0;  // 0: the library's choice, about 8 KiB a strip
   int jpegQuality = 85;
   int orientation = 0;
   bool whiteIsZero = false;
