@@ -81,3 +81,13 @@ function(qv_fuzzer name)
   target_link_options(${name} PRIVATE -fsanitize=fuzzer)
   target_link_libraries(${name} PRIVATE qv_settings ${arg_LIBS})
 endfunction()
+
+# qv_bench(<name> SOURCES ... [LIBS ...])
+# A Google Benchmark program with a main function of its own.
+function(qv_bench name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LIBS" ${ARGN})
+  find_package(benchmark REQUIRED)
+  add_executable(${name} ${arg_SOURCES})
+  target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
+  target_link_libraries(${name} PRIVATE qv_settings ${arg_LIBS} benchmark::benchmark)
+endfunction()
