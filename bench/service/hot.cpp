@@ -24,7 +24,8 @@ constexpr int kRounds = 15;
 class CBareMap {
  public:
   explicit CBareMap(const std::vector<SQvThumbnailDescription>& descriptions) {
-    for (const SQvThumbnailDescription& description : descriptions) m_map[KeyOf(description)] = std::make_unique<SValue>();
+    for (const SQvThumbnailDescription& description : descriptions)
+      m_map[KeyOf(description)] = std::make_unique<SValue>();
   }
   void Look(const SQvThumbnailDescription& description, int change) { Look(KeyOf(description), change); }
   // With the C library's lower-casing.
@@ -73,7 +74,9 @@ class CScene {
     std::shuffle(m_order.begin(), m_order.end(), std::mt19937(1));
   }
 
-  void LookOurs(unsigned thread) { Look(thread, [&](const auto& description) { GetAndRelease(thread, description); }); }
+  void LookOurs(unsigned thread) {
+    Look(thread, [&](const auto& description) { GetAndRelease(thread, description); });
+  }
   void LookBare(unsigned thread) {
     Look(thread, [&](const auto& description) {
       m_bare->Look(description, 1);
@@ -107,13 +110,15 @@ class CScene {
 
 void Hot(benchmark::State& state, std::size_t entries) {
   CScene scene(entries);
-  RunPaired(state, kLookups, {EValue::RatioAtMost, 1.5}, [&] { scene.LookOurs(0); }, [&] { scene.LookBare(0); });
+  RunPaired(
+      state, kLookups, {EValue::RatioAtMost, 1.5}, [&] { scene.LookOurs(0); }, [&] { scene.LookBare(0); });
 }
 
 // One lookup with the C library's lower-casing for the two calls.
 void HotAgainstOne(benchmark::State& state, std::size_t entries) {
   CScene scene(entries);
-  RunPaired(state, kLookups, {EValue::RatioAtMost, 1.5}, [&] { scene.LookOurs(0); }, [&] { scene.LookOnce(); });
+  RunPaired(
+      state, kLookups, {EValue::RatioAtMost, 1.5}, [&] { scene.LookOurs(0); }, [&] { scene.LookOnce(); });
 }
 
 // The rate of four threads in all against that of one; both ours, or both bare.

@@ -115,7 +115,8 @@ void FillRows(const std::string& file, std::size_t first, std::size_t end, const
   CBareDatabase db(file);
   db.Run("BEGIN");
   CBareStatement picture(db.Get(), "INSERT INTO cache VALUES (?, 2460000.5, 0, ?, 0)");
-  CBareStatement texts(db.Get(), "INSERT INTO metadata (filename, lastWritten, M_width, M_objective) VALUES (?, 1, 2048, 'x')");
+  CBareStatement texts(db.Get(),
+                       "INSERT INTO metadata (filename, lastWritten, M_width, M_objective) VALUES (?, 1, 2048, 'x')");
   for (std::size_t i = first; i < end; ++i) {
     const std::string name = RowNameOf(i);
     picture.Text(1, name).Blob(2, stream).Done();
