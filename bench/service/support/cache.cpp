@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 #include "system/qvrtti.h"
 
@@ -13,6 +14,12 @@ namespace qvbench {
 void GiveUp(const std::string& reason) {
   std::fprintf(stderr, "%s\n", reason.c_str());
   std::exit(1);
+}
+
+void WriteFile(const std::string& file, const std::vector<unsigned char>& bytes) {
+  std::ofstream stream(file, std::ios::binary);
+  stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  if (!stream.flush()) GiveUp("cannot write " + file);
 }
 
 CTempFolder::CTempFolder() : m_path((std::filesystem::temp_directory_path() / "qvbench-XXXXXX").string()) {
