@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 #include "system/qvrtti.h"
 
@@ -14,6 +15,11 @@ namespace qvbench {
 void GiveUp(const std::string& reason) {
   std::fprintf(stderr, "%s\n", reason.c_str());
   std::exit(1);
+}
+
+std::vector<unsigned char> ReadFile(const std::string& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
 void WriteFile(const std::string& file, const std::vector<unsigned char>& bytes) {

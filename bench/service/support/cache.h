@@ -89,6 +89,7 @@ std::vector<unsigned char> MakeJpeg(unsigned width, unsigned height);
 // Decodes a stream as it is; the number of bytes.
 std::size_t DecodeJpeg(const std::vector<unsigned char>& stream, std::vector<unsigned char>* pixels);
 
+std::vector<unsigned char> ReadFile(const std::string& file);
 void WriteFile(const std::string& file, const std::vector<unsigned char>& bytes);
 
 // Reports the reason and ends the program: a bench whose preparation fails measures nothing.
