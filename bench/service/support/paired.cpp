@@ -1,0 +1,90 @@
+#include "bench/service/support/paired.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace qvbench {
+namespace {
+
+std::string FormatTime(double seconds) {
+  char text[32];
+  const bool small = seconds < 1e-3;
+  std::snprintf(text, sizeof text, "%.3g %s", seconds * (small ? 1e6 : 1e3), small ? "us" : "ms");
+  return text;
+}
+
+const char* LimitText(EValue value) {
+  return value == EValue::SpeedAtLeast ? "at least" : value == EValue::RatioAtMost ? "at most" : "ms at most";
+}
+
+// One row of a Markdown table for each benchmark.
+class CRowReporter : public benchmark::BenchmarkReporter {
+ public:
+  bool ReportContext(const Context&) override { return true; }
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.error_occurred) {
+        std::printf("| %s | %s |\n", run.run_name.function_name.c_str(), run.error_message.c_str());
+      } else if (run.run_type == Run::RT_Iteration) {
+        Print(run);
+      }
+    }
+    std::fflush(stdout);
+  }
+
+ private:
+  static void Print(const Run& run) {
+    const auto counter = [&](const char* name) { return run.counters.at(name).value; };
+    const auto value = static_cast<EValue>(static_cast<int>(counter("kind")));
+    const double measured = counter("value"), limit = counter("limit");
+    const bool holds = value == EValue::SpeedAtLeast ? measured >= limit : measured <= limit;
+    std::printf("| %s | %s | %s | %.2f | %s %g | %s |\n", run.run_name.function_name.c_str(),
+                FormatTime(counter("ours")).c_str(), FormatTime(counter("bare")).c_str(), measured, LimitText(value),
+                limit, holds ? "PASS" : "short");
+  }
+};
+
+}  // namespace
+
+double Median(std::vector<double> values) {
+  if (values.empty()) return 0;
+  std::sort(values.begin(), values.end());
+  const std::size_t middle = values.size() / 2;
+  return values.size() % 2 != 0 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+void CPairedRounds::Add(double ours, double bare) {
+  m_state.SetIterationTime(ours);
+  m_ours.push_back(ours / m_operations);
+  m_bare.push_back(bare / m_operations);
+  switch (m_limit.value) {
+    case EValue::RatioAtMost:
+      m_values.push_back(ours / bare);
+      break;
+    case EValue::SpeedAtLeast:
+      m_values.push_back(bare / ours);
+      break;
+    case EValue::MillisecondsAtMost:
+      m_values.push_back((ours - bare) / m_operations * 1e3);
+      break;
+  }
+}
+
+void CPairedRounds::Report() {
+  m_state.counters["ours"] = Median(m_ours);
+  m_state.counters["bare"] = Median(m_bare);
+  m_state.counters["value"] = Median(m_values);
+  m_state.counters["limit"] = m_limit.limit;
+  m_state.counters["kind"] = static_cast<double>(m_limit.value);
+}
+
+}  // namespace qvbench
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+  qvbench::CRowReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  benchmark::Shutdown();
+  return 0;
+}
