@@ -27,12 +27,11 @@ TestPicture Converted(const SRgbImage& image) {
 const std::vector<SScene>& Scenes() {
   static const std::vector<SScene> scenes = [] {
     SFieldOptions field;
-    field.width = 1200;
-    field.height = 900;
-    return std::vector<SScene>{{"mountains", Converted(RenderMountains(1200, 900, 3))},
-                               {"agar plate", Converted(RenderAgarPlate(1333, 1000, 4))},
-                               {"well plate", Converted(RenderWellPlate(900, 1201, 5))},
-                               {"tissue", Converted(RenderTissue(1024, 768, 6))},
+    field.width = 500;
+    field.height = 375;
+    return std::vector<SScene>{{"mountains", Converted(RenderMountains(600, 450, 3))},
+                               {"well plate", Converted(RenderWellPlate(450, 601, 5))},
+                               {"tissue", Converted(RenderTissue(512, 384, 6))},
                                {"cells", Converted(Composite(MakeField(EFluorescence::kCells, field, 7)))}};
   }();
   return scenes;
@@ -61,7 +60,7 @@ TEST(JpegQuality, FastLosesAtMostOneDecibelAndStaysNearTheAverageOfAllPixels) {
     for (const auto& [kind, recipe] : Recipes()) {
       const FileBytes bytes = EncodeJpeg(scene.picture, recipe);
       const TestPicture decoded = ReadAll(*OpenBytes(bytes));
-      for (const SThumbnailSize box : {SThumbnailSize{480, 180}, SThumbnailSize{640, 240}, SThumbnailSize{160, 90}}) {
+      for (const SThumbnailSize box : {SThumbnailSize{240, 90}, SThumbnailSize{320, 120}, SThumbnailSize{80, 45}}) {
         const SThumbnailSize size = FitInto(box, decoded.width, decoded.height);
         const TestPicture truth = AreaAverage(scene.picture, size.width, size.height);
         const TestPicture full = AreaAverage(decoded, size.width, size.height);
@@ -76,13 +75,13 @@ TEST(JpegQuality, FastLosesAtMostOneDecibelAndStaysNearTheAverageOfAllPixels) {
 
 // Every pixel of noise is another one: leaving out three of four of them would leave 18 dB.
 TEST(JpegQuality, HighQualityCountsEveryPixel) {
-  const TestPicture picture = NoisePicture(960, 720, 3, 8, 11);
+  const TestPicture picture = NoisePicture(480, 360, 3, 8, 11);
   for (const auto& [kind, recipe] : Recipes()) {
     JpegRecipe fine = recipe;
     fine.quality = 95;
     const FileBytes bytes = EncodeJpeg(picture, fine);
     const TestPicture decoded = ReadAll(*OpenBytes(bytes));
-    for (const SThumbnailSize size : {SThumbnailSize{320, 240}, SThumbnailSize{240, 180}, SThumbnailSize{53, 40}}) {
+    for (const SThumbnailSize size : {SThumbnailSize{160, 120}, SThumbnailSize{120, 90}, SThumbnailSize{27, 20}}) {
       const TestPicture full = AreaAverage(decoded, size.width, size.height);
       EXPECT_GE(Psnr(RenderBytes(bytes, size.width, size.height, false), full), 34.0) << kind << ", " << size.width;
     }
