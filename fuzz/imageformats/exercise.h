@@ -26,9 +26,9 @@ inline void RenderAt(OpenedImage& image, std::uint32_t width, std::uint32_t heig
 }
 
 // Opens, describes, renders small and large, and reads.
-inline void Exercise(const CodecModule& codec, const std::uint8_t* data, std::size_t size) {
+inline void Exercise(const CodecModule& codec, const std::shared_ptr<const Input>& input) {
   Attempt([&] {
-    const auto image = codec.Open(Input::FromMemory(data, size));
+    const auto image = codec.Open(input);
     Attempt([&] { image->Metadata(); });
     Attempt([&] { RenderAt(*image, 5, 4, true); });
     Attempt([&] { RenderAt(*image, 48, 18, false); });
@@ -40,6 +40,10 @@ inline void Exercise(const CodecModule& codec, const std::uint8_t* data, std::si
       image->Read(picture.Get(), guard);
     });
   });
+}
+
+inline void Exercise(const CodecModule& codec, const std::uint8_t* data, std::size_t size) {
+  Attempt([&] { Exercise(codec, Input::FromMemory(data, size)); });
 }
 
 }  // namespace imageformats

@@ -41,6 +41,7 @@ IQvInterface* CLibraryDatabase::QueryInterface(const char* name) {
 }
 
 std::int32_t CLibraryDatabase::BeginAccess() {
+  ++m_begun;
   ++m_open;
   return kQvOk;
 }

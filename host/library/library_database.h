@@ -25,13 +25,14 @@ class CLibraryDatabase final : public IQvImageDatabase {
   std::int32_t EndAccess() override;
 
   const CLibraryFile& File() const noexcept { return m_file; }
-  // Accesses begun and not ended.
+  // Accesses begun, and those of them that have not ended.
+  std::int32_t Accesses() const noexcept { return m_begun; }
   std::int32_t OpenAccesses() const noexcept { return m_open; }
 
  private:
   const CLibraryFile m_file;
   std::atomic<std::int32_t> m_references{1};
-  std::atomic<std::int32_t> m_open{0};
+  std::atomic<std::int32_t> m_begun{0}, m_open{0};
 };
 
 }  // namespace qvhost

@@ -13,6 +13,7 @@
 #include "host/library/library_jobs.h"
 #include "host/session/diagnostics.h"
 #include "tests/host/support/pictures.h"
+#include "tests/host/support/rows.h"
 #include "tests/system/temp_folder.h"
 
 namespace qvhost {
@@ -129,21 +130,38 @@ TEST_F(CThumbnailMakerTest, ARecordThatChangesMeanwhileIsRemade) {
   EXPECT_EQ(m_library->OpenAccesses(), 0);
 }
 
-TEST_F(CThumbnailMakerTest, AccessToARecordIsBalancedWhenItFails) {
+// What becomes of record 2 after it was listed, when its turn comes.
+struct SRecordFate {
+  const char* sql;     // behind the library's back
+  const char* reason;  // none: it is made
+};
+class CRecordAccessTest : public CThumbnailMakerTest, public testing::WithParamInterface<bool> {};
+
+TEST_P(CRecordAccessTest, IsBalancedOnEveryPath) {
   CLibraryFile writer(Path("lab.qvlib"), true);
-  for (const char* name : {"red.png", "green.png"}) {
-    writer.Write(writer.RecordOfSource(name, name), "image", ReadAll(Path(name)));
-  }
-  writer.Write(2, "broken", ReadAll(Path("red.png")).substr(0, 60));
   m_library.emplace(Path("lab.qvlib"));
   Open();
-  CLibraryJobs jobs(*m_library, std::string(), false);
-  EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_notes, {}).Run());
-  EXPECT_EQ(m_notes.m_made, 2);
-  EXPECT_NE(m_notes.m_reasons, "");
+  const SMakeOptions options{.sync = GetParam()};
+  for (const SRecordFate& fate :
+       {SRecordFate{"SELECT 1", nullptr}, SRecordFate{"UPDATE pictures SET data = substr(data, 1, 60)", "PNG"},
+        SRecordFate{"UPDATE pictures SET data = x'00'", "known format"},
+        SRecordFate{"DELETE FROM pictures", "deleted meanwhile"},
+        SRecordFate{"DELETE FROM pictures; DELETE FROM records", "deleted meanwhile"}}) {
+    writer.Write(writer.RecordOfSource("red.png", "red.png"), "image", ReadAll(Path("red.png")));
+    CNotes notes;
+    CLibraryJobs jobs(*m_library, std::string(), false);
+    Execute(Path("lab.qvlib"), fate.sql);
+    EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, notes, options).Run());
+    EXPECT_EQ(notes.m_made, fate.reason ? 0 : 1) << fate.sql;
+    EXPECT_THAT(notes.m_reasons, HasSubstr(fate.reason ? fate.reason : "")) << fate.sql;
+    EXPECT_EQ(m_library->OpenAccesses(), 0) << fate.sql;
+  }
+  EXPECT_EQ(m_library->Accesses(), 5) << "every path began an access";
   m_session->Close();
   EXPECT_EQ(m_library->OpenAccesses(), 0);
 }
+
+INSTANTIATE_TEST_SUITE_P(WorkersAndSync, CRecordAccessTest, testing::Bool());
 
 TEST_F(CThumbnailMakerTest, ADatabaseCanBeOpenedAgain) {
   for (int i = 0; i < 2; ++i) {
