@@ -9,7 +9,7 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
-#include "bench/cold_compare/comparison.h"
+#include "bench/cold/comparison.h"
 #include "bench/corpus/classes.h"
 
 namespace {

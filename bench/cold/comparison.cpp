@@ -1,4 +1,4 @@
-#include "bench/cold_compare/comparison.h"
+#include "bench/cold/comparison.h"
 
 #include <algorithm>
 #include <fstream>

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/cold_compare/contender.h"
+#include "bench/cold/contender.h"
 
 // What a contender needs for a file, start-up taken out. Empty when it does not read the class.
 struct SRate {

@@ -1,4 +1,4 @@
-#include "bench/cold_compare/contender.h"
+#include "bench/cold/contender.h"
 
 #include <algorithm>
 #include <iterator>

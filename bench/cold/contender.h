@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/cold_compare/process.h"
+#include "bench/cold/process.h"
 
 using Paths = std::vector<std::filesystem::path>;
 

@@ -1,4 +1,4 @@
-#include "bench/cold_compare/process.h"
+#include "bench/cold/process.h"
 
 #include <fcntl.h>
 #include <spawn.h>
