@@ -4,6 +4,7 @@ set(tiff_tests
   tiff_hostile_test.cpp
   tiff_imagej_test.cpp
   tiff_levels_test.cpp
+  tiff_lzw_test.cpp
   tiff_metadata_test.cpp
   tiff_ome_test.cpp
   tiff_samples_test.cpp

@@ -3,6 +3,7 @@
 
 #include "platform/imageformats/common/format_error.h"
 #include "platform/imageformats/tiff/block_source.h"
+#include "platform/imageformats/tiff/lzw.h"
 
 namespace imageformats::tiff {
 namespace {
@@ -30,6 +31,14 @@ void AskForPlainSamples(TIFF* tiff, const SPage& page, const SDecodedLayout& lay
   }
 }
 
+// What the own decoder takes; libtiff takes the rest, and what that one does not understand.
+bool IsPlainLzw(TIFF* tiff, const SPage& page) {
+  std::uint16_t order = FILLORDER_MSB2LSB;
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_FILLORDER, &order);
+  return page.compression == COMPRESSION_LZW && order == FILLORDER_MSB2LSB && page.bits == 8 &&
+         (page.predictor == PREDICTOR_NONE || page.predictor == PREDICTOR_HORIZONTAL);
+}
+
 // Everything that libtiff decompresses: tile by tile, strip by strip, or row by row within large strips.
 class CodecBlocks final : public BlockSource {
  public:
@@ -47,7 +56,8 @@ class CodecBlocks final : public BlockSource {
     if (m_byRow) {
       m_block.height = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(kPieceBytes / m_stride, 1, page.height));
     }
-    m_bytes = guard.NewVector<std::uint8_t>(RenderGuard::Multiply(m_stride, m_block.height));
+    m_plainLzw = !m_byRow && IsPlainLzw(tiff.Get(), page);
+    m_bytes = guard.NewVector<std::uint8_t>(RenderGuard::Multiply(m_stride, m_block.height) + kLzwSlack);
   }
 
   std::uint8_t* Fetch(std::uint32_t column, std::uint32_t row, std::uint32_t plane) override {
@@ -70,23 +80,39 @@ class CodecBlocks final : public BlockSource {
     if (theirs != blockBytes) throw DamagedError("The layout of strips or tiles is contradictory");
   }
 
-  // The compressed bytes are held by libtiff while a block is decoded.
-  void TakeCompressed(std::uint32_t index) {
+  // The compressed bytes are held, mostly by libtiff, while a block is decoded.
+  SBlockBytes TakeCompressed(std::uint32_t index) {
     const SBlockBytes bytes = LocateBlock(m_tiff, index);
-    if (bytes.size <= m_compressed) return;
-    m_guard.Take(bytes.size - m_compressed);
-    m_compressed = bytes.size;
+    if (bytes.size > m_compressed) {
+      m_guard.Take(bytes.size - m_compressed);
+      m_compressed = bytes.size;
+    }
+    return bytes;
   }
 
   void FetchBlock(std::uint32_t index, std::uint32_t row) {
-    TakeCompressed(index);
-    std::size_t size = m_bytes.size();
-    if (!m_page.tiled) size = std::min(m_block.height, m_page.height - row * m_block.height) * m_stride;
+    const SBlockBytes place = TakeCompressed(index);
+    std::uint32_t rows = m_block.height;
+    if (!m_page.tiled) rows = std::min(rows, m_page.height - row * m_block.height);
+    const std::size_t size = rows * m_stride;
+    if (m_plainLzw && DecodePlainLzw(place, size)) return;
     const auto wanted = static_cast<tmsize_t>(size);
     TIFF* tiff = m_tiff.Get();
     const tmsize_t got = m_page.tiled ? TIFFReadEncodedTile(tiff, index, m_bytes.data(), wanted)
                                       : TIFFReadEncodedStrip(tiff, index, m_bytes.data(), wanted);
     CheckDecoded(got == wanted);
+  }
+
+  bool DecodePlainLzw(const SBlockBytes& place, std::size_t size) {
+    m_stream.resize(static_cast<std::size_t>(place.size));
+    if (m_tiff.Source().ReadAt(place.offset, m_stream.data(), m_stream.size()) != m_stream.size()) return false;
+    if (!DecodeLzw(m_stream, m_bytes.data(), size)) return false;
+    if (m_page.predictor == PREDICTOR_HORIZONTAL) {
+      for (std::size_t at = 0; at < size; at += m_stride) {
+        AddLeftNeighbours(m_bytes.data() + at, m_stride, m_page.RowSamples());
+      }
+    }
+    return true;
   }
 
   void FetchRows(std::uint32_t y) {
@@ -109,8 +135,9 @@ class CodecBlocks final : public BlockSource {
   TiffHandle& m_tiff;
   const SPage m_page;
   RenderGuard& m_guard;
-  bool m_byRow = false;
+  bool m_byRow = false, m_plainLzw = false;
   std::uint64_t m_compressed = 0;
+  std::vector<std::uint8_t> m_stream;
   std::vector<std::uint8_t> m_bytes;
 };
 

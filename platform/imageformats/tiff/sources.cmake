@@ -17,6 +17,7 @@ list(APPEND sources
   tiff/jpeg_blocks.cpp
   tiff/jpeg_means.cpp
   tiff/jpeg_streams.cpp
+  tiff/lzw.cpp
   tiff/ome_channels.cpp
   tiff/ome_index.cpp
   tiff/ome_node.cpp
