@@ -1,0 +1,108 @@
+#include "bench/cold_compare/comparison.h"
+
+#include <algorithm>
+#include <fstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+Paths FilesIn(const fs::path& folder) {
+  Paths files;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+    if (entry.is_regular_file()) files.push_back(entry.path());
+  }
+  std::ranges::sort(files);
+  return files;
+}
+
+void FillPageCache(const Paths& files) {
+  std::vector<char> buffer(1 << 20);
+  for (const fs::path& path : files) {
+    std::ifstream file(path, std::ios::binary);
+    while (file.read(buffer.data(), static_cast<std::streamsize>(buffer.size()))) {
+    }
+  }
+}
+
+// The runs of one contender on one class.
+struct SSeries {
+  const SContender* contender = nullptr;
+  std::vector<double> starts, batches;
+  std::vector<double> peaks, startPeaks;
+  bool reads = true;
+
+  void RunStart(const Paths& files, const fs::path& out) {
+    const SProcessRun run = RunContender(*contender, files, out);
+    starts.push_back(run.seconds);
+    startPeaks.push_back(run.peakMiB);
+  }
+  void RunBatch(const Paths& files, const fs::path& out) {
+    if (!reads) return;
+    const SProcessRun run = RunContender(*contender, files, out);
+    reads = run.succeeded;
+    batches.push_back(run.seconds);
+    peaks.push_back(run.peakMiB);
+  }
+  // Of each round, with the median start-up taken out.
+  std::vector<double> Net() const {
+    std::vector<double> net = batches;
+    const double start = Median(starts);
+    for (double& seconds : net) seconds -= start;
+    return net;
+  }
+  Rate Result(std::size_t batch) const {
+    if (!reads) return std::nullopt;
+    const auto count = static_cast<double>(contender->wholeBatch ? batch : 1);
+    return SRate{count / Median(Net()), std::ranges::max(peaks), Median(startPeaks)};
+  }
+};
+
+double MedianQuotient(const SSeries& above, const SSeries& below) {
+  if (!above.reads || !below.reads) return 0;
+  std::vector<double> quotients = above.Net();
+  const std::vector<double> divisors = below.Net();
+  for (std::size_t i = 0; i < quotients.size(); ++i) quotients[i] /= divisors[i];
+  return Median(quotients);
+}
+
+// In turns, so that a change of the machine's pace meets all alike.
+std::vector<SSeries> RunInTurns(const std::vector<SContender>& contenders, int rounds, const Paths& start,
+                                const Paths& files, const fs::path& out) {
+  std::vector<SSeries> all;
+  for (const SContender& contender : contenders) all.emplace_back().contender = &contender;
+  for (int round = 0; round < rounds; ++round) {
+    for (SSeries& series : all) series.RunStart(start, out);
+    for (SSeries& series : all) series.RunBatch(files, out);
+  }
+  fs::remove_all(out);
+  return all;
+}
+
+}  // namespace
+
+double Median(std::vector<double> values) {
+  std::ranges::sort(values);
+  const std::size_t half = values.size() / 2;
+  return values.size() % 2 != 0 ? values[half] : (values[half - 1] + values[half]) / 2;
+}
+
+SComparison SComparer::Compare(const fs::path& folder, const std::string& className) const {
+  const Paths files = FilesIn(folder), start = FilesIn(folder / "start");
+  FillPageCache(files);
+  const std::vector<SSeries> pair = RunInTurns(main, rounds, start, files, scratch);
+  SComparison result;
+  result.ours = pair[0].Result(files.size());
+  result.vips = pair[1].Result(files.size());
+  result.oursTwice = pair[2].Result(files.size());
+  result.toVips = MedianQuotient(pair[0], pair[1]);
+  result.twoWorkersToOne = MedianQuotient(pair[2], pair[0]);
+  for (const SContender& other : others) {
+    if (other.onlyClass != nullptr && className != other.onlyClass) {
+      result.others.emplace_back();
+    } else {
+      result.others.push_back(RunInTurns({other}, otherRounds, start, files, scratch).front().Result(files.size()));
+    }
+  }
+  return result;
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "bench/cold_compare/contender.h"
+
+// What a contender needs for a file, start-up taken out. Empty when it does not read the class.
+struct SRate {
+  double filesPerSecond = 0;
+  double peakMiB = 0;
+  double startMiB = 0;  // peak of a run on a picture of one pixel
+};
+using Rate = std::optional<SRate>;
+
+struct SComparison {
+  Rate ours, vips, oursTwice;
+  std::vector<Rate> others;
+  double toVips = 0;           // time of ours divided by the peer's: median of the rounds' quotients
+  double twoWorkersToOne = 0;  // likewise
+};
+
+struct SComparer {
+  std::vector<SContender> main, others;
+  int rounds = 7, otherRounds = 3;
+  std::filesystem::path scratch;  // on tmpfs
+
+  // Compares the contenders on the files in `folder`, whose "start" holds a picture of one pixel.
+  SComparison Compare(const std::filesystem::path& folder, const std::string& className) const;
+};
+
+double Median(std::vector<double> values);

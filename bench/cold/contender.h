@@ -1,0 +1,29 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "bench/cold_compare/process.h"
+
+using Paths = std::vector<std::filesystem::path>;
+
+// A program that makes thumbnails for a box of 480 x 180 pixels with one thread of its own, unless its name says
+// otherwise.
+struct SContender {
+  std::string name;
+  std::string program;
+  // The command for a batch; everything that it makes goes into `out`.
+  std::vector<std::string> (*command)(const std::string& program, const Paths& files, const std::filesystem::path& out);
+  bool wholeBatch;        // false: only a batch's first file is given to it, since it takes so long
+  bool leavesFiles;       // one per thumbnail
+  const char* onlyClass;  // null: reads all
+};
+
+// With one worker, the peer that the goals are about, and with two workers, in this order.
+std::vector<SContender> MainContenders(const std::string& qvthumbs);
+// The others that are installed.
+std::vector<SContender> OtherContenders();
+
+// Runs a contender in an empty folder `out`. The run counts as failed unless every thumbnail was made.
+SProcessRun RunContender(const SContender& contender, const Paths& files, const std::filesystem::path& out);
