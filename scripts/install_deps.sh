@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need, and only those that are missing.
 #   scripts/install_deps.sh [--list] [GROUP...]
-#     groups: build test clang fuzz coverage package peers; default: build
+#     groups: build test clang fuzz coverage package peers bench; default: build
 # Needs bash and apt; works as root or through sudo. This is the only place that names packages.
 set -euo pipefail
 
@@ -14,6 +14,7 @@ clang_packages=(clang clang-format)
 fuzz_packages=(clang libclang-rt-dev)
 coverage_packages=(gcovr)
 package_packages=(dpkg-dev file)
+bench_packages=(libbenchmark-dev strace sqlite3 bc)
 # Other makers of thumbnails, to compare with.
 peers_packages=(libvips-tools graphicsmagick imagemagick openslide-tools)
 
@@ -23,7 +24,7 @@ list_only=false
 groups=()
 for argument in "$@"; do
   case $argument in
-    build | test | clang | fuzz | coverage | package | peers) groups+=("$argument") ;;
+    build | test | clang | fuzz | coverage | package | peers | bench) groups+=("$argument") ;;
     --list) list_only=true ;;
     -h | --help) usage; exit 0 ;;
     *) echo "install_deps.sh: unknown group '$argument'" >&2; usage >&2; exit 2 ;;

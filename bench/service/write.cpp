@@ -26,6 +26,7 @@ struct SStopwatch {
   CClock::duration total{};
   sqlite3_stmt* pictureInsert = nullptr;
   sqlite3_stmt* textInsert = nullptr;
+  std::string textInsertSql;
 
   void Start() { start = CClock::now(); }
   void Stop() { total += CClock::now() - start; }
@@ -50,7 +51,10 @@ __attribute__((visibility("default"))) int sqlite3_prepare_v2(sqlite3* db, const
   if (t_watch.watching && StartsWith(sql, "DELETE FROM cache")) t_watch.Start();
   const int result = real(db, sql, size, statement, tail);
   if (t_watch.watching && StartsWith(sql, "INSERT INTO cache")) t_watch.pictureInsert = *statement;
-  if (t_watch.watching && StartsWith(sql, "INSERT INTO metadata")) t_watch.textInsert = *statement;
+  if (t_watch.watching && StartsWith(sql, "INSERT INTO metadata")) {
+    t_watch.textInsert = *statement;
+    if (t_watch.textInsertSql.empty()) t_watch.textInsertSql = sql;
+  }
   return result;
 }
 
@@ -123,9 +127,7 @@ class CScene {
     WriteOurs();
     m_picture = std::make_unique<CRow>(Ours(), "SELECT flags, lastWritten, quality, binData FROM cache LIMIT 1");
     m_texts = std::make_unique<CRow>(Ours(), "SELECT * FROM metadata LIMIT 1");
-    m_insertTexts = "INSERT INTO metadata VALUES (?";
-    for (int i = 1; i < 36; ++i) m_insertTexts += ", ?";
-    m_insertTexts += ")";
+    m_insertTexts = t_watch.textInsertSql;
   }
 
   // Seconds that the statements of one thumbnail take.

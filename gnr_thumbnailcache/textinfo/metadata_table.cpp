@@ -81,8 +81,9 @@ struct SColumnReader {
 bool CQvThumbnailCacheImpl::ReadFileTextInfoFromDatabase(const CQvStringW& path, STextInformation& info) {
   sqlite3* db = GetDatabase();
   if (!db) return false;
-  CQvStatement statement(db, "SELECT " + JoinMetadataColumns(EMetadataPart::Name, kMetadataKeyColumns) +
-                                 " FROM metadata WHERE filename = :FN AND lastWritten = :LW");
+  static const std::string kSelect = "SELECT " + JoinMetadataColumns(EMetadataPart::Name, kMetadataKeyColumns) +
+                                     " FROM metadata WHERE filename = :FN AND lastWritten = :LW";
+  CQvStatement statement(db, kSelect);
   statement.BindText16(1, path);
   statement.BindDouble(2, GetLastWriteStamp(path));
   const int res = statement.Step();
@@ -105,8 +106,9 @@ void CQvThumbnailCacheImpl::SaveFileTextInfoToDatabase(const CQvStringW& path, c
     return;
   }
   remove.Finalize();
-  CQvStatement insert(db, "INSERT INTO metadata (" + JoinMetadataColumns(EMetadataPart::Name, 0) + ") VALUES (" +
-                              JoinMetadataColumns(EMetadataPart::Parameter, 0) + ")");
+  static const std::string kInsert = "INSERT INTO metadata (" + JoinMetadataColumns(EMetadataPart::Name, 0) +
+                                     ") VALUES (" + JoinMetadataColumns(EMetadataPart::Parameter, 0) + ")";
+  CQvStatement insert(db, kInsert);
   insert.BindText16(1, path);
   insert.BindDouble(2, GetLastWriteStamp(path));
   SBinder binder{insert, static_cast<int>(kMetadataKeyColumns) + 1};
