@@ -68,12 +68,13 @@ class CThumbnailMakerTest : public testing::Test {
     m_session.emplace();
     m_session->Open({Path("cache.db"), false});
   }
-  // Gives the file another content and a later time.
+  // Gives the file another content and a later time at once, so that nobody reads half of it.
   void Overwrite(const char* name, const char* with) {
-    std::ofstream(Path(name), std::ios::binary) << ReadAll(Path(with));
+    std::ofstream(Path("next"), std::ios::binary) << ReadAll(Path(with));
     const timespec times[2] = {{m_time, 0}, {m_time, 0}};
     m_time += 60;
-    ASSERT_EQ(utimensat(AT_FDCWD, Path(name).c_str(), times, 0), 0);
+    ASSERT_EQ(utimensat(AT_FDCWD, Path("next").c_str(), times, 0), 0);
+    ASSERT_EQ(std::rename(Path("next").c_str(), Path(name).c_str()), 0);
   }
 
   const CTempFolder m_folder;
@@ -130,7 +131,7 @@ TEST_F(CThumbnailMakerTest, ARecordThatChangesMeanwhileIsRemade) {
   EXPECT_EQ(m_library->OpenAccesses(), 0);
 }
 
-// What becomes of record 2 after it was listed, when its turn comes.
+// What becomes of a record after it was listed, when its turn comes.
 struct SRecordFate {
   const char* sql;     // behind the library's back
   const char* reason;  // none: it is made
@@ -140,25 +141,24 @@ class CRecordAccessTest : public CThumbnailMakerTest, public testing::WithParamI
 TEST_P(CRecordAccessTest, IsBalancedOnEveryPath) {
   CLibraryFile writer(Path("lab.qvlib"), true);
   m_library.emplace(Path("lab.qvlib"));
-  Open();
   const SMakeOptions options{.sync = GetParam()};
   for (const SRecordFate& fate :
        {SRecordFate{"SELECT 1", nullptr}, SRecordFate{"UPDATE pictures SET data = substr(data, 1, 60)", "PNG"},
-        SRecordFate{"UPDATE pictures SET data = x'00'", "known format"},
+        SRecordFate{"UPDATE pictures SET data = x'00'", "no image of a format"},
         SRecordFate{"DELETE FROM pictures", "deleted meanwhile"},
         SRecordFate{"DELETE FROM pictures; DELETE FROM records", "deleted meanwhile"}}) {
     writer.Write(writer.RecordOfSource("red.png", "red.png"), "image", ReadAll(Path("red.png")));
+    Open();
     CNotes notes;
     CLibraryJobs jobs(*m_library, std::string(), false);
     Execute(Path("lab.qvlib"), fate.sql);
     EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, notes, options).Run());
     EXPECT_EQ(notes.m_made, fate.reason ? 0 : 1) << fate.sql;
     EXPECT_THAT(notes.m_reasons, HasSubstr(fate.reason ? fate.reason : "")) << fate.sql;
+    m_session.reset();
     EXPECT_EQ(m_library->OpenAccesses(), 0) << fate.sql;
   }
   EXPECT_EQ(m_library->Accesses(), 5) << "every path began an access";
-  m_session->Close();
-  EXPECT_EQ(m_library->OpenAccesses(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(WorkersAndSync, CRecordAccessTest, testing::Bool());
