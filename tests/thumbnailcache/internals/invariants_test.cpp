@@ -61,6 +61,21 @@ TEST_F(InvariantsTest, HoldAfterEveryFailure) {
   }
 }
 
+TEST_F(InvariantsTest, HoldAfterTwoWorkersMadeOneThumbnail) {
+  Listener listener(Cache());
+  const std::wstring location = SQvThumbnailDescription::MakeDBLocation(1, L"image").Str();
+  Script().Block(L"db:1:image");
+  Queue(Cache(), {Describe(location, 0, 0.0, &m_owner)});
+  Script().WaitForBlocked(1);
+  // A release with another time makes it stale, so that the second worker takes it as well.
+  Cache().ReleaseThumbnail(1, Describe(location, 0, 5.0));
+  Script().WaitForBlocked(2);
+  Script().UnblockAll();
+  listener.WaitFor(location, 2);
+  Drain(listener);
+  EXPECT_TRUE(Hold());
+}
+
 TEST_F(InvariantsTest, HoldWhileThreadsQueuePurgeAndCancel) {
   std::vector<SQvThumbnailDescription> batch;
   for (int i = 0; i < 8; ++i) batch.push_back(Describe(Folder().Wide("missing-" + std::to_string(i))));
