@@ -8,22 +8,21 @@
 namespace imageformats {
 
 struct SRenderLimits {
-  std::uint64_t memory = 256ull << 20;  // bytes that one rendering may hold at once
-  std::uint64_t pixels = 16ull << 30;   // pixels of a picture that is decoded in full
-  std::chrono::milliseconds time = std::chrono::seconds(10);
+  std::uint64_t memory = 256ull << 20;                        // bytes that one rendering may hold at once
+  std::uint64_t pixels = 16ull << 30;                         // pixels of a picture that is decoded in full
+  std::chrono::milliseconds time = std::chrono::seconds(10);  // the processor's: a busy machine refuses nothing
 };
 
 // Keeps one operation within its limits. Codec code reports what it takes before it allocates and asks for the time
 // once a band. Used by one thread. All refusals throw DamagedError with a text for people.
 class RenderGuard {
  public:
-  using Clock = std::chrono::steady_clock;
-
   explicit RenderGuard(const SRenderLimits& limits = {});
 
   // Throws when the pixels of such a picture are over the limit, or when a side is 0.
   void CheckPixels(std::uint64_t width, std::uint64_t height) const;
-  // Throws when the deadline has passed. A clock read: once per band or some rows, not per pixel.
+  // Throws when the calling thread has worked for longer since the guard was made. A clock read: once per band or some
+  // rows, not per pixel.
   void CheckTime() const;
 
   // Reports memory about to be allocated; throws when it would be too much. Give returns it.
@@ -43,7 +42,7 @@ class RenderGuard {
 
  private:
   SRenderLimits m_limits;
-  Clock::time_point m_deadline;
+  std::chrono::nanoseconds m_deadline;
   std::uint64_t m_taken = 0;
 };
 
