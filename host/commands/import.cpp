@@ -65,20 +65,10 @@ class CImporter {
   void Import(const std::string& path) {
     std::string bytes, reason;
     if (!ReadImage(path, &bytes, &reason)) return Fail(path, reason);
-    const std::int32_t record = RecordFor(path);
-    const bool replaced = m_library.Find(record, m_arguments.field).has_value();
-    m_library.Write(record, m_arguments.field, bytes);
-    ++(replaced ? m_replaced : m_added);
-    if (m_arguments.json) {
-      m_pictures.push_back({{"record", record},
-                            {"field", m_arguments.field},
-                            {"file", path},
-                            {"bytes", bytes.size()},
-                            {"replaced", replaced}});
-    } else {
-      std::printf("record %d, field %s: %s (%s)%s\n", record, Printable(m_arguments.field).c_str(),
-                  Printable(path).c_str(), FormatBytes(static_cast<std::int64_t>(bytes.size())).c_str(),
-                  replaced ? ", replaced" : "");
+    try {
+      OnStored(path, Store(path, bytes), bytes.size());
+    } catch (const CHostError& error) {
+      Fail(path, error.what());
     }
   }
 
@@ -88,20 +78,37 @@ class CImporter {
     ReportFailure(m_run, path, reason);
   }
 
-  void PrintSummary() const {
+  void PrintSummary(bool completed) const {
     if (m_arguments.json) {
-      PrintJson({{"pictures", m_pictures}, {"failures", m_failures}});
+      PrintJson({{"pictures", m_pictures}, {"failures", m_failures}, {"interrupted", !completed}});
     } else {
-      std::printf("added %s, replaced %s, failed %s\n", FormatCount(m_added).c_str(), FormatCount(m_replaced).c_str(),
+      std::printf("%sadded %s, replaced %s, failed %s\n",
+                  completed ? "" : "interrupted: ", FormatCount(m_added).c_str(), FormatCount(m_replaced).c_str(),
                   FormatCount(m_failed).c_str());
     }
   }
 
  private:
-  std::int32_t RecordFor(const std::string& path) {
-    if (m_arguments.record != 0) return m_arguments.record;
+  SStoredPicture Store(const std::string& path, const std::string& bytes) {
+    if (m_arguments.record != 0) return m_library.Store(m_arguments.record, m_arguments.field, bytes);
     const std::string absolute = AbsolutePath(path);
-    return m_library.RecordOfSource(absolute, std::filesystem::path(absolute).filename().string());
+    return m_library.StoreSource(absolute, std::filesystem::path(absolute).filename().string(), m_arguments.field,
+                                 bytes);
+  }
+
+  void OnStored(const std::string& path, const SStoredPicture& stored, std::size_t bytes) {
+    ++(stored.replaced ? m_replaced : m_added);
+    if (m_arguments.json) {
+      m_pictures.push_back({{"record", stored.record},
+                            {"field", m_arguments.field},
+                            {"file", path},
+                            {"bytes", bytes},
+                            {"replaced", stored.replaced}});
+    } else {
+      std::printf("record %d, field %s: %s (%s)%s\n", stored.record, Printable(m_arguments.field).c_str(),
+                  Printable(path).c_str(), FormatBytes(static_cast<std::int64_t>(bytes)).c_str(),
+                  stored.replaced ? ", replaced" : "");
+    }
   }
 
   const SArguments& m_arguments;
@@ -119,12 +126,14 @@ void Import(const SArguments& arguments, SRun& run) {
   }
   CImporter importer(arguments, run);
   for (const auto& [path, reason] : found.problems) importer.Fail(path, reason);
+  bool completed = true;
   for (const std::string& path : found.files) {
-    if (CInterrupt::Requested()) run.status = kExitInterrupted;
-    if (CInterrupt::Requested()) break;
+    completed = !CInterrupt::Requested();
+    if (!completed) break;
     importer.Import(path);
   }
-  importer.PrintSummary();
+  if (!completed) run.status = kExitInterrupted;
+  importer.PrintSummary(completed);
 }
 
 }  // namespace

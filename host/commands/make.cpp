@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <cstdio>
 
 #include "host/commands/command.h"
@@ -47,6 +49,9 @@ void MakeOfLibrary(const SArguments& arguments, SRun& run) {
   if (!arguments.paths.empty()) throw CHostError("give either paths or a --library");
   // The library outlives the session, whose workers call it.
   CLibraryDatabase library(arguments.library);
+  if (!arguments.field.empty() && library.File().List(arguments.field).empty()) {
+    throw CHostError(fmt::format("no record of the library has a field {}", arguments.field));
+  }
   CSession session;
   session.Open(arguments.database);
   CLibraryJobs jobs(library, arguments.field, arguments.quality == "high");

@@ -71,8 +71,7 @@ std::vector<SLibraryPicture> CLibraryFile::List(const std::string& field) const 
   return list;
 }
 
-std::optional<SLibraryPicture> CLibraryFile::Find(std::int32_t record, const std::string& field) const {
-  const std::lock_guard<std::mutex> lock(m_mutex);
+std::optional<SLibraryPicture> CLibraryFile::FindPicture(std::int32_t record, const std::string& field) const {
   CStatement rows = m_db.Prepare(
       "SELECT pictures.record, pictures.field, records.name, pictures.changed FROM pictures "
       "JOIN records ON records.id = pictures.record WHERE pictures.record = ?1");
@@ -84,6 +83,11 @@ std::optional<SLibraryPicture> CLibraryFile::Find(std::int32_t record, const std
   return std::nullopt;
 }
 
+std::optional<SLibraryPicture> CLibraryFile::Find(std::int32_t record, const std::string& field) const {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  return FindPicture(record, field);
+}
+
 bool CLibraryFile::HasRecord(std::int32_t record) const {
   const std::lock_guard<std::mutex> lock(m_mutex);
   CStatement row = m_db.Prepare("SELECT 1 FROM records WHERE id = ?1");
@@ -91,16 +95,15 @@ bool CLibraryFile::HasRecord(std::int32_t record) const {
 }
 
 std::optional<std::string> CLibraryFile::Read(std::int32_t record, const std::string& field) const {
-  const std::optional<SLibraryPicture> picture = Find(record, field);
-  if (!picture) return std::nullopt;
   const std::lock_guard<std::mutex> lock(m_mutex);
+  const std::optional<SLibraryPicture> picture = FindPicture(record, field);
+  if (!picture) return std::nullopt;
   CStatement row = m_db.Prepare("SELECT data FROM pictures WHERE record = ?1 AND field = ?2");
   if (!row.Bind(1, static_cast<std::int64_t>(record)).Bind(2, picture->field).Step()) return std::nullopt;
   return std::string(row.Blob(0));
 }
 
 std::int32_t CLibraryFile::RecordOfSource(const std::string& source, const std::string& name) {
-  const std::lock_guard<std::mutex> lock(m_mutex);
   CStatement insert = m_db.Prepare("INSERT OR IGNORE INTO records (name, source) VALUES (?1, ?2)");
   insert.Bind(1, name).Bind(2, source).Step();
   CStatement row = m_db.Prepare("SELECT id FROM records WHERE source = ?1");
@@ -108,16 +111,33 @@ std::int32_t CLibraryFile::RecordOfSource(const std::string& source, const std::
   return static_cast<std::int32_t>(row.Int(0));
 }
 
-void CLibraryFile::Write(std::int32_t record, const std::string& field, const std::string& data) {
-  const std::optional<SLibraryPicture> old = Find(record, field);
+SStoredPicture CLibraryFile::Put(std::int32_t record, const std::string& field, const std::string& data) {
+  const std::optional<SLibraryPicture> old = FindPicture(record, field);
   double changed = Now();
   if (old && changed <= old->changed) changed = std::nextafter(old->changed, HUGE_VAL);
-  const std::lock_guard<std::mutex> lock(m_mutex);
   CStatement row =
       m_db.Prepare("INSERT OR REPLACE INTO pictures (record, field, changed, data) VALUES (?1, ?2, ?3, ?4)");
   const std::string& name = old ? old->field : field;
   row.Bind(1, static_cast<std::int64_t>(record)).Bind(2, name).Bind(3, changed);
   row.BindBlob(4, data.data(), data.size()).Step();
+  return {record, old.has_value()};
+}
+
+SStoredPicture CLibraryFile::Store(std::int32_t record, const std::string& field, const std::string& data) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  CTransaction transaction(m_db);
+  const SStoredPicture stored = Put(record, field, data);
+  transaction.Commit();
+  return stored;
+}
+
+SStoredPicture CLibraryFile::StoreSource(const std::string& source, const std::string& name, const std::string& field,
+                                         const std::string& data) {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  CTransaction transaction(m_db);
+  const SStoredPicture stored = Put(RecordOfSource(source, name), field, data);
+  transaction.Commit();
+  return stored;
 }
 
 }  // namespace qvhost

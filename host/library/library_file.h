@@ -18,6 +18,11 @@ struct SLibraryPicture {
   double changed = 0.0;  // Julian day number of the last import
 };
 
+struct SStoredPicture {
+  std::int32_t record = 0;
+  bool replaced = false;
+};
+
 // An image library: an SQLite file of records, each with picture fields that hold encoded image files.
 //
 //   records   id, name, source (the file it was imported from)
@@ -37,13 +42,19 @@ class CLibraryFile {
   // The encoded image file; none when there is no such field.
   std::optional<std::string> Read(std::int32_t record, const std::string& field) const;
 
-  // The record that was imported from that file, made when there is none.
-  std::int32_t RecordOfSource(const std::string& source, const std::string& name);
   // Stores or replaces a picture. Its `changed` becomes the present, and always another value than before.
-  void Write(std::int32_t record, const std::string& field, const std::string& data);
+  SStoredPicture Store(std::int32_t record, const std::string& field, const std::string& data);
+  // The same for the record that was imported from that file; it is made when there is none, but never left without a
+  // picture.
+  SStoredPicture StoreSource(const std::string& source, const std::string& name, const std::string& field,
+                             const std::string& data);
 
  private:
   void CreateTables();
+  // The callers of these hold the mutex.
+  std::optional<SLibraryPicture> FindPicture(std::int32_t record, const std::string& field) const;
+  std::int32_t RecordOfSource(const std::string& source, const std::string& name);
+  SStoredPicture Put(std::int32_t record, const std::string& field, const std::string& data);
 
   mutable std::mutex m_mutex;  // a statement and what is read after it belong together
   CSqlite m_db;

@@ -75,6 +75,20 @@ TEST_F(CLibraryTest, RefusesWhatIsNoImage) {
   EXPECT_THAT(run.out, HasSubstr("added 0, replaced 0, failed 2"));
 }
 
+TEST_F(CLibraryTest, AnImageThatCannotBeStoredIsNamedAndLeavesNoRecord) {
+  WritePng(Path("a.png"), 20, 10, kRed);
+  WritePng(Path("b.png"), 20, 10, kRed);
+  Import({Path("a.png")});
+  Execute(Library(),
+          "CREATE TRIGGER full BEFORE INSERT ON pictures BEGIN SELECT RAISE(ABORT, 'the disk is full'); END");
+  const SRunResult run = m_program.Run({"import", "--library", Library(), Path("a.png"), Path("b.png")});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("b.png: the database says: the disk is full"));
+  EXPECT_THAT(run.out, HasSubstr("added 0, replaced 0, failed 2"));
+  EXPECT_EQ(QueryInt(Library(), "SELECT count(*) FROM records"), 1);
+  EXPECT_EQ(QueryInt(Library(), "SELECT count(*) FROM pictures"), 1) << "the former picture stays";
+}
+
 TEST_F(CLibraryTest, ADamagedRecordIsNamedAndTheOthersAreMade) {
   WritePng(Path("a.png"), 200, 100, kRed);
   WritePng(Path("b.png"), 200, 100, kRed);
@@ -96,6 +110,9 @@ TEST_F(CLibraryTest, AMissingRecordOrFieldIsNamed) {
   EXPECT_THAT(m_program.RunDb(record).err, HasSubstr("there is no such record"));
   EXPECT_THAT(m_program.RunDb(field).err, HasSubstr("no such field"));
   EXPECT_EQ(m_program.RunDb(field).status, 1);
+  const SRunResult make = m_program.RunDb({"make", "--library", Library(), "--field", "none"});
+  EXPECT_EQ(make.status, 2);
+  EXPECT_THAT(make.err, HasSubstr("no record of the library has a field none"));
 }
 
 TEST_F(CLibraryTest, AnotherFileIsNoLibrary) {

@@ -117,12 +117,12 @@ TEST_F(CThumbnailMakerTest, AFileThatVanishesMeanwhileFails) {
 
 TEST_F(CThumbnailMakerTest, ARecordThatChangesMeanwhileIsRemade) {
   CLibraryFile writer(Path("lab.qvlib"), true);
-  writer.Write(writer.RecordOfSource("red.png", "red.png"), "image", ReadAll(Path("red.png")));
+  writer.StoreSource("red.png", "red.png", "image", ReadAll(Path("red.png")));
   m_library.emplace(Path("lab.qvlib"));
   Open();
   CMeddlingJobs<CLibraryJobs> jobs(*m_library, std::string(), false);
   jobs.meddle = [this, &writer](int refreshes) {
-    if (refreshes == 1) writer.Write(1, "image", ReadAll(Path("green.png")));
+    if (refreshes == 1) writer.Store(1, "image", ReadAll(Path("green.png")));
   };
   EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_notes, {}).Run());
   EXPECT_EQ(jobs.refreshes, 2);
@@ -147,7 +147,7 @@ TEST_P(CRecordAccessTest, IsBalancedOnEveryPath) {
         SRecordFate{"UPDATE pictures SET data = x'00'", "no image of a format"},
         SRecordFate{"DELETE FROM pictures", "deleted meanwhile"},
         SRecordFate{"DELETE FROM pictures; DELETE FROM records", "deleted meanwhile"}}) {
-    writer.Write(writer.RecordOfSource("red.png", "red.png"), "image", ReadAll(Path("red.png")));
+    writer.StoreSource("red.png", "red.png", "image", ReadAll(Path("red.png")));
     Open();
     CNotes notes;
     CLibraryJobs jobs(*m_library, std::string(), false);
