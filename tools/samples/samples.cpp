@@ -4,6 +4,7 @@
 #include "tools/samples/imagej_hyperstack.h"
 #include "tools/samples/odd_files.h"
 #include "tools/samples/other_pictures.h"
+#include "tools/samples/ratio_image.h"
 #include "tools/samples/slides.h"
 
 namespace {
@@ -41,6 +42,7 @@ int MakeSamples(const SSampleOptions& options) {
   const SContext context{output, options.seed, options.sizePercent};
   MakeFluorescenceExperiments(context);
   MakeImageJHyperstack(context);
+  MakeRatioImage(context);
   MakeSlides(context);
   MakeEmbeddedThumbnails(context);
   MakeUnusualNames(context);
