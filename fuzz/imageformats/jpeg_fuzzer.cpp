@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // Also where a rendering would not ask for them.
   for (const bool fineColor : {false, true}) {
     Attempt([&] {
-      RenderGuard guard(SRenderLimits{64u << 20, 1ull << 32, std::chrono::seconds(5)});
+      RenderGuard guard(SmallLimits());
       ReadJpegDcPicture(*Input::FromMemory(data, size), fineColor, guard);
     });
   }

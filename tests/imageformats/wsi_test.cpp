@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 #include <tiffio.h>
 
+#include <cstring>
+
 #include "platform/imageformats/common/codec_registry.h"
 #include "platform/imageformats/render/orientation.h"
+#include "platform/imageformats/wsi/wsi_codec.h"
 #include "platform/imageformats/wsi/wsi_detect.h"
 #include "tests/imageformats/support/encode_jpeg.h"
 #include "tests/imageformats/support/samples.h"
@@ -47,6 +50,26 @@ CQvStringW WriteTiledTiff(const ScratchFolder& folder, const std::string& name, 
   }
   TIFFClose(tiff);
   return CQvStringUtils::UTF8toW(path.c_str());
+}
+
+// Changes a value of the first directory of a file in the machine's byte order: the tag's own, or the first of those it
+// points to. A short value becomes a long one.
+void Put(FileBytes& bytes, std::uint16_t tag, std::uint32_t value, bool elsewhere) {
+  const auto get = [&](auto* out, std::size_t at) { std::memcpy(out, bytes.data() + at, sizeof *out); };
+  std::uint32_t directory = 0, place = 0;
+  std::uint16_t count = 0, found = 0;
+  get(&directory, 4);
+  get(&count, directory);
+  for (std::size_t entry = directory + 2; entry < directory + 2u + count * 12u; entry += 12) {
+    get(&found, entry);
+    if (found != tag) continue;
+    const std::uint16_t type = TIFF_LONG;
+    if (!elsewhere) std::memcpy(bytes.data() + entry + 2, &type, sizeof type);
+    get(&place, entry + 8);
+    std::memcpy(bytes.data() + (elsewhere ? place : entry + 8), &value, sizeof value);
+    return;
+  }
+  ADD_FAILURE() << "no tag " << tag;
 }
 
 constexpr const char* kScanner =
@@ -117,6 +140,26 @@ TEST(Wsi, DamagedSlidesAreDamage) {
         Render(*image, 100, 70);
       },
       FormatError);
+}
+
+// The library would take the claimed memory, or end the process where there is none.
+TEST(Wsi, TilesOfImpossibleSizeAreDamage) {
+  const ScratchFolder folder;
+  const CQvStringW path = WriteTiledTiff(folder, "a.svs", kScanner, SmoothPicture(300, 200, 3), 1);
+  const auto input = Input::FromFile(path);
+  FileBytes bytes(input->Size());
+  ASSERT_EQ(input->ReadAt(0, bytes.data(), bytes.size()), bytes.size());
+  const auto refused = [&](std::uint16_t tag, std::uint32_t value, bool elsewhere) {
+    FileBytes damaged = bytes;
+    Put(damaged, tag, value, elsewhere);
+    const auto slide = Input::FromFile(folder.Write("b.svs", damaged));
+    EXPECT_TRUE(IsSlide(*slide)) << tag;
+    EXPECT_THROW(WsiCodec().Open(slide), DamagedError) << tag;
+  };
+  EXPECT_NO_THROW(WsiCodec().Open(input));
+  refused(TIFFTAG_TILEBYTECOUNTS, 0x7FFFFF00u, true);
+  refused(TIFFTAG_TILEWIDTH, 1u << 20, false);
+  refused(TIFFTAG_IMAGEWIDTH, 1u << 30, false);
 }
 
 TEST(Wsi, ASampleSlideIsMade) {

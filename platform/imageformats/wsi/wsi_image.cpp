@@ -10,6 +10,7 @@
 #include "platform/imageformats/common/exif.h"
 #include "platform/imageformats/common/text.h"
 #include "platform/imageformats/render/show.h"
+#include "platform/imageformats/wsi/slide_tiles.h"
 
 namespace imageformats {
 
@@ -56,7 +57,9 @@ SQvImageInfo InfoOf(const Slide& slide) {
 
 }  // namespace
 
-Slide::Slide(const char* nativePath) : m_handle(openslide_open(nativePath)) {
+Slide::Slide(const std::shared_ptr<const Input>& input) {
+  CheckSlideTiles(input);
+  m_handle.reset(openslide_open(input->NativePath().c_str()));
   if (!m_handle) throw DamagedError("The file is not a whole-slide file");
   Check();
 }
@@ -99,7 +102,7 @@ void Slide::ReadRegion(std::uint32_t* pixels, std::int32_t level, std::uint32_t 
 }
 
 WsiImage::WsiImage(std::shared_ptr<const Input> input)
-    : m_input(std::move(input)), m_slide(m_input->NativePath().c_str()), m_info(InfoOf(m_slide)) {}
+    : m_input(std::move(input)), m_slide(m_input), m_info(InfoOf(m_slide)) {}
 
 std::int32_t WsiImage::LevelFor(SSize wanted) const {
   std::int32_t best = 0;

@@ -15,7 +15,7 @@ namespace imageformats {
 // Owns OpenSlide's handle. Operations throw DamagedError with OpenSlide's text.
 class Slide {
  public:
-  explicit Slide(const char* nativePath);
+  explicit Slide(const std::shared_ptr<const Input>& input);
 
   std::int32_t LevelCount() const;
   SSize LevelSize(std::int32_t level) const;

@@ -1,0 +1,60 @@
+#include "platform/imageformats/wsi/slide_tiles.h"
+
+#include <vector>
+
+#include "platform/imageformats/common/format_error.h"
+#include "platform/imageformats/tiff/ifd_chain.h"
+#include "platform/imageformats/tiff/tiff_handle.h"
+
+namespace imageformats {
+
+namespace {
+
+constexpr std::uint64_t kMaxTilePixels = 16u << 20;  // OpenSlide keeps them as words of 4 bytes
+constexpr std::uint64_t kMaxTileBytes = 64u << 20;   // in the file
+
+void CheckTiles(TIFF* tiff, std::uint64_t fileSize) {
+  std::uint32_t width = 0, height = 0;
+  TIFFGetField(tiff, TIFFTAG_TILEWIDTH, &width);
+  TIFFGetField(tiff, TIFFTAG_TILELENGTH, &height);
+  if (std::uint64_t{width} * height > kMaxTilePixels) throw DamagedError("The slide's tiles are impossibly large");
+  const std::uint32_t tiles = TIFFNumberOfTiles(tiff);
+  if (tiles > fileSize) throw DamagedError("The slide claims more tiles than its file has room for");
+  for (std::uint32_t i = 0; i < tiles; ++i) {
+    int failed = 0;
+    const std::uint64_t bytes = TIFFGetStrileByteCountWithErr(tiff, i, &failed);
+    if (failed != 0) throw DamagedError("The slide's table of tiles cannot be read");
+    if (bytes > kMaxTileBytes) throw DamagedError("A tile of the slide is impossibly large");
+  }
+}
+
+// Without those that cannot be read: which of them it needs is OpenSlide's business.
+bool IsTiled(tiff::TiffHandle& handle, std::uint64_t directory) {
+  try {
+    handle.Select(directory);
+    return TIFFIsTiled(handle.Get()) != 0;
+  } catch (const DamagedError&) {
+    return false;
+  }
+}
+
+std::vector<tiff::SIfdFacts> Directories(const Input& input) {
+  try {
+    return tiff::WalkIfdChain(input);
+  } catch (const DamagedError&) {
+    return {};
+  }
+}
+
+}  // namespace
+
+void CheckSlideTiles(const std::shared_ptr<const Input>& input) {
+  const std::vector<tiff::SIfdFacts> directories = Directories(*input);
+  if (directories.empty()) return;
+  tiff::TiffHandle handle(input);
+  for (const tiff::SIfdFacts& directory : directories) {
+    if (IsTiled(handle, directory.offset)) CheckTiles(handle.Get(), input->Size());
+  }
+}
+
+}  // namespace imageformats

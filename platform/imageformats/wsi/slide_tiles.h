@@ -1,0 +1,13 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/imageformats/common/input.h"
+
+namespace imageformats {
+
+// OpenSlide takes the memory of a tile that a TIFF file claims, and ends the process when there is none. Throws
+// DamagedError for a file that claims more than a slide scanner writes; files that are no TIFF pass.
+void CheckSlideTiles(const std::shared_ptr<const Input>& input);
+
+}  // namespace imageformats
