@@ -7,6 +7,7 @@ set(tiff_tests
   tiff_lzw_test.cpp
   tiff_metadata_test.cpp
   tiff_ome_test.cpp
+  tiff_rare_compressions_test.cpp
   tiff_samples_test.cpp
   tiff_test_image.cpp
   tiff_text_test.cpp

@@ -162,6 +162,10 @@ std::string WhyUnsupported(const SPage& page) {
   if (!TIFFIsCODECConfigured(static_cast<std::uint16_t>(page.compression))) {
     return "The compression " + std::to_string(page.compression) + " is not supported";
   }
+  // libtiff adds up the differences of other pixels wrongly.
+  if (page.compression == COMPRESSION_PIXARLOG && page.RowSamples() != 3 && page.RowSamples() != 4) {
+    return "PixarLog is supported for pixels of 3 or 4 samples only";
+  }
   if (page.compression == COMPRESSION_JPEG && page.bits != 8) return "JPEG of 12 bits is not supported";
   switch (page.photometric) {
     case PHOTOMETRIC_MINISWHITE:
