@@ -5,6 +5,7 @@
 #include "platform/imageformats/common/format_error.h"
 #include "platform/imageformats/tiff/ifd_chain.h"
 #include "platform/imageformats/tiff/tiff_handle.h"
+#include "platform/imageformats/wsi/tiff_entries.h"
 
 namespace imageformats {
 
@@ -28,6 +29,16 @@ void CheckTiles(TIFF* tiff, std::uint64_t fileSize) {
   }
 }
 
+// OpenSlide takes the memory of a whole entry before it reads it.
+void CheckEntries(const TiffEntries& entries, std::uint64_t directory, std::uint64_t fileSize) {
+  entries.ForEach(directory, [&](std::uint16_t, std::uint16_t type, std::uint64_t count) {
+    const auto size = static_cast<std::uint64_t>(TIFFDataWidth(static_cast<TIFFDataType>(type)));
+    if (size != 0 && count > fileSize / size)
+      throw DamagedError("An entry of the slide's directory is larger than the file");
+    return true;
+  });
+}
+
 // Without those that cannot be read: which of them it needs is OpenSlide's business.
 bool IsTiled(tiff::TiffHandle& handle, std::uint64_t directory) {
   try {
@@ -49,10 +60,12 @@ std::vector<tiff::SIfdFacts> Directories(const Input& input) {
 }  // namespace
 
 void CheckSlideTiles(const std::shared_ptr<const Input>& input) {
+  const std::optional<TiffEntries> entries = TiffEntries::Of(*input);
   const std::vector<tiff::SIfdFacts> directories = Directories(*input);
-  if (directories.empty()) return;
+  if (!entries || directories.empty()) return;
   tiff::TiffHandle handle(input);
   for (const tiff::SIfdFacts& directory : directories) {
+    CheckEntries(*entries, directory.offset, input->Size());
     if (IsTiled(handle, directory.offset)) CheckTiles(handle.Get(), input->Size());
   }
 }

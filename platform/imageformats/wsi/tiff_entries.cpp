@@ -1,0 +1,28 @@
+#include "platform/imageformats/wsi/tiff_entries.h"
+
+#include <array>
+#include <cstring>
+
+namespace imageformats {
+
+std::optional<TiffEntries> TiffEntries::Of(const Input& input) noexcept {
+  const auto head = input.Head();
+  if (head.size() < 16) return std::nullopt;
+  const bool little = std::memcmp(head.data(), "II", 2) == 0, big = std::memcmp(head.data(), "MM", 2) == 0;
+  if (!little && !big) return std::nullopt;
+  TiffEntries entries(input, big);
+  const std::uint64_t version = entries.Read(2, 2);
+  if (version != 42 && version != 43) return std::nullopt;
+  entries.m_isBig = version == 43;
+  return entries;
+}
+
+std::uint64_t TiffEntries::Read(std::uint64_t offset, std::size_t bytes) const noexcept {
+  std::array<std::uint8_t, 8> raw{};
+  m_input.ReadAt(offset, raw.data(), bytes);
+  std::uint64_t value = 0;
+  for (std::size_t i = 0; i < bytes; ++i) value = value << 8 | raw[m_bigEndian ? i : bytes - 1 - i];
+  return value;
+}
+
+}  // namespace imageformats
