@@ -6,6 +6,7 @@ set(tiff_tests
   tiff_levels_test.cpp
   tiff_lzw_test.cpp
   tiff_metadata_test.cpp
+  tiff_ome_schemas_test.cpp
   tiff_ome_test.cpp
   tiff_rare_compressions_test.cpp
   tiff_samples_test.cpp
