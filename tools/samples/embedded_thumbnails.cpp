@@ -1,5 +1,7 @@
 #include <tiff.h>
 
+#include <algorithm>
+
 #include "tools/samples/fluorescence.h"
 #include "tools/samples/jpeg_encoder.h"
 #include "tools/samples/odd_files.h"
@@ -13,7 +15,8 @@ enum class EEmbedded { kJpeg, kPixels, kBoth, kGreyJpeg, kWrongSize };
 
 // The raw pixels are those of a picture of the file's own size; all others are ignored by readers.
 void WriteWithThumbnail(const SContext& context, const std::string& name, const SRgbImage& picture, EEmbedded what) {
-  SRgbImage framed = picture, small = FitInto(picture, 480, 360);
+  // Never as large as the picture itself.
+  SRgbImage framed = picture, small = FitInto(picture, std::min(480, picture.width * 3 / 4), 360);
   DrawFrame(&framed, std::max(3, picture.height / 60), kAmber);
   DrawFrame(&small, std::max(3, small.height / 60), kAmber);
   STiffPage page = PageOf(picture);

@@ -54,11 +54,12 @@ void WritePage(TIFF* tiff, const char* description, unsigned page) {
 }
 
 SDecoded Describe(unsigned width, unsigned height, const std::vector<std::uint8_t>& rgb) {
-  const auto at = [&](unsigned x) -> SRgb {
-    const std::size_t offset = (static_cast<std::size_t>(height / 2) * width + x) * 3;
+  const auto at = [&](unsigned x, unsigned y) -> SRgb {
+    const std::size_t offset = (static_cast<std::size_t>(y) * width + x) * 3;
     return {rgb[offset], rgb[offset + 1], rgb[offset + 2]};
   };
-  return {width, height, at(width / 4), at(width * 3 / 4)};
+  const unsigned middle = height / 2;
+  return {width, height, at(width / 4, middle), at(width * 3 / 4, middle), at(width / 2, height > 1 ? 1 : 0)};
 }
 
 }  // namespace

@@ -23,6 +23,7 @@ void WriteStack(const std::string& path, const SStackShape& shape);
 struct SDecoded {
   unsigned width = 0, height = 0;
   SRgb left{}, right{};  // in the middle of either half
+  SRgb edge{};           // in the middle of the second row
 };
 SDecoded DecodePng(const std::string& path);
 SDecoded DecodeJpeg(const std::string& path);
