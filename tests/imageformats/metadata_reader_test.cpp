@@ -31,7 +31,6 @@ SImageMetadata Stack() {
   metadata.aspect = 2.0;
   metadata.objective = L"20x";
   metadata.acquisitionTime = 2451545.0;
-  metadata.pictureTimes = {2451545.0, 2451546.0};
   SLoop time, z;
   time.type = kQvLoopTime;
   time.size = 3;
@@ -64,7 +63,9 @@ TEST(MetadataReader, AnswersForEachPicture) {
   EXPECT_EQ(picture.GetPlaneCount(), 1u);
   EXPECT_EQ(picture.calibration, 0.5);
   EXPECT_EQ(picture.objectiveName, CQvStringW(L"20x"));
-  EXPECT_EQ(picture.acquisitionTime, 2451546.0);
+  EXPECT_EQ(picture.acquisitionTime, 0.0) << "known of the first picture only";
+  EXPECT_EQ(reader->GetPictureMetadata(0, &picture, 0), 0);
+  EXPECT_EQ(picture.acquisitionTime, 2451545.0);
   EXPECT_EQ(reader->GetPictureMetadata(29, &picture, 0), 0);
   EXPECT_EQ(reader->GetPictureMetadata(30, &picture, 0), -9);
   double calibration = 0, aspect = 0, time = 0;

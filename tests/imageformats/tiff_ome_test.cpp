@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/imageformats/common/format_error.h"
+#include "platform/imageformats/render/channel_composite.h"
 #include "tests/imageformats/tiff_test_image.h"
 #include "tests/imageformats/tiff_writer.h"
 
@@ -100,10 +101,15 @@ TEST(TiffOme, DefaultColorsMeanNone) {
 
 TEST(TiffOme, LightTellsTheColorWhereNothingElseDoes) {
   const std::string light = "<Channel EmissionWavelength=\"460\"/><Channel EmissionWavelength=\"520\"/>";
-  const Rgb color = Shown(Pages(2, Document(Pixels("XYCZT", 1, 2, 1, light + "<TiffData/>"))));
+  TestImage image(WriteTiff(Pages(2, Document(Pixels("XYCZT", 1, 2, 1, light + "<TiffData/>")))));
+  const Rgb color = Shown(image);
   EXPECT_GT(color.g, 19);
   EXPECT_GT(color.b, 9);
   EXPECT_LT(color.r, 10);
+  const auto planes = image->Metadata().picture.planes.planes;
+  ASSERT_EQ(2u, planes.size());
+  EXPECT_EQ(imageformats::WavelengthColor(460), planes[0].color) << "told as shown";
+  EXPECT_EQ(imageformats::WavelengthColor(520), planes[1].color);
 }
 
 TEST(TiffOme, SignedBytesAreOnlyCalledSigned) {

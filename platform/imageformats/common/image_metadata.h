@@ -30,8 +30,6 @@ struct SImageMetadata {
   double aspect = 1.0;           // pixel height over width
   CQvStringW objective;          // name
   double acquisitionTime = 0.0;  // Julian day number, UTC, of the first picture; 0 unknown
-  // Acquisition time of each further picture of the sequence, when known; index 0 is the first picture.
-  std::vector<double> pictureTimes;
   std::vector<SLoop> loops;  // outermost first; empty for a single picture
 };
 

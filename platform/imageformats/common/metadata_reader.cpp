@@ -50,7 +50,6 @@ class MetadataReader final : public IQvMetadataReader {
       SQvPictureMetadata copy = m_metadata.picture;
       if (copy.calibration == 0.0) copy.calibration = m_metadata.calibration;
       if (copy.objectiveName.IsEmpty()) copy.objectiveName = m_metadata.objective;
-      if (index < m_metadata.pictureTimes.size()) copy.acquisitionTime = m_metadata.pictureTimes[index];
       if (copy.acquisitionTime == 0.0 && index == 0) copy.acquisitionTime = m_metadata.acquisitionTime;
       *metadata = std::move(copy);
     });

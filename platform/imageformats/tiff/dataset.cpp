@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/imageformats/common/format_error.h"
+#include "platform/imageformats/render/channel_composite.h"
 #include "platform/imageformats/tiff/ome_xml.h"
 #include "platform/imageformats/tiff/pyramid.h"
 #include "platform/imageformats/tiff/tags.h"
@@ -103,6 +104,17 @@ SDataset OpenDataset(FileSet& files) {
   }
   OpenPlainDataset(files, &dataset);
   return dataset;
+}
+
+std::uint32_t DisplayColor(const std::vector<SShownChannel>& channels, std::size_t index) {
+  if (channels[index].color) return *channels[index].color;
+  const auto known = [&](const SShownChannel& channel) {
+    const std::uint32_t color = WavelengthColor(channel.emission);
+    const auto same = [&](const SShownChannel& other) { return WavelengthColor(other.emission) == color; };
+    return color != 0 && std::count_if(channels.begin(), channels.end(), same) == 1;
+  };
+  const bool byLight = channels.size() > 1 && std::all_of(channels.begin(), channels.end(), known);
+  return byLight ? WavelengthColor(channels[index].emission) : DefaultChannelColor(index, channels.size());
 }
 
 }  // namespace imageformats::tiff

@@ -64,6 +64,10 @@ SPage ReadDatasetPage(STiffFile& file, SDataset::EKind kind, std::uint64_t direc
 // the page is a picture.
 std::vector<std::uint32_t> ChannelSamples(const SPage& page);
 
+// The colour of a channel that has no table: its own, else that of its light where every channel's is known and
+// different, else a default one.
+std::uint32_t DisplayColor(const std::vector<SShownChannel>& channels, std::size_t index);
+
 // The kinds of datasets; false, *dataset untouched, when the description does not fit the file.
 bool OpenOmeDataset(FileSet& files, const std::string& description, SDataset* dataset);
 bool OpenImageJDataset(FileSet& files, const SImageJ& imageJ, SDataset* dataset);

@@ -11,12 +11,11 @@ namespace {
 // The colour of a channel's full intensity.
 std::uint32_t PlaneColor(const SDataset& dataset, std::size_t index) {
   const SShownChannel& channel = dataset.channels[index];
-  if (channel.color) return *channel.color;
-  if (channel.table) {
+  if (!channel.color && channel.table) {
     const std::uint8_t* last = channel.table->data() + channel.table->size() - 3;
     return std::uint32_t{last[0]} << 16 | std::uint32_t{last[1]} << 8 | last[2];
   }
-  return DefaultChannelColor(index, dataset.channels.size());
+  return DisplayColor(dataset.channels, index);
 }
 
 std::uint32_t ColorComponents(const SPage& page) noexcept {

@@ -54,19 +54,6 @@ SDisplayRange ChooseRange(const SShownChannel& channel, const SPixelMeaning& mea
   return meaning.stretch ? full : meaning.nominal;
 }
 
-// Colours for channels that have none: those of their light when every channel's is known and different.
-std::uint32_t FallbackColor(const std::vector<SShownChannel>& channels, std::size_t index) {
-  const auto known = [&](const SShownChannel& channel) {
-    const std::uint32_t color = WavelengthColor(channel.emission);
-    const auto same = [&](const SShownChannel& other) { return WavelengthColor(other.emission) == color; };
-    return color != 0 && std::count_if(channels.begin(), channels.end(), same) == 1;
-  };
-  if (channels.size() > 1 && std::all_of(channels.begin(), channels.end(), known)) {
-    return WavelengthColor(channels[index].emission);
-  }
-  return DefaultChannelColor(index, channels.size());
-}
-
 bool SamePlane(const SPlane& a, const SPlane& b) noexcept {
   return a.file == b.file && a.directory == b.directory && a.skip == b.skip;
 }
@@ -120,7 +107,7 @@ class ChannelRenderer {
     }
     displayed.range = ChooseRange(channel, reduced.meaning, displayed.samples);
     displayed.table = channel.table;
-    displayed.color = channel.color.value_or(FallbackColor(m_dataset.channels, index));
+    displayed.color = DisplayColor(m_dataset.channels, index);
     m_displayed.push_back(std::move(displayed));
   }
 
