@@ -34,6 +34,7 @@ TEST(Joined, LeavesOutWhatIsEmpty) {
   EXPECT_EQ(Joined(L"a", L", ", L"b"), CQvStringW(L"a, b"));
   EXPECT_EQ(Joined(L"", L", ", L"b"), CQvStringW(L"b"));
   EXPECT_EQ(Joined(L"a", L", ", L""), CQvStringW(L"a"));
+  EXPECT_EQ(Joined({"", "a", "", "b", ""}, ", "), "a, b");
 }
 
 }  // namespace

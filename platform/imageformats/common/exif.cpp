@@ -78,17 +78,18 @@ CQvStringW UserComment(const ExifReader& exif) {
 }
 
 std::string ExposureText(const ExifReader& exif) {
-  std::string text;
-  const auto add = [&text](const std::string& part) { text += text.empty() ? part : ", " + part; };
+  std::string exposure, aperture, sensitivity;
   if (const auto time = exif.Rational(EXIF_IFD_EXIF, EXIF_TAG_EXPOSURE_TIME); time && time->numerator != 0) {
     const double seconds = Value(*time);
-    add(seconds < 0.3 ? "1/" + NumberText(1.0 / seconds, 0) + " s" : NumberText(seconds, 2) + " s");
+    exposure = seconds < 0.3 ? "1/" + NumberText(1.0 / seconds, 0) + " s" : NumberText(seconds, 2) + " s";
   }
   if (const auto f = exif.Rational(EXIF_IFD_EXIF, EXIF_TAG_FNUMBER); f && f->numerator != 0) {
-    add("f/" + NumberText(Value(*f), 1));
+    aperture = "f/" + NumberText(Value(*f), 1);
   }
-  if (const auto iso = exif.Short(EXIF_IFD_EXIF, EXIF_TAG_ISO_SPEED_RATINGS)) add("ISO " + std::to_string(*iso));
-  return text;
+  if (const auto iso = exif.Short(EXIF_IFD_EXIF, EXIF_TAG_ISO_SPEED_RATINGS)) {
+    sensitivity = "ISO " + std::to_string(*iso);
+  }
+  return Joined({exposure, aperture, sensitivity}, ", ");
 }
 
 CQvStringW OpticsText(const ExifReader& exif) {

@@ -6,6 +6,7 @@
 #include "metadata/qvexperiment.h"
 #include "metadata/qvimageinfo.h"
 #include "metadata/qvpicturemetadata.h"
+#include "platform/imageformats/render/orientation.h"
 #include "system/qvstring.h"
 #include "system/qvtextinfo.h"
 
@@ -30,8 +31,11 @@ struct SImageMetadata {
   double aspect = 1.0;           // pixel height over width
   CQvStringW objective;          // name
   double acquisitionTime = 0.0;  // Julian day number, UTC, of the first picture; 0 unknown
-  std::vector<SLoop> loops;  // outermost first; empty for a single picture
+  std::vector<SLoop> loops;      // outermost first; empty for a single picture
 };
+
+// The geometry of one picture in one piece, of unsigned samples all of whose bits count.
+SQvImageInfo PlainInfo(SSize shown, std::uint32_t components, std::uint8_t bits);
 
 // The start for an ordinary picture: its geometry, one plane of the picture's colour components, and the format's name
 // as the text "type".

@@ -69,4 +69,14 @@ CQvStringW Joined(const CQvStringW& a, const wchar_t* between, const CQvStringW&
   return a + CQvStringW(between) + b;
 }
 
+std::string Joined(std::initializer_list<std::string_view> parts, std::string_view between) {
+  std::string text;
+  for (const std::string_view part : parts) {
+    if (part.empty()) continue;
+    if (!text.empty()) text += between;
+    text += part;
+  }
+  return text;
+}
+
 }  // namespace imageformats

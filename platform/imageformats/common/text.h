@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -24,5 +25,6 @@ std::string NumberText(double value, int decimals);
 void SetIfEmpty(CQvStringW& target, const CQvStringW& text);
 // Joins what is not empty.
 CQvStringW Joined(const CQvStringW& a, const wchar_t* between, const CQvStringW& b);
+std::string Joined(std::initializer_list<std::string_view> parts, std::string_view between);
 
 }  // namespace imageformats

@@ -24,17 +24,8 @@ void InvertRow(std::uint8_t* row, std::size_t samples) {
 }
 
 SQvImageInfo InfoOf(const SJpegMarkers& markers, SSize displayed) {
-  SQvImageInfo info;
-  info.width = displayed.width;
-  info.height = displayed.height;
-  info.components = markers.components;
-  info.bpcInMemory = markers.precision > 8 ? 16 : 8;
-  info.bpcSignificant = static_cast<std::uint8_t>(std::min(markers.precision, 16u));
-  info.widthBytes = info.width * info.components * (info.bpcInMemory / 8u);
-  info.pixelType = kQvPixelUnsigned;
-  info.sequenceCount = 1;
-  info.tileWidth = info.width;
-  info.tileHeight = info.height;
+  const auto bits = static_cast<std::uint8_t>(std::min(markers.precision, 16u));
+  SQvImageInfo info = PlainInfo(displayed, markers.components, bits);
   info.compression = kQvCompressionJpeg;
   info.compressionParam = markers.quality;
   return info;

@@ -15,18 +15,8 @@ namespace {
 constexpr std::uint32_t kRowsAtOnce = 16;
 
 SQvImageInfo InfoOf(const SPngHeader& header, const PngPixels& pixels, SSize displayed) {
-  SQvImageInfo info;
-  info.width = displayed.width;
-  info.height = displayed.height;
-  info.components = pixels.Components();
-  info.bpcInMemory = static_cast<std::uint8_t>(8 * pixels.SampleBytes());
-  info.bpcSignificant = info.bpcInMemory;
+  SQvImageInfo info = PlainInfo(displayed, pixels.Components(), static_cast<std::uint8_t>(8 * pixels.SampleBytes()));
   if (header.bitDepth == 16 && header.significantBits != 0) info.bpcSignificant = header.significantBits;
-  info.widthBytes = info.width * info.components * pixels.SampleBytes();
-  info.pixelType = kQvPixelUnsigned;
-  info.sequenceCount = 1;
-  info.tileWidth = info.width;
-  info.tileHeight = info.height;
   info.compression = kQvCompressionLossless;
   return info;
 }

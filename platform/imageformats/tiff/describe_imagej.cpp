@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "platform/imageformats/common/text.h"
 #include "platform/imageformats/tiff/describe.h"
 #include "platform/imageformats/tiff/units.h"
@@ -28,43 +26,22 @@ void Calibrate(FileSet& files, const SImageJ& imageJ, SImageMetadata* metadata) 
   metadata->picture.zStep = imageJ.spacing * unit;
 }
 
-void AddLoops(const SDataset& dataset, const SImageJ& imageJ, SImageMetadata* metadata) {
-  const auto add = [&](std::uint32_t type, std::uint32_t size, double step) {
-    if (size < 2) return;
-    SLoop& loop = metadata->loops.emplace_back();
-    loop.type = type;
-    loop.size = size;
-    loop.step = step;
-  };
-  add(kQvLoopTime, dataset.sizeT, imageJ.frameInterval);
-  add(kQvLoopZ, dataset.sizeZ, metadata->picture.zStep);
-  AddChannelLoop(metadata);
-}
-
-std::string SamplingText(const SImageMetadata& metadata, const SImageJ& imageJ) {
-  std::string text;
-  const auto add = [&](const char* before, double value, const char* after) {
-    if (value <= 0.0) return;
-    if (!text.empty()) text += ", ";
-    text += before + NumberText(value, 6) + after;
-  };
-  add("", metadata.calibration, " \xC2\xB5m per pixel");
-  add("z step ", metadata.picture.zStep, " \xC2\xB5m");
-  add("time step ", imageJ.frameInterval, " s");
-  return text;
-}
-
 }  // namespace
 
 void DescribeImageJ(FileSet& files, const SDataset& dataset, SImageMetadata* metadata) {
   const SImageJ& imageJ = *dataset.imageJ;
   SQvImageTextInfo& text = metadata->text;
   Calibrate(files, imageJ, metadata);
-  if (dataset.kind == SDataset::EKind::kImageJ) AddLoops(dataset, imageJ, metadata);
+  if (dataset.kind == SDataset::EKind::kImageJ) {
+    AddLoop(kQvLoopTime, dataset.sizeT, imageJ.frameInterval, metadata);
+    AddLoop(kQvLoopZ, dataset.sizeZ, metadata->picture.zStep, metadata);
+    AddChannelLoop(metadata);
+  }
   if (!imageJ.labels.empty()) SetIfEmpty(text.imageID, TextOf(imageJ.labels.front().substr(0, 256)));
   SetIfEmpty(text.info1, TextOf(std::string_view(imageJ.info).substr(0, kMaxInfo)));
   SetIfEmpty(text.info2, TextOf("ImageJ " + imageJ.version));
-  SetIfEmpty(text.sampling, TextOf(SamplingText(*metadata, imageJ)));
+  SetIfEmpty(text.sampling, TextOf(SamplingText(metadata->calibration, metadata->calibration * metadata->aspect,
+                                                metadata->picture.zStep, imageJ.frameInterval)));
 }
 
 }  // namespace imageformats::tiff

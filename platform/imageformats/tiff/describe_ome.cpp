@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <initializer_list>
 
 #include "platform/imageformats/common/text.h"
 #include "platform/imageformats/tiff/describe.h"
@@ -10,50 +9,28 @@ namespace {
 
 constexpr std::size_t kMaxPositions = 4096;
 
-std::string Join(std::initializer_list<std::string> parts, const char* between) {
-  std::string text;
-  for (const std::string& part : parts) {
-    if (part.empty()) continue;
-    if (!text.empty()) text += between;
-    text += part;
-  }
-  return text;
-}
-
-std::string Labelled(const char* before, double value, int decimals, const char* after) {
-  return value > 0.0 ? before + NumberText(value, decimals) + after : std::string();
-}
-
 std::string ObjectiveName(const SOmeObjective& objective) {
-  if (!objective.model.empty()) return Join({objective.manufacturer, objective.model}, " ");
-  return Join({objective.manufacturer, Labelled("", objective.magnification, 2, "x")}, " ");
+  if (!objective.model.empty()) return Joined({objective.manufacturer, objective.model}, " ");
+  return Joined({objective.manufacturer, Labelled("", objective.magnification, 2, "x")}, " ");
 }
 
 std::string OpticsText(const SOmeObjective& objective) {
   const bool namesPower = objective.model.empty();
-  return Join({ObjectiveName(objective), namesPower ? "" : Labelled("", objective.magnification, 2, "x"),
-               Labelled("NA ", objective.aperture, 3, ""), objective.immersion},
-              ", ");
-}
-
-std::string SamplingText(const SOmeImage& image) {
-  std::string pixel = Labelled("", image.pixelWidth, 6, "");
-  if (!pixel.empty() && image.pixelHeight > 0.0) pixel += " x " + NumberText(image.pixelHeight, 6);
-  if (!pixel.empty()) pixel += " \xC2\xB5m per pixel";
-  return Join(
-      {pixel, Labelled("z step ", image.zStep, 6, " \xC2\xB5m"), Labelled("time step ", image.timeStep, 6, " s")},
-      ", ");
+  return Joined({ObjectiveName(objective), namesPower ? "" : Labelled("", objective.magnification, 2, "x"),
+                 Labelled("NA ", objective.aperture, 3, ""), objective.immersion},
+                ", ");
 }
 
 std::string ChannelText(const SOmeChannel& channel) {
-  return Join({channel.name, Labelled("ex ", channel.excitation, 1, " nm"), Labelled("em ", channel.emission, 1, " nm"),
-               Labelled("", channel.exposure, 3, " ms"), channel.contrastMethod},
-              ", ");
+  return Joined(
+      {channel.name, Labelled("ex ", channel.excitation, 1, " nm"), Labelled("em ", channel.emission, 1, " nm"),
+       Labelled("", channel.exposure, 3, " ms"), channel.contrastMethod},
+      ", ");
 }
 
 std::string ChannelsText(const SOmeImage& image) {
   std::string text;
-  for (const SOmeChannel& channel : image.channels) text = Join({text, ChannelText(channel)}, "; ");
+  for (const SOmeChannel& channel : image.channels) text = Joined({text, ChannelText(channel)}, "; ");
   return text;
 }
 
@@ -61,8 +38,8 @@ std::string CapturingText(const SOmeImage& image) {
   std::string text = image.microscope;
   std::string lastMode, lastDetector;
   for (const SOmeChannel& channel : image.channels) {
-    if (channel.acquisitionMode != lastMode) text = Join({text, channel.acquisitionMode}, ", ");
-    if (channel.detectorModel != lastDetector) text = Join({text, channel.detectorModel}, ", ");
+    if (channel.acquisitionMode != lastMode) text = Joined({text, channel.acquisitionMode}, ", ");
+    if (channel.detectorModel != lastDetector) text = Joined({text, channel.detectorModel}, ", ");
     lastMode = channel.acquisitionMode;
     lastDetector = channel.detectorModel;
   }
@@ -126,16 +103,9 @@ SLoop PositionLoop(const SDataset& dataset) {
 }
 
 void AddLoops(const SDataset& dataset, const SOmeImage& image, SImageMetadata* metadata) {
-  const auto add = [&](std::uint32_t type, std::uint32_t size, double step) {
-    if (size < 2) return;
-    SLoop& loop = metadata->loops.emplace_back();
-    loop.type = type;
-    loop.size = size;
-    loop.step = step;
-  };
-  add(kQvLoopTime, dataset.sizeT, image.timeStep);
+  AddLoop(kQvLoopTime, dataset.sizeT, image.timeStep, metadata);
   if (dataset.omePosition.size() > 1) metadata->loops.push_back(PositionLoop(dataset));
-  add(kQvLoopZ, dataset.sizeZ, image.zStep);
+  AddLoop(kQvLoopZ, dataset.sizeZ, image.zStep, metadata);
   AddChannelLoop(metadata);
   for (SLoop& loop : metadata->loops) {
     for (std::size_t i = 0; i < loop.channels.size() && i < image.channels.size(); ++i) {
@@ -156,8 +126,8 @@ void DescribeOme(const SDataset& dataset, SImageMetadata* metadata) {
   text.author = TextOf(image.experimenter);
   text.description = TextOf(image.description);
   text.capturing = TextOf(CapturingText(image));
-  text.sampling = TextOf(SamplingText(image));
-  text.location = TextOf(Join({image.position.name, image.position.text}, ": "));
+  text.sampling = TextOf(SamplingText(image.pixelWidth, image.pixelHeight, image.zStep, image.timeStep));
+  text.location = TextOf(Joined({image.position.name, image.position.text}, ": "));
   text.date = TextOf(image.date);
   text.info1 = TextOf(ChannelsText(image));
   text.info2 = TextOf(dataset.ome.creator);

@@ -46,11 +46,7 @@ void TakeDate(const std::string& date, SImageMetadata* metadata) {
 // A plain stack does not say what runs from page to page.
 void AddPageLoop(const SDataset& dataset, SImageMetadata* metadata) {
   if (dataset.kind != SDataset::EKind::kPlain) return;
-  if (dataset.pages > 1) {
-    SLoop& loop = metadata->loops.emplace_back();
-    loop.type = kQvLoopCustom;
-    loop.size = dataset.pages;
-  }
+  AddLoop(kQvLoopCustom, dataset.pages, 0.0, metadata);
   AddChannelLoop(metadata);
 }
 

@@ -2,20 +2,11 @@
 
 #include <algorithm>
 
+#include "platform/imageformats/common/text.h"
 #include "platform/imageformats/tiff/ome_node.h"
 
 namespace imageformats::tiff::ome {
 namespace {
-
-std::string Joined(std::initializer_list<std::string> parts, const char* separator) {
-  std::string text;
-  for (const std::string& part : parts) {
-    if (part.empty()) continue;
-    if (!text.empty()) text += separator;
-    text += part;
-  }
-  return text;
-}
 
 std::string PersonName(pugi::xml_node person) {
   const std::string name = Joined({Value(person, "FirstName"), Value(person, "LastName")}, " ");

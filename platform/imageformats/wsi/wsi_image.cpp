@@ -41,14 +41,7 @@ std::uint32_t TileSide(const Slide& slide, std::int32_t level, const char* name,
 
 SQvImageInfo InfoOf(const Slide& slide) {
   const SSize size = slide.LevelSize(0);
-  SQvImageInfo info;
-  info.width = size.width;
-  info.height = size.height;
-  info.components = 3;
-  info.bpcInMemory = info.bpcSignificant = 8;
-  info.widthBytes = size.width * 3;
-  info.pixelType = kQvPixelUnsigned;
-  info.sequenceCount = 1;
+  SQvImageInfo info = PlainInfo(size, 3, 8);
   info.tileWidth = TileSide(slide, 0, "tile-width", size.width);
   info.tileHeight = TileSide(slide, 0, "tile-height", size.height);
   info.compression = kQvCompressionOther;
