@@ -84,28 +84,65 @@ TEST(TiffSamples, HalfAndTripleFloats) {
   ExpectRamp(WriteTiff(triple));
 }
 
-// Packs values of any width, high bit first.
+// Packs values of any width below 64 bits, high bit first.
 std::vector<std::uint8_t> Pack(std::uint32_t bits, double most, std::uint32_t samples = 1) {
-  std::vector<std::uint8_t> bytes;
+  const std::size_t rowBytes = (std::size_t{kWide} * samples * bits + 7) / 8;
+  std::vector<std::uint8_t> bytes(rowBytes * kHigh);
+  const std::uint64_t largest = (std::uint64_t{1} << bits) - 1;
   for (std::uint32_t y = 0; y < kHigh; ++y) {
-    std::uint64_t held = 0;
-    std::uint32_t count = 0;
+    std::size_t at = y * rowBytes * 8;
     for (std::uint32_t x = 0; x < kWide * samples; ++x) {
-      const auto value = static_cast<std::uint64_t>(std::lround(most * (x / samples) / (kWide - 1)));
-      held = held << bits | value;
-      for (count += bits; count >= 8;) bytes.push_back(static_cast<std::uint8_t>(held >> (count -= 8)));
+      const double wanted = most * (x / samples) / (kWide - 1);
+      const std::uint64_t value = std::min(static_cast<std::uint64_t>(wanted + 0.5), largest);
+      for (std::uint32_t bit = bits; bit-- > 0; ++at) {
+        bytes[at / 8] = static_cast<std::uint8_t>(bytes[at / 8] | (value >> bit & 1) << (7 - at % 8));
+      }
     }
-    if (count > 0) bytes.push_back(static_cast<std::uint8_t>(held << (8 - count)));
   }
   return bytes;
 }
 
 TEST(TiffSamples, OddNumbersOfBits) {
-  for (const std::uint16_t bits : Codes{9, 10, 11, 12, 13, 14, 15, 17, 20, 31}) {
+  for (const std::uint16_t bits : Codes{9, 10, 11, 12, 13, 14, 15, 17, 20, 31, 33, 37, 41, 52, 63}) {
     TiffPage page = Ramp<std::uint8_t>(0, 0, SAMPLEFORMAT_UINT);
     page.bits = bits;
     page.pixels = Pack(bits, std::ldexp(1.0, bits) - 1.0);
     for (const char* mode : {"wl", "wb"}) ExpectRamp(WriteTiff(page, mode));
+    page.compression = COMPRESSION_ADOBE_DEFLATE;
+    ExpectRamp(WriteTiff(page));
+  }
+}
+
+TEST(TiffSamples, IntegersOfFiveToSevenBytes) {
+  for (const std::uint16_t bits : Codes{40, 48, 56}) {
+    for (const bool bigEndian : {false, true}) {
+      for (const bool isSigned : {false, true}) {
+        TiffPage page = Ramp<std::uint8_t>(0, 0, isSigned ? SAMPLEFORMAT_INT : SAMPLEFORMAT_UINT);
+        page.bits = bits;
+        page.pixels.clear();
+        for (std::uint32_t i = 0; i < kWide * kHigh; ++i) {
+          const std::int64_t step = std::int64_t{1} << (bits - 7);
+          const std::int64_t value = step * (i % kWide) - (isSigned ? 20 * step : 0);
+          for (std::uint32_t b = 0; b < bits; b += 8) {
+            page.pixels.push_back(static_cast<std::uint8_t>(value >> (bigEndian ? bits - 8 - b : b)));
+          }
+        }
+        ExpectRamp(WriteTiff(page, bigEndian ? "wb" : "wl"));
+      }
+    }
+  }
+}
+
+TEST(TiffSamples, ReadScalesLongIntegersToSixteenBits) {
+  for (const std::uint16_t bits : Codes{20, 31, 33, 52}) {
+    TiffPage page = Ramp<std::uint8_t>(0, 0, SAMPLEFORMAT_UINT);
+    page.bits = bits;
+    page.pixels = Pack(bits, std::ldexp(1.0, bits) - 1.0);
+    TestImage image(WriteTiff(page));
+    const std::vector<std::uint16_t> samples = ReadSamples(image);
+    EXPECT_EQ(0, samples[0]) << bits;
+    EXPECT_NEAR(65535.0 * 21 / (kWide - 1), samples[21], 1.0) << bits;
+    EXPECT_EQ(65535, samples[kWide - 1]) << bits;
   }
 }
 
@@ -281,6 +318,7 @@ TEST(TiffSamples, UnsupportedPixelsAnswerMinusThree) {
 
   TiffPage wide = MakePage<std::uint64_t>(8, 8, 1, [](auto x, auto, auto) { return x; });
   wide.bits = 40;
+  wide.format = SAMPLEFORMAT_IEEEFP;
   EXPECT_EQ(-3, StatusOf(WriteTiff(wide)));
 }
 

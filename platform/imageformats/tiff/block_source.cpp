@@ -21,7 +21,7 @@ bool IsPlainJpeg(const SPage& page) {
 }  // namespace
 
 SDecodedLayout DecodedLayoutOf(const SPage& page) noexcept {
-  SDecodedLayout layout = {page.bits, page.samples, page.format, page.planar, page.photometric};
+  SDecodedLayout layout = {page.bits, page.samples, page.format, page.planar, page.photometric, page.bigEndian};
   switch (page.photometric) {
     case PHOTOMETRIC_YCBCR:
       layout.photometric = PHOTOMETRIC_RGB;

@@ -10,14 +10,15 @@
 
 namespace imageformats::tiff {
 
-// How decoded rows are laid out: samples in the machine's byte order, each row starting on a byte, samples of less than
-// a byte packed from the high bit on.
+// How decoded rows are laid out: samples in the machine's byte order, each row starting on a byte, samples that are no
+// whole bytes packed from the high bit on.
 struct SDecodedLayout {
   std::uint32_t bits = 8;     // per sample
   std::uint32_t samples = 1;  // per pixel, over all planes
   ESampleFormat format = ESampleFormat::kUnsigned;
   bool planar = false;
   std::uint32_t photometric = 0;  // what the samples mean once decoded: never YCbCr, LogL or LogLuv
+  bool bigEndian = false;         // the order of samples of 5 to 7 bytes, which stay as the file has them
 };
 
 // What a page's samples are once decoded by the kind of source that OpenBlocks chooses for it.

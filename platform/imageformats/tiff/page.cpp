@@ -143,6 +143,7 @@ SPage ReadPage(TiffHandle& handle, std::uint64_t directoryOffset) {
   TIFF* tiff = handle.Get();
   SPage page;
   page.offset = directoryOffset;
+  page.bigEndian = handle.IsBigEndian();
   ReadGeometry(tiff, &page);
   ReadSampleLayout(tiff, &page);
   CheckBlockCount(page);
@@ -156,7 +157,7 @@ SPage ReadPage(TiffHandle& handle, std::uint64_t directoryOffset) {
 std::string WhyUnsupported(const SPage& page) {
   const bool bitsFit = page.format == ESampleFormat::kFloat
                            ? page.bits == 16 || page.bits == 24 || page.bits == 32 || page.bits == 64
-                           : page.bits <= 32 || page.bits == 64;
+                           : page.bits <= 64;
   if (page.format == ESampleFormat::kOther) return "Complex samples are not supported";
   if (!bitsFit) return "Samples of " + std::to_string(page.bits) + " bits are not supported";
   if (!TIFFIsCODECConfigured(static_cast<std::uint16_t>(page.compression))) {

@@ -23,6 +23,7 @@ struct SPage {
   std::uint32_t predictor = 1;
   std::uint32_t inkSet = 1;
   bool planar = false;  // samples in planes of their own
+  bool bigEndian = false;
   bool tiled = false;
   std::uint32_t blockWidth = 0, blockHeight = 0;  // of a tile, or a strip's width and rows
   EOrientation orientation = EOrientation::kTopLeft;

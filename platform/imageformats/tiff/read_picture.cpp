@@ -51,6 +51,7 @@ class PictureSink final : public PixelSink {
   PictureSink(const SPixelMeaning& meaning, const SPage& page, SDisplayRange range, SQvPicBuf& picture)
       : m_meaning(meaning),
         m_size(page.Size()),
+        m_shift(page.bits - std::min(page.bits, 16u)),
         m_range(range),
         m_placement(page.Size(), page.orientation, std::size_t{meaning.components} * (picture.bpc / 8), picture.data,
                     picture.widthBytes) {
@@ -85,13 +86,15 @@ class PictureSink final : public PixelSink {
       case ESampleType::kI16:
         return Map<std::int16_t, std::uint16_t>(row, samples, [](int v) { return v + 32768; });
       case ESampleType::kU32:
-        return Map<std::uint32_t, std::uint16_t>(row, samples, [](std::uint32_t v) { return v >> 16; });
+        return Map<std::uint32_t, std::uint16_t>(row, samples, [this](std::uint32_t v) { return v >> m_shift; });
       case ESampleType::kI32:
-        return Map<std::int32_t, std::uint16_t>(row, samples, [](std::int32_t v) { return (v >> 16) + 32768; });
+        return Map<std::int32_t, std::uint16_t>(row, samples,
+                                                [this](std::int32_t v) { return (v >> m_shift) + 32768; });
       case ESampleType::kU64:
-        return Map<std::uint64_t, std::uint16_t>(row, samples, [](std::uint64_t v) { return v >> 48; });
+        return Map<std::uint64_t, std::uint16_t>(row, samples, [this](std::uint64_t v) { return v >> m_shift; });
       case ESampleType::kI64:
-        return Map<std::int64_t, std::uint16_t>(row, samples, [](std::int64_t v) { return (v >> 48) + 32768; });
+        return Map<std::int64_t, std::uint16_t>(row, samples,
+                                                [this](std::int64_t v) { return (v >> m_shift) + 32768; });
       case ESampleType::kF32:
         return Map<float, std::uint16_t>(row, samples, [this](float v) { return Scaled(static_cast<double>(v)); });
       case ESampleType::kF64:
@@ -129,6 +132,7 @@ class PictureSink final : public PixelSink {
 
   const SPixelMeaning m_meaning;
   const SSize m_size;
+  const std::uint32_t m_shift;  // of integers of more than 16 bits
   const SDisplayRange m_range;
   const OrientedPlacement m_placement;
   std::unique_ptr<ColorTransform> m_lab;

@@ -57,13 +57,37 @@ std::int32_t SignExtended(std::uint32_t value, std::uint32_t bits) noexcept {
   return static_cast<std::int32_t>(value << unused) >> unused;
 }
 
+std::int64_t SignExtended(std::uint64_t value, std::uint32_t bits) noexcept {
+  const std::uint32_t unused = 64 - bits;
+  return static_cast<std::int64_t>(value << unused) >> unused;
+}
+
+std::uint64_t WholeBytes(const std::uint8_t* p, std::uint32_t bytes, bool bigEndian) noexcept {
+  std::uint64_t value = 0;
+  for (std::uint32_t i = 0; i < bytes; ++i) value = value << 8 | p[bigEndian ? i : bytes - 1 - i];
+  return value;
+}
+
 template <class T, class Next>
 void Fill(void* out, std::size_t count, Next&& next) noexcept {
   auto* samples = static_cast<T*>(out);
   for (std::size_t i = 0; i < count; ++i) samples[i] = static_cast<T>(next(i));
 }
 
-// Integers that are no whole bytes, and 24-bit ones.
+// Integers of 33 to 63 bits.
+void UnpackLongIntegers(const SDecodedLayout& layout, const std::uint8_t* row, std::size_t count, void* out) noexcept {
+  BitReader reader(row);
+  const std::uint32_t bits = layout.bits, bytes = bits / 8;
+  const auto value = [&](std::size_t i) {
+    if (bits % 8 == 0) return WholeBytes(row + bytes * i, bytes, layout.bigEndian);
+    const std::uint64_t high = reader.Get(bits - 32);
+    return high << 32 | reader.Get(32);
+  };
+  if (layout.format != ESampleFormat::kSigned) return Fill<std::uint64_t>(out, count, value);
+  Fill<std::int64_t>(out, count, [&](std::size_t i) { return SignExtended(value(i), bits); });
+}
+
+// Integers of less than 32 bits that are no whole bytes, and 24-bit ones.
 void UnpackIntegers(const SDecodedLayout& layout, const std::uint8_t* row, std::size_t count, void* out) noexcept {
   BitReader reader(row);
   const std::uint32_t bits = layout.bits;
@@ -102,7 +126,7 @@ void UnpackRow(const SDecodedLayout& layout, const std::uint8_t* row, std::size_
   if (IsUnpacked(layout)) {
     std::memcpy(out, row, count * SampleBytes(UnpackedType(layout)));
   } else if (layout.format != ESampleFormat::kFloat) {
-    UnpackIntegers(layout, row, count, out);
+    layout.bits > 32 ? UnpackLongIntegers(layout, row, count, out) : UnpackIntegers(layout, row, count, out);
   } else if (layout.bits == 16) {
     Fill<float>(out, count, [&](std::size_t i) {
       std::uint16_t half;
