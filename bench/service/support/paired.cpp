@@ -13,8 +13,11 @@ std::string FormatTime(double seconds) {
   return text;
 }
 
-const char* LimitText(EValue value) {
-  return value == EValue::SpeedAtLeast ? "at least" : value == EValue::RatioAtMost ? "at most" : "ms at most";
+std::string LimitText(EValue value, double limit) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%s %g%s", value == EValue::SpeedAtLeast ? "at least" : "at most", limit,
+                value == EValue::MillisecondsAtMost ? " ms" : "");
+  return text;
 }
 
 // One row of a Markdown table for each benchmark.
@@ -43,7 +46,7 @@ class CRowReporter : public benchmark::BenchmarkReporter {
     if (limit == 0) {
       std::printf(" | |\n");
     } else {
-      std::printf(" %s %g | %s |\n", LimitText(value), limit, holds ? "PASS" : "short");
+      std::printf(" %s | %s |\n", LimitText(value, limit).c_str(), holds ? "PASS" : "short");
     }
   }
 };
