@@ -27,6 +27,11 @@ void CQvStatement::BindText(int parameter, const CQvStringA& text) noexcept {
 }
 
 void CQvStatement::BindText16(int parameter, const CQvStringW& text) {
+  // Most texts of most files. SQLite would convert even these.
+  if (text.GetLength() == 0) {
+    sqlite3_bind_text(m_statement, parameter, "", 0, SQLITE_STATIC);
+    return;
+  }
   sqlite3_bind_text16(m_statement, parameter, CQvStringUtils::WtoUTF16(text.c_str()).c_str(), -1, SQLITE_TRANSIENT);
 }
 

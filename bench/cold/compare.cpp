@@ -26,8 +26,9 @@ const std::map<std::string_view, double> kGoals = {
 void PrintHead(const SComparer& comparer) {
   std::string head =
       "| class | qvthumbs files/s | vipsthumbnail files/s | time ours / its | at most |"
+      " processor time ours / its |"
       " two workers / one | two workers MiB over idle | vipsthumbnail MiB |";
-  std::string line = "|---|---|---|---|---|---|---|---|";
+  std::string line = "|---|---|---|---|---|---|---|---|---|";
   for (const SContender& other : comparer.others) {
     head += fmt::format(" {} files/s, MiB |", other.name);
     line += "---|";
@@ -41,9 +42,9 @@ void PrintRow(const SCorpusClass& kind, const SComparison& result) {
   if (!result.ours || !result.vips || !result.oursTwice) {
     throw std::runtime_error(fmt::format("a run on the class {} failed", kind.name));
   }
-  std::string row = fmt::format("| {} | {} | {} | {:.3f} | {:.2f} | {:.2f} | {:.0f} | {:.0f} |", kind.name,
+  std::string row = fmt::format("| {} | {} | {} | {:.3f} | {:.2f} | {:.3f} | {:.2f} | {:.0f} | {:.0f} |", kind.name,
                                 Number(result.ours->filesPerSecond), Number(result.vips->filesPerSecond), result.toVips,
-                                kGoals.at(kind.name), result.twoWorkersToOne,
+                                kGoals.at(kind.name), result.processorToVips, result.twoWorkersToOne,
                                 result.oursTwice->peakMiB - result.oursTwice->startMiB, result.vips->peakMiB);
   for (const Rate& other : result.others) {
     row += other ? fmt::format(" {}, {:.0f} |", Number(other->filesPerSecond), other->peakMiB) : " - |";

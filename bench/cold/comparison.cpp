@@ -25,43 +25,45 @@ void FillPageCache(const Paths& files) {
   }
 }
 
+using RunValue = double SProcessRun::*;
+
+std::vector<double> ValuesOf(const std::vector<SProcessRun>& runs, RunValue value) {
+  std::vector<double> values;
+  for (const SProcessRun& run : runs) values.push_back(run.*value);
+  return values;
+}
+
 // The runs of one contender on one class.
 struct SSeries {
   const SContender* contender = nullptr;
-  std::vector<double> starts, batches;
-  std::vector<double> peaks, startPeaks;
+  std::vector<SProcessRun> starts, batches;
   bool reads = true;
 
-  void RunStart(const Paths& files, const fs::path& out) {
-    const SProcessRun run = RunContender(*contender, files, out);
-    starts.push_back(run.seconds);
-    startPeaks.push_back(run.peakMiB);
-  }
+  void RunStart(const Paths& files, const fs::path& out) { starts.push_back(RunContender(*contender, files, out)); }
   void RunBatch(const Paths& files, const fs::path& out) {
     if (!reads) return;
-    const SProcessRun run = RunContender(*contender, files, out);
-    reads = run.succeeded;
-    batches.push_back(run.seconds);
-    peaks.push_back(run.peakMiB);
+    batches.push_back(RunContender(*contender, files, out));
+    reads = batches.back().succeeded;
   }
   // Of each round, with the median start-up taken out.
-  std::vector<double> Net() const {
-    std::vector<double> net = batches;
-    const double start = Median(starts);
+  std::vector<double> Net(RunValue time) const {
+    std::vector<double> net = ValuesOf(batches, time);
+    const double start = Median(ValuesOf(starts, time));
     for (double& seconds : net) seconds -= start;
     return net;
   }
   Rate Result(std::size_t batch) const {
     if (!reads) return std::nullopt;
     const auto count = static_cast<double>(contender->wholeBatch ? batch : 1);
-    return SRate{count / Median(Net()), std::ranges::max(peaks), Median(startPeaks)};
+    return SRate{count / Median(Net(&SProcessRun::seconds)), std::ranges::max(ValuesOf(batches, &SProcessRun::peakMiB)),
+                 Median(ValuesOf(starts, &SProcessRun::peakMiB))};
   }
 };
 
-double MedianQuotient(const SSeries& above, const SSeries& below) {
+double MedianQuotient(const SSeries& above, const SSeries& below, RunValue time) {
   if (!above.reads || !below.reads) return 0;
-  std::vector<double> quotients = above.Net();
-  const std::vector<double> divisors = below.Net();
+  std::vector<double> quotients = above.Net(time);
+  const std::vector<double> divisors = below.Net(time);
   for (std::size_t i = 0; i < quotients.size(); ++i) quotients[i] /= divisors[i];
   return Median(quotients);
 }
@@ -95,8 +97,9 @@ SComparison SComparer::Compare(const fs::path& folder, const std::string& classN
   result.ours = pair[0].Result(files.size());
   result.vips = pair[1].Result(files.size());
   result.oursTwice = pair[2].Result(files.size());
-  result.toVips = MedianQuotient(pair[0], pair[1]);
-  result.twoWorkersToOne = MedianQuotient(pair[2], pair[0]);
+  result.toVips = MedianQuotient(pair[0], pair[1], &SProcessRun::seconds);
+  result.twoWorkersToOne = MedianQuotient(pair[2], pair[0], &SProcessRun::seconds);
+  result.processorToVips = MedianQuotient(pair[0], pair[1], &SProcessRun::processorSeconds);
   for (const SContender& other : others) {
     if (other.onlyClass != nullptr && className != other.onlyClass) {
       result.others.emplace_back();

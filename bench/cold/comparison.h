@@ -20,6 +20,7 @@ struct SComparison {
   std::vector<Rate> others;
   double toVips = 0;           // time of ours divided by the peer's: median of the rounds' quotients
   double twoWorkersToOne = 0;  // likewise
+  double processorToVips = 0;  // likewise, of processor time, which says more on a machine that others use too
 };
 
 struct SComparer {

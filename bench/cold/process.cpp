@@ -32,6 +32,10 @@ class CQuietOutput {
   posix_spawn_file_actions_t m_actions{};
 };
 
+double Seconds(const timeval& time) {
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+}
+
 }  // namespace
 
 SProcessRun RunProcess(const std::vector<std::string>& arguments) {
@@ -51,6 +55,7 @@ SProcessRun RunProcess(const std::vector<std::string>& arguments) {
   }
   SProcessRun run;
   run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  run.processorSeconds = Seconds(usage.ru_utime) + Seconds(usage.ru_stime);
   run.peakMiB = static_cast<double>(usage.ru_maxrss) / 1024;
   run.succeeded = WIFEXITED(status) && WEXITSTATUS(status) == 0;
   return run;

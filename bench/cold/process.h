@@ -5,6 +5,7 @@
 
 struct SProcessRun {
   double seconds = 0;
+  double processorSeconds = 0;  // of all its threads, and the kernel's for it
   double peakMiB = 0;
   bool succeeded = false;
 };

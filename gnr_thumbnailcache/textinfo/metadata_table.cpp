@@ -97,6 +97,8 @@ bool CQvThumbnailCacheImpl::ReadFileTextInfoFromDatabase(const CQvStringW& path,
 void CQvThumbnailCacheImpl::SaveFileTextInfoToDatabase(const CQvStringW& path, const STextInformation& info) {
   sqlite3* db = GetDatabase();
   if (!db) return;
+  // Before the connection is held: to look a file up may take as long as its disk likes.
+  const double stamp = GetLastWriteStamp(path);
   // Both qualities of a file may be saved at once, and the file has one row.
   const CQvConnectionLock connection(db);
   CQvStatement remove(db, "DELETE FROM metadata WHERE filename = :FN");
@@ -110,7 +112,7 @@ void CQvThumbnailCacheImpl::SaveFileTextInfoToDatabase(const CQvStringW& path, c
                                      ") VALUES (" + JoinMetadataColumns(EMetadataPart::Parameter, 0) + ")";
   CQvStatement insert(db, kInsert);
   insert.BindText16(1, path);
-  insert.BindDouble(2, GetLastWriteStamp(path));
+  insert.BindDouble(2, stamp);
   SBinder binder{insert, static_cast<int>(kMetadataKeyColumns) + 1};
   VisitColumns(binder, info);
   RunAndReport(db, insert, kSaveReport);

@@ -17,12 +17,12 @@ struct SMakeOptions {
   bool picturesWanted = false;
 };
 
-// Has thumbnails made as a viewer does: requests them in small batches, waits for the listener, gets each with its
+// Has thumbnails made as a viewer does: requests them, waits for the listener, gets each with its
 // source's modification time and releases it; a stale one is waited for again. What the database already holds is not
 // requested. Memory stays bounded however many jobs there are: a limited number is on its way at any time, and what is
 // finished is purged now and then.
 //
-// The batches are small because the service wakes one worker a batch.
+// Each is requested in a call of its own, because a call wakes one worker: a few in one call would be left to one.
 class CThumbnailMaker {
  public:
   CThumbnailMaker(CSession& session, IThumbnailJobs& jobs, IThumbnailObserver& observer, const SMakeOptions& options);
@@ -40,7 +40,7 @@ class CThumbnailMaker {
 
   void Refill();
   bool TakeNext(SPending* next);
-  void Submit(std::vector<SPending> batch);
+  void Submit(SPending next);
   void WaitForWorkers();
   void Finish(const std::wstring& location);
   void FinishReady(const std::wstring& location, SPending& pending, const SQvPicBuf& picture);

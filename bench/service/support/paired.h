@@ -17,8 +17,10 @@ enum class EValue {
 
 struct SLimit {
   EValue value;
-  double limit;
+  double limit;  // 0: none, the row is there to be compared with another
 };
+constexpr SLimit kNoLimit = {EValue::RatioAtMost, 0};
+constexpr SLimit kNoSpeedLimit = {EValue::SpeedAtLeast, 0};
 
 // The times of a row, one of each side a round. Rounds alternate (A B A B ...), so that a disturbance of the machine
 // meets both sides; what is reported are medians.
