@@ -12,6 +12,7 @@ using namespace std::chrono_literals;
 
 // Identifies this host's view to the service.
 constexpr std::uint64_t kReferrer = 0x71767468756D6273u;
+constexpr std::size_t kBatch = 16;
 // Enough to keep both workers busy while the main thread explains a failure.
 constexpr std::size_t kOnTheirWay = 64;
 // A finished picture must survive until it is looked at, so the limit lies above the number on their way.
@@ -69,9 +70,15 @@ void CThumbnailMaker::Refill() {
     m_service.PurgeUnusedThumbnails();
     m_sincePurge = 0;
   }
-  SPending next;
-  const auto hasRoom = [this] { return m_pending.size() < kOnTheirWay && m_sincePurge < kPurgeEvery; };
-  while (!m_ended && hasRoom() && TakeNext(&next)) Submit(std::move(next));
+  // A thumbnail made in place is a batch of its own, so that Ctrl-C need not wait for many.
+  const std::size_t size = m_options.sync ? 1 : kBatch;
+  while (!m_ended && m_pending.size() + kBatch <= kOnTheirWay && m_sincePurge < kPurgeEvery) {
+    std::vector<SPending> batch;
+    SPending next;
+    while (batch.size() < size && TakeNext(&next)) batch.push_back(std::move(next));
+    if (batch.empty()) return;
+    Submit(std::move(batch));
+  }
 }
 
 bool CThumbnailMaker::TakeNext(SPending* next) {
@@ -94,13 +101,17 @@ bool CThumbnailMaker::TakeNext(SPending* next) {
   return false;
 }
 
-void CThumbnailMaker::Submit(SPending next) {
-  const SQvThumbnailDescription description = next.job.description;
-  const std::wstring location = KeyOf(description);
-  m_pending.insert_or_assign(location, std::move(next));
-  ++m_sincePurge;
-  m_service.RequestThumbnails(0, &description, 1, 0, !m_options.sync);
-  if (m_options.sync) Finish(location);
+void CThumbnailMaker::Submit(std::vector<SPending> batch) {
+  std::vector<SQvThumbnailDescription> descriptions;
+  for (SPending& pending : batch) {
+    descriptions.push_back(pending.job.description);
+    m_pending.insert_or_assign(KeyOf(pending.job.description), std::move(pending));
+  }
+  m_sincePurge += batch.size();
+  const auto rest = static_cast<std::uint32_t>(descriptions.size() - 1);
+  m_service.RequestThumbnails(0, descriptions.data(), 1, 0, !m_options.sync);
+  if (rest != 0) m_service.RequestThumbnails(0, descriptions.data() + 1, rest, 0, !m_options.sync);
+  if (m_options.sync) Finish(KeyOf(descriptions.front()));
 }
 
 void CThumbnailMaker::WaitForWorkers() {

@@ -17,12 +17,13 @@ struct SMakeOptions {
   bool picturesWanted = false;
 };
 
-// Has thumbnails made as a viewer does: requests them, waits for the listener, gets each with its
-// source's modification time and releases it; a stale one is waited for again. What the database already holds is not
-// requested. Memory stays bounded however many jobs there are: a limited number is on its way at any time, and what is
-// finished is purged now and then.
+// Has thumbnails made as a viewer does: requests them in batches, waits for the listener, gets each with
+// its source's modification time and releases it; a stale one is waited for again. What the database already holds is
+// not requested. Memory stays bounded however many jobs there are: a limited number is on its way at any time, and what
+// is finished is purged now and then.
 //
-// Each is requested in a call of its own, because a call wakes one worker: a few in one call would be left to one.
+// A batch goes in two calls, its first thumbnail and the rest, because a call wakes one worker: a single call might
+// leave all of a small batch to that one.
 class CThumbnailMaker {
  public:
   CThumbnailMaker(CSession& session, IThumbnailJobs& jobs, IThumbnailObserver& observer, const SMakeOptions& options);
@@ -40,7 +41,7 @@ class CThumbnailMaker {
 
   void Refill();
   bool TakeNext(SPending* next);
-  void Submit(SPending next);
+  void Submit(std::vector<SPending> batch);
   void WaitForWorkers();
   void Finish(const std::wstring& location);
   void FinishReady(const std::wstring& location, SPending& pending, const SQvPicBuf& picture);
