@@ -60,6 +60,65 @@ TEST(TiffMetadata, Latin1TextsAndMachineTexts) {
   EXPECT_EQ(0.0, metadata.acquisitionTime);
 }
 
+// A picture with an EXIF and a GPS directory, written by libtiff.
+std::string WriteWithExif(const TestFolder& folder, const char* mode) {
+  const std::string path = folder.Path() + "/exif.tif";
+  TIFF* tiff = TIFFOpen(path.c_str(), mode);
+  const auto setPicture = [&](std::uint64_t exif, std::uint64_t gps) {
+    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 8);
+    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 1);
+    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
+    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+    TIFFSetField(tiff, TIFFTAG_DATETIME, "2022:01:01 00:00:00");
+    TIFFSetField(tiff, TIFFTAG_EXIFIFD, exif);
+    TIFFSetField(tiff, TIFFTAG_GPSIFD, gps);
+    std::uint8_t row[8] = {};
+    EXPECT_EQ(1, TIFFWriteScanline(tiff, row, 0, 0));
+  };
+  std::uint64_t exif = 0, gps = 0;
+  const double latitude[] = {50.0, 30.0, 0.0}, longitude[] = {14.0, 15.0, 0.0};
+  TIFFCreateEXIFDirectory(tiff);
+  TIFFSetField(tiff, EXIFTAG_DATETIMEORIGINAL, "2021:02:03 04:05:06");
+  TIFFSetField(tiff, EXIFTAG_EXPOSURETIME, 0.02);
+  TIFFSetField(tiff, EXIFTAG_FNUMBER, 5.6);
+  EXPECT_EQ(1, TIFFWriteCustomDirectory(tiff, &exif));
+  TIFFCreateGPSDirectory(tiff);
+  TIFFSetField(tiff, GPSTAG_LATITUDEREF, "N");
+  TIFFSetField(tiff, GPSTAG_LATITUDE, latitude);
+  TIFFSetField(tiff, GPSTAG_LONGITUDEREF, "E");
+  TIFFSetField(tiff, GPSTAG_LONGITUDE, longitude);
+  EXPECT_EQ(1, TIFFWriteCustomDirectory(tiff, &gps));
+  TIFFFreeDirectory(tiff);
+  TIFFCreateDirectory(tiff);
+  setPicture(exif, gps);
+  TIFFClose(tiff);
+  return path;
+}
+
+TEST(TiffMetadata, ExifAddsWhatTheTagsDoNotSay) {
+  for (const char* mode : {"wl", "wb", "wl8", "wb8"}) {
+    const TestFolder folder;
+    TestImage image(WriteWithExif(folder, mode));
+    const imageformats::SImageMetadata metadata = image->Metadata();
+    EXPECT_EQ(CQvStringW(L"2021-02-03 04:05:06"), metadata.text.date) << mode << ": the shot's, not the last change's";
+    EXPECT_NEAR(2459248.670208, metadata.acquisitionTime, 1e-5) << mode;
+    EXPECT_EQ(CQvStringW(L"1/50 s, f/5.6"), metadata.text.info2) << mode;
+    EXPECT_EQ(CQvStringW(L"50.5\u00B0 N, 14.25\u00B0 E"), metadata.text.location) << mode;
+  }
+}
+
+TEST(TiffMetadata, ExifThatLeadsNowhereAddsNothing) {
+  for (const std::uint64_t place : {std::uint64_t{8}, std::uint64_t{100000}, std::uint64_t{0xFFFFFFF0u}}) {
+    TiffPage page = Plain();
+    page.tags = [&](TIFF* tiff) {
+      TIFFSetField(tiff, TIFFTAG_EXIFIFD, place);
+      TIFFSetField(tiff, TIFFTAG_DATETIME, "2021:02:03 04:05:06");
+    };
+    TestImage image(WriteTiff(page));
+    EXPECT_EQ(CQvStringW(L"2021-02-03 04:05:06"), image->Metadata().text.date);
+  }
+}
+
 TEST(TiffMetadata, OnlyMicroscopicResolutionsCalibrate) {
   struct {
     double x, y;

@@ -11,7 +11,7 @@ namespace imageformats::tiff {
 
 void DescribeOme(const SDataset& dataset, SImageMetadata* metadata);
 void DescribeImageJ(FileSet& files, const SDataset& dataset, SImageMetadata* metadata);
-// TIFF's own tags.
+// TIFF's own tags, and EXIF directories.
 void DescribeTags(FileSet& files, const SDataset& dataset, SImageMetadata* metadata);
 
 // Planes of the dataset's channels with names and colours; kind-specific facts are added by the functions above.

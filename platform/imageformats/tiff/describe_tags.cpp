@@ -4,6 +4,7 @@
 #include "platform/imageformats/common/exif.h"
 #include "platform/imageformats/common/text.h"
 #include "platform/imageformats/tiff/describe.h"
+#include "platform/imageformats/tiff/exif_block.h"
 #include "platform/imageformats/tiff/tags.h"
 
 namespace imageformats::tiff {
@@ -64,6 +65,8 @@ void DescribeTags(FileSet& files, const SDataset& dataset, SImageMetadata* metad
   SetIfEmpty(text.capturing, Joined(tag(TIFFTAG_MAKE), L" ", tag(TIFFTAG_MODEL)));
   SetIfEmpty(text.location, tag(TIFFTAG_HOSTCOMPUTER));
   SetIfEmpty(text.info2, tag(TIFFTAG_SOFTWARE));
+  // The time of the shot is EXIF's; TIFF's own may be that of a later change.
+  ApplyExif(ExifBlockOf(file.handle), *metadata);
   const std::string date = TextTag(file.handle, TIFFTAG_DATETIME);
   if (!date.empty() && metadata->acquisitionTime == 0.0) TakeDate(date, metadata);
   // OME-TIFF and ImageJ say it elsewhere; their writers fill these tags with anything.

@@ -11,6 +11,7 @@ list(APPEND sources
   tiff/describe_imagej.cpp
   tiff/describe_ome.cpp
   tiff/describe_tags.cpp
+  tiff/exif_block.cpp
   tiff/file_set.cpp
   tiff/ifd_chain.cpp
   tiff/imagej.cpp
