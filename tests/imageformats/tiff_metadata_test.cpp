@@ -82,6 +82,7 @@ std::string WriteWithExif(const TestFolder& folder, const char* mode) {
   TIFFSetField(tiff, EXIFTAG_EXPOSURETIME, 0.02);
   TIFFSetField(tiff, EXIFTAG_FNUMBER, 5.6);
   EXPECT_EQ(1, TIFFWriteCustomDirectory(tiff, &exif));
+  TIFFFreeDirectory(tiff);
   TIFFCreateGPSDirectory(tiff);
   TIFFSetField(tiff, GPSTAG_LATITUDEREF, "N");
   TIFFSetField(tiff, GPSTAG_LATITUDE, latitude);
