@@ -1,13 +1,11 @@
 // What a thumbnail costs when there are many: entries in the map, requests in the queue, rows in the database. Each row
 // sets a large collection against one of 1,000.
 
-#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
-#include <limits>
 #include <memory>
 #include <numeric>
 #include <random>
@@ -76,8 +74,6 @@ CSideProcess::Round ReadSample(const std::shared_ptr<SSide>& side) {
 
 // Gives malloc enough for a bench's pictures, so that the system's way of handing out new memory is not measured.
 void TouchMemory() {
-  mallopt(M_MMAP_THRESHOLD, std::numeric_limits<int>::max());
-  mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
   std::vector<char> memory((kRounds + 1) * kSample * 240 * 180 * 3, 1);
   benchmark::DoNotOptimize(memory.data());
 }
