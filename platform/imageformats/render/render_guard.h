@@ -10,7 +10,7 @@ namespace imageformats {
 struct SRenderLimits {
   std::uint64_t memory = 256ull << 20;                        // bytes that one rendering may hold at once
   std::uint64_t pixels = 16ull << 30;                         // pixels of a picture that is decoded in full
-  std::chrono::milliseconds time = std::chrono::seconds(10);  // the processor's: a busy machine refuses nothing
+  std::chrono::milliseconds time = std::chrono::seconds(30);  // the processor's: a busy machine refuses nothing
 };
 
 // Keeps one operation within its limits. Codec code reports what it takes before it allocates and asks for the time
