@@ -356,16 +356,18 @@ class ParallelModelTest : public ViewersModelTest {
   void Show(const SQvThumbnailDescription& desc, std::uint64_t viewer, std::vector<SShown>* shown) {
     const SLook look = Get(Cache(), desc, viewer);
     EXPECT_TRUE(look.state <= 9 && look.state != 3 && look.state != 6) << look.state;
-    EXPECT_EQ(look.HasPicture(), look.state == 4 || look.state == 8);
-    if (!look.HasPicture()) return;
-    const std::uint8_t byte = *static_cast<const std::uint8_t*>(look.picture.data);
-    EXPECT_TRUE(Uniform(look.picture, byte)) << "half a picture was shown";
+    const bool refers = look.state == 4 || look.state == 8;
+    // A release makes a record stale even if it has no picture: a copy that failed was published meanwhile.
+    EXPECT_TRUE(look.HasPicture() == refers || (refers && desc.IsDBLoc())) << look.state;
+    if (!refers) return;
+    const std::uint8_t byte = look.HasPicture() ? *static_cast<const std::uint8_t*>(look.picture.data) : 0;
+    EXPECT_TRUE(!look.HasPicture() || Uniform(look.picture, byte)) << "half a picture was shown";
     shown->push_back({desc.location.Str(), desc.flags, viewer, look.picture, byte});
   }
   void Leave(std::vector<SShown>* shown, std::size_t index, double time) {
     const SShown item = (*shown)[index];
     shown->erase(shown->begin() + static_cast<std::ptrdiff_t>(index));
-    EXPECT_TRUE(Uniform(item.picture, item.byte)) << "a shown picture changed";
+    EXPECT_TRUE(!item.picture.data || Uniform(item.picture, item.byte)) << "a shown picture changed";
     Cache().ReleaseThumbnail(item.viewer, Describe(item.location, item.flags, time));
   }
   void RequestThumbnails(const SQvThumbnailDescription& desc, bool queue) {
@@ -420,24 +422,28 @@ class ParallelModelTest : public ViewersModelTest {
   }
 };
 
+// What is excluded while it is in work turns dormant and may be taken a second time, and a release makes a record stale
+// whatever it was before. Two threads then have copies of one thumbnail. The later copy replaces the references that
+// were taken on the earlier one, so that their viewers' releases find none, or no entry at all; and where both deleted
+// the row before either inserted it, the second row is refused. Nothing else may be reported.
+bool TellsOfTwoCopies(const std::wstring& text) {
+  if (text == L"m_RefSet.find(src) == m_RefSet.end()" || text == L"i == m_CacheMap.end()") return true;
+  return text.starts_with(L"THUMBCACHE: SaveThumbnailToDatabase - sqlite3_") &&
+         text.ends_with(L"UNIQUE constraint failed: cache.filename, cache.flags");
+}
+
 TEST_F(ParallelModelTest, ShownPicturesOfFilesNeverChange) {
   m_locations.resize(kFiles);
   PlayAll();
-  // Both qualities of a file, made at the same time, save its text information at the same time; the second row is
-  // refused. Nothing else may be reported.
   for (const std::wstring& text : m_diag.TakeTexts())
-    EXPECT_TRUE(text.starts_with(L"THUMBCACHE: SaveFileTextInfoToDatabase - sqlite3_"))
-        << CQvStringUtils::WtoUTF8(text.c_str()).Str();
+    EXPECT_TRUE(TellsOfTwoCopies(text)) << CQvStringUtils::WtoUTF8(text.c_str()).Str();
 }
 
 TEST_F(ParallelModelTest, ShownPicturesOfRecordsNeverChange) {
   m_locations.erase(m_locations.begin(), m_locations.begin() + kFiles);
   PlayAll();
-  // A finished copy replaces the references that were taken on a record's entry meanwhile, so that their viewers'
-  // releases find none, or no entry at all.
   for (const std::wstring& text : m_diag.TakeTexts())
-    EXPECT_TRUE(text == L"m_RefSet.find(src) == m_RefSet.end()" || text == L"i == m_CacheMap.end()")
-        << CQvStringUtils::WtoUTF8(text.c_str()).Str();
+    EXPECT_TRUE(TellsOfTwoCopies(text)) << CQvStringUtils::WtoUTF8(text.c_str()).Str();
 }
 
 }  // namespace
