@@ -37,6 +37,18 @@ void AddDatabaseOptions(CLI::App* command, SDatabaseOptions* options);
 void AddJsonOption(CLI::App* command, bool* json);
 void AddQualityOption(CLI::App* command, std::string* quality);
 
+// A verb below another verb ("history list"). SArguments has `database` and `json`; `work` throws CHostError.
+template <class SArguments>
+CLI::App* AddVerb(CLI::App* parent, const char* name, const char* description, const char* example,
+                  const std::shared_ptr<SArguments>& arguments, void (*work)(const SArguments&)) {
+  CLI::App* command = parent->add_subcommand(name, description);
+  AddDatabaseOptions(command, &arguments->database);
+  AddJsonOption(command, &arguments->json);
+  command->footer(std::string("Example:\n  ") + example);
+  command->callback([arguments, work] { work(*arguments); });
+  return command;
+}
+
 struct STimeRange {
   std::string since, until;  // as typed
 

@@ -134,16 +134,6 @@ void AddUserOption(CLI::App* command, std::string* user) {
   command->add_option("--user", *user, "Who acquired the images")->required()->type_name("NAME");
 }
 
-CLI::App* AddVerb(CLI::App* parent, const char* name, const char* description, const char* example,
-                  const std::shared_ptr<SArguments>& arguments, void (*work)(const SArguments&)) {
-  CLI::App* command = parent->add_subcommand(name, description);
-  AddDatabaseOptions(command, &arguments->database);
-  AddJsonOption(command, &arguments->json);
-  command->footer(std::string("Example:\n  ") + example);
-  command->callback([arguments, work] { work(*arguments); });
-  return command;
-}
-
 void AddList(CLI::App* parent) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = AddVerb(parent, "list", "List what a user acquired, by time",

@@ -197,16 +197,6 @@ void Delete(const SArguments& arguments) {
   }
 }
 
-CLI::App* AddVerb(CLI::App* parent, const char* name, const char* description, const char* example,
-                  const std::shared_ptr<SArguments>& arguments, void (*work)(const SArguments&)) {
-  CLI::App* command = parent->add_subcommand(name, description);
-  AddDatabaseOptions(command, &arguments->database);
-  AddJsonOption(command, &arguments->json);
-  command->footer(std::string("Example:\n  ") + example);
-  command->callback([arguments, work] { work(*arguments); });
-  return command;
-}
-
 void AddAdd(CLI::App* parent) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command =
