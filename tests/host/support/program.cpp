@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -23,11 +24,17 @@ std::string ReadAll(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// The test's own environment, without what leads to the real user's files, and with `assignments`.
+// The test's own environment, without what leads to the real user's files, and with `assignments`, which replace: of
+// two values of a name a program reads the first.
 std::vector<std::string> Environment(const std::vector<std::string>& assignments) {
+  const auto isKept = [&](const std::string& entry) {
+    const std::string name = entry.substr(0, entry.find('=') + 1);
+    const auto assigns = [&](const std::string& assignment) { return assignment.starts_with(name); };
+    return !name.starts_with("XDG_") && std::none_of(assignments.begin(), assignments.end(), assigns);
+  };
   std::vector<std::string> environment;
   for (char** entry = environ; *entry; ++entry) {
-    if (std::strncmp(*entry, "HOME=", 5) != 0 && std::strncmp(*entry, "XDG_", 4) != 0) environment.emplace_back(*entry);
+    if (isKept(*entry)) environment.emplace_back(*entry);
   }
   environment.insert(environment.end(), assignments.begin(), assignments.end());
   return environment;
