@@ -65,7 +65,9 @@ TEST(JpegQuality, FastLosesAtMostOneDecibelAndStaysNearTheAverageOfAllPixels) {
         const TestPicture truth = AreaAverage(scene.picture, size.width, size.height);
         const TestPicture full = AreaAverage(decoded, size.width, size.height);
         const TestPicture fast = RenderBytes(bytes, size.width, size.height, true);
-        const auto where = [&] { return std::string(scene.name) + ", " + kind + ", " + std::to_string(size.width); };
+        const auto where = [&, kind = kind] {
+          return std::string(scene.name) + ", " + kind + ", " + std::to_string(size.width);
+        };
         EXPECT_GE(Psnr(fast, full), 36.0) << where();
         EXPECT_GE(Psnr(Stored(fast), truth), Psnr(Stored(full), truth) - 1.0) << where();
       }
