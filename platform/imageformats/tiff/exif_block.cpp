@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/imageformats/common/integers.h"
+
 namespace imageformats::tiff {
 namespace {
 
@@ -87,13 +89,8 @@ class ExifCopy {
     return m_input.ReadAt(size > room ? Read(place, room) : place, entry->value.data(), entry->value.size()) == size;
   }
 
-  // A number of the file; zeros where it ends.
   std::uint64_t Read(std::uint64_t offset, std::size_t bytes) const {
-    std::uint8_t raw[8] = {};
-    m_input.ReadAt(offset, raw, bytes);
-    std::uint64_t value = 0;
-    for (std::size_t i = 0; i < bytes; ++i) value = value << 8 | raw[m_bigEndian ? i : bytes - 1 - i];
-    return value;
+    return ReadInteger(m_input, offset, bytes, m_bigEndian);
   }
 
   void Put(std::size_t at, std::uint64_t value, std::size_t bytes) {

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "platform/imageformats/common/integers.h"
+
 namespace imageformats::tiff {
 namespace {
 
@@ -90,11 +92,7 @@ class Block {
   bool IsValid() const noexcept { return m_valid; }
 
   std::uint64_t Number(std::size_t offset, std::size_t size) const noexcept {
-    std::uint64_t value = 0;
-    for (std::size_t i = 0; i < size; ++i) {
-      value = value << 8 | m_bytes[offset + (m_bigEndian ? i : size - 1 - i)];
-    }
-    return value;
+    return IntegerAt(m_bytes.data() + offset, size, m_bigEndian);
   }
   double Double(std::size_t offset) const noexcept {
     const std::uint64_t bits = Number(offset, 8);

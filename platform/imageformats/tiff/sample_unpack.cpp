@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "platform/imageformats/common/integers.h"
+
 namespace imageformats::tiff {
 namespace {
 
@@ -62,12 +64,6 @@ std::int64_t SignExtended(std::uint64_t value, std::uint32_t bits) noexcept {
   return static_cast<std::int64_t>(value << unused) >> unused;
 }
 
-std::uint64_t WholeBytes(const std::uint8_t* p, std::uint32_t bytes, bool bigEndian) noexcept {
-  std::uint64_t value = 0;
-  for (std::uint32_t i = 0; i < bytes; ++i) value = value << 8 | p[bigEndian ? i : bytes - 1 - i];
-  return value;
-}
-
 template <class T, class Next>
 void Fill(void* out, std::size_t count, Next&& next) noexcept {
   auto* samples = static_cast<T*>(out);
@@ -79,7 +75,7 @@ void UnpackLongIntegers(const SDecodedLayout& layout, const std::uint8_t* row, s
   BitReader reader(row);
   const std::uint32_t bits = layout.bits, bytes = bits / 8;
   const auto value = [&](std::size_t i) {
-    if (bits % 8 == 0) return WholeBytes(row + bytes * i, bytes, layout.bigEndian);
+    if (bits % 8 == 0) return IntegerAt(row + bytes * i, bytes, layout.bigEndian);
     const std::uint64_t high = reader.Get(bits - 32);
     return high << 32 | reader.Get(32);
   };

@@ -1,6 +1,5 @@
 #include "platform/imageformats/wsi/tiff_entries.h"
 
-#include <array>
 #include <cstring>
 
 namespace imageformats {
@@ -15,14 +14,6 @@ std::optional<TiffEntries> TiffEntries::Of(const Input& input) noexcept {
   if (version != 42 && version != 43) return std::nullopt;
   entries.m_isBig = version == 43;
   return entries;
-}
-
-std::uint64_t TiffEntries::Read(std::uint64_t offset, std::size_t bytes) const noexcept {
-  std::array<std::uint8_t, 8> raw{};
-  m_input.ReadAt(offset, raw.data(), bytes);
-  std::uint64_t value = 0;
-  for (std::size_t i = 0; i < bytes; ++i) value = value << 8 | raw[m_bigEndian ? i : bytes - 1 - i];
-  return value;
 }
 
 }  // namespace imageformats

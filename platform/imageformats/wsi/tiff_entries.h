@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "platform/imageformats/common/input.h"
+#include "platform/imageformats/common/integers.h"
 
 namespace imageformats {
 
@@ -31,8 +31,9 @@ class TiffEntries {
   static constexpr std::uint64_t kMaxEntries = 4096;
 
   TiffEntries(const Input& input, bool bigEndian) noexcept : m_input(input), m_bigEndian(bigEndian) {}
-  // An integer; zeros where the file ends.
-  std::uint64_t Read(std::uint64_t offset, std::size_t bytes) const noexcept;
+  std::uint64_t Read(std::uint64_t offset, std::size_t bytes) const noexcept {
+    return ReadInteger(m_input, offset, bytes, m_bigEndian);
+  }
 
   const Input& m_input;
   bool m_bigEndian = false, m_isBig = false;
