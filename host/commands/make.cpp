@@ -49,12 +49,12 @@ void MakeOfLibrary(const SArguments& arguments, SRun& run) {
   if (!arguments.paths.empty()) throw CHostError("give either paths or a --library");
   // The library outlives the session, whose workers call it.
   CLibraryDatabase library(arguments.library);
-  if (!arguments.field.empty() && library.File().List(arguments.field).empty()) {
+  CLibraryJobs jobs(library, arguments.field, arguments.quality == "high");
+  if (!arguments.field.empty() && jobs.Count() == 0) {
     throw CHostError(fmt::format("no record of the library has a field {}", arguments.field));
   }
   CSession session;
   session.Open(arguments.database);
-  CLibraryJobs jobs(library, arguments.field, arguments.quality == "high");
   CMakeReport report(jobs.Count(), arguments.json);
   const bool completed = CThumbnailMaker(session, jobs, report, arguments.MakeOptions()).Run();
   run.status = report.Print(session.DatabasePath(), completed);
