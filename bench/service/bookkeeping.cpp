@@ -142,6 +142,18 @@ void NewHistory(benchmark::State& state) {
       });
 }
 
+template <class TOurs, class TBare>
+void RunReads(benchmark::State& state, const TOurs& listOurs, const TBare& listBare) {
+  RunPaired(
+      state, kReads, kListLimit,
+      [&] {
+        for (int i = 0; i < kReads; ++i) listOurs();
+      },
+      [&] {
+        for (int i = 0; i < kReads; ++i) listBare();
+      });
+}
+
 void ListHistory(benchmark::State& state) {
   SScene scene;
   for (std::size_t i = 0; i < kListed; ++i) {
@@ -170,14 +182,7 @@ void ListHistory(benchmark::State& state) {
     (*scene.cache)->ReadHistory(L"anna", 0, 3e6, &ids, &times, &names);
     if (ids.size() != kListed) GiveUp("rows are missing");
   };
-  RunPaired(
-      state, kReads, kListLimit,
-      [&] {
-        for (int i = 0; i < kReads; ++i) listOurs();
-      },
-      [&] {
-        for (int i = 0; i < kReads; ++i) listBare();
-      });
+  RunReads(state, listOurs, listBare);
 }
 
 void InsertBareItem(SScene& scene, const std::string& name) {
@@ -223,14 +228,7 @@ void ListItems(benchmark::State& state) {
     (*scene.cache)->GetStoredChildren(0, &ids, &names);
     if (ids.size() != kListed) GiveUp("rows are missing");
   };
-  RunPaired(
-      state, kReads, kListLimit,
-      [&] {
-        for (int i = 0; i < kReads; ++i) listOurs();
-      },
-      [&] {
-        for (int i = 0; i < kReads; ++i) listBare();
-      });
+  RunReads(state, listOurs, listBare);
 }
 
 BENCHMARK(NewExperiment)->Name("WriteExperiment, a new one")->Iterations(kRounds)->UseManualTime();
