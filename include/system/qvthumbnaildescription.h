@@ -36,4 +36,9 @@ struct QV_SYSTEM_API SQvThumbnailDescription {
   static CQvStringW ExtractDBRecID(const CQvStringW& location);
   static CQvStringW ExtractDBField(const CQvStringW& location);
   static CQvStringW MakeDBLocation(std::int32_t recordID, const CQvStringW& field);
+  // The form in which locations are kept and compared.
+  static CQvStringW LowerCase(CQvStringW location) {
+    CQvStringUtils::ToLower(location.Str());
+    return location;
+  }
 };
