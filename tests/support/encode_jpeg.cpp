@@ -50,7 +50,7 @@ void Configure(jpeg_compress_struct& info, const STestPicture& picture, const SJ
 
 }  // namespace
 
-FileBytes EncodeJpeg(const STestPicture& picture, const SJpegRecipe& recipe) {
+SFileBytes EncodeJpeg(const STestPicture& picture, const SJpegRecipe& recipe) {
   jpeg_compress_struct info;
   jpeg_error_mgr errors;
   info.err = jpeg_std_error(&errors);  // ends the test program: a recipe that libjpeg refuses is a mistake in the test
@@ -78,13 +78,13 @@ FileBytes EncodeJpeg(const STestPicture& picture, const SJpegRecipe& recipe) {
   }
   jpeg_finish_compress(&info);
   jpeg_destroy_compress(&info);
-  FileBytes bytes(memory, memory + size);
+  SFileBytes bytes(memory, memory + size);
   std::free(memory);
   return bytes;
 }
 
-FileBytes ExifWithOrientation(int orientation) {
-  FileBytes exif = BytesOf("Exif");
+SFileBytes ExifWithOrientation(int orientation) {
+  SFileBytes exif = BytesOf("Exif");
   const std::uint8_t body[] = {
       0, 0, 'I', 'I', 42, 0, 8, 0, 0, 0, 1, 0, 0x12, 0x01, 3, 0, 1, 0, 0, 0, static_cast<std::uint8_t>(orientation),
       0, 0, 0,   0,   0,  0, 0};
@@ -92,12 +92,12 @@ FileBytes ExifWithOrientation(int orientation) {
   return exif;
 }
 
-std::vector<std::pair<int, FileBytes>> ProfileSegments(const FileBytes& profile) {
+std::vector<std::pair<int, SFileBytes>> ProfileSegments(const SFileBytes& profile) {
   constexpr std::size_t kPiece = 60000;
-  std::vector<std::pair<int, FileBytes>> segments;
+  std::vector<std::pair<int, SFileBytes>> segments;
   const std::size_t count = (profile.size() + kPiece - 1) / kPiece;
   for (std::size_t i = 0; i < count; ++i) {
-    FileBytes payload = BytesOf("ICC_PROFILE");
+    SFileBytes payload = BytesOf("ICC_PROFILE");
     payload.push_back(0);
     payload.push_back(static_cast<std::uint8_t>(i + 1));
     payload.push_back(static_cast<std::uint8_t>(count));

@@ -19,16 +19,16 @@ struct SJpegRecipe {
   bool adobeCmyk = false;        // four components: Adobe marker and inverted inks, as graphics programs write
   bool ycck = false;             // four components, converted
   bool keepRgb = false;          // three components without conversion
-  std::vector<std::pair<int, FileBytes>> segments;  // APPn or COM number (0xE1, 0xFE) and payload
+  std::vector<std::pair<int, SFileBytes>> segments;  // APPn or COM number (0xE1, 0xFE) and payload
 };
 
 // 1, 3 or 4 components of 8 bits.
-FileBytes EncodeJpeg(const STestPicture& picture, const SJpegRecipe& recipe = {});
+SFileBytes EncodeJpeg(const STestPicture& picture, const SJpegRecipe& recipe = {});
 
 // An APP1 payload with the EXIF orientation.
-FileBytes ExifWithOrientation(int orientation);
+SFileBytes ExifWithOrientation(int orientation);
 // APP2 payloads that carry the profile.
-std::vector<std::pair<int, FileBytes>> ProfileSegments(const FileBytes& profile);
+std::vector<std::pair<int, SFileBytes>> ProfileSegments(const SFileBytes& profile);
 
 using JpegRecipe = SJpegRecipe;
 

@@ -6,7 +6,7 @@ namespace qvtest {
 namespace {
 
 void OnWrite(png_structp png, png_bytep data, std::size_t size) {
-  auto& bytes = *static_cast<FileBytes*>(png_get_io_ptr(png));
+  auto& bytes = *static_cast<SFileBytes*>(png_get_io_ptr(png));
   bytes.insert(bytes.end(), data, data + size);
 }
 
@@ -70,15 +70,15 @@ void SetTexts(png_structp png, png_infop info, const SPngRecipe& recipe) {
     png_set_tIME(png, info, &time);
   }
   if (!recipe.exif.empty()) {
-    FileBytes exif = recipe.exif;
+    SFileBytes exif = recipe.exif;
     png_set_eXIf_1(png, info, static_cast<png_uint_32>(exif.size()), exif.data());
   }
 }
 
 // A row in the file's order: big-endian, or packed bits.
-FileBytes PackedRow(const STestPicture& picture, std::uint32_t y) {
+SFileBytes PackedRow(const STestPicture& picture, std::uint32_t y) {
   const std::size_t samples = std::size_t{picture.width} * picture.components;
-  FileBytes row((samples * picture.bits + 7) / 8);
+  SFileBytes row((samples * picture.bits + 7) / 8);
   for (std::size_t i = 0; i < samples; ++i) {
     const std::uint32_t value = picture.samples[y * samples + i];
     if (picture.bits == 16) {
@@ -94,8 +94,8 @@ FileBytes PackedRow(const STestPicture& picture, std::uint32_t y) {
 
 }  // namespace
 
-FileBytes EncodePng(const STestPicture& picture, const SPngRecipe& recipe) {
-  FileBytes bytes;
+SFileBytes EncodePng(const STestPicture& picture, const SPngRecipe& recipe) {
+  SFileBytes bytes;
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
   png_infop info = png_create_info_struct(png);
   png_set_write_fn(png, &bytes, OnWrite, OnFlush);
@@ -107,10 +107,10 @@ FileBytes EncodePng(const STestPicture& picture, const SPngRecipe& recipe) {
   SetColors(png, info, recipe);
   SetTexts(png, info, recipe);
   png_write_info(png, info);
-  std::vector<FileBytes> rows;
+  std::vector<SFileBytes> rows;
   std::vector<png_bytep> pointers;
   for (std::uint32_t y = 0; y < picture.height; ++y) rows.push_back(PackedRow(picture, y));
-  for (FileBytes& row : rows) pointers.push_back(row.data());
+  for (SFileBytes& row : rows) pointers.push_back(row.data());
   png_write_image(png, pointers.data());
   png_write_end(png, info);
   png_destroy_write_struct(&png, &info);

@@ -1,13 +1,14 @@
 #include "tests/support/experiments.h"
 
+#include "tests/support/file_bytes.h"
+
 namespace qvtest {
 namespace {
 
 std::vector<std::uint8_t> Finish(CQvLiteVariantW& writer, std::int32_t status) {
   CQvLiteVariantR reader;
   if (status != 0 || writer.Finalize(reader, 0) != 0) return {};
-  const std::uint8_t* data = reader.Bytes().GetData(0);
-  return {data, data + reader.Bytes().GetSize()};
+  return BytesOf(reader.Bytes());
 }
 
 CQvLiteVariantR MakeReader(const std::vector<std::uint8_t>& bytes) {

@@ -16,15 +16,25 @@ Content Read(const std::string& path) {
 
 }  // namespace
 
-FileBytes BytesOf(std::string_view text) { return {text.begin(), text.end()}; }
+SFileBytes BytesOf(std::string_view text) { return {text.begin(), text.end()}; }
 
-FileBytes Concatenated(const std::vector<FileBytes>& parts) {
-  FileBytes all;
-  for (const FileBytes& part : parts) all.insert(all.end(), part.begin(), part.end());
+SFileBytes BytesOf(const CQvByteArray& bytes) {
+  const std::uint8_t* first = bytes.GetData(0);
+  return {first, first + bytes.GetSize()};
+}
+
+std::string TextOf(const CQvByteArray& bytes) {
+  const SFileBytes copy = BytesOf(bytes);
+  return {copy.begin(), copy.end()};
+}
+
+SFileBytes Concatenated(const std::vector<SFileBytes>& parts) {
+  SFileBytes all;
+  for (const SFileBytes& part : parts) all.insert(all.end(), part.begin(), part.end());
   return all;
 }
 
-FileBytes ReadFile(const std::string& path) { return Read<FileBytes>(path); }
+SFileBytes ReadFile(const std::string& path) { return Read<SFileBytes>(path); }
 
 std::string ReadTextFile(const std::string& path) { return Read<std::string>(path); }
 

@@ -6,16 +6,22 @@
 #include <string_view>
 #include <vector>
 
+#include "system/qvbytearray.h"
+
 namespace qvtest {
 
 // What a file holds.
-using FileBytes = std::vector<std::uint8_t>;
+using SFileBytes = std::vector<std::uint8_t>;
 
-FileBytes BytesOf(std::string_view text);
-FileBytes Concatenated(const std::vector<FileBytes>& parts);
+using FileBytes = SFileBytes;
+
+SFileBytes BytesOf(std::string_view text);
+SFileBytes BytesOf(const CQvByteArray& bytes);
+std::string TextOf(const CQvByteArray& bytes);
+SFileBytes Concatenated(const std::vector<SFileBytes>& parts);
 
 // Throw std::runtime_error.
-FileBytes ReadFile(const std::string& path);
+SFileBytes ReadFile(const std::string& path);
 std::string ReadTextFile(const std::string& path);
 void WriteFile(const std::string& path, std::span<const std::uint8_t> bytes);
 

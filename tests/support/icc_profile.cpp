@@ -5,10 +5,10 @@
 namespace qvtest {
 namespace {
 
-FileBytes Saved(cmsHPROFILE profile) {
+SFileBytes Saved(cmsHPROFILE profile) {
   cmsUInt32Number size = 0;
   cmsSaveProfileToMem(profile, nullptr, &size);
-  FileBytes bytes(size);
+  SFileBytes bytes(size);
   cmsSaveProfileToMem(profile, bytes.data(), &size);
   cmsCloseProfile(profile);
   return bytes;
@@ -16,7 +16,7 @@ FileBytes Saved(cmsHPROFILE profile) {
 
 }  // namespace
 
-FileBytes SwappedPrimariesProfile() {
+SFileBytes SwappedPrimariesProfile() {
   const cmsCIExyY white = {0.3127, 0.3290, 1.0};
   const cmsCIExyYTRIPLE primaries = {{0.30, 0.60, 1.0}, {0.64, 0.33, 1.0}, {0.15, 0.06, 1.0}};
   cmsToneCurve* curve = cmsBuildGamma(nullptr, 2.2);
@@ -26,6 +26,6 @@ FileBytes SwappedPrimariesProfile() {
   return Saved(profile);
 }
 
-FileBytes SrgbProfile() { return Saved(cmsCreate_sRGBProfile()); }
+SFileBytes SrgbProfile() { return Saved(cmsCreate_sRGBProfile()); }
 
 }  // namespace qvtest

@@ -5,7 +5,7 @@
 namespace qvtest {
 
 // ICC profiles made by lcms2. The first is RGB with swapped red and green primaries, so that its use is plain to see.
-FileBytes SwappedPrimariesProfile();
-FileBytes SrgbProfile();
+SFileBytes SwappedPrimariesProfile();
+SFileBytes SrgbProfile();
 
 }  // namespace qvtest

@@ -12,7 +12,7 @@ namespace {
 
 // A growing file in memory.
 struct SMemoryFile {
-  FileBytes bytes;
+  SFileBytes bytes;
   std::size_t position = 0;
 };
 
@@ -119,7 +119,7 @@ void WritePixels(TIFF* tiff, const STiffPage& page) {
 
 }  // namespace
 
-FileBytes WriteTiff(const std::vector<STiffPage>& pages, const char* mode) {
+SFileBytes WriteTiff(const std::vector<STiffPage>& pages, const char* mode) {
   TIFFSetWarningHandler(nullptr);
   SMemoryFile file;
   CHandle<TIFF, TIFFClose> tiff(TIFFClientOpen(
@@ -135,9 +135,9 @@ FileBytes WriteTiff(const std::vector<STiffPage>& pages, const char* mode) {
   return std::move(file.bytes);
 }
 
-FileBytes WriteTiff(const STiffPage& page, const char* mode) { return WriteTiff(std::vector<STiffPage>{page}, mode); }
+SFileBytes WriteTiff(const STiffPage& page, const char* mode) { return WriteTiff(std::vector<STiffPage>{page}, mode); }
 
-void SetBytesTag(TIFF* tiff, std::uint32_t tag, const FileBytes& bytes) {
+void SetBytesTag(TIFF* tiff, std::uint32_t tag, const SFileBytes& bytes) {
   const TIFFFieldInfo info = {
       tag, TIFF_VARIABLE2, TIFF_VARIABLE2, TIFF_BYTE, FIELD_CUSTOM, 1, 1, const_cast<char*>("PrivateBytes")};
   TIFFMergeFieldInfo(tiff, &info, 1);

@@ -31,21 +31,21 @@ struct STiffPage {
   std::function<void(TIFF*)> tags;
   // Rows from top to bottom as they are to be stored: chunky, in the machine's byte order, each row starting on a byte;
   // for planar pages one plane after the other.
-  FileBytes pixels;
+  SFileBytes pixels;
 };
 
 // A TIFF file made by libtiff. `mode` is its: "w" or "wl", "wb" for byte order, "8" for BigTIFF. Throws
 // std::runtime_error when libtiff fails.
-FileBytes WriteTiff(const std::vector<STiffPage>& pages, const char* mode = "wl");
-FileBytes WriteTiff(const STiffPage& page, const char* mode = "wl");
+SFileBytes WriteTiff(const std::vector<STiffPage>& pages, const char* mode = "wl");
+SFileBytes WriteTiff(const STiffPage& page, const char* mode = "wl");
 
 // Tags 65050 and 65051 (embedded thumbnails) and ImageJ's, as bytes or numbers.
-void SetBytesTag(TIFF* tiff, std::uint32_t tag, const FileBytes& bytes);
+void SetBytesTag(TIFF* tiff, std::uint32_t tag, const SFileBytes& bytes);
 void SetLongsTag(TIFF* tiff, std::uint32_t tag, const std::vector<std::uint32_t>& values);
 
 // Appends a sample in the machine's byte order.
 template <class T>
-void Append(FileBytes* bytes, T value) {
+void Append(SFileBytes* bytes, T value) {
   const auto* first = reinterpret_cast<const std::uint8_t*>(&value);
   bytes->insert(bytes->end(), first, first + sizeof value);
 }
