@@ -10,12 +10,12 @@
 #include <random>
 #include <thread>
 
-#include "gnr_thumbnailcache/thumbnailcache_impl.h"
 #include "imageformats/iqvimagedatabase.h"
 #include "system/qvdatetime.h"
 #include "tests/thumbnailcache/model/cache_model.h"
 #include "tests/thumbnailcache/standin/standin.h"
 #include "tests/thumbnailcache/support/diag_recorder.h"
+#include "tests/thumbnailcache/support/insides.h"
 #include "tests/thumbnailcache/support/service.h"
 #include "tests/thumbnailcache/support/sql.h"
 #include "tests/thumbnailcache/support/temp_folder.h"
@@ -119,7 +119,7 @@ class ViewersModelTest : public ::testing::Test {
   }
 
   IQvThumbnailCache& Cache() { return **m_service; }
-  bool InvariantsHold() { return dynamic_cast<CQvThumbnailCacheImpl&>(Cache()).CheckInvariants(); }
+  std::string FindBroken() { return CThumbnailCacheForTest::FindBrokenInvariant(CServiceForTest::Cache(Cache())); }
   unsigned Below(unsigned limit) { return static_cast<unsigned>(m_random() % limit); }
   const std::wstring& AnyLocation() { return m_locations[Below(static_cast<unsigned>(m_locations.size()))]; }
   std::uint32_t AnyFlags() { return Below(4) == 0 ? 1 : 0; }
@@ -320,7 +320,7 @@ TEST_F(ExactModelTest, EveryAnswerIsTheModels) {
       ASSERT_NO_FATAL_FAILURE(Step()) << "seed " << m_seed << " round " << round << " step " << step;
     }
     ASSERT_NO_FATAL_FAILURE(WorkOff()) << "seed " << m_seed << " round " << round;
-    ASSERT_TRUE(InvariantsHold()) << "seed " << m_seed << " round " << round;
+    ASSERT_EQ(FindBroken(), "") << "seed " << m_seed << " round " << round;
     const auto messages = m_diag.TakeTexts();
     ASSERT_TRUE(messages.empty()) << CQvStringUtils::WtoUTF8(messages[0].c_str()).Str();
   }
@@ -418,7 +418,7 @@ class ParallelModelTest : public ViewersModelTest {
       threads.emplace_back([this, viewer, steps] { PlayViewer(viewer, steps / 4); });
     for (std::thread& thread : threads) thread.join();
     Cache().CancelAllRequests();
-    EXPECT_TRUE(InvariantsHold());
+    EXPECT_EQ(FindBroken(), "");
   }
 };
 
