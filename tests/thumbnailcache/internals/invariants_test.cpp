@@ -152,7 +152,7 @@ TEST_F(InvariantsTest, EvictionChoosesAsAPlainWalkDoes) {
       }
       case 2:
         if (item.hasPicture && !item.shown) {
-          ASSERT_EQ(Get(Cache(), desc).state, 4u) << "step " << step;
+          ASSERT_EQ(Get(Cache(), desc).state, kQvThumbnailReady) << "step " << step;
           item.shown = true;
         } else if (item.shown) {
           Cache().ReleaseThumbnail(1, desc);
@@ -163,7 +163,8 @@ TEST_F(InvariantsTest, EvictionChoosesAsAPlainWalkDoes) {
       default:
         if (!item.hasPicture) {
           const std::uint32_t state = Get(Cache(), desc).state;
-          ASSERT_TRUE(state == 0 || state == 1) << "step " << step << " state " << state;
+          ASSERT_TRUE(state == kQvThumbnailNone || state == kQvThumbnailQueued)
+              << "step " << step << " state " << state;
           Cache().CancelAllRequests();
         } else if (Below(20) == 0) {
           limit = 20 + Below(30);

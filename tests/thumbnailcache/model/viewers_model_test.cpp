@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -355,8 +356,10 @@ class ParallelModelTest : public ViewersModelTest {
 
   void Show(const SQvThumbnailDescription& desc, std::uint64_t viewer, std::vector<SShown>* shown) {
     const SLook look = Get(Cache(), desc, viewer);
-    EXPECT_TRUE(look.state <= 9 && look.state != 3 && look.state != 6) << look.state;
-    const bool refers = look.state == 4 || look.state == 8;
+    EXPECT_THAT(look.state,
+                testing::AnyOf(kQvThumbnailNone, kQvThumbnailQueued, kQvThumbnailInWork, kQvThumbnailReady,
+                               kQvThumbnailFailed, kQvThumbnailDormant, kQvThumbnailStale, kQvThumbnailUnavailable));
+    const bool refers = look.state == kQvThumbnailReady || look.state == kQvThumbnailStale;
     // A release makes a record stale even if it has no picture: a copy that failed was published meanwhile.
     EXPECT_TRUE(look.HasPicture() == refers || (refers && desc.IsDBLoc())) << look.state;
     if (!refers) return;
