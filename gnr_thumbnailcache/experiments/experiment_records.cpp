@@ -1,14 +1,15 @@
-#include "gnr_thumbnailcache/guarded.h"
-#include "gnr_thumbnailcache/statement.h"
-#include "gnr_thumbnailcache/thumbnailcache_impl.h"
-#include "metadata/qvexperiment.h"
+#include "gnr_thumbnailcache/experiments/experiment_records.h"
+
+#include <memory>
+
+#include "gnr_thumbnailcache/database/statement.h"
 #include "system/qvlitevariant.h"
 #include "system/qvstatus.h"
 
 namespace {
 
-constexpr SQvWriteReport kWriteReport = {L"THUMBCACHE: WriteExperiment - sqlite3_step failed: ", __LINE__,
-                                         L"THUMBCACHE: WriteExperiment - sqlite3_finalize failed: ", __LINE__};
+constexpr SWriteMessages kWriteMessages = {{L"THUMBCACHE: WriteExperiment - sqlite3_step failed: ", __LINE__},
+                                           {L"THUMBCACHE: WriteExperiment - sqlite3_finalize failed: ", __LINE__}};
 constexpr const wchar_t* kPlanesLevel = L"SQvPicturePlanes";
 
 struct SFreeExperiment {
@@ -68,7 +69,7 @@ struct SStoredExperiment {
 
 // Finds the row of an equal experiment among those of the same hash. The planes are part of the hash only.
 bool FindEqual(sqlite3* db, const SQvExperiment* experiment, std::int32_t hash, SStoredExperiment* found) {
-  CQvStatement statement(db, "SELECT liteVariant, storedID, experimentID FROM experiments WHERE hashCRC = :HC");
+  CStatement statement(db, "SELECT liteVariant, storedID, experimentID FROM experiments WHERE hashCRC = :HC");
   statement.BindInt(1, hash);
   while (statement.Step() == SQLITE_ROW) {
     *found = {statement.GetInt(1), statement.GetInt(2)};
@@ -80,70 +81,60 @@ bool FindEqual(sqlite3* db, const SQvExperiment* experiment, std::int32_t hash, 
 
 // A failure is reported and otherwise let be: the caller has its experiment.
 void RefreshExperiment(sqlite3* db, const SStoredExperiment& stored, double acqTime, int storedID) {
-  CQvStatement statement(db, "UPDATE experiments SET M_acqTime = :AT, storedID = :SI WHERE experimentID = :EI");
+  CStatement statement(db, "UPDATE experiments SET M_acqTime = :AT, storedID = :SI WHERE experimentID = :EI");
   statement.BindDouble(1, acqTime);
   statement.BindInt(2, storedID >= 0 ? storedID : stored.storedID);
   statement.BindInt(3, stored.experimentID);
-  RunAndReport(db, statement, kWriteReport);
+  RunAndReport(db, statement, kWriteMessages);
 }
 
 }  // namespace
 
-std::int32_t CQvThumbnailCacheImpl::WriteExperiment(const SQvExperiment* experiment, const SQvPicturePlanes* planes,
-                                                    double acqTime, int storedID, int* experimentID) {
-  return Guarded<std::int32_t>(kQvFailure, [&] {
-    if (!experiment) return kQvFailure;
-    const CQvByteArray blob = SerialiseExperiment(experiment);
-    if (blob.IsEmpty()) return kQvFailure;
-    const CQvByteArray planesBlob = SerialisePlanes(planes);
-    const std::int32_t hash = HashExperiment(experiment, planes);
-    sqlite3* db = GetDatabase();
-    if (!db) return kQvOk;
-    SStoredExperiment stored;
-    if (FindEqual(db, experiment, hash, &stored)) {
-      if (experimentID) *experimentID = stored.experimentID;
-      RefreshExperiment(db, stored, acqTime, storedID);
-      return kQvOk;
-    }
-    CQvStatement statement(db,
-                           "INSERT INTO experiments (M_acqTime, liteVariant, picturePlanes, storedID, hashCRC) "
-                           "VALUES (:AT, :LV, :PP, :SI, :HC)");
-    statement.BindDouble(1, acqTime);
-    statement.BindBlob(2, blob);
-    statement.BindBlob(3, planesBlob);
-    statement.BindInt(4, storedID);
-    statement.BindInt(5, hash);
-    return RunAndReport(db, statement, kWriteReport, experimentID);
-  });
+std::int32_t WriteExperiment(sqlite3* db, const SQvExperiment* experiment, const SQvPicturePlanes* planes,
+                             double acqTime, int storedID, int* experimentID) {
+  if (!experiment) return kQvFailure;
+  const CQvByteArray blob = SerialiseExperiment(experiment);
+  if (blob.IsEmpty()) return kQvFailure;
+  const CQvByteArray planesBlob = SerialisePlanes(planes);
+  const std::int32_t hash = HashExperiment(experiment, planes);
+  if (!db) return kQvOk;
+  SStoredExperiment stored;
+  if (FindEqual(db, experiment, hash, &stored)) {
+    if (experimentID) *experimentID = stored.experimentID;
+    RefreshExperiment(db, stored, acqTime, storedID);
+    return kQvOk;
+  }
+  CStatement statement(db,
+                       "INSERT INTO experiments (M_acqTime, liteVariant, picturePlanes, storedID, hashCRC) "
+                       "VALUES (:AT, :LV, :PP, :SI, :HC)");
+  statement.BindDouble(1, acqTime);
+  statement.BindBlob(2, blob);
+  statement.BindBlob(3, planesBlob);
+  statement.BindInt(4, storedID);
+  statement.BindInt(5, hash);
+  return RunAndReport(db, statement, kWriteMessages, experimentID);
 }
 
-std::int32_t CQvThumbnailCacheImpl::ReadExperiment(SQvExperiment** experiment, SQvPicturePlanes* planes,
-                                                   double* acqTime, int experimentID) {
-  return Guarded<std::int32_t>(kQvFailure, [&] {
-    if (!experiment || !planes) return kQvFailure;
-    sqlite3* db = GetDatabase();
-    if (!db) return kQvOk;
-    CQvStatement statement(db,
-                           "SELECT M_acqTime, liteVariant, picturePlanes FROM experiments WHERE experimentID = :EI");
-    statement.BindInt(1, experimentID);
-    if (statement.Step() == SQLITE_ROW) {
-      *acqTime = statement.GetDouble(0);
-      const CQvByteArray planesBlob = statement.GetBlob(2);
-      *experiment = LoadExperiment(statement.GetBlob(1)).release();
-      if (!planesBlob.IsEmpty()) LoadPlanes(planesBlob, *planes);
-    }
-    return statement.Finalize();
-  });
+std::int32_t ReadExperiment(sqlite3* db, SQvExperiment** experiment, SQvPicturePlanes* planes, double* acqTime,
+                            int experimentID) {
+  if (!experiment || !planes) return kQvFailure;
+  if (!db) return kQvOk;
+  CStatement statement(db, "SELECT M_acqTime, liteVariant, picturePlanes FROM experiments WHERE experimentID = :EI");
+  statement.BindInt(1, experimentID);
+  if (statement.Step() == SQLITE_ROW) {
+    *acqTime = statement.GetDouble(0);
+    const CQvByteArray planesBlob = statement.GetBlob(2);
+    *experiment = LoadExperiment(statement.GetBlob(1)).release();
+    if (!planesBlob.IsEmpty()) LoadPlanes(planesBlob, *planes);
+  }
+  return statement.Finalize();
 }
 
-std::int32_t CQvThumbnailCacheImpl::GetExperimentIDsByStoredID(int storedID, std::vector<int>* experimentIDs) {
-  return Guarded<std::int32_t>(kQvFailure, [&] {
-    sqlite3* db = GetDatabase();
-    if (!db || !experimentIDs) return kQvFailure;
-    experimentIDs->clear();
-    CQvStatement statement(db, "SELECT experimentID FROM experiments WHERE storedID = :SI");
-    statement.BindInt(1, storedID);
-    while (statement.Step() == SQLITE_ROW) experimentIDs->push_back(statement.GetInt(0));
-    return statement.Finalize();
-  });
+std::int32_t GetExperimentIDsByStoredID(sqlite3* db, int storedID, std::vector<int>* experimentIDs) {
+  if (!db || !experimentIDs) return kQvFailure;
+  experimentIDs->clear();
+  CStatement statement(db, "SELECT experimentID FROM experiments WHERE storedID = :SI");
+  statement.BindInt(1, storedID);
+  while (statement.Step() == SQLITE_ROW) experimentIDs->push_back(statement.GetInt(0));
+  return statement.Finalize();
 }

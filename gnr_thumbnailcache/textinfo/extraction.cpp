@@ -1,6 +1,6 @@
 #include "gnr_thumbnailcache/textinfo/extraction.h"
 
-#include "gnr_thumbnailcache/platform_object.h"
+#include "gnr_thumbnailcache/base/format_manager.h"
 
 namespace {
 
@@ -57,14 +57,14 @@ bool FillTextInformation(IQvMetadataReader& reader, STextInformation& info) {
 }
 
 bool ExtractFileTextInfo(const CQvStringW& path, STextInformation& info) {
-  CImageFileRef file;
+  CQvRef<IQvImageFile> file;
   {
-    const CFormatManagerRef manager;
-    if (!manager.Get() || manager.Get()->OpenImageFile(path, file.Out()) != kQvOk) return false;
+    const CQvRef<IQvImageFormatManager> manager = CreateFormatManager();
+    if (!manager || manager->OpenImageFile(path, file.Out()) != kQvOk) return false;
   }
-  CMetadataReaderRef reader;
+  CQvRef<IQvMetadataReader> reader;
   const bool hasReader = file->GetMetadataReader(path, reader.Out()) == kQvOk;
   file->GetFileSize(path.c_str(), &info.fileSize);
   file.Reset();
-  return hasReader && FillTextInformation(*reader.Get(), info);
+  return hasReader && FillTextInformation(*reader, info);
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "gnr_thumbnailcache/textinfo/text_information.h"
+#include "gnr_thumbnailcache/database/text_information.h"
 #include "imageformats/iqvimageformatmanager.h"
 #include "system/qvstatus.h"
 #include "system/qvstring.h"

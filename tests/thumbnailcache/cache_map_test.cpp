@@ -16,7 +16,7 @@ TEST_F(CacheMapTest, UnknownKeyYieldsNothing) {
   SQvPicBuf picture{};
   picture.width = 1234;
   EXPECT_EQ(Cache().GetCachedThumbnail(1, desc, &state, &picture), 0);
-  EXPECT_EQ(state, 0u);
+  EXPECT_EQ(state, kQvThumbnailNone);
   EXPECT_EQ(picture.width, 1234u);
   EXPECT_TRUE(m_diag.Take().empty());
   Cache().ReleaseThumbnail(1, desc);
@@ -26,7 +26,7 @@ TEST_F(CacheMapTest, UnknownKeyYieldsNothing) {
 TEST_F(CacheMapTest, ReadyThumbnailIsHandedOutWithSharedPixels) {
   const auto desc = Describe(MakeReady("a.tif"));
   const SLook first = Get(Cache(), desc, 1), second = Get(Cache(), desc, 2);
-  EXPECT_EQ(first.state, 4u);
+  EXPECT_EQ(first.state, kQvThumbnailReady);
   EXPECT_EQ(first.picture.width, 240u);
   EXPECT_EQ(first.picture.height, 180u);
   EXPECT_EQ(first.picture.components, 3u);
@@ -40,11 +40,11 @@ TEST_F(CacheMapTest, ReadyThumbnailIsHandedOutWithSharedPixels) {
 
 TEST_F(CacheMapTest, LetterCaseDoesNotMatterAndEveryNonZeroFlagIsOneKey) {
   const std::wstring path = MakeReady("mixed case.tif");
-  EXPECT_EQ(Glance(Cache(), Describe(Upper(path))), 4u);
-  EXPECT_EQ(Glance(Cache(), Describe(path, 1)), 0u);
+  EXPECT_EQ(Glance(Cache(), Describe(Upper(path))), kQvThumbnailReady);
+  EXPECT_EQ(Glance(Cache(), Describe(path, 1)), kQvThumbnailNone);
   RequestNow(Cache(), {Describe(path, 1)});
-  EXPECT_EQ(Glance(Cache(), Describe(path, 2)), 4u);
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0x80000000u)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(path, 2)), kQvThumbnailReady);
+  EXPECT_EQ(Glance(Cache(), Describe(path, 0x80000000u)), kQvThumbnailReady);
 }
 
 TEST_F(CacheMapTest, SecondGetOfTheSameReferrerIsReportedAndLeavesOneReference) {
@@ -52,14 +52,14 @@ TEST_F(CacheMapTest, SecondGetOfTheSameReferrerIsReportedAndLeavesOneReference) 
   Get(Cache(), desc, 7);
   EXPECT_TRUE(m_diag.Take().empty());
   const SLook again = Get(Cache(), desc, 7);
-  EXPECT_EQ(again.state, 4u);
+  EXPECT_EQ(again.state, kQvThumbnailReady);
   EXPECT_TRUE(again.HasPicture());
   ExpectAssertion(kAlreadyReferenced);
 
   Cache().ReleaseThumbnail(7, desc);
   EXPECT_TRUE(m_diag.Take().empty());
   Cache().PurgeUnusedThumbnails();
-  EXPECT_EQ(Glance(Cache(), desc), 0u) << "one release must have sufficed";
+  EXPECT_EQ(Glance(Cache(), desc), kQvThumbnailNone) << "one release must have sufficed";
 }
 
 TEST_F(CacheMapTest, ReleaseByAStrangerIsReportedAndTakesNothing) {
@@ -68,7 +68,7 @@ TEST_F(CacheMapTest, ReleaseByAStrangerIsReportedAndTakesNothing) {
   Cache().ReleaseThumbnail(8, desc);
   ExpectAssertion(kNotReferenced);
   Cache().PurgeUnusedThumbnails();
-  EXPECT_EQ(Glance(Cache(), desc), 4u);
+  EXPECT_EQ(Glance(Cache(), desc), kQvThumbnailReady);
   Cache().ReleaseThumbnail(7, desc);
   Cache().ReleaseThumbnail(7, desc);
   ExpectAssertion(kNotReferenced);
@@ -93,9 +93,9 @@ TEST_F(CacheMapTest, DormantThumbnailIsQueuedAgainByALookup) {
   Cache().IncludeLocation(path.c_str());
 
   // Both workers wait, so the lookup must also wake one.
-  EXPECT_EQ(Get(Cache(), Describe(path)).state, 1u);
+  EXPECT_EQ(Get(Cache(), Describe(path)).state, kQvThumbnailQueued);
   listener.WaitFor(path);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
 }
 
 TEST_F(CacheMapTest, LookupOfAQueuedThumbnailDoesNotQueueItTwice) {
@@ -103,7 +103,7 @@ TEST_F(CacheMapTest, LookupOfAQueuedThumbnailDoesNotQueueItTwice) {
   OccupyWorkers(listener);
   const std::wstring path = MakeFile("a.tif");
   Queue(Cache(), {Describe(path)});
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(Get(Cache(), Describe(path)).state, 1u);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Get(Cache(), Describe(path)).state, kQvThumbnailQueued);
   FreeWorkers(listener);
   Drain(listener);
   EXPECT_EQ(listener.Count(path), 1u);
@@ -113,7 +113,7 @@ TEST_F(CacheMapTest, LookupInWorkGivesNoPicture) {
   Listener listener(Cache());
   OccupyWorkers(listener);
   const SLook look = Get(Cache(), Describe(m_occupiers[0]));
-  EXPECT_EQ(look.state, 2u);
+  EXPECT_EQ(look.state, kQvThumbnailInWork);
   EXPECT_FALSE(look.HasPicture());
   FreeWorkers(listener);
 }
@@ -124,8 +124,8 @@ TEST_F(CacheMapTest, FailedAndUnavailableAreReportedWithoutAPicture) {
   unsupported.renderResult = -3;
   const std::wstring first = MakeFile("damaged.tif", damaged), second = MakeFile("unsupported.tif", unsupported);
   RequestNow(Cache(), {Describe(first), Describe(second)});
-  EXPECT_EQ(Get(Cache(), Describe(first)).state, 5u);
-  EXPECT_EQ(Get(Cache(), Describe(second)).state, 9u);
+  EXPECT_EQ(Get(Cache(), Describe(first)).state, kQvThumbnailFailed);
+  EXPECT_EQ(Get(Cache(), Describe(second)).state, kQvThumbnailUnavailable);
   EXPECT_FALSE(Get(Cache(), Describe(first)).HasPicture());
   EXPECT_FALSE(Get(Cache(), Describe(second)).HasPicture());
 }
@@ -133,16 +133,16 @@ TEST_F(CacheMapTest, FailedAndUnavailableAreReportedWithoutAPicture) {
 TEST_F(CacheMapTest, NewerSourceMakesAThumbnailStaleOnce) {
   Listener listener(Cache());
   const std::wstring path = MakeReady("a.tif");
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 0.0)), 4u) << "an unknown time is no news";
+  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 0.0)), kQvThumbnailReady) << "an unknown time is no news";
   const SLook look = Get(Cache(), Describe(path, 0, 1.0), 5);
-  EXPECT_EQ(look.state, 8u);
+  EXPECT_EQ(look.state, kQvThumbnailStale);
   EXPECT_TRUE(look.HasPicture()) << "a stale picture is still shown";
   EXPECT_EQ(Script().RenderCount(path), 1) << "nobody remakes what is shown";
 
   Cache().ReleaseThumbnail(5, Describe(path, 0, 1.0));
   listener.WaitFor(path);
   const SLook fresh = Get(Cache(), Describe(path), 6);
-  EXPECT_EQ(fresh.state, 4u);
+  EXPECT_EQ(fresh.state, kQvThumbnailReady);
   EXPECT_EQ(UniformByte(fresh.picture), standin::RenderedByte(path, 1));
   Cache().ReleaseThumbnail(6, Describe(path));
 }
@@ -150,15 +150,15 @@ TEST_F(CacheMapTest, NewerSourceMakesAThumbnailStaleOnce) {
 TEST_F(CacheMapTest, EqualTimeIsNotStale) {
   const std::wstring path = MakeReady("a.tif");
   const double written = Sql(DatabaseFile()).Number("SELECT lastWritten FROM cache");
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, written)), 4u);
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, written + 1e-6)), 8u);
+  EXPECT_EQ(Glance(Cache(), Describe(path, 0, written)), kQvThumbnailReady);
+  EXPECT_EQ(Glance(Cache(), Describe(path, 0, written + 1e-6)), kQvThumbnailStale);
 }
 
 TEST_F(CacheMapTest, RemakingAStaleThumbnailDoesNotAskTheDatabase) {
   Listener listener(Cache());
   const std::wstring path = MakeReady("a.tif");
   SqliteSpy::Clear();
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), 8u);
+  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
   listener.WaitFor(path);
   for (const std::string& text : SqliteSpy::TakePrepared())
     EXPECT_FALSE(text.starts_with("SELECT lastWritten, binData")) << text;
@@ -180,18 +180,18 @@ TEST_F(CacheMapTest, HighQualityMakesStandardThumbnailsStale) {
   Listener listener(Cache());
   const std::wstring first = MakeReady("a.tif"), second = MakeReady("b.tif");
   Cache().SetHighQuality(true);
-  EXPECT_EQ(Glance(Cache(), Describe(first)), 8u);
-  EXPECT_EQ(Glance(Cache(), Describe(second)), 8u);
+  EXPECT_EQ(Glance(Cache(), Describe(first)), kQvThumbnailStale);
+  EXPECT_EQ(Glance(Cache(), Describe(second)), kQvThumbnailStale);
   listener.WaitFor(first);
   listener.WaitFor(second);
 
   const SLook look = Get(Cache(), Describe(first));
-  EXPECT_EQ(look.state, 4u) << "made in high quality now";
+  EXPECT_EQ(look.state, kQvThumbnailReady) << "made in high quality now";
   EXPECT_EQ(look.picture.width, 320u);
   EXPECT_EQ(look.picture.height, 240u);
   Cache().ReleaseThumbnail(1, Describe(first));
   Cache().SetHighQuality(false);
-  EXPECT_EQ(Glance(Cache(), Describe(first)), 4u) << "better than wanted is good enough";
+  EXPECT_EQ(Glance(Cache(), Describe(first)), kQvThumbnailReady) << "better than wanted is good enough";
 }
 
 TEST_F(CacheMapTest, StaleThumbnailGoesToTheFrontOfTheQueue) {
@@ -200,7 +200,7 @@ TEST_F(CacheMapTest, StaleThumbnailGoesToTheFrontOfTheQueue) {
   OccupyWorkers(listener);
   const std::wstring first = MakeFile("first.tif"), second = MakeFile("second.tif");
   Queue(Cache(), {Describe(first), Describe(second)});
-  EXPECT_EQ(Glance(Cache(), Describe(stale, 0, 1.0)), 8u);
+  EXPECT_EQ(Glance(Cache(), Describe(stale, 0, 1.0)), kQvThumbnailStale);
   FreeOneWorker(listener);
   listener.WaitFor(second);
   const auto told = listener.Locations();
@@ -234,14 +234,15 @@ TEST_F(CacheMapTest, ReleaseOfADatabaseLocationWithNewsMakesItStale) {
   CQvStringUtils::ToLower(told);
   RequestNow(Cache(), {Describe(location, 0, 0.0, &owner)});
 
-  EXPECT_EQ(Get(Cache(), Describe(location, 0, 5.0), 1).state, 4u) << "a lookup alone is not enough";
-  EXPECT_EQ(Get(Cache(), Describe(location, 0, 5.0), 2).state, 4u);
+  EXPECT_EQ(Get(Cache(), Describe(location, 0, 5.0), 1).state, kQvThumbnailReady) << "a lookup alone is not enough";
+  EXPECT_EQ(Get(Cache(), Describe(location, 0, 5.0), 2).state, kQvThumbnailReady);
   Cache().ReleaseThumbnail(1, Describe(location, 0, 5.0));
-  EXPECT_EQ(Get(Cache(), Describe(location, 0, 5.0), 3).state, 8u) << "stale, still shown to the second viewer";
+  EXPECT_EQ(Get(Cache(), Describe(location, 0, 5.0), 3).state, kQvThumbnailStale)
+      << "stale, still shown to the second viewer";
   Cache().ReleaseThumbnail(2, Describe(location, 0, 5.0));
   Cache().ReleaseThumbnail(3, Describe(location, 0, 5.0));
   listener.WaitFor(told);
-  EXPECT_EQ(Glance(Cache(), Describe(location, 0, 5.0)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(location, 0, 5.0)), kQvThumbnailReady);
   Drain(listener);
   EXPECT_EQ(listener.Count(told), 1u) << "the new time was kept, so it is no news any more";
 }
@@ -269,7 +270,7 @@ TEST_F(CacheMapTest, DatabaseLocationTurnsStaleWithTheQualitySwitch) {
   const std::wstring location = SQvThumbnailDescription::MakeDBLocation(3, L"image").Str();
   RequestNow(Cache(), {Describe(location, 0, 0.0, &owner)});
   Cache().SetHighQuality(true);
-  EXPECT_EQ(Get(Cache(), Describe(location)).state, 8u);
+  EXPECT_EQ(Get(Cache(), Describe(location)).state, kQvThumbnailStale);
   Cache().ReleaseThumbnail(1, Describe(location));
   // The release queued it, and a worker may be inside the owner.
   Close();
@@ -279,7 +280,7 @@ TEST_F(CacheMapTest, ReleaseStoresTheNewTimeWhateverTheState) {
   // A failed one: no record, so creation leaves the state that the missing row gave.
   const std::wstring location = SQvThumbnailDescription::MakeDBLocation(9, L"image").Str();
   RequestNow(Cache(), {Describe(location)});
-  EXPECT_EQ(Glance(Cache(), Describe(location)), 0u);
+  EXPECT_EQ(Glance(Cache(), Describe(location)), kQvThumbnailNone);
   Listener listener(Cache());
   Cache().ReleaseThumbnail(1, Describe(location, 0, 4.0));
   ExpectAssertion(kNotReferenced);

@@ -265,9 +265,9 @@ TEST_F(DatabaseOpenTest, ReopeningTheSameFileKeepsItsRows) {
   RequestNow(Cache(), {Describe(path)});
   Close();
   ASSERT_EQ(Open(), 0);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 0u) << "memory is empty";
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailNone) << "memory is empty";
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
   EXPECT_EQ(Script().RenderCount(path), 1);
 }
 

@@ -47,7 +47,7 @@ TEST_F(DispatchTableTest, ThumbnailsLieInSlots0To8And31And32) {
   std::uint32_t state = 0;
   SQvPicBuf picture{};
   EXPECT_EQ((Slot<std::int32_t, std::uint64_t, Desc, std::uint32_t*, SQvPicBuf*>(0, 1u, desc, &state, &picture)), 0);
-  EXPECT_EQ(state, 4u);
+  EXPECT_EQ(state, kQvThumbnailReady);
   EXPECT_EQ((Slot<std::int32_t, std::uint64_t, Desc>(1, 1u, desc)), 0);
   EXPECT_TRUE(m_diag.Take().empty());
 
@@ -85,7 +85,7 @@ TEST_F(DispatchTableTest, ThumbnailsLieInSlots0To8And31And32) {
   Drain(listener);
   EXPECT_EQ(Script().RenderCount(more.location.Str()), 0) << "cancelled through slot 3";
   EXPECT_EQ(Slot<std::int32_t>(8), 0);
-  EXPECT_EQ(Glance(Cache(), desc), 0u) << "purged through slot 8";
+  EXPECT_EQ(Glance(Cache(), desc), kQvThumbnailNone) << "purged through slot 8";
 }
 
 TEST_F(DispatchTableTest, TextInformationLiesInSlot19) {

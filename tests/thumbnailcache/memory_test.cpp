@@ -104,7 +104,7 @@ TEST_F(MemoryTest, NoExceptionLeavesAnOperation) {
       "queued request", [&] { Cache().RequestThumbnails(0, &other, 1, 0, true); },
       [&] { Cache().PurgeUnusedThumbnails(); });
   RequestNow(Cache(), {desc});
-  EXPECT_EQ(Glance(Cache(), desc), 4u) << "it works again";
+  EXPECT_EQ(Glance(Cache(), desc), kQvThumbnailReady) << "it works again";
   m_diag.Take();
   const auto get = [&] { Cache().GetCachedThumbnail(5, desc, &state, &picture); };
   std::int32_t released = 0;

@@ -87,7 +87,7 @@ TEST_F(RealFormatsTest, JpegGetsAThumbnailThatSurvivesItsRow) {
   Queue(**m_service, {desc});
   m_listener->Wait(1);
   SLook look = Get(**m_service, desc);
-  ASSERT_EQ(look.state, 4u);
+  ASSERT_EQ(look.state, kQvThumbnailReady);
   EXPECT_EQ(look.picture.width, 240u);
   EXPECT_EQ(look.picture.height, 180u);
   ExpectHalves(look.picture, 30, 220);
@@ -97,7 +97,7 @@ TEST_F(RealFormatsTest, JpegGetsAThumbnailThatSurvivesItsRow) {
   std::filesystem::remove(m_folder.File("IMG_0001.JPG"));
   RequestNow(**m_service, {desc});
   look = Get(**m_service, desc);
-  ASSERT_EQ(look.state, 4u) << "from its row, the file is gone";
+  ASSERT_EQ(look.state, kQvThumbnailReady) << "from its row, the file is gone";
   EXPECT_EQ(look.picture.width, 240u);
   ExpectHalves(look.picture, 30, 220);
   (*m_service)->ReleaseThumbnail(1, desc);
@@ -121,7 +121,7 @@ TEST_F(RealFormatsTest, GreyRowIsRefusedAndReplaced) {
     (*m_service)->PurgeUnusedThumbnails();
     RequestNow(**m_service, {Describe(path)});
     EXPECT_EQ(m_diag.Take().size(), 1u);
-    EXPECT_EQ(Glance(**m_service, Describe(path)), 4u);
+    EXPECT_EQ(Glance(**m_service, Describe(path)), kQvThumbnailReady);
   }
 }
 
@@ -129,7 +129,7 @@ TEST_F(RealFormatsTest, HalfAJpegFails) {
   const auto bytes = Encode(600, 400, 3, 30, 220);
   const std::wstring path = m_folder.Create("a.jpg", std::string(bytes.begin(), bytes.begin() + bytes.size() / 3));
   RequestNow(**m_service, {Describe(path)});
-  EXPECT_EQ(Glance(**m_service, Describe(path)), 5u);
+  EXPECT_EQ(Glance(**m_service, Describe(path)), kQvThumbnailFailed);
   EXPECT_EQ(Sql(m_folder.File("cache.db")).Value("SELECT count(*) FROM cache"), "0");
 }
 
@@ -137,7 +137,7 @@ TEST_F(RealFormatsTest, WhatIsNoImageFails) {
   for (const char* content : {"", "text", "\xFF\xD8\xFF", "\x89PNG\r\n\x1A\n", "II*"}) {
     const std::wstring path = m_folder.Create(std::string("noise") + std::to_string(std::strlen(content)), content);
     RequestNow(**m_service, {Describe(path)});
-    EXPECT_EQ(Glance(**m_service, Describe(path)), 5u) << content;
+    EXPECT_EQ(Glance(**m_service, Describe(path)), kQvThumbnailFailed) << content;
   }
 }
 
@@ -173,7 +173,8 @@ TEST_F(RealFormatsTest, FolderOfSamplesEndsInDefiniteStates) {
   m_listener->Wait(batch.size());
   for (const auto& desc : batch) {
     const SLook look = Get(**m_service, desc);
-    EXPECT_TRUE(look.state == 4 || look.state == 5 || look.state == 9)
+    EXPECT_TRUE(look.state == kQvThumbnailReady || look.state == kQvThumbnailFailed ||
+                look.state == kQvThumbnailUnavailable)
         << CQvStringUtils::WtoUTF8(desc.location).Str() << " " << look.state;
     if (!look.HasPicture()) continue;
     EXPECT_TRUE(look.picture.width <= 480 && look.picture.height <= 180);

@@ -9,15 +9,15 @@ TEST_F(CacheMapTest, CancelAllRequestsWithdrawsWhatNoWorkerHasBegun) {
   OccupyWorkers(listener);
   const std::wstring waiting = MakeFile("waiting.tif");
   Queue(Cache(), {Describe(waiting)});
-  EXPECT_EQ(Glance(Cache(), Describe(stale, 0, 1.0)), 8u);
+  EXPECT_EQ(Glance(Cache(), Describe(stale, 0, 1.0)), kQvThumbnailStale);
   EXPECT_EQ(Cache().CancelAllRequests(), 0);
-  EXPECT_EQ(Glance(Cache(), Describe(m_occupiers[0])), 2u);
+  EXPECT_EQ(Glance(Cache(), Describe(m_occupiers[0])), kQvThumbnailInWork);
   FreeWorkers(listener);
   Drain(listener);
-  EXPECT_EQ(Glance(Cache(), Describe(stale)), 4u) << "the stale picture counts as ready again";
+  EXPECT_EQ(Glance(Cache(), Describe(stale)), kQvThumbnailReady) << "the stale picture counts as ready again";
   EXPECT_EQ(listener.Count(stale), 0u);
   EXPECT_EQ(listener.Count(waiting), 0u);
-  EXPECT_EQ(Get(Cache(), Describe(waiting)).state, 1u) << "it was dormant, and is queued again";
+  EXPECT_EQ(Get(Cache(), Describe(waiting)).state, kQvThumbnailQueued) << "it was dormant, and is queued again";
   listener.WaitFor(waiting);
 }
 
@@ -34,7 +34,7 @@ TEST_F(CacheMapTest, CancelRequestsWantsTheLowerCasedSpelling) {
   EXPECT_EQ(listener.Count(exact), 0u);
   EXPECT_EQ(listener.Count(upper), 1u);
   EXPECT_EQ(listener.Count(high), 1u) << "the other quality is another thumbnail";
-  EXPECT_EQ(Get(Cache(), Describe(exact)).state, 1u);
+  EXPECT_EQ(Get(Cache(), Describe(exact)).state, kQvThumbnailQueued);
   listener.WaitFor(exact);
 }
 
@@ -42,10 +42,10 @@ TEST_F(CacheMapTest, CancelRequestsMakesAStaleThumbnailReadyAgain) {
   Listener listener(Cache());
   const std::wstring path = MakeReady("a.tif");
   OccupyWorkers(listener);
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), 8u);
+  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
   const SQvThumbnailDescription desc = Describe(path);
   EXPECT_EQ(Cache().CancelRequests(0, &desc, 1), 0);
-  EXPECT_EQ(Glance(Cache(), desc), 4u);
+  EXPECT_EQ(Glance(Cache(), desc), kQvThumbnailReady);
   FreeWorkers(listener);
   Drain(listener);
   EXPECT_EQ(listener.Count(path), 0u);
@@ -82,10 +82,10 @@ TEST_F(CacheMapTest, ExcludedLocationIsLeftAloneInAnySpellingAndQuality) {
   Drain(listener);
   EXPECT_EQ(listener.Count(path), 0u);
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u) << "the calling thread is no worker";
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady) << "the calling thread is no worker";
 
   Cache().IncludeLocation(Upper(path).c_str());
-  EXPECT_EQ(Get(Cache(), Describe(path, 1)).state, 1u);
+  EXPECT_EQ(Get(Cache(), Describe(path, 1)).state, kQvThumbnailQueued);
   listener.WaitFor(path);
 }
 
@@ -93,9 +93,9 @@ TEST_F(CacheMapTest, StaleThumbnailOfAnExcludedLocationTurnsDormant) {
   Listener listener(Cache());
   const std::wstring path = MakeReady("a.tif");
   Cache().ExcludeLocation(path.c_str());
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), 8u);
+  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
   Drain(listener);
-  EXPECT_EQ(Get(Cache(), Describe(path)).state, 1u);
+  EXPECT_EQ(Get(Cache(), Describe(path)).state, kQvThumbnailQueued);
 }
 
 TEST_F(CacheMapTest, NullAndUnknownLocationsAreHarmless) {
@@ -122,15 +122,15 @@ TEST_F(CacheMapTest, PurgeKeepsWhatIsShownAndWhatIsInWork) {
   Queue(Cache(), {Describe(waiting)});
 
   EXPECT_EQ(Cache().PurgeUnusedThumbnails(), 0);
-  EXPECT_EQ(Glance(Cache(), Describe(shown)), 4u);
-  EXPECT_EQ(Glance(Cache(), Describe(m_occupiers[0])), 2u);
+  EXPECT_EQ(Glance(Cache(), Describe(shown)), kQvThumbnailReady);
+  EXPECT_EQ(Glance(Cache(), Describe(m_occupiers[0])), kQvThumbnailInWork);
   for (const std::wstring& gone : {unused, failed, dormant, waiting})
-    EXPECT_EQ(Glance(Cache(), Describe(gone)), 0u) << Utf8(gone);
+    EXPECT_EQ(Glance(Cache(), Describe(gone)), kQvThumbnailNone) << Utf8(gone);
   EXPECT_EQ(UniformByte(look.picture), standin::RenderedByte(shown, 0));
   FreeWorkers(listener);
   Drain(listener);
   EXPECT_EQ(Script().RenderCount(waiting), 0) << "the queue was emptied";
-  EXPECT_EQ(Glance(Cache(), Describe(m_occupiers[0])), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(m_occupiers[0])), kQvThumbnailReady);
   Cache().ReleaseThumbnail(1, Describe(shown));
 }
 
@@ -143,7 +143,7 @@ TEST_F(CacheMapTest, PurgeFreesPictures) {
 
 TEST_F(CacheMapTest, EmptyLocationIsHandled) {
   RequestNow(Cache(), {Describe(L"")});
-  EXPECT_EQ(Glance(Cache(), Describe(L"")), 0u);
+  EXPECT_EQ(Glance(Cache(), Describe(L"")), kQvThumbnailNone);
 }
 
 }  // namespace

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "system/qvstatus.h"
+#include "thumbnailcache/iqvthumbnailcache.h"
+
 namespace qvtest {
 
 // The map is in the order of the service's keys: a quality suffix '@A' sorts before '@N', as false before true; no
@@ -14,7 +17,7 @@ CacheModel::SEntry& CacheModel::FindOrAdd(const std::wstring& location, std::uin
   if (isNew) {
     found->second.location = location;
     found->second.flags = flags;
-    found->second.state = 1;
+    found->second.state = kQvThumbnailQueued;
   }
   return found->second;
 }
@@ -24,16 +27,16 @@ CacheModel::SLooked CacheModel::Get(std::uint64_t referrer, const std::wstring& 
   const auto found = entries.find(KeyOf(location, flags));
   if (found == entries.end()) return {};
   SEntry& entry = found->second;
-  if (entry.state == 7) {
-    entry.state = 1;
+  if (entry.state == kQvThumbnailDormant) {
+    entry.state = kQvThumbnailQueued;
     m_queue.push_back(found->first);
   }
-  if (entry.state == 4) {
+  if (entry.state == kQvThumbnailReady) {
     const bool worse = !entry.highQuality && highQuality;
     const bool news = entry.lastWritten != 0 && lastWritten != 0 && entry.lastWritten != lastWritten;
-    if (worse || (news && !sources[location].isRecord)) entry.state = 8;
+    if (worse || (news && !sources[location].isRecord)) entry.state = kQvThumbnailStale;
   }
-  if (entry.state != 4 && entry.state != 8) return {entry.state};
+  if (entry.state != kQvThumbnailReady && entry.state != kQvThumbnailStale) return {entry.state};
   entry.referrers.insert(referrer);
   return {entry.state, true, entry.content};
 }
@@ -46,9 +49,9 @@ void CacheModel::Release(std::uint64_t referrer, const std::wstring& location, s
   entry.lastUse = m_useCounter++;
   if (sources[location].isRecord && entry.lastWritten != lastWritten) {
     entry.lastWritten = lastWritten;
-    entry.state = 8;
+    entry.state = kQvThumbnailStale;
   }
-  if (!entry.referrers.empty() || entry.state != 8) return;
+  if (!entry.referrers.empty() || entry.state != kQvThumbnailStale) return;
   std::erase(m_queue, key);
   m_queue.push_front(key);
 }
@@ -56,10 +59,11 @@ void CacheModel::Release(std::uint64_t referrer, const std::wstring& location, s
 void CacheModel::RequestNow(const std::wstring& location, std::uint32_t flags, double lastWritten, bool owned) {
   bool added = false;
   SEntry& entry = FindOrAdd(location, flags, &added);
-  const bool again = (entry.state == 0 || entry.state == 5) && entry.lastWritten != lastWritten;
-  const bool taken = added || entry.state == 7 || entry.state == 1 || again;
-  if (entry.state != 2) entry.owned = owned;
-  if (taken) entry.state = 2;
+  const bool again =
+      (entry.state == kQvThumbnailNone || entry.state == kQvThumbnailFailed) && entry.lastWritten != lastWritten;
+  const bool taken = added || entry.state == kQvThumbnailDormant || entry.state == kQvThumbnailQueued || again;
+  if (entry.state != kQvThumbnailInWork) entry.owned = owned;
+  if (taken) entry.state = kQvThumbnailInWork;
   entry.lastUse = m_useCounter++;
   Evict();
   if (taken) Resolve(entry, false);
@@ -68,11 +72,11 @@ void CacheModel::RequestNow(const std::wstring& location, std::uint32_t flags, d
 void CacheModel::Queue(const std::wstring& location, std::uint32_t flags, double lastWritten, bool owned) {
   bool added = false;
   SEntry& entry = FindOrAdd(location, flags, &added);
-  if (entry.state != 2) entry.owned = owned;
-  const bool again =
-      (entry.state == 0 || entry.state == 5) && entry.lastWritten != lastWritten && entry.lastWritten != 0.0;
-  if (added || entry.state == 7 || again) {
-    entry.state = 1;
+  if (entry.state != kQvThumbnailInWork) entry.owned = owned;
+  const bool again = (entry.state == kQvThumbnailNone || entry.state == kQvThumbnailFailed) &&
+                     entry.lastWritten != lastWritten && entry.lastWritten != 0.0;
+  if (added || entry.state == kQvThumbnailDormant || again) {
+    entry.state = kQvThumbnailQueued;
     m_queue.push_back(KeyOf(location, flags));
   }
   entry.lastUse = m_useCounter++;
@@ -81,8 +85,8 @@ void CacheModel::Queue(const std::wstring& location, std::uint32_t flags, double
 void CacheModel::CancelAll() {
   for (const Key& key : m_queue) {
     SEntry& entry = entries.at(key);
-    if (entry.state == 1) entry.state = 7;
-    if (entry.state == 8) entry.state = 4;
+    if (entry.state == kQvThumbnailQueued) entry.state = kQvThumbnailDormant;
+    if (entry.state == kQvThumbnailStale) entry.state = kQvThumbnailReady;
   }
   m_queue.clear();
 }
@@ -90,14 +94,14 @@ void CacheModel::CancelAll() {
 void CacheModel::Cancel(const std::wstring& location, std::uint32_t flags) {
   const auto found = entries.find(KeyOf(location, flags));
   if (found == entries.end()) return;
-  if (found->second.state == 1) found->second.state = 7;
-  if (found->second.state == 8) found->second.state = 4;
+  if (found->second.state == kQvThumbnailQueued) found->second.state = kQvThumbnailDormant;
+  if (found->second.state == kQvThumbnailStale) found->second.state = kQvThumbnailReady;
 }
 
 void CacheModel::Purge() {
   m_queue.clear();
   for (auto entry = entries.begin(); entry != entries.end();) {
-    const bool unused = entry->second.state != 2 && entry->second.referrers.empty();
+    const bool unused = entry->second.state != kQvThumbnailInWork && entry->second.referrers.empty();
     if (unused) DropPicture(entry->second);
     entry = unused ? entries.erase(entry) : std::next(entry);
   }
@@ -114,11 +118,11 @@ void CacheModel::Evict() {
   while (pictures > limit) {
     SEntry* victim = nullptr;
     for (auto& [key, entry] : entries)
-      if (entry.referrers.empty() && (entry.state == 4 || entry.state == 8) &&
+      if (entry.referrers.empty() && (entry.state == kQvThumbnailReady || entry.state == kQvThumbnailStale) &&
           (!victim || entry.lastUse < victim->lastUse))
         victim = &entry;
     if (!victim) return;
-    victim->state = 7;
+    victim->state = kQvThumbnailDormant;
     DropPicture(*victim);
   }
 }
@@ -126,14 +130,14 @@ void CacheModel::Evict() {
 bool CacheModel::ReadRow(SEntry& entry) {
   const auto row = rows.find({entry.location, entry.flags});
   if (row == rows.end()) {
-    entry.state = entry.hasPicture ? 8 : 0;
+    entry.state = entry.hasPicture ? kQvThumbnailStale : kQvThumbnailNone;
     return false;
   }
   StartPicture(entry);
   entry.content = row->second.content;
   entry.lastWritten = row->second.lastWritten;
   entry.highQuality = row->second.highQuality;
-  entry.state = 4;
+  entry.state = kQvThumbnailReady;
   return true;
 }
 
@@ -146,11 +150,12 @@ bool CacheModel::Render(SEntry& entry) {
   SSource& source = sources[entry.location];
   entry.content = source.renders++;
   if (source.renderResult == 0) {
-    entry.state = 4;
+    entry.state = kQvThumbnailReady;
     return true;
   }
   DropPicture(entry);
-  entry.state = source.renderResult == -3 && !source.isRecord ? 9 : 5;
+  entry.state =
+      source.renderResult == kQvUnsupported && !source.isRecord ? kQvThumbnailUnavailable : kQvThumbnailFailed;
   return false;
 }
 
@@ -160,7 +165,7 @@ bool CacheModel::Create(SEntry& entry) {
     if (!entry.owned) return false;
   } else if (!source.exists) {
     DropPicture(entry);
-    entry.state = 0;
+    entry.state = kQvThumbnailNone;
     return false;
   } else {
     entry.lastWritten = source.written;
@@ -182,10 +187,10 @@ void CacheModel::Resolve(SEntry& entry, bool stale) {
 
 bool CacheModel::Take(SEntry* entry) {
   if (!entry->referrers.empty() || excluded.contains(entry->location)) {
-    entry->state = 7;
+    entry->state = kQvThumbnailDormant;
     return false;
   }
-  return entry->state == 1 || entry->state == 8;
+  return entry->state == kQvThumbnailQueued || entry->state == kQvThumbnailStale;
 }
 
 // Only for sources that are rendered without fail, so that the picture is counted while it is being made.
@@ -193,7 +198,7 @@ void CacheModel::Begin() {
   const Key key = m_queue.front();
   m_queue.pop_front();
   SEntry& entry = entries.at(key);
-  entry.state = 2;
+  entry.state = kQvThumbnailInWork;
   Evict();
   entry.highQuality = highQuality;
   StartPicture(entry);
@@ -204,7 +209,7 @@ void CacheModel::Begin() {
 std::wstring CacheModel::Finish() {
   SEntry& entry = entries.at(m_inWork.front());
   m_inWork.erase(m_inWork.begin());
-  entry.state = 4;
+  entry.state = kQvThumbnailReady;
   entry.lastUse = m_useCounter++;
   return entry.location;
 }
@@ -219,7 +224,7 @@ std::vector<std::wstring> CacheModel::Process() {
     const std::uint32_t taken = std::exchange(entry.state, 2);
     Evict();
     entry.state = taken;
-    Resolve(entry, taken == 8);
+    Resolve(entry, taken == kQvThumbnailStale);
     entry.lastUse = m_useCounter++;
     told.push_back(entry.location);
   }

@@ -147,42 +147,53 @@ TEST_F(ExtractionTest, FailedTimeAndExperimentGiveZero) {
   file.metadata.acquisitionTimeResult = -9;
   file.metadata.acquisitionTime = 3.0;
   file.metadata.experimentResult = -9;
-  file.metadata.loops = {{1, 10}};
+  file.metadata.loops = {{kQvLoopTime, 10}};
   const STextInfo all = Read(file);
   EXPECT_EQ(all.acqTime, 0.0);
   EXPECT_THAT(all.Loops(), ElementsAre(0, 0, 0, 0));
 }
 
 TEST_F(ExtractionTest, LoopTypesAreGrouped) {
-  for (const std::uint32_t type : {1u, 8u, 9u}) EXPECT_THAT(Loops({{type, 5}}), ElementsAre(5, 0, 0, 0)) << type;
-  for (const std::uint32_t type : {4u, 10u}) EXPECT_THAT(Loops({{type, 5}}), ElementsAre(0, 5, 0, 0)) << type;
-  for (const std::uint32_t type : {2u, 3u}) EXPECT_THAT(Loops({{type, 5}}), ElementsAre(0, 0, 5, 0)) << type;
-  EXPECT_THAT(Loops({{6, 5}}), ElementsAre(0, 0, 0, 5));
-  for (const std::uint32_t type : {0u, 5u, 7u, 11u, 0xFFFFFFFFu})
+  for (const std::uint32_t type : {kQvLoopTime, kQvLoopTimePhases, kQvLoopTimeManual})
+    EXPECT_THAT(Loops({{type, 5}}), ElementsAre(5, 0, 0, 0)) << type;
+  for (const std::uint32_t type : {kQvLoopZ, kQvLoopZManual})
+    EXPECT_THAT(Loops({{type, 5}}), ElementsAre(0, 5, 0, 0)) << type;
+  for (const std::uint32_t type : {kQvLoopXYPosition, kQvLoopXYMosaic})
+    EXPECT_THAT(Loops({{type, 5}}), ElementsAre(0, 0, 5, 0)) << type;
+  EXPECT_THAT(Loops({{kQvLoopLambda, 5}}), ElementsAre(0, 0, 0, 5));
+  for (const std::uint32_t type :
+       {std::uint32_t{kQvLoopNone}, std::uint32_t{kQvLoopPolar}, std::uint32_t{kQvLoopCustom}, 11u, 0xFFFFFFFFu})
     EXPECT_THAT(Loops({{type, 5}}), ElementsAre(0, 0, 0, 0)) << type;
 }
 
 TEST_F(ExtractionTest, WholeChainIsWalked) {
-  EXPECT_THAT(Loops({{1, 100}, {2, 20}, {5, 9}, {4, 30}, {6, 4}, {7, 2}}), ElementsAre(100, 30, 20, 4));
+  EXPECT_THAT(Loops({{kQvLoopTime, 100},
+                     {kQvLoopXYPosition, 20},
+                     {kQvLoopPolar, 9},
+                     {kQvLoopZ, 30},
+                     {kQvLoopLambda, 4},
+                     {kQvLoopCustom, 2}}),
+              ElementsAre(100, 30, 20, 4));
 }
 
 TEST_F(ExtractionTest, InnerLevelOfAKindWinsButTheOuterLambda) {
-  EXPECT_THAT(Loops({{1, 10}, {8, 20}}), ElementsAre(20, 0, 0, 0));
-  EXPECT_THAT(Loops({{4, 10}, {10, 20}}), ElementsAre(0, 20, 0, 0));
-  EXPECT_THAT(Loops({{3, 10}, {2, 20}}), ElementsAre(0, 0, 20, 0));
-  EXPECT_THAT(Loops({{1, 10}, {9, 0}}), ElementsAre(0, 0, 0, 0)) << "also when the inner one has no steps";
-  EXPECT_THAT(Loops({{6, 10}, {6, 20}}), ElementsAre(0, 0, 0, 10));
-  EXPECT_THAT(Loops({{6, 0}, {6, 20}}), ElementsAre(0, 0, 0, 20));
+  EXPECT_THAT(Loops({{kQvLoopTime, 10}, {kQvLoopTimePhases, 20}}), ElementsAre(20, 0, 0, 0));
+  EXPECT_THAT(Loops({{kQvLoopZ, 10}, {kQvLoopZManual, 20}}), ElementsAre(0, 20, 0, 0));
+  EXPECT_THAT(Loops({{kQvLoopXYMosaic, 10}, {kQvLoopXYPosition, 20}}), ElementsAre(0, 0, 20, 0));
+  EXPECT_THAT(Loops({{kQvLoopTime, 10}, {kQvLoopTimeManual, 0}}), ElementsAre(0, 0, 0, 0))
+      << "also when the inner one has no steps";
+  EXPECT_THAT(Loops({{kQvLoopLambda, 10}, {kQvLoopLambda, 20}}), ElementsAre(0, 0, 0, 10));
+  EXPECT_THAT(Loops({{kQvLoopLambda, 0}, {kQvLoopLambda, 20}}), ElementsAre(0, 0, 0, 20));
 }
 
 TEST_F(ExtractionTest, PlaneCountOfThePictureWinsOverTheLambdaLoop) {
-  EXPECT_THAT(Loops({{6, 10}}, 3), ElementsAre(0, 0, 0, 3));
-  EXPECT_THAT(Loops({{6, 10}}, 0), ElementsAre(0, 0, 0, 10));
+  EXPECT_THAT(Loops({{kQvLoopLambda, 10}}, 3), ElementsAre(0, 0, 0, 3));
+  EXPECT_THAT(Loops({{kQvLoopLambda, 10}}, 0), ElementsAre(0, 0, 0, 10));
 }
 
 TEST_F(ExtractionTest, WalkEndsAtANullSubExperiment) {
   SFile file;
-  file.metadata.loops = {{1, 10}};
+  file.metadata.loops = {{kQvLoopTime, 10}};
   file.metadata.nullSubExperiment = true;
   EXPECT_THAT(Read(file).Loops(), ElementsAre(10, 0, 0, 0));
 }

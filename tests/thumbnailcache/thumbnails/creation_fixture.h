@@ -21,7 +21,7 @@ class CreationTest : public ServiceTest {
   std::string Size(std::uint32_t width, std::uint32_t height) {
     const std::wstring path = MakeFile("size-" + std::to_string(m_number++) + ".tif", standin::SFile(width, height));
     const SLook look = Make(path);
-    EXPECT_EQ(look.state, 4u);
+    EXPECT_EQ(look.state, kQvThumbnailReady);
     const std::string size = std::to_string(look.picture.width) + "x" + std::to_string(look.picture.height);
     if (look.HasPicture()) Cache().ReleaseThumbnail(1, Describe(path));
     return size;

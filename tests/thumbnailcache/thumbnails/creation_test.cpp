@@ -66,7 +66,7 @@ TEST_F(CreationTest, ImpossibleBoxFailsCleanly) {
   Cache().SetThumbnailBox(0xFFFFFFFFu, 0xFFFFFFFFu, false);
   const std::wstring path = MakeFile("a.tif", SFile(1, 1));
   const SLook look = Make(path);
-  EXPECT_NE(look.state, 4u);
+  EXPECT_NE(look.state, kQvThumbnailReady);
   EXPECT_FALSE(look.HasPicture());
   EXPECT_EQ(PlatformSpy::LivePictures(), 0);
 }
@@ -144,7 +144,7 @@ TEST_F(CreationTest, EmbeddedJpegIsPreferred) {
   Script().RecordCalls(true);
   PlatformSpy::Record(true);
   const SLook look = Make(path);
-  EXPECT_EQ(look.state, 4u);
+  EXPECT_EQ(look.state, kQvThumbnailReady);
   EXPECT_EQ(look.picture.width, 240u);
   EXPECT_EQ(UniformByte(look.picture), 0x33);
   EXPECT_EQ(Script().RenderCount(path), 0);
@@ -163,7 +163,7 @@ TEST_P(BadEmbeddedJpegTest, FallsBackToRendering) {
   file.tags[kPixelsTag] = std::vector<std::uint8_t>(DataSize(400, 300), 0x44);
   const std::wstring path = MakeFile("a.tif", file);
   const SLook look = Make(path);
-  EXPECT_EQ(look.state, 4u);
+  EXPECT_EQ(look.state, kQvThumbnailReady);
   EXPECT_EQ(UniformByte(look.picture), RenderedByte(path, 0)) << "raw pixels are only tried without a JPEG";
   EXPECT_EQ(PlatformSpy::LivePictures(), 1);
   Cache().ReleaseThumbnail(1, Describe(path));
@@ -190,7 +190,7 @@ TEST_F(CreationTest, EmbeddedPixelsOfTheRightSizeAreTaken) {
   const std::wstring path = MakeFile("a.tif", file);
   PlatformSpy::Record(true);
   const SLook look = Make(path);
-  EXPECT_EQ(look.state, 4u);
+  EXPECT_EQ(look.state, kQvThumbnailReady);
   EXPECT_EQ(UniformByte(look.picture), 0x44);
   EXPECT_EQ(Script().RenderCount(path), 0);
   EXPECT_THAT(PlatformSpy::TakeCalls({"Reinit", "Stretch", "Free"}),
@@ -242,7 +242,7 @@ TEST_P(FailureTest, DropsThePictureOfAStaleThumbnail) {
   SFile file;
   GetParam().script(file);
   Script().SetFile(path, file);
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), 8u);
+  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
   listener.WaitFor(path);
   EXPECT_EQ(Get(Cache(), Describe(path)).state, GetParam().state);
   // Unreadable geometry leaves the old picture; every other failure drops it.
@@ -269,20 +269,20 @@ TEST_F(CreationTest, FailingTextsAreNoFailureOfTheThumbnail) {
   file.metadata.textResult = file.metadata.calibrationResult = file.metadata.pictureMetadataResult = -9;
   file.metadata.acquisitionTimeResult = file.metadata.experimentResult = -9;
   const std::wstring path = MakeFile("a.tif", file);
-  EXPECT_EQ(Make(path).state, 4u);
+  EXPECT_EQ(Make(path).state, kQvThumbnailReady);
   Cache().ReleaseThumbnail(1, Describe(path));
 }
 
-TEST_F(CreationTest, MissingFileYieldsNone) { EXPECT_EQ(Make(Folder().Wide("missing.tif")).state, 0u); }
+TEST_F(CreationTest, MissingFileYieldsNone) { EXPECT_EQ(Make(Folder().Wide("missing.tif")).state, kQvThumbnailNone); }
 
 TEST_F(CreationTest, MissingFileDropsThePicture) {
   Listener listener(Cache());
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
   std::filesystem::remove(Utf8(path));
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), 8u);
+  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
   listener.WaitFor(path);
-  EXPECT_EQ(Get(Cache(), Describe(path)).state, 0u);
+  EXPECT_EQ(Get(Cache(), Describe(path)).state, kQvThumbnailNone);
   EXPECT_EQ(PlatformSpy::LivePictures(), 0);
 }
 
@@ -290,7 +290,7 @@ TEST_F(CreationTest, FolderYieldsNoneButItsTimeIsKnown) {
   std::filesystem::create_directory(Folder().File("folder.tif"));
   const std::wstring path = Folder().Wide("folder.tif");
   PlatformSpy::Record(true);
-  EXPECT_EQ(Make(path).state, 0u);
+  EXPECT_EQ(Make(path).state, kQvThumbnailNone);
   EXPECT_THAT(PlatformSpy::TakeCalls({"QV_"}), ElementsAre("QV_OpenFile " + Utf8(path) + " 1 3 4294967295",
                                                            "QV_FindFileFirst " + Utf8(path), "QV_FindFileClose"));
 

@@ -25,9 +25,9 @@ TEST_F(EvictionTest, LeastRecentlyUsedPictureGoesFirst) {
   // Order of use: b, c, a, d, e. The request for d evicted b; that for e evicted c.
   Listener listener(Cache());
   OccupyWorkers(listener);
-  EXPECT_EQ(Get(Cache(), Describe(b)).state, 1u);
-  EXPECT_EQ(Get(Cache(), Describe(c)).state, 1u);
-  EXPECT_EQ(Glance(Cache(), Describe(e)), 4u);
+  EXPECT_EQ(Get(Cache(), Describe(b)).state, kQvThumbnailQueued);
+  EXPECT_EQ(Get(Cache(), Describe(c)).state, kQvThumbnailQueued);
+  EXPECT_EQ(Glance(Cache(), Describe(e)), kQvThumbnailReady);
   Cache().CancelAllRequests();
   FreeWorkers(listener);
 }
@@ -39,7 +39,7 @@ TEST_F(EvictionTest, ShownPicturesStay) {
   MakeReady("c.tif");
   EXPECT_EQ(PlatformSpy::LivePictures(), 2) << "the shown one and the new one";
   EXPECT_EQ(UniformByte(look.picture), RenderedByte(a, 0));
-  EXPECT_EQ(Get(Cache(), Describe(b)).state, 1u);
+  EXPECT_EQ(Get(Cache(), Describe(b)).state, kQvThumbnailQueued);
   Cache().ReleaseThumbnail(1, Describe(a));
 }
 
@@ -59,9 +59,9 @@ TEST_F(EvictionTest, EvictedPictureComesBackFromItsRow) {
   Cache().SetCacheLimit(0);
   MakeReady("b.tif");
   Cache().SetCacheLimit(10);
-  EXPECT_EQ(Get(Cache(), Describe(a)).state, 1u);
+  EXPECT_EQ(Get(Cache(), Describe(a)).state, kQvThumbnailQueued);
   listener.WaitFor(a);
-  EXPECT_EQ(Glance(Cache(), Describe(a)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(a)), kQvThumbnailReady);
   EXPECT_EQ(Script().RenderCount(a), 1);
 }
 
@@ -70,7 +70,7 @@ TEST_F(EvictionTest, WorkersEvictTooAndQueuedRequestsDoNot) {
   const std::wstring a = MakeReady("a.tif");
   Cache().SetCacheLimit(0);
   OccupyWorkers(listener);
-  EXPECT_EQ(Get(Cache(), Describe(a)).state, 1u) << "taking the occupier evicted it";
+  EXPECT_EQ(Get(Cache(), Describe(a)).state, kQvThumbnailQueued) << "taking the occupier evicted it";
   Cache().CancelAllRequests();
   FreeWorkers(listener);
 
@@ -79,10 +79,10 @@ TEST_F(EvictionTest, WorkersEvictTooAndQueuedRequestsDoNot) {
   OccupyWorkers(listener);
   Cache().SetCacheLimit(0);
   Queue(Cache(), {Describe(MakeFile("c.tif"))});
-  EXPECT_EQ(Glance(Cache(), Describe(b)), 4u) << "queuing evicts nothing";
+  EXPECT_EQ(Glance(Cache(), Describe(b)), kQvThumbnailReady) << "queuing evicts nothing";
   FreeWorkers(listener);
   Drain(listener);
-  EXPECT_EQ(Get(Cache(), Describe(b)).state, 1u);
+  EXPECT_EQ(Get(Cache(), Describe(b)).state, kQvThumbnailQueued);
 }
 
 TEST_F(EvictionTest, EveryRequestEvictsEvenIfItTakesNothing) {
@@ -90,14 +90,14 @@ TEST_F(EvictionTest, EveryRequestEvictsEvenIfItTakesNothing) {
   Cache().SetCacheLimit(1);
   RequestNow(Cache(), {Describe(b)});
   EXPECT_EQ(PlatformSpy::LivePictures(), 1);
-  EXPECT_EQ(Glance(Cache(), Describe(b)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(b)), kQvThumbnailReady);
 }
 
 TEST_F(EvictionTest, StalePicturesMayGo) {
   Listener listener(Cache());
   const std::wstring a = MakeReady("a.tif");
   OccupyWorkers(listener);
-  EXPECT_EQ(Glance(Cache(), Describe(a, 0, 1.0)), 8u);
+  EXPECT_EQ(Glance(Cache(), Describe(a, 0, 1.0)), kQvThumbnailStale);
   Cache().SetCacheLimit(0);
   RequestNow(Cache(), {Describe(Folder().Wide("missing.tif"))});
   EXPECT_EQ(PlatformSpy::LivePictures(), 2) << "only what the two workers are making";
@@ -113,7 +113,8 @@ TEST_F(EvictionTest, TheMostUsedOfManyStay) {
   RequestNow(Cache(), {Describe(Folder().Wide("missing.tif"))});
   EXPECT_EQ(PlatformSpy::LivePictures(), 10);
   Listener listener(Cache());
-  for (int i = 30; i < 40; ++i) EXPECT_EQ(Glance(Cache(), Describe(paths[static_cast<std::size_t>(i)])), 4u) << i;
+  for (int i = 30; i < 40; ++i)
+    EXPECT_EQ(Glance(Cache(), Describe(paths[static_cast<std::size_t>(i)])), kQvThumbnailReady) << i;
 }
 
 }  // namespace

@@ -33,7 +33,7 @@ TEST_F(OwnedRecordTest, OwnerIsAskedWithinItsAccess) {
   Script().RecordCalls(true);
   SqliteSpy::Clear();
   const SLook look = MakeOwned(&m_owner);
-  EXPECT_EQ(look.state, 4u);
+  EXPECT_EQ(look.state, kQvThumbnailReady);
   EXPECT_EQ(UniformByte(look.picture), RenderedByte(L"db:7:image", 0)) << "embedded thumbnails are not tried";
   EXPECT_THAT(m_owner.TakeCalls(), ElementsAre("BeginAccess", "GetRecord 7 changeable", "Open",
                                                "GetPictureSource image", "Record.Release", "EndAccess"));
@@ -52,30 +52,30 @@ TEST_F(OwnedRecordTest, QueuedRequestUsesTheOwnerToo) {
   const std::wstring location = SQvThumbnailDescription::MakeDBLocation(7, L"image").Str();
   Queue(Cache(), {Describe(location, 0, 0.0, &m_owner)});
   listener.WaitFor(location);
-  EXPECT_EQ(Glance(Cache(), Describe(location)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(location)), kQvThumbnailReady);
   EXPECT_EQ(m_owner.inside, 0);
   EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
   EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "0");
 }
 
 TEST_F(OwnedRecordTest, WithoutAnOwnerNothingChanges) {
-  EXPECT_EQ(MakeOwned(nullptr).state, 0u);
+  EXPECT_EQ(MakeOwned(nullptr).state, kQvThumbnailNone);
   IQvInterface* service = Cache().QueryInterface("IQvThumbnailCache");
-  EXPECT_EQ(MakeOwned(service, L"other").state, 0u) << "an owner that is no image database";
+  EXPECT_EQ(MakeOwned(service, L"other").state, kQvThumbnailNone) << "an owner that is no image database";
   service->Release();
 }
 
 TEST_F(OwnedRecordTest, UnusableRecordsEndTheAccess) {
-  EXPECT_EQ(MakeOwned(&m_owner).state, 0u);
+  EXPECT_EQ(MakeOwned(&m_owner).state, kQvThumbnailNone);
   EXPECT_THAT(m_owner.TakeCalls(), ElementsAre("BeginAccess", "GetRecord 7 changeable", "EndAccess"));
 
   m_owner.records[7].openResult = -9;
-  EXPECT_EQ(MakeOwned(&m_owner, L"b").state, 0u);
+  EXPECT_EQ(MakeOwned(&m_owner, L"b").state, kQvThumbnailNone);
   EXPECT_THAT(m_owner.TakeCalls(),
               ElementsAre("BeginAccess", "GetRecord 7 changeable", "Open", "Record.Release", "EndAccess"));
 
   m_owner.records[7].openResult = 0;
-  EXPECT_EQ(MakeOwned(&m_owner, L"c").state, 0u);
+  EXPECT_EQ(MakeOwned(&m_owner, L"c").state, kQvThumbnailNone);
   EXPECT_THAT(m_owner.TakeCalls(), ElementsAre("BeginAccess", "GetRecord 7 changeable", "Open", "GetPictureSource c",
                                                "Record.Release", "EndAccess"));
   EXPECT_EQ(m_owner.liveRecords, 0);
@@ -86,7 +86,7 @@ TEST_F(OwnedRecordTest, FailuresAreFailedAndNeverUnavailable) {
   m_owner.records[7].fields[L"b"].renderResult = -9;
   m_owner.records[7].fields[L"c"].renderResult = -3;
   for (const wchar_t* field : {L"a", L"b", L"c"}) {
-    EXPECT_EQ(MakeOwned(&m_owner, field).state, 5u) << Utf8(field);
+    EXPECT_EQ(MakeOwned(&m_owner, field).state, kQvThumbnailFailed) << Utf8(field);
     EXPECT_EQ(m_owner.TakeCalls().back(), "EndAccess");
   }
   EXPECT_EQ(PlatformSpy::LivePictures(), 0);
@@ -96,7 +96,7 @@ TEST_F(OwnedRecordTest, FailuresAreFailedAndNeverUnavailable) {
 TEST_F(OwnedRecordTest, RecordWithoutAreaFailsCleanly) {
   m_owner.records[7].fields[L"image"] = SFile(0, 0);
   const SLook look = MakeOwned(&m_owner);
-  EXPECT_EQ(look.state, 5u);
+  EXPECT_EQ(look.state, kQvThumbnailFailed);
   EXPECT_EQ(m_owner.inside, 0);
 }
 

@@ -109,7 +109,7 @@ TEST_F(RecordsTest, StoredRowIsTakenWithoutLookingAtTheFile) {
                           "ReadPicture 0 0", "Source.Release", "Codec.Release", "Manager.Release"));
 
   const SLook look = Get(Cache(), desc);
-  EXPECT_EQ(look.state, 4u);
+  EXPECT_EQ(look.state, kQvThumbnailReady);
   EXPECT_EQ(look.picture.width, 20u);
   EXPECT_EQ(look.picture.height, 10u);
   EXPECT_EQ(UniformByte(look.picture), 0x5A);
@@ -121,11 +121,11 @@ TEST_F(RecordsTest, RowGivesTimeAndQuality) {
   InsertRow("/nowhere/high.tif", 0, 123.5, 1, MakeStream(20, 10, 3, 8, 1));
   InsertRow("/nowhere/standard.tif", 0, 123.5, 0, MakeStream(20, 10, 3, 8, 1));
   RequestNow(Cache(), {Describe(L"/nowhere/high.tif"), Describe(L"/nowhere/standard.tif")});
-  EXPECT_EQ(Glance(Cache(), Describe(L"/nowhere/high.tif", 0, 123.5)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(L"/nowhere/high.tif", 0, 123.5)), kQvThumbnailReady);
   Cache().SetHighQuality(true);
-  EXPECT_EQ(Glance(Cache(), Describe(L"/nowhere/high.tif")), 4u);
-  EXPECT_EQ(Get(Cache(), Describe(L"/nowhere/standard.tif")).state, 8u);
-  EXPECT_EQ(Get(Cache(), Describe(L"/nowhere/high.tif", 0, 123.25)).state, 8u);
+  EXPECT_EQ(Glance(Cache(), Describe(L"/nowhere/high.tif")), kQvThumbnailReady);
+  EXPECT_EQ(Get(Cache(), Describe(L"/nowhere/standard.tif")).state, kQvThumbnailStale);
+  EXPECT_EQ(Get(Cache(), Describe(L"/nowhere/high.tif", 0, 123.25)).state, kQvThumbnailStale);
   Cache().ReleaseThumbnail(1, Describe(L"/nowhere/standard.tif"));
   Cache().ReleaseThumbnail(1, Describe(L"/nowhere/high.tif"));
 }
@@ -159,7 +159,7 @@ TEST_F(RecordsTest, SavingAgainLeavesOneRowWithTheLatestValues) {
   RequestNow(Cache(), {Describe(path)});
   EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT quality FROM cache"), "0");
   Cache().SetHighQuality(true);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 8u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailStale);
   listener.WaitFor(path);
   EXPECT_THAT(Sql(DatabaseFile()).Rows("SELECT flags, quality FROM cache"), ElementsAre("0|1"));
 }
@@ -178,7 +178,7 @@ TEST_F(RecordsTest, QueuedRequestReadsTheRowToo) {
   InsertRow("/nowhere/a.tif", 0, 1, 0, MakeStream(20, 10, 3, 8, 7));
   Queue(Cache(), {Describe(L"/nowhere/a.tif")});
   listener.WaitFor(L"/nowhere/a.tif");
-  EXPECT_EQ(Glance(Cache(), Describe(L"/nowhere/a.tif")), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(L"/nowhere/a.tif")), kQvThumbnailReady);
 }
 
 struct SBadBlob {
@@ -198,7 +198,7 @@ TEST_P(BadRowTest, FailsTheEntryAndStays) {
   EXPECT_EQ(messages[0].text, GetParam().message);
   EXPECT_EQ(messages[0].format, L"%s");
   EXPECT_EQ(messages[0].file, kSource);
-  EXPECT_EQ(Get(Cache(), Describe(m_ownerless)).state, 5u);
+  EXPECT_EQ(Get(Cache(), Describe(m_ownerless)).state, kQvThumbnailFailed);
   EXPECT_FALSE(Get(Cache(), Describe(m_ownerless)).HasPicture());
   EXPECT_EQ(PlatformSpy::LivePictures(), 0);
   EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "1");
@@ -210,7 +210,7 @@ TEST_P(BadRowTest, IsMadeAnewFromTheFile) {
   InsertRow(Utf8(path), 0, 5, 0, GetParam().blob);
   RequestNow(Cache(), {Describe(path)});
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(GetParam().message));
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
   Cache().PurgeUnusedThumbnails();
   RequestNow(Cache(), {Describe(path)});
   EXPECT_EQ(Script().RenderCount(path), 1) << "the row was replaced by a good one";
@@ -233,7 +233,7 @@ TEST_F(RecordsTest, MissingCodecFailsTheEntry) {
   Script().FailCodecByName(-9);
   RequestNow(Cache(), {Describe(m_ownerless)});
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kBadPicture));
-  EXPECT_EQ(Glance(Cache(), Describe(m_ownerless)), 5u);
+  EXPECT_EQ(Glance(Cache(), Describe(m_ownerless)), kQvThumbnailFailed);
 }
 
 TEST_F(RecordsTest, FailedReadFreesThePictureHeld) {
@@ -247,12 +247,12 @@ TEST_F(RecordsTest, FailedReadFreesThePictureHeld) {
   RequestNow(Cache(), {Describe(path)});
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kBadPicture));
   EXPECT_EQ(Script().RenderCount(path), 2);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
 }
 
 TEST_F(RecordsTest, NoRowAndNoPictureYieldsNone) {
   RequestNow(Cache(), {Describe(m_ownerless)});
-  EXPECT_EQ(Get(Cache(), Describe(m_ownerless)).state, 0u);
+  EXPECT_EQ(Get(Cache(), Describe(m_ownerless)).state, kQvThumbnailNone);
   EXPECT_TRUE(m_diag.Take().empty());
 }
 
@@ -266,13 +266,13 @@ TEST_F(RecordsTest, NoRowAndAPictureYieldsStaleAndLeavesIt) {
   Get(Cache(), Describe(m_ownerless), 1);
   Cache().ReleaseThumbnail(1, Describe(m_ownerless, 0, 5.0));
   const SLook shown = Get(Cache(), Describe(m_ownerless, 0, 5.0), 2);
-  ASSERT_EQ(shown.state, 8u);
+  ASSERT_EQ(shown.state, kQvThumbnailStale);
   FreeWorkers(listener);
   Drain(listener);
 
   RequestNow(Cache(), {Describe(m_ownerless)});
   const SLook look = Get(Cache(), Describe(m_ownerless, 0, 5.0), 3);
-  EXPECT_EQ(look.state, 8u);
+  EXPECT_EQ(look.state, kQvThumbnailStale);
   EXPECT_EQ(look.picture.data, shown.picture.data);
   EXPECT_EQ(UniformByte(shown.picture), standin::RenderedByte(L"db:1:image", 0));
   Cache().ReleaseThumbnail(2, Describe(m_ownerless, 0, 5.0));
@@ -288,7 +288,7 @@ TEST_F(RecordsTest, FailedLookupIsReportedAndCountsAsNoRow) {
   EXPECT_EQ(messages[0].kind, EQvDiagKind::Assertion);
   EXPECT_EQ(messages[0].text, L"res != SQLITE_DONE && res != SQLITE_ROW");
   EXPECT_EQ(messages[0].file, kSource);
-  EXPECT_EQ(Get(Cache(), Describe(m_ownerless)).state, 0u);
+  EXPECT_EQ(Get(Cache(), Describe(m_ownerless)).state, kQvThumbnailNone);
 }
 
 TEST_F(RecordsTest, LockedLookupIsReported) {
@@ -298,7 +298,7 @@ TEST_F(RecordsTest, LockedLookupIsReported) {
   holder.Run("BEGIN EXCLUSIVE");
   RequestNow(Cache(), {Describe(path)});
   holder.Run("COMMIT");
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u) << "the picture is made all the same";
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady) << "the picture is made all the same";
   EXPECT_THAT(m_diag.TakeTexts(), Contains(L"res != SQLITE_DONE && res != SQLITE_ROW"));
 }
 
@@ -319,7 +319,7 @@ TEST_F(RecordsTest, PictureIsDescribedToTheOutput) {
   EXPECT_EQ(standard.format.bpcInMemory, 8);
   EXPECT_EQ(standard.format.bpcSignificant, 8);
   EXPECT_EQ(standard.format.components, 3u);
-  EXPECT_EQ(standard.format.pixelType, 1u);
+  EXPECT_EQ(standard.format.pixelType, kQvPixelUnsigned);
   EXPECT_EQ(standard.format.sequenceCount, 1u);
   for (const standin::SOutput& output : outputs) EXPECT_EQ(output.quality, 0.8);
 }
@@ -350,7 +350,7 @@ TEST_F(RecordsTest, FailedDeleteSkipsTheInsertSilently) {
                                                    "bind_int 2 0", "step 5", "clear", "reset"));
   EXPECT_THAT(calls, ::testing::Not(Contains("prepare " + kInsert)));
   EXPECT_TRUE(m_diag.Take().empty());
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
   EXPECT_THAT(SqliteSpy::OpenStatements(), Contains(kDelete));
   SqliteSpy::FinalizeOpenStatements();
 }
@@ -382,7 +382,7 @@ TEST_F(RecordsTest, FailedInsertIsReportedTwice) {
     EXPECT_EQ(message.format, L"%s");
     EXPECT_EQ(message.file, kSource);
   }
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
   EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
 }
 
@@ -406,7 +406,7 @@ TEST_P(EncodingTest, FailedEncodingNeverStepsTheInsert) {
   EXPECT_THAT(SqliteSpy::TakeTraced(), ::testing::Not(Contains(kInsert)));
   EXPECT_TRUE(m_diag.Take().empty());
   EXPECT_THAT(SqliteSpy::OpenStatements(), IsEmpty());
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
   EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
   EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "1");
 }

@@ -74,13 +74,13 @@ TEST_F(RequestTest, StaleAndUnavailableAreLeftAlone) {
   unsupported.renderResult = -3;
   const std::wstring path = MakeFile("unsupported.tif", unsupported), stale = MakeFile("stale.tif");
   RequestNow(Cache(), {Describe(path), Describe(stale)});
-  ASSERT_EQ(Get(Cache(), Describe(stale, 0, 1.0)).state, 8u);
+  ASSERT_EQ(Get(Cache(), Describe(stale, 0, 1.0)).state, kQvThumbnailStale);
   RequestNow(Cache(), {Describe(path, 0, 1.0), Describe(stale, 0, 1.0)});
   Queue(Cache(), {Describe(path, 0, 1.0), Describe(stale, 0, 1.0)});
   Drain(listener);
   EXPECT_EQ(Script().RenderCount(path), 1);
   EXPECT_EQ(Script().RenderCount(stale), 1);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 9u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailUnavailable);
   const SQvThumbnailDescription desc = Describe(stale);
   Cache().CancelRequests(0, &desc, 1);
   Cache().ReleaseThumbnail(1, Describe(stale));
@@ -96,10 +96,10 @@ TEST_F(RequestTest, FailedThumbnailIsRemadeOnlyForAnotherTime) {
 
   RequestNow(Cache(), {Describe(path, 0, time)});
   EXPECT_EQ(Script().RenderCount(path), 2);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 5u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailFailed);
   RequestNow(Cache(), {Describe(path, 0, time + 1)});
   EXPECT_EQ(Script().RenderCount(path), 3);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
 }
 
 TEST_F(RequestTest, QueuedModeRemakesFailedOnlyForAnotherTime) {
@@ -113,22 +113,22 @@ TEST_F(RequestTest, QueuedModeRemakesFailedOnlyForAnotherTime) {
   EXPECT_EQ(listener.Count(path), 0u);
   Queue(Cache(), {Describe(path, 0, 0.0)});
   listener.WaitFor(path);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
 }
 
 TEST_F(RequestTest, EntryWithoutATimeIsNotQueuedAgainButResolvedNow) {
   Listener listener(Cache());
   const std::wstring path = Folder().Wide("missing.tif");
   RequestNow(Cache(), {Describe(path)});
-  ASSERT_EQ(Glance(Cache(), Describe(path)), 0u);
+  ASSERT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailNone);
   MakeFile("missing.tif");
   Queue(Cache(), {Describe(path, 0, 0.0), Describe(path, 0, 5.0)});
   Drain(listener);
   EXPECT_EQ(listener.Count(path), 0u);
   RequestNow(Cache(), {Describe(path, 0, 0.0)});
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 0u) << "0.0 equals the entry's time";
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailNone) << "0.0 equals the entry's time";
   RequestNow(Cache(), {Describe(path, 0, 5.0)});
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
 }
 
 TEST_F(RequestTest, DormantThumbnailIsQueuedOncePerRequest) {
@@ -153,7 +153,7 @@ TEST_F(RequestTest, QueuedThumbnailIsTakenBySynchronousRequest) {
   const std::wstring path = MakeFile("a.tif");
   Queue(Cache(), {Describe(path)});
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
   FreeWorkers(listener);
   Drain(listener);
   EXPECT_EQ(listener.Count(path), 0u) << "the worker finds it ready and skips it";
@@ -165,7 +165,7 @@ TEST_F(RequestTest, ThumbnailInWorkIsLeftToItsWorker) {
   OccupyWorkers(listener);
   RequestNow(Cache(), {Describe(m_occupiers[0], 0, 1.0)});
   Queue(Cache(), {Describe(m_occupiers[0], 0, 1.0)});
-  EXPECT_EQ(Glance(Cache(), Describe(m_occupiers[0])), 2u);
+  EXPECT_EQ(Glance(Cache(), Describe(m_occupiers[0])), kQvThumbnailInWork);
   FreeWorkers(listener);
   Drain(listener);
   EXPECT_EQ(Script().RenderCount(m_occupiers[0]), 1);
@@ -196,7 +196,7 @@ TEST_F(RequestTest, RowIsAcceptedWithoutComparingItsTime) {
   Cache().PurgeUnusedThumbnails();
   RequestNow(Cache(), {Describe(path, 0, 3000000.0)});
   EXPECT_EQ(Script().RenderCount(path), 1);
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), 4u) << "the entry's time is the row's";
+  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), kQvThumbnailReady) << "the entry's time is the row's";
 }
 
 TEST_F(RequestTest, LatestRequestsOwnerIsUsed) {
@@ -210,7 +210,7 @@ TEST_F(RequestTest, LatestRequestsOwnerIsUsed) {
   FreeWorkers(listener);
   listener.WaitFor(location);
   EXPECT_THAT(first.TakeCalls(), IsEmpty());
-  EXPECT_EQ(Glance(Cache(), Describe(location)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(location)), kQvThumbnailReady);
 }
 
 TEST_F(RequestTest, OwnerOfAReadyThumbnailIsReplacedForItsNextMaking) {
@@ -240,13 +240,13 @@ TEST_F(RequestTest, MissingManagerIsSurvived) {
     Script().FailFactory(!impostor, impostor);
     RequestNow(Cache(), {Describe(path), Describe(other)});
     EXPECT_FALSE(Get(Cache(), Describe(path)).HasPicture());
-    EXPECT_NE(Glance(Cache(), Describe(path)), 2u);
+    EXPECT_NE(Glance(Cache(), Describe(path)), kQvThumbnailInWork);
     Cache().PurgeUnusedThumbnails();
   }
   EXPECT_EQ(Script().Live().managers, 2) << "only the workers' own";
   Script().FailFactory(false, false);
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
 }
 
 TEST_F(RequestTest, NullArrayWithACountIsSurvived) {
@@ -260,11 +260,11 @@ TEST_F(RequestTest, CallersInParallelShareOneMaking) {
   std::thread first([&] { RequestNow(Cache(), {Describe(path)}); });
   Script().WaitForBlocked(1);
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 2u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailInWork);
   Script().Unblock(path);
   first.join();
   EXPECT_EQ(Script().RenderCount(path), 1);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
 }
 
 }  // namespace

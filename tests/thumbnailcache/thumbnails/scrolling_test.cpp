@@ -41,7 +41,7 @@ TEST_F(ScrollingTest, OutdatedPictureWaitsForTheWorkInProgressOnly) {
   RequestNow(Cache(), {Describe(visible)});
   OccupyWorkers(listener);
   Queue(Cache(), m_later);
-  EXPECT_EQ(Glance(Cache(), Describe(visible, 0, 1.0)), 8u);
+  EXPECT_EQ(Glance(Cache(), Describe(visible, 0, 1.0)), kQvThumbnailStale);
   EXPECT_THAT(FirstFinished(listener, 3), ElementsAre(m_occupiers[0], visible, m_later[0].location.Str()));
   Finish(listener, kQueued + 3);
 }

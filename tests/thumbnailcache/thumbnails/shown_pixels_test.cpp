@@ -25,9 +25,9 @@ class ShownPixelsTest : public ServiceTest {
     Listener listener(Cache());
     RequestNow(Cache(), {Describe(path)});
     OccupyWorkers(listener);
-    EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), 8u);
+    EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
     const SLook look = Get(Cache(), Describe(path), kViewer);
-    EXPECT_EQ(look.state, 8u);
+    EXPECT_EQ(look.state, kQvThumbnailStale);
     FreeWorkers(listener);
     Drain(listener);
     return look;
@@ -48,7 +48,7 @@ TEST_F(ShownPixelsTest, StayWhenTheThumbnailIsRemadeFromTheFile) {
   EXPECT_EQ(UniformByte(shown.picture), RenderedByte(path, 0));
 
   const SLook fresh = Get(Cache(), Describe(path), 10);
-  EXPECT_EQ(fresh.state, 4u);
+  EXPECT_EQ(fresh.state, kQvThumbnailReady);
   EXPECT_EQ(UniformByte(fresh.picture), RenderedByte(path, 1));
   Cache().ReleaseThumbnail(kViewer, Describe(path));
   EXPECT_EQ(UniformByte(fresh.picture), RenderedByte(path, 1));
@@ -115,7 +115,7 @@ TEST_F(ShownPixelsTest, StayWhenTheFileIsGone) {
   ForgetRows();
   std::filesystem::remove(Utf8(path));
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Get(Cache(), Describe(path), 10).state, 0u);
+  EXPECT_EQ(Get(Cache(), Describe(path), 10).state, kQvThumbnailNone);
   EXPECT_EQ(UniformByte(shown.picture), RenderedByte(path, 0));
   Cache().ReleaseThumbnail(kViewer, Describe(path));
 }
@@ -143,7 +143,7 @@ TEST_F(ShownPixelsTest, ManyRemakesUnderManyViewers) {
   for (int round = 1; round < 6; ++round) {
     const std::uint64_t viewer = kViewer + static_cast<std::uint64_t>(round);
     const SLook look = Get(Cache(), Describe(path, 0, 1.0), viewer);
-    ASSERT_EQ(look.state, 8u);
+    ASSERT_EQ(look.state, kQvThumbnailStale);
     shown.push_back(look.picture);
     // Cancelled, it counts as ready; the next viewer finds it stale again. Every viewer has left the queue alone.
     const auto desc = Describe(path);
@@ -170,7 +170,7 @@ class PublishedOverTest : public ShownPixelsTest {
     Cache().ReleaseThumbnail(1, Describe(m_record, 0, 6.0));
     m_diag.Take();
     const SLook look = Get(Cache(), Describe(m_record), kViewer);
-    EXPECT_EQ(look.state, 8u);
+    EXPECT_EQ(look.state, kQvThumbnailStale);
     return look;
   }
 };
@@ -216,7 +216,7 @@ TEST_F(PublishedOverTest, TwoWorkersOnOneThumbnailBothPublish) {
   listener.WaitFor(m_record, 2);
   Drain(listener);
   const SLook fresh = Get(Cache(), Describe(m_record), 10);
-  EXPECT_EQ(fresh.state, 4u);
+  EXPECT_EQ(fresh.state, kQvThumbnailReady);
   EXPECT_GE(UniformByte(fresh.picture), 0);
   Cache().ReleaseThumbnail(10, Describe(m_record));
   Cache().PurgeUnusedThumbnails();

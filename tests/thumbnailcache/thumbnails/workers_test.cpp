@@ -38,7 +38,7 @@ TEST_F(WorkersTest, QueuedThumbnailIsMadeSavedAndTold) {
   EXPECT_TRUE(traced[4].starts_with("INSERT INTO metadata"));
   EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT filename, M_author FROM metadata"), Utf8(path) + "|Ada");
   const SLook look = Get(Cache(), Describe(path));
-  EXPECT_EQ(look.state, 4u);
+  EXPECT_EQ(look.state, kQvThumbnailReady);
   EXPECT_EQ(UniformByte(look.picture), RenderedByte(path, 0));
   Cache().ReleaseThumbnail(1, Describe(path));
 }
@@ -53,10 +53,10 @@ TEST_F(WorkersTest, EveryEndIsToldOnce) {
   Queue(Cache(), {Describe(good), Describe(bad), Describe(odd), Describe(missing)});
   Drain(listener);
   for (const std::wstring& path : {good, bad, odd, missing}) EXPECT_EQ(listener.Count(path), 1u) << Utf8(path);
-  EXPECT_EQ(Glance(Cache(), Describe(good)), 4u);
-  EXPECT_EQ(Glance(Cache(), Describe(bad)), 5u);
-  EXPECT_EQ(Glance(Cache(), Describe(odd)), 9u);
-  EXPECT_EQ(Glance(Cache(), Describe(missing)), 0u);
+  EXPECT_EQ(Glance(Cache(), Describe(good)), kQvThumbnailReady);
+  EXPECT_EQ(Glance(Cache(), Describe(bad)), kQvThumbnailFailed);
+  EXPECT_EQ(Glance(Cache(), Describe(odd)), kQvThumbnailUnavailable);
+  EXPECT_EQ(Glance(Cache(), Describe(missing)), kQvThumbnailNone);
 }
 
 TEST_F(WorkersTest, ListenerGetsTheLowerCasedLocation) {
@@ -65,7 +65,7 @@ TEST_F(WorkersTest, ListenerGetsTheLowerCasedLocation) {
   Queue(Cache(), {Describe(path)});
   listener.Wait(1);
   EXPECT_THAT(listener.Locations(), ElementsAre(Folder().Wide("mixed.tif")));
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u) << "the file is found by its lower-cased name";
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady) << "the file is found by its lower-cased name";
 }
 
 TEST_F(WorkersTest, TwoWorkersWorkAtOnce) {
@@ -90,7 +90,7 @@ TEST_F(WorkersTest, OneBatchMayBeDrainedByOneWorker) {
   for (int i = 0; i < 50; ++i) batch.push_back(Describe(MakeFile("f" + std::to_string(i) + ".tif")));
   Queue(Cache(), batch);
   listener.Wait(50);
-  for (const auto& desc : batch) EXPECT_EQ(Glance(Cache(), desc), 4u);
+  for (const auto& desc : batch) EXPECT_EQ(Glance(Cache(), desc), kQvThumbnailReady);
   EXPECT_EQ(Script().TotalRenders(), 50);
 }
 
@@ -101,13 +101,13 @@ TEST_F(WorkersTest, ShownThumbnailIsNotRemade) {
   OccupyWorkers(listener);
   Glance(Cache(), Describe(path, 0, 1.0));
   const SLook look = Get(Cache(), Describe(path), 9);
-  EXPECT_EQ(look.state, 8u);
+  EXPECT_EQ(look.state, kQvThumbnailStale);
   FreeWorkers(listener);
   Drain(listener);
   EXPECT_EQ(Script().RenderCount(path), 1);
   EXPECT_EQ(listener.Count(path), 0u);
   EXPECT_EQ(UniformByte(look.picture), RenderedByte(path, 0));
-  EXPECT_EQ(Get(Cache(), Describe(path), 10).state, 1u) << "it was left dormant";
+  EXPECT_EQ(Get(Cache(), Describe(path), 10).state, kQvThumbnailQueued) << "it was left dormant";
   Cache().ReleaseThumbnail(9, Describe(path));
   // A worker may have found it shown once more before it was given back.
   Glance(Cache(), Describe(path));
@@ -128,7 +128,7 @@ TEST_F(WorkersTest, StopLeavesWhatIsQueued) {
   closer.join();
   for (const std::wstring& occupier : m_occupiers) EXPECT_EQ(listener.Count(occupier), 1u) << "finished, not dropped";
   ASSERT_EQ(Open(), 0);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 0u) << "purged by the close";
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailNone) << "purged by the close";
 }
 
 TEST_F(WorkersTest, ListenersMayCallTheService) {
@@ -184,7 +184,7 @@ TEST_F(WorkersTest, QueuedTwiceIsMadeOnce) {
   const auto desc = Describe(MakeFile("a.tif"));
   Queue(Cache(), {desc});
   Cache().CancelRequests(0, &desc, 1);
-  EXPECT_EQ(Get(Cache(), desc).state, 1u);
+  EXPECT_EQ(Get(Cache(), desc).state, kQvThumbnailQueued);
   FreeWorkers(listener);
   Drain(listener);
   EXPECT_EQ(listener.Count(desc.location.Str()), 1u);
@@ -199,7 +199,7 @@ TEST_F(WorkersTest, WorkerOfAFailedFactoryEndsEveryRequest) {
   Queue(Cache(), {Describe(path)});
   listener.WaitFor(path);
   EXPECT_FALSE(Get(Cache(), Describe(path)).HasPicture());
-  EXPECT_NE(Glance(Cache(), Describe(path)), 2u);
+  EXPECT_NE(Glance(Cache(), Describe(path)), kQvThumbnailInWork);
 }
 
 TEST_F(WorkersTest, ShownStateIsInWorkWhileBeingMade) {
@@ -207,13 +207,13 @@ TEST_F(WorkersTest, ShownStateIsInWorkWhileBeingMade) {
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
   Script().Block(path);
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), 8u);
+  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
   Script().WaitForBlocked(1);
-  EXPECT_EQ(Get(Cache(), Describe(path)).state, 2u);
+  EXPECT_EQ(Get(Cache(), Describe(path)).state, kQvThumbnailInWork);
   EXPECT_FALSE(Get(Cache(), Describe(path)).HasPicture());
   Script().Unblock(path);
   listener.WaitFor(path);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), 4u);
+  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
 }
 
 TEST_F(WorkersTest, PublishedCopyWinsOverChangesMeanwhile) {
@@ -232,7 +232,7 @@ TEST_F(WorkersTest, PublishedCopyWinsOverChangesMeanwhile) {
   Cache().CancelAllRequests();
   Script().UnblockAll();
   listener.WaitFor(location);
-  EXPECT_EQ(Get(Cache(), Describe(location, 0, 9.0)).state, 4u);
+  EXPECT_EQ(Get(Cache(), Describe(location, 0, 9.0)).state, kQvThumbnailReady);
   // Its time is unknown again, as the copy had it, so this release is news once more.
   Cache().ReleaseThumbnail(1, Describe(location, 0, 5.0));
   listener.WaitFor(location, 2);

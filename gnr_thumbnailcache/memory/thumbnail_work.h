@@ -1,0 +1,50 @@
+#pragma once
+
+#include "gnr_thumbnailcache/memory/thumbnail_entry.h"
+
+class CThumbnailCache;
+
+// A private copy of an entry that one thread works on with no lock held. The cache fills it when the entry is taken and
+// reads it when the result is published. It starts with the entry's picture on loan: the copy knows that there is one,
+// but neither writes nor frees it, because viewers may show it. A new picture gets memory of its own and changes places
+// with the old one when the copy is published.
+class CThumbnailWork : public SThumbnailFields {
+ public:
+  explicit CThumbnailWork(CThumbnailCache& cache) noexcept : m_cache(cache) { CQvPicBufAPI::Init(&picture); }
+  CThumbnailWork(const CThumbnailWork&) = delete;
+  CThumbnailWork& operator=(const CThumbnailWork&) = delete;
+  ~CThumbnailWork() { FreeOwnPicture(); }
+
+  // Frees a picture that was not published.
+  void Clear() noexcept { FreeOwnPicture(); }
+
+  bool HasPicture() const noexcept { return CQvPicBufAPI::HasPixels(picture); }
+  // Gives the copy a picture of its own of that shape, all zero, 3 components, counting it when there was none. False,
+  // with the picture dropped, when there is no memory for it.
+  bool ReinitPicture(std::uint32_t width, std::uint32_t height, std::uint32_t bpc);
+  // Ends with no picture, uncounting the one there was.
+  void DropPicture() noexcept;
+  // The work ended early, by an exception.
+  void Fail() noexcept {
+    DropPicture();
+    state = kQvThumbnailFailed;
+  }
+
+  // Whether lastWritten was read anew, from the row or the file.
+  bool knowsLastWritten = false;
+
+ private:
+  friend class CThumbnailCache;
+
+  void Borrow(SThumbnailEntry* entry);
+  SQvPicBuf DetachPicture() noexcept;
+  void FreeOwnPicture() noexcept;
+  void CountPicture(std::int32_t change) noexcept;
+
+  CThumbnailCache& m_cache;
+  SThumbnailEntry* m_entry = nullptr;
+  // What this work added to the cache's count of pictures so far.
+  std::int32_t m_counted = 0;
+  // Whether `picture` is the entry's, or none at all.
+  bool m_onLoan = true;
+};
