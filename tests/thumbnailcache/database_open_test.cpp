@@ -65,12 +65,12 @@ TEST_F(DatabaseOpenTest, PathIsTakenVerbatim) {
 
 TEST_F(DatabaseOpenTest, OverlongPathIsNeverCutShort) {
   const std::string folder(200, 'x'), name(100, 'y');
-  std::filesystem::create_directory(Folder().File(folder));
+  std::filesystem::create_directory(Folder().Path(folder));
   const std::int32_t result = Host().Open(Folder().Wide(folder + "/" + name));
   EXPECT_TRUE(result == 0 || result == -9) << result;
   Host().Close();
-  EXPECT_EQ(std::filesystem::exists(Folder().File(folder + "/" + name)), result == 0);
-  for (const auto& item : std::filesystem::directory_iterator(Folder().File(folder)))
+  EXPECT_EQ(std::filesystem::exists(Folder().Path(folder + "/" + name)), result == 0);
+  for (const auto& item : std::filesystem::directory_iterator(Folder().Path(folder)))
     EXPECT_THAT(item.path().filename().string(), ::testing::StartsWith(name));
 }
 
@@ -110,7 +110,7 @@ TEST_F(DatabaseOpenTest, EverySuccessfulOpenResetsTheSettings) {
   Close();
   EXPECT_EQ(Cache().GetCacheLimit(), 3u);
 
-  EXPECT_EQ(Cache().OpenDatabase(Folder().Path().wstring().c_str()), -9);
+  EXPECT_EQ(Cache().OpenDatabase(Folder().Wide().c_str()), -9);
   EXPECT_EQ(Cache().GetCacheLimit(), 3u) << "a failed open sets no defaults";
   m_diag.Take();
 
@@ -130,17 +130,17 @@ TEST_F(DatabaseOpenTest, EverySuccessfulOpenResetsTheSettings) {
 
 TEST_F(DatabaseOpenTest, FolderThatIsNotThereIsRefused) {
   ExpectRefused(Folder().Wide("nowhere/cache.db"), L"unable to open database file");
-  EXPECT_FALSE(std::filesystem::exists(Folder().File("nowhere")));
+  EXPECT_FALSE(std::filesystem::exists(Folder().Path("nowhere")));
 }
 
 TEST_F(DatabaseOpenTest, FolderInPlaceOfAFileIsRefused) {
-  ExpectRefused(Folder().Path().wstring(), L"unable to open database file");
+  ExpectRefused(Folder().Wide(), L"unable to open database file");
 }
 
 TEST_F(DatabaseOpenTest, ConnectionOfAFailedOpenStaysUntilTheNextClose) {
   for (int round = 0; round < 3; ++round) {
-    EXPECT_EQ(Cache().OpenDatabase(Folder().Path().wstring().c_str()), -9);
-    EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("open " + Folder().Path().string() + " 6"));
+    EXPECT_EQ(Cache().OpenDatabase(Folder().Wide().c_str()), -9);
+    EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("open " + Folder().Path() + " 6"));
   }
   EXPECT_EQ(SqliteSpy::OpenConnections(), 3);
   EXPECT_EQ(Cache().CloseDatabase(), 0);
@@ -149,7 +149,7 @@ TEST_F(DatabaseOpenTest, ConnectionOfAFailedOpenStaysUntilTheNextClose) {
 
 TEST_F(DatabaseOpenTest, FileThatIsNoDatabaseIsRefusedAndKept) {
   const std::string content(4096, 'x');
-  const std::wstring path = Folder().Create("noise.db", content);
+  const std::wstring path = Folder().MakeFileWide("noise.db", content);
   ExpectRefused(path, L"file is not a database");
   std::ifstream file(Utf8(path), std::ios::binary);
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), content);
@@ -190,7 +190,7 @@ TEST_F(DatabaseOpenTest, ReadOnlyFileIsRefused) {
   ASSERT_EQ(Open(), 0);
   Close();
   for (const bool hasTables : {true, false}) {
-    const std::string file = hasTables ? DatabaseFile() : Folder().File("empty.db");
+    const std::string file = hasTables ? DatabaseFile() : Folder().Path("empty.db");
     if (!hasTables) Sql(file).Run("CREATE TABLE other (x)");
     chmod(file.c_str(), 0444);
     chmod(Folder().Path().c_str(), 0755);
@@ -247,7 +247,7 @@ TEST_F(DatabaseOpenTest, OpenedTwiceLosesNothing) {
   EXPECT_TRUE(WaitForThreads(m_threads + 2));
   EXPECT_EQ(SqliteSpy::OpenConnections(), 1);
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Sql(Folder().File("second.db")).Value("SELECT count(*) FROM cache"), "1");
+  EXPECT_EQ(Sql(Folder().Path("second.db")).Value("SELECT count(*) FROM cache"), "1");
 }
 
 TEST_F(DatabaseOpenTest, OpenMasksFloatingPointExceptions) {

@@ -1,3 +1,5 @@
+#include <filesystem>
+
 #include "tests/thumbnailcache/support/service_test.h"
 
 namespace qvtest {

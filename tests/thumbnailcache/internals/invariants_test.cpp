@@ -1,4 +1,5 @@
 #include <atomic>
+#include <filesystem>
 #include <random>
 #include <thread>
 

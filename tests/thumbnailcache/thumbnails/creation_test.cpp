@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <cmath>
+#include <filesystem>
 
 #include "system/qvdatetime.h"
 #include "system/qvfile.h"
@@ -287,7 +288,7 @@ TEST_F(CreationTest, MissingFileDropsThePicture) {
 }
 
 TEST_F(CreationTest, FolderYieldsNoneButItsTimeIsKnown) {
-  std::filesystem::create_directory(Folder().File("folder.tif"));
+  std::filesystem::create_directory(Folder().Path("folder.tif"));
   const std::wstring path = Folder().Wide("folder.tif");
   PlatformSpy::Record(true);
   EXPECT_EQ(Make(path).state, kQvThumbnailNone);

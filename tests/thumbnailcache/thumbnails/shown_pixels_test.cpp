@@ -1,3 +1,5 @@
+#include <filesystem>
+
 #include "tests/thumbnailcache/support/image_database.h"
 #include "tests/thumbnailcache/support/service_test.h"
 
