@@ -57,7 +57,7 @@ TEST_F(DispatchTableTest, ThumbnailsLieInSlots0To8And31And32) {
   } heard;
   const auto handle = Slot<QvThumbnailListener, QvThumbnailCallback, void*>(31, &SPair::Call, &heard);
   EXPECT_EQ(handle, QvThumbnailListener(&SPair::Call, &heard));
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   MakeOne(listener);
   EXPECT_EQ(heard.calls, 1);
   Slot<void, const QvThumbnailListener&>(32, handle);
@@ -85,7 +85,7 @@ TEST_F(DispatchTableTest, ThumbnailsLieInSlots0To8And31And32) {
   Drain(listener);
   EXPECT_EQ(Script().RenderCount(more.location.Str()), 0) << "cancelled through slot 3";
   EXPECT_EQ(Slot<std::int32_t>(8), 0);
-  EXPECT_EQ(Glance(Cache(), desc), kQvThumbnailNone) << "purged through slot 8";
+  EXPECT_EQ(PeekState(Cache(), desc), kQvThumbnailNone) << "purged through slot 8";
 }
 
 TEST_F(DispatchTableTest, TextInformationLiesInSlot19) {

@@ -25,9 +25,9 @@ class RealFormatsTest : public ::testing::Test {
     m_manager = dynamic_cast<IQvImageFormatManager*>(
         CQvRTTI::CreateAndQuery("CQvImageFormatManagerImpl", "IQvImageFormatManager", SQvFileLine("tests", __LINE__)));
     ASSERT_NE(m_manager, nullptr);
-    m_service = std::make_unique<Service>();
+    m_service = std::make_unique<CServiceHandle>();
     ASSERT_EQ(m_service->Open(m_folder.Wide("cache.db")), 0);
-    m_listener = std::make_unique<Listener>(**m_service);
+    m_listener = std::make_unique<CRecordingListener>(**m_service);
   }
   void TearDown() override {
     m_listener.reset();
@@ -76,17 +76,17 @@ class RealFormatsTest : public ::testing::Test {
   }
 
   TempFolder m_folder;
-  DiagRecorder m_diag;
+  CDiagRecorder m_diag;
   IQvImageFormatManager* m_manager = nullptr;
-  std::unique_ptr<Service> m_service;
-  std::unique_ptr<Listener> m_listener;
+  std::unique_ptr<CServiceHandle> m_service;
+  std::unique_ptr<CRecordingListener> m_listener;
 };
 
 TEST_F(RealFormatsTest, JpegGetsAThumbnailThatSurvivesItsRow) {
   const auto desc = Describe(WriteJpeg("IMG_0001.JPG", 1200, 900, 30, 220));
   Queue(**m_service, {desc});
   m_listener->Wait(1);
-  SLook look = Get(**m_service, desc);
+  SLookup look = Get(**m_service, desc);
   ASSERT_EQ(look.state, kQvThumbnailReady);
   EXPECT_EQ(look.picture.width, 240u);
   EXPECT_EQ(look.picture.height, 180u);
@@ -121,7 +121,7 @@ TEST_F(RealFormatsTest, GreyRowIsRefusedAndReplaced) {
     (*m_service)->PurgeUnusedThumbnails();
     RequestNow(**m_service, {Describe(path)});
     EXPECT_EQ(m_diag.Take().size(), 1u);
-    EXPECT_EQ(Glance(**m_service, Describe(path)), kQvThumbnailReady);
+    EXPECT_EQ(PeekState(**m_service, Describe(path)), kQvThumbnailReady);
   }
 }
 
@@ -129,7 +129,7 @@ TEST_F(RealFormatsTest, HalfAJpegFails) {
   const auto bytes = Encode(600, 400, 3, 30, 220);
   const std::wstring path = m_folder.Create("a.jpg", std::string(bytes.begin(), bytes.begin() + bytes.size() / 3));
   RequestNow(**m_service, {Describe(path)});
-  EXPECT_EQ(Glance(**m_service, Describe(path)), kQvThumbnailFailed);
+  EXPECT_EQ(PeekState(**m_service, Describe(path)), kQvThumbnailFailed);
   EXPECT_EQ(Sql(m_folder.File("cache.db")).Value("SELECT count(*) FROM cache"), "0");
 }
 
@@ -137,7 +137,7 @@ TEST_F(RealFormatsTest, WhatIsNoImageFails) {
   for (const char* content : {"", "text", "\xFF\xD8\xFF", "\x89PNG\r\n\x1A\n", "II*"}) {
     const std::wstring path = m_folder.Create(std::string("noise") + std::to_string(std::strlen(content)), content);
     RequestNow(**m_service, {Describe(path)});
-    EXPECT_EQ(Glance(**m_service, Describe(path)), kQvThumbnailFailed) << content;
+    EXPECT_EQ(PeekState(**m_service, Describe(path)), kQvThumbnailFailed) << content;
   }
 }
 
@@ -172,7 +172,7 @@ TEST_F(RealFormatsTest, FolderOfSamplesEndsInDefiniteStates) {
   Queue(**m_service, batch);
   m_listener->Wait(batch.size());
   for (const auto& desc : batch) {
-    const SLook look = Get(**m_service, desc);
+    const SLookup look = Get(**m_service, desc);
     EXPECT_TRUE(look.state == kQvThumbnailReady || look.state == kQvThumbnailFailed ||
                 look.state == kQvThumbnailUnavailable)
         << CQvStringUtils::WtoUTF8(desc.location).Str() << " " << look.state;

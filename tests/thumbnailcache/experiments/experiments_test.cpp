@@ -47,7 +47,7 @@ class ExperimentsTest : public ServiceTest {
   void SetUp() override {
     ServiceTest::SetUp();
     ASSERT_EQ(Open(), 0);
-    SqliteSpy::Clear();
+    CSqliteSpy::Clear();
   }
   int Write(const SQvExperiment* experiment, const SQvPicturePlanes* planes = nullptr, double time = 1.0,
             int stored = -1) {
@@ -70,7 +70,7 @@ TEST_F(ExperimentsTest, NewExperimentIsLookedUpAndInserted) {
   EXPECT_EQ(Write(experiment.get(), nullptr, 2.5, -4), 1);
   const std::string hashText = std::to_string(hash);
   EXPECT_THAT(
-      SqliteSpy::TakeCalls(),
+      CSqliteSpy::TakeCalls(),
       ElementsAre("prepare " + kLookup, "bind_int 1 " + hashText, "step 101", "finalize 0", "prepare " + kInsert,
                   "bind_double 1 2.5", "bind_blob 2 " + std::to_string(reader.Bytes().GetSize()) + " bytes",
                   "bind_blob 3 0 bytes", "bind_int 4 -4", "bind_int 5 " + hashText, "step 101", "finalize 0", "rowid"));
@@ -81,9 +81,9 @@ TEST_F(ExperimentsTest, NewExperimentIsLookedUpAndInserted) {
 TEST_F(ExperimentsTest, EqualExperimentIsReused) {
   const auto experiment = MakeExperiment(kQvLoopZ, 9), equal = MakeExperiment(kQvLoopZ, 9);
   EXPECT_EQ(Write(experiment.get(), nullptr, 1.0, 5), 1);
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   EXPECT_EQ(Write(equal.get(), nullptr, 2.0, -1), 1);
-  const auto calls = SqliteSpy::TakeCalls();
+  const auto calls = CSqliteSpy::TakeCalls();
   ASSERT_THAT(calls, SizeIs(10));
   EXPECT_EQ(calls[0], "prepare " + kLookup);
   EXPECT_EQ(calls[2], "step 100");
@@ -116,7 +116,7 @@ TEST_F(ExperimentsTest, EveryRowOfTheHashIsCompared) {
   sql.Run("UPDATE experiments SET hashCRC = " + hash);
   EXPECT_EQ(Write(second.get(), nullptr, 1.0, 7), 2) << "same hash, not equal";
   sql.Run("INSERT INTO experiments (liteVariant, hashCRC) VALUES (x'0102', " + hash + "), (NULL, " + hash + ")");
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   EXPECT_EQ(Write(second.get(), nullptr, 2.0), 2) << "found behind the other one";
   EXPECT_EQ(Write(MakeExperiment(kQvLoopTime, 6).get()), 5);
 }
@@ -150,9 +150,9 @@ TEST_F(ExperimentsTest, PlanesTakePartInTheHashOnly) {
 
 TEST_F(ExperimentsTest, IdPointerMayBeNull) {
   const auto experiment = MakeExperiment(kQvLoopZ, 9);
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   EXPECT_EQ(Cache().WriteExperiment(experiment.get(), nullptr, 1.0, 0, nullptr), 0);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), ::testing::Not(::testing::Contains("rowid")));
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), ::testing::Not(::testing::Contains("rowid")));
   EXPECT_EQ(Cache().WriteExperiment(experiment.get(), nullptr, 1.0, 0, nullptr), 0);
   EXPECT_THAT(Rows(), SizeIs(1));
 }
@@ -168,7 +168,7 @@ TEST_F(ExperimentsTest, NullAndUnserialisableExperimentsFail) {
   }
   EXPECT_EQ(Cache().WriteExperiment(deep.get(), nullptr, 1.0, 0, &id), -9);
   EXPECT_EQ(id, 5);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), IsEmpty());
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), IsEmpty());
 }
 
 TEST_F(ExperimentsTest, FailedInsertIsReportedAndGivesThePreviousId) {
@@ -201,7 +201,7 @@ TEST_F(ExperimentsTest, FailedUpdateIsReportedAndReturnsZero) {
 TEST_F(ExperimentsTest, FailedLookupInserts) {
   const auto experiment = MakeExperiment(kQvLoopZ, 1);
   Write(experiment.get());
-  SqliteSpy::FailStep(kLookup, SQLITE_BUSY);
+  CSqliteSpy::FailStep(kLookup, SQLITE_BUSY);
   EXPECT_EQ(Write(experiment.get()), 2);
 }
 
@@ -212,12 +212,12 @@ TEST_F(ExperimentsTest, ExperimentAndPlanesComeBackEqual) {
   experiment->subExperiments = {positions, nullptr};
   const SQvPicturePlanes planes = MakePlanes(L"DAPI");
   const int id = Write(experiment.get(), &planes, 2.5);
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   SQvExperiment* read = nullptr;
   SQvPicturePlanes readPlanes;
   double time = 0;
   EXPECT_EQ(Cache().ReadExperiment(&read, &readPlanes, &time, id), 0);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("prepare " + kRead, "bind_int 1 1", "step 100", "finalize 0"));
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), ElementsAre("prepare " + kRead, "bind_int 1 1", "step 100", "finalize 0"));
   const ExperimentPtr owner(read);
   EXPECT_TRUE(SQvExperiment::IsEqual(read, experiment.get(), true, true));
   ASSERT_THAT(readPlanes.planes, SizeIs(1));
@@ -256,7 +256,7 @@ TEST_F(ExperimentsTest, NullOutputsFail) {
   double time = 0;
   EXPECT_EQ(Cache().ReadExperiment(nullptr, &planes, &time, 1), -9);
   EXPECT_EQ(Cache().ReadExperiment(&read, nullptr, &time, 1), -9);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), IsEmpty());
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), IsEmpty());
 }
 
 TEST_F(ExperimentsTest, DamagedRowsAreSurvived) {
@@ -277,11 +277,11 @@ TEST_F(ExperimentsTest, ExperimentsOfAStoredItemAreListed) {
   Write(MakeExperiment(kQvLoopZ, 1).get(), nullptr, 1.0, 4);
   Write(MakeExperiment(kQvLoopZ, 2).get(), nullptr, 1.0, 5);
   Write(MakeExperiment(kQvLoopZ, 3).get(), nullptr, 1.0, 4);
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   std::vector<int> ids = {9};
   EXPECT_EQ(Cache().GetExperimentIDsByStoredID(4, &ids), 0);
   EXPECT_THAT(ids, ElementsAre(1, 3));
-  EXPECT_THAT(SqliteSpy::TakeCalls(),
+  EXPECT_THAT(CSqliteSpy::TakeCalls(),
               ElementsAre("prepare " + kByStored, "bind_int 1 4", "step 100", "step 100", "step 101", "finalize 0"));
   EXPECT_EQ(Cache().GetExperimentIDsByStoredID(99, &ids), 0);
   EXPECT_THAT(ids, IsEmpty());
@@ -290,10 +290,10 @@ TEST_F(ExperimentsTest, ExperimentsOfAStoredItemAreListed) {
 
 TEST_F(ExperimentsTest, FinalizeResultsPassThrough) {
   const int id = Write(MakeExperiment(kQvLoopZ, 9).get(), nullptr, 1.0, 4);
-  SqliteSpy::FailFinalize(kByStored, SQLITE_IOERR);
+  CSqliteSpy::FailFinalize(kByStored, SQLITE_IOERR);
   std::vector<int> ids;
   EXPECT_EQ(Cache().GetExperimentIDsByStoredID(4, &ids), SQLITE_IOERR);
-  SqliteSpy::FailFinalize(kRead, SQLITE_NOMEM);
+  CSqliteSpy::FailFinalize(kRead, SQLITE_NOMEM);
   SQvExperiment* read = nullptr;
   SQvPicturePlanes planes;
   double time = 0;
@@ -305,7 +305,7 @@ TEST_F(ExperimentsTest, FinalizeResultsPassThrough) {
 TEST_F(ExperimentsTest, WithoutADatabase) {
   Close();
   Host().Drop();
-  Service fresh;
+  CServiceHandle fresh;
   int id = 5;
   const auto experiment = MakeExperiment(kQvLoopZ, 9);
   EXPECT_EQ(fresh->WriteExperiment(experiment.get(), nullptr, 1.0, 0, &id), 0);
@@ -341,7 +341,7 @@ ExperimentPtr Random(const RandomBelow& below, int depth) {
 
 TEST_F(ExperimentsTest, RandomExperimentsAreStoredOnceAndComeBackEqual) {
   Close();
-  SqliteSpy::Reset();
+  CSqliteSpy::Reset();
   Sql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
   ASSERT_EQ(Open(), 0);
   std::mt19937 generator(99);

@@ -37,7 +37,7 @@ class HistoryModelTest : public ::testing::Test {
   void TearDown() override {
     QV_SetDiagSink(nullptr, nullptr);
     m_service.Close();
-    SqliteSpy::Reset();
+    CSqliteSpy::Reset();
   }
 
   unsigned Below(unsigned limit) { return static_cast<unsigned>(m_random() % limit); }
@@ -66,7 +66,7 @@ class HistoryModelTest : public ::testing::Test {
       EXPECT_EQ(result, 0);
       found->second.time = time;
       // The lookup of a known file is left open; too many of them would weigh on every later statement.
-      SqliteSpy::FinalizeOpenStatements();
+      CSqliteSpy::FinalizeOpenStatements();
     } else {
       EXPECT_EQ(result, SQLITE_CONSTRAINT);
     }
@@ -131,7 +131,7 @@ class HistoryModelTest : public ::testing::Test {
   }
 
   TempFolder m_folder;
-  Service m_service;
+  CServiceHandle m_service;
   std::mt19937 m_random{20240229};
   SModel m_model;
 };

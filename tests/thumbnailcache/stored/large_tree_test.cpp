@@ -23,7 +23,7 @@ TEST(LargeTreeTest, IsInsertedListedAndDeleted) {
     // The component leaves journal and sync to the file's owner; the test wants neither.
     Sql(folder.File("tree.db")).Run("PRAGMA journal_mode=WAL");
   }
-  Service service;
+  CServiceHandle service;
   ASSERT_EQ(service.Open(folder.Wide("tree.db")), 0);
   std::mt19937 random(4711);
   std::vector<std::vector<int>> children(kItems + 2);

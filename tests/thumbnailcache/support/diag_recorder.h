@@ -17,12 +17,12 @@ struct SDiag {
 };
 
 // Collects the diagnostics of the process while it lives.
-class DiagRecorder {
+class CDiagRecorder {
  public:
-  DiagRecorder() { QV_SetDiagSink(&DiagRecorder::Sink, this); }
-  DiagRecorder(const DiagRecorder&) = delete;
-  DiagRecorder& operator=(const DiagRecorder&) = delete;
-  ~DiagRecorder() { QV_SetDiagSink(nullptr, nullptr); }
+  CDiagRecorder() { QV_SetDiagSink(&CDiagRecorder::Sink, this); }
+  CDiagRecorder(const CDiagRecorder&) = delete;
+  CDiagRecorder& operator=(const CDiagRecorder&) = delete;
+  ~CDiagRecorder() { QV_SetDiagSink(nullptr, nullptr); }
 
   std::vector<SDiag> Take() {
     std::lock_guard lock(m_mutex);
@@ -36,7 +36,7 @@ class DiagRecorder {
 
  private:
   static void Sink(void* context, const SQvDiagMessage& message) {
-    auto* self = static_cast<DiagRecorder*>(context);
+    auto* self = static_cast<CDiagRecorder*>(context);
     std::lock_guard lock(self->m_mutex);
     self->m_messages.push_back({message.kind, message.text, message.format ? message.format : L"",
                                 message.file ? message.file : "", message.line});

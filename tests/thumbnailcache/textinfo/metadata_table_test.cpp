@@ -35,7 +35,7 @@ class MetadataTableTest : public ServiceTest {
   void SetUp() override {
     ServiceTest::SetUp();
     ASSERT_EQ(Open(), 0);
-    SqliteSpy::Clear();
+    CSqliteSpy::Clear();
   }
 
   static void SetTime(const std::wstring& path, std::int64_t ticks) {
@@ -93,8 +93,8 @@ TEST_F(MetadataTableTest, FileIsLookedUpDeletedAndInserted) {
                            "bind_int64 32 1099511627776", "bind_int 33 201", "bind_int 34 202", "bind_int 35 203",
                            "bind_int 36 4", "step 101", "finalize 0"})
     expected.push_back(line);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAreArray(expected));
-  EXPECT_THAT(SqliteSpy::TakeTraced(), ElementsAre(kSelect, kDelete, kInsert));
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), ElementsAreArray(expected));
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect, kDelete, kInsert));
 }
 
 TEST_F(MetadataTableTest, RowComesBackWhole) {
@@ -102,9 +102,9 @@ TEST_F(MetadataTableTest, RowComesBackWhole) {
   STextInfo first, second;
   EXPECT_EQ(first.Read(Cache(), path), 0);
   Script().SetFile(path, SFile());
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   EXPECT_EQ(second.Read(Cache(), path), 0);
-  EXPECT_THAT(SqliteSpy::TakeTraced(), ElementsAre(kSelect));
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect));
 
   const auto a = Texts(first.text), b = Texts(second.text);
   for (std::size_t i = 0; i < a.size(); ++i) EXPECT_EQ(a[i]->Str(), b[i]->Str()) << i;
@@ -178,9 +178,9 @@ TEST_F(MetadataTableTest, MissingFileHasTheStampZero) {
   STextInfo all;
   EXPECT_EQ(all.Read(Cache(), path), 0);
   EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "0.0");
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   EXPECT_EQ(all.Read(Cache(), path), 0);
-  EXPECT_THAT(SqliteSpy::TakeTraced(), ElementsAre(kSelect));
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect));
 }
 
 TEST_F(MetadataTableTest, FailedExtractionStoresNothing) {
@@ -189,7 +189,7 @@ TEST_F(MetadataTableTest, FailedExtractionStoresNothing) {
   const std::wstring path = MakeFile("a.tif", file);
   STextInfo all;
   EXPECT_EQ(all.Read(Cache(), path), -9);
-  EXPECT_THAT(SqliteSpy::TakeTraced(), ElementsAre(kSelect));
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect));
   EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "0");
 }
 
@@ -224,7 +224,7 @@ TEST_F(MetadataTableTest, PathIsKeyedAsPassed) {
 
 TEST_F(MetadataTableTest, FailedLookupIsReportedAndAnsweredFromTheFile) {
   const std::wstring path = MakeFile("a.tif", MakeRich());
-  SqliteSpy::FailStep(kSelect, SQLITE_BUSY);
+  CSqliteSpy::FailStep(kSelect, SQLITE_BUSY);
   STextInfo all;
   EXPECT_EQ(all.Read(Cache(), path), 0);
   const auto messages = m_diag.Take();
@@ -237,7 +237,7 @@ TEST_F(MetadataTableTest, FailedLookupIsReportedAndAnsweredFromTheFile) {
 }
 
 TEST_F(MetadataTableTest, FailedDeleteSkipsTheInsertSilently) {
-  sqlite3_busy_timeout(SqliteSpy::Connection(), 0);
+  sqlite3_busy_timeout(CSqliteSpy::Connection(), 0);
   const std::wstring path = MakeFile("a.tif", MakeRich());
   STextInfo all;
   {
@@ -247,13 +247,13 @@ TEST_F(MetadataTableTest, FailedDeleteSkipsTheInsertSilently) {
     holder.Run("COMMIT");
   }
   EXPECT_EQ(all.info.width, 101u);
-  auto calls = SqliteSpy::TakeCalls();
+  auto calls = CSqliteSpy::TakeCalls();
   calls.erase(calls.begin(), std::find(calls.begin(), calls.end(), "prepare " + kDelete));
   EXPECT_THAT(calls,
               ElementsAre("prepare " + kDelete, "bind_text16 1 '" + Utf8(path) + "'", "step 5", "clear", "reset"));
-  EXPECT_THAT(SqliteSpy::OpenStatements(), ElementsAre(kDelete));
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), ElementsAre(kDelete));
   EXPECT_TRUE(m_diag.Take().empty());
-  SqliteSpy::FinalizeOpenStatements();
+  CSqliteSpy::FinalizeOpenStatements();
 }
 
 TEST_F(MetadataTableTest, FailedInsertIsReportedTwiceAndChangesNoResult) {
@@ -282,19 +282,19 @@ TEST_F(MetadataTableTest, OldRowsStayWhenTheirDeleteFails) {
   Sql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE DELETE ON metadata BEGIN SELECT RAISE(FAIL, 'kept'); END");
   EXPECT_EQ(all.Read(Cache(), path), 0);
   EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "1.0");
-  SqliteSpy::FinalizeOpenStatements();
+  CSqliteSpy::FinalizeOpenStatements();
 }
 
 TEST_F(MetadataTableTest, WorksWithoutADatabase) {
   Close();
   Host().Drop();
-  Service fresh;
+  CServiceHandle fresh;
   const std::wstring path = MakeFile("a.tif", MakeRich());
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   STextInfo all;
   EXPECT_EQ(all.Read(*fresh, path), 0);
   EXPECT_EQ(all.info.width, 101u);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), IsEmpty());
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), IsEmpty());
 }
 
 TEST_F(MetadataTableTest, CallersInParallelAllGetTheirAnswers) {
