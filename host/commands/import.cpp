@@ -15,6 +15,7 @@
 #include "host/output/text.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
+#include "system/qvref.h"
 #include "system/qvstatus.h"
 
 namespace qvhost {
@@ -46,9 +47,8 @@ bool ReadImage(const std::string& path, std::string* bytes, std::string* reason)
     *reason = std::strerror(errno);
     return false;
   }
-  IQvPictureSource* opened = nullptr;
-  const std::int32_t result = OpenMemoryPicture(*bytes, &opened, reason);
-  if (result == kQvOk) opened->Release();
+  CQvRef<IQvPictureSource> source;
+  const std::int32_t result = OpenMemoryPicture(*bytes, source.Out(), reason);
   if (result != kQvOk && reason->empty()) *reason = "damaged or no image";
   return result == kQvOk;
 }

@@ -25,22 +25,18 @@ struct SGoneRow {
   std::string file;
 };
 
-bool IsUnder(const std::string& file, const std::string& folder) {
+bool IsUnder(const std::wstring& file, const std::wstring& folder) {
   return folder.empty() || (file.size() > folder.size() && file.compare(0, folder.size(), folder) == 0 &&
-                            (folder.back() == '/' || file[folder.size()] == '/'));
-}
-
-std::string LowerCase(const std::string& text) {
-  CQvStringW wide = CQvStringUtils::UTF8toW(text);
-  CQvStringUtils::ToLower(wide.Str());
-  return CQvStringUtils::WtoUTF8(wide).Str();
+                            (folder.back() == L'/' || file[folder.size()] == L'/'));
 }
 
 class CPruner {
  public:
   CPruner(const CSqlite& db, const SArguments& arguments)
       : m_db(db),
-        m_under(arguments.under.empty() ? "" : LowerCase(AbsolutePath(arguments.under))),
+        m_under(arguments.under.empty()
+                    ? L""
+                    : SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(AbsolutePath(arguments.under))).Str()),
         m_progress(db.RunInt("SELECT (SELECT count(*) FROM cache) + (SELECT count(*) FROM metadata)"), arguments.json) {
   }
 
@@ -73,13 +69,14 @@ class CPruner {
       const CQvStringW location = name(rows);
       const std::string file = CQvStringUtils::WtoUTF8(location).Str();
       m_progress.Update(++m_looked, file);
-      if (IsUnder(LowerCase(file), m_under) && !Exists(location)) gone.push_back({rows.Int(0), file});
+      if (IsUnder(SQvThumbnailDescription::LowerCase(location).Str(), m_under) && !Exists(location))
+        gone.push_back({rows.Int(0), file});
     }
     return gone;
   }
 
   const CSqlite& m_db;
-  const std::string m_under;
+  const std::wstring m_under;
   CProgress m_progress;
   std::int64_t m_looked = 0;
 };

@@ -6,12 +6,13 @@
 #include "host/files/failure_reason.h"
 #include "host/files/image_file.h"
 #include "host/output/json.h"
-#include "host/output/picture.h"
 #include "host/output/progress.h"
 #include "host/output/text.h"
 #include "host/session/cache_database.h"
+#include "host/session/image_format_manager.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
+#include "picture/qvpicture.h"
 #include "system/qvstatus.h"
 
 namespace qvhost {
@@ -32,34 +33,31 @@ struct SProblem {
 class CStreamCheck {
  public:
   CStreamCheck() : m_manager(CreateImageFormatManager()) {
-    IQvImageCodec* found = nullptr;
-    if (!m_manager || m_manager->GetCodecByName("JPG", &found) != kQvOk) {
+    if (!m_manager || m_manager->GetCodecByName("JPG", m_codec.Out()) != kQvOk) {
       throw CHostError("the JPEG format is not installed");
     }
-    m_codec.reset(found);
   }
 
   // Empty when the stream is sound.
   std::string FindFault(std::string_view jpeg) {
-    IQvPictureSource* opened = nullptr;
-    if (m_codec->OpenInputMemory(jpeg.data(), jpeg.size(), &opened) != kQvOk) {
+    CQvRef<IQvPictureSource> source;
+    if (m_codec->OpenInputMemory(jpeg.data(), jpeg.size(), source.Out()) != kQvOk) {
       return "the stored picture cannot be opened";
     }
-    const CPictureSourcePtr source(opened);
     SQvImageInfo info;
     if (source->GetPictureInfo(&info) != kQvOk || info.width == 0 || info.height == 0 || info.bpcSignificant != 8 ||
         info.components != 3) {
       return "the stored picture is no 8-bit RGB picture";
     }
-    CPicture picture;
-    if (!picture.Reinit(info.width, info.height)) return "out of memory";
+    CQvPicture picture;
+    if (!picture.Reinit(info.width, info.height, 8, 3, false)) return "out of memory";
     return source->ReadPicture(picture.Get(), 0, 0) == kQvOk ? "" : "the stored picture is damaged";
   }
 
  private:
   // The codec goes first.
-  const CComponentPtr<IQvImageFormatManager> m_manager;
-  CComponentPtr<IQvImageCodec> m_codec;
+  const CQvRef<IQvImageFormatManager> m_manager;
+  CQvRef<IQvImageCodec> m_codec;
 };
 
 std::string FindStampFault(const CQvStringW& location, double lastWritten) {

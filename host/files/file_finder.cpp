@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <filesystem>
 #include <string_view>
 #include <unordered_set>
 
+#include "host/file_extension.h"
 #include "host/files/image_file.h"
 #include "host/host_error.h"
 #include "host/session/interrupt.h"
@@ -20,10 +20,7 @@ bool HasImageExtension(const fs::path& path) {
   constexpr std::array<std::string_view, 19> kExtensions = {
       ".tif", ".tiff", ".btf",  ".tf2", ".tf8", ".gtif", ".jpg",  ".jpeg", ".jpe",    ".jfif",
       ".png", ".svs",  ".ndpi", ".scn", ".vms", ".vmu",  ".mrxs", ".bif",  ".svslide"};
-  std::string extension = path.extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
+  return std::find(kExtensions.begin(), kExtensions.end(), LowerCaseExtension(path)) != kExtensions.end();
 }
 
 class CFinder {

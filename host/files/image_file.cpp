@@ -38,9 +38,7 @@ class CFileHandle {
 };
 
 CQvStringW LowerCaseLocation(const std::string& path) {
-  CQvStringW location = CQvStringUtils::UTF8toW(path);
-  CQvStringUtils::ToLower(location.Str());
-  return location;
+  return SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(path));
 }
 
 bool IsSameFile(const std::string& a, const std::string& b) {

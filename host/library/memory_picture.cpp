@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/files/failure_reason.h"
+#include "host/session/image_format_manager.h"
 #include "system/qvstatus.h"
 
 namespace qvhost {
@@ -51,21 +52,17 @@ class CMemoryPicture final : public IQvPictureSource {
 
  private:
   std::int32_t OpenAs(const char* format, std::string* reason) {
-    IQvImageCodec* found = nullptr;
-    if (m_manager->GetCodecByName(format, &found) != kQvOk) return kQvFailure;
-    m_codec.reset(found);
-    IQvPictureSource* opened = nullptr;
-    const std::int32_t result = m_codec->OpenInputMemory(m_bytes.data(), m_bytes.size(), &opened);
-    if (result == kQvOk) m_source.reset(opened);
+    if (m_manager->GetCodecByName(format, m_codec.Out()) != kQvOk) return kQvFailure;
+    const std::int32_t result = m_codec->OpenInputMemory(m_bytes.data(), m_bytes.size(), m_source.Out());
     if (result != kQvOk && reason) *reason = CFailureReason::OrElse(m_manager->GetErrorText(), "damaged or no image");
     return result;
   }
 
   // In the order in which each needs the one before it.
   const std::string m_bytes;
-  const CComponentPtr<IQvImageFormatManager> m_manager;
-  CComponentPtr<IQvImageCodec> m_codec;
-  CPictureSourcePtr m_source;
+  const CQvRef<IQvImageFormatManager> m_manager;
+  CQvRef<IQvImageCodec> m_codec;
+  CQvRef<IQvPictureSource> m_source;
 };
 
 }  // namespace

@@ -5,9 +5,7 @@ namespace {
 
 // Rows keep the location in lower case.
 std::string RowName(const SQvThumbnailDescription& description) {
-  CQvStringW location = description.location;
-  CQvStringUtils::ToLower(location.Str());
-  return CQvStringUtils::WtoUTF8(location).Str();
+  return CQvStringUtils::WtoUTF8(SQvThumbnailDescription::LowerCase(description.location)).Str();
 }
 
 }  // namespace

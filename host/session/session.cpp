@@ -7,13 +7,6 @@
 #include "system/qvstatus.h"
 
 namespace qvhost {
-namespace {
-
-constexpr const char* kServiceClass = "CQvThumbnailCacheImpl";
-constexpr const char* kServiceInterface = "IQvThumbnailCache";
-
-}  // namespace
-
 void LoadComponents() {
   const CQvStringW folder = CQvRTTI::GetLibraryFolder();
   if (CQvRTTI::ScanFolder(folder.c_str()) >= 0) return;
@@ -21,9 +14,13 @@ void LoadComponents() {
                                CQvStringUtils::WtoUTF8(folder).Str()));
 }
 
+CQvRef<IQvThumbnailCache> FindService() {
+  return QvCreate<IQvThumbnailCache>("CQvThumbnailCacheImpl", "IQvThumbnailCache", SQvFileLine(__FILE__, __LINE__));
+}
+
 CSession::CSession() {
   LoadComponents();
-  m_service = CreateComponent<IQvThumbnailCache>(kServiceClass, kServiceInterface, SQvFileLine(__FILE__, __LINE__));
+  m_service = FindService();
   if (m_service) return;
   throw CHostError(fmt::format("the thumbnail service was not found in {}; install the program again. {}",
                                CQvStringUtils::WtoUTF8(CQvRTTI::GetLibraryFolder()).Str(), CDiagnostics::Get().Take()));

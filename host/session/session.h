@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "host/session/component.h"
 #include "host/session/database_choice.h"
 #include "host/session/finished_queue.h"
+#include "system/qvref.h"
 #include "thumbnailcache/iqvthumbnailcache.h"
 
 namespace qvhost {
@@ -12,6 +12,9 @@ namespace qvhost {
 // Lets the registry find the components, which lie beside the platform's libraries. Throws CHostError when that folder
 // cannot be read.
 void LoadComponents();
+
+// The service, of which there is one in the process; empty when its component is missing.
+CQvRef<IQvThumbnailCache> FindService();
 
 // The service, and the database that it has open. One per process; used by the main thread.
 class CSession {
@@ -35,7 +38,7 @@ class CSession {
 
  private:
   CFinishedQueue m_finished;
-  CComponentPtr<IQvThumbnailCache> m_service;
+  CQvRef<IQvThumbnailCache> m_service;
   SDatabaseChoice m_choice;
   QvThumbnailListener m_listener{};
   bool m_open = false;

@@ -29,9 +29,7 @@ constexpr int kIdleWaitsBeforeLook = 100;
 constexpr int kMaxRemakes = 3;
 
 std::wstring KeyOf(const SQvThumbnailDescription& description) {
-  std::wstring key = description.location.Str();
-  CQvStringUtils::ToLower(key);
-  return key;
+  return SQvThumbnailDescription::LowerCase(description.location).Str();
 }
 
 SQvPicBuf NoPicture() noexcept {
