@@ -106,9 +106,8 @@ void CThumbnailMaker::Submit(std::vector<SPending> batch) {
     m_pending.insert_or_assign(KeyOf(pending.job.description), std::move(pending));
   }
   m_sincePurge += batch.size();
-  const auto rest = static_cast<std::uint32_t>(descriptions.size() - 1);
-  m_service.RequestThumbnails(0, descriptions.data(), 1, 0, !m_options.sync);
-  if (rest != 0) m_service.RequestThumbnails(0, descriptions.data() + 1, rest, 0, !m_options.sync);
+  const auto count = static_cast<std::uint32_t>(descriptions.size());
+  m_service.RequestThumbnails(0, descriptions.data(), count, 0, !m_options.sync);
   if (m_options.sync) Finish(KeyOf(descriptions.front()));
 }
 

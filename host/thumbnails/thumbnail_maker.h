@@ -21,9 +21,6 @@ struct SMakeOptions {
 // its source's modification time and releases it; a stale one is waited for again. What the database already holds is
 // not requested. Memory stays bounded however many jobs there are: a limited number is on its way at any time, and what
 // is finished is purged now and then.
-//
-// A batch goes in two calls, its first thumbnail and the rest, because a call wakes one worker: a single call might
-// leave all of a small batch to that one.
 class CThumbnailMaker {
  public:
   CThumbnailMaker(CSession& session, IThumbnailJobs& jobs, IThumbnailObserver& observer, const SMakeOptions& options);
