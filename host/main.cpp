@@ -5,6 +5,7 @@
 #include "host/output/text.h"
 #include "host/session/diagnostics.h"
 #include "host/session/interrupt.h"
+#include "host/session/sqlite.h"
 
 namespace {
 
@@ -80,7 +81,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "qvthumbs: %s\n", error.what());
     return error.Status();
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "qvthumbs: %s\n", error.what());
+    std::fprintf(stderr, "qvthumbs: %s\n", qvhost::ErrorText(error).c_str());
     return qvhost::kExitWrongUse;
   }
 }

@@ -71,12 +71,12 @@ class CGallery {
 
   // Every thumbnail that the database holds.
   void AddAllRows() {
-    const CSqlite db = OpenForReading(m_session.DatabasePath());
-    CStatement rows = db.Prepare("SELECT filename FROM cache WHERE flags = ?1 ORDER BY filename");
-    rows.Bind(1, static_cast<std::int64_t>(m_arguments.IsHighQuality()));
-    while (rows.Step()) {
+    const SQLite::Database db = OpenForReading(m_session.DatabasePath());
+    SQLite::Statement rows(db, "SELECT filename FROM cache WHERE flags = ?1 ORDER BY filename");
+    rows.bind(1, static_cast<int>(m_arguments.IsHighQuality()));
+    while (rows.executeStep()) {
       SQvThumbnailDescription description;
-      description.location = CQvStringUtils::UTF8toW(rows.Text(0));
+      description.location = CQvStringUtils::UTF8toW(rows.getColumn(0).getString());
       description.flags = m_arguments.IsHighQuality();
       Add(RealPath(description.location), description, "");
     }

@@ -67,8 +67,8 @@ class CImporter {
     if (!ReadImage(path, &bytes, &reason)) return Fail(path, reason);
     try {
       OnStored(path, Store(path, bytes), bytes.size());
-    } catch (const CHostError& error) {
-      Fail(path, error.what());
+    } catch (const std::runtime_error& error) {
+      Fail(path, ErrorText(error));
     }
   }
 

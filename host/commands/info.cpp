@@ -10,6 +10,7 @@
 #include "host/output/text.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
+#include "host/session/sqlite.h"
 
 namespace qvhost {
 namespace {
@@ -25,8 +26,8 @@ void OpenIfPossible(CSession& session, const SDatabaseOptions& options) {
   if (options.allUsers || !options.file.empty()) return session.Open(options);
   try {
     session.Open(options);
-  } catch (const CHostError& error) {
-    std::fprintf(stderr, "qvthumbs: without a database, because: %s\n", error.what());
+  } catch (const std::runtime_error& error) {
+    std::fprintf(stderr, "qvthumbs: without a database, because: %s\n", ErrorText(error).c_str());
   }
 }
 

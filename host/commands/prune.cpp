@@ -30,52 +30,57 @@ bool IsUnder(const std::wstring& file, const std::wstring& folder) {
                             (folder.back() == L'/' || file[folder.size()] == L'/'));
 }
 
+// A file name that was stored as UTF-16, where a byte that is no UTF-8 stands as a private-use character.
+CQvStringW FromUtf16Row(const std::string& name) {
+  return CQvStringUtils::UTF16toW(CQvStringUtils::WtoUTF16(CQvStringUtils::UTF8toW(name).c_str()));
+}
+
 class CPruner {
  public:
-  CPruner(const CSqlite& db, const SArguments& arguments)
+  CPruner(SQLite::Database& db, const SArguments& arguments)
       : m_db(db),
         m_under(arguments.under.empty()
                     ? L""
                     : SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(AbsolutePath(arguments.under))).Str()),
-        m_progress(db.RunInt("SELECT (SELECT count(*) FROM cache) + (SELECT count(*) FROM metadata)"), arguments.json) {
-  }
+        m_progress(db.execAndGet("SELECT (SELECT count(*) FROM cache) + (SELECT count(*) FROM metadata)").getInt64(),
+                   arguments.json) {}
 
   // Text information keeps its file names as UTF-16, thumbnails as UTF-8.
   std::vector<SGoneRow> FindThumbnails() {
     return Find("SELECT rowid, filename FROM cache ORDER BY filename",
-                [](const CStatement& rows) { return CQvStringUtils::UTF8toW(rows.Text(1)); });
+                [](const std::string& name) { return CQvStringUtils::UTF8toW(name); });
   }
   std::vector<SGoneRow> FindTextInfos() {
-    return Find("SELECT rowid, filename FROM metadata ORDER BY filename",
-                [](const CStatement& rows) { return CQvStringUtils::UTF16toW(rows.WideText(1)); });
+    return Find("SELECT rowid, filename FROM metadata ORDER BY filename", &FromUtf16Row);
   }
 
   void Delete(const char* sql, const std::vector<SGoneRow>& gone) {
-    CTransaction transaction(m_db);
-    CStatement remove = m_db.Prepare(sql);
+    SQLite::Transaction transaction(m_db, SQLite::TransactionBehavior::IMMEDIATE);
+    SQLite::Statement remove(m_db, sql);
     for (const SGoneRow& row : gone) {
-      remove.Bind(1, row.rowid).Step();
-      remove.Reset();
+      remove.bind(1, row.rowid);
+      remove.exec();
+      remove.reset();
     }
-    transaction.Commit();
+    transaction.commit();
   }
 
  private:
-  template <class Name>
-  std::vector<SGoneRow> Find(const char* sql, Name name) {
+  template <class ToLocation>
+  std::vector<SGoneRow> Find(const char* sql, ToLocation toLocation) {
     std::vector<SGoneRow> gone;
-    for (CStatement rows = m_db.Prepare(sql); rows.Step();) {
+    for (SQLite::Statement rows(m_db, sql); rows.executeStep();) {
       if (CInterrupt::Requested()) throw CHostError("interrupted; nothing was removed", kExitInterrupted);
-      const CQvStringW location = name(rows);
+      const CQvStringW location = toLocation(rows.getColumn(1).getString());
       const std::string file = CQvStringUtils::WtoUTF8(location).Str();
       m_progress.Update(++m_looked, file);
       if (IsUnder(SQvThumbnailDescription::LowerCase(location).Str(), m_under) && !Exists(location))
-        gone.push_back({rows.Int(0), file});
+        gone.push_back({rows.getColumn(0).getInt64(), file});
     }
     return gone;
   }
 
-  const CSqlite& m_db;
+  SQLite::Database& m_db;
   const std::wstring m_under;
   CProgress m_progress;
   std::int64_t m_looked = 0;
@@ -102,7 +107,7 @@ void Print(const SArguments& arguments, const std::vector<SGoneRow>& thumbnails,
 
 void Prune(const SArguments& arguments) {
   std::string path;
-  const CSqlite db = OpenCacheDatabase(arguments.database, &path);
+  SQLite::Database db = OpenCacheDatabase(arguments.database, &path);
   std::vector<SGoneRow> thumbnails, textInfos;
   {
     CPruner pruner(db, arguments);

@@ -9,6 +9,7 @@
 #include "host/output/text.h"
 #include "host/session/diagnostics.h"
 #include "host/session/session.h"
+#include "host/session/sqlite.h"
 #include "host/session/stored_items.h"
 #include "system/qvstatus.h"
 
@@ -147,17 +148,16 @@ void Tree(const SArguments& arguments) {
 // Lets the service find an item's children without going through the whole table, while many are deleted.
 class CChildrenIndex {
  public:
-  explicit CChildrenIndex(const std::string& databasePath) : m_db(databasePath, SQLITE_OPEN_READWRITE) {
-    m_db.Run("CREATE INDEX IF NOT EXISTS qvthumbs_children ON stored (storedParentID)");
+  explicit CChildrenIndex(const std::string& databasePath)
+      : m_db(OpenConnection(databasePath, SQLite::OPEN_READWRITE)) {
+    m_db.exec("CREATE INDEX IF NOT EXISTS qvthumbs_children ON stored (storedParentID)");
   }
   CChildrenIndex(const CChildrenIndex&) = delete;
   CChildrenIndex& operator=(const CChildrenIndex&) = delete;
-  ~CChildrenIndex() {
-    sqlite3_exec(m_db.Handle(), "DROP INDEX IF EXISTS qvthumbs_children", nullptr, nullptr, nullptr);
-  }
+  ~CChildrenIndex() { m_db.tryExec("DROP INDEX IF EXISTS qvthumbs_children"); }
 
  private:
-  const CSqlite m_db;
+  SQLite::Database m_db;
 };
 
 void DeleteTree(CSession& session, const std::vector<int>& ids, std::size_t depth) {

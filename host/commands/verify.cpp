@@ -68,38 +68,40 @@ std::string FindStampFault(const CQvStringW& location, double lastWritten) {
   return description.lastWritten == lastWritten ? "" : "the file has changed since";
 }
 
-std::vector<SProblem> FindProblems(const CSqlite& db, bool quiet, std::int64_t* checked) {
+std::vector<SProblem> FindProblems(SQLite::Database& db, bool quiet, std::int64_t* checked) {
   CStreamCheck check;
-  CProgress progress(db.RunInt("SELECT count(*) FROM cache"), quiet);
+  CProgress progress(db.execAndGet("SELECT count(*) FROM cache").getInt64(), quiet);
   std::vector<SProblem> problems;
-  CStatement rows = db.Prepare("SELECT rowid, filename, lastWritten, binData FROM cache ORDER BY filename");
-  while (rows.Step()) {
+  SQLite::Statement rows(db, "SELECT rowid, filename, lastWritten, binData FROM cache ORDER BY filename");
+  while (rows.executeStep()) {
     if (CInterrupt::Requested()) throw CHostError("interrupted; nothing was changed", kExitInterrupted);
-    const CQvStringW location = CQvStringUtils::UTF8toW(rows.Text(1));
-    std::string reason = check.FindFault(rows.Blob(3));
-    if (reason.empty()) reason = FindStampFault(location, rows.Double(2));
-    progress.Update(++*checked, rows.Text(1));
+    const std::string name = rows.getColumn(1).getString();
+    const CQvStringW location = CQvStringUtils::UTF8toW(name);
+    std::string reason = check.FindFault(rows.getColumn(3).getString());
+    if (reason.empty()) reason = FindStampFault(location, rows.getColumn(2).getDouble());
+    progress.Update(++*checked, name);
     if (reason.empty()) continue;
-    problems.push_back({rows.Int(0), RealPath(location), reason});
+    problems.push_back({rows.getColumn(0).getInt64(), RealPath(location), reason});
     if (!quiet) progress.Say(fmt::format("{}: {}", Printable(problems.back().file), reason));
   }
   return problems;
 }
 
-void Remove(const CSqlite& db, const std::vector<SProblem>& problems) {
-  CTransaction transaction(db);
-  CStatement remove = db.Prepare("DELETE FROM cache WHERE rowid = ?1");
+void Remove(SQLite::Database& db, const std::vector<SProblem>& problems) {
+  SQLite::Transaction transaction(db, SQLite::TransactionBehavior::IMMEDIATE);
+  SQLite::Statement remove(db, "DELETE FROM cache WHERE rowid = ?1");
   for (const SProblem& problem : problems) {
-    remove.Bind(1, problem.rowid).Step();
-    remove.Reset();
+    remove.bind(1, problem.rowid);
+    remove.exec();
+    remove.reset();
   }
-  transaction.Commit();
+  transaction.commit();
 }
 
 void Verify(const SArguments& arguments, SRun& run) {
   LoadComponents();
   std::string path;
-  const CSqlite db = OpenCacheDatabase(arguments.database, &path);
+  SQLite::Database db = OpenCacheDatabase(arguments.database, &path);
   std::int64_t checked = 0;
   const std::vector<SProblem> problems = FindProblems(db, arguments.json, &checked);
   if (arguments.repair) Remove(db, problems);

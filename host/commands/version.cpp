@@ -35,7 +35,7 @@ std::string VersionText() {
   text += fmt::format("thumbnail service: {} ({})\n", FindService() ? "installed" : "not installed",
                       CQvStringUtils::WtoUTF8(CQvRTTI::GetLibraryFolder()).Str());
   text += FormatsText();
-  text += fmt::format("SQLite {}, libpng {}, CLI11 {}, fmt {}.{}.{}, nlohmann-json {}.{}.{}", sqlite3_libversion(),
+  text += fmt::format("SQLite {}, libpng {}, CLI11 {}, fmt {}.{}.{}, nlohmann-json {}.{}.{}", SQLite::getLibVersion(),
                       png_get_libpng_ver(nullptr), CLI11_VERSION, FMT_VERSION / 10000, FMT_VERSION / 100 % 100,
                       FMT_VERSION % 100, NLOHMANN_JSON_VERSION_MAJOR, NLOHMANN_JSON_VERSION_MINOR,
                       NLOHMANN_JSON_VERSION_PATCH);

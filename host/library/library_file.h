@@ -28,7 +28,7 @@ struct SStoredPicture {
 //   records   id, name, source (the file it was imported from)
 //   pictures  record, field (compared without regard to case), changed, data
 //
-// All operations may be called from any thread; they throw CHostError.
+// All operations may be called from any thread; they throw CHostError or SQLite::Exception.
 class CLibraryFile {
  public:
   // Opens; with `create` a missing file is made. A file that is no library is refused.
@@ -57,7 +57,7 @@ class CLibraryFile {
   SStoredPicture Put(std::int32_t record, const std::string& field, const std::string& data);
 
   mutable std::mutex m_mutex;  // a statement and what is read after it belong together
-  CSqlite m_db;
+  SQLite::Database m_db;
 };
 
 }  // namespace qvhost

@@ -6,19 +6,19 @@
 
 namespace qvhost {
 
-CSqlite OpenCacheDatabase(const SDatabaseOptions& options, std::string* path) {
+SQLite::Database OpenCacheDatabase(const SDatabaseOptions& options, std::string* path) {
   const SDatabaseChoice choice = ChooseDatabase(options);
   PrepareDatabase(choice, true);
   *path = choice.path;
   std::string reason;
   try {
-    CSqlite db(choice.path, SQLITE_OPEN_READWRITE);
+    SQLite::Database db = OpenConnection(choice.path, SQLite::OPEN_READWRITE);
     for (const char* table : {"cache", "metadata", "experiments", "history", "stored"}) {
-      if (!db.HasTable(table)) reason = fmt::format("it has no table '{}' yet; 'qvthumbs make' makes it", table);
+      if (!db.tableExists(table)) reason = fmt::format("it has no table '{}' yet; 'qvthumbs make' makes it", table);
     }
     if (reason.empty()) return db;
-  } catch (const CHostError& error) {
-    reason = error.what();
+  } catch (const std::runtime_error& error) {
+    reason = ErrorText(error);
   }
   throw CHostError(ExplainFailedOpen(choice, reason));
 }

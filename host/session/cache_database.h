@@ -9,6 +9,6 @@ namespace qvhost {
 
 // Opens an existing thumbnail database without the service, for what only looks at the rows or clears some away; `path`
 // receives its file. Throws CHostError when it is missing or lacks a table.
-CSqlite OpenCacheDatabase(const SDatabaseOptions& options, std::string* path);
+SQLite::Database OpenCacheDatabase(const SDatabaseOptions& options, std::string* path);
 
 }  // namespace qvhost

@@ -10,11 +10,11 @@
 namespace qvhost {
 
 CStoredItems::CStoredItems(const std::string& databasePath) {
-  const CSqlite db = OpenForReading(databasePath);
-  CStatement rows = db.Prepare("SELECT storedID, storedParentID, flags, filename FROM stored");
-  while (rows.Step()) {
-    const int id = static_cast<int>(rows.Int(0));
-    m_items[id] = {id, static_cast<int>(rows.Int(1)), static_cast<int>(rows.Int(2)), rows.Text(3)};
+  const SQLite::Database db = OpenForReading(databasePath);
+  SQLite::Statement rows(db, "SELECT storedID, storedParentID, flags, filename FROM stored");
+  while (rows.executeStep()) {
+    const int id = rows.getColumn(0).getInt();
+    m_items[id] = {id, rows.getColumn(1).getInt(), rows.getColumn(2).getInt(), rows.getColumn(3).getString()};
   }
   for (const auto& [id, item] : m_items) {
     m_children[m_items.count(item.parentID) ? item.parentID : kStoredRoot].push_back(&item);

@@ -23,7 +23,7 @@ struct SStoredItem {
 
 // The tree of stored items as it was when this was made, read in one go through a read-only connection of the host's
 // own: asking the service for the children of every item would go through the whole table for each of them. The table
-// is described in docs/database.md. The constructor throws CHostError.
+// is described in docs/database.md. The constructor throws CHostError or SQLite::Exception.
 class CStoredItems {
  public:
   explicit CStoredItems(const std::string& databasePath);
