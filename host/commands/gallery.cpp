@@ -9,7 +9,6 @@
 #include "host/files/file_jobs.h"
 #include "host/files/image_file.h"
 #include "host/output/progress.h"
-#include "host/output/text.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
 #include "host/thumbnails/thumbnail_maker.h"
@@ -17,15 +16,14 @@
 namespace qvhost {
 namespace {
 
+constexpr const char* kInterrupted = "interrupted; no gallery was written";
+
 struct SArguments {
   SDatabaseOptions database;
   std::vector<std::string> paths;
   std::string output = "gallery.html";
   std::string title = "Thumbnails";
-  std::string quality = "standard";
-  bool recursive = false;
-
-  bool IsHighQuality() const { return quality == "high"; }
+  bool highQuality = false, recursive = false;
 };
 
 // Remembers what could not be made, to say so in the picture's place.
@@ -59,7 +57,7 @@ class CGallery {
         m_page(arguments.output, arguments.title) {}
 
   void Add(const std::string& path, const SQvThumbnailDescription& description, const std::string& reason) {
-    if (CInterrupt::Requested()) throw CHostError("interrupted; no gallery was written", kExitInterrupted);
+    CInterrupt::ThrowIfRequested(kInterrupted);
     SGalleryEntry entry;
     entry.path = path;
     entry.jpeg = reason.empty() ? m_rows.ReadJpeg(description) : std::string();
@@ -69,15 +67,17 @@ class CGallery {
     ++m_count;
   }
 
+  bool HasThumbnail(const SQvThumbnailDescription& description) { return m_rows.Find(description).has_value(); }
+
   // Every thumbnail that the database holds.
   void AddAllRows() {
     const SQLite::Database db = OpenForReading(m_session.DatabasePath());
     SQLite::Statement rows(db, "SELECT filename FROM cache WHERE flags = ?1 ORDER BY filename");
-    rows.bind(1, static_cast<int>(m_arguments.IsHighQuality()));
+    rows.bind(1, static_cast<int>(m_arguments.highQuality));
     while (rows.executeStep()) {
       SQvThumbnailDescription description;
       description.location = CQvStringUtils::UTF8toW(rows.getColumn(0).getString());
-      description.flags = m_arguments.IsHighQuality();
+      description.flags = m_arguments.highQuality;
       Add(RealPath(description.location), description, "");
     }
   }
@@ -99,31 +99,35 @@ class CGallery {
 void AddFiles(const SArguments& arguments, CSession& session, CGallery& gallery, SRun& run) {
   const SFoundFiles found = FindImageFiles(arguments.paths, arguments.recursive);
   for (const auto& [path, reason] : found.problems) ReportFailure(run, path, reason);
-  CFileJobs jobs(found.files, arguments.IsHighQuality(), session.DatabasePath());
+  CFileJobs jobs(found.files, arguments.highQuality, session.DatabasePath());
   SMakeOptions options;
-  options.highQuality = arguments.IsHighQuality();
+  options.highQuality = arguments.highQuality;
   CFailureNotes notes(jobs.Count());
   if (!CThumbnailMaker(session, jobs, notes, options).Run()) {
-    throw CHostError("interrupted; no gallery was written", kExitInterrupted);
+    throw CHostError(kInterrupted, kExitInterrupted);
   }
   for (const std::string& file : found.files) {
     SQvThumbnailDescription description;
     std::string reason;
-    if (!DescribeFile(file, arguments.IsHighQuality(), &description, &reason)) {
+    if (!DescribeFile(file, arguments.highQuality, &description, &reason)) {
       gallery.Add(AbsolutePath(file), description, reason);
       continue;
     }
-    const bool made = CCacheRows(session.DatabasePath()).Find(description).has_value();
-    gallery.Add(AbsolutePath(file), description, made ? "" : notes.ReasonOf(file));
+    gallery.Add(AbsolutePath(file), description, gallery.HasThumbnail(description) ? "" : notes.ReasonOf(file));
   }
   if (!notes.IsEmpty()) run.status = kExitSomeFailed;
 }
 
 void MakeGallery(const SArguments& arguments, SRun& run) {
   CSession session;
-  session.Open(arguments.database, arguments.paths.empty());
+  const bool ofDatabase = arguments.paths.empty();
+  if (ofDatabase) {
+    session.OpenExisting(arguments.database);
+  } else {
+    session.Open(arguments.database);
+  }
   CGallery gallery(arguments, session);
-  if (arguments.paths.empty()) {
+  if (ofDatabase) {
     gallery.AddAllRows();
   } else {
     AddFiles(arguments, session, gallery, run);
@@ -140,8 +144,8 @@ void AddGalleryCommand(CLI::App& app, SRun& run) {
   command->add_option("-o,--output", arguments->output, "The page to write (default: gallery.html)")
       ->type_name("OUT.html");
   command->add_option("--title", arguments->title, "The page's title")->type_name("TEXT");
-  command->add_flag("-r,--recursive", arguments->recursive, "Also the folders below");
-  AddQualityOption(command, &arguments->quality);
+  AddRecursiveOption(command, &arguments->recursive);
+  AddQualityOption(command, &arguments->highQuality);
   command->add_option("paths", arguments->paths, "Image files, and folders of them (default: all of the database)")
       ->type_name("PATH");
   command->footer(

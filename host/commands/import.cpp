@@ -11,8 +11,6 @@
 #include "host/files/image_file.h"
 #include "host/library/library_file.h"
 #include "host/library/memory_picture.h"
-#include "host/output/json.h"
-#include "host/output/text.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
 #include "system/qvref.h"
@@ -141,18 +139,16 @@ void Import(const SArguments& arguments, SRun& run) {
 void AddImportCommand(CLI::App& app, SRun& run) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = app.add_subcommand("import", "Copy images into the records of an image library");
-  command->add_option("--library", arguments->library, "The library, an SQLite file; made when missing")
-      ->required()
-      ->type_name("FILE");
+  AddRequired(command, "--library", &arguments->library, "The library, an SQLite file; made when missing", "FILE");
   command->add_option("--field", arguments->field, "The picture field to fill (default: image)")
       ->type_name("NAME")
       ->check([](const std::string& name) { return name.empty() ? "a field needs a name" : ""; });
   command->add_option("--record", arguments->record, "Fill a field of this record instead of the image's own")
-      ->check(CLI::Validator(CLI::PositiveNumber).description(""))
+      ->check(Unmentioned(CLI::PositiveNumber))
       ->type_name("N");
-  command->add_flag("-r,--recursive", arguments->recursive, "Also the folders below");
+  AddRecursiveOption(command, &arguments->recursive);
   AddJsonOption(command, &arguments->json);
-  command->add_option("images", arguments->paths, "Image files, and folders of them")->required()->type_name("IMAGE");
+  AddRequired(command, "images", &arguments->paths, "Image files, and folders of them", "IMAGE");
   command->footer(
       "An image that was imported before replaces its earlier state.\n\n"
       "Example: a library of the images of a folder, and the thumbnails of its records\n"

@@ -7,7 +7,6 @@
 #include "host/files/failure_reason.h"
 #include "host/files/image_file.h"
 #include "host/files/text_info.h"
-#include "host/output/text.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
 #include "host/session/sqlite.h"
@@ -56,7 +55,7 @@ void ShowInfo(const SArguments& arguments, SRun& run) {
   OpenIfPossible(session, arguments.database);
   CJson document = CJson::array();
   for (const std::string& file : arguments.files) {
-    if (CInterrupt::Requested()) throw CHostError("interrupted", kExitInterrupted);
+    CInterrupt::ThrowIfRequested("interrupted");
     const std::string path = AbsolutePath(file);
     STextInfo info;
     if (!info.Read(session.Service(), path)) {
@@ -81,7 +80,7 @@ void AddInfoCommand(CLI::App& app, SRun& run) {
   CLI::App* command = app.add_subcommand("info", "Tell what image files say about themselves");
   AddDatabaseOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
-  command->add_option("files", arguments->files, "Image files")->required()->type_name("FILE");
+  AddRequired(command, "files", &arguments->files, "Image files", "FILE");
   command->footer(
       "Example: sizes, loops, calibration, objective and acquisition time as JSON\n"
       "  qvthumbs info --json cells.ome.tif");

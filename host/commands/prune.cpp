@@ -4,9 +4,7 @@
 
 #include "host/commands/command.h"
 #include "host/files/image_file.h"
-#include "host/output/json.h"
 #include "host/output/progress.h"
-#include "host/output/text.h"
 #include "host/session/cache_database.h"
 #include "host/session/interrupt.h"
 
@@ -24,6 +22,12 @@ struct SGoneRow {
   std::int64_t rowid;
   std::string file;
 };
+
+std::vector<std::int64_t> RowIDs(const std::vector<SGoneRow>& rows) {
+  std::vector<std::int64_t> ids;
+  for (const SGoneRow& row : rows) ids.push_back(row.rowid);
+  return ids;
+}
 
 bool IsUnder(const std::wstring& file, const std::wstring& folder) {
   return folder.empty() || (file.size() > folder.size() && file.compare(0, folder.size(), folder) == 0 &&
@@ -54,23 +58,12 @@ class CPruner {
     return Find("SELECT rowid, filename FROM metadata ORDER BY filename", &FromUtf16Row);
   }
 
-  void Delete(const char* sql, const std::vector<SGoneRow>& gone) {
-    SQLite::Transaction transaction(m_db, SQLite::TransactionBehavior::IMMEDIATE);
-    SQLite::Statement remove(m_db, sql);
-    for (const SGoneRow& row : gone) {
-      remove.bind(1, row.rowid);
-      remove.exec();
-      remove.reset();
-    }
-    transaction.commit();
-  }
-
  private:
   template <class ToLocation>
   std::vector<SGoneRow> Find(const char* sql, ToLocation toLocation) {
     std::vector<SGoneRow> gone;
     for (SQLite::Statement rows(m_db, sql); rows.executeStep();) {
-      if (CInterrupt::Requested()) throw CHostError("interrupted; nothing was removed", kExitInterrupted);
+      CInterrupt::ThrowIfRequested("interrupted; nothing was removed");
       const CQvStringW location = toLocation(rows.getColumn(1).getString());
       const std::string file = CQvStringUtils::WtoUTF8(location).Str();
       m_progress.Update(++m_looked, file);
@@ -114,8 +107,8 @@ void Prune(const SArguments& arguments) {
     thumbnails = pruner.FindThumbnails();
     textInfos = pruner.FindTextInfos();
     if (!arguments.dryRun) {
-      pruner.Delete("DELETE FROM cache WHERE rowid = ?1", thumbnails);
-      pruner.Delete("DELETE FROM metadata WHERE rowid = ?1", textInfos);
+      DeleteRows(db, "cache", RowIDs(thumbnails));
+      DeleteRows(db, "metadata", RowIDs(textInfos));
     }
   }
   Print(arguments, thumbnails, textInfos.size());

@@ -6,9 +6,7 @@
 #include "host/files/file_jobs.h"
 #include "host/files/image_file.h"
 #include "host/library/library_jobs.h"
-#include "host/output/json.h"
 #include "host/output/picture.h"
-#include "host/output/text.h"
 #include "host/session/session.h"
 #include "host/thumbnails/thumbnail_maker.h"
 
@@ -19,11 +17,10 @@ struct SArguments {
   SDatabaseOptions database;
   std::string file;
   std::string output;
-  std::string quality = "standard";
   std::string library;
   std::int32_t record = 0;
   std::string field = "image";
-  bool json = false;
+  bool highQuality = false, json = false;
 };
 
 // Writes the one thumbnail as it comes.
@@ -54,7 +51,7 @@ class CPictureWriter : public IThumbnailObserver {
 
 void Show(const SArguments& arguments, CSession& session, IThumbnailJobs& jobs, SRun& run) {
   SMakeOptions options;
-  options.highQuality = arguments.quality == "high";
+  options.highQuality = arguments.highQuality;
   options.picturesWanted = true;
   CPictureWriter writer(arguments, run);
   if (!CThumbnailMaker(session, jobs, writer, options).Run()) run.status = kExitInterrupted;
@@ -63,7 +60,7 @@ void Show(const SArguments& arguments, CSession& session, IThumbnailJobs& jobs, 
 void ShowFile(const SArguments& arguments, SRun& run) {
   CSession session;
   session.Open(arguments.database);
-  CFileJobs jobs({arguments.file}, arguments.quality == "high", session.DatabasePath());
+  CFileJobs jobs({arguments.file}, arguments.highQuality, session.DatabasePath());
   Show(arguments, session, jobs, run);
 }
 
@@ -71,7 +68,7 @@ void ShowRecord(const SArguments& arguments, SRun& run) {
   CLibraryDatabase library(arguments.library);
   CSession session;
   session.Open(arguments.database);
-  CLibraryJobs jobs(library, arguments.record, arguments.field, arguments.quality == "high");
+  CLibraryJobs jobs(library, arguments.record, arguments.field, arguments.highQuality);
   Show(arguments, session, jobs, run);
 }
 
@@ -81,10 +78,8 @@ void AddShowCommand(CLI::App& app, SRun& run) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = app.add_subcommand("show", "Write one thumbnail to a picture file");
   AddDatabaseOptions(command, &arguments->database);
-  AddQualityOption(command, &arguments->quality);
-  command->add_option("-o,--output", arguments->output, "The picture file, ending in .jpg or .png")
-      ->required()
-      ->type_name("OUT");
+  AddQualityOption(command, &arguments->highQuality);
+  AddRequired(command, "-o,--output", &arguments->output, "The picture file, ending in .jpg or .png", "OUT");
   auto* library =
       command->add_option("--library", arguments->library, "A record of an image library instead of a file");
   library->type_name("FILE");

@@ -13,8 +13,6 @@
 namespace qvhost {
 namespace {
 
-constexpr std::size_t kListedFolders = 10;
-
 struct SArguments {
   SDatabaseOptions database;
   bool json = false;
@@ -77,7 +75,7 @@ std::vector<std::pair<std::string, SFolder>> LargestFolders(const SStats& stats)
   std::vector<std::pair<std::string, SFolder>> folders(stats.folders.begin(), stats.folders.end());
   std::stable_sort(folders.begin(), folders.end(),
                    [](const auto& a, const auto& b) { return a.second.thumbnails > b.second.thumbnails; });
-  if (folders.size() > kListedFolders) folders.resize(kListedFolders);
+  if (folders.size() > kMaxListed) folders.resize(kMaxListed);
   return folders;
 }
 
@@ -132,10 +130,7 @@ void PrintStats(const SStats& stats) {
     table.Add({FormatCount(folder.thumbnails), FormatBytes(folder.bytes), Printable(name)});
   }
   table.Print();
-  if (stats.folders.size() > kListedFolders) {
-    std::printf("and %s more folders\n",
-                FormatCount(static_cast<std::int64_t>(stats.folders.size() - kListedFolders)).c_str());
-  }
+  if (stats.folders.size() > kMaxListed) std::printf("%s\n", FormatOmitted(stats.folders.size(), "folders").c_str());
 }
 
 }  // namespace

@@ -5,8 +5,6 @@
 #include <optional>
 
 #include "host/commands/command.h"
-#include "host/output/json.h"
-#include "host/output/text.h"
 #include "host/session/diagnostics.h"
 #include "host/session/session.h"
 #include "host/session/sqlite.h"
@@ -31,9 +29,7 @@ struct SArguments {
   bool hasName = false, hasParent = false, hasFlags = false;
 };
 
-CHostError UnknownItem(int id) {
-  return CHostError(fmt::format("there is no stored item {}; 'qvthumbs stored tree' lists them", id), kExitSomeFailed);
-}
+CHostError UnknownItem(int id) { return NoSuchStoredItem(id, kExitSomeFailed); }
 
 void RequireItem(const CStoredItems& items, int id) {
   if (id != kStoredRoot && !items.Find(id)) throw UnknownItem(id);
@@ -49,9 +45,8 @@ void Add(const SArguments& arguments) {
   RequireItem(CStoredItems(session.DatabasePath()), arguments.parent);
   int id = 0;
   const CQvStringW name = CQvStringUtils::UTF8toW(arguments.name);
-  if (session.Service().InsertStoredItem(arguments.parent, name.c_str(), arguments.flags, &id) != kQvOk) {
-    throw CHostError("the database did not take the item: " + CDiagnostics::Get().Take());
-  }
+  RequireOk(session.Service().InsertStoredItem(arguments.parent, name.c_str(), arguments.flags, &id),
+            "the database did not take the item");
   if (arguments.json) {
     PrintJson(ItemJson({id, arguments.parent, arguments.flags, arguments.name}));
   } else {
@@ -76,7 +71,7 @@ SStoredItem Updated(const SArguments& arguments, const CStoredItems& items) {
 
 void Update(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database, true);
+  session.OpenExisting(arguments.database);
   const SStoredItem item = Updated(arguments, CStoredItems(session.DatabasePath()));
   const CQvStringW name = CQvStringUtils::UTF8toW(item.name);
   if (session.Service().UpdateStoredItem(item.id, item.parentID, name.c_str(), item.flags) != kQvOk) {
@@ -96,7 +91,7 @@ void Update(const SArguments& arguments) {
 
 void List(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database, true);
+  session.OpenExisting(arguments.database);
   const CStoredItems items(session.DatabasePath());
   RequireItem(items, arguments.id);
   CTable table({"ID", "Flags", "Name"}, {true, true, false});
@@ -105,13 +100,7 @@ void List(const SArguments& arguments) {
     document.push_back(ItemJson(*item));
     table.Add({std::to_string(item->id), std::to_string(item->flags), Printable(item->name)});
   }
-  if (arguments.json) {
-    PrintJson(document);
-  } else if (table.IsEmpty()) {
-    std::printf("nothing\n");
-  } else {
-    table.Print();
-  }
+  PrintList(arguments.json, document, table, "nothing");
 }
 
 // A flat list: a deep tree nested in JSON could not be read by most programs.
@@ -135,7 +124,7 @@ void PrintTree(const CStoredItems& items, int rootID) {
 
 void Tree(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database, true);
+  session.OpenExisting(arguments.database);
   const CStoredItems items(session.DatabasePath());
   RequireItem(items, arguments.id);
   if (arguments.json) {
@@ -172,12 +161,12 @@ void DeleteTree(CSession& session, const std::vector<int>& ids, std::size_t dept
       result = session.Service().DeleteStoredItem(*id);
     }
   }
-  if (result != kQvOk) throw CHostError("the items cannot be deleted: " + CDiagnostics::Get().Take());
+  RequireOk(result, "the items cannot be deleted");
 }
 
 void Delete(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database, true);
+  session.OpenExisting(arguments.database);
   std::vector<int> ids = {arguments.id};
   std::size_t depth = 0;
   {
@@ -197,20 +186,20 @@ void Delete(const SArguments& arguments) {
   }
 }
 
-void AddAdd(CLI::App* parent) {
+void AddAddVerb(CLI::App* parent) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command =
       AddVerb(parent, "add", "Add an item", "qvthumbs stored add --parent 1 \"plate 7\"", arguments, &Add);
-  command->add_option("name", arguments->name, "The item's name")->required()->type_name("NAME");
+  AddRequired(command, "name", &arguments->name, "The item's name", "NAME");
   command->add_option("--parent", arguments->parent, "The item that it goes into (default: the top)")->type_name("ID");
   command->add_option("--flags", arguments->flags, "A number of your own")->type_name("N");
 }
 
-void AddUpdate(CLI::App* parent) {
+void AddUpdateVerb(CLI::App* parent) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = AddVerb(parent, "update", "Rename or move an item, or change its flags",
                               "qvthumbs stored update 4 --parent 2", arguments, &Update);
-  command->add_option("id", arguments->id, "The item's number")->required()->type_name("ID");
+  AddRequired(command, "id", &arguments->id, "The item's number", "ID");
   auto* name = command->add_option("--name", arguments->name, "The new name")->type_name("NAME");
   auto* parentID = command->add_option("--parent", arguments->parent, "The item that it goes into; 0 is the top");
   parentID->type_name("ID");
@@ -235,18 +224,20 @@ void AddStoredCommand(CLI::App& app, SRun&) {
       "Example: two items, one in the other\n"
       "  qvthumbs stored add \"project A\"\n  qvthumbs stored add --parent 1 \"plate 7\"\n"
       "  qvthumbs stored tree");
-  AddAdd(command);
-  AddUpdate(command);
-  const auto addWithID = [command](const char* name, const char* description, const char* example, bool required,
+  AddAddVerb(command);
+  AddUpdateVerb(command);
+  const auto addOfItem = [command](const char* name, const char* description, const char* example,
                                    void (*work)(const SArguments&)) {
     const auto arguments = std::make_shared<SArguments>();
     CLI::App* verb = AddVerb(command, name, description, example, arguments, work);
-    auto* id = verb->add_option("id", arguments->id, required ? "The item's number" : "The item (default: the top)");
-    id->type_name("ID")->required(required);
+    verb->add_option("id", arguments->id, "The item (default: the top)")->type_name("ID");
   };
-  addWithID("list", "List what an item holds", "qvthumbs stored list 1", false, &List);
-  addWithID("tree", "Draw the tree below an item", "qvthumbs stored tree", false, &Tree);
-  addWithID("delete", "Delete an item and everything below it", "qvthumbs stored delete 4", true, &Delete);
+  addOfItem("list", "List what an item holds", "qvthumbs stored list 1", &List);
+  addOfItem("tree", "Draw the tree below an item", "qvthumbs stored tree", &Tree);
+  const auto arguments = std::make_shared<SArguments>();
+  CLI::App* remove = AddVerb(command, "delete", "Delete an item and everything below it", "qvthumbs stored delete 4",
+                             arguments, &Delete);
+  AddRequired(remove, "id", &arguments->id, "The item's number", "ID");
 }
 
 }  // namespace qvhost

@@ -5,9 +5,7 @@
 #include "host/commands/command.h"
 #include "host/files/failure_reason.h"
 #include "host/files/image_file.h"
-#include "host/output/json.h"
 #include "host/output/progress.h"
-#include "host/output/text.h"
 #include "host/session/cache_database.h"
 #include "host/session/image_format_manager.h"
 #include "host/session/interrupt.h"
@@ -74,7 +72,7 @@ std::vector<SProblem> FindProblems(SQLite::Database& db, bool quiet, std::int64_
   std::vector<SProblem> problems;
   SQLite::Statement rows(db, "SELECT rowid, filename, lastWritten, binData FROM cache ORDER BY filename");
   while (rows.executeStep()) {
-    if (CInterrupt::Requested()) throw CHostError("interrupted; nothing was changed", kExitInterrupted);
+    CInterrupt::ThrowIfRequested("interrupted; nothing was changed");
     const std::string name = rows.getColumn(1).getString();
     const CQvStringW location = CQvStringUtils::UTF8toW(name);
     std::string reason = check.FindFault(rows.getColumn(3).getString());
@@ -88,14 +86,9 @@ std::vector<SProblem> FindProblems(SQLite::Database& db, bool quiet, std::int64_
 }
 
 void Remove(SQLite::Database& db, const std::vector<SProblem>& problems) {
-  SQLite::Transaction transaction(db, SQLite::TransactionBehavior::IMMEDIATE);
-  SQLite::Statement remove(db, "DELETE FROM cache WHERE rowid = ?1");
-  for (const SProblem& problem : problems) {
-    remove.bind(1, problem.rowid);
-    remove.exec();
-    remove.reset();
-  }
-  transaction.commit();
+  std::vector<std::int64_t> rowids;
+  for (const SProblem& problem : problems) rowids.push_back(problem.rowid);
+  DeleteRows(db, "cache", rowids);
 }
 
 void Verify(const SArguments& arguments, SRun& run) {

@@ -8,7 +8,6 @@
 
 #include "host/file_extension.h"
 #include "host/files/image_file.h"
-#include "host/host_error.h"
 #include "host/session/interrupt.h"
 
 namespace qvhost {
@@ -46,7 +45,7 @@ class CFinder {
   }
 
   void AddFolder(const fs::path& folder) {
-    if (CInterrupt::Requested()) throw CHostError("interrupted", kExitInterrupted);
+    CInterrupt::ThrowIfRequested("interrupted");
     std::vector<fs::path> files, folders;
     std::error_code error;
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {

@@ -41,17 +41,12 @@ CQvStringW LowerCaseLocation(const std::string& path) {
   return SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(path));
 }
 
-bool IsSameFile(const std::string& a, const std::string& b) {
-  struct stat first = {}, second = {};
-  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
-         first.st_ino == second.st_ino;
-}
-
 // The name of the other file that the location leads to; empty when it leads to this one.
 std::string FindNamesake(const std::string& path, const CQvStringW& location) {
   CQvStringA found;
   if (QV_ResolvePath(location.c_str(), &found) != kQvOk) return {};
-  if (found.Str() == path || IsSameFile(found.Str(), path)) return {};
+  std::error_code error;
+  if (found.Str() == path || fs::equivalent(found.Str(), path, error)) return {};
   return found.Str();
 }
 

@@ -13,7 +13,7 @@ SQLite::Database OpenCacheDatabase(const SDatabaseOptions& options, std::string*
   std::string reason;
   try {
     SQLite::Database db = OpenConnection(choice.path, SQLite::OPEN_READWRITE);
-    for (const char* table : {"cache", "metadata", "experiments", "history", "stored"}) {
+    for (const char* table : kDatabaseTables) {
       if (!db.tableExists(table)) reason = fmt::format("it has no table '{}' yet; 'qvthumbs make' makes it", table);
     }
     if (reason.empty()) return db;
@@ -21,6 +21,17 @@ SQLite::Database OpenCacheDatabase(const SDatabaseOptions& options, std::string*
     reason = ErrorText(error);
   }
   throw CHostError(ExplainFailedOpen(choice, reason));
+}
+
+void DeleteRows(SQLite::Database& db, const char* table, const std::vector<std::int64_t>& rowids) {
+  SQLite::Transaction transaction(db, SQLite::TransactionBehavior::IMMEDIATE);
+  SQLite::Statement remove(db, fmt::format("DELETE FROM {} WHERE rowid = ?1", table));
+  for (const std::int64_t rowid : rowids) {
+    remove.bind(1, rowid);
+    remove.exec();
+    remove.reset();
+  }
+  transaction.commit();
 }
 
 }  // namespace qvhost

@@ -4,10 +4,9 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <string_view>
 
 #include "host/host_error.h"
 #include "host/session/sqlite.h"
@@ -33,12 +32,9 @@ fs::path CacheFolder() {
   return HomeFolder() / ".cache";
 }
 
-bool IsOfTheCache(const std::string& table) {
-  constexpr std::array<std::string_view, 5> kTables = {"cache", "metadata", "experiments", "history", "stored"};
-  for (const std::string_view own : kTables) {
-    if (table == own) return true;
-  }
-  return table.compare(0, 7, "sqlite_") == 0;
+bool IsOwnTable(const std::string& table) {
+  return std::find(kDatabaseTables.begin(), kDatabaseTables.end(), table) != kDatabaseTables.end() ||
+         table.starts_with("sqlite_");
 }
 
 // Name of a table that marks another program's database; empty when the file is a thumbnail database, whatever else it
@@ -50,7 +46,7 @@ std::string FindForeignTable(const std::string& path) {
     SQLite::Statement tables(db, "SELECT name FROM sqlite_master WHERE type = 'table'");
     while (tables.executeStep()) {
       const std::string table = tables.getColumn(0).getString();
-      if (!IsOfTheCache(table)) foreign = table;
+      if (!IsOwnTable(table)) foreign = table;
     }
     if (!foreign.empty()) SQLite::Statement(db, "SELECT filename, lastWritten, flags, binData, quality FROM cache");
   } catch (const std::runtime_error&) {

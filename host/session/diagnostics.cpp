@@ -1,8 +1,12 @@
 #include "host/session/diagnostics.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cstdio>
 
+#include "host/host_error.h"
+#include "system/qvstatus.h"
 #include "system/qvstring.h"
 
 namespace qvhost {
@@ -56,6 +60,10 @@ std::string CDiagnostics::Take() {
   for (const std::string& text : m_messages) all += (all.empty() ? "" : "; ") + text;
   m_messages.clear();
   return all;
+}
+
+void RequireOk(std::int32_t status, const char* problem) {
+  if (status != kQvOk) throw CHostError(fmt::format("{}: {}", problem, CDiagnostics::Get().Take()));
 }
 
 }  // namespace qvhost

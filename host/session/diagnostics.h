@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <deque>
 #include <mutex>
 #include <string>
@@ -29,5 +30,8 @@ class CDiagnostics {
   std::deque<std::string> m_messages;  // guarded by m_mutex; the last few
   bool m_print = false;                // set before any component runs
 };
+
+// Throws CHostError with `problem` and the messages when an operation of the service did not succeed.
+void RequireOk(std::int32_t status, const char* problem);
 
 }  // namespace qvhost

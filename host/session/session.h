@@ -25,8 +25,10 @@ class CSession {
   CSession& operator=(const CSession&) = delete;
   ~CSession() { Close(); }
 
-  // Opens the database, which starts the workers. Throws CHostError with the reason and what to do.
-  void Open(const SDatabaseOptions& options, bool mustExist = false);
+  // Opens the database, made when missing, which starts the workers. Throws CHostError with the reason and what to do.
+  void Open(const SDatabaseOptions& options) { Open(options, false); }
+  // The same for commands that have nothing to do without a database.
+  void OpenExisting(const SDatabaseOptions& options) { Open(options, true); }
   // Waits for the work in progress and closes. Does nothing when no database is open.
   void Close() noexcept;
 
@@ -37,6 +39,8 @@ class CSession {
   const std::string& DatabasePath() const noexcept { return m_choice.path; }
 
  private:
+  void Open(const SDatabaseOptions& options, bool mustExist);
+
   CFinishedQueue m_finished;
   CQvRef<IQvThumbnailCache> m_service;
   SDatabaseChoice m_choice;
