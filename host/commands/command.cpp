@@ -69,9 +69,9 @@ double STimeRange::To() const {
   return until.empty() ? std::numeric_limits<double>::max() : ParseTime(until, "--until");
 }
 
-void ReportFailure(SRun& run, const std::string& name, const std::string& reason) {
+void ReportFailure(SOutcome& outcome, const std::string& name, const std::string& reason) {
   std::fprintf(stderr, "qvthumbs: %s: %s\n", Printable(name).c_str(), reason.c_str());
-  run.status = kExitSomeFailed;
+  outcome.status = kExitSomeFailed;
 }
 
 }  // namespace qvhost

@@ -13,23 +13,22 @@
 namespace qvhost {
 
 // One function for each verb adds its subcommand with options and help; the subcommand's callback does the work and
-// leaves the exit status here. What cannot be done throws CHostError.
-struct SRun {
+// leaves the exit status here. What cannot be done throws.
+struct SOutcome {
   int status = kExitOk;
-  bool verbose = false;
 };
 
-void AddMakeCommand(CLI::App& app, SRun& run);
-void AddShowCommand(CLI::App& app, SRun& run);
-void AddInfoCommand(CLI::App& app, SRun& run);
-void AddGalleryCommand(CLI::App& app, SRun& run);
-void AddImportCommand(CLI::App& app, SRun& run);
-void AddStatsCommand(CLI::App& app, SRun& run);
-void AddPruneCommand(CLI::App& app, SRun& run);
-void AddVerifyCommand(CLI::App& app, SRun& run);
-void AddHistoryCommand(CLI::App& app, SRun& run);
-void AddExperimentsCommand(CLI::App& app, SRun& run);
-void AddStoredCommand(CLI::App& app, SRun& run);
+void AddMakeCommand(CLI::App& app, SOutcome& outcome);
+void AddShowCommand(CLI::App& app, SOutcome& outcome);
+void AddInfoCommand(CLI::App& app, SOutcome& outcome);
+void AddGalleryCommand(CLI::App& app, SOutcome& outcome);
+void AddImportCommand(CLI::App& app, SOutcome& outcome);
+void AddStatsCommand(CLI::App& app, SOutcome& outcome);
+void AddPruneCommand(CLI::App& app, SOutcome& outcome);
+void AddVerifyCommand(CLI::App& app, SOutcome& outcome);
+void AddHistoryCommand(CLI::App& app, SOutcome& outcome);
+void AddExperimentsCommand(CLI::App& app, SOutcome& outcome);
+void AddStoredCommand(CLI::App& app, SOutcome& outcome);
 
 // "qvthumbs 1.2.3" and the libraries that it runs with, a line each.
 std::string VersionText();
@@ -81,6 +80,6 @@ void AddTimeRangeOptions(CLI::App* command, STimeRange* range);
 double ParseTime(const std::string& text, const char* option);
 
 // Prints "qvthumbs: NAME: REASON" to standard error and makes the command end with kExitSomeFailed.
-void ReportFailure(SRun& run, const std::string& name, const std::string& reason);
+void ReportFailure(SOutcome& outcome, const std::string& name, const std::string& reason);
 
 }  // namespace qvhost

@@ -10,8 +10,8 @@ namespace qvhost {
 namespace {
 
 struct SLoopName {
-  const char* text;
-  const char* brief;
+  const char* label;
+  const char* abbreviation;
   const char* key;
 };
 
@@ -74,7 +74,7 @@ void PrintPositions(const std::vector<SQvStagePosition>& positions, const std::s
 
 void PrintLevel(const SQvExperiment& level, std::size_t depth) {
   const std::string indent(2 * depth, ' ');
-  std::printf("%s%s: %u%s\n", indent.c_str(), NameOf(level.loopType).text, CQvExperimentAPI::GetLoopSize(&level),
+  std::printf("%s%s: %u%s\n", indent.c_str(), NameOf(level.loopType).label, CQvExperimentAPI::GetLoopSize(&level),
               StepText(level).c_str());
   PrintPositions(level.positions, indent + "    ");
   for (const SQvExperimentChannel& channel : level.channels) {
@@ -116,7 +116,7 @@ std::string SummarizeLoops(const SQvExperiment& experiment) {
   std::string text;
   for (const SQvExperiment* level = &experiment; level;
        level = level->subExperiments.empty() ? nullptr : level->subExperiments.front()) {
-    text += fmt::format("{}{} {}", text.empty() ? "" : " x ", NameOf(level->loopType).brief,
+    text += fmt::format("{}{} {}", text.empty() ? "" : " x ", NameOf(level->loopType).abbreviation,
                         CQvExperimentAPI::GetLoopSize(level));
   }
   return text;

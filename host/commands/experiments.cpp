@@ -24,12 +24,12 @@ struct SArguments {
   bool json = false;
 };
 
-struct SStoredExperiment {
+struct SExperimentRow {
   CExperimentPtr experiment;  // null: no such experiment
   SQvPicturePlanes planes;
   double time = 0.0;
 
-  SStoredExperiment(IQvThumbnailCache& service, int id) {
+  SExperimentRow(IQvThumbnailCache& service, int id) {
     SQvExperiment* read = nullptr;
     service.ReadExperiment(&read, &planes, &time, id);
     experiment.reset(read);
@@ -49,7 +49,7 @@ bool AddOne(const SArguments& arguments, CSession& session, const std::string& f
   const std::int32_t result = session.Service().WriteExperiment(image.experiment.get(), &image.planes,
                                                                 image.acquisitionTime, arguments.stored, &id);
   if (result != kQvOk) {
-    *reason = fmt::format("the database did not take it: {}", CDiagnostics::Get().Take());
+    *reason = fmt::format("the database did not take it: {}", CDiagnostics::Get().TakeMessages());
     return false;
   }
   *entry = {{"file", path},
@@ -59,7 +59,7 @@ bool AddOne(const SArguments& arguments, CSession& session, const std::string& f
   return true;
 }
 
-void Add(const SArguments& arguments, SRun& run) {
+void Add(const SArguments& arguments, SOutcome& outcome) {
   CSession session;
   session.Open(arguments.database);
   if (arguments.stored >= 0 && !CStoredItems(session.DatabasePath()).Find(arguments.stored)) {
@@ -70,7 +70,7 @@ void Add(const SArguments& arguments, SRun& run) {
     CJson entry;
     std::string reason;
     if (!AddOne(arguments, session, file, &entry, &reason)) {
-      ReportFailure(run, file, reason);
+      ReportFailure(outcome, file, reason);
       continue;
     }
     if (!arguments.json) {
@@ -85,7 +85,7 @@ void Add(const SArguments& arguments, SRun& run) {
 void Show(const SArguments& arguments) {
   CSession session;
   session.OpenExisting(arguments.database);
-  const SStoredExperiment stored(session.Service(), arguments.experiment);
+  const SExperimentRow stored(session.Service(), arguments.experiment);
   if (!stored.experiment) throw NoSuchExperiment(arguments.experiment, kExitSomeFailed);
   if (arguments.json) {
     CJson document = {{"experiment", arguments.experiment}, {"acquired", JsonTime(stored.time)}};
@@ -111,7 +111,7 @@ void List(const SArguments& arguments) {
   CTable table({"ID", "Acquired", "Loops", "Planes"}, {true, false, false, true});
   CJson document = CJson::array();
   for (const int id : ListedIDs(arguments, session)) {
-    const SStoredExperiment stored(session.Service(), id);
+    const SExperimentRow stored(session.Service(), id);
     if (!stored.experiment) continue;
     const std::string loops = SummarizeLoops(*stored.experiment);
     document.push_back({{"experiment", id},
@@ -127,11 +127,11 @@ void AddStoredOption(CLI::App* command, int* stored, const char* description) {
   command->add_option("--stored", *stored, description)->check(Unmentioned(CLI::NonNegativeNumber))->type_name("ID");
 }
 
-void AddAddVerb(CLI::App* parent, SRun& run) {
+void AddAddVerb(CLI::App* parent, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = AddVerb(parent, "add", "Store the experiments of image files; equal ones are stored once",
                               "qvthumbs experiments add timelapse.ome.tif", arguments,
-                              [&run](const SArguments& given) { Add(given, run); });
+                              [&outcome](const SArguments& given) { Add(given, outcome); });
   AddStoredOption(command, &arguments->stored, "The stored item that the experiments belong to");
   AddRequired(command, "files", &arguments->files, "Image files", "FILE");
 }
@@ -152,13 +152,13 @@ void AddListVerb(CLI::App* parent) {
 
 }  // namespace
 
-void AddExperimentsCommand(CLI::App& app, SRun& run) {
+void AddExperimentsCommand(CLI::App& app, SOutcome& outcome) {
   CLI::App* command = app.add_subcommand("experiments", "How images were acquired: loops, positions, channels");
   command->require_subcommand(1);
   command->footer(
       "Example: store the experiment of an image, then look at it\n"
       "  qvthumbs experiments add timelapse.ome.tif\n  qvthumbs experiments show 1");
-  AddAddVerb(command, run);
+  AddAddVerb(command, outcome);
   AddShowVerb(command);
   AddListVerb(command);
 }

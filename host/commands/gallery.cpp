@@ -27,9 +27,9 @@ struct SArguments {
 };
 
 // Remembers what could not be made, to say so in the picture's place.
-class CFailureNotes : public IThumbnailObserver {
+class CFailureCollector : public IThumbnailObserver {
  public:
-  explicit CFailureNotes(std::int64_t total) : m_progress(total, false) {}
+  explicit CFailureCollector(std::int64_t total) : m_progress(total, false) {}
 
   void OnThumbnail(const SThumbnailJob& job, bool, const SQvPicBuf&) override { m_progress.Update(++m_done, job.name); }
   void OnFailed(const std::string& name, const std::string& reason) override {
@@ -96,14 +96,14 @@ class CGallery {
 };
 
 // Makes what is missing, then shows all.
-void AddFiles(const SArguments& arguments, CSession& session, CGallery& gallery, SRun& run) {
+void AddFiles(const SArguments& arguments, CSession& session, CGallery& gallery, SOutcome& outcome) {
   const SFoundFiles found = FindImageFiles(arguments.paths, arguments.recursive);
-  for (const auto& [path, reason] : found.problems) ReportFailure(run, path, reason);
+  for (const auto& [path, reason] : found.problems) ReportFailure(outcome, path, reason);
   CFileJobs jobs(found.files, arguments.highQuality, session.DatabasePath());
   SMakeOptions options;
   options.highQuality = arguments.highQuality;
-  CFailureNotes notes(jobs.Count());
-  if (!CThumbnailMaker(session, jobs, notes, options).Run()) {
+  CFailureCollector failures(jobs.Count());
+  if (!CThumbnailMaker(session, jobs, failures, options).Run()) {
     throw CHostError(kInterrupted, kExitInterrupted);
   }
   for (const std::string& file : found.files) {
@@ -113,12 +113,12 @@ void AddFiles(const SArguments& arguments, CSession& session, CGallery& gallery,
       gallery.Add(AbsolutePath(file), description, reason);
       continue;
     }
-    gallery.Add(AbsolutePath(file), description, gallery.HasThumbnail(description) ? "" : notes.ReasonOf(file));
+    gallery.Add(AbsolutePath(file), description, gallery.HasThumbnail(description) ? "" : failures.ReasonOf(file));
   }
-  if (!notes.IsEmpty()) run.status = kExitSomeFailed;
+  if (!failures.IsEmpty()) outcome.status = kExitSomeFailed;
 }
 
-void MakeGallery(const SArguments& arguments, SRun& run) {
+void MakeGallery(const SArguments& arguments, SOutcome& outcome) {
   CSession session;
   const bool ofDatabase = arguments.paths.empty();
   if (ofDatabase) {
@@ -130,14 +130,14 @@ void MakeGallery(const SArguments& arguments, SRun& run) {
   if (ofDatabase) {
     gallery.AddAllRows();
   } else {
-    AddFiles(arguments, session, gallery, run);
+    AddFiles(arguments, session, gallery, outcome);
   }
   gallery.Finish();
 }
 
 }  // namespace
 
-void AddGalleryCommand(CLI::App& app, SRun& run) {
+void AddGalleryCommand(CLI::App& app, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = app.add_subcommand("gallery", "Write an HTML page of thumbnails");
   AddDatabaseOptions(command, &arguments->database);
@@ -151,7 +151,7 @@ void AddGalleryCommand(CLI::App& app, SRun& run) {
   command->footer(
       "The page needs no other file: the thumbnails lie in it. Missing ones are made first.\n\n"
       "Example:\n  qvthumbs gallery -o images.html ~/images");
-  command->callback([arguments, &run] { MakeGallery(*arguments, run); });
+  command->callback([arguments, &outcome] { MakeGallery(*arguments, outcome); });
 }
 
 }  // namespace qvhost

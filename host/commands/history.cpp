@@ -121,13 +121,13 @@ void AddDeleteVerb(CLI::App* parent) {
 
 }  // namespace
 
-void AddHistoryCommand(CLI::App& app, SRun& run) {
+void AddHistoryCommand(CLI::App& app, SOutcome& outcome) {
   CLI::App* command = app.add_subcommand("history", "Who acquired which image when");
   command->require_subcommand(1);
   command->footer(
       "Example: what did Anna acquire in May?\n"
       "  qvthumbs history list --user anna --since 2024-05-01 --until 2024-06-01");
-  AddHistoryAddCommand(command, run);
+  AddHistoryAddCommand(command, outcome);
   AddListVerb(command);
   AddFilesVerb(command);
   AddVerb(command, "earliest", "Print the earliest time of all users", "qvthumbs history earliest",

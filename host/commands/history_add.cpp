@@ -77,9 +77,9 @@ bool Record(const SArguments& arguments, CSession& session, const std::string& f
   }
   const CQvStringW name = CQvStringUtils::UTF8toW(acquisition->path);
   const CQvStringW user = CQvStringUtils::UTF8toW(arguments.user);
-  CDiagnostics::Get().Take();
+  CDiagnostics::Get().TakeMessages();
   if (session.Service().WriteHistory(name.c_str(), user.c_str(), acquisition->time, acquisition->experiment) != kQvOk) {
-    const std::string said = CDiagnostics::Get().Take();
+    const std::string said = CDiagnostics::Get().TakeMessages();
     *reason = said.find("UNIQUE") != std::string::npos ? "is recorded for another user already; a file has one record"
                                                        : "the database did not take it: " + said;
     return false;
@@ -95,7 +95,7 @@ void Print(const SAcquisition& acquisition) {
               acquisition.timeSource == std::string("file date") ? "  (time: the file's date)" : "");
 }
 
-void Add(const SArguments& arguments, SRun& run) {
+void Add(const SArguments& arguments, SOutcome& outcome) {
   if (arguments.user.empty()) throw CHostError("--user needs a name");
   CSession session;
   session.Open(arguments.database);
@@ -108,7 +108,7 @@ void Add(const SArguments& arguments, SRun& run) {
     SAcquisition acquisition;
     std::string reason;
     if (!Record(arguments, session, file, &acquisition, &reason)) {
-      ReportFailure(run, file, reason);
+      ReportFailure(outcome, file, reason);
       continue;
     }
     const bool none = acquisition.experiment == kNoExperiment;
@@ -123,11 +123,11 @@ void Add(const SArguments& arguments, SRun& run) {
 
 }  // namespace
 
-void AddHistoryAddCommand(CLI::App* parent, SRun& run) {
+void AddHistoryAddCommand(CLI::App* parent, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = AddVerb(parent, "add", "Record image files as acquired by a user",
                               "qvthumbs history add --user anna cells.ome.tif", arguments,
-                              [&run](const SArguments& given) { Add(given, run); });
+                              [&outcome](const SArguments& given) { Add(given, outcome); });
   AddRequired(command, "--user", &arguments->user, "Who acquired them", "NAME");
   command->add_option("--time", arguments->time, "When (default: as the image says, else the file's date)")
       ->type_name("TIME");

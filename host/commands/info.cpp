@@ -46,11 +46,11 @@ void PrintLines(const std::string& file, const STextInfo& info) {
 }
 
 std::string ExplainFailure(const std::string& path) {
-  const std::string reason = ExplainOpen(path);
+  const std::string reason = ExplainOpenFailure(path);
   return reason.empty() ? CFailureReason().OfFile(CQvStringUtils::UTF8toW(path)) : reason;
 }
 
-void ShowInfo(const SArguments& arguments, SRun& run) {
+void ShowInfo(const SArguments& arguments, SOutcome& outcome) {
   CSession session;
   OpenIfPossible(session, arguments.database);
   CJson document = CJson::array();
@@ -60,7 +60,7 @@ void ShowInfo(const SArguments& arguments, SRun& run) {
     STextInfo info;
     if (!info.Read(session.Service(), path)) {
       const std::string reason = ExplainFailure(path);
-      ReportFailure(run, file, reason);
+      ReportFailure(outcome, file, reason);
       document.push_back({{"file", path}, {"error", reason}});
     } else if (arguments.json) {
       CJson entry = {{"file", path}};
@@ -75,7 +75,7 @@ void ShowInfo(const SArguments& arguments, SRun& run) {
 
 }  // namespace
 
-void AddInfoCommand(CLI::App& app, SRun& run) {
+void AddInfoCommand(CLI::App& app, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = app.add_subcommand("info", "Tell what image files say about themselves");
   AddDatabaseOptions(command, &arguments->database);
@@ -84,7 +84,7 @@ void AddInfoCommand(CLI::App& app, SRun& run) {
   command->footer(
       "Example: sizes, loops, calibration, objective and acquisition time as JSON\n"
       "  qvthumbs info --json cells.ome.tif");
-  command->callback([arguments, &run] { ShowInfo(*arguments, run); });
+  command->callback([arguments, &outcome] { ShowInfo(*arguments, outcome); });
 }
 
 }  // namespace qvhost

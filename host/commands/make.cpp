@@ -27,7 +27,7 @@ int RunMaker(const SArguments& arguments, CSession& session, IThumbnailJobs& job
   return report.Print(session.DatabasePath(), completed);
 }
 
-void MakeOfFiles(const SArguments& arguments, SRun& run) {
+void MakeForFiles(const SArguments& arguments, SOutcome& outcome) {
   if (arguments.paths.empty()) throw CHostError("name the files or folders to make thumbnails of, or a --library");
   const SFoundFiles found = FindImageFiles(arguments.paths, arguments.recursive);
   if (found.files.empty() && found.problems.empty()) {
@@ -39,10 +39,10 @@ void MakeOfFiles(const SArguments& arguments, SRun& run) {
   CMakeReport report(static_cast<std::int64_t>(found.files.size() + found.problems.size()), arguments.json);
   for (const auto& [path, reason] : found.problems) report.OnFailed(path, reason);
   CFileJobs jobs(found.files, arguments.make.highQuality, session.DatabasePath());
-  run.status = RunMaker(arguments, session, jobs, report);
+  outcome.status = RunMaker(arguments, session, jobs, report);
 }
 
-void MakeOfLibrary(const SArguments& arguments, SRun& run) {
+void MakeForLibrary(const SArguments& arguments, SOutcome& outcome) {
   if (!arguments.paths.empty()) throw CHostError("give either paths or a --library");
   // The library outlives the session, whose workers call it.
   CLibraryDatabase library(arguments.library);
@@ -53,12 +53,12 @@ void MakeOfLibrary(const SArguments& arguments, SRun& run) {
   CSession session;
   session.Open(arguments.database);
   CMakeReport report(jobs.Count(), arguments.json);
-  run.status = RunMaker(arguments, session, jobs, report);
+  outcome.status = RunMaker(arguments, session, jobs, report);
 }
 
 }  // namespace
 
-void AddMakeCommand(CLI::App& app, SRun& run) {
+void AddMakeCommand(CLI::App& app, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = app.add_subcommand("make", "Make the thumbnails of image files that have none yet");
   AddDatabaseOptions(command, &arguments->database);
@@ -78,11 +78,11 @@ void AddMakeCommand(CLI::App& app, SRun& run) {
       "Ctrl-C stops cleanly; nothing that was made is lost.\n\n"
       "Example: the thumbnails of a folder and all below\n"
       "  qvthumbs make --recursive ~/images");
-  command->callback([arguments, &run] {
+  command->callback([arguments, &outcome] {
     if (arguments->library.empty()) {
-      MakeOfFiles(*arguments, run);
+      MakeForFiles(*arguments, outcome);
     } else {
-      MakeOfLibrary(*arguments, run);
+      MakeForLibrary(*arguments, outcome);
     }
   });
 }

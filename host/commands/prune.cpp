@@ -18,14 +18,14 @@ struct SArguments {
 };
 
 // A row whose file is gone.
-struct SGoneRow {
+struct SOrphanedRow {
   std::int64_t rowid;
   std::string file;
 };
 
-std::vector<std::int64_t> RowIDs(const std::vector<SGoneRow>& rows) {
+std::vector<std::int64_t> RowIDs(const std::vector<SOrphanedRow>& rows) {
   std::vector<std::int64_t> ids;
-  for (const SGoneRow& row : rows) ids.push_back(row.rowid);
+  for (const SOrphanedRow& row : rows) ids.push_back(row.rowid);
   return ids;
 }
 
@@ -50,24 +50,24 @@ class CPruner {
                    arguments.json) {}
 
   // Text information keeps its file names as UTF-16, thumbnails as UTF-8.
-  std::vector<SGoneRow> FindThumbnails() {
+  std::vector<SOrphanedRow> FindThumbnails() {
     return Find("SELECT rowid, filename FROM cache ORDER BY filename",
                 [](const std::string& name) { return CQvStringUtils::UTF8toW(name); });
   }
-  std::vector<SGoneRow> FindTextInfos() {
+  std::vector<SOrphanedRow> FindTextInfos() {
     return Find("SELECT rowid, filename FROM metadata ORDER BY filename", &FromUtf16Row);
   }
 
  private:
   template <class ToLocation>
-  std::vector<SGoneRow> Find(const char* sql, ToLocation toLocation) {
-    std::vector<SGoneRow> gone;
+  std::vector<SOrphanedRow> Find(const char* sql, ToLocation toLocation) {
+    std::vector<SOrphanedRow> gone;
     for (SQLite::Statement rows(m_db, sql); rows.executeStep();) {
       CInterrupt::ThrowIfRequested("interrupted; nothing was removed");
       const CQvStringW location = toLocation(rows.getColumn(1).getString());
       const std::string file = CQvStringUtils::WtoUTF8(location).Str();
       m_progress.Update(++m_looked, file);
-      if (IsUnder(SQvThumbnailDescription::LowerCase(location).Str(), m_under) && !Exists(location))
+      if (IsUnder(SQvThumbnailDescription::LowerCase(location).Str(), m_under) && !LocationExists(location))
         gone.push_back({rows.getColumn(0).getInt64(), file});
     }
     return gone;
@@ -79,10 +79,10 @@ class CPruner {
   std::int64_t m_looked = 0;
 };
 
-void Print(const SArguments& arguments, const std::vector<SGoneRow>& thumbnails, std::size_t textInfos) {
+void Print(const SArguments& arguments, const std::vector<SOrphanedRow>& thumbnails, std::size_t textInfos) {
   if (arguments.json) {
     CJson files = CJson::array();
-    for (const SGoneRow& row : thumbnails) files.push_back(row.file);
+    for (const SOrphanedRow& row : thumbnails) files.push_back(row.file);
     PrintJson({{"removed", !arguments.dryRun},
                {"thumbnails", thumbnails.size()},
                {"textInformation", textInfos},
@@ -90,7 +90,7 @@ void Print(const SArguments& arguments, const std::vector<SGoneRow>& thumbnails,
     return;
   }
   if (arguments.dryRun) {
-    for (const SGoneRow& row : thumbnails) std::printf("%s\n", Printable(row.file).c_str());
+    for (const SOrphanedRow& row : thumbnails) std::printf("%s\n", Printable(row.file).c_str());
   }
   std::printf("%s %s thumbnails and %s text informations of files that are gone\n",
               arguments.dryRun ? "would remove" : "removed",
@@ -101,7 +101,7 @@ void Print(const SArguments& arguments, const std::vector<SGoneRow>& thumbnails,
 void Prune(const SArguments& arguments) {
   std::string path;
   SQLite::Database db = OpenCacheDatabase(arguments.database, &path);
-  std::vector<SGoneRow> thumbnails, textInfos;
+  std::vector<SOrphanedRow> thumbnails, textInfos;
   {
     CPruner pruner(db, arguments);
     thumbnails = pruner.FindThumbnails();
@@ -116,7 +116,7 @@ void Prune(const SArguments& arguments) {
 
 }  // namespace
 
-void AddPruneCommand(CLI::App& app, SRun&) {
+void AddPruneCommand(CLI::App& app, SOutcome&) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = app.add_subcommand("prune", "Remove what the database holds of files that are gone");
   AddDatabaseOptions(command, &arguments->database);

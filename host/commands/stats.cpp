@@ -135,7 +135,7 @@ void PrintStats(const SStats& stats) {
 
 }  // namespace
 
-void AddStatsCommand(CLI::App& app, SRun&) {
+void AddStatsCommand(CLI::App& app, SOutcome&) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = app.add_subcommand("stats", "Tell what a database holds");
   AddDatabaseOptions(command, &arguments->database);

@@ -15,9 +15,9 @@ namespace qvhost {
 namespace {
 
 // The service deletes by recursion; a chain that is deeper than this is taken down from its end instead.
-constexpr std::size_t kMaxRecursion = 500;
+constexpr std::size_t kMaxRecursionDepth = 500;
 // So many items are worth an index.
-constexpr std::size_t kIndexFrom = 1000;
+constexpr std::size_t kMinItemsForIndex = 1000;
 
 struct SArguments {
   SDatabaseOptions database;
@@ -78,7 +78,7 @@ void Update(const SArguments& arguments) {
     throw UnknownItem(item.id);
   }
   // A change that the database refuses is only reported.
-  if (const std::string said = CDiagnostics::Get().Take(); !said.empty()) {
+  if (const std::string said = CDiagnostics::Get().TakeMessages(); !said.empty()) {
     throw CHostError("the database did not take the change: " + said);
   }
   if (arguments.json) {
@@ -106,7 +106,7 @@ void List(const SArguments& arguments) {
 // A flat list: a deep tree nested in JSON could not be read by most programs.
 CJson TreeJson(const CStoredItems& items, int rootID) {
   CJson document = CJson::array();
-  for (CStoredWalk walk(items, rootID); walk.Next();) {
+  for (CStoredTreeWalk walk(items, rootID); walk.Next();) {
     CJson item = ItemJson(walk.Item());
     item["depth"] = walk.Depth();
     document.push_back(std::move(item));
@@ -116,8 +116,8 @@ CJson TreeJson(const CStoredItems& items, int rootID) {
 
 void PrintTree(const CStoredItems& items, int rootID) {
   if (const SStoredItem* root = items.Find(rootID)) std::printf("%s  [%d]\n", Printable(root->name).c_str(), rootID);
-  for (CStoredWalk walk(items, rootID); walk.Next();) {
-    std::printf("%s%s  [%d]\n", walk.Lines().c_str(), Printable(walk.Item().name).c_str(), walk.Item().id);
+  for (CStoredTreeWalk walk(items, rootID); walk.Next();) {
+    std::printf("%s%s  [%d]\n", walk.Branches().c_str(), Printable(walk.Item().name).c_str(), walk.Item().id);
   }
   if (rootID == kStoredRoot && items.Children(rootID).empty()) std::printf("nothing\n");
 }
@@ -135,25 +135,25 @@ void Tree(const SArguments& arguments) {
 }
 
 // Lets the service find an item's children without going through the whole table, while many are deleted.
-class CChildrenIndex {
+class CTemporaryIndex {
  public:
-  explicit CChildrenIndex(const std::string& databasePath)
+  explicit CTemporaryIndex(const std::string& databasePath)
       : m_db(OpenConnection(databasePath, SQLite::OPEN_READWRITE)) {
     m_db.exec("CREATE INDEX IF NOT EXISTS qvthumbs_children ON stored (storedParentID)");
   }
-  CChildrenIndex(const CChildrenIndex&) = delete;
-  CChildrenIndex& operator=(const CChildrenIndex&) = delete;
-  ~CChildrenIndex() { m_db.tryExec("DROP INDEX IF EXISTS qvthumbs_children"); }
+  CTemporaryIndex(const CTemporaryIndex&) = delete;
+  CTemporaryIndex& operator=(const CTemporaryIndex&) = delete;
+  ~CTemporaryIndex() { m_db.tryExec("DROP INDEX IF EXISTS qvthumbs_children"); }
 
  private:
   SQLite::Database m_db;
 };
 
 void DeleteTree(CSession& session, const std::vector<int>& ids, std::size_t depth) {
-  std::optional<CChildrenIndex> index;
-  if (ids.size() >= kIndexFrom) index.emplace(session.DatabasePath());
+  std::optional<CTemporaryIndex> index;
+  if (ids.size() >= kMinItemsForIndex) index.emplace(session.DatabasePath());
   std::int32_t result = kQvOk;
-  if (depth <= kMaxRecursion) {
+  if (depth <= kMaxRecursionDepth) {
     result = session.Service().DeleteStoredItem(ids.front());
   } else {
     // A parent stands before what is below it, so from the end every item is a leaf.
@@ -172,7 +172,7 @@ void Delete(const SArguments& arguments) {
   {
     const CStoredItems items(session.DatabasePath());
     if (!items.Find(arguments.id)) throw UnknownItem(arguments.id);
-    for (CStoredWalk walk(items, arguments.id); walk.Next();) {
+    for (CStoredTreeWalk walk(items, arguments.id); walk.Next();) {
       ids.push_back(walk.Item().id);
       depth = std::max(depth, walk.Depth());
     }
@@ -217,7 +217,7 @@ void AddUpdateVerb(CLI::App* parent) {
 
 }  // namespace
 
-void AddStoredCommand(CLI::App& app, SRun&) {
+void AddStoredCommand(CLI::App& app, SOutcome&) {
   CLI::App* command = app.add_subcommand("stored", "The tree of stored items");
   command->require_subcommand(1);
   command->footer(

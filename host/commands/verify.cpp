@@ -28,16 +28,16 @@ struct SProblem {
 };
 
 // Decodes stored pictures as the service does: 8-bit RGB in a JPEG stream.
-class CStreamCheck {
+class CStreamChecker {
  public:
-  CStreamCheck() : m_manager(CreateImageFormatManager()) {
+  CStreamChecker() : m_manager(CreateImageFormatManager()) {
     if (!m_manager || m_manager->GetCodecByName("JPG", m_codec.Out()) != kQvOk) {
       throw CHostError("the JPEG format is not installed");
     }
   }
 
   // Empty when the stream is sound.
-  std::string FindFault(std::string_view jpeg) {
+  std::string FindDamage(std::string_view jpeg) {
     CQvRef<IQvPictureSource> source;
     if (m_codec->OpenInputMemory(jpeg.data(), jpeg.size(), source.Out()) != kQvOk) {
       return "the stored picture cannot be opened";
@@ -58,8 +58,8 @@ class CStreamCheck {
   CQvRef<IQvImageCodec> m_codec;
 };
 
-std::string FindStampFault(const CQvStringW& location, double lastWritten) {
-  if (!Exists(location)) return "the file is gone";
+std::string FindTimeMismatch(const CQvStringW& location, double lastWritten) {
+  if (!LocationExists(location)) return "the file is gone";
   SQvThumbnailDescription description;
   std::string reason;
   if (!DescribeFile(RealPath(location), false, &description, &reason)) return "the file cannot be opened: " + reason;
@@ -67,7 +67,7 @@ std::string FindStampFault(const CQvStringW& location, double lastWritten) {
 }
 
 std::vector<SProblem> FindProblems(SQLite::Database& db, bool quiet, std::int64_t* checked) {
-  CStreamCheck check;
+  CStreamChecker check;
   CProgress progress(db.execAndGet("SELECT count(*) FROM cache").getInt64(), quiet);
   std::vector<SProblem> problems;
   SQLite::Statement rows(db, "SELECT rowid, filename, lastWritten, binData FROM cache ORDER BY filename");
@@ -75,12 +75,12 @@ std::vector<SProblem> FindProblems(SQLite::Database& db, bool quiet, std::int64_
     CInterrupt::ThrowIfRequested("interrupted; nothing was changed");
     const std::string name = rows.getColumn(1).getString();
     const CQvStringW location = CQvStringUtils::UTF8toW(name);
-    std::string reason = check.FindFault(rows.getColumn(3).getString());
-    if (reason.empty()) reason = FindStampFault(location, rows.getColumn(2).getDouble());
+    std::string reason = check.FindDamage(rows.getColumn(3).getString());
+    if (reason.empty()) reason = FindTimeMismatch(location, rows.getColumn(2).getDouble());
     progress.Update(++*checked, name);
     if (reason.empty()) continue;
     problems.push_back({rows.getColumn(0).getInt64(), RealPath(location), reason});
-    if (!quiet) progress.Say(fmt::format("{}: {}", Printable(problems.back().file), reason));
+    if (!quiet) progress.PrintLine(fmt::format("{}: {}", Printable(problems.back().file), reason));
   }
   return problems;
 }
@@ -91,7 +91,7 @@ void Remove(SQLite::Database& db, const std::vector<SProblem>& problems) {
   DeleteRows(db, "cache", rowids);
 }
 
-void Verify(const SArguments& arguments, SRun& run) {
+void Verify(const SArguments& arguments, SOutcome& outcome) {
   LoadComponents();
   std::string path;
   SQLite::Database db = OpenCacheDatabase(arguments.database, &path);
@@ -109,19 +109,19 @@ void Verify(const SArguments& arguments, SRun& run) {
                 : arguments.repair ? ", which are removed; 'qvthumbs make' makes them anew"
                                    : "; --repair removes them, so that 'qvthumbs make' makes them anew");
   }
-  if (!problems.empty() && !arguments.repair) run.status = kExitSomeFailed;
+  if (!problems.empty() && !arguments.repair) outcome.status = kExitSomeFailed;
 }
 
 }  // namespace
 
-void AddVerifyCommand(CLI::App& app, SRun& run) {
+void AddVerifyCommand(CLI::App& app, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = app.add_subcommand("verify", "Check that stored thumbnails decode and are as new as their files");
   AddDatabaseOptions(command, &arguments->database);
   command->add_flag("--repair", arguments->repair, "Remove those that are not, so that 'make' makes them anew");
   AddJsonOption(command, &arguments->json);
   command->footer("Exit status 1: a problem was found and left as it is.\n\nExample:\n  qvthumbs verify --repair");
-  command->callback([arguments, &run] { Verify(*arguments, run); });
+  command->callback([arguments, &outcome] { Verify(*arguments, outcome); });
 }
 
 }  // namespace qvhost

@@ -37,7 +37,7 @@ class CFinder {
     }
   }
 
-  SFoundFiles Take() { return std::move(m_found); }
+  SFoundFiles TakeResult() { return std::move(m_found); }
 
  private:
   void AddFile(const std::string& path) {
@@ -79,7 +79,7 @@ class CFinder {
 SFoundFiles FindImageFiles(const std::vector<std::string>& paths, bool recursive) {
   CFinder finder(recursive);
   for (const std::string& path : paths) finder.AddArgument(path);
-  return finder.Take();
+  return finder.TakeResult();
 }
 
 }  // namespace qvhost

@@ -26,7 +26,7 @@ CQvRef<IQvMetadataReader> OpenReader(const CQvStringW& path, std::string* reason
 }  // namespace
 
 bool SImageExperiment::Read(const std::string& path, std::string* reason) {
-  *reason = ExplainOpen(path);
+  *reason = ExplainOpenFailure(path);
   if (!reason->empty()) return false;
   const CQvRef<IQvMetadataReader> reader = OpenReader(CQvStringUtils::UTF8toW(path), reason);
   if (!reader) return false;

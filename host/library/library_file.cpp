@@ -32,7 +32,7 @@ bool SameField(const std::string& a, const std::string& b) {
   return CQvStringUtils::EqualNoCase(CQvStringUtils::UTF8toW(a).Str(), CQvStringUtils::UTF8toW(b).Str());
 }
 
-const std::string kSelectPictures =
+const std::string kPictureQuery =
     "SELECT pictures.record, pictures.field, records.name, pictures.changed FROM pictures "
     "JOIN records ON records.id = pictures.record";
 
@@ -69,7 +69,7 @@ void CLibraryFile::CreateTables() {
 
 std::vector<SLibraryPicture> CLibraryFile::List(const std::string& field) const {
   const std::lock_guard<std::mutex> lock(m_mutex);
-  SQLite::Statement rows(m_db, kSelectPictures + " ORDER BY pictures.record, pictures.field");
+  SQLite::Statement rows(m_db, kPictureQuery + " ORDER BY pictures.record, pictures.field");
   std::vector<SLibraryPicture> list;
   while (rows.executeStep()) {
     SLibraryPicture picture = PictureOfRow(rows);
@@ -79,7 +79,7 @@ std::vector<SLibraryPicture> CLibraryFile::List(const std::string& field) const 
 }
 
 std::optional<SLibraryPicture> CLibraryFile::FindPicture(std::int32_t record, const std::string& field) const {
-  SQLite::Statement rows(m_db, kSelectPictures + " WHERE pictures.record = ?1");
+  SQLite::Statement rows(m_db, kPictureQuery + " WHERE pictures.record = ?1");
   rows.bind(1, record);
   while (rows.executeStep()) {
     SLibraryPicture picture = PictureOfRow(rows);
@@ -120,7 +120,7 @@ std::int32_t CLibraryFile::RecordOfSource(const std::string& source, const std::
   return row.getColumn(0).getInt();
 }
 
-SStoredPicture CLibraryFile::Put(std::int32_t record, const std::string& field, const std::string& data) {
+SImportedPicture CLibraryFile::Put(std::int32_t record, const std::string& field, const std::string& data) {
   const std::optional<SLibraryPicture> old = FindPicture(record, field);
   double changed = Now();
   if (old && changed <= old->changed) changed = std::nextafter(old->changed, HUGE_VAL);
@@ -131,19 +131,19 @@ SStoredPicture CLibraryFile::Put(std::int32_t record, const std::string& field, 
   return {record, old.has_value()};
 }
 
-SStoredPicture CLibraryFile::Store(std::int32_t record, const std::string& field, const std::string& data) {
+SImportedPicture CLibraryFile::Store(std::int32_t record, const std::string& field, const std::string& data) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   SQLite::Transaction transaction(m_db, SQLite::TransactionBehavior::IMMEDIATE);
-  const SStoredPicture stored = Put(record, field, data);
+  const SImportedPicture stored = Put(record, field, data);
   transaction.commit();
   return stored;
 }
 
-SStoredPicture CLibraryFile::StoreSource(const std::string& source, const std::string& name, const std::string& field,
-                                         const std::string& data) {
+SImportedPicture CLibraryFile::StoreSource(const std::string& source, const std::string& name, const std::string& field,
+                                           const std::string& data) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   SQLite::Transaction transaction(m_db, SQLite::TransactionBehavior::IMMEDIATE);
-  const SStoredPicture stored = Put(RecordOfSource(source, name), field, data);
+  const SImportedPicture stored = Put(RecordOfSource(source, name), field, data);
   transaction.commit();
   return stored;
 }

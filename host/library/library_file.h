@@ -18,7 +18,8 @@ struct SLibraryPicture {
   double changed = 0.0;  // Julian day number of the last import
 };
 
-struct SStoredPicture {
+// What an import has filled.
+struct SImportedPicture {
   std::int32_t record = 0;
   bool replaced = false;
 };
@@ -43,18 +44,18 @@ class CLibraryFile {
   std::optional<std::string> Read(std::int32_t record, const std::string& field) const;
 
   // Stores or replaces a picture. Its `changed` becomes the present, and always another value than before.
-  SStoredPicture Store(std::int32_t record, const std::string& field, const std::string& data);
+  SImportedPicture Store(std::int32_t record, const std::string& field, const std::string& data);
   // The same for the record that was imported from that file; it is made when there is none, but never left without a
   // picture.
-  SStoredPicture StoreSource(const std::string& source, const std::string& name, const std::string& field,
-                             const std::string& data);
+  SImportedPicture StoreSource(const std::string& source, const std::string& name, const std::string& field,
+                               const std::string& data);
 
  private:
   void CreateTables();
   // The callers of these hold the mutex.
   std::optional<SLibraryPicture> FindPicture(std::int32_t record, const std::string& field) const;
   std::int32_t RecordOfSource(const std::string& source, const std::string& name);
-  SStoredPicture Put(std::int32_t record, const std::string& field, const std::string& data);
+  SImportedPicture Put(std::int32_t record, const std::string& field, const std::string& data);
 
   mutable std::mutex m_mutex;  // a statement and what is read after it belong together
   SQLite::Database m_db;

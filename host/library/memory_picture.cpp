@@ -24,9 +24,9 @@ const char* FindFormat(std::string_view bytes) {
 }
 
 // Passes everything on to the format's own source, and keeps alive what that one needs.
-class CMemoryPicture final : public IQvPictureSource {
+class CMemoryPictureSource final : public IQvPictureSource {
  public:
-  explicit CMemoryPicture(std::string bytes) : m_bytes(std::move(bytes)), m_manager(CreateImageFormatManager()) {}
+  explicit CMemoryPictureSource(std::string bytes) : m_bytes(std::move(bytes)), m_manager(CreateImageFormatManager()) {}
 
   std::int32_t Open(std::string* reason) {
     const char* format = FindFormat(m_bytes);
@@ -68,7 +68,7 @@ class CMemoryPicture final : public IQvPictureSource {
 }  // namespace
 
 std::int32_t OpenMemoryPicture(std::string bytes, IQvPictureSource** source, std::string* reason) {
-  auto picture = std::make_unique<CMemoryPicture>(std::move(bytes));
+  auto picture = std::make_unique<CMemoryPictureSource>(std::move(bytes));
   const std::int32_t result = picture->Open(reason);
   if (result == kQvOk) *source = picture.release();
   return result;

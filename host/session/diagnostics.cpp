@@ -12,7 +12,7 @@
 namespace qvhost {
 namespace {
 
-constexpr std::size_t kKept = 16;
+constexpr std::size_t kMaxMessages = 16;
 
 std::string WithoutPrefix(std::string text) {
   constexpr std::string_view kPrefix = "THUMBCACHE: ";
@@ -51,10 +51,10 @@ void CDiagnostics::Add(const SQvDiagMessage& message) {
   text = WithoutPrefix(std::move(text));
   if (std::find(m_messages.begin(), m_messages.end(), text) != m_messages.end()) return;
   m_messages.push_back(std::move(text));
-  if (m_messages.size() > kKept) m_messages.pop_front();
+  if (m_messages.size() > kMaxMessages) m_messages.pop_front();
 }
 
-std::string CDiagnostics::Take() {
+std::string CDiagnostics::TakeMessages() {
   const std::lock_guard<std::mutex> lock(m_mutex);
   std::string all;
   for (const std::string& text : m_messages) all += (all.empty() ? "" : "; ") + text;
@@ -63,7 +63,7 @@ std::string CDiagnostics::Take() {
 }
 
 void RequireOk(std::int32_t status, const char* problem) {
-  if (status != kQvOk) throw CHostError(fmt::format("{}: {}", problem, CDiagnostics::Get().Take()));
+  if (status != kQvOk) throw CHostError(fmt::format("{}: {}", problem, CDiagnostics::Get().TakeMessages()));
 }
 
 }  // namespace qvhost

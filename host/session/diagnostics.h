@@ -19,7 +19,7 @@ class CDiagnostics {
   void Install(bool print) noexcept;
   // The messages since the last call, each once, joined by "; ", without the service's prefix. Empty when there were
   // none.
-  std::string Take();
+  std::string TakeMessages();
 
  private:
   CDiagnostics() = default;
