@@ -22,7 +22,7 @@ constexpr int kHorizontalPredictor = 2;
 
 int Scaled(int side, int scalePercent) { return std::max(1, side * scalePercent / 100); }
 
-void Save(const Path& path, const Bytes& bytes) {
+void Save(const Path& path, const CBytes& bytes) {
   std::ofstream file(path, std::ios::binary);
   file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   file.close();
@@ -49,7 +49,7 @@ void MakeTinyJpeg(const Path& path) {
   Save(path, EncodeJpeg(SRgbImage(1, 1), options));
 }
 
-Bytes PngOf(SRgbImage image) {
+CBytes PngOf(SRgbImage image) {
   SPngImage png;
   png.width = image.width;
   png.height = image.height;

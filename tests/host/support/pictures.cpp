@@ -53,7 +53,7 @@ void WritePage(TIFF* tiff, const char* description, unsigned page) {
   TIFFWriteDirectory(tiff);
 }
 
-SDecoded Describe(unsigned width, unsigned height, const std::vector<std::uint8_t>& rgb) {
+SDecodedPicture Describe(unsigned width, unsigned height, const std::vector<std::uint8_t>& rgb) {
   const auto at = [&](unsigned x, unsigned y) -> SRgb {
     const std::size_t offset = (static_cast<std::size_t>(y) * width + x) * 3;
     return {rgb[offset], rgb[offset + 1], rgb[offset + 2]};
@@ -89,7 +89,7 @@ void WriteStack(const std::string& path, const SStackShape& shape) {
   }
 }
 
-SDecoded DecodePng(const std::string& path) {
+SDecodedPicture DecodePng(const std::string& path) {
   png_image image = {};
   image.version = PNG_IMAGE_VERSION;
   if (!png_image_begin_read_from_file(&image, path.c_str())) {
@@ -102,7 +102,7 @@ SDecoded DecodePng(const std::string& path) {
   return Describe(image.width, image.height, rgb);
 }
 
-SDecoded DecodeJpeg(const std::string& path) {
+SDecodedPicture DecodeJpeg(const std::string& path) {
   const std::unique_ptr<FILE, SFileClose> file(std::fopen(path.c_str(), "rb"));
   if (!file) {
     ADD_FAILURE() << "cannot open " << path;
@@ -122,7 +122,7 @@ SDecoded DecodeJpeg(const std::string& path) {
     JSAMPROW row = rgb.data() + rowSize * jpeg.output_scanline;
     jpeg_read_scanlines(&jpeg, &row, 1);
   }
-  const SDecoded decoded = Describe(jpeg.output_width, jpeg.output_height, rgb);
+  const SDecodedPicture decoded = Describe(jpeg.output_width, jpeg.output_height, rgb);
   jpeg_finish_decompress(&jpeg);
   jpeg_destroy_decompress(&jpeg);
   return decoded;

@@ -57,7 +57,7 @@ nlohmann::json SRunResult::Json() const {
 
 CProgram::CProgram() { m_environment = {"HOME=" + m_folder.MakeFolder("home")}; }
 
-CProgram::CRunning::CRunning(const CProgram& program, const std::vector<std::string>& arguments,
+CProgram::CProcess::CProcess(const CProgram& program, const std::vector<std::string>& arguments,
                              const std::string& err) {
   static std::atomic<int> runs{0};
   const std::string run = "run" + std::to_string(++runs);
@@ -77,15 +77,15 @@ CProgram::CRunning::CRunning(const CProgram& program, const std::vector<std::str
   if (result != 0) ADD_FAILURE() << "cannot start " << QVTHUMBS_PROGRAM << ": " << std::strerror(result);
 }
 
-CProgram::CRunning::~CRunning() {
+CProgram::CProcess::~CProcess() {
   if (m_waited) return;
   kill(m_pid, SIGKILL);
   waitpid(m_pid, nullptr, 0);
 }
 
-void CProgram::CRunning::Signal(int number) const { kill(m_pid, number); }
+void CProgram::CProcess::Signal(int number) const { kill(m_pid, number); }
 
-SRunResult CProgram::CRunning::Wait() {
+SRunResult CProgram::CProcess::Wait() {
   int status = 0;
   waitpid(m_pid, &status, 0);
   m_waited = true;
@@ -94,7 +94,7 @@ SRunResult CProgram::CRunning::Wait() {
           isFile ? ReadAll(m_err) : std::string()};
 }
 
-SRunResult CProgram::Run(const std::vector<std::string>& arguments) { return CRunning(*this, arguments).Wait(); }
+SRunResult CProgram::Run(const std::vector<std::string>& arguments) { return CProcess(*this, arguments).Wait(); }
 
 SRunResult CProgram::RunOnTerminal(const std::vector<std::string>& arguments) {
   const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
@@ -104,7 +104,7 @@ SRunResult CProgram::RunOnTerminal(const std::vector<std::string>& arguments) {
   }
   const winsize size = {24, 80, 0, 0};
   ioctl(terminal, TIOCSWINSZ, &size);
-  CRunning running(*this, arguments, ptsname(terminal));
+  CProcess running(*this, arguments, ptsname(terminal));
   std::string shown;
   // Reading fails when the program has closed the other end.
   char buffer[4096];
@@ -116,7 +116,7 @@ SRunResult CProgram::RunOnTerminal(const std::vector<std::string>& arguments) {
   return result;
 }
 
-SRunResult CProgram::RunDb(std::vector<std::string> arguments) {
+SRunResult CProgram::RunWithDatabase(std::vector<std::string> arguments) {
   arguments.insert(arguments.end(), {"--db", Database()});
   return Run(arguments);
 }

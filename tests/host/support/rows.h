@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-// Looks into, and interferes with, a database behind the program's back.
+// Looks into, and interferes with, a database behind the program's back. Throws SQLite::Exception.
 
 // First column of the first row, as text; empty when there is none.
 std::string QueryText(const std::string& database, const std::string& sql);
