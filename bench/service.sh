@@ -29,7 +29,7 @@ programs=$build_root/bench/bin
 run() {
   case $1 in
     syncs) "$root/bench/count_syncs.sh" | sed -n 's/^| disk \(.*\) | \(.*\) | \(.*\) | \(.*\) |$/| disk \1 | | | \2 | \3 | \4 |/p' ;;
-    write) "$programs/bench_write" ;;
+    write) TMPDIR=${TMPDIR:-/tmp} "$programs/bench_write" ;;
     *) TMPDIR=/dev/shm "$programs/bench_$1" ;;
   esac
 }

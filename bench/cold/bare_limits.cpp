@@ -1,7 +1,6 @@
 #include "bench/cold/bare_limits.h"
 
 #include <cstdio>
-#include <memory>
 #include <stdexcept>
 #include <vector>
 
@@ -9,15 +8,15 @@
 #include <png.h>
 #include <tiffio.h>
 
+#include "tests/support/c_handle.h"
+
 namespace {
 
-struct SFileCloser {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using FileHandle = std::unique_ptr<std::FILE, SFileCloser>;
+using CFile = qvtest::CHandle<std::FILE, std::fclose>;
+using CTiffFile = qvtest::CHandle<TIFF, TIFFClose>;
 
-FileHandle OpenFile(const std::string& path) {
-  FileHandle file(std::fopen(path.c_str(), "rb"));
+CFile OpenFile(const std::string& path) {
+  CFile file(std::fopen(path.c_str(), "rb"));
   if (!file) throw std::runtime_error("cannot open " + path);
   return file;
 }
@@ -75,13 +74,8 @@ class CPngReader {
   png_infop m_info;
 };
 
-struct STiffCloser {
-  void operator()(TIFF* tiff) const { TIFFClose(tiff); }
-};
-using Tiff = std::unique_ptr<TIFF, STiffCloser>;
-
-Tiff OpenTiff(const std::string& path) {
-  Tiff tiff(TIFFOpen(path.c_str(), "r"));
+CTiffFile OpenTiff(const std::string& path) {
+  CTiffFile tiff(TIFFOpen(path.c_str(), "r"));
   if (!tiff) throw std::runtime_error("cannot open " + path);
   return tiff;
 }
@@ -108,17 +102,17 @@ std::uint64_t DecodeDirectory(TIFF* tiff) {
 }  // namespace
 
 std::uint64_t DecodeJpegAtEighth(const std::string& path) {
-  const FileHandle file = OpenFile(path);
+  const CFile file = OpenFile(path);
   return CJpegReader(file.get()).Decode();
 }
 
 std::uint64_t DecodePngRows(const std::string& path) {
-  const FileHandle file = OpenFile(path);
+  const CFile file = OpenFile(path);
   return CPngReader(file.get()).Decode();
 }
 
 std::uint64_t DecodeTiff(const std::string& path, int first, int count) {
-  const Tiff tiff = OpenTiff(path);
+  const CTiffFile tiff = OpenTiff(path);
   std::uint64_t bytes = 0;
   for (int i = first; i < first + count; ++i) {
     if (TIFFSetDirectory(tiff.get(), static_cast<tdir_t>(i)) != 1) throw std::runtime_error("no such directory");
@@ -128,7 +122,7 @@ std::uint64_t DecodeTiff(const std::string& path, int first, int count) {
 }
 
 std::uint64_t DecodeTiffSubDirectory(const std::string& path, int number) {
-  const Tiff tiff = OpenTiff(path);
+  const CTiffFile tiff = OpenTiff(path);
   std::uint16_t count = 0;
   const std::uint64_t* offsets = nullptr;
   if (TIFFGetField(tiff.get(), TIFFTAG_SUBIFD, &count, &offsets) != 1 || number >= count ||

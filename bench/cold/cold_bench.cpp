@@ -3,66 +3,43 @@
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
-#include <memory>
 #include <stdexcept>
 
 #include "bench/cold/bare_limits.h"
 #include "bench/corpus/classes.h"
 #include "imageformats/iqvimageformatmanager.h"
-#include "system/qvrtti.h"
+#include "picture/qvpicture.h"
+#include "system/qvref.h"
+#include "tests/support/thumbnail_size.h"
 
 namespace {
 
-constexpr std::uint32_t kBoxWidth = 480, kBoxHeight = 180;
-
-struct SObjectRelease {
-  void operator()(IQvInterface* object) const { CQvRTTI::Release(object); }
-};
-struct SSourceRelease {
-  void operator()(IQvPictureSource* source) const { source->Release(); }
-};
-
-class CPicture {
- public:
-  CPicture() { CQvPicBufAPI::Init(&m_picture); }
-  ~CPicture() { CQvPicBufAPI::Free(&m_picture); }
-  CPicture(const CPicture&) = delete;
-  CPicture& operator=(const CPicture&) = delete;
-  SQvPicBuf* Get() { return &m_picture; }
-
- private:
-  SQvPicBuf m_picture;
-};
+constexpr qvtest::SThumbnailSize kBox = {480, 180};
 
 void Check(std::int32_t status, const char* what) {
   if (status != 0) throw std::runtime_error(what);
 }
 
 void Render(IQvImageFormatManager& manager, const CQvStringW& path) {
-  IQvImageCodec* codecPointer = nullptr;
-  Check(manager.GetCodecForFile(path, &codecPointer), "no codec");
-  const std::unique_ptr<IQvImageCodec, SObjectRelease> codec(codecPointer);
-  IQvPictureSource* sourcePointer = nullptr;
-  Check(codec->OpenInputFile(path, &sourcePointer), "cannot open");
-  const std::unique_ptr<IQvPictureSource, SSourceRelease> source(sourcePointer);
+  CQvRef<IQvImageCodec> codec;
+  Check(manager.GetCodecForFile(path, codec.Out()), "no codec");
+  CQvRef<IQvPictureSource> source;
+  Check(codec->OpenInputFile(path, source.Out()), "cannot open");
   SQvImageInfo info;
   Check(source->GetPictureInfo(&info), "no geometry");
-  const double scale = std::min(1.0 * kBoxWidth / info.width, 1.0 * kBoxHeight / info.height);
-  const auto width = static_cast<std::uint32_t>(info.width * scale),
-             height = static_cast<std::uint32_t>(info.height * scale);
-  CPicture picture;
-  Check(CQvPicBufAPI::Reinit(picture.Get(), width, height, 0, 8, 3, false), "no memory");
+  const auto [width, height] = qvtest::FitInto(kBox, info.width, info.height);
+  CQvPicture picture;
+  if (!picture.Reinit(width, height, 8, 3, false)) throw std::runtime_error("no memory");
   Check(source->RenderPicture(&width, &height, picture.Get(), 1, true, 0, 0, 0xFFFFFFFF), "cannot render");
-  benchmark::DoNotOptimize(picture.Get()->data);
+  benchmark::DoNotOptimize(picture->data);
 }
 
-void RenderForever(benchmark::State& state, IQvImageFormatManager* manager, const std::string& path) {
+void RenderRepeatedly(benchmark::State& state, IQvImageFormatManager* manager, const std::string& path) {
   const CQvStringW location(std::wstring(path.begin(), path.end()).c_str());
-  for ([[maybe_unused]] const auto& iteration : state) Render(*manager, location);
+  for ([[maybe_unused]] auto _ : state) Render(*manager, location);
 }
 
 // The level that covers the box, and the planes that a stack's overview shows.
@@ -77,17 +54,17 @@ std::uint64_t DecodeBare(std::string_view kind, const std::string& path) {
   return DecodeTiff(path, 0, 1);
 }
 
-void DecodeForever(benchmark::State& state, std::string_view kind, const std::string& path) {
-  for ([[maybe_unused]] const auto& iteration : state) benchmark::DoNotOptimize(DecodeBare(kind, path));
+void DecodeRepeatedly(benchmark::State& state, std::string_view kind, const std::string& path) {
+  for ([[maybe_unused]] auto _ : state) benchmark::DoNotOptimize(DecodeBare(kind, path));
 }
 
 void Register(IQvImageFormatManager* manager, const std::string& corpus) {
   for (const SCorpusClass& kind : CorpusClasses()) {
     const std::string name(kind.name), path = corpus + "/" + name + "/00." + std::string(kind.extension);
     if (!std::filesystem::exists(path)) continue;
-    benchmark::RegisterBenchmark((name + "/picture").c_str(), RenderForever, manager, path)
+    benchmark::RegisterBenchmark((name + "/picture").c_str(), RenderRepeatedly, manager, path)
         ->Unit(benchmark::kMillisecond);
-    benchmark::RegisterBenchmark((name + "/bare").c_str(), DecodeForever, kind.name, path)
+    benchmark::RegisterBenchmark((name + "/bare").c_str(), DecodeRepeatedly, kind.name, path)
         ->Unit(benchmark::kMillisecond);
   }
 }
@@ -98,11 +75,10 @@ int main(int argc, char** argv) try {
   benchmark::Initialize(&argc, argv);
   if (argc != 2) throw std::runtime_error("name the corpus folder");
   if (CQvRTTI::ScanFolder(CQvRTTI::GetLibraryFolder().c_str()) < 1) throw std::runtime_error("no components");
-  auto* const manager = dynamic_cast<IQvImageFormatManager*>(
-      CQvRTTI::CreateAndQuery("CQvImageFormatManagerImpl", "IQvImageFormatManager", SQvFileLine("no file")));
-  if (manager == nullptr) throw std::runtime_error("no image formats");
-  const std::unique_ptr<IQvImageFormatManager, SObjectRelease> owner(manager);
-  Register(manager, argv[1]);
+  const auto manager = QvCreate<IQvImageFormatManager>("CQvImageFormatManagerImpl", "IQvImageFormatManager",
+                                                       SQvFileLine(__FILE__, __LINE__));
+  if (!manager) throw std::runtime_error("no image formats");
+  Register(manager.Get(), argv[1]);
   benchmark::RunSpecifiedBenchmarks();
   return 0;
 } catch (const std::exception& error) {

@@ -17,7 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // What the time may be at most, as a part of vipsthumbnail's.
-const std::map<std::string_view, double> kGoals = {
+const std::map<std::string_view, double> kLargestTimeRatios = {
     {"jpeg-baseline", 0.92},   {"jpeg-progressive", 0.25}, {"png", 0.60},           {"grey16", 0.06},
     {"lzw-1-row", 0.78},       {"lzw-16-rows", 0.78},      {"deflate-1-row", 0.75}, {"deflate-16-rows", 0.75},
     {"pyramid-chain", 0.25},   {"pyramid-nested", 0.25},   {"tiled-jpeg", 0.27},    {"tiled-lzw", 0.87},
@@ -44,9 +44,9 @@ void PrintRow(const SCorpusClass& kind, const SComparison& result) {
   }
   std::string row = fmt::format("| {} | {} | {} | {:.3f} | {:.2f} | {:.3f} | {:.2f} | {:.0f} | {:.0f} |", kind.name,
                                 Number(result.ours->filesPerSecond), Number(result.vips->filesPerSecond), result.toVips,
-                                kGoals.at(kind.name), result.processorToVips, result.twoWorkersToOne,
+                                kLargestTimeRatios.at(kind.name), result.processorToVips, result.twoWorkersToOne,
                                 result.oursTwice->peakMiB - result.oursTwice->startMiB, result.vips->peakMiB);
-  for (const Rate& other : result.others) {
+  for (const std::optional<SRate>& other : result.others) {
     row += other ? fmt::format(" {}, {:.0f} |", Number(other->filesPerSecond), other->peakMiB) : " - |";
   }
   fmt::print("{}\n", row);

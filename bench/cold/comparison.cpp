@@ -7,8 +7,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-Paths FilesIn(const fs::path& folder) {
-  Paths files;
+CPaths FilesIn(const fs::path& folder) {
+  CPaths files;
   for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
     if (entry.is_regular_file()) files.push_back(entry.path());
   }
@@ -16,7 +16,7 @@ Paths FilesIn(const fs::path& folder) {
   return files;
 }
 
-void FillPageCache(const Paths& files) {
+void FillPageCache(const CPaths& files) {
   std::vector<char> buffer(1 << 20);
   for (const fs::path& path : files) {
     std::ifstream file(path, std::ios::binary);
@@ -25,42 +25,40 @@ void FillPageCache(const Paths& files) {
   }
 }
 
-using RunValue = double SProcessRun::*;
-
-std::vector<double> ValuesOf(const std::vector<SProcessRun>& runs, RunValue value) {
+std::vector<double> ValuesOf(const std::vector<SProgramRun>& runs, double SProgramRun::*value) {
   std::vector<double> values;
-  for (const SProcessRun& run : runs) values.push_back(run.*value);
+  for (const SProgramRun& run : runs) values.push_back(run.*value);
   return values;
 }
 
 // The runs of one contender on one class.
 struct SSeries {
   const SContender* contender = nullptr;
-  std::vector<SProcessRun> starts, batches;
+  std::vector<SProgramRun> starts, batches;
   bool reads = true;
 
-  void RunStart(const Paths& files, const fs::path& out) { starts.push_back(RunContender(*contender, files, out)); }
-  void RunBatch(const Paths& files, const fs::path& out) {
+  void RunStart(const CPaths& files, const fs::path& out) { starts.push_back(RunContender(*contender, files, out)); }
+  void RunBatch(const CPaths& files, const fs::path& out) {
     if (!reads) return;
     batches.push_back(RunContender(*contender, files, out));
     reads = batches.back().succeeded;
   }
   // Of each round, with the median start-up taken out.
-  std::vector<double> Net(RunValue time) const {
+  std::vector<double> Net(double SProgramRun::*time) const {
     std::vector<double> net = ValuesOf(batches, time);
     const double start = Median(ValuesOf(starts, time));
     for (double& seconds : net) seconds -= start;
     return net;
   }
-  Rate Result(std::size_t batch) const {
+  std::optional<SRate> Result(std::size_t batch) const {
     if (!reads) return std::nullopt;
     const auto count = static_cast<double>(contender->wholeBatch ? batch : 1);
-    return SRate{count / Median(Net(&SProcessRun::seconds)), std::ranges::max(ValuesOf(batches, &SProcessRun::peakMiB)),
-                 Median(ValuesOf(starts, &SProcessRun::peakMiB))};
+    return SRate{count / Median(Net(&SProgramRun::seconds)), std::ranges::max(ValuesOf(batches, &SProgramRun::peakMiB)),
+                 Median(ValuesOf(starts, &SProgramRun::peakMiB))};
   }
 };
 
-double MedianQuotient(const SSeries& above, const SSeries& below, RunValue time) {
+double MedianQuotient(const SSeries& above, const SSeries& below, double SProgramRun::*time) {
   if (!above.reads || !below.reads) return 0;
   std::vector<double> quotients = above.Net(time);
   const std::vector<double> divisors = below.Net(time);
@@ -69,8 +67,8 @@ double MedianQuotient(const SSeries& above, const SSeries& below, RunValue time)
 }
 
 // In turns, so that a change of the machine's pace meets all alike.
-std::vector<SSeries> RunInTurns(const std::vector<SContender>& contenders, int rounds, const Paths& start,
-                                const Paths& files, const fs::path& out) {
+std::vector<SSeries> RunInTurns(const std::vector<SContender>& contenders, int rounds, const CPaths& start,
+                                const CPaths& files, const fs::path& out) {
   std::vector<SSeries> all;
   for (const SContender& contender : contenders) all.emplace_back().contender = &contender;
   for (int round = 0; round < rounds; ++round) {
@@ -90,16 +88,16 @@ double Median(std::vector<double> values) {
 }
 
 SComparison SComparer::Compare(const fs::path& folder, const std::string& className) const {
-  const Paths files = FilesIn(folder), start = FilesIn(folder / "start");
+  const CPaths files = FilesIn(folder), start = FilesIn(folder / "start");
   FillPageCache(files);
   const std::vector<SSeries> pair = RunInTurns(main, rounds, start, files, scratch);
   SComparison result;
   result.ours = pair[0].Result(files.size());
   result.vips = pair[1].Result(files.size());
   result.oursTwice = pair[2].Result(files.size());
-  result.toVips = MedianQuotient(pair[0], pair[1], &SProcessRun::seconds);
-  result.twoWorkersToOne = MedianQuotient(pair[2], pair[0], &SProcessRun::seconds);
-  result.processorToVips = MedianQuotient(pair[0], pair[1], &SProcessRun::processorSeconds);
+  result.toVips = MedianQuotient(pair[0], pair[1], &SProgramRun::seconds);
+  result.twoWorkersToOne = MedianQuotient(pair[2], pair[0], &SProgramRun::seconds);
+  result.processorToVips = MedianQuotient(pair[0], pair[1], &SProgramRun::processorSeconds);
   for (const SContender& other : others) {
     if (other.onlyClass != nullptr && className != other.onlyClass) {
       result.others.emplace_back();

@@ -13,11 +13,10 @@ struct SRate {
   double peakMiB = 0;
   double startMiB = 0;  // peak of a run on a picture of one pixel
 };
-using Rate = std::optional<SRate>;
 
 struct SComparison {
-  Rate ours, vips, oursTwice;
-  std::vector<Rate> others;
+  std::optional<SRate> ours, vips, oursTwice;
+  std::vector<std::optional<SRate>> others;
   double toVips = 0;           // time of ours divided by the peer's: median of the rounds' quotients
   double twoWorkersToOne = 0;  // likewise
   double processorToVips = 0;  // likewise, of processor time, which says more on a machine that others use too

@@ -1,51 +1,67 @@
 #include "bench/cold/contender.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <iterator>
+#include <sstream>
+
+#include "tests/support/child_process.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using Command = std::vector<std::string>;
+using CCommand = std::vector<std::string>;
 
 constexpr const char* kBox = "480x180";
 
-void Append(Command* command, const Paths& files, const char* suffix = "") {
+void Append(CCommand* command, const CPaths& files, const char* suffix = "") {
   for (const fs::path& file : files) command->push_back(file.string() + suffix);
 }
 
 template <bool sync>
-Command Ours(const std::string& program, const Paths& files, const fs::path& out) {
-  Command command = {program, "make", "--db", out / "thumbnails.db"};
+CCommand Ours(const std::string& program, const CPaths& files, const fs::path& out) {
+  CCommand command = {program, "make", "--db", out / "thumbnails.db"};
   if (sync) command.emplace_back("--sync");
   Append(&command, files);
   return command;
 }
 
-Command Vips(const std::string& program, const Paths& files, const fs::path& out) {
-  Command command = {program, "--size", kBox, "-o", out / "%s.jpg"};
+CCommand Vips(const std::string& program, const CPaths& files, const fs::path& out) {
+  CCommand command = {program, "--size", kBox, "-o", out / "%s.jpg"};
   Append(&command, files);
   return command;
 }
 
 // Without [0] both would go through all planes of a stack.
-Command GraphicsMagick(const std::string& program, const Paths& files, const fs::path& out) {
-  Command command = {program, "convert", "-size", kBox};
+CCommand GraphicsMagick(const std::string& program, const CPaths& files, const fs::path& out) {
+  CCommand command = {program, "convert", "-size", kBox};
   Append(&command, files, "[0]");
   command.insert(command.end(), {"-thumbnail", kBox, "+adjoin", out / "%02d.jpg"});
   return command;
 }
 
-Command ImageMagick(const std::string& program, const Paths& files, const fs::path& out) {
-  Command command = {program, "-define", std::string("jpeg:size=") + kBox};
+CCommand ImageMagick(const std::string& program, const CPaths& files, const fs::path& out) {
+  CCommand command = {program, "-define", std::string("jpeg:size=") + kBox};
   Append(&command, files, "[0]");
   command.insert(command.end(), {"-thumbnail", kBox, "+adjoin", out / "%02d.jpg"});
   return command;
 }
 
 // The library's tools copy a region of a level and do not scale: it is given the level that covers the box.
-Command OpenSlide(const std::string& program, const Paths& files, const fs::path& out) {
+CCommand OpenSlide(const std::string& program, const CPaths& files, const fs::path& out) {
   return {program, files.front(), "0", "0", "6", "312", "312", out / "region.png"};
+}
+
+// Whether a program of that name is in one of the folders of PATH.
+bool IsInstalled(const std::string& program) {
+  const char* path = std::getenv("PATH");
+  std::istringstream folders(path != nullptr ? path : "");
+  for (std::string folder; std::getline(folders, folder, ':');) {
+    if (access((fs::path(folder) / program).c_str(), X_OK) == 0) return true;
+  }
+  return false;
 }
 
 bool AllThere(const fs::path& out, std::size_t count) {
@@ -70,12 +86,14 @@ std::vector<SContender> OtherContenders() {
   return others;
 }
 
-SProcessRun RunContender(const SContender& contender, const Paths& files, const fs::path& out) {
+SProgramRun RunContender(const SContender& contender, const CPaths& files, const fs::path& out) {
   fs::remove_all(out);
   fs::create_directories(out);
-  const Paths first(files.begin(), files.begin() + 1);
-  const Paths& given = contender.wholeBatch ? files : first;
-  SProcessRun run = RunProcess(contender.command(contender.program, given, out));
-  if (contender.leavesFiles) run.succeeded = run.succeeded && AllThere(out, given.size());
-  return run;
+  const CPaths first(files.begin(), files.begin() + 1);
+  const CPaths& given = contender.wholeBatch ? files : first;
+  const qvtest::SProcessResult result =
+      qvtest::CChildProcess({contender.command(contender.program, given, out), {}}).Wait();
+  const bool complete = !contender.leavesFiles || AllThere(out, given.size());
+  return {result.seconds, result.processorSeconds, static_cast<double>(result.peakKilobytes) / 1024,
+          result.status == 0 && complete};
 }

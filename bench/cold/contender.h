@@ -4,9 +4,15 @@
 #include <string>
 #include <vector>
 
-#include "bench/cold/process.h"
+using CPaths = std::vector<std::filesystem::path>;
 
-using Paths = std::vector<std::filesystem::path>;
+// What one run of a program took.
+struct SProgramRun {
+  double seconds = 0;
+  double processorSeconds = 0;  // of all its threads, and the kernel's for it
+  double peakMiB = 0;
+  bool succeeded = false;
+};
 
 // A program that makes thumbnails for a box of 480 x 180 pixels with one thread of its own, unless its name says
 // otherwise.
@@ -14,7 +20,8 @@ struct SContender {
   std::string name;
   std::string program;
   // The command for a batch; everything that it makes goes into `out`.
-  std::vector<std::string> (*command)(const std::string& program, const Paths& files, const std::filesystem::path& out);
+  std::vector<std::string> (*command)(const std::string& program, const CPaths& files,
+                                      const std::filesystem::path& out);
   bool wholeBatch;        // false: only a batch's first file is given to it, since it takes so long
   bool leavesFiles;       // one per thumbnail
   const char* onlyClass;  // null: reads all
@@ -26,4 +33,4 @@ std::vector<SContender> MainContenders(const std::string& qvthumbs);
 std::vector<SContender> OtherContenders();
 
 // Runs a contender in an empty folder `out`. The run counts as failed unless every thumbnail was made.
-SProcessRun RunContender(const SContender& contender, const Paths& files, const std::filesystem::path& out);
+SProgramRun RunContender(const SContender& contender, const CPaths& files, const std::filesystem::path& out);

@@ -1,12 +1,11 @@
 #include "bench/corpus/classes.h"
 
 #include <algorithm>
-#include <fstream>
-#include <stdexcept>
 
 #include <tiff.h>
 
 #include "bench/corpus/content.h"
+#include "tests/support/file_bytes.h"
 #include "tools/samples/jpeg_encoder.h"
 #include "tools/samples/ome_xml.h"
 #include "tools/samples/png_encoder.h"
@@ -14,39 +13,30 @@
 
 namespace {
 
-using Path = std::filesystem::path;
-
 constexpr int kTile = 256;
 // Most writers choose it for LZW and deflate; without it neither gains much on a photograph.
 constexpr int kHorizontalPredictor = 2;
 
 int Scaled(int side, int scalePercent) { return std::max(1, side * scalePercent / 100); }
 
-void Save(const Path& path, const CBytes& bytes) {
-  std::ofstream file(path, std::ios::binary);
-  file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  file.close();
-  if (!file) throw std::runtime_error("cannot write " + path.string());
-}
-
-void SavePage(const Path& path, const STiffPage& page) {
+void SavePage(const std::filesystem::path& path, const STiffPage& page) {
   CTiffWriter file(path);
   file.Write(page);
   file.Close();
 }
 
 template <bool progressive>
-void MakeJpeg(const Path& path, int number, int scale) {
+void MakeJpeg(const std::filesystem::path& path, int number, int scale) {
   SJpegOptions options;
   options.progressive = progressive;
-  Save(path, EncodeJpeg(MakePhotograph(Scaled(4000, scale), Scaled(3000, scale), number), options));
+  qvtest::WriteFile(path, EncodeJpeg(MakePhotograph(Scaled(4000, scale), Scaled(3000, scale), number), options));
 }
 
 template <bool progressive>
-void MakeTinyJpeg(const Path& path) {
+void MakeTinyJpeg(const std::filesystem::path& path) {
   SJpegOptions options;
   options.progressive = progressive;
-  Save(path, EncodeJpeg(SRgbImage(1, 1), options));
+  qvtest::WriteFile(path, EncodeJpeg(SRgbImage(1, 1), options));
 }
 
 CBytes PngOf(SRgbImage image) {
@@ -57,22 +47,22 @@ CBytes PngOf(SRgbImage image) {
   return EncodePng(png);
 }
 
-void MakePng(const Path& path, int number, int scale) {
-  Save(path, PngOf(MakePhotograph(Scaled(2000, scale), Scaled(2000, scale), number)));
+void MakePng(const std::filesystem::path& path, int number, int scale) {
+  qvtest::WriteFile(path, PngOf(MakePhotograph(Scaled(2000, scale), Scaled(2000, scale), number)));
 }
 
-void MakeTinyPng(const Path& path) { Save(path, PngOf(SRgbImage(1, 1))); }
+void MakeTinyPng(const std::filesystem::path& path) { qvtest::WriteFile(path, PngOf(SRgbImage(1, 1))); }
 
-void MakeGrey16(const Path& path, int number, int scale) {
+void MakeGrey16(const std::filesystem::path& path, int number, int scale) {
   const int side = Scaled(2048, scale);
   const std::vector<std::uint16_t> counts = MakeCells(side, number);
   SavePage(path, PageOf(counts, side, side));
 }
 
-void MakeTinyGrey16(const Path& path) { SavePage(path, PageOf(std::vector<std::uint16_t>{1}, 1, 1)); }
+void MakeTinyGrey16(const std::filesystem::path& path) { SavePage(path, PageOf(std::vector<std::uint16_t>{1}, 1, 1)); }
 
 template <int compression, int rowsPerStrip>
-void MakeStrips(const Path& path, int number, int scale) {
+void MakeStrips(const std::filesystem::path& path, int number, int scale) {
   const SRgbImage image = MakePhotograph(Scaled(4000, scale), Scaled(3000, scale), number);
   STiffPage page = PageOf(image);
   page.compression = compression;
@@ -82,7 +72,7 @@ void MakeStrips(const Path& path, int number, int scale) {
 }
 
 template <int compression>
-void MakeTinyRgb(const Path& path) {
+void MakeTinyRgb(const std::filesystem::path& path) {
   const SRgbImage image(1, 1);
   STiffPage page = PageOf(image);
   page.compression = compression;
@@ -98,14 +88,14 @@ STiffPage TiledPage(const SRgbImage& image, int compression) {
 }
 
 template <int compression>
-void MakeTiled(const Path& path, int, int scale) {
+void MakeTiled(const std::filesystem::path& path, int, int scale) {
   const SRgbImage image = MakeMosaic(Scaled(10000, scale));
   SavePage(path, TiledPage(image, compression));
 }
 
 // Halves of halves, down to one tile. Directories of a chain are marked as reduced; sub-directories hang on the first.
 template <bool nested>
-void MakePyramid(const Path& path, int, int scale) {
+void MakePyramid(const std::filesystem::path& path, int, int scale) {
   SRgbImage level = MakeMosaic(Scaled(20000, scale));
   int reduced = 0;
   for (int side = level.width; side > kTile; side = (side + 1) / 2) ++reduced;
@@ -119,7 +109,7 @@ void MakePyramid(const Path& path, int, int scale) {
   file.Close();
 }
 
-void WriteStack(const Path& path, const SStack& stack) {
+void WriteStack(const std::filesystem::path& path, const SStack& stack) {
   SOmeDocument document;
   document.seed = 1;
   document.objective.magnification = 20;
@@ -135,9 +125,11 @@ void WriteStack(const Path& path, const SStack& stack) {
   file.Close();
 }
 
-void MakeOme(const Path& path, int, int scale) { WriteStack(path, MakeFiveChannels(Scaled(2048, scale), 21)); }
+void MakeOme(const std::filesystem::path& path, int, int scale) {
+  WriteStack(path, MakeFiveChannels(Scaled(2048, scale), 21));
+}
 
-void MakeTinyOme(const Path& path) {
+void MakeTinyOme(const std::filesystem::path& path) {
   SStack stack;
   stack.width = stack.height = 1;
   stack.channels.resize(1);

@@ -11,32 +11,38 @@
 #include <random>
 
 #include "bench/service/support/cache.h"
+#include "bench/service/support/detailed_picture.h"
+#include "bench/service/support/measuring_process.h"
 #include "bench/service/support/paired.h"
-#include "bench/service/support/side_process.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/sql.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 
 using namespace qvbench;
 
-constexpr std::size_t kFew = 1000;
-constexpr std::size_t kMany = 100000;
-constexpr std::size_t kManyRows = 1000000;
-constexpr std::size_t kSample = 100;  // thumbnails of a round
+constexpr std::size_t kSmallCollection = 1000;
+constexpr std::size_t kLargeCollection = 100000;
+constexpr std::size_t kLargeDatabase = 1000000;
+constexpr std::size_t kThumbnailsPerRound = 100;
 constexpr int kRounds = 11;
-constexpr SLimit kLimit = {EValue::RatioAtMost, 1.3};
+constexpr SLimit kLimit = {EMeasure::RatioAtMost, 1.3};
 
-void RunSides(benchmark::State& state, CSideProcess& many, CSideProcess& few, const SLimit& limit = kLimit) {
-  few.RunRound();
-  many.RunRound();
+// Times of one thumbnail in a large collection against those in a small one.
+void CompareCollections(benchmark::State& state, CMeasuringProcess& large, CMeasuringProcess& small,
+                        const SLimit& limit = kLimit) {
+  small.RunRound();
+  large.RunRound();
   CPairedRounds rounds(state, 1, limit);
   for ([[maybe_unused]] auto _ : state) {
-    const double fewTime = few.RunRound();
-    rounds.Add(many.RunRound(), fewTime);
+    const double smallTime = small.RunRound();
+    rounds.Add(large.RunRound(), smallTime);
   }
 }
 
 // Every nth of `count` numbers, in a random order.
-std::vector<std::size_t> Spread(std::size_t count, std::size_t wanted, unsigned seed) {
+std::vector<std::size_t> ShuffledMultiples(std::size_t count, std::size_t wanted, unsigned seed) {
   std::vector<std::size_t> numbers(wanted);
   for (std::size_t i = 0; i < wanted; ++i) numbers[i] = i * (count / wanted);
   std::shuffle(numbers.begin(), numbers.end(), std::mt19937(seed));
@@ -47,88 +53,94 @@ std::vector<std::size_t> Spread(std::size_t count, std::size_t wanted, unsigned 
 void MakeCollection(const std::string& file, std::size_t count, bool withTexts) {
   MakeDatabase(file);
   FillRows(file, 0, count, MakeJpeg(8, 8), withTexts);
-  CBareDatabase db(file);
+  qvtest::CSql db(file);
   db.Run("BEGIN");
   const auto usual = MakeJpeg(240, 180);
-  for (const std::size_t i : Spread(count, kSample, 0)) {
-    CBareStatement update(db.Get(), "UPDATE cache SET binData = ? WHERE filename = ?");
+  for (const std::size_t i : ShuffledMultiples(count, kThumbnailsPerRound, 0)) {
+    qvtest::CSqlStatement update(db, "UPDATE cache SET binData = ? WHERE filename = ?");
     update.Blob(1, usual).Text(2, RowNameOf(i)).Done();
   }
   db.Run("COMMIT");
   db.Run("PRAGMA wal_checkpoint(TRUNCATE)");
 }
 
-struct SSide {
-  explicit SSide(const std::string& file) : cache(file) {}
+// The service and what is asked of it.
+struct SRequests {
+  explicit SRequests(const std::string& file) : cache(file) {}
   COpenCache cache;
   std::vector<SQvThumbnailDescription> descriptions;
 };
 
 // Seconds for one of the sample's thumbnails, read from their rows with a full map around them.
-CSideProcess::Round ReadSample(const std::shared_ptr<SSide>& side) {
-  return [side] {
-    return SecondsOf([&] { side->cache->RequestThumbnails(0, side->descriptions.data(), kSample, 0, false); }) /
-           static_cast<double>(kSample);
+CMeasuringProcess::CRound MeasureReads(const std::shared_ptr<SRequests>& requests) {
+  return [requests] {
+    return SecondsOf([&] {
+             requests->cache->RequestThumbnails(0, requests->descriptions.data(), kThumbnailsPerRound, 0, false);
+           }) /
+           static_cast<double>(kThumbnailsPerRound);
   };
 }
 
 // Gives malloc enough for a bench's pictures, so that the system's way of handing out new memory is not measured.
-void TouchMemory() {
-  std::vector<char> memory((kRounds + 1) * kSample * 240 * 180 * 3, 1);
+void PrefaultMemory() {
+  std::vector<char> memory((kRounds + 1) * kThumbnailsPerRound * 240 * 180 * 3, 1);
   benchmark::DoNotOptimize(memory.data());
 }
 
-// How many thumbnails stand behind those that fill a map, to be asked for in turn: more than a small map holds.
-constexpr std::size_t kBehind = 2 * kFew;
+// Rows beside those that fill a map, to be asked for in turn: more than a small map holds.
+constexpr std::size_t kUncachedRows = 2 * kSmallCollection;
 
 // A map of `count` ready entries at its limit: each thumbnail evicts the one used longest ago.
-CSideProcess::Round FullMap(const std::string& file, std::size_t count) {
-  auto side = std::make_shared<SSide>(file);
-  side->cache->SetCacheLimit(static_cast<std::uint32_t>(count));
+CMeasuringProcess::CRound MeasureFullMap(const std::string& file, std::size_t count) {
+  auto requests = std::make_shared<SRequests>(file);
+  requests->cache->SetCacheLimit(static_cast<std::uint32_t>(count));
   const auto all = DescribeFirst(count);
-  side->cache->RequestThumbnails(0, all.data(), static_cast<std::uint32_t>(count), 0, false);
-  side->descriptions = DescribeFirst(count + kBehind);
-  TouchMemory();
-  return [side, count, turn = std::size_t{0}]() mutable {
-    const std::size_t first = count + turn * kSample % kBehind;
+  requests->cache->RequestThumbnails(0, all.data(), static_cast<std::uint32_t>(count), 0, false);
+  requests->descriptions = DescribeFirst(count + kUncachedRows);
+  PrefaultMemory();
+  return [requests, count, turn = std::size_t{0}]() mutable {
+    const std::size_t first = count + turn * kThumbnailsPerRound % kUncachedRows;
     ++turn;
-    return SecondsOf([&] { side->cache->RequestThumbnails(0, &side->descriptions[first], kSample, 0, false); }) /
-           static_cast<double>(kSample);
+    return SecondsOf([&] {
+             requests->cache->RequestThumbnails(0, &requests->descriptions[first], kThumbnailsPerRound, 0, false);
+           }) /
+           static_cast<double>(kThumbnailsPerRound);
   };
 }
 
 // The maps are filled with small pictures, or they would take 13 GB; `stream` is what is then asked for.
-void Map(benchmark::State& state, const std::vector<unsigned char>& stream, const SLimit& limit) {
-  CTempFolder folder;
-  const std::string file = folder.File("cache.db");
+void RunFullMap(benchmark::State& state, const qvtest::SFileBytes& stream, const SLimit& limit) {
+  qvtest::CTempFolder folder;
+  const std::string file = folder.Path("cache.db");
   MakeDatabase(file);
   const auto filling = MakeJpeg(8, 8);
-  FillRows(file, 0, kFew, filling, false);
-  FillRows(file, kFew, kFew + kBehind, stream, false);
-  FillRows(file, kFew + kBehind, kMany, filling, false);
-  FillRows(file, kMany, kMany + kBehind, stream, false);
-  CSideProcess few([&] { return FullMap(file, kFew); });
-  CSideProcess many([&] { return FullMap(file, kMany); });
-  RunSides(state, many, few, limit);
+  FillRows(file, 0, kSmallCollection, filling, false);
+  FillRows(file, kSmallCollection, kSmallCollection + kUncachedRows, stream, false);
+  FillRows(file, kSmallCollection + kUncachedRows, kLargeCollection, filling, false);
+  FillRows(file, kLargeCollection, kLargeCollection + kUncachedRows, stream, false);
+  CMeasuringProcess small([&] { return MeasureFullMap(file, kSmallCollection); });
+  CMeasuringProcess large([&] { return MeasureFullMap(file, kLargeCollection); });
+  CompareCollections(state, large, small, limit);
 }
-void UsualInMap(benchmark::State& state) { Map(state, MakeJpeg(240, 180), kLimit); }
+void UsualThumbnailsInFullMap(benchmark::State& state) { RunFullMap(state, MakeJpeg(240, 180), kLimit); }
 // With nearly nothing to decode, what is left is the map and the reading of the row.
-void SmallInMap(benchmark::State& state) { Map(state, MakeJpeg(8, 8), kNoLimit); }
+void SmallThumbnailsInFullMap(benchmark::State& state) { RunFullMap(state, MakeJpeg(8, 8), kNoLimit); }
 
 // Queues `count` requests at once and waits for the workers to finish them; as often as makes up the same number.
-class CQueueSide {
+class CQueueRequests {
  public:
-  CQueueSide(const std::string& file, std::size_t count) : m_cache(file), m_count(count) {
-    m_descriptions = DescribeFirst(kMany);
-    m_cache->SetCacheLimit(kMany + 1);
+  CQueueRequests(const std::string& file, std::size_t count) : m_cache(file), m_count(count) {
+    m_descriptions = DescribeFirst(kLargeCollection);
+    m_cache->SetCacheLimit(kLargeCollection + 1);
     m_cache->AddListener(
         [](void* context, const wchar_t*) {
-          auto* self = static_cast<CQueueSide*>(context);
+          auto* self = static_cast<CQueueRequests*>(context);
           if (++self->m_finished == self->m_wanted) self->m_finished.notify_one();
         },
         this);
   }
-  double Round() {
+  // Seconds a request.
+  double RunRound() {
     double seconds = 0;
     constexpr std::size_t kThumbnails = 20000;
     const std::size_t repeats = m_count < kThumbnails ? kThumbnails / m_count : 1;
@@ -154,73 +166,80 @@ class CQueueSide {
   std::atomic<std::size_t> m_finished{0}, m_wanted{0};
 };
 
-void Queue(benchmark::State& state) {
-  CTempFolder folder;
-  MakeDatabase(folder.File("cache.db"));
-  FillRows(folder.File("cache.db"), 0, kMany, MakeJpeg(8, 8), false);
-  const auto side = [&](std::size_t count) {
-    return [&folder, count]() -> CSideProcess::Round {
-      auto queue = std::make_shared<CQueueSide>(folder.File("cache.db"), count);
-      return [queue] { return queue->Round(); };
+void FillQueue(benchmark::State& state) {
+  qvtest::CTempFolder folder;
+  MakeDatabase(folder.Path("cache.db"));
+  FillRows(folder.Path("cache.db"), 0, kLargeCollection, MakeJpeg(8, 8), false);
+  const auto queue = [&](std::size_t count) {
+    return [&folder, count]() -> CMeasuringProcess::CRound {
+      auto requests = std::make_shared<CQueueRequests>(folder.Path("cache.db"), count);
+      return [requests] { return requests->RunRound(); };
     };
   };
-  CSideProcess few(side(kFew)), many(side(kMany));
-  RunSides(state, many, few);
+  CMeasuringProcess small(queue(kSmallCollection)), large(queue(kLargeCollection));
+  CompareCollections(state, large, small);
 }
 
 // Thumbnails of the usual size, spread over the rows, read from them.
-CSideProcess::Round ReadRows(const std::string& file, std::size_t count) {
-  auto side = std::make_shared<SSide>(file);
-  side->cache->SetCacheLimit(0);
-  for (const std::size_t i : Spread(count, kSample, 1)) side->descriptions.push_back(Describe(LocationOf(i)));
-  return ReadSample(side);
+CMeasuringProcess::CRound MeasureRowReads(const std::string& file, std::size_t count) {
+  auto requests = std::make_shared<SRequests>(file);
+  requests->cache->SetCacheLimit(0);
+  for (const std::size_t i : ShuffledMultiples(count, kThumbnailsPerRound, 1))
+    requests->descriptions.push_back(Describe(LocationOf(i)));
+  return MeasureReads(requests);
 }
 
 // Thumbnails made from small new files, and their rows written.
-CSideProcess::Round MakeNew(const std::string& file, const std::string& picture) {
+CMeasuringProcess::CRound MeasureNewThumbnails(const std::string& file, const std::string& picture) {
   auto cache = std::make_shared<COpenCache>(file);
   return [cache, picture, number = 0]() mutable {
     std::vector<SQvThumbnailDescription> descriptions;
-    for (std::size_t i = 0; i < kSample; ++i) {
+    for (std::size_t i = 0; i < kThumbnailsPerRound; ++i) {
       // Names that fall all over the index.
       const unsigned place = static_cast<unsigned>(++number) * 2654435761u;
       const std::string name = picture + "-" + std::to_string(place) + "-" + std::to_string(getpid());
       std::filesystem::create_hard_link(picture, name);
       descriptions.push_back(Describe(CQvStringUtils::UTF8toW(name).Str()));
     }
-    return SecondsOf([&] { (*cache)->RequestThumbnails(0, descriptions.data(), kSample, 0, false); }) /
-           static_cast<double>(kSample);
+    return SecondsOf([&] { (*cache)->RequestThumbnails(0, descriptions.data(), kThumbnailsPerRound, 0, false); }) /
+           static_cast<double>(kThumbnailsPerRound);
   };
 }
 
-struct SRows {
-  SRows() {
-    MakeCollection(folder.File("few.db"), kFew, true);
-    MakeCollection(folder.File("many.db"), kManyRows, true);
+struct SCollections {
+  SCollections() {
+    MakeCollection(folder.Path("small.db"), kSmallCollection, true);
+    MakeCollection(folder.Path("large.db"), kLargeDatabase, true);
   }
-  CTempFolder folder;
+  qvtest::CTempFolder folder;
 };
 
-void Rows(benchmark::State& state) {
-  const SRows rows;
-  CSideProcess few([&] { return ReadRows(rows.folder.File("few.db"), kFew); });
-  CSideProcess many([&] { return ReadRows(rows.folder.File("many.db"), kManyRows); });
-  RunSides(state, many, few);
+void ReadRowsOfCollections(benchmark::State& state) {
+  const SCollections collections;
+  CMeasuringProcess small([&] { return MeasureRowReads(collections.folder.Path("small.db"), kSmallCollection); });
+  CMeasuringProcess large([&] { return MeasureRowReads(collections.folder.Path("large.db"), kLargeDatabase); });
+  CompareCollections(state, large, small);
 }
 
-void NewRows(benchmark::State& state) {
-  const SRows rows;
-  const std::string picture = rows.folder.File("picture.jpg");
-  WriteFile(picture, MakeJpeg(1024, 768));
-  CSideProcess few([&] { return MakeNew(rows.folder.File("few.db"), picture); });
-  CSideProcess many([&] { return MakeNew(rows.folder.File("many.db"), picture); });
-  RunSides(state, many, few);
+void MakeThumbnailsInCollections(benchmark::State& state) {
+  const SCollections collections;
+  const std::string picture = collections.folder.Path("picture.jpg");
+  qvtest::WriteFile(picture, MakeJpeg(1024, 768));
+  CMeasuringProcess small([&] { return MeasureNewThumbnails(collections.folder.Path("small.db"), picture); });
+  CMeasuringProcess large([&] { return MeasureNewThumbnails(collections.folder.Path("large.db"), picture); });
+  CompareCollections(state, large, small);
 }
 
-BENCHMARK(UsualInMap)->Name("growth, 100,000 entries in the map")->Iterations(kRounds)->UseManualTime();
-BENCHMARK(SmallInMap)->Name("growth, 100,000 entries, pictures of 8 x 8")->Iterations(kRounds)->UseManualTime();
-BENCHMARK(Queue)->Name("growth, 100,000 requests in the queue")->Iterations(kRounds)->UseManualTime();
-BENCHMARK(Rows)->Name("growth, 1,000,000 rows, row to picture")->Iterations(kRounds)->UseManualTime();
-BENCHMARK(NewRows)->Name("growth, 1,000,000 rows, new thumbnail")->Iterations(kRounds)->UseManualTime();
+BENCHMARK(UsualThumbnailsInFullMap)->Name("growth, 100,000 entries in the map")->Iterations(kRounds)->UseManualTime();
+BENCHMARK(SmallThumbnailsInFullMap)
+    ->Name("growth, 100,000 entries, pictures of 8 x 8")
+    ->Iterations(kRounds)
+    ->UseManualTime();
+BENCHMARK(FillQueue)->Name("growth, 100,000 requests in the queue")->Iterations(kRounds)->UseManualTime();
+BENCHMARK(ReadRowsOfCollections)->Name("growth, 1,000,000 rows, row to picture")->Iterations(kRounds)->UseManualTime();
+BENCHMARK(MakeThumbnailsInCollections)
+    ->Name("growth, 1,000,000 rows, new thumbnail")
+    ->Iterations(kRounds)
+    ->UseManualTime();
 
 }  // namespace

@@ -5,18 +5,16 @@
 #include <vector>
 
 #include "system/qvlitevariant.h"
+#include "tests/support/trap.h"
+
+using qvtest::TrapUnless;
 
 namespace {
 
-constexpr std::size_t kSteering = 16;
+constexpr std::size_t kOperations = 16;
 const wchar_t* const kNames[] = {L"a", L"", L"level", L"\x00E9"};
 
-// The largest result that bytes of that many may give.
-void CheckSize(std::size_t elements, std::size_t size) {
-  if (elements > size) __builtin_trap();
-}
-
-void Step(CQvLiteVariantR& reader, std::uint8_t operation, std::size_t size) {
+void RunOperation(CQvLiteVariantR& reader, std::uint8_t operation, std::size_t size) {
   const wchar_t* name = kNames[operation >> 6];
   bool flag;
   std::int64_t number;
@@ -55,18 +53,19 @@ void Step(CQvLiteVariantR& reader, std::uint8_t operation, std::size_t size) {
       reader.LevelEnd();
       break;
   }
-  CheckSize(doubles.size() * sizeof(double), size);
-  CheckSize(text.GetLength(), size);
-  CheckSize(bytes.GetSize(), size);
-  CheckSize(length, size);
+  // No result is larger than its input.
+  TrapUnless(doubles.size() * sizeof(double) <= size);
+  TrapUnless(text.GetLength() <= size);
+  TrapUnless(bytes.GetSize() <= size);
+  TrapUnless(length <= size);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size < kSteering) return 0;
+  if (size < kOperations) return 0;
   CQvLiteVariantR reader;
-  reader.Bytes().SetData(data + kSteering, size - kSteering, 0, 0);
-  for (std::size_t i = 0; i < kSteering; ++i) Step(reader, data[i], size);
+  reader.Bytes().SetData(data + kOperations, size - kOperations, 0, 0);
+  for (std::size_t i = 0; i < kOperations; ++i) RunOperation(reader, data[i], size);
   return 0;
 }

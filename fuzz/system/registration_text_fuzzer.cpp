@@ -1,9 +1,14 @@
+// Whatever is accepted as registration data names classes.
+
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "platform/system/registration_text.h"
+#include "tests/support/trap.h"
+
+using qvtest::TrapUnless;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // Every second time the bytes are taken as Latin letters, which gets further into the XML.
@@ -18,9 +23,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   std::vector<SQvRTTIClass> classes(1);
   const wchar_t* error = ParseRegistrationData(units, &classes);
-  if (error && classes.size() != 1) __builtin_trap();
+  TrapUnless(!error || classes.size() == 1);
   for (std::size_t i = 1; i < classes.size(); ++i) {
-    if (classes[i].className.IsEmpty() || classes[i].className.GetLength() > 255) __builtin_trap();
+    TrapUnless(!classes[i].className.IsEmpty() && classes[i].className.GetLength() <= 255);
   }
   return 0;
 }

@@ -6,24 +6,23 @@
 
 #include "system/qvfile.h"
 #include "system/qvthumbnaildescription.h"
+#include "tests/support/trap.h"
+
+using qvtest::TrapUnless;
 
 namespace {
-
-void Check(bool holds) {
-  if (!holds) __builtin_trap();
-}
 
 void CheckLocation(const CQvStringW& location) {
   SQvThumbnailDescription desc;
   desc.location = location;
-  Check(desc.IsFileLoc() + desc.IsDBLoc() + location.IsEmpty() == 1);
-  Check(desc.IsFileLoc() == !desc.ExtractFilePath().IsEmpty());
-  Check(desc.IsDBLoc() == !desc.ExtractDBRecID().IsEmpty());
+  TrapUnless(desc.IsFileLoc() + desc.IsDBLoc() + location.IsEmpty() == 1);
+  TrapUnless(desc.IsFileLoc() == !desc.ExtractFilePath().IsEmpty());
+  TrapUnless(desc.IsDBLoc() == !desc.ExtractDBRecID().IsEmpty());
   if (!desc.IsDBLoc()) return;
   const std::int32_t id = QV_wtoi(desc.ExtractDBRecID().c_str());
   const CQvStringW made = SQvThumbnailDescription::MakeDBLocation(id, desc.ExtractDBField());
-  Check(QV_wtoi(SQvThumbnailDescription::ExtractDBRecID(made).c_str()) == id);
-  Check(SQvThumbnailDescription::ExtractDBField(made) == desc.ExtractDBField());
+  TrapUnless(QV_wtoi(SQvThumbnailDescription::ExtractDBRecID(made).c_str()) == id);
+  TrapUnless(SQvThumbnailDescription::ExtractDBField(made) == desc.ExtractDBField());
 }
 
 }  // namespace

@@ -80,6 +80,20 @@ check_links() {
   done < <(grep -nE '(PUBLIC|PRIVATE).*gnr_imageformats' gnr_thumbnailcache/CMakeLists.txt)
 }
 
+# What tests, benchmarks and fuzzers have in common is in tests/support, which stands on the interfaces alone.
+check_test_includes() {
+  local file line name own
+  while IFS=: read -r file line name; do
+    case $name in
+      tests/support/*) continue ;;
+      tests/*) own=${name#tests/}; own=tests/${own%%/*} ;;
+      *) [[ $file == tests/support/* && ! -e include/$name ]] || continue; own= ;;
+    esac
+    [[ -n $own && $file == "$own"/* ]] || breach "$file:$line: this must not include $name"
+  done < <(grep -rnoE --include='*.h' --include='*.cpp' '^[[:space:]]*#[[:space:]]*include[[:space:]]*"[^"]*' \
+    tests bench fuzz | sed -E 's/^([^:]*:[0-9]+:).*"/\1/')
+}
+
 check_sizes() {
   local count file
   while read -r count file; do
@@ -118,5 +132,6 @@ check_includes
 check_links
 check_sizes
 check_wording
+check_test_includes
 [ "$breaches" -eq 0 ] || { echo "$breaches breaches"; exit 1; }
 echo "Includes, links, sizes and wording keep the rules."

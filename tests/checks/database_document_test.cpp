@@ -1,29 +1,22 @@
 // docs/database.md shows tables and queries. They must be the tables that the service makes, and queries that run.
 
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "system/qvrtti.h"
+#include "system/qvref.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/sql.h"
+#include "tests/support/temp_folder.h"
 #include "thumbnailcache/iqvthumbnailcache.h"
 
 namespace {
 
-using Database = std::unique_ptr<sqlite3, decltype(&sqlite3_close)>;
-using Statement = std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)>;
-
-Database Open(const std::string& path) {
-  sqlite3* db = nullptr;
-  EXPECT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-  return {db, &sqlite3_close};
-}
+using qvtest::CSql;
+using qvtest::CSqlStatement;
 
 // Runs of white space count as one blank, so that a text may be wrapped.
 std::string Unwrapped(const std::string& text) {
@@ -67,42 +60,26 @@ SDocument ReadDocument() {
 class DatabaseDocument : public testing::Test {
  protected:
   void SetUp() override {
-    const char* base = std::getenv("TMPDIR");
-    std::string pattern = std::string(base ? base : "/tmp") + "/qvdocument-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    m_folder = pattern;
-    MakeDatabase();
+    CQvRTTI::ScanFolder(CQvRTTI::GetLibraryFolder().c_str());
+    const auto cache =
+        QvCreate<IQvThumbnailCache>("CQvThumbnailCacheImpl", "IQvThumbnailCache", SQvFileLine(__FILE__, __LINE__));
+    ASSERT_TRUE(cache);
+    EXPECT_EQ(cache->OpenDatabase(m_folder.Wide("made.db").c_str()), 0);
+    EXPECT_EQ(cache->CloseDatabase(), 0);
   }
-  void TearDown() override { std::filesystem::remove_all(m_folder); }
 
-  std::string Path() const { return (m_folder / "made.db").string(); }
+  std::string Path() const { return m_folder.Path("made.db"); }
 
   std::map<std::string, std::string> MadeTables() const {
-    const Database db = Open(Path());
-    sqlite3_stmt* raw = nullptr;
-    sqlite3_prepare_v2(db.get(), "SELECT name, sql FROM sqlite_master WHERE type = 'table'", -1, &raw, nullptr);
-    const Statement statement(raw, &sqlite3_finalize);
+    const CSql db(Path());
+    CSqlStatement select(db, "SELECT name, sql FROM sqlite_master WHERE type = 'table'");
     std::map<std::string, std::string> tables;
-    while (sqlite3_step(raw) == SQLITE_ROW) {
-      tables[reinterpret_cast<const char*>(sqlite3_column_text(raw, 0))] =
-          reinterpret_cast<const char*>(sqlite3_column_text(raw, 1));
-    }
+    while (select.Row()) tables[select.TextAt(0)] = select.TextAt(1);
     return tables;
   }
 
  private:
-  void MakeDatabase() const {
-    CQvRTTI::ScanFolder(CQvRTTI::GetLibraryFolder().c_str());
-    IQvInterface* object =
-        CQvRTTI::CreateAndQuery("CQvThumbnailCacheImpl", "IQvThumbnailCache", SQvFileLine(__FILE__, __LINE__));
-    auto* cache = dynamic_cast<IQvThumbnailCache*>(object);
-    ASSERT_NE(cache, nullptr);
-    EXPECT_EQ(cache->OpenDatabase(CQvStringUtils::UTF8toW(Path().c_str()).c_str()), 0);
-    EXPECT_EQ(cache->CloseDatabase(), 0);
-    CQvRTTI::Release(object);
-  }
-
-  std::filesystem::path m_folder;
+  const qvtest::CTempFolder m_folder;
 };
 
 TEST_F(DatabaseDocument, ShowsTheTablesThatTheServiceMakes) {
@@ -119,30 +96,22 @@ TEST_F(DatabaseDocument, ShowsTheTablesThatTheServiceMakes) {
 }
 
 TEST_F(DatabaseDocument, ExplainsEveryColumn) {
-  std::ifstream file(QV_DATABASE_DOCUMENT);
-  const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  const Database db = Open(Path());
+  const std::string text = qvtest::ReadTextFile(QV_DATABASE_DOCUMENT);
+  const CSql db(Path());
   for (const auto& [name, sql] : MadeTables()) {
-    sqlite3_stmt* raw = nullptr;
-    sqlite3_prepare_v2(db.get(), ("PRAGMA table_info(" + name + ")").c_str(), -1, &raw, nullptr);
-    const Statement statement(raw, &sqlite3_finalize);
-    while (sqlite3_step(raw) == SQLITE_ROW) {
-      const std::string column = reinterpret_cast<const char*>(sqlite3_column_text(raw, 1));
+    CSqlStatement columns(db, ("PRAGMA table_info(" + name + ")").c_str());
+    while (columns.Row()) {
+      const std::string column = columns.TextAt(1);
       EXPECT_NE(text.find('`' + column + '`'), std::string::npos) << name << '.' << column;
     }
   }
 }
 
 TEST_F(DatabaseDocument, HasQueriesThatRun) {
-  const Database db = Open(Path());
+  CSql db(Path());
   const SDocument document = ReadDocument();
   EXPECT_GE(document.queries.size(), 10u);
-  for (const std::string& query : document.queries) {
-    char* message = nullptr;
-    EXPECT_EQ(sqlite3_exec(db.get(), query.c_str(), nullptr, nullptr, &message), SQLITE_OK)
-        << query << (message ? message : "");
-    sqlite3_free(message);
-  }
+  for (const std::string& query : document.queries) EXPECT_NO_THROW(db.Run(query)) << query;
 }
 
 }  // namespace

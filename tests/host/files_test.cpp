@@ -11,10 +11,12 @@
 #include "host/host_error.h"
 #include "host/output/atomic_file.h"
 #include "system/qvdatetime.h"
-#include "tests/system/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 namespace qvhost {
 namespace {
+
+using namespace qvtest;
 
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -4,10 +4,12 @@
 #include <string>
 
 #include "tests/host/support/program.h"
-#include "tests/host/support/rows.h"
-#include "tests/imageformats/support/samples.h"
+#include "tests/support/samples.h"
+#include "tests/support/sql.h"
 
 namespace {
+
+using namespace qvtest;
 
 // The folder of real images as a user has it made, against the table of what has to become of each.
 TEST(RealImagesTest, AreMadeOrRefusedWithTheirReasonsAndLeaveWholeRowsOnly) {

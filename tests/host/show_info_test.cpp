@@ -6,9 +6,11 @@
 
 #include "tests/host/support/pictures.h"
 #include "tests/host/support/program.h"
-#include "tests/host/support/rows.h"
+#include "tests/support/sql.h"
 
 namespace {
+
+using namespace qvtest;
 
 using testing::HasSubstr;
 using testing::Not;

@@ -5,19 +5,20 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <fstream>
 #include <functional>
-#include <iterator>
 
 #include "host/files/file_jobs.h"
 #include "host/library/library_jobs.h"
 #include "host/session/diagnostics.h"
 #include "tests/host/support/pictures.h"
-#include "tests/host/support/rows.h"
-#include "tests/system/temp_folder.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/sql.h"
+#include "tests/support/temp_folder.h"
 
 namespace qvhost {
 namespace {
+
+using namespace qvtest;
 
 using testing::HasSubstr;
 
@@ -50,11 +51,6 @@ class CCountingObserver : public IThumbnailObserver {
   std::string m_reasons;
 };
 
-std::string ReadAll(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 class ThumbnailMakerTest : public testing::Test {
  protected:
   ThumbnailMakerTest() {
@@ -70,7 +66,7 @@ class ThumbnailMakerTest : public testing::Test {
   }
   // Gives the file another content and a later time at once, so that nobody reads half of it.
   void Overwrite(const char* name, const char* with) {
-    std::ofstream(Path("next"), std::ios::binary) << ReadAll(Path(with));
+    WriteFile(Path("next"), ReadFile(Path(with)));
     const timespec times[2] = {{m_time, 0}, {m_time, 0}};
     m_time += 60;
     ASSERT_EQ(utimensat(AT_FDCWD, Path("next").c_str(), times, 0), 0);
@@ -117,12 +113,12 @@ TEST_F(ThumbnailMakerTest, AFileThatVanishesMeanwhileFails) {
 
 TEST_F(ThumbnailMakerTest, ARecordThatChangesMeanwhileIsRemade) {
   CLibraryFile writer(Path("lab.qvlib"), true);
-  writer.StoreSource("red.png", "red.png", "image", ReadAll(Path("red.png")));
+  writer.StoreSource("red.png", "red.png", "image", ReadTextFile(Path("red.png")));
   m_library.emplace(Path("lab.qvlib"));
   Open();
   CInterferingJobs<CLibraryJobs> jobs(*m_library, std::string(), false);
   jobs.beforeRefresh = [this, &writer](int refreshes) {
-    if (refreshes == 1) writer.Store(1, "image", ReadAll(Path("green.png")));
+    if (refreshes == 1) writer.Store(1, "image", ReadTextFile(Path("green.png")));
   };
   EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_observer, {}).Run());
   EXPECT_EQ(jobs.refreshes, 2);
@@ -147,7 +143,7 @@ TEST_P(RecordAccessTest, IsBalancedOnEveryPath) {
         SRecordFate{"UPDATE pictures SET data = x'00'", "no image of a format"},
         SRecordFate{"DELETE FROM pictures", "deleted meanwhile"},
         SRecordFate{"DELETE FROM pictures; DELETE FROM records", "deleted meanwhile"}}) {
-    writer.StoreSource("red.png", "red.png", "image", ReadAll(Path("red.png")));
+    writer.StoreSource("red.png", "red.png", "image", ReadTextFile(Path("red.png")));
     Open();
     CCountingObserver observer;
     CLibraryJobs jobs(*m_library, std::string(), false);

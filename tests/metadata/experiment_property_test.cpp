@@ -5,35 +5,34 @@
 
 namespace {
 
-class RandomExperiments : public testing::Test {
- protected:
-  static void Check(CRandomMetadata& random, const SQvExperiment* original) {
-    const auto bytes = Serialize(original);
-    ASSERT_FALSE(bytes.empty());
-    ExperimentPtr read = NewExperiment();
-    ASSERT_EQ(Deserialize(bytes, read.get()), 0);
-    ASSERT_TRUE(SQvExperiment::IsEqual(original, read.get(), true, true));
-    ASSERT_EQ(Serialize(read.get()), bytes);
-    ASSERT_EQ(CQvExperimentAPI::GetExperimentHash(read.get()), CQvExperimentAPI::GetExperimentHash(original));
-    random.Change(read.get());
-    ASSERT_FALSE(SQvExperiment::IsEqual(original, read.get(), true, true));
-    ASSERT_NE(Serialize(read.get()), bytes);
-  }
-};
+using namespace qvtest;
 
-TEST_F(RandomExperiments, ReadBackEqualAndDifferAfterAnyChange) {
+void CheckRoundTrip(CRandomMetadata& random, const SQvExperiment* original) {
+  const auto bytes = Serialize(original);
+  ASSERT_FALSE(bytes.empty());
+  CExperiment read = NewExperiment();
+  ASSERT_EQ(Deserialize(bytes, read.get()), 0);
+  ASSERT_TRUE(SQvExperiment::IsEqual(original, read.get(), true, true));
+  ASSERT_EQ(Serialize(read.get()), bytes);
+  ASSERT_EQ(CQvExperimentAPI::GetExperimentHash(read.get()), CQvExperimentAPI::GetExperimentHash(original));
+  random.Change(read.get());
+  ASSERT_FALSE(SQvExperiment::IsEqual(original, read.get(), true, true));
+  ASSERT_NE(Serialize(read.get()), bytes);
+}
+
+TEST(RandomExperiments, ReadBackEqualAndDifferAfterAnyChange) {
   CRandomMetadata random(1);
   for (int i = 0; i < 10000; ++i) {
-    Check(random, random.Experiment().get());
-    if (HasFatalFailure()) FAIL() << "experiment " << i;
+    CheckRoundTrip(random, random.Experiment().get());
+    if (testing::Test::HasFatalFailure()) FAIL() << "experiment " << i;
   }
 }
 
 // CRC-32 finds every change of up to 32 neighbouring bits, so one changed 32-bit field always changes the hash.
-TEST_F(RandomExperiments, ChangedLoopSizeChangesTheHash) {
+TEST(RandomExperiments, ChangedLoopSizeChangesTheHash) {
   CRandomMetadata random(2);
   for (int i = 0; i < 1000; ++i) {
-    const ExperimentPtr experiment = random.Experiment();
+    const CExperiment experiment = random.Experiment();
     const std::uint32_t before = CQvExperimentAPI::GetExperimentHash(experiment.get());
     experiment->loopSize ^= 1 + random.Below(0xFFFFFFFF);
     ASSERT_NE(CQvExperimentAPI::GetExperimentHash(experiment.get()), before);

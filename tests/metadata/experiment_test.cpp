@@ -3,12 +3,15 @@
 #include <bit>
 
 #include "metadata/qvexperiment.h"
+#include "system/qvstatus.h"
 #include "tests/metadata/random_metadata.h"
 
 namespace {
 
-ExperimentPtr Chain(unsigned levels) {
-  ExperimentPtr top = NewExperiment(kQvLoopZ, 1);
+using namespace qvtest;
+
+CExperiment Chain(unsigned levels) {
+  CExperiment top = NewExperiment(kQvLoopZ, 1);
   SQvExperiment* level = top.get();
   for (unsigned i = 1; i < levels; ++i) {
     level->subExperiments.push_back(NewExperiment(kQvLoopZ, i + 1).release());
@@ -18,14 +21,14 @@ ExperimentPtr Chain(unsigned levels) {
 }
 
 // Time, stage positions, z, channels: the chain of a usual acquisition.
-ExperimentPtr UsualChain(std::uint32_t times, std::uint32_t positions, std::uint32_t slices, std::uint32_t channels) {
-  ExperimentPtr time = NewExperiment(kQvLoopTime, times, 30.0);
-  ExperimentPtr stage = NewExperiment(kQvLoopXYPosition, positions);
+CExperiment UsualChain(std::uint32_t times, std::uint32_t positions, std::uint32_t slices, std::uint32_t channels) {
+  CExperiment time = NewExperiment(kQvLoopTime, times, 30.0);
+  CExperiment stage = NewExperiment(kQvLoopXYPosition, positions);
   for (std::uint32_t i = 0; i < positions; ++i) {
     stage->positions.push_back({100.0 * i, -50.0 * i, 12.5, CQvStringW(L"Well " + std::to_wstring(i + 1))});
   }
-  ExperimentPtr z = NewExperiment(kQvLoopZ, slices, 0.3);
-  ExperimentPtr lambda = NewExperiment(kQvLoopLambda, channels);
+  CExperiment z = NewExperiment(kQvLoopZ, slices, 0.3);
+  CExperiment lambda = NewExperiment(kQvLoopLambda, channels);
   for (std::uint32_t i = 0; i < channels; ++i) {
     lambda->channels.push_back({CQvStringW(L"Channel " + std::to_wstring(i)), 0xFFu << (8 * (i % 3)), 488, 525, 20});
   }
@@ -35,8 +38,8 @@ ExperimentPtr UsualChain(std::uint32_t times, std::uint32_t positions, std::uint
   return time;
 }
 
-ExperimentPtr RoundTrip(const ExperimentPtr& experiment) {
-  ExperimentPtr read = NewExperiment();
+CExperiment RoundTrip(const CExperiment& experiment) {
+  CExperiment read = NewExperiment();
   EXPECT_EQ(Deserialize(Serialize(experiment.get()), read.get()), 0);
   return read;
 }
@@ -58,15 +61,15 @@ TEST(Experiment, FreesChainsThatWouldOverflowTheStack) { Chain(500'000).reset();
 TEST(Experiment, FreesTreesWithNullsAndBranches) {
   CRandomMetadata random(3);
   for (int i = 0; i < 100; ++i) {
-    ExperimentPtr tree = random.Experiment(30);
+    CExperiment tree = random.Experiment(30);
     tree->subExperiments.insert(tree->subExperiments.begin(), nullptr);
     tree->subExperiments.push_back(nullptr);
   }
 }
 
 TEST(Experiment, UsualChainReadsBack) {
-  const ExperimentPtr chain = UsualChain(1000, 100, 50, 4);
-  const ExperimentPtr read = RoundTrip(chain);
+  const CExperiment chain = UsualChain(1000, 100, 50, 4);
+  const CExperiment read = RoundTrip(chain);
   EXPECT_TRUE(SQvExperiment::IsEqual(chain.get(), read.get(), true, true));
   const SQvExperiment* stage = read->subExperiments.at(0);
   EXPECT_EQ(stage->positions.at(99).name, CQvStringW(L"Well 100"));
@@ -78,9 +81,9 @@ TEST(Experiment, UsualChainReadsBack) {
 }
 
 TEST(Experiment, NullSubExperimentsKeepTheirPlaces) {
-  ExperimentPtr top = NewExperiment(kQvLoopTime, 3);
+  CExperiment top = NewExperiment(kQvLoopTime, 3);
   top->subExperiments = {nullptr, NewExperiment(kQvLoopZ, 5).release(), nullptr};
-  const ExperimentPtr read = RoundTrip(top);
+  const CExperiment read = RoundTrip(top);
   ASSERT_EQ(read->subExperiments.size(), 3u);
   EXPECT_EQ(read->subExperiments[0], nullptr);
   EXPECT_EQ(read->subExperiments[1]->loopSize, 5u);
@@ -90,10 +93,10 @@ TEST(Experiment, NullSubExperimentsKeepTheirPlaces) {
 TEST(Experiment, DepthIsLimited) {
   EXPECT_FALSE(Serialize(Chain(32).get()).empty());
   EXPECT_TRUE(SQvExperiment::IsEqual(Chain(32).get(), RoundTrip(Chain(32)).get(), true, true));
-  const ExperimentPtr deep = Chain(33);
+  const CExperiment deep = Chain(33);
   CQvLiteVariantW writer;
-  EXPECT_EQ(SQvExperiment::SaveToLiteVariant(writer, deep.get()), -9);
-  EXPECT_EQ(SQvExperiment::SaveToLiteVariant(writer, nullptr), -9);
+  EXPECT_EQ(SQvExperiment::SaveToLiteVariant(writer, deep.get()), kQvFailure);
+  EXPECT_EQ(SQvExperiment::SaveToLiteVariant(writer, nullptr), kQvFailure);
   writer.WriteBool(L"only", true);  // nothing of the refused trees may be there
   CQvLiteVariantR reader, expected;
   CQvLiteVariantW one;
@@ -117,28 +120,28 @@ TEST(Experiment, DeeperLevelsThanAllowedAreRefusedOnReading) {
   for (int depth = 1; depth <= 33; ++depth) writer.LevelEnd();
   CQvLiteVariantR reader;
   ASSERT_EQ(writer.Finalize(reader, 0), 0);
-  ExperimentPtr read = NewExperiment();
-  EXPECT_EQ(SQvExperiment::LoadFromLiteVariant(read.get(), reader), -9);
+  CExperiment read = NewExperiment();
+  EXPECT_EQ(SQvExperiment::LoadFromLiteVariant(read.get(), reader), kQvFailure);
   EXPECT_TRUE(read->subExperiments.empty());
 }
 
 TEST(Experiment, LoadReplacesWhatWasThere) {
   const auto bytes = Serialize(NewExperiment(kQvLoopZ, 7, 0.5).get());
-  ExperimentPtr target = UsualChain(2, 3, 4, 2);
+  CExperiment target = UsualChain(2, 3, 4, 2);
   ASSERT_EQ(Deserialize(bytes, target.get()), 0);
   EXPECT_TRUE(SQvExperiment::IsEqual(target.get(), NewExperiment(kQvLoopZ, 7, 0.5).get(), true, true));
 }
 
 TEST(Experiment, FailedLoadEmptiesTheLevel) {
-  ExperimentPtr target = UsualChain(2, 3, 4, 2);
-  EXPECT_EQ(Deserialize({}, target.get()), -9);
+  CExperiment target = UsualChain(2, 3, 4, 2);
+  EXPECT_EQ(Deserialize({}, target.get()), kQvFailure);
   EXPECT_TRUE(SQvExperiment::IsEqual(target.get(), NewExperiment().get(), true, true));
   CQvLiteVariantR reader;
-  EXPECT_EQ(SQvExperiment::LoadFromLiteVariant(nullptr, reader), -9);
+  EXPECT_EQ(SQvExperiment::LoadFromLiteVariant(nullptr, reader), kQvFailure);
 }
 
 TEST(Experiment, LivesInsideALevelOfTheCaller) {
-  const ExperimentPtr chain = UsualChain(5, 2, 3, 2);
+  const CExperiment chain = UsualChain(5, 2, 3, 2);
   CQvLiteVariantW writer;
   writer.LevelBegin(L"mine");
   ASSERT_EQ(SQvExperiment::SaveToLiteVariant(writer, chain.get()), 0);
@@ -146,21 +149,21 @@ TEST(Experiment, LivesInsideALevelOfTheCaller) {
   CQvLiteVariantR reader;
   ASSERT_EQ(writer.Finalize(reader, 0), 0);
   ASSERT_EQ(reader.LevelBegin(L"mine", nullptr), 0);
-  ExperimentPtr read = NewExperiment();
+  CExperiment read = NewExperiment();
   EXPECT_EQ(SQvExperiment::LoadFromLiteVariant(read.get(), reader), 0);
   EXPECT_EQ(reader.LevelEnd(), 0);
   EXPECT_TRUE(SQvExperiment::IsEqual(chain.get(), read.get(), true, true));
 }
 
 TEST(Experiment, EqualityOfNulls) {
-  const ExperimentPtr one = NewExperiment();
+  const CExperiment one = NewExperiment();
   EXPECT_TRUE(SQvExperiment::IsEqual(nullptr, nullptr, true, true));
   EXPECT_FALSE(SQvExperiment::IsEqual(one.get(), nullptr, false, false));
   EXPECT_FALSE(SQvExperiment::IsEqual(nullptr, one.get(), false, false));
 }
 
 TEST(Experiment, EqualityFlagsSelectWhatIsCompared) {
-  const ExperimentPtr a = UsualChain(10, 3, 5, 2), b = UsualChain(10, 3, 5, 2);
+  const CExperiment a = UsualChain(10, 3, 5, 2), b = UsualChain(10, 3, 5, 2);
   b->step = 31;
   EXPECT_TRUE(SQvExperiment::IsEqual(a.get(), b.get(), false, true));
   EXPECT_FALSE(SQvExperiment::IsEqual(a.get(), b.get(), true, false));
@@ -173,7 +176,7 @@ TEST(Experiment, EqualityFlagsSelectWhatIsCompared) {
 }
 
 TEST(Experiment, EqualityComparesDoublesByTheirBits) {
-  const ExperimentPtr plus = NewExperiment(kQvLoopZ, 1, 0.0), minus = NewExperiment(kQvLoopZ, 1, -0.0);
+  const CExperiment plus = NewExperiment(kQvLoopZ, 1, 0.0), minus = NewExperiment(kQvLoopZ, 1, -0.0);
   EXPECT_FALSE(SQvExperiment::IsEqual(plus.get(), minus.get(), true, true));
   const double nan = std::bit_cast<double>(0x7FF8000000001234u);
   EXPECT_TRUE(
@@ -181,7 +184,7 @@ TEST(Experiment, EqualityComparesDoublesByTheirBits) {
 }
 
 TEST(Experiment, EqualityWalksDeepChainsWithoutTheStack) {
-  const ExperimentPtr a = Chain(300'000), b = Chain(300'000), c = Chain(299'999);
+  const CExperiment a = Chain(300'000), b = Chain(300'000), c = Chain(299'999);
   EXPECT_TRUE(SQvExperiment::IsEqual(a.get(), b.get(), true, true));
   EXPECT_FALSE(SQvExperiment::IsEqual(a.get(), c.get(), true, true));
   EXPECT_EQ(CQvExperimentAPI::GetExperimentHash(a.get()), 0u);
@@ -191,7 +194,7 @@ TEST(Experiment, LoopSize) {
   EXPECT_EQ(CQvExperimentAPI::GetLoopSize(nullptr), 0u);
   EXPECT_EQ(CQvExperimentAPI::GetLoopSize(NewExperiment(kQvLoopTime, 12).get()), 12u);
   for (const std::uint32_t type : {kQvLoopXYPosition, kQvLoopXYMosaic, kQvLoopLambda, kQvLoopZ}) {
-    ExperimentPtr level = NewExperiment(type);
+    CExperiment level = NewExperiment(type);
     level->positions.resize(5);
     level->channels.resize(3);
     const std::uint32_t expected = type == kQvLoopZ ? 0 : type == kQvLoopLambda ? 3 : 5;

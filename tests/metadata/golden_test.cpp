@@ -1,28 +1,26 @@
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <fstream>
-#include <iterator>
 #include <string>
 
-#include "tests/metadata/random_metadata.h"
+#include "tests/support/experiments.h"
+#include "tests/support/file_bytes.h"
 
 // Bytes that an earlier build stored must stay readable, and equal metadata must go on hashing to what the rows hold.
 
 namespace {
 
-std::vector<std::uint8_t> ReadGolden(const std::string& name) {
-  std::ifstream file(std::string(QV_GOLDEN_DIR "/") + name, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
+using namespace qvtest;
 
-ExperimentPtr GoldenExperiment() {
-  ExperimentPtr time = NewExperiment(kQvLoopTimePhases, 1000, 2.5);
-  ExperimentPtr stage = NewExperiment(kQvLoopXYPosition, 3);
+std::vector<std::uint8_t> ReadGolden(const std::string& name) { return ReadFile(QV_GOLDEN_FOLDER "/" + name); }
+
+CExperiment GoldenExperiment() {
+  CExperiment time = NewExperiment(kQvLoopTimePhases, 1000, 2.5);
+  CExperiment stage = NewExperiment(kQvLoopXYPosition, 3);
   stage->positions = {{1.5, -2.25, 1e-9, L"B\u00fchne 1"}, {-0.0, 1e300, 0.1, L""}, {3, 4, 5, L"\U0001F52C"}};
-  ExperimentPtr z = NewExperiment(kQvLoopZ, 51, 0.3);
+  CExperiment z = NewExperiment(kQvLoopZ, 51, 0.3);
   z->positions = {{0, 0, std::bit_cast<double>(0x7FF8000000000001u), L""}};
-  ExperimentPtr lambda = NewExperiment(kQvLoopLambda, 2);
+  CExperiment lambda = NewExperiment(kQvLoopLambda, 2);
   lambda->channels = {{L"DAPI", 0x0000FF, 405, 450, 12.5}, {L"\u03b1-tubulin", 0x00FF00, 488, 525, 0}};
   z->subExperiments = {lambda.release(), nullptr};
   stage->subExperiments = {nullptr, z.release(), NewExperiment(0xFFFFFFFF, 0xFFFFFFFF, -1).release()};
@@ -40,9 +38,9 @@ SQvPicturePlanes GoldenPlanes() {
 TEST(Golden, ExperimentBytesAndHashAreStable) {
   const auto golden = ReadGolden("experiment_v1.bin");
   ASSERT_FALSE(golden.empty());
-  const ExperimentPtr experiment = GoldenExperiment();
+  const CExperiment experiment = GoldenExperiment();
   EXPECT_EQ(Serialize(experiment.get()), golden);
-  ExperimentPtr read = NewExperiment();
+  CExperiment read = NewExperiment();
   ASSERT_EQ(Deserialize(golden, read.get()), 0);
   EXPECT_TRUE(SQvExperiment::IsEqual(experiment.get(), read.get(), true, true));
   EXPECT_EQ(CQvExperimentAPI::GetExperimentHash(experiment.get()), 0x1EB375DFu);

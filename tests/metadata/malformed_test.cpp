@@ -1,29 +1,33 @@
 #include <gtest/gtest.h>
 
+#include "system/qvstatus.h"
 #include "tests/metadata/random_metadata.h"
 
 // Bytes from a damaged or hostile database row: an error or a whole tree, nothing else.
 
 namespace {
 
-std::vector<std::uint8_t> SomeExperiment(std::uint32_t seed) {
+using namespace qvtest;
+
+// An experiment with some of everything, small enough to damage at every place.
+std::vector<std::uint8_t> MediumExperimentBytes(std::uint32_t seed) {
   CRandomMetadata random(seed);
   while (true) {
-    const ExperimentPtr experiment = random.Experiment(4);
+    const CExperiment experiment = random.Experiment(4);
     const auto bytes = Serialize(experiment.get());
     if (bytes.size() > 300 && bytes.size() < 450) return bytes;
   }
 }
 
 // What was accepted must be a tree that can be stored again and reads back equal.
-void CheckTree(const std::vector<std::uint8_t>& bytes) {
-  ExperimentPtr read = NewExperiment();
+void CheckExperiment(const std::vector<std::uint8_t>& bytes) {
+  CExperiment read = NewExperiment();
   if (Deserialize(bytes, read.get()) != 0) {
     ASSERT_TRUE(SQvExperiment::IsEqual(read.get(), NewExperiment().get(), true, true));
     return;
   }
   const auto again = Serialize(read.get());
-  ExperimentPtr second = NewExperiment();
+  CExperiment second = NewExperiment();
   ASSERT_EQ(Deserialize(again, second.get()), 0);
   ASSERT_TRUE(SQvExperiment::IsEqual(read.get(), second.get(), true, true));
 }
@@ -40,21 +44,22 @@ void CheckPlanes(const std::vector<std::uint8_t>& bytes) {
 }
 
 TEST(Malformed, EveryTruncationOfAnExperimentIsRefused) {
-  const auto bytes = SomeExperiment(1);
+  const auto bytes = MediumExperimentBytes(1);
   for (std::size_t size = 0; size < bytes.size(); ++size) {
-    ExperimentPtr read = NewExperiment(kQvLoopZ, 4);
-    ASSERT_EQ(Deserialize({bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)}, read.get()), -9) << size;
+    CExperiment read = NewExperiment(kQvLoopZ, 4);
+    ASSERT_EQ(Deserialize({bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)}, read.get()), kQvFailure)
+        << size;
     ASSERT_TRUE(SQvExperiment::IsEqual(read.get(), NewExperiment().get(), true, true));
   }
 }
 
 TEST(Malformed, EveryCorruptedByteOfAnExperiment) {
-  auto bytes = SomeExperiment(2);
+  auto bytes = MediumExperimentBytes(2);
   for (std::uint8_t& byte : bytes) {
     const std::uint8_t original = byte;
     for (int value = 0; value < 256; ++value) {
       byte = static_cast<std::uint8_t>(value);
-      CheckTree(bytes);
+      CheckExperiment(bytes);
       if (HasFatalFailure()) return;
     }
     byte = original;
@@ -93,7 +98,7 @@ std::int32_t LoadLevelWith(Function write) {
   writer.LevelEnd();
   CQvLiteVariantR reader;
   EXPECT_EQ(writer.Finalize(reader, 0), 0);
-  ExperimentPtr read = NewExperiment();
+  CExperiment read = NewExperiment();
   return SQvExperiment::LoadFromLiteVariant(read.get(), reader);
 }
 
@@ -110,10 +115,10 @@ TEST(Malformed, PositionsMustComeInThreesAndNamesForAll) {
   };
   EXPECT_EQ(load(6, -1), 0);
   EXPECT_EQ(load(6, 2), 0);
-  EXPECT_EQ(load(6, 1), -9);
-  EXPECT_EQ(load(6, 0), -9);
-  EXPECT_EQ(load(5, -1), -9);
-  EXPECT_EQ(load(0, -1), -9);
+  EXPECT_EQ(load(6, 1), kQvFailure);
+  EXPECT_EQ(load(6, 0), kQvFailure);
+  EXPECT_EQ(load(5, -1), kQvFailure);
+  EXPECT_EQ(load(0, -1), kQvFailure);
 }
 
 TEST(Malformed, ChannelsMustBeWhole) {
@@ -128,9 +133,9 @@ TEST(Malformed, ChannelsMustBeWhole) {
     });
   };
   EXPECT_EQ(load(0xFFFFFFFF, 3), 0);
-  EXPECT_EQ(load(0x100000000, 3), -9);
-  EXPECT_EQ(load(1, 2), -9);
-  EXPECT_EQ(load(1, 4), -9);
+  EXPECT_EQ(load(0x100000000, 3), kQvFailure);
+  EXPECT_EQ(load(1, 2), kQvFailure);
+  EXPECT_EQ(load(1, 4), kQvFailure);
 }
 
 TEST(Malformed, UnknownLayoutVersionsAreRefused) {
@@ -144,8 +149,8 @@ TEST(Malformed, UnknownLayoutVersionsAreRefused) {
     writer.LevelEnd();
     CQvLiteVariantR reader;
     ASSERT_EQ(writer.Finalize(reader, 0), 0);
-    ExperimentPtr read = NewExperiment();
-    EXPECT_EQ(SQvExperiment::LoadFromLiteVariant(read.get(), reader), -9);
+    CExperiment read = NewExperiment();
+    EXPECT_EQ(SQvExperiment::LoadFromLiteVariant(read.get(), reader), kQvFailure);
   }
 }
 

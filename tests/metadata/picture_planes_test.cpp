@@ -5,9 +5,12 @@
 #include <bit>
 
 #include "metadata/qvpicturemetadata.h"
+#include "system/qvstatus.h"
 #include "tests/metadata/random_metadata.h"
 
 namespace {
+
+using namespace qvtest;
 
 void ExpectSame(const SQvPicturePlanes& a, const SQvPicturePlanes& b) {
   ASSERT_EQ(a.planes.size(), b.planes.size());
@@ -48,8 +51,8 @@ TEST(PicturePlanes, NumberOfPlanesIsLimited) {
   EXPECT_EQ(read.planes.size(), 4096u);
   planes.planes.emplace_back();
   CQvLiteVariantW writer;
-  EXPECT_EQ(SQvPicturePlanes::SaveToLiteVariant(writer, &planes), -9);
-  EXPECT_EQ(SQvPicturePlanes::SaveToLiteVariant(writer, nullptr), -9);
+  EXPECT_EQ(SQvPicturePlanes::SaveToLiteVariant(writer, &planes), kQvFailure);
+  EXPECT_EQ(SQvPicturePlanes::SaveToLiteVariant(writer, nullptr), kQvFailure);
   unsigned int hash = 77;
   EXPECT_EQ(planes.GetHash(hash), 0);
   EXPECT_EQ(hash, 77u);
@@ -58,7 +61,7 @@ TEST(PicturePlanes, NumberOfPlanesIsLimited) {
 TEST(PicturePlanes, FailedLoadEmptiesThePlanes) {
   SQvPicturePlanes read;
   read.planes.resize(3);
-  EXPECT_EQ(Deserialize({}, &read), -9);
+  EXPECT_EQ(Deserialize({}, &read), kQvFailure);
   EXPECT_TRUE(read.planes.empty());
 }
 

@@ -3,53 +3,7 @@
 #include <bit>
 #include <string>
 
-namespace {
-
-std::vector<std::uint8_t> Finish(CQvLiteVariantW& writer, std::int32_t status) {
-  CQvLiteVariantR reader;
-  if (status != 0 || writer.Finalize(reader, 0) != 0) return {};
-  const std::uint8_t* data = reader.Bytes().GetData(0);
-  return {data, data + reader.Bytes().GetSize()};
-}
-
-CQvLiteVariantR MakeReader(const std::vector<std::uint8_t>& bytes) {
-  CQvLiteVariantR reader;
-  reader.Bytes().SetData(bytes.data(), bytes.size(), 0, 0);
-  return reader;
-}
-
-}  // namespace
-
-ExperimentPtr NewExperiment(std::uint32_t loopType, std::uint32_t loopSize, double step) {
-  SQvExperiment* experiment = nullptr;
-  SQvExperiment::Alloc(&experiment);
-  experiment->loopType = loopType;
-  experiment->loopSize = loopSize;
-  experiment->step = step;
-  return ExperimentPtr(experiment);
-}
-
-std::vector<std::uint8_t> Serialize(const SQvExperiment* experiment) {
-  CQvLiteVariantW writer;
-  const std::int32_t status = SQvExperiment::SaveToLiteVariant(writer, experiment);
-  return Finish(writer, status);
-}
-
-std::vector<std::uint8_t> Serialize(const SQvPicturePlanes& planes) {
-  CQvLiteVariantW writer;
-  const std::int32_t status = SQvPicturePlanes::SaveToLiteVariant(writer, &planes);
-  return Finish(writer, status);
-}
-
-std::int32_t Deserialize(const std::vector<std::uint8_t>& bytes, SQvExperiment* result) {
-  CQvLiteVariantR reader = MakeReader(bytes);
-  return SQvExperiment::LoadFromLiteVariant(result, reader);
-}
-
-std::int32_t Deserialize(const std::vector<std::uint8_t>& bytes, SQvPicturePlanes* result) {
-  CQvLiteVariantR reader = MakeReader(bytes);
-  return SQvPicturePlanes::LoadFromLiteVariant(*result, reader);
-}
+using namespace qvtest;
 
 double CRandomMetadata::Double() {
   const std::uint64_t bits = (std::uint64_t{m_engine()} << 32) | m_engine();
@@ -106,8 +60,8 @@ void CRandomMetadata::AddChildren(SQvExperiment* experiment, unsigned maxDepth) 
   }
 }
 
-ExperimentPtr CRandomMetadata::Experiment(unsigned maxDepth) {
-  ExperimentPtr experiment = NewExperiment();
+CExperiment CRandomMetadata::Experiment(unsigned maxDepth) {
+  CExperiment experiment = NewExperiment();
   AddChildren(experiment.get(), maxDepth);
   return experiment;
 }

@@ -5,14 +5,14 @@
 #include <vector>
 
 #include "picture/qvpicbuf.h"
-#include "tests/picture/test_picture.h"
+#include "tests/picture/test_picbuf.h"
 
 // Random pictures against a slow double-precision stretch that is written the other way round: it asks for every pair
 // of a destination and a source sample what the one weighs in the other.
 
 namespace {
 
-using Weights = std::vector<std::vector<double>>;
+using CWeights = std::vector<std::vector<double>>;
 
 double AreaWeight(double source, double ratio, double destination) {
   const double low = std::max(source, destination * ratio);
@@ -25,10 +25,10 @@ double BilinearWeight(double source, double sourceLength, double ratio, double d
   return std::max(0.0, 1 - std::abs(position - source));
 }
 
-Weights MakeWeights(std::uint32_t source, std::uint32_t destination, std::int32_t mode) {
+CWeights MakeWeights(std::uint32_t source, std::uint32_t destination, std::int32_t mode) {
   const double ratio = double(source) / destination;
   const bool area = mode == CQvPicBufAPI_GeomTrans::kStretchArea && ratio >= 1;
-  Weights weights(destination, std::vector<double>(source));
+  CWeights weights(destination, std::vector<double>(source));
   for (std::uint32_t d = 0; d < destination; ++d) {
     for (std::uint32_t s = 0; s < source; ++s) {
       weights[d][s] = area ? AreaWeight(s, ratio, d) : BilinearWeight(s, source, ratio, d);
@@ -37,7 +37,7 @@ Weights MakeWeights(std::uint32_t source, std::uint32_t destination, std::int32_
   return weights;
 }
 
-double Expected(const CTestPicture& source, const std::vector<double>& across, const std::vector<double>& down,
+double Expected(const CTestPicBuf& source, const std::vector<double>& across, const std::vector<double>& down,
                 std::uint32_t c) {
   double sum = 0;
   for (std::uint32_t y = 0; y < down.size(); ++y) {
@@ -47,9 +47,9 @@ double Expected(const CTestPicture& source, const std::vector<double>& across, c
   return sum;
 }
 
-void Compare(const CTestPicture& source, const CTestPicture& destination, std::int32_t mode) {
-  const Weights across = MakeWeights(source->width, destination->width, mode);
-  const Weights down = MakeWeights(source->height, destination->height, mode);
+void Compare(const CTestPicBuf& source, const CTestPicBuf& destination, std::int32_t mode) {
+  const CWeights across = MakeWeights(source->width, destination->width, mode);
+  const CWeights down = MakeWeights(source->height, destination->height, mode);
   for (std::uint32_t y = 0; y < destination->height; ++y) {
     for (std::uint32_t x = 0; x < destination->width; ++x) {
       for (std::uint32_t c = 0; c < destination->components; ++c) {
@@ -62,15 +62,15 @@ void Compare(const CTestPicture& source, const CTestPicture& destination, std::i
 }
 
 TEST(StretchReference, RandomPicturesAgree) {
-  TestRandom random(20240501);
+  CRandom random(20240501);
   for (int i = 0; i < 150; ++i) {
     const std::uint32_t bpc = i % 2 ? 8 : 16;
     const std::uint32_t components = random() % 6 + 1;
-    CTestPicture source(random() % 40 + 1, random() % 40 + 1, bpc, components);
+    CTestPicBuf source(random() % 40 + 1, random() % 40 + 1, bpc, components);
     source.FillRandom(random);
-    CTestPicture destination(random() % 40 + 1, random() % 40 + 1, bpc, components);
-    for (const std::int32_t mode : {1, 3}) {
-      ASSERT_EQ(CQvPicBufAPI_GeomTrans::Stretch(&destination, &source, mode), 0);
+    CTestPicBuf destination(random() % 40 + 1, random() % 40 + 1, bpc, components);
+    for (const std::int32_t mode : {CQvPicBufAPI_GeomTrans::kStretchBilinear, CQvPicBufAPI_GeomTrans::kStretchArea}) {
+      ASSERT_EQ(CQvPicBufAPI_GeomTrans::Stretch(destination.Record(), source.Record(), mode), 0);
       Compare(source, destination, mode);
       if (HasFatalFailure()) return;
     }
@@ -79,12 +79,13 @@ TEST(StretchReference, RandomPicturesAgree) {
 
 // More than 65,537 weighted rows of 16 bits no longer fit whole 32-bit sums.
 TEST(StretchReference, LongColumnsOfWideSamplesAgree) {
-  TestRandom random(5);
-  CTestPicture source(2, 70001, 16, 1);
+  CRandom random(5);
+  CTestPicBuf source(2, 70001, 16, 1);
   source.FillRandom(random);
-  CTestPicture destination(1, 3, 16, 1);
-  ASSERT_EQ(CQvPicBufAPI_GeomTrans::Stretch(&destination, &source, 3), 0);
-  Compare(source, destination, 3);
+  CTestPicBuf destination(1, 3, 16, 1);
+  ASSERT_EQ(
+      CQvPicBufAPI_GeomTrans::Stretch(destination.Record(), source.Record(), CQvPicBufAPI_GeomTrans::kStretchArea), 0);
+  Compare(source, destination, CQvPicBufAPI_GeomTrans::kStretchArea);
 }
 
 }  // namespace

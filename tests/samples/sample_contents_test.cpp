@@ -3,12 +3,12 @@
 #include <libexif/exif-data.h>
 #include <tiffio.h>
 
-#include <memory>
 #include <pugixml.hpp>
 #include <vector>
 
-#include "picture/qvpicbuf.h"
+#include "picture/qvpicture.h"
 #include "tests/samples/sample_folder.h"
+#include "tests/support/c_handle.h"
 
 // Looks at the samples with other eyes than those that made them.
 
@@ -17,14 +17,15 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-struct STiffClose {
-  void operator()(TIFF* file) const { TIFFClose(file); }
-};
-using TiffPtr = std::unique_ptr<TIFF, STiffClose>;
+// Private tags: ImageJ's metadata and its sizes, an embedded thumbnail as JPEG stream and as pixels.
+constexpr std::uint32_t kTagImageJByteCounts = 50838, kTagImageJMetadata = 50839;
+constexpr std::uint32_t kTagThumbnailJpeg = 65050, kTagThumbnailPixels = 65051;
 
-TiffPtr OpenTiff(const std::string& name) {
+using CTiffFile = qvtest::CHandle<TIFF, TIFFClose>;
+
+CTiffFile OpenTiff(const std::string& name) {
   TIFFSetWarningHandler(nullptr);
-  return TiffPtr(TIFFOpen(CSampleFolder::Shared().Path(name).c_str(), "r"));
+  return CTiffFile(TIFFOpen(CSampleFolder::Shared().Path(name).c_str(), "r"));
 }
 
 template <class Value>
@@ -47,7 +48,7 @@ int CountDirectories(TIFF* file) { return static_cast<int>(TIFFNumberOfDirectori
 
 pugi::xml_document OmeXml(const std::string& name) {
   pugi::xml_document document;
-  const TiffPtr file = OpenTiff(name);
+  const CTiffFile file = OpenTiff(name);
   const char* text = file ? Field<const char*>(file.get(), TIFFTAG_IMAGEDESCRIPTION) : nullptr;
   EXPECT_TRUE(text != nullptr && document.load_string(text)) << name;
   return document;
@@ -57,7 +58,7 @@ TEST(SampleContents, EveryUndamagedTiffDecodes) {
   int files = 0;
   for (const auto& [name, content] : CSampleFolder::Shared().Contents()) {
     if (name.starts_with("damaged/") || (!name.ends_with(".tif") && !name.ends_with(".TIF"))) continue;
-    const TiffPtr file = OpenTiff(name);
+    const CTiffFile file = OpenTiff(name);
     ASSERT_TRUE(file) << name;
     const auto width = Field<std::uint32_t>(file.get(), TIFFTAG_IMAGEWIDTH),
                height = Field<std::uint32_t>(file.get(), TIFFTAG_IMAGELENGTH);
@@ -115,19 +116,19 @@ TEST(SampleContents, StagePositionsAreSeparateImages) {
 }
 
 TEST(SampleContents, HyperstackSpeaksImageJ) {
-  const TiffPtr file = OpenTiff("ImageJ/hyperstack 2c 5z 3t.tif");
+  const CTiffFile file = OpenTiff("ImageJ/hyperstack 2c 5z 3t.tif");
   ASSERT_TRUE(file);
   EXPECT_TRUE(TIFFIsBigEndian(file.get()));
   EXPECT_THAT(Field<const char*>(file.get(), TIFFTAG_IMAGEDESCRIPTION),
               HasSubstr("images=30\nchannels=2\nslices=5\nframes=3\n"));
   EXPECT_EQ(CountDirectories(file.get()), 30);
   ASSERT_EQ(TIFFSetDirectory(file.get(), 0), 1);
-  const auto metadata = UnknownField(file.get(), 50839);
+  const auto metadata = UnknownField(file.get(), kTagImageJMetadata);
   ASSERT_GT(metadata.size(), 2u * 768);
   EXPECT_EQ(std::string(metadata.begin(), metadata.begin() + 8), "IJIJinfo");
   std::uint32_t count = 0;
   const std::uint32_t* sizes = nullptr;
-  ASSERT_EQ(TIFFGetField(file.get(), 50838, &count, &sizes), 1);
+  ASSERT_EQ(TIFFGetField(file.get(), kTagImageJByteCounts, &count, &sizes), 1);
   EXPECT_EQ(count, 1u + 1 + 30 + 1 + 2);  // header, text, labels, ranges, colour tables
   std::size_t total = 0;
   for (std::uint32_t i = 0; i < count; ++i) total += sizes[i];
@@ -135,7 +136,7 @@ TEST(SampleContents, HyperstackSpeaksImageJ) {
 }
 
 TEST(SampleContents, SlidesArePyramids) {
-  const TiffPtr chain = OpenTiff("Histology/HE section 1.tif"), nested = OpenTiff("Histology/HE section 2.ome.tif");
+  const CTiffFile chain = OpenTiff("Histology/HE section 1.tif"), nested = OpenTiff("Histology/HE section 2.ome.tif");
   ASSERT_TRUE(chain && nested);
   EXPECT_TRUE(TIFFIsTiled(chain.get()));
   EXPECT_EQ(Field<std::uint16_t>(chain.get(), TIFFTAG_COMPRESSION), COMPRESSION_JPEG);
@@ -147,34 +148,27 @@ TEST(SampleContents, SlidesArePyramids) {
 }
 
 TEST(SampleContents, EmbeddedThumbnailsHaveTheAgreedForms) {
-  const TiffPtr both = OpenTiff("Embedded thumbnails/both.tif");
+  const CTiffFile both = OpenTiff("Embedded thumbnails/both.tif");
   ASSERT_TRUE(both);
-  const auto jpeg = UnknownField(both.get(), 65050), pixels = UnknownField(both.get(), 65051);
+  const auto jpeg = UnknownField(both.get(), kTagThumbnailJpeg), pixels = UnknownField(both.get(), kTagThumbnailPixels);
   ASSERT_GT(jpeg.size(), 4u);
   EXPECT_EQ(jpeg[0], 0xFF);
   EXPECT_EQ(jpeg[1], 0xD8);
-  SQvPicBuf picture;
-  CQvPicBufAPI::Init(&picture);
-  ASSERT_EQ(CQvPicBufAPI::Reinit(&picture, Field<std::uint32_t>(both.get(), TIFFTAG_IMAGEWIDTH),
-                                 Field<std::uint32_t>(both.get(), TIFFTAG_IMAGELENGTH), 0, 8, 3, false),
-            0);
-  EXPECT_EQ(pixels.size(), picture.dataSize);
-  CQvPicBufAPI::Free(&picture);
+  CQvPicture picture;
+  ASSERT_TRUE(picture.Reinit(Field<std::uint32_t>(both.get(), TIFFTAG_IMAGEWIDTH),
+                             Field<std::uint32_t>(both.get(), TIFFTAG_IMAGELENGTH), 8, 3, false));
+  EXPECT_EQ(pixels.size(), picture->dataSize);
   // The frame is amber, in red, green, blue.
   EXPECT_EQ(pixels[0], 255);
   EXPECT_EQ(pixels[1], 184);
   EXPECT_EQ(pixels[2], 26);
-  EXPECT_TRUE(UnknownField(OpenTiff("Embedded thumbnails/jpeg.tif").get(), 65051).empty());
-  EXPECT_TRUE(UnknownField(OpenTiff("Embedded thumbnails/raw pixels.tif").get(), 65050).empty());
+  EXPECT_TRUE(UnknownField(OpenTiff("Embedded thumbnails/jpeg.tif").get(), kTagThumbnailPixels).empty());
+  EXPECT_TRUE(UnknownField(OpenTiff("Embedded thumbnails/raw pixels.tif").get(), kTagThumbnailJpeg).empty());
 }
 
-struct SExifFree {
-  void operator()(ExifData* data) const { exif_data_unref(data); }
-};
-
 TEST(SampleContents, PhotographsCarryExif) {
-  const std::string path = CSampleFolder::Shared().Path("Photographs/well plate 002.jpg").string();
-  const std::unique_ptr<ExifData, SExifFree> exif(exif_data_new_from_file(path.c_str()));
+  const std::string path = CSampleFolder::Shared().Path("Photographs/well plate 002.jpg");
+  const qvtest::CHandle<ExifData, exif_data_unref> exif(exif_data_new_from_file(path.c_str()));
   ASSERT_TRUE(exif);
   const auto text = [&](ExifIfd directory, ExifTag tag) {
     char buffer[64] = "";
@@ -207,15 +201,15 @@ TEST(SampleContents, DamagedFilesAreDamaged) {
   EXPECT_THAT(jpeg, StartsWith("\xFF\xD8"));
   EXPECT_FALSE(jpeg.ends_with("\xFF\xD9"));
   TIFFSetErrorHandler(nullptr);
-  const TiffPtr rows = OpenTiff("damaged/too many rows.tif");
+  const CTiffFile rows = OpenTiff("damaged/too many rows.tif");
   if (rows) {
     EXPECT_EQ(Field<std::uint32_t>(rows.get(), TIFFTAG_IMAGELENGTH), 4000000000u);
   }
-  const TiffPtr half = OpenTiff("damaged/still being written.tif");
+  const CTiffFile half = OpenTiff("damaged/still being written.tif");
   ASSERT_TRUE(half);
   std::vector<std::uint8_t> row(static_cast<std::size_t>(TIFFScanlineSize(half.get())));
   EXPECT_EQ(TIFFReadEncodedStrip(half.get(), 0, row.data(), static_cast<tmsize_t>(row.size())), -1);
-  const TiffPtr loop = OpenTiff("damaged/directory loop.tif");
+  const CTiffFile loop = OpenTiff("damaged/directory loop.tif");
   ASSERT_TRUE(loop);
   EXPECT_FALSE(TIFFReadDirectory(loop.get()) && TIFFReadDirectory(loop.get()));
 }

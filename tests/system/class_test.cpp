@@ -2,10 +2,9 @@
 
 #include <cstring>
 #include <stdexcept>
-#include <thread>
-#include <vector>
 
 #include "system/qvclass.h"
+#include "tests/support/threads.h"
 
 namespace {
 
@@ -66,19 +65,16 @@ TEST(Class, DeletingNullCountsNothing) {
 TEST(Class, CountsReferencesOfManyThreads) {
   bool deleted = false;
   auto* object = new ("here", 3) CCounted(&deleted);
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    object->AddRef();
-    threads.emplace_back([object] {
-      for (int n = 0; n < 1000; ++n) {
-        object->AddRef();
-        object->Release();
-      }
-      object->Release();
-    });
-  }
+  constexpr int kThreads = 4;
+  for (int i = 0; i < kThreads; ++i) object->AddRef();
   object->Release();
-  for (std::thread& thread : threads) thread.join();
+  qvtest::RunThreads(kThreads, [object](int) {
+    for (int n = 0; n < 1000; ++n) {
+      object->AddRef();
+      object->Release();
+    }
+    object->Release();
+  });
   EXPECT_TRUE(deleted);
 }
 

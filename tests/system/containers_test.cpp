@@ -3,24 +3,24 @@
 #include <string>
 
 #include "system/qvbytearray.h"
+#include "system/qvstatus.h"
 #include "system/qvstring.h"
 #include "system/qvvariant.h"
+#include "tests/support/file_bytes.h"
 
 namespace {
 
-std::string Text(const CQvByteArray& bytes) {
-  return bytes.IsEmpty() ? "" : std::string(reinterpret_cast<const char*>(bytes.GetData(0)), bytes.GetSize());
-}
+using qvtest::TextOf;
 
 TEST(ByteArray, ReplacesEverythingFromAnOffsetOn) {
   CQvByteArray bytes;
   bytes.SetData("abcdef", 6, 0, 0);
   bytes.SetData("XY", 2, 3, 100);
-  EXPECT_EQ(Text(bytes), "abcXY");
+  EXPECT_EQ(TextOf(bytes), "abcXY");
   bytes.SetData("Z", 1, 7, 0);
-  EXPECT_EQ(Text(bytes), std::string("abcXY\0\0Z", 8));
+  EXPECT_EQ(TextOf(bytes), std::string("abcXY\0\0Z", 8));
   bytes.SetData(nullptr, 0, 2, 0);
-  EXPECT_EQ(Text(bytes), "ab");
+  EXPECT_EQ(TextOf(bytes), "ab");
 }
 
 TEST(ByteArray, GivesNoPointerBehindItsEnd) {
@@ -46,16 +46,16 @@ TEST(Variant, RefusesAnotherKindWhileTypeChangeIsDisabled) {
   CQvVariant value;
   EXPECT_EQ(value.GetKind(), CQvVariant::EKind::Empty);
   EXPECT_EQ(value.SetInt(5), 0);
-  EXPECT_EQ(value.SetDouble(1.5), -9);
+  EXPECT_EQ(value.SetDouble(1.5), kQvFailure);
   EXPECT_EQ(value.SetInt(6), 0);
   std::int64_t number = 0;
   EXPECT_EQ(value.GetInt(&number), 0);
   EXPECT_EQ(number, 6);
   value.EnableTypeChange(true);
   EXPECT_EQ(value.SetString(CQvStringW(L"x")), 0);
-  EXPECT_EQ(value.GetInt(&number), -9);
+  EXPECT_EQ(value.GetInt(&number), kQvFailure);
   EXPECT_EQ(number, 6);
-  EXPECT_EQ(value.GetString(nullptr), -9);
+  EXPECT_EQ(value.GetString(nullptr), kQvFailure);
 }
 
 }  // namespace

@@ -10,15 +10,20 @@
 #include <bit>
 #include <cstring>
 
-#include "tests/system/temp_folder.h"
+#include "system/qvstatus.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 
+using qvtest::CTempFolder;
+
 constexpr std::uint64_t kUnixEpochTicks = 116'444'736'000'000'000u;
-constexpr QvFileHandle kUntouched = -77;
+constexpr QvFileHandle kUnsetHandle = -77;
+constexpr std::uint32_t kShareAll = kQvShareRead | kQvShareWrite;
+constexpr std::uint32_t kUnknownAccess = 2;
 
 std::int32_t Open(const std::wstring& path, QvFileHandle* handle) {
-  return QV_OpenFile(path.c_str(), kQvFileRead, kQvShareRead | kQvShareWrite, kQvAnyAttributes, handle);
+  return QV_OpenFile(path.c_str(), kQvFileRead, kShareAll, kQvAnyAttributes, handle);
 }
 
 void SetTimes(const std::string& path, timespec access, timespec write) {
@@ -29,7 +34,7 @@ void SetTimes(const std::string& path, timespec access, timespec write) {
 TEST(File, OpensReadsAndCloses) {
   const CTempFolder folder;
   folder.MakeFile("image.bin", "0123456789");
-  QvFileHandle handle = kUntouched;
+  QvFileHandle handle = kUnsetHandle;
   ASSERT_EQ(Open(folder.Wide("image.bin"), &handle), 0);
   std::int64_t size = 0;
   EXPECT_EQ(QV_GetFileSize(handle, &size), 0);
@@ -39,7 +44,7 @@ TEST(File, OpensReadsAndCloses) {
   EXPECT_STREQ(bytes, "456");
   EXPECT_NE(::fcntl(handle, F_GETFD) & FD_CLOEXEC, 0);
   EXPECT_EQ(QV_CloseFile(handle), 0);
-  EXPECT_EQ(QV_CloseFile(handle), -9);
+  EXPECT_EQ(QV_CloseFile(handle), kQvFailure);
 }
 
 TEST(File, RefusesWhatIsNoRegularFileWithoutWaiting) {
@@ -53,9 +58,9 @@ TEST(File, RefusesWhatIsNoRegularFileWithoutWaiting) {
   ASSERT_EQ(::bind(server, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   for (const std::wstring& path : {folder.Wide("fifo"), folder.Wide("sub"), folder.Wide("socket"),
                                    std::wstring(L"/dev/null"), std::wstring(L"/dev/zero")}) {
-    QvFileHandle handle = kUntouched;
-    EXPECT_EQ(Open(path, &handle), -9);
-    EXPECT_EQ(handle, kUntouched);
+    QvFileHandle handle = kUnsetHandle;
+    EXPECT_EQ(Open(path, &handle), kQvFailure);
+    EXPECT_EQ(handle, kUnsetHandle);
   }
   ::close(server);
 }
@@ -64,20 +69,20 @@ TEST(File, RefusesWrongArguments) {
   const CTempFolder folder;
   folder.MakeFile("f");
   const std::wstring path = folder.Wide("f");
-  QvFileHandle handle = kUntouched;
-  EXPECT_EQ(QV_OpenFile(nullptr, kQvFileRead, 3, kQvAnyAttributes, &handle), -9);
-  EXPECT_EQ(QV_OpenFile(L"", kQvFileRead, 3, kQvAnyAttributes, &handle), -9);
-  EXPECT_EQ(QV_OpenFile(path.c_str(), 2, 3, kQvAnyAttributes, &handle), -9);
-  EXPECT_EQ(QV_OpenFile(path.c_str(), kQvFileRead, 3, kQvAnyAttributes, nullptr), -9);
-  EXPECT_EQ(Open(folder.Wide("missing"), &handle), -9);
-  EXPECT_EQ(Open(folder.Wide("f/below"), &handle), -9);
-  EXPECT_EQ(Open(std::wstring(100000, L'x'), &handle), -9);
-  EXPECT_EQ(handle, kUntouched);
+  QvFileHandle handle = kUnsetHandle;
+  EXPECT_EQ(QV_OpenFile(nullptr, kQvFileRead, kShareAll, kQvAnyAttributes, &handle), kQvFailure);
+  EXPECT_EQ(QV_OpenFile(L"", kQvFileRead, kShareAll, kQvAnyAttributes, &handle), kQvFailure);
+  EXPECT_EQ(QV_OpenFile(path.c_str(), kUnknownAccess, kShareAll, kQvAnyAttributes, &handle), kQvFailure);
+  EXPECT_EQ(QV_OpenFile(path.c_str(), kQvFileRead, kShareAll, kQvAnyAttributes, nullptr), kQvFailure);
+  EXPECT_EQ(Open(folder.Wide("missing"), &handle), kQvFailure);
+  EXPECT_EQ(Open(folder.Wide("f/below"), &handle), kQvFailure);
+  EXPECT_EQ(Open(std::wstring(100000, L'x'), &handle), kQvFailure);
+  EXPECT_EQ(handle, kUnsetHandle);
   std::int64_t size = 5;
-  EXPECT_EQ(QV_GetFileSize(-1, &size), -9);
+  EXPECT_EQ(QV_GetFileSize(-1, &size), kQvFailure);
   EXPECT_EQ(size, 5);
   SQvFileTime time = SQvFileTime::FromTicks(5);
-  EXPECT_EQ(QV_GetFileTimes(-1, &time, &time, &time), -9);
+  EXPECT_EQ(QV_GetFileTimes(-1, &time, &time, &time), kQvFailure);
   EXPECT_EQ(time.Ticks(), 5u);
 }
 
@@ -85,7 +90,7 @@ TEST(File, TimesAreTicksSince1601) {
   const CTempFolder folder;
   const std::string path = folder.MakeFile("f");
   SetTimes(path, {1'000'000'000, 123'456'789}, {1'234'567'890, 999'999'999});
-  QvFileHandle handle = kUntouched;
+  QvFileHandle handle = kUnsetHandle;
   ASSERT_EQ(Open(folder.Wide("f"), &handle), 0);
   SQvFileTime creation, access, write;
   EXPECT_EQ(QV_GetFileTimes(handle, &creation, &access, &write), 0);
@@ -120,7 +125,7 @@ TEST(File, OpenFileAndFindDataGiveTheSameJulianDays) {
   const std::string path = folder.MakeFile("f");
   for (int i = 0; i < 200; ++i) {
     SetTimes(path, {i * 1000003, i * 4999}, {1'600'000'000 + i * 7919, i * 4'987'654});
-    QvFileHandle handle = kUntouched;
+    QvFileHandle handle = kUnsetHandle;
     ASSERT_EQ(Open(folder.Wide("f"), &handle), 0);
     SQvFileTime creation, write;
     ASSERT_EQ(QV_GetFileTimes(handle, &creation, nullptr, &write), 0);
@@ -160,23 +165,23 @@ TEST(File, FindLeavesItsOutputsWhenNothingIsThere) {
   data.size = 5;
   int marker = 0;
   QvFindHandle find = &marker;
-  EXPECT_EQ(QV_FindFileFirst(folder.Wide("missing").c_str(), &data, &find), -9);
-  EXPECT_EQ(QV_FindFileFirst(folder.Wide("*").c_str(), &data, &find), -9);
-  EXPECT_EQ(QV_FindFileFirst(nullptr, &data, &find), -9);
-  EXPECT_EQ(QV_FindFileFirst(L"", &data, &find), -9);
-  EXPECT_EQ(QV_FindFileFirst(folder.Wide("f").c_str(), nullptr, &find), -9);
-  EXPECT_EQ(QV_FindFileFirst(folder.Wide("f").c_str(), &data, nullptr), -9);
+  EXPECT_EQ(QV_FindFileFirst(folder.Wide("missing").c_str(), &data, &find), kQvFailure);
+  EXPECT_EQ(QV_FindFileFirst(folder.Wide("*").c_str(), &data, &find), kQvFailure);
+  EXPECT_EQ(QV_FindFileFirst(nullptr, &data, &find), kQvFailure);
+  EXPECT_EQ(QV_FindFileFirst(L"", &data, &find), kQvFailure);
+  EXPECT_EQ(QV_FindFileFirst(folder.Wide("f").c_str(), nullptr, &find), kQvFailure);
+  EXPECT_EQ(QV_FindFileFirst(folder.Wide("f").c_str(), &data, nullptr), kQvFailure);
   EXPECT_EQ(data.size, 5);
   EXPECT_EQ(find, &marker);
-  EXPECT_EQ(QV_FindFileClose(find), -9);
-  EXPECT_EQ(QV_FindFileClose(nullptr), -9);
+  EXPECT_EQ(QV_FindFileClose(find), kQvFailure);
+  EXPECT_EQ(QV_FindFileClose(nullptr), kQvFailure);
 }
 
 TEST(File, NamesThatAreNoUtf8Work) {
   const CTempFolder folder;
   const std::string name = "caf\xE9 \xFF\xC3.tif";
   folder.MakeFile(name, "abc");
-  QvFileHandle handle = kUntouched;
+  QvFileHandle handle = kUnsetHandle;
   ASSERT_EQ(Open(folder.Wide(name), &handle), 0);
   EXPECT_EQ(QV_CloseFile(handle), 0);
   ASSERT_EQ(Open(folder.Lower(name), &handle), 0);

@@ -6,9 +6,11 @@
 
 #include <filesystem>
 
-#include "tests/system/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
+
+using qvtest::CTempFolder;
 
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;

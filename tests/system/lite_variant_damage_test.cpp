@@ -6,12 +6,16 @@
 #include <string>
 
 #include "system/qvlitevariant.h"
+#include "system/qvstatus.h"
+#include "tests/support/file_bytes.h"
 
 namespace {
 
 void SetBytes(CQvLiteVariantR& reader, const std::string& bytes) {
   reader.Bytes().SetData(bytes.data(), bytes.size(), 0, 0);
 }
+
+constexpr int kSampleValues = 5;
 
 std::string SampleBytes() {
   CQvLiteVariantW writer;
@@ -27,42 +31,42 @@ std::string SampleBytes() {
   writer.LevelEnd();
   writer.WriteBytes(L"bytes", "xyz", 3);
   EXPECT_EQ(writer.Finalize(reader, 0), 0);
-  return std::string(reinterpret_cast<const char*>(reader.Bytes().GetData(0)), reader.Bytes().GetSize());
+  return qvtest::TextOf(reader.Bytes());
 }
 
-// Reads all that there may be; returns the number of values met.
-int ReadAll(CQvLiteVariantR& reader) {
+// Reads all that there may be; returns the number of values found.
+int CountReadableValues(CQvLiteVariantR& reader) {
   bool flag;
   std::int64_t number;
   std::vector<double> doubles;
   CQvStringW text;
   CQvByteArray bytes;
-  int met = 0;
-  met += reader.ReadBool(L"flag", &flag) == 0;
+  int found = 0;
+  found += reader.ReadBool(L"flag", &flag) == 0;
   if (reader.LevelBegin(L"level", nullptr) == 0) {
-    met += reader.ReadInt(L"int", &number) == 0;
-    met += reader.ReadDoubles(L"doubles", &doubles) == 0;
+    found += reader.ReadInt(L"int", &number) == 0;
+    found += reader.ReadDoubles(L"doubles", &doubles) == 0;
     if (reader.LevelBegin(L"inner", nullptr) == 0) {
-      met += reader.ReadString(L"text", &text) == 0;
+      found += reader.ReadString(L"text", &text) == 0;
       EXPECT_EQ(reader.LevelEnd(), 0);
     }
     EXPECT_EQ(reader.LevelEnd(), 0);
   }
-  met += reader.ReadBytes(L"bytes", &bytes) == 0;
-  return met;
+  found += reader.ReadBytes(L"bytes", &bytes) == 0;
+  return found;
 }
 
 // True when the reader takes nothing at all out of the bytes.
 bool IsRejected(const std::string& bytes) {
   CQvLiteVariantR reader;
   SetBytes(reader, bytes);
-  return ReadAll(reader) == 0;
+  return CountReadableValues(reader) == 0;
 }
 
 TEST(LiteVariantDamage, TheSampleItselfIsSound) {
   CQvLiteVariantR reader;
   SetBytes(reader, SampleBytes());
-  EXPECT_EQ(ReadAll(reader), 5);
+  EXPECT_EQ(CountReadableValues(reader), kSampleValues);
 }
 
 TEST(LiteVariantDamage, EveryTruncationInsideAnItemGivesNothing) {
@@ -106,7 +110,7 @@ TEST(LiteVariantDamage, WrongLengthsGiveNothing) {
     CQvLiteVariantR reader;
     SetBytes(reader, header + std::string("\2\1y\1", 4) + item);
     bool flag = false;
-    EXPECT_EQ(reader.ReadBool(L"y", &flag), -9) << testing::PrintToString(item);
+    EXPECT_EQ(reader.ReadBool(L"y", &flag), kQvFailure) << testing::PrintToString(item);
     EXPECT_FALSE(flag);
   }
 }
@@ -119,7 +123,7 @@ TEST(LiteVariantDamage, LevelsTooDeepGiveNothing) {
             std::string("\0\0", 2) + bytes;
     CQvLiteVariantR reader;
     SetBytes(reader, std::string("QLV\1", 4) + bytes);
-    EXPECT_EQ(reader.LevelBegin(L"l", nullptr), depth <= kQvLiteVariantMaxDepth ? 0 : -9) << depth;
+    EXPECT_EQ(reader.LevelBegin(L"l", nullptr), depth <= kQvLiteVariantMaxDepth ? 0 : kQvFailure) << depth;
   }
 }
 
@@ -128,9 +132,9 @@ TEST(LiteVariantDamage, ATextThatIsNoUtf8LeavesOutputAndPosition) {
   SetBytes(reader, std::string("QLV\1", 4) + std::string("\7\1x\2\0\0\0\xC3(", 9) + std::string("\2\1y\1", 4));
   CQvStringW text(L"before");
   bool flag = false;
-  EXPECT_EQ(reader.ReadString(L"x", &text), -9);
+  EXPECT_EQ(reader.ReadString(L"x", &text), kQvFailure);
   EXPECT_EQ(text.Str(), L"before");
-  EXPECT_EQ(reader.ReadString(L"x", &text), -9);
+  EXPECT_EQ(reader.ReadString(L"x", &text), kQvFailure);
   EXPECT_EQ(reader.ReadBool(L"y", &flag), 0);
 }
 
@@ -142,14 +146,14 @@ TEST(LiteVariantDamage, BytesChangedBehindTheReadersBackAreNotOverrun) {
   ASSERT_EQ(reader.LevelBegin(L"level", nullptr), 0);
   bytes.Resize(20);
   std::int64_t number = 3;
-  EXPECT_EQ(reader.ReadInt(L"int", &number), -9);
+  EXPECT_EQ(reader.ReadInt(L"int", &number), kQvFailure);
   bytes.Clear();
-  EXPECT_EQ(reader.ReadInt(L"int", &number), -9);
-  EXPECT_EQ(reader.LevelEnd(), -9);
+  EXPECT_EQ(reader.ReadInt(L"int", &number), kQvFailure);
+  EXPECT_EQ(reader.LevelEnd(), kQvFailure);
   EXPECT_EQ(number, 3);
   bytes.SetData(whole.data(), whole.size(), 0, 0);
-  EXPECT_EQ(ReadAll(reader), 5);
-  ASSERT_EQ(reader.LevelBegin(L"level", nullptr), -9);
+  EXPECT_EQ(CountReadableValues(reader), kSampleValues);
+  ASSERT_EQ(reader.LevelBegin(L"level", nullptr), kQvFailure);
 }
 
 TEST(LiteVariantDamage, FlippedBytesNeverOverrun) {
@@ -162,7 +166,7 @@ TEST(LiteVariantDamage, FlippedBytesNeverOverrun) {
     }
     CQvLiteVariantR reader;
     SetBytes(reader, bytes);
-    ASSERT_LE(ReadAll(reader), 5);
+    ASSERT_LE(CountReadableValues(reader), kSampleValues);
   }
 }
 

@@ -7,11 +7,13 @@
 #include <limits>
 #include <string>
 
+#include "tests/support/file_bytes.h"
+
+#include "system/qvstatus.h"
+
 namespace {
 
-std::string Text(const CQvByteArray& bytes) {
-  return bytes.IsEmpty() ? "" : std::string(reinterpret_cast<const char*>(bytes.GetData(0)), bytes.GetSize());
-}
+using qvtest::TextOf;
 
 // A tree with every kind of value, two levels deep.
 void WriteSample(CQvLiteVariantW& writer) {
@@ -55,7 +57,7 @@ TEST(LiteVariant, EveryKindComesBack) {
   EXPECT_EQ(reader.ReadDouble(L"step", &step), 0);
   EXPECT_EQ(reader.ReadDoubles(L"points", &points), 0);
   EXPECT_EQ(reader.ReadBytes(L"raw", &raw), 0);
-  EXPECT_EQ(reader.LevelEnd(), -9);
+  EXPECT_EQ(reader.LevelEnd(), kQvFailure);
 
   EXPECT_TRUE(flag);
   EXPECT_EQ(count, -5);
@@ -63,7 +65,7 @@ TEST(LiteVariant, EveryKindComesBack) {
   EXPECT_EQ(step, 0.325);
   EXPECT_EQ(name.Str(), L"\x00B5-Slide");
   EXPECT_EQ(points, (std::vector<double>{0.0, -1.5, 1e300}));
-  EXPECT_EQ(Text(raw), std::string("\0\1\2", 3));
+  EXPECT_EQ(TextOf(raw), std::string("\0\1\2", 3));
 }
 
 TEST(LiteVariant, TheBytesAreTheDocumentedOnes) {
@@ -86,7 +88,7 @@ TEST(LiteVariant, TheBytesAreTheDocumentedOnes) {
                                std::string("\5\1d\0\0\0\0\0\0\xF0\x3F", 11) +
                                std::string("\6\1D\x08\0\0\0\0\0\0\0\0\0\0\x40", 15) +
                                std::string("\7\2\xC2\xB5\1\0\0\0x", 9) + std::string("\x08\0\2\0\0\0AB", 8);
-  EXPECT_EQ(Text(reader.Bytes()), expected);
+  EXPECT_EQ(TextOf(reader.Bytes()), expected);
 }
 
 TEST(LiteVariant, TheSameWritesGiveTheSameBytes) {
@@ -96,7 +98,7 @@ TEST(LiteVariant, TheSameWritesGiveTheSameBytes) {
     WriteSample(writers[i]);
     ASSERT_EQ(writers[i].Finalize(readers[i], 0), 0);
   }
-  EXPECT_EQ(Text(readers[0].Bytes()), Text(readers[1].Bytes()));
+  EXPECT_EQ(TextOf(readers[0].Bytes()), TextOf(readers[1].Bytes()));
 }
 
 TEST(LiteVariant, ExtremeNumbersKeepTheirBits) {
@@ -162,7 +164,7 @@ TEST(LiteVariant, EmptyValuesComeBackEmpty) {
   EXPECT_TRUE(bytes.IsEmpty());
   EXPECT_EQ(reader.LevelBegin(L"l", &size), 0);
   EXPECT_EQ(size, 0u);
-  EXPECT_EQ(reader.ReadBool(L"x", nullptr), -9);
+  EXPECT_EQ(reader.ReadBool(L"x", nullptr), kQvFailure);
   EXPECT_EQ(reader.LevelEnd(), 0);
 }
 
@@ -179,22 +181,22 @@ TEST(LiteVariant, ReadingSkipsForwardByNameAndKind) {
   ASSERT_EQ(writer.Finalize(reader, 0), 0);
   std::int64_t value = 0;
   bool flag = false;
-  EXPECT_EQ(reader.ReadBool(L"b", &flag), -9);
+  EXPECT_EQ(reader.ReadBool(L"b", &flag), kQvFailure);
   EXPECT_EQ(reader.ReadInt(L"b", &value), 0);
   EXPECT_EQ(value, 3);
   // What lies before is no longer met, and a miss does not move.
-  EXPECT_EQ(reader.ReadInt(L"a", &value), -9);
+  EXPECT_EQ(reader.ReadInt(L"a", &value), kQvFailure);
   EXPECT_EQ(value, 3);
   EXPECT_EQ(reader.ReadInt(L"b", &value), 0);
   EXPECT_EQ(value, 5);
-  EXPECT_EQ(reader.LevelBegin(L"b", nullptr), -9);
+  EXPECT_EQ(reader.LevelBegin(L"b", nullptr), kQvFailure);
   // Asking for the bytes starts anew.
   (void)reader.Bytes();
   EXPECT_EQ(reader.ReadInt(L"a", &value), 0);
   EXPECT_EQ(reader.LevelBegin(L"b", nullptr), 0);
   EXPECT_EQ(reader.ReadInt(L"b", &value), 0);
   EXPECT_EQ(value, 4);
-  EXPECT_EQ(reader.ReadInt(L"b", &value), -9);
+  EXPECT_EQ(reader.ReadInt(L"b", &value), kQvFailure);
 }
 
 TEST(LiteVariant, NamesAreEqualAsAWholeOnly) {
@@ -203,9 +205,9 @@ TEST(LiteVariant, NamesAreEqualAsAWholeOnly) {
   writer.WriteBool(L"ab", true);
   ASSERT_EQ(writer.Finalize(reader, 0), 0);
   bool flag = false;
-  for (const wchar_t* name : {L"a", L"abc", L"", L"AB", L"b"}) EXPECT_EQ(reader.ReadBool(name, &flag), -9);
-  EXPECT_EQ(reader.ReadBool(nullptr, &flag), -9);
-  EXPECT_EQ(reader.ReadBool(L"ab", nullptr), -9);
+  for (const wchar_t* name : {L"a", L"abc", L"", L"AB", L"b"}) EXPECT_EQ(reader.ReadBool(name, &flag), kQvFailure);
+  EXPECT_EQ(reader.ReadBool(nullptr, &flag), kQvFailure);
+  EXPECT_EQ(reader.ReadBool(L"ab", nullptr), kQvFailure);
   EXPECT_EQ(reader.ReadBool(L"ab", &flag), 0);
 }
 
@@ -218,9 +220,9 @@ TEST(LiteVariant, DepthIsLimited) {
   for (std::size_t i = 0; i < kQvLiteVariantMaxDepth; ++i) EXPECT_EQ(reader.LevelBegin(L"l", nullptr), 0);
 
   for (std::size_t i = 0; i < kQvLiteVariantMaxDepth; ++i) writer.LevelBegin(L"l");
-  EXPECT_EQ(writer.LevelBegin(L"l"), -9);
+  EXPECT_EQ(writer.LevelBegin(L"l"), kQvFailure);
   for (std::size_t i = 0; i < kQvLiteVariantMaxDepth; ++i) writer.LevelEnd();
-  EXPECT_EQ(writer.Finalize(reader, 0), -9);
+  EXPECT_EQ(writer.Finalize(reader, 0), kQvFailure);
   EXPECT_TRUE(reader.Bytes().IsEmpty());
 }
 
@@ -243,8 +245,8 @@ TEST(LiteVariant, ARefusedWriteMakesFinalizeFail) {
     CQvLiteVariantR reader;
     reader.Bytes().Append("old", 3);
     EXPECT_EQ(writer.WriteBool(L"x", true), 0);
-    EXPECT_EQ(refused.write(writer), -9) << refused.what;
-    EXPECT_EQ(writer.Finalize(reader, 0), -9) << refused.what;
+    EXPECT_EQ(refused.write(writer), kQvFailure) << refused.what;
+    EXPECT_EQ(writer.Finalize(reader, 0), kQvFailure) << refused.what;
     EXPECT_TRUE(reader.Bytes().IsEmpty());
     // The writer is as new.
     EXPECT_EQ(writer.WriteBool(L"x", true), 0);
@@ -255,13 +257,13 @@ TEST(LiteVariant, ARefusedWriteMakesFinalizeFail) {
 TEST(LiteVariant, FinalizeWantsACompleteTreeAndNoFlags) {
   CQvLiteVariantW writer;
   CQvLiteVariantR reader;
-  EXPECT_EQ(writer.Finalize(reader, 0), -9);
+  EXPECT_EQ(writer.Finalize(reader, 0), kQvFailure);
   writer.LevelBegin(L"open");
-  EXPECT_EQ(writer.Finalize(reader, 0), -9);
+  EXPECT_EQ(writer.Finalize(reader, 0), kQvFailure);
   EXPECT_TRUE(reader.Bytes().IsEmpty());
   writer.WriteBool(L"x", true);
-  EXPECT_EQ(writer.Finalize(reader, 1), -9);
-  EXPECT_EQ(writer.Finalize(reader, 0), -9);
+  EXPECT_EQ(writer.Finalize(reader, 1), kQvFailure);
+  EXPECT_EQ(writer.Finalize(reader, 0), kQvFailure);
 }
 
 TEST(LiteVariant, NamesOf255BytesFit) {

@@ -5,15 +5,18 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <thread>
 #include <vector>
 
 #include "platform/system/folder_listing.h"
 #include "system/qvfile.h"
-#include "tests/system/temp_folder.h"
+#include "system/qvstatus.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/threads.h"
 
 namespace {
+
+using qvtest::CTempFolder;
+using qvtest::RunThreads;
 
 std::string Resolve(const std::wstring& path) {
   CQvStringA native;
@@ -23,11 +26,12 @@ std::string Resolve(const std::wstring& path) {
 
 bool Opens(const std::wstring& path) {
   QvFileHandle handle = -1;
-  if (QV_OpenFile(path.c_str(), kQvFileRead, 3, kQvAnyAttributes, &handle) != 0) return false;
+  if (QV_OpenFile(path.c_str(), kQvFileRead, kQvShareRead | kQvShareWrite, kQvAnyAttributes, &handle) != 0)
+    return false;
   return QV_CloseFile(handle) == 0;
 }
 
-std::uint64_t Reads() { return CFolderListings::Instance().GetReadCount(); }
+std::uint64_t CountListingReads() { return CFolderListings::Instance().GetReadCount(); }
 
 TEST(PathResolver, FindsLowerCasedLocationsAtAnyDepth) {
   const CTempFolder folder;
@@ -92,9 +96,9 @@ TEST(PathResolver, WhatMatchesNothingStaysAsItStands) {
   const CTempFolder folder;
   EXPECT_EQ(Resolve(folder.Wide("Missing/File.tif")), folder.Path("Missing/File.tif"));
   CQvStringA native("before");
-  EXPECT_EQ(QV_ResolvePath(nullptr, &native), -9);
-  EXPECT_EQ(QV_ResolvePath(L"", &native), -9);
-  EXPECT_EQ(QV_ResolvePath(L"x", nullptr), -9);
+  EXPECT_EQ(QV_ResolvePath(nullptr, &native), kQvFailure);
+  EXPECT_EQ(QV_ResolvePath(L"", &native), kQvFailure);
+  EXPECT_EQ(QV_ResolvePath(L"x", nullptr), kQvFailure);
   EXPECT_EQ(native.Str(), "before");
 }
 
@@ -176,12 +180,12 @@ TEST(PathResolver, TenThousandLookupsReadTheFolderOnce) {
   for (int i = 0; i < kFiles; ++i) {
     ASSERT_EQ(::mknod(folder.Path("IMG_" + std::to_string(i) + ".TIF").c_str(), S_IFREG | 0600, 0), 0);
   }
-  const std::uint64_t before = Reads();
+  const std::uint64_t before = CountListingReads();
   for (int i = 0; i < kFiles; ++i) {
     const std::string name = "IMG_" + std::to_string(i) + ".TIF";
     ASSERT_EQ(Resolve(folder.Lower(name)), folder.Path(name));
   }
-  EXPECT_EQ(Reads(), before + 1);
+  EXPECT_EQ(CountListingReads(), before + 1);
 }
 
 TEST(PathResolver, AChangedFolderIsReadAgainHoweverSoon) {
@@ -215,34 +219,26 @@ TEST(PathResolver, ManyThreadsShareAListing) {
   constexpr int kFiles = 400;
   const CTempFolder folder;
   for (int i = 0; i < kFiles; ++i) folder.MakeFile("IMG_" + std::to_string(i));
-  const std::uint64_t before = Reads();
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < kFiles; ++i) EXPECT_TRUE(Opens(folder.Lower("IMG_" + std::to_string(i))));
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(Reads(), before + 1);
+  const std::uint64_t before = CountListingReads();
+  RunThreads(4, [&](int) {
+    for (int i = 0; i < kFiles; ++i) EXPECT_TRUE(Opens(folder.Lower("IMG_" + std::to_string(i))));
+  });
+  EXPECT_EQ(CountListingReads(), before + 1);
 }
 
 TEST(PathResolver, ThreadsThatReadAndChangeDoNotRace) {
   const CTempFolder folder;
   folder.MakeFile("Steady");
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&, t] {
-      for (int i = 0; i < 50; ++i) {
-        const std::string own = "Own" + std::to_string(t) + "_" + std::to_string(i);
-        folder.MakeFile(own);
-        EXPECT_TRUE(Opens(folder.Lower(own)));
-        EXPECT_TRUE(Opens(folder.Lower("Steady")));
-        std::filesystem::remove(folder.Path(own));
-        EXPECT_FALSE(Opens(folder.Lower(own)));
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  RunThreads(4, [&](int thread) {
+    for (int i = 0; i < 50; ++i) {
+      const std::string own = "Own" + std::to_string(thread) + "_" + std::to_string(i);
+      folder.MakeFile(own);
+      EXPECT_TRUE(Opens(folder.Lower(own)));
+      EXPECT_TRUE(Opens(folder.Lower("Steady")));
+      std::filesystem::remove(folder.Path(own));
+      EXPECT_FALSE(Opens(folder.Lower(own)));
+    }
+  });
 }
 
 }  // namespace

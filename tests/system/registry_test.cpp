@@ -1,44 +1,37 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
-#include "system/qvdiag.h"
 #include "system/qvrtti.h"
+#include "system/qvstatus.h"
+#include "tests/support/diag_recorder.h"
+#include "tests/support/temp_folder.h"
 #include "tests/system/components/test_component.h"
 
 namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::UnorderedElementsAre;
 
 CQvStringW ComponentFolder(const char* set) {
   return CQvStringUtils::UTF8toW(std::string(QV_TEST_COMPONENTS "/") + set);
 }
 
-class Registry : public testing::Test {
+class RegistryTest : public testing::Test {
  protected:
-  Registry() {
-    CQvRTTI::Reset();
-    QV_SetDiagSink(
-        [](void* context, const SQvDiagMessage& message) {
-          static_cast<Registry*>(context)->m_notices.emplace_back(message.text);
-        },
-        this);
-  }
-  ~Registry() override {
-    QV_SetDiagSink(nullptr, nullptr);
-    CQvRTTI::Reset();
-  }
+  RegistryTest() { CQvRTTI::Reset(); }
+  ~RegistryTest() override { CQvRTTI::Reset(); }
 
   static std::int32_t Scan(const char* set) { return CQvRTTI::ScanFolder(ComponentFolder(set).c_str()); }
-  bool WasNoticed(const std::wstring& part) const {
-    for (const std::wstring& notice : m_notices) {
-      if (notice.find(part) != std::wstring::npos) return true;
-    }
-    return false;
-  }
+  // The texts of the diagnostics since the last call.
+  std::vector<std::wstring> TakeDiagnostics() { return m_diagnostics.TakeTexts(); }
 
-  std::vector<std::wstring> m_notices;
+ private:
+  qvtest::CDiagRecorder m_diagnostics;
 };
 
 IQvTestCounter* Create(const char* className, std::int32_t line = 1) {
@@ -46,10 +39,10 @@ IQvTestCounter* Create(const char* className, std::int32_t line = 1) {
   return object ? dynamic_cast<IQvTestCounter*>(object) : nullptr;
 }
 
-TEST_F(Registry, FindsTheClassesOfAFolderOnce) {
+TEST_F(RegistryTest, FindsTheClassesOfAFolderOnce) {
   EXPECT_EQ(Scan("good"), 4);
   EXPECT_EQ(Scan("good"), 0);
-  EXPECT_TRUE(m_notices.empty());
+  EXPECT_TRUE(TakeDiagnostics().empty());
   SQvRTTICacheEntry entry;
   ASSERT_TRUE(CQvRTTI::FindClass("CQvTestSingleton", &entry));
   EXPECT_EQ(entry.registration.className.Str(), L"CQvTestSingleton");
@@ -62,7 +55,7 @@ TEST_F(Registry, FindsTheClassesOfAFolderOnce) {
   EXPECT_FALSE(entry.registration.singleton);
 }
 
-TEST_F(Registry, AClassThatIsRegisteredStaysAsItIs) {
+TEST_F(RegistryTest, AClassThatIsRegisteredStaysAsItIs) {
   EXPECT_EQ(Scan("good"), 4);
   EXPECT_EQ(Scan("rival"), 1);
   SQvRTTICacheEntry entry;
@@ -72,7 +65,7 @@ TEST_F(Registry, AClassThatIsRegisteredStaysAsItIs) {
   EXPECT_TRUE(entry.libraryPath.Str().ends_with(L"/librival_component.so"));
 }
 
-TEST_F(Registry, UnknownClassesLeaveTheRecord) {
+TEST_F(RegistryTest, UnknownClassesLeaveTheRecord) {
   SQvRTTICacheEntry entry;
   entry.libraryPath = L"before";
   EXPECT_FALSE(CQvRTTI::FindClass("CQvTestPlain", &entry));
@@ -81,7 +74,7 @@ TEST_F(Registry, UnknownClassesLeaveTheRecord) {
   EXPECT_EQ(entry.libraryPath.Str(), L"before");
 }
 
-TEST_F(Registry, CreatesObjectsWithOneReference) {
+TEST_F(RegistryTest, CreatesObjectsWithOneReference) {
   ASSERT_EQ(Scan("good"), 4);
   const std::int64_t live = QV_GetLiveClassObjects();
   IQvTestCounter* first = Create("CQvTestPlain", 42);
@@ -100,7 +93,7 @@ TEST_F(Registry, CreatesObjectsWithOneReference) {
   CQvRTTI::Release(nullptr);
 }
 
-TEST_F(Registry, NamesACallerWithoutALocation) {
+TEST_F(RegistryTest, NamesACallerWithoutALocation) {
   ASSERT_EQ(Scan("good"), 4);
   IQvInterface* object = CQvRTTI::CreateAndQuery("CQvTestPlain", "IQvTestCounter", SQvFileLine());
   ASSERT_NE(object, nullptr);
@@ -109,7 +102,7 @@ TEST_F(Registry, NamesACallerWithoutALocation) {
   CQvRTTI::Release(object);
 }
 
-TEST_F(Registry, ASingletonIsOneObject) {
+TEST_F(RegistryTest, ASingletonIsOneObject) {
   ASSERT_EQ(Scan("good"), 4);
   IQvTestCounter* first = Create("CQvTestSingleton");
   IQvTestCounter* second = Create("CQvTestSingleton");
@@ -123,7 +116,7 @@ TEST_F(Registry, ASingletonIsOneObject) {
   EXPECT_EQ(QV_GetLiveClassObjects(), live - 1);
 }
 
-TEST_F(Registry, FailuresGiveNoObjectAndLeaveNone) {
+TEST_F(RegistryTest, FailuresGiveNoObjectAndLeaveNone) {
   ASSERT_EQ(Scan("good"), 4);
   const std::int64_t live = QV_GetLiveClassObjects();
   EXPECT_EQ(CQvRTTI::CreateAndQuery("CQvTestUnknown", "IQvTestCounter", SQvFileLine()), nullptr);
@@ -132,41 +125,42 @@ TEST_F(Registry, FailuresGiveNoObjectAndLeaveNone) {
   EXPECT_EQ(CQvRTTI::CreateAndQuery("CQvTestSingleton", "IQvOther", SQvFileLine()), nullptr);
   EXPECT_EQ(CQvRTTI::CreateAndQuery(nullptr, "IQvTestCounter", SQvFileLine()), nullptr);
   EXPECT_EQ(CQvRTTI::CreateAndQuery("CQvTestPlain", nullptr, SQvFileLine()), nullptr);
-  EXPECT_TRUE(m_notices.empty());
+  EXPECT_TRUE(TakeDiagnostics().empty());
   EXPECT_EQ(CQvRTTI::CreateAndQuery("CQvTestThrows", "IQvTestCounter", SQvFileLine()), nullptr);
-  EXPECT_TRUE(WasNoticed(L"CQvTestThrows"));
+  EXPECT_THAT(TakeDiagnostics(), ElementsAre(HasSubstr(L"CQvTestThrows")));
   EXPECT_EQ(QV_GetLiveClassObjects(), live);
 }
 
-TEST_F(Registry, FaultyLibrariesAreReportedAndSkipped) {
+TEST_F(RegistryTest, FaultyLibrariesAreReportedAndSkipped) {
   EXPECT_EQ(Scan("faulty"), 0);
-  EXPECT_EQ(m_notices.size(), 4u);
-  EXPECT_TRUE(WasNoticed(L"libfaulty_unterminated.so: malformed registration data: unterminated"));
-  EXPECT_TRUE(WasNoticed(L"libfaulty_not_xml.so: malformed registration data: not well-formed XML"));
-  EXPECT_TRUE(WasNoticed(L"libfaulty_no_factory.so: no factory for class CQvTestFaulty"));
-  EXPECT_TRUE(WasNoticed(L"libfaulty_unsized.so: malformed registration data"));
+  EXPECT_THAT(TakeDiagnostics(),
+              UnorderedElementsAre(HasSubstr(L"libfaulty_unterminated.so: malformed registration data: unterminated"),
+                                   HasSubstr(L"libfaulty_not_xml.so: malformed registration data: not well-formed XML"),
+                                   HasSubstr(L"libfaulty_no_factory.so: no factory for class CQvTestFaulty"),
+                                   HasSubstr(L"libfaulty_unsized.so: malformed registration data")));
   SQvRTTICacheEntry entry;
   EXPECT_FALSE(CQvRTTI::FindClass("CQvTestFaulty", &entry));
 }
 
-TEST_F(Registry, LeavesAloneWhatIsNoLibrary) {
-  namespace fs = std::filesystem;
-  const fs::path folder = fs::temp_directory_path() / ("qv_registry_test_" + std::to_string(::getpid()));
-  fs::create_directories(folder / "folder.so");
-  std::ofstream(folder / "text.so") << "not a library";
-  std::ofstream(folder / ".so") << "no name";
-  std::ofstream(folder / "empty.so");
-  fs::create_symlink(QV_TEST_COMPONENTS "/good/libgood_component.so", folder / "link.so");
-  fs::create_symlink(QV_TEST_COMPONENTS "/rival/librival_component.so", folder / "rival.so.1");
-  const CQvStringW wide = CQvStringUtils::UTF8toW(folder.string());
-  EXPECT_EQ(CQvRTTI::ScanFolder(wide.c_str()), 4);
-  fs::remove_all(folder);
-  EXPECT_EQ(CQvRTTI::ScanFolder(wide.c_str()), -9);
-  EXPECT_EQ(CQvRTTI::ScanFolder(nullptr), -9);
-  EXPECT_EQ(CQvRTTI::ScanFolder(L""), -9);
+TEST_F(RegistryTest, LeavesAloneWhatIsNoLibrary) {
+  std::wstring path;
+  {
+    const qvtest::CTempFolder folder;
+    folder.MakeFolder("folder.so");
+    folder.MakeFile("text.so", "not a library");
+    folder.MakeFile(".so", "no name");
+    folder.MakeFile("empty.so", "");
+    std::filesystem::create_symlink(QV_TEST_COMPONENTS "/good/libgood_component.so", folder.Path("link.so"));
+    std::filesystem::create_symlink(QV_TEST_COMPONENTS "/rival/librival_component.so", folder.Path("rival.so.1"));
+    path = folder.Wide();
+    EXPECT_EQ(CQvRTTI::ScanFolder(path.c_str()), 4);
+  }
+  EXPECT_EQ(CQvRTTI::ScanFolder(path.c_str()), kQvFailure);
+  EXPECT_EQ(CQvRTTI::ScanFolder(nullptr), kQvFailure);
+  EXPECT_EQ(CQvRTTI::ScanFolder(L""), kQvFailure);
 }
 
-TEST_F(Registry, ObjectsOutliveAReset) {
+TEST_F(RegistryTest, ObjectsOutliveAReset) {
   ASSERT_EQ(Scan("good"), 4);
   IQvTestCounter* object = Create("CQvTestSingleton");
   CQvRTTI::Reset();
@@ -177,12 +171,12 @@ TEST_F(Registry, ObjectsOutliveAReset) {
   EXPECT_EQ(Scan("good"), 4);
 }
 
-TEST_F(Registry, KnowsTheFolderOfTheSystemLibrary) {
+TEST_F(RegistryTest, KnowsTheFolderOfTheSystemLibrary) {
   const std::string folder = CQvStringUtils::WtoUTF8(CQvRTTI::GetLibraryFolder()).Str();
   EXPECT_TRUE(std::filesystem::exists(folder + "/libqvsystem.so")) << folder;
 }
 
-TEST_F(Registry, RecordsAreCopiedAndMoved) {
+TEST_F(RegistryTest, RecordsAreCopiedAndMoved) {
   SQvRTTICacheEntry entry;
   entry.registration.className = L"C";
   entry.registration.parents[8] = L"I";

@@ -2,21 +2,16 @@
 
 #include <atomic>
 #include <string>
-#include <thread>
-#include <vector>
 
-#include "system/qvrtti.h"
+#include "system/qvref.h"
+#include "tests/support/threads.h"
 #include "tests/system/components/test_component.h"
 
 namespace {
 
-constexpr int kThreads = 8;
+using qvtest::RunThreads;
 
-void RunThreads(int threads, void (*work)(int)) {
-  std::vector<std::thread> running;
-  for (int i = 0; i < threads; ++i) running.emplace_back(work, i);
-  for (std::thread& thread : running) thread.join();
-}
+constexpr int kThreads = 8;
 
 void ScanGood() {
   const CQvStringW folder = CQvStringUtils::UTF8toW(std::string(QV_TEST_COMPONENTS "/good"));
@@ -29,10 +24,9 @@ TEST(RegistryThreads, ASingletonIsCreatedAndReleasedByOneThreadAtATime) {
   const std::int64_t live = QV_GetLiveClassObjects();
   RunThreads(kThreads, [](int) {
     for (int i = 0; i < 500; ++i) {
-      IQvInterface* object = CQvRTTI::CreateAndQuery("CQvTestSingleton", "IQvTestCounter", SQvFileLine());
-      ASSERT_NE(object, nullptr);
-      EXPECT_EQ(dynamic_cast<IQvTestCounter*>(object)->CountObjects(), 1);
-      CQvRTTI::Release(object);
+      const auto object = QvCreate<IQvTestCounter>("CQvTestSingleton", "IQvTestCounter", SQvFileLine());
+      ASSERT_TRUE(object);
+      EXPECT_EQ(object->CountObjects(), 1);
     }
   });
   EXPECT_EQ(QV_GetLiveClassObjects(), live);
@@ -46,9 +40,7 @@ TEST(RegistryThreads, ScanningLookingUpAndCreatingDoNotRace) {
       if (thread == 0) ScanGood();
       SQvRTTICacheEntry entry;
       EXPECT_TRUE(CQvRTTI::FindClass("CQvTestPlain", &entry));
-      IQvInterface* object = CQvRTTI::CreateAndQuery("CQvTestPlain", "IQvTestCounter", SQvFileLine());
-      ASSERT_NE(object, nullptr);
-      CQvRTTI::Release(object);
+      EXPECT_TRUE(QvCreate<IQvTestCounter>("CQvTestPlain", "IQvTestCounter", SQvFileLine()));
     }
   });
 }

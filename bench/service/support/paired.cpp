@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <exception>
 #include <limits>
 
 namespace qvbench {
@@ -16,10 +17,10 @@ std::string FormatTime(double seconds) {
   return text;
 }
 
-std::string LimitText(EValue value, double limit) {
+std::string LimitText(EMeasure value, double limit) {
   char text[32];
-  std::snprintf(text, sizeof text, "%s %g%s", value == EValue::SpeedAtLeast ? "at least" : "at most", limit,
-                value == EValue::MillisecondsAtMost ? " ms" : "");
+  std::snprintf(text, sizeof text, "%s %g%s", value == EMeasure::SpeedAtLeast ? "at least" : "at most", limit,
+                value == EMeasure::MillisecondsAtMost ? " ms" : "");
   return text;
 }
 
@@ -41,9 +42,9 @@ class CRowReporter : public benchmark::BenchmarkReporter {
  private:
   static void Print(const Run& run) {
     const auto counter = [&](const char* name) { return run.counters.at(name).value; };
-    const auto value = static_cast<EValue>(static_cast<int>(counter("kind")));
+    const auto value = static_cast<EMeasure>(static_cast<int>(counter("kind")));
     const double measured = counter("value"), limit = counter("limit");
-    const bool holds = value == EValue::SpeedAtLeast ? measured >= limit : measured <= limit;
+    const bool holds = value == EMeasure::SpeedAtLeast ? measured >= limit : measured <= limit;
     std::printf("| %s | %s | %s | %.2f |", run.run_name.function_name.c_str(), FormatTime(counter("ours")).c_str(),
                 FormatTime(counter("bare")).c_str(), measured);
     if (limit == 0) {
@@ -75,13 +76,13 @@ void CPairedRounds::Add(double ours, double bare) {
   m_ours.push_back(ours / m_operations);
   m_bare.push_back(bare / m_operations);
   switch (m_limit.value) {
-    case EValue::RatioAtMost:
+    case EMeasure::RatioAtMost:
       m_values.push_back(ours / bare);
       break;
-    case EValue::SpeedAtLeast:
+    case EMeasure::SpeedAtLeast:
       m_values.push_back(bare / ours);
       break;
-    case EValue::MillisecondsAtMost:
+    case EMeasure::MillisecondsAtMost:
       m_values.push_back((ours - bare) / m_operations * 1e3);
       break;
   }
@@ -97,7 +98,7 @@ void CPairedRounds::Report() {
 
 }  // namespace qvbench
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
   qvbench::KeepFreedMemory();
@@ -105,4 +106,7 @@ int main(int argc, char** argv) {
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
   return 0;
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "%s\n", error.what());
+  return 1;
 }

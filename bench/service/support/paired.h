@@ -9,18 +9,18 @@
 namespace qvbench {
 
 // How the measured value of a row is made of the times of both sides, and which side of the limit is good.
-enum class EValue {
+enum class EMeasure {
   RatioAtMost,        // ours / bare
   SpeedAtLeast,       // bare / ours: how many times as fast as the other side
   MillisecondsAtMost  // ours - bare
 };
 
 struct SLimit {
-  EValue value;
+  EMeasure value;
   double limit;  // 0: none, the row is there to be compared with another
 };
-constexpr SLimit kNoLimit = {EValue::RatioAtMost, 0};
-constexpr SLimit kNoSpeedLimit = {EValue::SpeedAtLeast, 0};
+constexpr SLimit kNoLimit = {EMeasure::RatioAtMost, 0};
+constexpr SLimit kNoSpeedLimit = {EMeasure::SpeedAtLeast, 0};
 
 // The times of a row, one of each side a round. Rounds alternate (A B A B ...), so that a disturbance of the machine
 // meets both sides; what is reported are medians.

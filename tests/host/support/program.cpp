@@ -2,27 +2,22 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
 #include <sys/ioctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <utility>
+
+#include "tests/support/file_bytes.h"
+
+using namespace qvtest;
 
 namespace {
-
-std::string ReadAll(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 // The test's own environment, without what leads to the real user's files, and with `assignments`, which replace: of
 // two values of a name a program reads the first.
@@ -38,13 +33,6 @@ std::vector<std::string> Environment(const std::vector<std::string>& assignments
   }
   environment.insert(environment.end(), assignments.begin(), assignments.end());
   return environment;
-}
-
-std::vector<char*> Pointers(std::vector<std::string>& texts) {
-  std::vector<char*> pointers;
-  for (std::string& text : texts) pointers.push_back(text.data());
-  pointers.push_back(nullptr);
-  return pointers;
 }
 
 }  // namespace
@@ -63,35 +51,15 @@ CProgram::CProcess::CProcess(const CProgram& program, const std::vector<std::str
   const std::string run = "run" + std::to_string(++runs);
   m_out = program.m_folder.Path(run + ".out");
   m_err = err.empty() ? program.m_folder.Path(run + ".err") : err;
-  std::vector<std::string> command = {QVTHUMBS_PROGRAM};
-  command.insert(command.end(), arguments.begin(), arguments.end());
-  std::vector<std::string> environment = Environment(program.m_environment);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, m_out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, m_err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  const int result =
-      posix_spawn(&m_pid, QVTHUMBS_PROGRAM, &actions, nullptr, Pointers(command).data(), Pointers(environment).data());
-  posix_spawn_file_actions_destroy(&actions);
-  if (result != 0) ADD_FAILURE() << "cannot start " << QVTHUMBS_PROGRAM << ": " << std::strerror(result);
+  SCommand command{{QVTHUMBS_PROGRAM}, Environment(program.m_environment), m_out, m_err};
+  command.arguments.insert(command.arguments.end(), arguments.begin(), arguments.end());
+  m_process.emplace(std::move(command));
 }
-
-CProgram::CProcess::~CProcess() {
-  if (m_waited) return;
-  kill(m_pid, SIGKILL);
-  waitpid(m_pid, nullptr, 0);
-}
-
-void CProgram::CProcess::Signal(int number) const { kill(m_pid, number); }
 
 SRunResult CProgram::CProcess::Wait() {
-  int status = 0;
-  waitpid(m_pid, &status, 0);
-  m_waited = true;
+  const int status = m_process->Wait().status;
   const bool isFile = std::filesystem::is_regular_file(m_err);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), ReadAll(m_out),
-          isFile ? ReadAll(m_err) : std::string()};
+  return {status, ReadTextFile(m_out), isFile ? ReadTextFile(m_err) : std::string()};
 }
 
 SRunResult CProgram::Run(const std::vector<std::string>& arguments) { return CProcess(*this, arguments).Wait(); }

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "tests/system/temp_folder.h"
+#include "tests/support/child_process.h"
+#include "tests/support/temp_folder.h"
 
 // What a run of the program left behind.
 struct SRunResult {
@@ -33,22 +35,20 @@ class CProgram {
     CProcess(const CProgram& program, const std::vector<std::string>& arguments, const std::string& err = {});
     CProcess(const CProcess&) = delete;
     CProcess& operator=(const CProcess&) = delete;
-    ~CProcess();
-    void Signal(int number) const;
+    void Signal(int number) const { m_process->Signal(number); }
     SRunResult Wait();
 
    private:
-    int m_pid = -1;
     std::string m_out, m_err;  // files
-    bool m_waited = false;
+    std::optional<qvtest::CChildProcess> m_process;
   };
 
-  const CTempFolder& Folder() const { return m_folder; }
+  const qvtest::CTempFolder& Folder() const { return m_folder; }
   std::string Database() const { return m_folder.Path("cache.db"); }
   std::string DefaultDatabase() const { return m_folder.Path("home/.cache/qvthumbs/OrbThumbCache.db"); }
   void SetEnvironment(const std::string& assignment) { m_environment.push_back(assignment); }
 
  private:
-  CTempFolder m_folder;
+  qvtest::CTempFolder m_folder;
   std::vector<std::string> m_environment;
 };

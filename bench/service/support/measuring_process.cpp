@@ -1,4 +1,4 @@
-#include "bench/service/support/side_process.h"
+#include "bench/service/support/measuring_process.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -9,11 +9,11 @@
 
 namespace qvbench {
 
-CSideProcess::CSideProcess(const std::function<Round()>& prepare) {
+CMeasuringProcess::CMeasuringProcess(const std::function<CRound()>& prepare) {
   int commands[2], answers[2];
-  if (pipe(commands) != 0 || pipe(answers) != 0) GiveUp("no pipe");
+  if (pipe(commands) != 0 || pipe(answers) != 0) Fail("no pipe");
   m_child = fork();
-  if (m_child < 0) GiveUp("no process");
+  if (m_child < 0) Fail("no process");
   if (m_child == 0) {
     close(commands[1]);
     close(answers[0]);
@@ -25,15 +25,15 @@ CSideProcess::CSideProcess(const std::function<Round()>& prepare) {
   m_answers = answers[0];
 }
 
-CSideProcess::~CSideProcess() {
+CMeasuringProcess::~CMeasuringProcess() {
   close(m_commands);
   close(m_answers);
   waitpid(m_child, nullptr, 0);
 }
 
-void CSideProcess::Serve(int commands, int answers, const std::function<Round()>& prepare) {
+void CMeasuringProcess::Serve(int commands, int answers, const std::function<CRound()>& prepare) {
   {
-    const Round round = prepare();
+    const CRound round = prepare();
     char command = 0;
     while (read(commands, &command, 1) == 1) {
       const double seconds = round();
@@ -43,11 +43,11 @@ void CSideProcess::Serve(int commands, int answers, const std::function<Round()>
   std::_Exit(0);
 }
 
-double CSideProcess::RunRound() {
+double CMeasuringProcess::RunRound() {
   const char command = 1;
   double seconds = 0;
   if (write(m_commands, &command, 1) != 1 || read(m_answers, &seconds, sizeof seconds) != sizeof seconds) {
-    GiveUp("the other process ended early");
+    Fail("the other process ended early");
   }
   return seconds;
 }
