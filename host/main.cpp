@@ -5,21 +5,22 @@
 #include "host/output/text.h"
 #include "host/session/diagnostics.h"
 #include "host/session/interrupt.h"
+#include "host/session/sqlite.h"
 
 namespace {
 
-void AddCommands(CLI::App& app, qvhost::SRun& run) {
-  qvhost::AddMakeCommand(app, run);
-  qvhost::AddShowCommand(app, run);
-  qvhost::AddInfoCommand(app, run);
-  qvhost::AddGalleryCommand(app, run);
-  qvhost::AddImportCommand(app, run);
-  qvhost::AddStatsCommand(app, run);
-  qvhost::AddPruneCommand(app, run);
-  qvhost::AddVerifyCommand(app, run);
-  qvhost::AddHistoryCommand(app, run);
-  qvhost::AddExperimentsCommand(app, run);
-  qvhost::AddStoredCommand(app, run);
+void AddCommands(CLI::App& app, qvhost::SOutcome& outcome) {
+  qvhost::AddMakeCommand(app, outcome);
+  qvhost::AddShowCommand(app, outcome);
+  qvhost::AddInfoCommand(app, outcome);
+  qvhost::AddGalleryCommand(app, outcome);
+  qvhost::AddImportCommand(app, outcome);
+  qvhost::AddStatsCommand(app, outcome);
+  qvhost::AddPruneCommand(app, outcome);
+  qvhost::AddVerifyCommand(app, outcome);
+  qvhost::AddHistoryCommand(app, outcome);
+  qvhost::AddExperimentsCommand(app, outcome);
+  qvhost::AddStoredCommand(app, outcome);
 }
 
 std::string VerbList(const CLI::App& app) {
@@ -49,24 +50,25 @@ std::string UsageMessage(const CLI::App* app, const CLI::Error& error) {
 
 int Run(int argc, char** argv) {
   CLI::App app("Thumbnails and text information of microscopy images, and what was acquired when.", "qvthumbs");
-  qvhost::SRun run;
+  qvhost::SOutcome outcome;
+  bool verbose = false;
   app.require_subcommand(1);
   app.fallthrough();
-  app.add_flag("-v,--verbose", run.verbose, "Print what the components report");
+  app.add_flag("-v,--verbose", verbose, "Print what the components report");
   app.set_version_flag("--version", &qvhost::VersionText, "Print the versions of the program and its libraries");
   app.footer(
       "'qvthumbs VERB --help' explains a verb.\n"
       "Exit status: 0 all done, 1 some files failed, 2 wrong use, 130 interrupted.");
   // The flag may stand behind the verb, so the sink is installed once everything is parsed, before the verb runs.
-  app.parse_complete_callback([&run] { qvhost::CDiagnostics::Get().Install(run.verbose); });
+  app.parse_complete_callback([&verbose] { qvhost::CDiagnostics::Get().Install(verbose); });
   app.failure_message(&UsageMessage);
-  AddCommands(app, run);
+  AddCommands(app, outcome);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? qvhost::kExitOk : qvhost::kExitWrongUse;
   }
-  return run.status;
+  return outcome.status;
 }
 
 }  // namespace
@@ -80,7 +82,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "qvthumbs: %s\n", error.what());
     return error.Status();
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "qvthumbs: %s\n", error.what());
+    std::fprintf(stderr, "qvthumbs: %s\n", qvhost::ErrorText(error).c_str());
     return qvhost::kExitWrongUse;
   }
 }

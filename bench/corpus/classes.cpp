@@ -39,7 +39,7 @@ void MakeTinyJpeg(const std::filesystem::path& path) {
   qvtest::WriteFile(path, EncodeJpeg(SRgbImage(1, 1), options));
 }
 
-Bytes PngOf(SRgbImage image) {
+CBytes PngOf(SRgbImage image) {
   SPngImage png;
   png.width = image.width;
   png.height = image.height;

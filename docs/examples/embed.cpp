@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "system/qvfile.h"
+#include "system/qvref.h"
 #include "system/qvrtti.h"
 #include "thumbnailcache/iqvthumbnailcache.h"
 
@@ -50,6 +51,14 @@ double SourceTime(const CQvStringW& path) {
   return created > written ? created : written;
 }
 
+SQvThumbnailDescription Describe(const CQvStringW& path) {
+  SQvThumbnailDescription description;
+  description.location = path;
+  description.lastWritten = SourceTime(path);  // 0 when you do not know
+  description.flags = 0;                       // not 0: rendered without short cuts, kept apart
+  return description;
+}
+
 bool WritePpm(const std::string& path, const SQvPicBuf& picture) {
   std::ofstream file(path, std::ios::binary);
   file << "P6\n" << picture.width << ' ' << picture.height << "\n255\n";
@@ -62,9 +71,9 @@ bool WritePpm(const std::string& path, const SQvPicBuf& picture) {
 
 bool IsPending(std::uint32_t state) { return state == kQvThumbnailQueued || state == kQvThumbnailInWork; }
 
-// Waits until the cache has settled one thumbnail and writes it. `viewer` is any number that is ours alone.
+// Waits until the cache has settled one thumbnail and writes it.
 bool Show(IQvThumbnailCache& cache, CFinished& finished, const SQvThumbnailDescription& wanted, int number) {
-  const std::uint64_t viewer = 1;
+  const std::uint64_t viewer = 1;  // any number that is ours alone
   std::uint32_t state = kQvThumbnailNone;
   SQvPicBuf picture{};
   for (;;) {
@@ -95,30 +104,23 @@ int main(int argc, char** argv) {
 
   // Load: the components lie beside the system library.
   CQvRTTI::ScanFolder(CQvRTTI::GetLibraryFolder().c_str());
-  IQvInterface* object =
-      CQvRTTI::CreateAndQuery("CQvThumbnailCacheImpl", "IQvThumbnailCache", SQvFileLine(__FILE__, __LINE__));
-  auto* cache = dynamic_cast<IQvThumbnailCache*>(object);
+  const auto cache =
+      QvCreate<IQvThumbnailCache>("CQvThumbnailCacheImpl", "IQvThumbnailCache", SQvFileLine(__FILE__, __LINE__));
   if (!cache) {
     std::fprintf(stderr, "The thumbnail cache is not installed.\n");
     return 1;
   }
 
   // Open. The reason of a failure goes to the diagnostics: to standard error, or to the host's own sink.
-  if (cache->OpenDatabase(CQvStringUtils::UTF8toW(argv[1]).c_str()) != 0) {
-    CQvRTTI::Release(object);
-    return 1;
-  }
+  if (cache->OpenDatabase(CQvStringUtils::UTF8toW(argv[1]).c_str()) != 0) return 1;
+  cache->SetThumbnailBox(480, 180, false);  // the box of standard thumbnails, width and height in pixels
+  cache->SetCacheLimit(2000);               // how many thumbnails keep their pixels in memory
 
-  // Listen, then request: the whole list at once, to be made in the background.
+  // Listen, then request: the whole list in one call, to be made in the background.
   CFinished finished;
   const QvThumbnailListener listener = cache->AddListener(&CFinished::OnFinished, &finished);
   std::vector<SQvThumbnailDescription> wanted;
-  for (int i = 2; i < argc; ++i) {
-    SQvThumbnailDescription description;
-    description.location = CQvStringUtils::UTF8toW(argv[i]);
-    description.lastWritten = SourceTime(description.location);
-    wanted.push_back(description);
-  }
+  for (int i = 2; i < argc; ++i) wanted.push_back(Describe(CQvStringUtils::UTF8toW(argv[i])));
   cache->RequestThumbnails(0, wanted.data(), static_cast<std::uint32_t>(wanted.size()), 0, true);
 
   // Get, show, release.
@@ -130,6 +132,5 @@ int main(int argc, char** argv) {
   // Close. The workers have ended when CloseDatabase returns; only then is it safe to destroy what listeners use.
   cache->RemoveListener(listener);
   cache->CloseDatabase();
-  CQvRTTI::Release(object);
   return allGood ? 0 : 1;
 }

@@ -66,7 +66,7 @@ void CThumbnailCache::StampUse(SThumbnailEntry* entry) noexcept {
 void CThumbnailCache::FreePicture(SThumbnailEntry* entry) {
   if (!entry->HasPicture()) return;
   m_shownPictures.Discard(entry);
-  ChangePictureCount(-1);
+  m_pictureCount.Add(-1);
 }
 
 std::uint32_t CThumbnailCache::Lookup(std::uint64_t referrer, const SQvThumbnailDescription& desc, bool highQuality,

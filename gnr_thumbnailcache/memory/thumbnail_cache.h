@@ -9,6 +9,7 @@
 
 #include "gnr_thumbnailcache/base/locking.h"
 #include "gnr_thumbnailcache/memory/eviction_order.h"
+#include "gnr_thumbnailcache/memory/picture_count.h"
 #include "gnr_thumbnailcache/memory/request_queue.h"
 #include "gnr_thumbnailcache/memory/shown_pictures.h"
 #include "gnr_thumbnailcache/memory/thumbnail_entry.h"
@@ -27,7 +28,7 @@
 //  - the queue holds pointers to entries of the map only, each as often as the entry's queueCount says;
 //  - an entry is in the eviction order exactly when it is unreferenced, ready or stale, and not in work, and the order
 //    is by last use, then by key;
-//  - the picture count is the number of entries with pixels and of pictures that works add to entries without; when
+// - the picture count is the number of entries with pixels and of pictures that works add to entries without; when
 //    nothing is in work, the former alone;
 //  - an entry in work is changed only by the thread that publishes it, but for its references, its owner and, when a
 //    database location is released with another time, its time and its state;
@@ -65,6 +66,9 @@ class CThumbnailCache {
   // Empties the queue and frees the entries that are neither referenced nor in work.
   void Purge() QV_EXCLUDES(m_mutex);
 
+  // For the works that take entries of this cache.
+  CPictureCount& PictureCount() noexcept { return m_pictureCount; }
+
   // Takes the description's entry for work on the calling thread, when there is something to do for it. Then, as after
   // every taking, evicts pictures above the limit.
   bool TakeNow(const SQvThumbnailDescription& desc, CThumbnailWork* work) QV_EXCLUDES(m_mutex);
@@ -82,7 +86,6 @@ class CThumbnailCache {
   void Publish(CThumbnailWork& work, EPublish what) QV_EXCLUDES(m_mutex);
 
  private:
-  friend class CThumbnailWork;
   friend class CThumbnailCacheForTest;
 
   using CCacheMap = std::map<std::wstring, std::unique_ptr<SThumbnailEntry>>;
@@ -108,10 +111,6 @@ class CThumbnailCache {
   void Evict() QV_REQUIRES(m_mutex);
   void FreePicture(SThumbnailEntry* entry) QV_REQUIRES(m_mutex);
   void PublishPicture(CThumbnailWork& work) QV_REQUIRES(m_mutex);
-  // A picture counts from the moment that a work gets its pixels, not from its publication: threads that make pictures
-  // at the same time then see each other's when they evict.
-  void CountPictureInWork(std::int32_t change) noexcept QV_EXCLUDES(m_mutex);
-  void ChangePictureCount(std::int32_t change) noexcept QV_REQUIRES(m_mutex) { m_pictureCount += change; }
 
   CMutex m_mutex;  // the service mutex
   CMutex m_queueMutex QV_TSA(acquired_after(m_mutex));
@@ -124,8 +123,7 @@ class CThumbnailCache {
   CEvictionOrder m_evictionOrder QV_GUARDED_BY(m_mutex);
   CShownPictures m_shownPictures QV_GUARDED_BY(m_mutex);
   std::uint64_t m_useCounter QV_GUARDED_BY(m_mutex) = 0;
-  // Signed: two works that both drop the picture of one entry take it below its final value until they are published.
-  std::int64_t m_pictureCount QV_GUARDED_BY(m_mutex) = 0;
+  CPictureCount m_pictureCount;
   int m_waitingWorkers QV_GUARDED_BY(m_mutex) = 0;
   // Called by a worker between finding nothing to do and waiting, with the service mutex held.
   std::atomic<void (*)()> m_beforeWaitForTest{nullptr};

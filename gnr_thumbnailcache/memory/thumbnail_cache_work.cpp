@@ -172,16 +172,11 @@ void CThumbnailCache::PublishPicture(CThumbnailWork& work) {
     entry->picture = work.DetachPicture();
   }
   const int after = entry->HasPicture() ? 1 : 0;
-  ChangePictureCount(after - before - work.m_counted);
-}
-
-void CThumbnailCache::CountPictureInWork(std::int32_t change) noexcept {
-  const CLockGuard lock(m_mutex);
-  ChangePictureCount(change);
+  m_pictureCount.Add(after - before - work.m_counted);
 }
 
 void CThumbnailCache::Evict() {
-  while (m_pictureCount > std::int64_t{m_cacheLimit}) {
+  while (m_pictureCount.Get() > std::int64_t{m_cacheLimit}) {
     SThumbnailEntry* victim = m_evictionOrder.First();
     if (!victim) return;
     SetState(victim, kQvThumbnailDormant);

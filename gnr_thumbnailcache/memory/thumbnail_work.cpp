@@ -1,6 +1,5 @@
 #include "gnr_thumbnailcache/memory/thumbnail_work.h"
 
-#include "gnr_thumbnailcache/memory/thumbnail_cache.h"
 #include "system/qvstatus.h"
 
 void CThumbnailWork::Borrow(SThumbnailEntry* entry) {
@@ -22,7 +21,7 @@ void CThumbnailWork::FreeOwnPicture() noexcept {
 
 void CThumbnailWork::CountPicture(std::int32_t change) noexcept {
   m_counted += change;
-  m_cache.CountPictureInWork(change);
+  m_pictureCount.Add(change);
 }
 
 bool CThumbnailWork::ReinitPicture(std::uint32_t width, std::uint32_t height, std::uint32_t bpc) {

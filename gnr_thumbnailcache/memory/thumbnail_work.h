@@ -1,5 +1,6 @@
 #pragma once
 
+#include "gnr_thumbnailcache/memory/picture_count.h"
 #include "gnr_thumbnailcache/memory/thumbnail_entry.h"
 
 class CThumbnailCache;
@@ -10,7 +11,9 @@ class CThumbnailCache;
 // with the old one when the copy is published.
 class CThumbnailWork : public SThumbnailFields {
  public:
-  explicit CThumbnailWork(CThumbnailCache& cache) noexcept : m_cache(cache) { CQvPicBufAPI::Init(&picture); }
+  explicit CThumbnailWork(CPictureCount& pictureCount) noexcept : m_pictureCount(pictureCount) {
+    CQvPicBufAPI::Init(&picture);
+  }
   CThumbnailWork(const CThumbnailWork&) = delete;
   CThumbnailWork& operator=(const CThumbnailWork&) = delete;
   ~CThumbnailWork() { FreeOwnPicture(); }
@@ -41,9 +44,9 @@ class CThumbnailWork : public SThumbnailFields {
   void FreeOwnPicture() noexcept;
   void CountPicture(std::int32_t change) noexcept;
 
-  CThumbnailCache& m_cache;
+  CPictureCount& m_pictureCount;
   SThumbnailEntry* m_entry = nullptr;
-  // What this work added to the cache's count of pictures so far.
+  // What this work added to the count so far.
   std::int32_t m_counted = 0;
   // Whether `picture` is the entry's, or none at all.
   bool m_onLoan = true;

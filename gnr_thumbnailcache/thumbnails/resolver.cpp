@@ -32,7 +32,7 @@ void ResolveNow(const SQvThumbnailDescription* descs, std::uint32_t count, CThum
                 CThumbnailResolver& resolver) {
   const CQvRef<IQvImageFormatManager> manager = CreateFormatManager();
   for (std::uint32_t i = 0; i < count; ++i) {
-    CThumbnailWork work(cache);
+    CThumbnailWork work(cache.PictureCount());
     if (!cache.TakeNow(descs[i], &work)) continue;
     resolver.Resolve(work, manager.Get());
     cache.Publish(work, CThumbnailCache::EPublish::Picture);

@@ -31,7 +31,7 @@ void* CThumbnailWorkers::RunWorker(void* workers) {
 
 void CThumbnailWorkers::ThumbnailWorker() {
   const CQvRef<IQvImageFormatManager> manager = CreateFormatManager();
-  CThumbnailWork work(m_cache);
+  CThumbnailWork work(m_cache.PictureCount());
   while (m_cache.WaitAndTake(&work)) {
     m_resolver.Resolve(work, manager.Get());
     m_cache.Publish(work, CThumbnailCache::EPublish::Everything);

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <limits>
 
-#include "host/output/text.h"
 #include "system/qvdatetime.h"
 
 namespace qvhost {
@@ -19,12 +18,35 @@ void AddDatabaseOptions(CLI::App* command, SDatabaseOptions* options) {
 
 void AddJsonOption(CLI::App* command, bool* json) { command->add_flag("--json", *json, "Print JSON"); }
 
-void AddQualityOption(CLI::App* command, std::string* quality) {
+void AddQualityOption(CLI::App* command, bool* highQuality) {
   command
-      ->add_option("--quality", *quality,
-                   "standard (default, fits 480 x 180 pixels) or high (fits 640 x 240 pixels, averages more carefully)")
-      ->check(CLI::IsMember({"standard", "high"}).description(""))
+      ->add_option_function<std::string>(
+          "--quality", [highQuality](const std::string& quality) { *highQuality = quality == "high"; },
+          "standard (default, fits 480 x 180 pixels) or high (fits 640 x 240 pixels, averages more carefully)")
+      ->check(Unmentioned(CLI::IsMember({"standard", "high"})))
       ->type_name("standard|high");
+}
+
+void AddRecursiveOption(CLI::App* command, bool* recursive) {
+  command->add_flag("-r,--recursive", *recursive, "Also the folders below");
+}
+
+void PrintList(bool json, const CJson& document, const CTable& table, const std::string& nothing) {
+  if (json) {
+    PrintJson(document);
+  } else if (table.IsEmpty()) {
+    std::printf("%s\n", nothing.c_str());
+  } else {
+    table.Print();
+  }
+}
+
+CHostError NoSuchExperiment(int id, int status) {
+  return CHostError(fmt::format("there is no experiment {}; 'qvthumbs experiments list' lists them", id), status);
+}
+
+CHostError NoSuchStoredItem(int id, int status) {
+  return CHostError(fmt::format("there is no stored item {}; 'qvthumbs stored tree' lists them", id), status);
 }
 
 void AddTimeRangeOptions(CLI::App* command, STimeRange* range) {
@@ -47,9 +69,9 @@ double STimeRange::To() const {
   return until.empty() ? std::numeric_limits<double>::max() : ParseTime(until, "--until");
 }
 
-void ReportFailure(SRun& run, const std::string& name, const std::string& reason) {
+void ReportFailure(SOutcome& outcome, const std::string& name, const std::string& reason) {
   std::fprintf(stderr, "qvthumbs: %s: %s\n", Printable(name).c_str(), reason.c_str());
-  run.status = kExitSomeFailed;
+  outcome.status = kExitSomeFailed;
 }
 
 }  // namespace qvhost

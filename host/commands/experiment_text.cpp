@@ -9,11 +9,9 @@
 namespace qvhost {
 namespace {
 
-constexpr std::size_t kListed = 12;  // positions that are printed one by one
-
 struct SLoopName {
-  const char* text;
-  const char* brief;
+  const char* label;
+  const char* abbreviation;
   const char* key;
 };
 
@@ -63,18 +61,20 @@ std::string WavelengthText(double excitation, double emission) {
 }
 
 void PrintPositions(const std::vector<SQvStagePosition>& positions, const std::string& indent) {
-  for (std::size_t i = 0; i < positions.size() && i < kListed; ++i) {
+  for (std::size_t i = 0; i < positions.size() && i < kMaxListed; ++i) {
     const SQvStagePosition& position = positions[i];
     std::printf("%s%s  (%s, %s, %s) µm\n", indent.c_str(),
                 position.name.IsEmpty() ? fmt::format("{}", i + 1).c_str() : Printable(position.name).c_str(),
                 FormatNumber(position.x).c_str(), FormatNumber(position.y).c_str(), FormatNumber(position.z).c_str());
   }
-  if (positions.size() > kListed) std::printf("%s… and %zu more\n", indent.c_str(), positions.size() - kListed);
+  if (positions.size() > kMaxListed) {
+    std::printf("%s%s\n", indent.c_str(), FormatOmitted(positions.size(), "positions").c_str());
+  }
 }
 
 void PrintLevel(const SQvExperiment& level, std::size_t depth) {
   const std::string indent(2 * depth, ' ');
-  std::printf("%s%s: %u%s\n", indent.c_str(), NameOf(level.loopType).text, CQvExperimentAPI::GetLoopSize(&level),
+  std::printf("%s%s: %u%s\n", indent.c_str(), NameOf(level.loopType).label, CQvExperimentAPI::GetLoopSize(&level),
               StepText(level).c_str());
   PrintPositions(level.positions, indent + "    ");
   for (const SQvExperimentChannel& channel : level.channels) {
@@ -116,7 +116,7 @@ std::string SummarizeLoops(const SQvExperiment& experiment) {
   std::string text;
   for (const SQvExperiment* level = &experiment; level;
        level = level->subExperiments.empty() ? nullptr : level->subExperiments.front()) {
-    text += fmt::format("{}{} {}", text.empty() ? "" : " x ", NameOf(level->loopType).brief,
+    text += fmt::format("{}{} {}", text.empty() ? "" : " x ", NameOf(level->loopType).abbreviation,
                         CQvExperimentAPI::GetLoopSize(level));
   }
   return text;

@@ -24,12 +24,12 @@ struct SArguments {
   bool json = false;
 };
 
-struct SStoredExperiment {
+struct SExperimentRow {
   CExperimentPtr experiment;  // null: no such experiment
   SQvPicturePlanes planes;
   double time = 0.0;
 
-  SStoredExperiment(IQvThumbnailCache& service, int id) {
+  SExperimentRow(IQvThumbnailCache& service, int id) {
     SQvExperiment* read = nullptr;
     service.ReadExperiment(&read, &planes, &time, id);
     experiment.reset(read);
@@ -49,7 +49,7 @@ bool AddOne(const SArguments& arguments, CSession& session, const std::string& f
   const std::int32_t result = session.Service().WriteExperiment(image.experiment.get(), &image.planes,
                                                                 image.acquisitionTime, arguments.stored, &id);
   if (result != kQvOk) {
-    *reason = fmt::format("the database did not take it: {}", CDiagnostics::Get().Take());
+    *reason = fmt::format("the database did not take it: {}", CDiagnostics::Get().TakeMessages());
     return false;
   }
   *entry = {{"file", path},
@@ -59,18 +59,18 @@ bool AddOne(const SArguments& arguments, CSession& session, const std::string& f
   return true;
 }
 
-void Add(const SArguments& arguments, SRun& run) {
+void Add(const SArguments& arguments, SOutcome& outcome) {
   CSession session;
   session.Open(arguments.database);
   if (arguments.stored >= 0 && !CStoredItems(session.DatabasePath()).Find(arguments.stored)) {
-    throw CHostError(fmt::format("there is no stored item {}; 'qvthumbs stored tree' lists them", arguments.stored));
+    throw NoSuchStoredItem(arguments.stored, kExitWrongUse);
   }
   CJson document = CJson::array();
   for (const std::string& file : arguments.files) {
     CJson entry;
     std::string reason;
     if (!AddOne(arguments, session, file, &entry, &reason)) {
-      ReportFailure(run, file, reason);
+      ReportFailure(outcome, file, reason);
       continue;
     }
     if (!arguments.json) {
@@ -82,15 +82,11 @@ void Add(const SArguments& arguments, SRun& run) {
   if (arguments.json) PrintJson(document);
 }
 
-void Show(const SArguments& arguments, SRun&) {
+void Show(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database, true);
-  const SStoredExperiment stored(session.Service(), arguments.experiment);
-  if (!stored.experiment) {
-    throw CHostError(
-        fmt::format("there is no experiment {}; 'qvthumbs experiments list' lists them", arguments.experiment),
-        kExitSomeFailed);
-  }
+  session.OpenExisting(arguments.database);
+  const SExperimentRow stored(session.Service(), arguments.experiment);
+  if (!stored.experiment) throw NoSuchExperiment(arguments.experiment, kExitSomeFailed);
   if (arguments.json) {
     CJson document = {{"experiment", arguments.experiment}, {"acquired", JsonTime(stored.time)}};
     document["loops"] = ExperimentJson(*stored.experiment, stored.planes);
@@ -105,19 +101,17 @@ void Show(const SArguments& arguments, SRun&) {
 std::vector<int> ListedIDs(const SArguments& arguments, CSession& session) {
   if (arguments.stored < 0) return CBookkeepingRows(session.DatabasePath()).ExperimentIDs();
   std::vector<int> ids;
-  if (session.Service().GetExperimentIDsByStoredID(arguments.stored, &ids) != kQvOk) {
-    throw CHostError("the experiments cannot be read: " + CDiagnostics::Get().Take());
-  }
+  RequireOk(session.Service().GetExperimentIDsByStoredID(arguments.stored, &ids), "the experiments cannot be read");
   return ids;
 }
 
-void List(const SArguments& arguments, SRun&) {
+void List(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database, true);
+  session.OpenExisting(arguments.database);
   CTable table({"ID", "Acquired", "Loops", "Planes"}, {true, false, false, true});
   CJson document = CJson::array();
   for (const int id : ListedIDs(arguments, session)) {
-    const SStoredExperiment stored(session.Service(), id);
+    const SExperimentRow stored(session.Service(), id);
     if (!stored.experiment) continue;
     const std::string loops = SummarizeLoops(*stored.experiment);
     document.push_back({{"experiment", id},
@@ -126,61 +120,47 @@ void List(const SArguments& arguments, SRun&) {
                         {"planes", stored.planes.planes.size()}});
     table.Add({std::to_string(id), FormatTime(stored.time), loops, std::to_string(stored.planes.planes.size())});
   }
-  if (arguments.json) {
-    PrintJson(document);
-  } else if (table.IsEmpty()) {
-    std::printf("no experiments\n");
-  } else {
-    table.Print();
-  }
+  PrintList(arguments.json, document, table, "no experiments");
 }
 
-void AddAdd(CLI::App* parent, SRun& run) {
-  const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = parent->add_subcommand("add", "Store the experiments of image files; equal ones are stored once");
-  AddDatabaseOptions(command, &arguments->database);
-  AddJsonOption(command, &arguments->json);
-  command->add_option("--stored", arguments->stored, "The stored item that the experiments belong to")
-      ->check(CLI::Validator(CLI::NonNegativeNumber).description(""))
-      ->type_name("ID");
-  command->add_option("files", arguments->files, "Image files")->required()->type_name("FILE");
-  command->footer("Example:\n  qvthumbs experiments add timelapse.ome.tif");
-  command->callback([arguments, &run] { Add(*arguments, run); });
+void AddStoredOption(CLI::App* command, int* stored, const char* description) {
+  command->add_option("--stored", *stored, description)->check(Unmentioned(CLI::NonNegativeNumber))->type_name("ID");
 }
 
-void AddShow(CLI::App* parent, SRun& run) {
+void AddAddVerb(CLI::App* parent, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = parent->add_subcommand("show", "Print one experiment with its loops and channels");
-  AddDatabaseOptions(command, &arguments->database);
-  AddJsonOption(command, &arguments->json);
-  command->add_option("id", arguments->experiment, "The experiment's number")->required()->type_name("ID");
-  command->footer("Example:\n  qvthumbs experiments show 3");
-  command->callback([arguments, &run] { Show(*arguments, run); });
+  CLI::App* command = AddVerb(parent, "add", "Store the experiments of image files; equal ones are stored once",
+                              "qvthumbs experiments add timelapse.ome.tif", arguments,
+                              [&outcome](const SArguments& given) { Add(given, outcome); });
+  AddStoredOption(command, &arguments->stored, "The stored item that the experiments belong to");
+  AddRequired(command, "files", &arguments->files, "Image files", "FILE");
 }
 
-void AddList(CLI::App* parent, SRun& run) {
+void AddShowVerb(CLI::App* parent) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = parent->add_subcommand("list", "List the experiments");
-  AddDatabaseOptions(command, &arguments->database);
-  AddJsonOption(command, &arguments->json);
-  command->add_option("--stored", arguments->stored, "Only those of this stored item")
-      ->check(CLI::Validator(CLI::NonNegativeNumber).description(""))
-      ->type_name("ID");
-  command->footer("Example:\n  qvthumbs experiments list --json");
-  command->callback([arguments, &run] { List(*arguments, run); });
+  CLI::App* command = AddVerb(parent, "show", "Print one experiment with its loops and channels",
+                              "qvthumbs experiments show 3", arguments, &Show);
+  AddRequired(command, "id", &arguments->experiment, "The experiment's number", "ID");
+}
+
+void AddListVerb(CLI::App* parent) {
+  const auto arguments = std::make_shared<SArguments>();
+  CLI::App* command =
+      AddVerb(parent, "list", "List the experiments", "qvthumbs experiments list --json", arguments, &List);
+  AddStoredOption(command, &arguments->stored, "Only those of this stored item");
 }
 
 }  // namespace
 
-void AddExperimentsCommand(CLI::App& app, SRun& run) {
+void AddExperimentsCommand(CLI::App& app, SOutcome& outcome) {
   CLI::App* command = app.add_subcommand("experiments", "How images were acquired: loops, positions, channels");
   command->require_subcommand(1);
   command->footer(
       "Example: store the experiment of an image, then look at it\n"
       "  qvthumbs experiments add timelapse.ome.tif\n  qvthumbs experiments show 1");
-  AddAdd(command, run);
-  AddShow(command, run);
-  AddList(command, run);
+  AddAddVerb(command, outcome);
+  AddShowVerb(command);
+  AddListVerb(command);
 }
 
 }  // namespace qvhost

@@ -9,7 +9,6 @@
 #include "host/files/file_jobs.h"
 #include "host/files/image_file.h"
 #include "host/output/progress.h"
-#include "host/output/text.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
 #include "host/thumbnails/thumbnail_maker.h"
@@ -17,21 +16,20 @@
 namespace qvhost {
 namespace {
 
+constexpr const char* kInterrupted = "interrupted; no gallery was written";
+
 struct SArguments {
   SDatabaseOptions database;
   std::vector<std::string> paths;
   std::string output = "gallery.html";
   std::string title = "Thumbnails";
-  std::string quality = "standard";
-  bool recursive = false;
-
-  bool IsHighQuality() const { return quality == "high"; }
+  bool highQuality = false, recursive = false;
 };
 
 // Remembers what could not be made, to say so in the picture's place.
-class CFailureNotes : public IThumbnailObserver {
+class CFailureCollector : public IThumbnailObserver {
  public:
-  explicit CFailureNotes(std::int64_t total) : m_progress(total, false) {}
+  explicit CFailureCollector(std::int64_t total) : m_progress(total, false) {}
 
   void OnThumbnail(const SThumbnailJob& job, bool, const SQvPicBuf&) override { m_progress.Update(++m_done, job.name); }
   void OnFailed(const std::string& name, const std::string& reason) override {
@@ -59,7 +57,7 @@ class CGallery {
         m_page(arguments.output, arguments.title) {}
 
   void Add(const std::string& path, const SQvThumbnailDescription& description, const std::string& reason) {
-    if (CInterrupt::Requested()) throw CHostError("interrupted; no gallery was written", kExitInterrupted);
+    CInterrupt::ThrowIfRequested(kInterrupted);
     SGalleryEntry entry;
     entry.path = path;
     entry.jpeg = reason.empty() ? m_rows.ReadJpeg(description) : std::string();
@@ -69,15 +67,17 @@ class CGallery {
     ++m_count;
   }
 
+  bool HasThumbnail(const SQvThumbnailDescription& description) { return m_rows.Find(description).has_value(); }
+
   // Every thumbnail that the database holds.
   void AddAllRows() {
-    const CSqlite db = OpenForReading(m_session.DatabasePath());
-    CStatement rows = db.Prepare("SELECT filename FROM cache WHERE flags = ?1 ORDER BY filename");
-    rows.Bind(1, static_cast<std::int64_t>(m_arguments.IsHighQuality()));
-    while (rows.Step()) {
+    const SQLite::Database db = OpenForReading(m_session.DatabasePath());
+    SQLite::Statement rows(db, "SELECT filename FROM cache WHERE flags = ?1 ORDER BY filename");
+    rows.bind(1, static_cast<int>(m_arguments.highQuality));
+    while (rows.executeStep()) {
       SQvThumbnailDescription description;
-      description.location = CQvStringUtils::UTF8toW(rows.Text(0));
-      description.flags = m_arguments.IsHighQuality();
+      description.location = CQvStringUtils::UTF8toW(rows.getColumn(0).getString());
+      description.flags = m_arguments.highQuality;
       Add(RealPath(description.location), description, "");
     }
   }
@@ -96,58 +96,62 @@ class CGallery {
 };
 
 // Makes what is missing, then shows all.
-void AddFiles(const SArguments& arguments, CSession& session, CGallery& gallery, SRun& run) {
+void AddFiles(const SArguments& arguments, CSession& session, CGallery& gallery, SOutcome& outcome) {
   const SFoundFiles found = FindImageFiles(arguments.paths, arguments.recursive);
-  for (const auto& [path, reason] : found.problems) ReportFailure(run, path, reason);
-  CFileJobs jobs(found.files, arguments.IsHighQuality(), session.DatabasePath());
+  for (const auto& [path, reason] : found.problems) ReportFailure(outcome, path, reason);
+  CFileJobs jobs(found.files, arguments.highQuality, session.DatabasePath());
   SMakeOptions options;
-  options.highQuality = arguments.IsHighQuality();
-  CFailureNotes notes(jobs.Count());
-  if (!CThumbnailMaker(session, jobs, notes, options).Run()) {
-    throw CHostError("interrupted; no gallery was written", kExitInterrupted);
+  options.highQuality = arguments.highQuality;
+  CFailureCollector failures(jobs.Count());
+  if (!CThumbnailMaker(session, jobs, failures, options).Run()) {
+    throw CHostError(kInterrupted, kExitInterrupted);
   }
   for (const std::string& file : found.files) {
     SQvThumbnailDescription description;
     std::string reason;
-    if (!DescribeFile(file, arguments.IsHighQuality(), &description, &reason)) {
+    if (!DescribeFile(file, arguments.highQuality, &description, &reason)) {
       gallery.Add(AbsolutePath(file), description, reason);
       continue;
     }
-    const bool made = CCacheRows(session.DatabasePath()).Find(description).has_value();
-    gallery.Add(AbsolutePath(file), description, made ? "" : notes.ReasonOf(file));
+    gallery.Add(AbsolutePath(file), description, gallery.HasThumbnail(description) ? "" : failures.ReasonOf(file));
   }
-  if (!notes.IsEmpty()) run.status = kExitSomeFailed;
+  if (!failures.IsEmpty()) outcome.status = kExitSomeFailed;
 }
 
-void MakeGallery(const SArguments& arguments, SRun& run) {
+void MakeGallery(const SArguments& arguments, SOutcome& outcome) {
   CSession session;
-  session.Open(arguments.database, arguments.paths.empty());
+  const bool ofDatabase = arguments.paths.empty();
+  if (ofDatabase) {
+    session.OpenExisting(arguments.database);
+  } else {
+    session.Open(arguments.database);
+  }
   CGallery gallery(arguments, session);
-  if (arguments.paths.empty()) {
+  if (ofDatabase) {
     gallery.AddAllRows();
   } else {
-    AddFiles(arguments, session, gallery, run);
+    AddFiles(arguments, session, gallery, outcome);
   }
   gallery.Finish();
 }
 
 }  // namespace
 
-void AddGalleryCommand(CLI::App& app, SRun& run) {
+void AddGalleryCommand(CLI::App& app, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = app.add_subcommand("gallery", "Write an HTML page of thumbnails");
   AddDatabaseOptions(command, &arguments->database);
   command->add_option("-o,--output", arguments->output, "The page to write (default: gallery.html)")
       ->type_name("OUT.html");
   command->add_option("--title", arguments->title, "The page's title")->type_name("TEXT");
-  command->add_flag("-r,--recursive", arguments->recursive, "Also the folders below");
-  AddQualityOption(command, &arguments->quality);
+  AddRecursiveOption(command, &arguments->recursive);
+  AddQualityOption(command, &arguments->highQuality);
   command->add_option("paths", arguments->paths, "Image files, and folders of them (default: all of the database)")
       ->type_name("PATH");
   command->footer(
       "The page needs no other file: the thumbnails lie in it. Missing ones are made first.\n\n"
       "Example:\n  qvthumbs gallery -o images.html ~/images");
-  command->callback([arguments, &run] { MakeGallery(*arguments, run); });
+  command->callback([arguments, &outcome] { MakeGallery(*arguments, outcome); });
 }
 
 }  // namespace qvhost

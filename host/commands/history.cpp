@@ -1,18 +1,14 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 
 #include "host/commands/command.h"
 #include "host/commands/history_add.h"
-#include "host/files/image_file.h"
-#include "host/output/json.h"
-#include "host/output/text.h"
+#include "host/commands/history_records.h"
 #include "host/session/bookkeeping_rows.h"
 #include "host/session/diagnostics.h"
 #include "host/session/session.h"
-#include "system/qvstatus.h"
 
 namespace qvhost {
 namespace {
@@ -25,59 +21,38 @@ struct SArguments {
   bool json = false;
 };
 
-struct SRecord {
-  double time;
-  int experiment;
-  std::string file;
-};
-
-std::vector<SRecord> ReadRecords(CSession& session, const SArguments& arguments) {
-  std::vector<int> experiments;
-  std::vector<double> times;
-  std::vector<CQvStringW> files;
+std::vector<SHistoryRecord> ReadRecordsByTime(CSession& session, const SArguments& arguments) {
   const CQvStringW user = CQvStringUtils::UTF8toW(arguments.user);
-  if (session.Service().ReadHistory(user.c_str(), arguments.range.From(), arguments.range.To(), &experiments, &times,
-                                    &files) != kQvOk) {
-    throw CHostError("the history cannot be read: " + CDiagnostics::Get().Take());
-  }
-  std::vector<SRecord> records;
-  for (std::size_t i = 0; i < times.size(); ++i) {
-    records.push_back({times[i], experiments[i], CQvStringUtils::WtoUTF8(files[i]).Str()});
-  }
-  std::sort(records.begin(), records.end(),
-            [](const SRecord& a, const SRecord& b) { return a.time != b.time ? a.time < b.time : a.file < b.file; });
+  std::vector<SHistoryRecord> records = ReadHistory(session, user, arguments.range.From(), arguments.range.To());
+  std::sort(records.begin(), records.end(), [](const SHistoryRecord& a, const SHistoryRecord& b) {
+    return a.time != b.time ? a.time < b.time : a.file < b.file;
+  });
   return records;
 }
 
 void List(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database, true);
+  session.OpenExisting(arguments.database);
   CTable table({"Acquired", "Experiment", "File"}, {false, true, false});
   CJson document = CJson::array();
-  for (const SRecord& record : ReadRecords(session, arguments)) {
+  for (const SHistoryRecord& record : ReadRecordsByTime(session, arguments)) {
     const CJson experiment = record.experiment != 0 ? CJson(record.experiment) : CJson(nullptr);
-    document.push_back({{"acquired", JsonTime(record.time)}, {"experiment", experiment}, {"file", record.file}});
+    document.push_back(
+        {{"acquired", JsonTime(record.time)}, {"experiment", experiment}, {"file", JsonText(record.file)}});
     table.Add({FormatTime(record.time), record.experiment != 0 ? std::to_string(record.experiment) : "-",
                Printable(record.file)});
   }
-  if (arguments.json) {
-    PrintJson(document);
-  } else if (table.IsEmpty()) {
-    std::printf("no history of %s in that time\n", Printable(arguments.user).c_str());
-  } else {
-    table.Print();
-  }
+  PrintList(arguments.json, document, table, fmt::format("no history of {} in that time", Printable(arguments.user)));
 }
 
 void ListFiles(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database, true);
+  session.OpenExisting(arguments.database);
   std::vector<CQvStringW> files;
   const CQvStringW user = CQvStringUtils::UTF8toW(arguments.user);
-  if (session.Service().GetHistoryFilenames(user.c_str(), arguments.experiment, arguments.range.From(),
-                                            arguments.range.To(), &files) != kQvOk) {
-    throw CHostError("the history cannot be read: " + CDiagnostics::Get().Take());
-  }
+  RequireOk(session.Service().GetHistoryFilenames(user.c_str(), arguments.experiment, arguments.range.From(),
+                                                  arguments.range.To(), &files),
+            "the history cannot be read");
   std::sort(files.begin(), files.end());
   CJson document = CJson::array();
   for (const CQvStringW& file : files) {
@@ -90,15 +65,8 @@ void ListFiles(const SArguments& arguments) {
 
 void Earliest(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database, true);
-  std::vector<int> experiments;
-  std::vector<double> times;
-  std::vector<CQvStringW> files;
-  // This range asks for the earliest time of all users.
-  if (session.Service().ReadHistory(L"", -1.0, -1.0, &experiments, &times, &files) != kQvOk) {
-    throw CHostError("the history cannot be read: " + CDiagnostics::Get().Take());
-  }
-  const double earliest = times.empty() ? 0.0 : times.front();
+  session.OpenExisting(arguments.database);
+  const double earliest = FindEarliestAcquisition(session);
   if (arguments.json) {
     PrintJson({{"earliest", JsonTime(earliest)}});
   } else {
@@ -108,18 +76,13 @@ void Earliest(const SArguments& arguments) {
 
 void Delete(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database, true);
+  session.OpenExisting(arguments.database);
   const CBookkeepingRows rows(session.DatabasePath());
   const std::int64_t before = rows.CountHistory(arguments.experiment);
   const bool stored = rows.HasExperiment(arguments.experiment);
-  if (before == 0 && !stored) {
-    throw CHostError(
-        fmt::format("there is no experiment {}; 'qvthumbs experiments list' lists them", arguments.experiment),
-        kExitSomeFailed);
-  }
-  if (session.Service().DeleteHistory(arguments.range.From(), arguments.range.To(), arguments.experiment) != kQvOk) {
-    throw CHostError("the history cannot be deleted: " + CDiagnostics::Get().Take());
-  }
+  if (before == 0 && !stored) throw NoSuchExperiment(arguments.experiment, kExitSomeFailed);
+  RequireOk(session.Service().DeleteHistory(arguments.range.From(), arguments.range.To(), arguments.experiment),
+            "the history cannot be deleted");
   const std::int64_t deleted = before - rows.CountHistory(arguments.experiment);
   const bool gone = stored && !rows.HasExperiment(arguments.experiment);
   if (arguments.json) {
@@ -130,50 +93,46 @@ void Delete(const SArguments& arguments) {
   }
 }
 
-void AddUserOption(CLI::App* command, std::string* user) {
-  command->add_option("--user", *user, "Who acquired the images")->required()->type_name("NAME");
-}
-
-void AddList(CLI::App* parent) {
+void AddListVerb(CLI::App* parent) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = AddVerb(parent, "list", "List what a user acquired, by time",
                               "qvthumbs history list --user anna --since 2024-05-01", arguments, &List);
-  AddUserOption(command, &arguments->user);
+  AddRequired(command, "--user", &arguments->user, "Who acquired the images", "NAME");
   AddTimeRangeOptions(command, &arguments->range);
 }
 
-void AddFiles(CLI::App* parent) {
+void AddFilesVerb(CLI::App* parent) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = AddVerb(parent, "files", "List the files of a user's experiment",
                               "qvthumbs history files --user anna --experiment 3", arguments, &ListFiles);
-  AddUserOption(command, &arguments->user);
-  command->add_option("--experiment", arguments->experiment, "The experiment's number")->required()->type_name("ID");
+  AddRequired(command, "--user", &arguments->user, "Who acquired the images", "NAME");
+  AddRequired(command, "--experiment", &arguments->experiment, "The experiment's number", "ID");
   AddTimeRangeOptions(command, &arguments->range);
 }
 
-void AddDelete(CLI::App* parent) {
+void AddDeleteVerb(CLI::App* parent) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command =
       AddVerb(parent, "delete", "Delete an experiment's records, of all users; the last one takes the experiment along",
               "qvthumbs history delete --experiment 3 --until 2024-01-01", arguments, &Delete);
-  command->add_option("--experiment", arguments->experiment, "The experiment's number")->required()->type_name("ID");
+  AddRequired(command, "--experiment", &arguments->experiment, "The experiment's number", "ID");
   AddTimeRangeOptions(command, &arguments->range);
 }
 
 }  // namespace
 
-void AddHistoryCommand(CLI::App& app, SRun& run) {
+void AddHistoryCommand(CLI::App& app, SOutcome& outcome) {
   CLI::App* command = app.add_subcommand("history", "Who acquired which image when");
   command->require_subcommand(1);
   command->footer(
       "Example: what did Anna acquire in May?\n"
       "  qvthumbs history list --user anna --since 2024-05-01 --until 2024-06-01");
-  AddHistoryAddCommand(command, run);
-  AddList(command);
-  AddFiles(command);
+  AddHistoryAddCommand(command, outcome);
+  AddListVerb(command);
+  AddFilesVerb(command);
   AddVerb(command, "earliest", "Print the earliest time of all users", "qvthumbs history earliest",
           std::make_shared<SArguments>(), &Earliest);
-  AddDelete(command);
+  AddDeleteVerb(command);
 }
 
 }  // namespace qvhost

@@ -1,14 +1,11 @@
 #include "host/commands/history_add.h"
 
-#include <fmt/format.h>
-
 #include <cmath>
 #include <cstdio>
 
+#include "host/commands/history_records.h"
 #include "host/files/image_experiment.h"
 #include "host/files/image_file.h"
-#include "host/output/json.h"
-#include "host/output/text.h"
 #include "host/session/bookkeeping_rows.h"
 #include "host/session/diagnostics.h"
 #include "host/session/session.h"
@@ -55,15 +52,11 @@ bool FindTime(const SArguments& arguments, const SImageExperiment& image, SAcqui
 }
 
 // The record's experiment: a file that was recorded before keeps the one it had.
-int RecordedExperiment(CSession& session, const std::wstring& user, const SAcquisition& acquisition) {
-  std::vector<int> experiments;
-  std::vector<double> times;
-  std::vector<CQvStringW> files;
-  session.Service().ReadHistory(user.c_str(), acquisition.time, std::nextafter(acquisition.time, HUGE_VAL),
-                                &experiments, &times, &files);
-  const CQvStringW name = CQvStringUtils::UTF8toW(acquisition.path);
-  for (std::size_t i = 0; i < files.size(); ++i) {
-    if (files[i] == name) return experiments[i];
+int RecordedExperiment(CSession& session, const CQvStringW& user, const SAcquisition& acquisition) {
+  const CQvStringW path = CQvStringUtils::UTF8toW(acquisition.path);
+  const double end = std::nextafter(acquisition.time, HUGE_VAL);
+  for (const SHistoryRecord& record : ReadHistory(session, user, acquisition.time, end)) {
+    if (record.file == path) return record.experiment;
   }
   return acquisition.experiment;
 }
@@ -84,14 +77,14 @@ bool Record(const SArguments& arguments, CSession& session, const std::string& f
   }
   const CQvStringW name = CQvStringUtils::UTF8toW(acquisition->path);
   const CQvStringW user = CQvStringUtils::UTF8toW(arguments.user);
-  CDiagnostics::Get().Take();
+  CDiagnostics::Get().TakeMessages();
   if (session.Service().WriteHistory(name.c_str(), user.c_str(), acquisition->time, acquisition->experiment) != kQvOk) {
-    const std::string said = CDiagnostics::Get().Take();
+    const std::string said = CDiagnostics::Get().TakeMessages();
     *reason = said.find("UNIQUE") != std::string::npos ? "is recorded for another user already; a file has one record"
                                                        : "the database did not take it: " + said;
     return false;
   }
-  acquisition->experiment = RecordedExperiment(session, user.Str(), *acquisition);
+  acquisition->experiment = RecordedExperiment(session, user, *acquisition);
   return true;
 }
 
@@ -102,21 +95,20 @@ void Print(const SAcquisition& acquisition) {
               acquisition.timeSource == std::string("file date") ? "  (time: the file's date)" : "");
 }
 
-void Add(const SArguments& arguments, SRun& run) {
+void Add(const SArguments& arguments, SOutcome& outcome) {
   if (arguments.user.empty()) throw CHostError("--user needs a name");
   CSession session;
   session.Open(arguments.database);
   if (arguments.experiment != kNoExperiment &&
       !CBookkeepingRows(session.DatabasePath()).HasExperiment(arguments.experiment)) {
-    throw CHostError(
-        fmt::format("there is no experiment {}; 'qvthumbs experiments list' lists them", arguments.experiment));
+    throw NoSuchExperiment(arguments.experiment, kExitWrongUse);
   }
   CJson document = CJson::array();
   for (const std::string& file : arguments.files) {
     SAcquisition acquisition;
     std::string reason;
     if (!Record(arguments, session, file, &acquisition, &reason)) {
-      ReportFailure(run, file, reason);
+      ReportFailure(outcome, file, reason);
       continue;
     }
     const bool none = acquisition.experiment == kNoExperiment;
@@ -131,22 +123,20 @@ void Add(const SArguments& arguments, SRun& run) {
 
 }  // namespace
 
-void AddHistoryAddCommand(CLI::App* parent, SRun& run) {
+void AddHistoryAddCommand(CLI::App* parent, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = parent->add_subcommand("add", "Record image files as acquired by a user");
-  AddDatabaseOptions(command, &arguments->database);
-  AddJsonOption(command, &arguments->json);
-  command->add_option("--user", arguments->user, "Who acquired them")->required()->type_name("NAME");
+  CLI::App* command = AddVerb(parent, "add", "Record image files as acquired by a user",
+                              "qvthumbs history add --user anna cells.ome.tif", arguments,
+                              [&outcome](const SArguments& given) { Add(given, outcome); });
+  AddRequired(command, "--user", &arguments->user, "Who acquired them", "NAME");
   command->add_option("--time", arguments->time, "When (default: as the image says, else the file's date)")
       ->type_name("TIME");
   command->add_option("--experiment", arguments->experiment, "With which experiment (default: the image's own)")
-      ->check(CLI::Validator(CLI::PositiveNumber).description(""))
+      ->check(Unmentioned(CLI::PositiveNumber))
       ->type_name("ID");
-  command->add_option("files", arguments->files, "Image files")->required()->type_name("FILE");
-  command->footer(
-      "A file that is recorded already gets the new time and keeps its experiment.\n\n"
-      "Example:\n  qvthumbs history add --user anna cells.ome.tif");
-  command->callback([arguments, &run] { Add(*arguments, run); });
+  AddRequired(command, "files", &arguments->files, "Image files", "FILE");
+  command->footer("A file that is recorded already gets the new time and keeps its experiment.\n\n" +
+                  command->get_footer());
 }
 
 }  // namespace qvhost

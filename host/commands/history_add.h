@@ -4,6 +4,6 @@
 
 namespace qvhost {
 
-void AddHistoryAddCommand(CLI::App* parent, SRun& run);
+void AddHistoryAddCommand(CLI::App* parent, SOutcome& outcome);
 
 }  // namespace qvhost

@@ -11,10 +11,9 @@
 #include "host/files/image_file.h"
 #include "host/library/library_file.h"
 #include "host/library/memory_picture.h"
-#include "host/output/json.h"
-#include "host/output/text.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
+#include "system/qvref.h"
 #include "system/qvstatus.h"
 
 namespace qvhost {
@@ -33,7 +32,7 @@ struct SArguments {
 
 // False with the reason when the file cannot be read or is no image that can be opened from memory.
 bool ReadImage(const std::string& path, std::string* bytes, std::string* reason) {
-  *reason = ExplainOpen(path);
+  *reason = ExplainOpenFailure(path);
   if (!reason->empty()) return false;
   std::error_code error;
   if (std::filesystem::file_size(path, error) > kMaxBytes) {
@@ -46,17 +45,16 @@ bool ReadImage(const std::string& path, std::string* bytes, std::string* reason)
     *reason = std::strerror(errno);
     return false;
   }
-  IQvPictureSource* opened = nullptr;
-  const std::int32_t result = OpenMemoryPicture(*bytes, &opened, reason);
-  if (result == kQvOk) opened->Release();
+  CQvRef<IQvPictureSource> source;
+  const std::int32_t result = OpenMemoryPicture(*bytes, source.Out(), reason);
   if (result != kQvOk && reason->empty()) *reason = "damaged or no image";
   return result == kQvOk;
 }
 
 class CImporter {
  public:
-  CImporter(const SArguments& arguments, SRun& run)
-      : m_arguments(arguments), m_run(run), m_library(arguments.library, true) {
+  CImporter(const SArguments& arguments, SOutcome& outcome)
+      : m_arguments(arguments), m_outcome(outcome), m_library(arguments.library, true) {
     if (arguments.record != 0 && !m_library.HasRecord(arguments.record)) {
       throw CHostError(fmt::format("the library has no record {}", arguments.record));
     }
@@ -67,15 +65,15 @@ class CImporter {
     if (!ReadImage(path, &bytes, &reason)) return Fail(path, reason);
     try {
       OnStored(path, Store(path, bytes), bytes.size());
-    } catch (const CHostError& error) {
-      Fail(path, error.what());
+    } catch (const std::runtime_error& error) {
+      Fail(path, ErrorText(error));
     }
   }
 
   void Fail(const std::string& path, const std::string& reason) {
     ++m_failed;
     m_failures.push_back({{"file", path}, {"reason", reason}});
-    ReportFailure(m_run, path, reason);
+    ReportFailure(m_outcome, path, reason);
   }
 
   void PrintSummary(bool completed) const {
@@ -89,14 +87,14 @@ class CImporter {
   }
 
  private:
-  SStoredPicture Store(const std::string& path, const std::string& bytes) {
+  SImportedPicture Store(const std::string& path, const std::string& bytes) {
     if (m_arguments.record != 0) return m_library.Store(m_arguments.record, m_arguments.field, bytes);
     const std::string absolute = AbsolutePath(path);
     return m_library.StoreSource(absolute, std::filesystem::path(absolute).filename().string(), m_arguments.field,
                                  bytes);
   }
 
-  void OnStored(const std::string& path, const SStoredPicture& stored, std::size_t bytes) {
+  void OnStored(const std::string& path, const SImportedPicture& stored, std::size_t bytes) {
     ++(stored.replaced ? m_replaced : m_added);
     if (m_arguments.json) {
       m_pictures.push_back({{"record", stored.record},
@@ -112,19 +110,19 @@ class CImporter {
   }
 
   const SArguments& m_arguments;
-  SRun& m_run;
+  SOutcome& m_outcome;
   CLibraryFile m_library;
   CJson m_pictures = CJson::array(), m_failures = CJson::array();
   std::int64_t m_added = 0, m_replaced = 0, m_failed = 0;
 };
 
-void Import(const SArguments& arguments, SRun& run) {
+void Import(const SArguments& arguments, SOutcome& outcome) {
   LoadComponents();
   const SFoundFiles found = FindImageFiles(arguments.paths, arguments.recursive);
   if (arguments.record != 0 && found.files.size() > 1) {
     throw CHostError("--record takes one image; each field of a record holds one picture");
   }
-  CImporter importer(arguments, run);
+  CImporter importer(arguments, outcome);
   for (const auto& [path, reason] : found.problems) importer.Fail(path, reason);
   bool completed = true;
   for (const std::string& path : found.files) {
@@ -132,33 +130,31 @@ void Import(const SArguments& arguments, SRun& run) {
     if (!completed) break;
     importer.Import(path);
   }
-  if (!completed) run.status = kExitInterrupted;
+  if (!completed) outcome.status = kExitInterrupted;
   importer.PrintSummary(completed);
 }
 
 }  // namespace
 
-void AddImportCommand(CLI::App& app, SRun& run) {
+void AddImportCommand(CLI::App& app, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = app.add_subcommand("import", "Copy images into the records of an image library");
-  command->add_option("--library", arguments->library, "The library, an SQLite file; made when missing")
-      ->required()
-      ->type_name("FILE");
+  AddRequired(command, "--library", &arguments->library, "The library, an SQLite file; made when missing", "FILE");
   command->add_option("--field", arguments->field, "The picture field to fill (default: image)")
       ->type_name("NAME")
       ->check([](const std::string& name) { return name.empty() ? "a field needs a name" : ""; });
   command->add_option("--record", arguments->record, "Fill a field of this record instead of the image's own")
-      ->check(CLI::Validator(CLI::PositiveNumber).description(""))
+      ->check(Unmentioned(CLI::PositiveNumber))
       ->type_name("N");
-  command->add_flag("-r,--recursive", arguments->recursive, "Also the folders below");
+  AddRecursiveOption(command, &arguments->recursive);
   AddJsonOption(command, &arguments->json);
-  command->add_option("images", arguments->paths, "Image files, and folders of them")->required()->type_name("IMAGE");
+  AddRequired(command, "images", &arguments->paths, "Image files, and folders of them", "IMAGE");
   command->footer(
       "An image that was imported before replaces its earlier state.\n\n"
       "Example: a library of the images of a folder, and the thumbnails of its records\n"
       "  qvthumbs import --library lab.qvlib ~/images\n"
       "  qvthumbs make --library lab.qvlib");
-  command->callback([arguments, &run] { Import(*arguments, run); });
+  command->callback([arguments, &outcome] { Import(*arguments, outcome); });
 }
 
 }  // namespace qvhost

@@ -7,9 +7,9 @@
 #include "host/files/failure_reason.h"
 #include "host/files/image_file.h"
 #include "host/files/text_info.h"
-#include "host/output/text.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
+#include "host/session/sqlite.h"
 
 namespace qvhost {
 namespace {
@@ -25,8 +25,8 @@ void OpenIfPossible(CSession& session, const SDatabaseOptions& options) {
   if (options.allUsers || !options.file.empty()) return session.Open(options);
   try {
     session.Open(options);
-  } catch (const CHostError& error) {
-    std::fprintf(stderr, "qvthumbs: without a database, because: %s\n", error.what());
+  } catch (const std::runtime_error& error) {
+    std::fprintf(stderr, "qvthumbs: without a database, because: %s\n", ErrorText(error).c_str());
   }
 }
 
@@ -46,21 +46,21 @@ void PrintLines(const std::string& file, const STextInfo& info) {
 }
 
 std::string ExplainFailure(const std::string& path) {
-  const std::string reason = ExplainOpen(path);
+  const std::string reason = ExplainOpenFailure(path);
   return reason.empty() ? CFailureReason().OfFile(CQvStringUtils::UTF8toW(path)) : reason;
 }
 
-void ShowInfo(const SArguments& arguments, SRun& run) {
+void ShowInfo(const SArguments& arguments, SOutcome& outcome) {
   CSession session;
   OpenIfPossible(session, arguments.database);
   CJson document = CJson::array();
   for (const std::string& file : arguments.files) {
-    if (CInterrupt::Requested()) throw CHostError("interrupted", kExitInterrupted);
+    CInterrupt::ThrowIfRequested("interrupted");
     const std::string path = AbsolutePath(file);
     STextInfo info;
     if (!info.Read(session.Service(), path)) {
       const std::string reason = ExplainFailure(path);
-      ReportFailure(run, file, reason);
+      ReportFailure(outcome, file, reason);
       document.push_back({{"file", path}, {"error", reason}});
     } else if (arguments.json) {
       CJson entry = {{"file", path}};
@@ -75,16 +75,16 @@ void ShowInfo(const SArguments& arguments, SRun& run) {
 
 }  // namespace
 
-void AddInfoCommand(CLI::App& app, SRun& run) {
+void AddInfoCommand(CLI::App& app, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = app.add_subcommand("info", "Tell what image files say about themselves");
   AddDatabaseOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
-  command->add_option("files", arguments->files, "Image files")->required()->type_name("FILE");
+  AddRequired(command, "files", &arguments->files, "Image files", "FILE");
   command->footer(
       "Example: sizes, loops, calibration, objective and acquisition time as JSON\n"
       "  qvthumbs info --json cells.ome.tif");
-  command->callback([arguments, &run] { ShowInfo(*arguments, run); });
+  command->callback([arguments, &outcome] { ShowInfo(*arguments, outcome); });
 }
 
 }  // namespace qvhost

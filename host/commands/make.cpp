@@ -16,20 +16,18 @@ namespace {
 struct SArguments {
   SDatabaseOptions database;
   std::vector<std::string> paths;
-  std::string quality = "standard";
   std::string library;
   std::string field;
-  bool recursive = false, sync = false, json = false;
-
-  SMakeOptions MakeOptions() const {
-    SMakeOptions options;
-    options.highQuality = quality == "high";
-    options.sync = sync;
-    return options;
-  }
+  SMakeOptions make;
+  bool recursive = false, json = false;
 };
 
-void MakeOfFiles(const SArguments& arguments, SRun& run) {
+int RunMaker(const SArguments& arguments, CSession& session, IThumbnailJobs& jobs, CMakeReport& report) {
+  const bool completed = CThumbnailMaker(session, jobs, report, arguments.make).Run();
+  return report.Print(session.DatabasePath(), completed);
+}
+
+void MakeForFiles(const SArguments& arguments, SOutcome& outcome) {
   if (arguments.paths.empty()) throw CHostError("name the files or folders to make thumbnails of, or a --library");
   const SFoundFiles found = FindImageFiles(arguments.paths, arguments.recursive);
   if (found.files.empty() && found.problems.empty()) {
@@ -40,35 +38,33 @@ void MakeOfFiles(const SArguments& arguments, SRun& run) {
   session.Open(arguments.database);
   CMakeReport report(static_cast<std::int64_t>(found.files.size() + found.problems.size()), arguments.json);
   for (const auto& [path, reason] : found.problems) report.OnFailed(path, reason);
-  CFileJobs jobs(found.files, arguments.quality == "high", session.DatabasePath());
-  const bool completed = CThumbnailMaker(session, jobs, report, arguments.MakeOptions()).Run();
-  run.status = report.Print(session.DatabasePath(), completed);
+  CFileJobs jobs(found.files, arguments.make.highQuality, session.DatabasePath());
+  outcome.status = RunMaker(arguments, session, jobs, report);
 }
 
-void MakeOfLibrary(const SArguments& arguments, SRun& run) {
+void MakeForLibrary(const SArguments& arguments, SOutcome& outcome) {
   if (!arguments.paths.empty()) throw CHostError("give either paths or a --library");
   // The library outlives the session, whose workers call it.
   CLibraryDatabase library(arguments.library);
-  CLibraryJobs jobs(library, arguments.field, arguments.quality == "high");
+  CLibraryJobs jobs(library, arguments.field, arguments.make.highQuality);
   if (!arguments.field.empty() && jobs.Count() == 0) {
     throw CHostError(fmt::format("no record of the library has a field {}", arguments.field));
   }
   CSession session;
   session.Open(arguments.database);
   CMakeReport report(jobs.Count(), arguments.json);
-  const bool completed = CThumbnailMaker(session, jobs, report, arguments.MakeOptions()).Run();
-  run.status = report.Print(session.DatabasePath(), completed);
+  outcome.status = RunMaker(arguments, session, jobs, report);
 }
 
 }  // namespace
 
-void AddMakeCommand(CLI::App& app, SRun& run) {
+void AddMakeCommand(CLI::App& app, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = app.add_subcommand("make", "Make the thumbnails of image files that have none yet");
   AddDatabaseOptions(command, &arguments->database);
-  command->add_flag("-r,--recursive", arguments->recursive, "Also the folders below");
-  AddQualityOption(command, &arguments->quality);
-  command->add_flag("--sync", arguments->sync, "One at a time, without the background workers");
+  AddRecursiveOption(command, &arguments->recursive);
+  AddQualityOption(command, &arguments->make.highQuality);
+  command->add_flag("--sync", arguments->make.sync, "One at a time, without the background workers");
   auto* library =
       command->add_option("--library", arguments->library, "The records of an image library instead of files");
   library->type_name("FILE");
@@ -82,11 +78,11 @@ void AddMakeCommand(CLI::App& app, SRun& run) {
       "Ctrl-C stops cleanly; nothing that was made is lost.\n\n"
       "Example: the thumbnails of a folder and all below\n"
       "  qvthumbs make --recursive ~/images");
-  command->callback([arguments, &run] {
+  command->callback([arguments, &outcome] {
     if (arguments->library.empty()) {
-      MakeOfFiles(*arguments, run);
+      MakeForFiles(*arguments, outcome);
     } else {
-      MakeOfLibrary(*arguments, run);
+      MakeForLibrary(*arguments, outcome);
     }
   });
 }

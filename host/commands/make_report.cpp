@@ -20,7 +20,7 @@ void CMakeReport::OnFailed(const std::string& name, const std::string& reason) {
   if (m_json) {
     m_failures.emplace_back(name, reason);
   } else {
-    m_progress.Say(fmt::format("failed: {}: {}", Printable(name), reason));
+    m_progress.PrintLine(fmt::format("failed: {}: {}", Printable(name), reason));
   }
   m_progress.Update(Done(), name);
 }

@@ -4,9 +4,7 @@
 
 #include "host/commands/command.h"
 #include "host/files/image_file.h"
-#include "host/output/json.h"
 #include "host/output/progress.h"
-#include "host/output/text.h"
 #include "host/session/cache_database.h"
 #include "host/session/interrupt.h"
 
@@ -20,74 +18,71 @@ struct SArguments {
 };
 
 // A row whose file is gone.
-struct SGoneRow {
+struct SOrphanedRow {
   std::int64_t rowid;
   std::string file;
 };
 
-bool IsUnder(const std::string& file, const std::string& folder) {
-  return folder.empty() || (file.size() > folder.size() && file.compare(0, folder.size(), folder) == 0 &&
-                            (folder.back() == '/' || file[folder.size()] == '/'));
+std::vector<std::int64_t> RowIDs(const std::vector<SOrphanedRow>& rows) {
+  std::vector<std::int64_t> ids;
+  for (const SOrphanedRow& row : rows) ids.push_back(row.rowid);
+  return ids;
 }
 
-std::string LowerCase(const std::string& text) {
-  CQvStringW wide = CQvStringUtils::UTF8toW(text);
-  CQvStringUtils::ToLower(wide.Str());
-  return CQvStringUtils::WtoUTF8(wide).Str();
+bool IsUnder(const std::wstring& file, const std::wstring& folder) {
+  return folder.empty() || (file.size() > folder.size() && file.compare(0, folder.size(), folder) == 0 &&
+                            (folder.back() == L'/' || file[folder.size()] == L'/'));
+}
+
+// A file name that was stored as UTF-16, where a byte that is no UTF-8 stands as a private-use character.
+CQvStringW FromUtf16Row(const std::string& name) {
+  return CQvStringUtils::UTF16toW(CQvStringUtils::WtoUTF16(CQvStringUtils::UTF8toW(name).c_str()));
 }
 
 class CPruner {
  public:
-  CPruner(const CSqlite& db, const SArguments& arguments)
+  CPruner(SQLite::Database& db, const SArguments& arguments)
       : m_db(db),
-        m_under(arguments.under.empty() ? "" : LowerCase(AbsolutePath(arguments.under))),
-        m_progress(db.RunInt("SELECT (SELECT count(*) FROM cache) + (SELECT count(*) FROM metadata)"), arguments.json) {
-  }
+        m_under(arguments.under.empty()
+                    ? L""
+                    : SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(AbsolutePath(arguments.under))).Str()),
+        m_progress(db.execAndGet("SELECT (SELECT count(*) FROM cache) + (SELECT count(*) FROM metadata)").getInt64(),
+                   arguments.json) {}
 
   // Text information keeps its file names as UTF-16, thumbnails as UTF-8.
-  std::vector<SGoneRow> FindThumbnails() {
+  std::vector<SOrphanedRow> FindThumbnails() {
     return Find("SELECT rowid, filename FROM cache ORDER BY filename",
-                [](const CStatement& rows) { return CQvStringUtils::UTF8toW(rows.Text(1)); });
+                [](const std::string& name) { return CQvStringUtils::UTF8toW(name); });
   }
-  std::vector<SGoneRow> FindTextInfos() {
-    return Find("SELECT rowid, filename FROM metadata ORDER BY filename",
-                [](const CStatement& rows) { return CQvStringUtils::UTF16toW(rows.WideText(1)); });
-  }
-
-  void Delete(const char* sql, const std::vector<SGoneRow>& gone) {
-    CTransaction transaction(m_db);
-    CStatement remove = m_db.Prepare(sql);
-    for (const SGoneRow& row : gone) {
-      remove.Bind(1, row.rowid).Step();
-      remove.Reset();
-    }
-    transaction.Commit();
+  std::vector<SOrphanedRow> FindTextInfos() {
+    return Find("SELECT rowid, filename FROM metadata ORDER BY filename", &FromUtf16Row);
   }
 
  private:
-  template <class Name>
-  std::vector<SGoneRow> Find(const char* sql, Name name) {
-    std::vector<SGoneRow> gone;
-    for (CStatement rows = m_db.Prepare(sql); rows.Step();) {
-      if (CInterrupt::Requested()) throw CHostError("interrupted; nothing was removed", kExitInterrupted);
-      const CQvStringW location = name(rows);
+  template <class ToLocation>
+  std::vector<SOrphanedRow> Find(const char* sql, ToLocation toLocation) {
+    std::vector<SOrphanedRow> gone;
+    for (SQLite::Statement rows(m_db, sql); rows.executeStep();) {
+      CInterrupt::ThrowIfRequested("interrupted; nothing was removed");
+      const CQvStringW location = toLocation(rows.getColumn(1).getString());
       const std::string file = CQvStringUtils::WtoUTF8(location).Str();
       m_progress.Update(++m_looked, file);
-      if (IsUnder(LowerCase(file), m_under) && !Exists(location)) gone.push_back({rows.Int(0), file});
+      if (IsUnder(SQvThumbnailDescription::LowerCase(location).Str(), m_under) && !LocationExists(location))
+        gone.push_back({rows.getColumn(0).getInt64(), file});
     }
     return gone;
   }
 
-  const CSqlite& m_db;
-  const std::string m_under;
+  SQLite::Database& m_db;
+  const std::wstring m_under;
   CProgress m_progress;
   std::int64_t m_looked = 0;
 };
 
-void Print(const SArguments& arguments, const std::vector<SGoneRow>& thumbnails, std::size_t textInfos) {
+void Print(const SArguments& arguments, const std::vector<SOrphanedRow>& thumbnails, std::size_t textInfos) {
   if (arguments.json) {
     CJson files = CJson::array();
-    for (const SGoneRow& row : thumbnails) files.push_back(row.file);
+    for (const SOrphanedRow& row : thumbnails) files.push_back(row.file);
     PrintJson({{"removed", !arguments.dryRun},
                {"thumbnails", thumbnails.size()},
                {"textInformation", textInfos},
@@ -95,7 +90,7 @@ void Print(const SArguments& arguments, const std::vector<SGoneRow>& thumbnails,
     return;
   }
   if (arguments.dryRun) {
-    for (const SGoneRow& row : thumbnails) std::printf("%s\n", Printable(row.file).c_str());
+    for (const SOrphanedRow& row : thumbnails) std::printf("%s\n", Printable(row.file).c_str());
   }
   std::printf("%s %s thumbnails and %s text informations of files that are gone\n",
               arguments.dryRun ? "would remove" : "removed",
@@ -105,15 +100,15 @@ void Print(const SArguments& arguments, const std::vector<SGoneRow>& thumbnails,
 
 void Prune(const SArguments& arguments) {
   std::string path;
-  const CSqlite db = OpenCacheDatabase(arguments.database, &path);
-  std::vector<SGoneRow> thumbnails, textInfos;
+  SQLite::Database db = OpenCacheDatabase(arguments.database, &path);
+  std::vector<SOrphanedRow> thumbnails, textInfos;
   {
     CPruner pruner(db, arguments);
     thumbnails = pruner.FindThumbnails();
     textInfos = pruner.FindTextInfos();
     if (!arguments.dryRun) {
-      pruner.Delete("DELETE FROM cache WHERE rowid = ?1", thumbnails);
-      pruner.Delete("DELETE FROM metadata WHERE rowid = ?1", textInfos);
+      DeleteRows(db, "cache", RowIDs(thumbnails));
+      DeleteRows(db, "metadata", RowIDs(textInfos));
     }
   }
   Print(arguments, thumbnails, textInfos.size());
@@ -121,7 +116,7 @@ void Prune(const SArguments& arguments) {
 
 }  // namespace
 
-void AddPruneCommand(CLI::App& app, SRun&) {
+void AddPruneCommand(CLI::App& app, SOutcome&) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = app.add_subcommand("prune", "Remove what the database holds of files that are gone");
   AddDatabaseOptions(command, &arguments->database);

@@ -6,9 +6,7 @@
 #include "host/files/file_jobs.h"
 #include "host/files/image_file.h"
 #include "host/library/library_jobs.h"
-#include "host/output/json.h"
 #include "host/output/picture.h"
-#include "host/output/text.h"
 #include "host/session/session.h"
 #include "host/thumbnails/thumbnail_maker.h"
 
@@ -19,17 +17,16 @@ struct SArguments {
   SDatabaseOptions database;
   std::string file;
   std::string output;
-  std::string quality = "standard";
   std::string library;
   std::int32_t record = 0;
   std::string field = "image";
-  bool json = false;
+  bool highQuality = false, json = false;
 };
 
 // Writes the one thumbnail as it comes.
 class CPictureWriter : public IThumbnailObserver {
  public:
-  CPictureWriter(const SArguments& arguments, SRun& run) : m_arguments(arguments), m_run(run) {}
+  CPictureWriter(const SArguments& arguments, SOutcome& outcome) : m_arguments(arguments), m_outcome(outcome) {}
 
   void OnThumbnail(const SThumbnailJob& job, bool made, const SQvPicBuf& picture) override {
     if (!picture.data) return;
@@ -45,46 +42,44 @@ class CPictureWriter : public IThumbnailObserver {
     std::printf("%s: %u x %u pixels, %s\n", Printable(m_arguments.output).c_str(), picture.width, picture.height,
                 made ? "made now" : "from the cache");
   }
-  void OnFailed(const std::string& name, const std::string& reason) override { ReportFailure(m_run, name, reason); }
+  void OnFailed(const std::string& name, const std::string& reason) override { ReportFailure(m_outcome, name, reason); }
 
  private:
   const SArguments& m_arguments;
-  SRun& m_run;
+  SOutcome& m_outcome;
 };
 
-void Show(const SArguments& arguments, CSession& session, IThumbnailJobs& jobs, SRun& run) {
+void Show(const SArguments& arguments, CSession& session, IThumbnailJobs& jobs, SOutcome& outcome) {
   SMakeOptions options;
-  options.highQuality = arguments.quality == "high";
+  options.highQuality = arguments.highQuality;
   options.picturesWanted = true;
-  CPictureWriter writer(arguments, run);
-  if (!CThumbnailMaker(session, jobs, writer, options).Run()) run.status = kExitInterrupted;
+  CPictureWriter writer(arguments, outcome);
+  if (!CThumbnailMaker(session, jobs, writer, options).Run()) outcome.status = kExitInterrupted;
 }
 
-void ShowFile(const SArguments& arguments, SRun& run) {
+void ShowFile(const SArguments& arguments, SOutcome& outcome) {
   CSession session;
   session.Open(arguments.database);
-  CFileJobs jobs({arguments.file}, arguments.quality == "high", session.DatabasePath());
-  Show(arguments, session, jobs, run);
+  CFileJobs jobs({arguments.file}, arguments.highQuality, session.DatabasePath());
+  Show(arguments, session, jobs, outcome);
 }
 
-void ShowRecord(const SArguments& arguments, SRun& run) {
+void ShowRecord(const SArguments& arguments, SOutcome& outcome) {
   CLibraryDatabase library(arguments.library);
   CSession session;
   session.Open(arguments.database);
-  CLibraryJobs jobs(library, arguments.record, arguments.field, arguments.quality == "high");
-  Show(arguments, session, jobs, run);
+  CLibraryJobs jobs(library, arguments.record, arguments.field, arguments.highQuality);
+  Show(arguments, session, jobs, outcome);
 }
 
 }  // namespace
 
-void AddShowCommand(CLI::App& app, SRun& run) {
+void AddShowCommand(CLI::App& app, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = app.add_subcommand("show", "Write one thumbnail to a picture file");
   AddDatabaseOptions(command, &arguments->database);
-  AddQualityOption(command, &arguments->quality);
-  command->add_option("-o,--output", arguments->output, "The picture file, ending in .jpg or .png")
-      ->required()
-      ->type_name("OUT");
+  AddQualityOption(command, &arguments->highQuality);
+  AddRequired(command, "-o,--output", &arguments->output, "The picture file, ending in .jpg or .png", "OUT");
   auto* library =
       command->add_option("--library", arguments->library, "A record of an image library instead of a file");
   library->type_name("FILE");
@@ -99,16 +94,16 @@ void AddShowCommand(CLI::App& app, SRun& run) {
   command->footer(
       "Example: a large thumbnail of one image\n"
       "  qvthumbs show --quality high cells.tif -o cells.png");
-  command->callback([arguments, &run, record] {
+  command->callback([arguments, &outcome, record] {
     CheckPictureFileName(arguments->output);
     if (!arguments->library.empty() && record->count() == 0) throw CHostError("which record? Give its --record N");
     if (arguments->library.empty() && arguments->file.empty()) {
       throw CHostError("name the image file to show, or a --library and its --record");
     }
     if (arguments->library.empty()) {
-      ShowFile(*arguments, run);
+      ShowFile(*arguments, outcome);
     } else {
-      ShowRecord(*arguments, run);
+      ShowRecord(*arguments, outcome);
     }
   });
 }

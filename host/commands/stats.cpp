@@ -13,8 +13,6 @@
 namespace qvhost {
 namespace {
 
-constexpr std::size_t kListedFolders = 10;
-
 struct SArguments {
   SDatabaseOptions database;
   bool json = false;
@@ -34,38 +32,40 @@ struct SStats {
   double firstAcquired = 0.0, lastAcquired = 0.0;
 };
 
-void CountThumbnails(const CSqlite& db, SStats* stats) {
-  CStatement rows = db.Prepare("SELECT filename, flags, length(binData) FROM cache");
-  while (rows.Step()) {
-    ++(rows.Int(1) != 0 ? stats->high : stats->standard);
-    stats->bytes += rows.Int(2);
-    SFolder& folder = stats->folders[std::filesystem::path(rows.Text(0)).parent_path().string()];
+void CountThumbnails(const SQLite::Database& db, SStats* stats) {
+  SQLite::Statement rows(db, "SELECT filename, flags, length(binData) FROM cache");
+  while (rows.executeStep()) {
+    ++(rows.getColumn(1).getInt64() != 0 ? stats->high : stats->standard);
+    const std::int64_t bytes = rows.getColumn(2).getInt64();
+    stats->bytes += bytes;
+    const std::filesystem::path file = rows.getColumn(0).getString();
+    SFolder& folder = stats->folders[file.parent_path().string()];
     ++folder.thumbnails;
-    folder.bytes += rows.Int(2);
+    folder.bytes += bytes;
   }
 }
 
-void CountBookkeeping(const CSqlite& db, SStats* stats) {
-  stats->textInfos = db.RunInt("SELECT count(*) FROM metadata");
-  stats->experiments = db.RunInt("SELECT count(*) FROM experiments");
-  stats->stored = db.RunInt("SELECT count(*) FROM stored");
-  CStatement row = db.Prepare("SELECT count(*), count(DISTINCT userID), min(M_acqTime), max(M_acqTime) FROM history");
-  if (!row.Step()) return;
-  stats->history = row.Int(0);
-  stats->users = row.Int(1);
-  stats->firstAcquired = row.Double(2);
-  stats->lastAcquired = row.Double(3);
+void CountBookkeeping(SQLite::Database& db, SStats* stats) {
+  stats->textInfos = db.execAndGet("SELECT count(*) FROM metadata").getInt64();
+  stats->experiments = db.execAndGet("SELECT count(*) FROM experiments").getInt64();
+  stats->stored = db.execAndGet("SELECT count(*) FROM stored").getInt64();
+  SQLite::Statement row(db, "SELECT count(*), count(DISTINCT userID), min(M_acqTime), max(M_acqTime) FROM history");
+  if (!row.executeStep()) return;
+  stats->history = row.getColumn(0).getInt64();
+  stats->users = row.getColumn(1).getInt64();
+  stats->firstAcquired = row.getColumn(2).getDouble();
+  stats->lastAcquired = row.getColumn(3).getDouble();
 }
 
 SStats Collect(const SDatabaseOptions& options) {
   SStats stats;
-  const CSqlite db = OpenCacheDatabase(options, &stats.path);
+  SQLite::Database db = OpenCacheDatabase(options, &stats.path);
   for (const char* tail : {"", "-wal", "-journal"}) {
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(stats.path + tail, error);
     if (!error) stats.fileBytes += static_cast<std::int64_t>(size);
   }
-  stats.journal = db.Run("PRAGMA journal_mode");
+  stats.journal = db.execAndGet("PRAGMA journal_mode").getString();
   CountThumbnails(db, &stats);
   CountBookkeeping(db, &stats);
   return stats;
@@ -75,7 +75,7 @@ std::vector<std::pair<std::string, SFolder>> LargestFolders(const SStats& stats)
   std::vector<std::pair<std::string, SFolder>> folders(stats.folders.begin(), stats.folders.end());
   std::stable_sort(folders.begin(), folders.end(),
                    [](const auto& a, const auto& b) { return a.second.thumbnails > b.second.thumbnails; });
-  if (folders.size() > kListedFolders) folders.resize(kListedFolders);
+  if (folders.size() > kMaxListed) folders.resize(kMaxListed);
   return folders;
 }
 
@@ -130,15 +130,12 @@ void PrintStats(const SStats& stats) {
     table.Add({FormatCount(folder.thumbnails), FormatBytes(folder.bytes), Printable(name)});
   }
   table.Print();
-  if (stats.folders.size() > kListedFolders) {
-    std::printf("and %s more folders\n",
-                FormatCount(static_cast<std::int64_t>(stats.folders.size() - kListedFolders)).c_str());
-  }
+  if (stats.folders.size() > kMaxListed) std::printf("%s\n", FormatOmitted(stats.folders.size(), "folders").c_str());
 }
 
 }  // namespace
 
-void AddStatsCommand(CLI::App& app, SRun&) {
+void AddStatsCommand(CLI::App& app, SOutcome&) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = app.add_subcommand("stats", "Tell what a database holds");
   AddDatabaseOptions(command, &arguments->database);

@@ -5,10 +5,9 @@
 #include <optional>
 
 #include "host/commands/command.h"
-#include "host/output/json.h"
-#include "host/output/text.h"
 #include "host/session/diagnostics.h"
 #include "host/session/session.h"
+#include "host/session/sqlite.h"
 #include "host/session/stored_items.h"
 #include "system/qvstatus.h"
 
@@ -16,9 +15,9 @@ namespace qvhost {
 namespace {
 
 // The service deletes by recursion; a chain that is deeper than this is taken down from its end instead.
-constexpr std::size_t kMaxRecursion = 500;
+constexpr std::size_t kMaxRecursionDepth = 500;
 // So many items are worth an index.
-constexpr std::size_t kIndexFrom = 1000;
+constexpr std::size_t kMinItemsForIndex = 1000;
 
 struct SArguments {
   SDatabaseOptions database;
@@ -30,9 +29,7 @@ struct SArguments {
   bool hasName = false, hasParent = false, hasFlags = false;
 };
 
-CHostError UnknownItem(int id) {
-  return CHostError(fmt::format("there is no stored item {}; 'qvthumbs stored tree' lists them", id), kExitSomeFailed);
-}
+CHostError UnknownItem(int id) { return NoSuchStoredItem(id, kExitSomeFailed); }
 
 void RequireItem(const CStoredItems& items, int id) {
   if (id != kStoredRoot && !items.Find(id)) throw UnknownItem(id);
@@ -48,9 +45,8 @@ void Add(const SArguments& arguments) {
   RequireItem(CStoredItems(session.DatabasePath()), arguments.parent);
   int id = 0;
   const CQvStringW name = CQvStringUtils::UTF8toW(arguments.name);
-  if (session.Service().InsertStoredItem(arguments.parent, name.c_str(), arguments.flags, &id) != kQvOk) {
-    throw CHostError("the database did not take the item: " + CDiagnostics::Get().Take());
-  }
+  RequireOk(session.Service().InsertStoredItem(arguments.parent, name.c_str(), arguments.flags, &id),
+            "the database did not take the item");
   if (arguments.json) {
     PrintJson(ItemJson({id, arguments.parent, arguments.flags, arguments.name}));
   } else {
@@ -75,14 +71,14 @@ SStoredItem Updated(const SArguments& arguments, const CStoredItems& items) {
 
 void Update(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database, true);
+  session.OpenExisting(arguments.database);
   const SStoredItem item = Updated(arguments, CStoredItems(session.DatabasePath()));
   const CQvStringW name = CQvStringUtils::UTF8toW(item.name);
   if (session.Service().UpdateStoredItem(item.id, item.parentID, name.c_str(), item.flags) != kQvOk) {
     throw UnknownItem(item.id);
   }
   // A change that the database refuses is only reported.
-  if (const std::string said = CDiagnostics::Get().Take(); !said.empty()) {
+  if (const std::string said = CDiagnostics::Get().TakeMessages(); !said.empty()) {
     throw CHostError("the database did not take the change: " + said);
   }
   if (arguments.json) {
@@ -95,7 +91,7 @@ void Update(const SArguments& arguments) {
 
 void List(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database, true);
+  session.OpenExisting(arguments.database);
   const CStoredItems items(session.DatabasePath());
   RequireItem(items, arguments.id);
   CTable table({"ID", "Flags", "Name"}, {true, true, false});
@@ -104,19 +100,13 @@ void List(const SArguments& arguments) {
     document.push_back(ItemJson(*item));
     table.Add({std::to_string(item->id), std::to_string(item->flags), Printable(item->name)});
   }
-  if (arguments.json) {
-    PrintJson(document);
-  } else if (table.IsEmpty()) {
-    std::printf("nothing\n");
-  } else {
-    table.Print();
-  }
+  PrintList(arguments.json, document, table, "nothing");
 }
 
 // A flat list: a deep tree nested in JSON could not be read by most programs.
 CJson TreeJson(const CStoredItems& items, int rootID) {
   CJson document = CJson::array();
-  for (CStoredWalk walk(items, rootID); walk.Next();) {
+  for (CStoredTreeWalk walk(items, rootID); walk.Next();) {
     CJson item = ItemJson(walk.Item());
     item["depth"] = walk.Depth();
     document.push_back(std::move(item));
@@ -126,15 +116,15 @@ CJson TreeJson(const CStoredItems& items, int rootID) {
 
 void PrintTree(const CStoredItems& items, int rootID) {
   if (const SStoredItem* root = items.Find(rootID)) std::printf("%s  [%d]\n", Printable(root->name).c_str(), rootID);
-  for (CStoredWalk walk(items, rootID); walk.Next();) {
-    std::printf("%s%s  [%d]\n", walk.Lines().c_str(), Printable(walk.Item().name).c_str(), walk.Item().id);
+  for (CStoredTreeWalk walk(items, rootID); walk.Next();) {
+    std::printf("%s%s  [%d]\n", walk.Branches().c_str(), Printable(walk.Item().name).c_str(), walk.Item().id);
   }
   if (rootID == kStoredRoot && items.Children(rootID).empty()) std::printf("nothing\n");
 }
 
 void Tree(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database, true);
+  session.OpenExisting(arguments.database);
   const CStoredItems items(session.DatabasePath());
   RequireItem(items, arguments.id);
   if (arguments.json) {
@@ -145,26 +135,25 @@ void Tree(const SArguments& arguments) {
 }
 
 // Lets the service find an item's children without going through the whole table, while many are deleted.
-class CChildrenIndex {
+class CTemporaryIndex {
  public:
-  explicit CChildrenIndex(const std::string& databasePath) : m_db(databasePath, SQLITE_OPEN_READWRITE) {
-    m_db.Run("CREATE INDEX IF NOT EXISTS qvthumbs_children ON stored (storedParentID)");
+  explicit CTemporaryIndex(const std::string& databasePath)
+      : m_db(OpenConnection(databasePath, SQLite::OPEN_READWRITE)) {
+    m_db.exec("CREATE INDEX IF NOT EXISTS qvthumbs_children ON stored (storedParentID)");
   }
-  CChildrenIndex(const CChildrenIndex&) = delete;
-  CChildrenIndex& operator=(const CChildrenIndex&) = delete;
-  ~CChildrenIndex() {
-    sqlite3_exec(m_db.Handle(), "DROP INDEX IF EXISTS qvthumbs_children", nullptr, nullptr, nullptr);
-  }
+  CTemporaryIndex(const CTemporaryIndex&) = delete;
+  CTemporaryIndex& operator=(const CTemporaryIndex&) = delete;
+  ~CTemporaryIndex() { m_db.tryExec("DROP INDEX IF EXISTS qvthumbs_children"); }
 
  private:
-  const CSqlite m_db;
+  SQLite::Database m_db;
 };
 
 void DeleteTree(CSession& session, const std::vector<int>& ids, std::size_t depth) {
-  std::optional<CChildrenIndex> index;
-  if (ids.size() >= kIndexFrom) index.emplace(session.DatabasePath());
+  std::optional<CTemporaryIndex> index;
+  if (ids.size() >= kMinItemsForIndex) index.emplace(session.DatabasePath());
   std::int32_t result = kQvOk;
-  if (depth <= kMaxRecursion) {
+  if (depth <= kMaxRecursionDepth) {
     result = session.Service().DeleteStoredItem(ids.front());
   } else {
     // A parent stands before what is below it, so from the end every item is a leaf.
@@ -172,18 +161,18 @@ void DeleteTree(CSession& session, const std::vector<int>& ids, std::size_t dept
       result = session.Service().DeleteStoredItem(*id);
     }
   }
-  if (result != kQvOk) throw CHostError("the items cannot be deleted: " + CDiagnostics::Get().Take());
+  RequireOk(result, "the items cannot be deleted");
 }
 
 void Delete(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database, true);
+  session.OpenExisting(arguments.database);
   std::vector<int> ids = {arguments.id};
   std::size_t depth = 0;
   {
     const CStoredItems items(session.DatabasePath());
     if (!items.Find(arguments.id)) throw UnknownItem(arguments.id);
-    for (CStoredWalk walk(items, arguments.id); walk.Next();) {
+    for (CStoredTreeWalk walk(items, arguments.id); walk.Next();) {
       ids.push_back(walk.Item().id);
       depth = std::max(depth, walk.Depth());
     }
@@ -197,20 +186,20 @@ void Delete(const SArguments& arguments) {
   }
 }
 
-void AddAdd(CLI::App* parent) {
+void AddAddVerb(CLI::App* parent) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command =
       AddVerb(parent, "add", "Add an item", "qvthumbs stored add --parent 1 \"plate 7\"", arguments, &Add);
-  command->add_option("name", arguments->name, "The item's name")->required()->type_name("NAME");
+  AddRequired(command, "name", &arguments->name, "The item's name", "NAME");
   command->add_option("--parent", arguments->parent, "The item that it goes into (default: the top)")->type_name("ID");
   command->add_option("--flags", arguments->flags, "A number of your own")->type_name("N");
 }
 
-void AddUpdate(CLI::App* parent) {
+void AddUpdateVerb(CLI::App* parent) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = AddVerb(parent, "update", "Rename or move an item, or change its flags",
                               "qvthumbs stored update 4 --parent 2", arguments, &Update);
-  command->add_option("id", arguments->id, "The item's number")->required()->type_name("ID");
+  AddRequired(command, "id", &arguments->id, "The item's number", "ID");
   auto* name = command->add_option("--name", arguments->name, "The new name")->type_name("NAME");
   auto* parentID = command->add_option("--parent", arguments->parent, "The item that it goes into; 0 is the top");
   parentID->type_name("ID");
@@ -228,25 +217,27 @@ void AddUpdate(CLI::App* parent) {
 
 }  // namespace
 
-void AddStoredCommand(CLI::App& app, SRun&) {
+void AddStoredCommand(CLI::App& app, SOutcome&) {
   CLI::App* command = app.add_subcommand("stored", "The tree of stored items");
   command->require_subcommand(1);
   command->footer(
       "Example: two items, one in the other\n"
       "  qvthumbs stored add \"project A\"\n  qvthumbs stored add --parent 1 \"plate 7\"\n"
       "  qvthumbs stored tree");
-  AddAdd(command);
-  AddUpdate(command);
-  const auto addWithID = [command](const char* name, const char* description, const char* example, bool required,
+  AddAddVerb(command);
+  AddUpdateVerb(command);
+  const auto addOfItem = [command](const char* name, const char* description, const char* example,
                                    void (*work)(const SArguments&)) {
     const auto arguments = std::make_shared<SArguments>();
     CLI::App* verb = AddVerb(command, name, description, example, arguments, work);
-    auto* id = verb->add_option("id", arguments->id, required ? "The item's number" : "The item (default: the top)");
-    id->type_name("ID")->required(required);
+    verb->add_option("id", arguments->id, "The item (default: the top)")->type_name("ID");
   };
-  addWithID("list", "List what an item holds", "qvthumbs stored list 1", false, &List);
-  addWithID("tree", "Draw the tree below an item", "qvthumbs stored tree", false, &Tree);
-  addWithID("delete", "Delete an item and everything below it", "qvthumbs stored delete 4", true, &Delete);
+  addOfItem("list", "List what an item holds", "qvthumbs stored list 1", &List);
+  addOfItem("tree", "Draw the tree below an item", "qvthumbs stored tree", &Tree);
+  const auto arguments = std::make_shared<SArguments>();
+  CLI::App* remove = AddVerb(command, "delete", "Delete an item and everything below it", "qvthumbs stored delete 4",
+                             arguments, &Delete);
+  AddRequired(remove, "id", &arguments->id, "The item's number", "ID");
 }
 
 }  // namespace qvhost

@@ -5,13 +5,12 @@
 #include "host/commands/command.h"
 #include "host/files/failure_reason.h"
 #include "host/files/image_file.h"
-#include "host/output/json.h"
-#include "host/output/picture.h"
 #include "host/output/progress.h"
-#include "host/output/text.h"
 #include "host/session/cache_database.h"
+#include "host/session/image_format_manager.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
+#include "picture/qvpicture.h"
 #include "system/qvstatus.h"
 
 namespace qvhost {
@@ -29,79 +28,73 @@ struct SProblem {
 };
 
 // Decodes stored pictures as the service does: 8-bit RGB in a JPEG stream.
-class CStreamCheck {
+class CStreamChecker {
  public:
-  CStreamCheck() : m_manager(CreateImageFormatManager()) {
-    IQvImageCodec* found = nullptr;
-    if (!m_manager || m_manager->GetCodecByName("JPG", &found) != kQvOk) {
+  CStreamChecker() : m_manager(CreateImageFormatManager()) {
+    if (!m_manager || m_manager->GetCodecByName("JPG", m_codec.Out()) != kQvOk) {
       throw CHostError("the JPEG format is not installed");
     }
-    m_codec.reset(found);
   }
 
   // Empty when the stream is sound.
-  std::string FindFault(std::string_view jpeg) {
-    IQvPictureSource* opened = nullptr;
-    if (m_codec->OpenInputMemory(jpeg.data(), jpeg.size(), &opened) != kQvOk) {
+  std::string FindDamage(std::string_view jpeg) {
+    CQvRef<IQvPictureSource> source;
+    if (m_codec->OpenInputMemory(jpeg.data(), jpeg.size(), source.Out()) != kQvOk) {
       return "the stored picture cannot be opened";
     }
-    const CPictureSourcePtr source(opened);
     SQvImageInfo info;
     if (source->GetPictureInfo(&info) != kQvOk || info.width == 0 || info.height == 0 || info.bpcSignificant != 8 ||
         info.components != 3) {
       return "the stored picture is no 8-bit RGB picture";
     }
-    CPicture picture;
-    if (!picture.Reinit(info.width, info.height)) return "out of memory";
+    CQvPicture picture;
+    if (!picture.Reinit(info.width, info.height, 8, 3, false)) return "out of memory";
     return source->ReadPicture(picture.Get(), 0, 0) == kQvOk ? "" : "the stored picture is damaged";
   }
 
  private:
   // The codec goes first.
-  const CComponentPtr<IQvImageFormatManager> m_manager;
-  CComponentPtr<IQvImageCodec> m_codec;
+  const CQvRef<IQvImageFormatManager> m_manager;
+  CQvRef<IQvImageCodec> m_codec;
 };
 
-std::string FindStampFault(const CQvStringW& location, double lastWritten) {
-  if (!Exists(location)) return "the file is gone";
+std::string FindTimeMismatch(const CQvStringW& location, double lastWritten) {
+  if (!LocationExists(location)) return "the file is gone";
   SQvThumbnailDescription description;
   std::string reason;
   if (!DescribeFile(RealPath(location), false, &description, &reason)) return "the file cannot be opened: " + reason;
   return description.lastWritten == lastWritten ? "" : "the file has changed since";
 }
 
-std::vector<SProblem> FindProblems(const CSqlite& db, bool quiet, std::int64_t* checked) {
-  CStreamCheck check;
-  CProgress progress(db.RunInt("SELECT count(*) FROM cache"), quiet);
+std::vector<SProblem> FindProblems(SQLite::Database& db, bool quiet, std::int64_t* checked) {
+  CStreamChecker check;
+  CProgress progress(db.execAndGet("SELECT count(*) FROM cache").getInt64(), quiet);
   std::vector<SProblem> problems;
-  CStatement rows = db.Prepare("SELECT rowid, filename, lastWritten, binData FROM cache ORDER BY filename");
-  while (rows.Step()) {
-    if (CInterrupt::Requested()) throw CHostError("interrupted; nothing was changed", kExitInterrupted);
-    const CQvStringW location = CQvStringUtils::UTF8toW(rows.Text(1));
-    std::string reason = check.FindFault(rows.Blob(3));
-    if (reason.empty()) reason = FindStampFault(location, rows.Double(2));
-    progress.Update(++*checked, rows.Text(1));
+  SQLite::Statement rows(db, "SELECT rowid, filename, lastWritten, binData FROM cache ORDER BY filename");
+  while (rows.executeStep()) {
+    CInterrupt::ThrowIfRequested("interrupted; nothing was changed");
+    const std::string name = rows.getColumn(1).getString();
+    const CQvStringW location = CQvStringUtils::UTF8toW(name);
+    std::string reason = check.FindDamage(rows.getColumn(3).getString());
+    if (reason.empty()) reason = FindTimeMismatch(location, rows.getColumn(2).getDouble());
+    progress.Update(++*checked, name);
     if (reason.empty()) continue;
-    problems.push_back({rows.Int(0), RealPath(location), reason});
-    if (!quiet) progress.Say(fmt::format("{}: {}", Printable(problems.back().file), reason));
+    problems.push_back({rows.getColumn(0).getInt64(), RealPath(location), reason});
+    if (!quiet) progress.PrintLine(fmt::format("{}: {}", Printable(problems.back().file), reason));
   }
   return problems;
 }
 
-void Remove(const CSqlite& db, const std::vector<SProblem>& problems) {
-  CTransaction transaction(db);
-  CStatement remove = db.Prepare("DELETE FROM cache WHERE rowid = ?1");
-  for (const SProblem& problem : problems) {
-    remove.Bind(1, problem.rowid).Step();
-    remove.Reset();
-  }
-  transaction.Commit();
+void Remove(SQLite::Database& db, const std::vector<SProblem>& problems) {
+  std::vector<std::int64_t> rowids;
+  for (const SProblem& problem : problems) rowids.push_back(problem.rowid);
+  DeleteRows(db, "cache", rowids);
 }
 
-void Verify(const SArguments& arguments, SRun& run) {
+void Verify(const SArguments& arguments, SOutcome& outcome) {
   LoadComponents();
   std::string path;
-  const CSqlite db = OpenCacheDatabase(arguments.database, &path);
+  SQLite::Database db = OpenCacheDatabase(arguments.database, &path);
   std::int64_t checked = 0;
   const std::vector<SProblem> problems = FindProblems(db, arguments.json, &checked);
   if (arguments.repair) Remove(db, problems);
@@ -116,19 +109,19 @@ void Verify(const SArguments& arguments, SRun& run) {
                 : arguments.repair ? ", which are removed; 'qvthumbs make' makes them anew"
                                    : "; --repair removes them, so that 'qvthumbs make' makes them anew");
   }
-  if (!problems.empty() && !arguments.repair) run.status = kExitSomeFailed;
+  if (!problems.empty() && !arguments.repair) outcome.status = kExitSomeFailed;
 }
 
 }  // namespace
 
-void AddVerifyCommand(CLI::App& app, SRun& run) {
+void AddVerifyCommand(CLI::App& app, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = app.add_subcommand("verify", "Check that stored thumbnails decode and are as new as their files");
   AddDatabaseOptions(command, &arguments->database);
   command->add_flag("--repair", arguments->repair, "Remove those that are not, so that 'make' makes them anew");
   AddJsonOption(command, &arguments->json);
   command->footer("Exit status 1: a problem was found and left as it is.\n\nExample:\n  qvthumbs verify --repair");
-  command->callback([arguments, &run] { Verify(*arguments, run); });
+  command->callback([arguments, &outcome] { Verify(*arguments, outcome); });
 }
 
 }  // namespace qvhost

@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/commands/command.h"
-#include "host/session/component.h"
+#include "host/session/image_format_manager.h"
 #include "host/session/session.h"
 #include "host/session/sqlite.h"
 #include "system/qvstatus.h"
@@ -12,14 +12,12 @@ namespace qvhost {
 namespace {
 
 bool HasFormat(IQvImageFormatManager& manager, const char* name) {
-  IQvImageCodec* codec = nullptr;
-  if (manager.GetCodecByName(name, &codec) != kQvOk) return false;
-  CQvRTTI::Release(codec);
-  return true;
+  CQvRef<IQvImageCodec> codec;
+  return manager.GetCodecByName(name, codec.Out()) == kQvOk;
 }
 
 std::string FormatsText() {
-  const CComponentPtr<IQvImageFormatManager> manager = CreateImageFormatManager();
+  const CQvRef<IQvImageFormatManager> manager = CreateImageFormatManager();
   if (!manager) return "image formats: not installed\n";
   std::string names;
   for (const char* name : {"JPG", "PNG", "TIF"}) {
@@ -29,20 +27,15 @@ std::string FormatsText() {
                      HasFormat(*manager, "WSI") ? "built in" : "not built in");
 }
 
-bool HasService() {
-  return CreateComponent<IQvThumbnailCache>("CQvThumbnailCacheImpl", "IQvThumbnailCache",
-                                            SQvFileLine(__FILE__, __LINE__)) != nullptr;
-}
-
 }  // namespace
 
 std::string VersionText() {
   LoadComponents();
   std::string text = fmt::format("qvthumbs {}\n", QVTHUMBS_VERSION);
-  text += fmt::format("thumbnail service: {} ({})\n", HasService() ? "installed" : "not installed",
+  text += fmt::format("thumbnail service: {} ({})\n", FindService() ? "installed" : "not installed",
                       CQvStringUtils::WtoUTF8(CQvRTTI::GetLibraryFolder()).Str());
   text += FormatsText();
-  text += fmt::format("SQLite {}, libpng {}, CLI11 {}, fmt {}.{}.{}, nlohmann-json {}.{}.{}", sqlite3_libversion(),
+  text += fmt::format("SQLite {}, libpng {}, CLI11 {}, fmt {}.{}.{}, nlohmann-json {}.{}.{}", SQLite::getLibVersion(),
                       png_get_libpng_ver(nullptr), CLI11_VERSION, FMT_VERSION / 10000, FMT_VERSION / 100 % 100,
                       FMT_VERSION % 100, NLOHMANN_JSON_VERSION_MAJOR, NLOHMANN_JSON_VERSION_MINOR,
                       NLOHMANN_JSON_VERSION_PATCH);

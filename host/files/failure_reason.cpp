@@ -1,7 +1,8 @@
 #include "host/files/failure_reason.h"
 
-#include "host/output/picture.h"
 #include "host/output/text.h"
+#include "host/session/image_format_manager.h"
+#include "picture/qvpicture.h"
 #include "system/qvstatus.h"
 
 namespace qvhost {
@@ -20,29 +21,28 @@ std::string CFailureReason::OrElse(const CQvStringW& text, const char* otherwise
 std::string CFailureReason::OfFile(const CQvStringW& path) {
   if (!m_manager) m_manager = CreateImageFormatManager();
   if (!m_manager) return "the image formats are not installed";
-  IQvImageCodec* found = nullptr;
-  if (m_manager->GetCodecForFile(path, &found) != kQvOk) {
+  CQvRef<IQvImageCodec> codec;
+  if (m_manager->GetCodecForFile(path, codec.Out()) != kQvOk) {
     return OrElse(m_manager->GetErrorText(), "not an image of a known format");
   }
-  const CComponentPtr<IQvImageCodec> codec(found);
   return OfCodec(*codec, path);
 }
 
 std::string CFailureReason::OfCodec(IQvImageCodec& codec, const CQvStringW& path) {
-  IQvPictureSource* opened = nullptr;
-  if (codec.OpenInputFile(path, &opened) != kQvOk) return OrElse(m_manager->GetErrorText(), "damaged or unreadable");
-  const CPictureSourcePtr source(opened);
+  CQvRef<IQvPictureSource> source;
+  if (codec.OpenInputFile(path, source.Out()) != kQvOk) {
+    return OrElse(m_manager->GetErrorText(), "damaged or unreadable");
+  }
   return OfSource(*source);
 }
 
 std::string CFailureReason::OfSource(IQvPictureSource& source) {
   SQvImageInfo info;
   if (source.GetPictureInfo(&info) != kQvOk) return OrElse(source.GetErrorText(), "its geometry cannot be read");
-  IQvMetadataReader* made = nullptr;
-  if (source.GetMetadataReader(&made) != kQvOk) return OrElse(source.GetErrorText(), "its texts cannot be read");
-  const CMetadataReaderPtr reader(made);
-  CPicture picture;
-  if (!picture.Reinit(kProbeSide, kProbeSide)) return "out of memory";
+  CQvRef<IQvMetadataReader> reader;
+  if (source.GetMetadataReader(reader.Out()) != kQvOk) return OrElse(source.GetErrorText(), "its texts cannot be read");
+  CQvPicture picture;
+  if (!picture.Reinit(kProbeSide, kProbeSide, 8, 3, false)) return "out of memory";
   const std::int32_t rendered =
       source.RenderPicture(&kProbeSide, &kProbeSide, picture.Get(), kOverview, true, 0, 0, kAllChannels);
   if (rendered == kQvUnsupported) return OrElse(source.GetErrorText(), "such pixels are not supported");

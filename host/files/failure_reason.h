@@ -3,7 +3,8 @@
 #include <cstdint>
 #include <string>
 
-#include "host/session/component.h"
+#include "imageformats/iqvimageformatmanager.h"
+#include "system/qvref.h"
 
 namespace qvhost {
 
@@ -21,7 +22,7 @@ class CFailureReason {
  private:
   std::string OfCodec(IQvImageCodec& codec, const CQvStringW& path);
 
-  CComponentPtr<IQvImageFormatManager> m_manager;
+  CQvRef<IQvImageFormatManager> m_manager;
 };
 
 }  // namespace qvhost

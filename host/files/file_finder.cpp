@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <filesystem>
 #include <string_view>
 #include <unordered_set>
 
+#include "host/file_extension.h"
 #include "host/files/image_file.h"
-#include "host/host_error.h"
 #include "host/session/interrupt.h"
 
 namespace qvhost {
@@ -20,10 +19,7 @@ bool HasImageExtension(const fs::path& path) {
   constexpr std::array<std::string_view, 19> kExtensions = {
       ".tif", ".tiff", ".btf",  ".tf2", ".tf8", ".gtif", ".jpg",  ".jpeg", ".jpe",    ".jfif",
       ".png", ".svs",  ".ndpi", ".scn", ".vms", ".vmu",  ".mrxs", ".bif",  ".svslide"};
-  std::string extension = path.extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
+  return std::find(kExtensions.begin(), kExtensions.end(), LowerCaseExtension(path)) != kExtensions.end();
 }
 
 class CFinder {
@@ -41,7 +37,7 @@ class CFinder {
     }
   }
 
-  SFoundFiles Take() { return std::move(m_found); }
+  SFoundFiles TakeResult() { return std::move(m_found); }
 
  private:
   void AddFile(const std::string& path) {
@@ -49,7 +45,7 @@ class CFinder {
   }
 
   void AddFolder(const fs::path& folder) {
-    if (CInterrupt::Requested()) throw CHostError("interrupted", kExitInterrupted);
+    CInterrupt::ThrowIfRequested("interrupted");
     std::vector<fs::path> files, folders;
     std::error_code error;
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
@@ -83,7 +79,7 @@ class CFinder {
 SFoundFiles FindImageFiles(const std::vector<std::string>& paths, bool recursive) {
   CFinder finder(recursive);
   for (const std::string& path : paths) finder.AddArgument(path);
-  return finder.Take();
+  return finder.TakeResult();
 }
 
 }  // namespace qvhost

@@ -17,7 +17,7 @@ IThumbnailJobs::ERefresh CFileJobs::Refresh(SThumbnailJob* job, std::string* rea
 }
 
 std::string CFileJobs::ExplainFailure(const SThumbnailJob& job) {
-  const std::string reason = ExplainOpen(AbsolutePath(job.name));
+  const std::string reason = ExplainOpenFailure(AbsolutePath(job.name));
   return reason.empty() ? m_reason.OfFile(job.description.location) : reason;
 }
 

@@ -19,7 +19,7 @@ class CFileJobs : public IThumbnailJobs {
   ENext Next(SThumbnailJob* job, std::string* reason) override;
   ERefresh Refresh(SThumbnailJob* job, std::string* reason) override;
   bool IsCached(const SThumbnailJob& job) override { return m_rows.IsCurrent(job.description); }
-  bool AreStored() const override { return true; }
+  bool ArePersistent() const override { return true; }
   std::string ExplainFailure(const SThumbnailJob& job) override;
 
  private:

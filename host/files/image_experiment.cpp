@@ -2,34 +2,33 @@
 
 #include "host/files/failure_reason.h"
 #include "host/files/image_file.h"
-#include "host/session/component.h"
+#include "host/session/image_format_manager.h"
 #include "system/qvstatus.h"
 
 namespace qvhost {
 namespace {
 
-CMetadataReaderPtr OpenReader(const CQvStringW& path, std::string* reason) {
-  const CComponentPtr<IQvImageFormatManager> manager = CreateImageFormatManager();
+CQvRef<IQvMetadataReader> OpenReader(const CQvStringW& path, std::string* reason) {
+  const CQvRef<IQvImageFormatManager> manager = CreateImageFormatManager();
   if (!manager) {
     *reason = "the image formats are not installed";
-    return nullptr;
+    return {};
   }
-  IQvImageFile* opened = nullptr;
-  if (manager->OpenImageFile(path, &opened) == kQvOk) {
-    const CComponentPtr<IQvImageFile> file(opened);
-    IQvMetadataReader* reader = nullptr;
-    if (file->GetMetadataReader(path, &reader) == kQvOk) return CMetadataReaderPtr(reader);
+  CQvRef<IQvImageFile> file;
+  CQvRef<IQvMetadataReader> reader;
+  if (manager->OpenImageFile(path, file.Out()) == kQvOk && file->GetMetadataReader(path, reader.Out()) == kQvOk) {
+    return reader;
   }
   *reason = CFailureReason::OrElse(manager->GetErrorText(), "not an image of a known format");
-  return nullptr;
+  return {};
 }
 
 }  // namespace
 
 bool SImageExperiment::Read(const std::string& path, std::string* reason) {
-  *reason = ExplainOpen(path);
+  *reason = ExplainOpenFailure(path);
   if (!reason->empty()) return false;
-  const CMetadataReaderPtr reader = OpenReader(CQvStringUtils::UTF8toW(path), reason);
+  const CQvRef<IQvMetadataReader> reader = OpenReader(CQvStringUtils::UTF8toW(path), reason);
   if (!reader) return false;
   SQvExperiment* level = nullptr;
   SQvExperiment::Alloc(&level);

@@ -38,22 +38,15 @@ class CFileHandle {
 };
 
 CQvStringW LowerCaseLocation(const std::string& path) {
-  CQvStringW location = CQvStringUtils::UTF8toW(path);
-  CQvStringUtils::ToLower(location.Str());
-  return location;
-}
-
-bool IsSameFile(const std::string& a, const std::string& b) {
-  struct stat first = {}, second = {};
-  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
-         first.st_ino == second.st_ino;
+  return SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(path));
 }
 
 // The name of the other file that the location leads to; empty when it leads to this one.
-std::string FindNamesake(const std::string& path, const CQvStringW& location) {
+std::string FindCaseCollision(const std::string& path, const CQvStringW& location) {
   CQvStringA found;
   if (QV_ResolvePath(location.c_str(), &found) != kQvOk) return {};
-  if (found.Str() == path || IsSameFile(found.Str(), path)) return {};
+  std::error_code error;
+  if (found.Str() == path || fs::equivalent(found.Str(), path, error)) return {};
   return found.Str();
 }
 
@@ -81,23 +74,23 @@ bool DescribeFile(const std::string& path, bool highQuality, SQvThumbnailDescrip
   const std::string absolute = AbsolutePath(path);
   description->location = LowerCaseLocation(absolute);
   description->flags = highQuality ? 1 : 0;
-  const std::string namesake = FindNamesake(absolute, description->location);
-  if (!namesake.empty() && fs::exists(absolute)) {
+  const std::string other = FindCaseCollision(absolute, description->location);
+  if (!other.empty() && fs::exists(absolute)) {
     *reason = fmt::format("its name differs from {} in case only, and the cache keeps one thumbnail for both",
-                          Printable(namesake));
+                          Printable(other));
     return false;
   }
   // The real name opens without another search for it.
-  const CFileHandle file(namesake.empty() ? CQvStringUtils::UTF8toW(absolute) : description->location);
+  const CFileHandle file(other.empty() ? CQvStringUtils::UTF8toW(absolute) : description->location);
   if (file.IsOpen() && ReadLastWritten(file.Get(), &description->lastWritten)) return true;
-  *reason = ExplainOpen(absolute);
+  *reason = ExplainOpenFailure(absolute);
   if (reason->empty()) *reason = "cannot be opened";
   return false;
 }
 
 CQvStringW TextInfoPath(const std::string& path) {
   const CQvStringW location = LowerCaseLocation(path);
-  return FindNamesake(path, location).empty() ? location : CQvStringUtils::UTF8toW(path);
+  return FindCaseCollision(path, location).empty() ? location : CQvStringUtils::UTF8toW(path);
 }
 
 std::string RealPath(const CQvStringW& location) {
@@ -105,7 +98,7 @@ std::string RealPath(const CQvStringW& location) {
   return QV_ResolvePath(location.c_str(), &found) == kQvOk ? found.Str() : CQvStringUtils::WtoUTF8(location).Str();
 }
 
-bool Exists(const CQvStringW& location) {
+bool LocationExists(const CQvStringW& location) {
   SQvFindData data;
   QvFindHandle find = nullptr;
   if (QV_FindFileFirst(location.c_str(), &data, &find) != kQvOk) return false;
@@ -113,7 +106,7 @@ bool Exists(const CQvStringW& location) {
   return true;
 }
 
-std::string ExplainOpen(const std::string& path) {
+std::string ExplainOpenFailure(const std::string& path) {
   // Without O_NONBLOCK a FIFO would wait for its writer.
   const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (file < 0) return std::strerror(errno);

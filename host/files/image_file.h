@@ -23,9 +23,9 @@ CQvStringW TextInfoPath(const std::string& path);
 // The file that a location of the database leads to, under its real name; the location itself when there is none.
 std::string RealPath(const CQvStringW& location);
 // Whether a location of the database leads to a file or folder.
-bool Exists(const CQvStringW& location);
+bool LocationExists(const CQvStringW& location);
 
 // Why the file cannot be opened, from the system; empty when it is a regular file that can be.
-std::string ExplainOpen(const std::string& path);
+std::string ExplainOpenFailure(const std::string& path);
 
 }  // namespace qvhost

@@ -26,8 +26,8 @@ class CLibraryDatabase final : public IQvImageDatabase {
 
   const CLibraryFile& File() const noexcept { return m_file; }
   // Accesses begun, and those of them that have not ended.
-  std::int32_t Accesses() const noexcept { return m_begun; }
-  std::int32_t OpenAccesses() const noexcept { return m_open; }
+  std::int32_t BegunAccessesForTest() const noexcept { return m_begun; }
+  std::int32_t OpenAccessesForTest() const noexcept { return m_open; }
 
  private:
   const CLibraryFile m_file;

@@ -18,7 +18,8 @@ struct SLibraryPicture {
   double changed = 0.0;  // Julian day number of the last import
 };
 
-struct SStoredPicture {
+// What an import has filled.
+struct SImportedPicture {
   std::int32_t record = 0;
   bool replaced = false;
 };
@@ -28,7 +29,7 @@ struct SStoredPicture {
 //   records   id, name, source (the file it was imported from)
 //   pictures  record, field (compared without regard to case), changed, data
 //
-// All operations may be called from any thread; they throw CHostError.
+// All operations may be called from any thread; they throw CHostError or SQLite::Exception.
 class CLibraryFile {
  public:
   // Opens; with `create` a missing file is made. A file that is no library is refused.
@@ -43,21 +44,21 @@ class CLibraryFile {
   std::optional<std::string> Read(std::int32_t record, const std::string& field) const;
 
   // Stores or replaces a picture. Its `changed` becomes the present, and always another value than before.
-  SStoredPicture Store(std::int32_t record, const std::string& field, const std::string& data);
+  SImportedPicture Store(std::int32_t record, const std::string& field, const std::string& data);
   // The same for the record that was imported from that file; it is made when there is none, but never left without a
   // picture.
-  SStoredPicture StoreSource(const std::string& source, const std::string& name, const std::string& field,
-                             const std::string& data);
+  SImportedPicture StoreSource(const std::string& source, const std::string& name, const std::string& field,
+                               const std::string& data);
 
  private:
   void CreateTables();
   // The callers of these hold the mutex.
   std::optional<SLibraryPicture> FindPicture(std::int32_t record, const std::string& field) const;
   std::int32_t RecordOfSource(const std::string& source, const std::string& name);
-  SStoredPicture Put(std::int32_t record, const std::string& field, const std::string& data);
+  SImportedPicture Put(std::int32_t record, const std::string& field, const std::string& data);
 
   mutable std::mutex m_mutex;  // a statement and what is read after it belong together
-  CSqlite m_db;
+  SQLite::Database m_db;
 };
 
 }  // namespace qvhost

@@ -20,9 +20,8 @@ IThumbnailJobs::ENext CLibraryJobs::Next(SThumbnailJob* job, std::string* reason
   job->name = fmt::format("record {}, field {}", picture.record, picture.field);
   if (!picture.name.empty()) job->name += fmt::format(" ({})", picture.name);
   SQvThumbnailDescription& description = job->description;
-  description.location =
-      SQvThumbnailDescription::MakeDBLocation(picture.record, CQvStringUtils::UTF8toW(picture.field));
-  CQvStringUtils::ToLower(description.location.Str());
+  description.location = SQvThumbnailDescription::LowerCase(
+      SQvThumbnailDescription::MakeDBLocation(picture.record, CQvStringUtils::UTF8toW(picture.field)));
   description.flags = m_highQuality ? 1 : 0;
   description.owner = &m_library;
   m_indexes[description.location.Str()] = m_next++;
@@ -48,11 +47,10 @@ std::string CLibraryJobs::ExplainFailure(const SThumbnailJob& job) {
   std::optional<std::string> bytes = m_library.File().Read(picture.record, picture.field);
   if (!bytes) return "was deleted meanwhile";
   std::string reason;
-  IQvPictureSource* opened = nullptr;
-  if (OpenMemoryPicture(std::move(*bytes), &opened, &reason) != kQvOk) {
+  CQvRef<IQvPictureSource> source;
+  if (OpenMemoryPicture(std::move(*bytes), source.Out(), &reason) != kQvOk) {
     return reason.empty() ? "damaged or no image" : reason;
   }
-  const CPictureSourcePtr source(opened);
   return CFailureReason::OfSource(*source);
 }
 

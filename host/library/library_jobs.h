@@ -26,7 +26,7 @@ class CLibraryJobs : public IThumbnailJobs {
   ENext Next(SThumbnailJob* job, std::string* reason) override;
   ERefresh Refresh(SThumbnailJob* job, std::string* reason) override;
   bool IsCached(const SThumbnailJob&) override { return false; }
-  bool AreStored() const override { return false; }
+  bool ArePersistent() const override { return false; }
   std::string ExplainFailure(const SThumbnailJob& job) override;
 
  private:

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/files/failure_reason.h"
+#include "host/session/image_format_manager.h"
 #include "system/qvstatus.h"
 
 namespace qvhost {
@@ -23,9 +24,9 @@ const char* FindFormat(std::string_view bytes) {
 }
 
 // Passes everything on to the format's own source, and keeps alive what that one needs.
-class CMemoryPicture final : public IQvPictureSource {
+class CMemoryPictureSource final : public IQvPictureSource {
  public:
-  explicit CMemoryPicture(std::string bytes) : m_bytes(std::move(bytes)), m_manager(CreateImageFormatManager()) {}
+  explicit CMemoryPictureSource(std::string bytes) : m_bytes(std::move(bytes)), m_manager(CreateImageFormatManager()) {}
 
   std::int32_t Open(std::string* reason) {
     const char* format = FindFormat(m_bytes);
@@ -51,27 +52,23 @@ class CMemoryPicture final : public IQvPictureSource {
 
  private:
   std::int32_t OpenAs(const char* format, std::string* reason) {
-    IQvImageCodec* found = nullptr;
-    if (m_manager->GetCodecByName(format, &found) != kQvOk) return kQvFailure;
-    m_codec.reset(found);
-    IQvPictureSource* opened = nullptr;
-    const std::int32_t result = m_codec->OpenInputMemory(m_bytes.data(), m_bytes.size(), &opened);
-    if (result == kQvOk) m_source.reset(opened);
+    if (m_manager->GetCodecByName(format, m_codec.Out()) != kQvOk) return kQvFailure;
+    const std::int32_t result = m_codec->OpenInputMemory(m_bytes.data(), m_bytes.size(), m_source.Out());
     if (result != kQvOk && reason) *reason = CFailureReason::OrElse(m_manager->GetErrorText(), "damaged or no image");
     return result;
   }
 
   // In the order in which each needs the one before it.
   const std::string m_bytes;
-  const CComponentPtr<IQvImageFormatManager> m_manager;
-  CComponentPtr<IQvImageCodec> m_codec;
-  CPictureSourcePtr m_source;
+  const CQvRef<IQvImageFormatManager> m_manager;
+  CQvRef<IQvImageCodec> m_codec;
+  CQvRef<IQvPictureSource> m_source;
 };
 
 }  // namespace
 
 std::int32_t OpenMemoryPicture(std::string bytes, IQvPictureSource** source, std::string* reason) {
-  auto picture = std::make_unique<CMemoryPicture>(std::move(bytes));
+  auto picture = std::make_unique<CMemoryPictureSource>(std::move(bytes));
   const std::int32_t result = picture->Open(reason);
   if (result == kQvOk) *source = picture.release();
   return result;

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "host/session/component.h"
+#include "imageformats/iqvimageformatmanager.h"
 
 namespace qvhost {
 

@@ -14,7 +14,7 @@
 namespace qvhost {
 namespace {
 
-constexpr std::size_t kBuffer = 1 << 16;
+constexpr std::size_t kBufferSize = 1 << 16;
 
 // What a new file would have got; mkstemp gives access to its owner only.
 mode_t DefaultMode() {
@@ -56,7 +56,7 @@ void CAtomicFile::Flush() {
 
 void CAtomicFile::Write(const void* data, std::size_t size) {
   m_buffer.append(static_cast<const char*>(data), size);
-  if (m_buffer.size() >= kBuffer) Flush();
+  if (m_buffer.size() >= kBufferSize) Flush();
 }
 
 void CAtomicFile::Commit() {

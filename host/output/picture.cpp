@@ -3,13 +3,11 @@
 #include <fmt/format.h>
 #include <png.h>
 
-#include <algorithm>
-#include <cctype>
-#include <filesystem>
-
+#include "host/file_extension.h"
 #include "host/host_error.h"
 #include "host/output/atomic_file.h"
-#include "host/session/component.h"
+#include "host/session/image_format_manager.h"
+#include "imageformats/qvoutputformat.h"
 #include "system/qvstatus.h"
 
 namespace qvhost {
@@ -17,13 +15,6 @@ namespace {
 
 // JPEG quality of a file that a user keeps; the cache's own streams use 0.8.
 constexpr double kJpegQuality = 0.92;
-
-std::string Extension(const std::string& path) {
-  std::string extension = std::filesystem::path(path).extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return extension;
-}
 
 void Require(std::int32_t status, const char* what) {
   if (status != kQvOk) throw CHostError(fmt::format("the JPEG file cannot be made: {} failed", what), kExitSomeFailed);
@@ -63,40 +54,25 @@ class CPngWriter {
   png_image m_image = {};
 };
 
-SQvImageInfo FormatOf(const SQvPicBuf& picture) {
-  SQvImageInfo format;
-  format.width = format.tileWidth = picture.width;
-  format.height = format.tileHeight = picture.height;
-  format.widthBytes = picture.widthBytes;
-  format.components = picture.components;
-  format.bpcInMemory = format.bpcSignificant = static_cast<std::uint8_t>(picture.bpc);
-  format.pixelType = kQvPixelUnsigned;
-  format.sequenceCount = 1;
-  return format;
-}
-
 CQvByteArray EncodeJpeg(const SQvPicBuf& picture) {
-  const CComponentPtr<IQvImageFormatManager> manager = CreateImageFormatManager();
+  const CQvRef<IQvImageFormatManager> manager = CreateImageFormatManager();
   if (!manager) throw CHostError("the image formats are not installed");
-  IQvImageCodec* found = nullptr;
-  Require(manager->GetCodecByName("JPG", &found), "finding the codec");
-  const CComponentPtr<IQvImageCodec> codec(found);
+  CQvRef<IQvImageCodec> codec;
+  Require(manager->GetCodecByName("JPG", codec.Out()), "finding the codec");
   CQvByteArray bytes;
-  IQvOutputImageFile* created = nullptr;
-  Require(codec->CreateOutputMemory(&bytes, &created), "creating it");
-  {
-    const COutputImageFilePtr output(created);
-    Require(output->SetPictureFormat(FormatOf(picture), kJpegQuality), "describing the picture");
-    Require(output->WritePicture(picture.data, 0, 0), "compressing");
-    Require(output->Finish(), "finishing");
-  }
+  CQvRef<IQvOutputImageFile> output;
+  Require(codec->CreateOutputMemory(&bytes, output.Out()), "creating it");
+  Require(output->SetPictureFormat(DescribeForOutput(picture), kJpegQuality), "describing the picture");
+  Require(output->WritePicture(picture.data, 0, 0), "compressing");
+  Require(output->Finish(), "finishing");
+  output.Reset();  // before the bytes that it writes to
   return bytes;
 }
 
 }  // namespace
 
 void CheckPictureFileName(const std::string& path) {
-  const std::string extension = Extension(path);
+  const std::string extension = LowerCaseExtension(path);
   if (extension == ".png" || extension == ".jpg" || extension == ".jpeg") return;
   throw CHostError(fmt::format("cannot write a picture named {}: end the name in .jpg or .png", path));
 }
@@ -104,7 +80,7 @@ void CheckPictureFileName(const std::string& path) {
 void WritePictureFile(const SQvPicBuf& picture, const std::string& path) {
   CheckPictureFileName(path);
   CAtomicFile file(path);
-  if (Extension(path) == ".png") {
+  if (LowerCaseExtension(path) == ".png") {
     file.Write(CPngWriter(picture).Encode());
   } else {
     const CQvByteArray bytes = EncodeJpeg(picture);

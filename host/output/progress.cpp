@@ -17,7 +17,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kRedraw = 100ms;
+constexpr auto kRedrawInterval = 100ms;
 // The rate follows a change of pace within this time.
 constexpr auto kRateWindow = 10s;
 constexpr std::size_t kBarWidth = 24;
@@ -68,7 +68,7 @@ double CProgress::Rate() const {
   return span.count() > 0.0 ? static_cast<double>(m_done - m_samples.front().done) / span.count() : 0.0;
 }
 
-std::string CProgress::Figures() const {
+std::string CProgress::FormatState() const {
   const double rate = Rate();
   std::string text = fmt::format("{} of {}", FormatCount(m_done), FormatCount(m_total));
   if (rate <= 0.0) return text;
@@ -86,7 +86,7 @@ void CProgress::Update(std::int64_t done, const std::string& current) {
     return;
   }
   const Clock::time_point now = Clock::now();
-  if (now - m_drawn < kRedraw && done < m_total) return;
+  if (now - m_drawn < kRedrawInterval && done < m_total) return;
   m_drawn = now;
   m_samples.push_back({now, done});
   while (m_samples.size() > 2 && now - m_samples[1].when > kRateWindow) m_samples.pop_front();
@@ -97,12 +97,12 @@ void CProgress::PrintTenth() {
   const std::int64_t tenth = m_total > 0 ? m_done * 10 / m_total : 0;
   if (tenth <= m_printedTenth || m_done == m_total) return;
   m_printedTenth = tenth;
-  std::fprintf(stderr, "%s\n", Figures().c_str());
+  std::fprintf(stderr, "%s\n", FormatState().c_str());
 }
 
 void CProgress::Draw(const std::string& current) {
   const double part = m_total > 0 ? static_cast<double>(m_done) / static_cast<double>(m_total) : 1.0;
-  std::string line = Bar(part) + fmt::format(" {:3.0f}%  ", part * 100.0) + Figures() + "  ";
+  std::string line = Bar(part) + fmt::format(" {:3.0f}%  ", part * 100.0) + FormatState() + "  ";
   const std::size_t used = DisplayWidth(line);
   const std::size_t width = TerminalWidth();
   // One column stays free: a full line would wrap on some terminals.
@@ -118,7 +118,7 @@ void CProgress::Erase() {
   m_visible = false;
 }
 
-void CProgress::Say(const std::string& line) {
+void CProgress::PrintLine(const std::string& line) {
   Erase();
   std::fprintf(stderr, "%s\n", line.c_str());
   m_drawn = {};

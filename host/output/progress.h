@@ -11,7 +11,7 @@ namespace qvhost {
 // at every tenth of the work. One thread.
 class CProgress {
  public:
-  // A quiet one shows nothing but the lines given to Say.
+  // A quiet one shows nothing but the lines given to PrintLine.
   CProgress(std::int64_t total, bool quiet);
   CProgress(const CProgress&) = delete;
   CProgress& operator=(const CProgress&) = delete;
@@ -19,7 +19,7 @@ class CProgress {
 
   void Update(std::int64_t done, const std::string& current);
   // Prints a line above the bar.
-  void Say(const std::string& line);
+  void PrintLine(const std::string& line);
   // Removes the bar.
   void Finish();
   double Seconds() const;
@@ -34,7 +34,7 @@ class CProgress {
   void Draw(const std::string& current);
   void PrintTenth();
   double Rate() const;
-  std::string Figures() const;
+  std::string FormatState() const;
   void Erase();
 
   const std::int64_t m_total;

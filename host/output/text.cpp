@@ -98,6 +98,11 @@ std::string FormatIsoTime(double julianDay) {
   return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", tm.year, tm.month, tm.day, tm.hour, tm.minute, tm.second);
 }
 
+std::string FormatOmitted(std::size_t total, const char* entries) {
+  if (total <= kMaxListed) return {};
+  return fmt::format("… and {} more {}", FormatCount(static_cast<std::int64_t>(total - kMaxListed)), entries);
+}
+
 CTable::CTable(std::vector<std::string> header, std::vector<bool> rightAligned)
     : m_rightAligned(std::move(rightAligned)) {
   m_rightAligned.resize(header.size(), false);

@@ -33,6 +33,12 @@ std::string FormatTime(double julianDay);
 // "2024-05-01T12:30:00Z"; empty when the number names no time.
 std::string FormatIsoTime(double julianDay);
 
+// A list for people shows so many of its entries, and how many more there are.
+constexpr std::size_t kMaxListed = 10;
+// "… and 1,234 more folders" of a list of `total` entries that have been shown so far as kMaxListed allows; empty when
+// those were all.
+std::string FormatOmitted(std::size_t total, const char* entries);
+
 // Rows of cells in aligned columns, two blanks apart. `rightAligned` columns hold numbers.
 class CTable {
  public:

@@ -5,20 +5,22 @@ namespace qvhost {
 CBookkeepingRows::CBookkeepingRows(const std::string& databasePath) : m_db(OpenForReading(databasePath)) {}
 
 std::vector<int> CBookkeepingRows::ExperimentIDs() const {
-  CStatement rows = m_db.Prepare("SELECT experimentID FROM experiments ORDER BY experimentID");
+  SQLite::Statement rows(m_db, "SELECT experimentID FROM experiments ORDER BY experimentID");
   std::vector<int> ids;
-  while (rows.Step()) ids.push_back(static_cast<int>(rows.Int(0)));
+  while (rows.executeStep()) ids.push_back(rows.getColumn(0).getInt());
   return ids;
 }
 
 bool CBookkeepingRows::HasExperiment(int experimentID) const {
-  CStatement row = m_db.Prepare("SELECT 1 FROM experiments WHERE experimentID = ?1");
-  return row.Bind(1, static_cast<std::int64_t>(experimentID)).Step();
+  SQLite::Statement row(m_db, "SELECT 1 FROM experiments WHERE experimentID = ?1");
+  row.bind(1, experimentID);
+  return row.executeStep();
 }
 
 std::int64_t CBookkeepingRows::CountHistory(int experimentID) const {
-  CStatement row = m_db.Prepare("SELECT count(*) FROM history WHERE experimentID = ?1");
-  return row.Bind(1, static_cast<std::int64_t>(experimentID)).Step() ? row.Int(0) : 0;
+  SQLite::Statement row(m_db, "SELECT count(*) FROM history WHERE experimentID = ?1");
+  row.bind(1, experimentID);
+  return row.executeStep() ? row.getColumn(0).getInt64() : 0;
 }
 
 }  // namespace qvhost

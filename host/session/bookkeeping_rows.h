@@ -9,7 +9,7 @@
 namespace qvhost {
 
 // What the interface of the service does not tell of its bookkeeping tables, read through a read-only connection of the
-// host's own. The tables are described in docs/database.md. Throws CHostError.
+// host's own. The tables are described in docs/database.md. Throws CHostError or SQLite::Exception.
 class CBookkeepingRows {
  public:
   explicit CBookkeepingRows(const std::string& databasePath);
@@ -19,7 +19,7 @@ class CBookkeepingRows {
   std::int64_t CountHistory(int experimentID) const;
 
  private:
-  CSqlite m_db;
+  SQLite::Database m_db;
 };
 
 }  // namespace qvhost

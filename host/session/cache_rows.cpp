@@ -5,25 +5,21 @@ namespace {
 
 // Rows keep the location in lower case.
 std::string RowName(const SQvThumbnailDescription& description) {
-  CQvStringW location = description.location;
-  CQvStringUtils::ToLower(location.Str());
-  return CQvStringUtils::WtoUTF8(location).Str();
+  return CQvStringUtils::WtoUTF8(SQvThumbnailDescription::LowerCase(description.location)).Str();
 }
 
 }  // namespace
 
 CCacheRows::CCacheRows(const std::string& databasePath)
     : m_db(OpenForReading(databasePath)),
-      m_find(m_db.Prepare(
-          "SELECT lastWritten, quality FROM cache WHERE filename = ?1 AND flags = ?2 AND length(binData) > 0")),
-      m_read(m_db.Prepare("SELECT binData FROM cache WHERE filename = ?1 AND flags = ?2")) {}
+      m_find(m_db, "SELECT lastWritten, quality FROM cache WHERE filename = ?1 AND flags = ?2 AND length(binData) > 0"),
+      m_read(m_db, "SELECT binData FROM cache WHERE filename = ?1 AND flags = ?2") {}
 
 std::optional<SCacheRow> CCacheRows::Find(const SQvThumbnailDescription& description) {
-  const std::string name = RowName(description);
   std::optional<SCacheRow> row;
-  m_find.Bind(1, name).Bind(2, static_cast<std::int64_t>(description.flags));
-  if (m_find.Step()) row = SCacheRow{m_find.Double(0), m_find.Int(1) != 0};
-  m_find.Reset();
+  SQLite::bind(m_find, RowName(description), description.flags);
+  if (m_find.executeStep()) row = SCacheRow{m_find.getColumn(0).getDouble(), m_find.getColumn(1).getInt64() != 0};
+  m_find.reset();
   return row;
 }
 
@@ -33,11 +29,10 @@ bool CCacheRows::IsCurrent(const SQvThumbnailDescription& description) {
 }
 
 std::string CCacheRows::ReadJpeg(const SQvThumbnailDescription& description) {
-  const std::string name = RowName(description);
   std::string jpeg;
-  m_read.Bind(1, name).Bind(2, static_cast<std::int64_t>(description.flags));
-  if (m_read.Step()) jpeg = m_read.Blob(0);
-  m_read.Reset();
+  SQLite::bind(m_read, RowName(description), description.flags);
+  if (m_read.executeStep()) jpeg = m_read.getColumn(0).getString();
+  m_read.reset();
   return jpeg;
 }
 

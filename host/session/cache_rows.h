@@ -17,7 +17,7 @@ struct SCacheRow {
 
 // Looks into the rows of the cache database through a connection of the host's own, read-only, because the service
 // tells whether a thumbnail is there but not whether it was made just now. The tables are described in
-// docs/database.md. Throws CHostError. One thread.
+// docs/database.md. Throws CHostError or SQLite::Exception. One thread.
 class CCacheRows {
  public:
   explicit CCacheRows(const std::string& databasePath);
@@ -31,9 +31,9 @@ class CCacheRows {
   std::string ReadJpeg(const SQvThumbnailDescription& description);
 
  private:
-  CSqlite m_db;
-  CStatement m_find;
-  CStatement m_read;
+  SQLite::Database m_db;  // goes last
+  SQLite::Statement m_find;
+  SQLite::Statement m_read;
 };
 
 }  // namespace qvhost

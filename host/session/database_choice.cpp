@@ -4,10 +4,9 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <string_view>
 
 #include "host/host_error.h"
 #include "host/session/sqlite.h"
@@ -33,12 +32,9 @@ fs::path CacheFolder() {
   return HomeFolder() / ".cache";
 }
 
-bool IsOfTheCache(const std::string& table) {
-  constexpr std::array<std::string_view, 5> kTables = {"cache", "metadata", "experiments", "history", "stored"};
-  for (const std::string_view own : kTables) {
-    if (table == own) return true;
-  }
-  return table.compare(0, 7, "sqlite_") == 0;
+bool IsOwnTable(const std::string& table) {
+  return std::find(kDatabaseTables.begin(), kDatabaseTables.end(), table) != kDatabaseTables.end() ||
+         table.starts_with("sqlite_");
 }
 
 // Name of a table that marks another program's database; empty when the file is a thumbnail database, whatever else it
@@ -46,13 +42,14 @@ bool IsOfTheCache(const std::string& table) {
 std::string FindForeignTable(const std::string& path) {
   std::string foreign;
   try {
-    const CSqlite db(path, SQLITE_OPEN_READONLY);
-    CStatement tables = db.Prepare("SELECT name FROM sqlite_master WHERE type = 'table'");
-    while (tables.Step()) {
-      if (!IsOfTheCache(tables.Text(0))) foreign = tables.Text(0);
+    const SQLite::Database db = OpenConnection(path, SQLite::OPEN_READONLY);
+    SQLite::Statement tables(db, "SELECT name FROM sqlite_master WHERE type = 'table'");
+    while (tables.executeStep()) {
+      const std::string table = tables.getColumn(0).getString();
+      if (!IsOwnTable(table)) foreign = table;
     }
-    if (!foreign.empty()) db.Prepare("SELECT filename, lastWritten, flags, binData, quality FROM cache");
-  } catch (const CHostError&) {
+    if (!foreign.empty()) SQLite::Statement(db, "SELECT filename, lastWritten, flags, binData, quality FROM cache");
+  } catch (const std::runtime_error&) {
     return foreign;
   }
   return {};
@@ -74,9 +71,9 @@ void CreateInWriteAheadMode(const std::string& path) {
     throw CHostError(
         fmt::format("the folder {} does not exist; create it first, or choose another --db FILE", folder.string()));
   }
-  const CSqlite db(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  SQLite::Database db = OpenConnection(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
   // A file system without shared memory keeps the rollback journal, which serves as well, only slower.
-  db.Run("PRAGMA journal_mode=WAL");
+  db.exec("PRAGMA journal_mode=WAL");
 }
 
 }  // namespace

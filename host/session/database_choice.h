@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <string>
 
 namespace qvhost {
@@ -16,6 +17,9 @@ struct SDatabaseChoice {
   bool allUsers = false;
   bool isDefault = false;  // the user's own
 };
+
+// The tables of a thumbnail database.
+constexpr std::array<const char*, 5> kDatabaseTables = {"cache", "metadata", "experiments", "history", "stored"};
 
 // $XDG_CACHE_HOME/qvthumbs/OrbThumbCache.db, with ~/.cache for an unset or relative variable. Throws CHostError when
 // there is no home folder either.

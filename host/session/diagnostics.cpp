@@ -1,14 +1,18 @@
 #include "host/session/diagnostics.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cstdio>
 
+#include "host/host_error.h"
+#include "system/qvstatus.h"
 #include "system/qvstring.h"
 
 namespace qvhost {
 namespace {
 
-constexpr std::size_t kKept = 16;
+constexpr std::size_t kMaxMessages = 16;
 
 std::string WithoutPrefix(std::string text) {
   constexpr std::string_view kPrefix = "THUMBCACHE: ";
@@ -47,15 +51,19 @@ void CDiagnostics::Add(const SQvDiagMessage& message) {
   text = WithoutPrefix(std::move(text));
   if (std::find(m_messages.begin(), m_messages.end(), text) != m_messages.end()) return;
   m_messages.push_back(std::move(text));
-  if (m_messages.size() > kKept) m_messages.pop_front();
+  if (m_messages.size() > kMaxMessages) m_messages.pop_front();
 }
 
-std::string CDiagnostics::Take() {
+std::string CDiagnostics::TakeMessages() {
   const std::lock_guard<std::mutex> lock(m_mutex);
   std::string all;
   for (const std::string& text : m_messages) all += (all.empty() ? "" : "; ") + text;
   m_messages.clear();
   return all;
+}
+
+void RequireOk(std::int32_t status, const char* problem) {
+  if (status != kQvOk) throw CHostError(fmt::format("{}: {}", problem, CDiagnostics::Get().TakeMessages()));
 }
 
 }  // namespace qvhost

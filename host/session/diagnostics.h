@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <deque>
 #include <mutex>
 #include <string>
@@ -18,7 +19,7 @@ class CDiagnostics {
   void Install(bool print) noexcept;
   // The messages since the last call, each once, joined by "; ", without the service's prefix. Empty when there were
   // none.
-  std::string Take();
+  std::string TakeMessages();
 
  private:
   CDiagnostics() = default;
@@ -29,5 +30,8 @@ class CDiagnostics {
   std::deque<std::string> m_messages;  // guarded by m_mutex; the last few
   bool m_print = false;                // set before any component runs
 };
+
+// Throws CHostError with `problem` and the messages when an operation of the service did not succeed.
+void RequireOk(std::int32_t status, const char* problem);
 
 }  // namespace qvhost

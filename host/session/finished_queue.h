@@ -16,10 +16,10 @@ class CFinishedQueue {
     static_cast<CFinishedQueue*>(context)->Push(location);
   }
 
-  // All locations reported since the last call; waits up to `patience` for the first one.
-  std::vector<std::wstring> Wait(std::chrono::milliseconds patience) {
+  // All locations reported since the last call; waits up to `timeout` for the first one.
+  std::vector<std::wstring> Wait(std::chrono::milliseconds timeout) {
     std::unique_lock<std::mutex> lock(m_mutex);
-    m_arrived.wait_for(lock, patience, [this] { return !m_locations.empty(); });
+    m_arrived.wait_for(lock, timeout, [this] { return !m_locations.empty(); });
     std::vector<std::wstring> taken;
     taken.swap(m_locations);
     return taken;

@@ -4,6 +4,8 @@
 
 #include <atomic>
 
+#include "host/host_error.h"
+
 namespace qvhost {
 namespace {
 
@@ -25,5 +27,9 @@ void CInterrupt::Install() noexcept {
 }
 
 bool CInterrupt::Requested() noexcept { return g_requested.load(std::memory_order_relaxed); }
+
+void CInterrupt::ThrowIfRequested(const char* text) {
+  if (Requested()) throw CHostError(text, kExitInterrupted);
+}
 
 }  // namespace qvhost

@@ -8,6 +8,8 @@ class CInterrupt {
  public:
   static void Install() noexcept;
   static bool Requested() noexcept;
+  // Ends the command when it is requested; `text` tells what became of its work. Throws CHostError.
+  static void ThrowIfRequested(const char* text);
 };
 
 }  // namespace qvhost

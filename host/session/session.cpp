@@ -7,13 +7,6 @@
 #include "system/qvstatus.h"
 
 namespace qvhost {
-namespace {
-
-constexpr const char* kServiceClass = "CQvThumbnailCacheImpl";
-constexpr const char* kServiceInterface = "IQvThumbnailCache";
-
-}  // namespace
-
 void LoadComponents() {
   const CQvStringW folder = CQvRTTI::GetLibraryFolder();
   if (CQvRTTI::ScanFolder(folder.c_str()) >= 0) return;
@@ -21,24 +14,29 @@ void LoadComponents() {
                                CQvStringUtils::WtoUTF8(folder).Str()));
 }
 
+CQvRef<IQvThumbnailCache> FindService() {
+  return QvCreate<IQvThumbnailCache>("CQvThumbnailCacheImpl", "IQvThumbnailCache", SQvFileLine(__FILE__, __LINE__));
+}
+
 CSession::CSession() {
   LoadComponents();
-  m_service = CreateComponent<IQvThumbnailCache>(kServiceClass, kServiceInterface, SQvFileLine(__FILE__, __LINE__));
+  m_service = FindService();
   if (m_service) return;
   throw CHostError(fmt::format("the thumbnail service was not found in {}; install the program again. {}",
-                               CQvStringUtils::WtoUTF8(CQvRTTI::GetLibraryFolder()).Str(), CDiagnostics::Get().Take()));
+                               CQvStringUtils::WtoUTF8(CQvRTTI::GetLibraryFolder()).Str(),
+                               CDiagnostics::Get().TakeMessages()));
 }
 
 void CSession::Open(const SDatabaseOptions& options, bool mustExist) {
   m_choice = ChooseDatabase(options);
   PrepareDatabase(m_choice, mustExist);
-  CDiagnostics::Get().Take();
+  CDiagnostics::Get().TakeMessages();
   // Before the workers start and after they have ended, so that the list of listeners never changes under them.
   m_listener = m_service->AddListener(&CFinishedQueue::OnFinished, &m_finished);
   const CQvStringW path = CQvStringUtils::UTF8toW(m_choice.path);
   if (m_service->OpenDatabase(m_choice.allUsers ? nullptr : path.c_str()) != kQvOk) {
     m_service->RemoveListener(m_listener);
-    throw CHostError(ExplainFailedOpen(m_choice, CDiagnostics::Get().Take()));
+    throw CHostError(ExplainFailedOpen(m_choice, CDiagnostics::Get().TakeMessages()));
   }
   m_open = true;
 }

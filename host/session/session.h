@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "host/session/component.h"
 #include "host/session/database_choice.h"
 #include "host/session/finished_queue.h"
+#include "system/qvref.h"
 #include "thumbnailcache/iqvthumbnailcache.h"
 
 namespace qvhost {
@@ -12,6 +12,9 @@ namespace qvhost {
 // Lets the registry find the components, which lie beside the platform's libraries. Throws CHostError when that folder
 // cannot be read.
 void LoadComponents();
+
+// The service, of which there is one in the process; empty when its component is missing.
+CQvRef<IQvThumbnailCache> FindService();
 
 // The service, and the database that it has open. One per process; used by the main thread.
 class CSession {
@@ -22,8 +25,10 @@ class CSession {
   CSession& operator=(const CSession&) = delete;
   ~CSession() { Close(); }
 
-  // Opens the database, which starts the workers. Throws CHostError with the reason and what to do.
-  void Open(const SDatabaseOptions& options, bool mustExist = false);
+  // Opens the database, made when missing, which starts the workers. Throws CHostError with the reason and what to do.
+  void Open(const SDatabaseOptions& options) { Open(options, false); }
+  // The same for commands that have nothing to do without a database.
+  void OpenExisting(const SDatabaseOptions& options) { Open(options, true); }
   // Waits for the work in progress and closes. Does nothing when no database is open.
   void Close() noexcept;
 
@@ -34,8 +39,10 @@ class CSession {
   const std::string& DatabasePath() const noexcept { return m_choice.path; }
 
  private:
+  void Open(const SDatabaseOptions& options, bool mustExist);
+
   CFinishedQueue m_finished;
-  CComponentPtr<IQvThumbnailCache> m_service;
+  CQvRef<IQvThumbnailCache> m_service;
   SDatabaseChoice m_choice;
   QvThumbnailListener m_listener{};
   bool m_open = false;

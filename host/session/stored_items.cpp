@@ -10,11 +10,11 @@
 namespace qvhost {
 
 CStoredItems::CStoredItems(const std::string& databasePath) {
-  const CSqlite db = OpenForReading(databasePath);
-  CStatement rows = db.Prepare("SELECT storedID, storedParentID, flags, filename FROM stored");
-  while (rows.Step()) {
-    const int id = static_cast<int>(rows.Int(0));
-    m_items[id] = {id, static_cast<int>(rows.Int(1)), static_cast<int>(rows.Int(2)), rows.Text(3)};
+  const SQLite::Database db = OpenForReading(databasePath);
+  SQLite::Statement rows(db, "SELECT storedID, storedParentID, flags, filename FROM stored");
+  while (rows.executeStep()) {
+    const int id = rows.getColumn(0).getInt();
+    m_items[id] = {id, rows.getColumn(1).getInt(), rows.getColumn(2).getInt(), rows.getColumn(3).getString()};
   }
   for (const auto& [id, item] : m_items) {
     m_children[m_items.count(item.parentID) ? item.parentID : kStoredRoot].push_back(&item);
@@ -45,32 +45,32 @@ bool CStoredItems::IsBelow(int storedID, int ancestorID) const {
   return false;
 }
 
-void CStoredWalk::ThrowCircle(int storedID) const {
+void CStoredTreeWalk::ThrowCycle(int storedID) const {
   throw CHostError(fmt::format(
       "the stored items form a circle at item {0}; 'qvthumbs stored update {0} --parent 0' opens it", storedID));
 }
 
-void CStoredWalk::Enter(int storedID) {
-  if (!m_seen.insert(storedID).second) ThrowCircle(storedID);
+void CStoredTreeWalk::Enter(int storedID) {
+  if (!m_seen.insert(storedID).second) ThrowCycle(storedID);
   m_levels.push_back({m_items.Children(storedID)});
 }
 
-// Nothing leads from the top to a circle, nor to what hangs from it; from there the parents lead into it.
-void CStoredWalk::FindUnreached() const {
+// Nothing leads from the top to a cycle, nor to what hangs from it; from there the parents lead into it.
+void CStoredTreeWalk::CheckForCycles() const {
   if (m_root != kStoredRoot) return;
   for (const auto& [id, item] : m_items.All()) {
     if (m_seen.count(id) != 0) continue;
     std::unordered_set<int> passed;
     int parentID = id;
     while (passed.insert(parentID).second) parentID = m_items.Find(parentID)->parentID;
-    ThrowCircle(parentID);
+    ThrowCycle(parentID);
   }
 }
 
-bool CStoredWalk::Next() {
+bool CStoredTreeWalk::Next() {
   while (!m_levels.empty() && m_levels.back().IsDone()) m_levels.pop_back();
   if (m_levels.empty()) {
-    FindUnreached();
+    CheckForCycles();
     return false;
   }
   SLevel& level = m_levels.back();
@@ -80,7 +80,7 @@ bool CStoredWalk::Next() {
   return true;
 }
 
-std::string CStoredWalk::Lines() const {
+std::string CStoredTreeWalk::Branches() const {
   std::string lines;
   for (std::size_t i = 0; i + 1 < m_depth; ++i) lines += m_levels[i].IsDone() ? "   " : "│  ";
   return lines + (m_levels[m_depth - 1].IsDone() ? "└─ " : "├─ ");

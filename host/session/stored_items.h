@@ -23,7 +23,7 @@ struct SStoredItem {
 
 // The tree of stored items as it was when this was made, read in one go through a read-only connection of the host's
 // own: asking the service for the children of every item would go through the whole table for each of them. The table
-// is described in docs/database.md. The constructor throws CHostError.
+// is described in docs/database.md. The constructor throws CHostError or SQLite::Exception.
 class CStoredItems {
  public:
   explicit CStoredItems(const std::string& databasePath);
@@ -42,10 +42,10 @@ class CStoredItems {
 };
 
 // Walks what lies below an item in the order in which a tree is drawn, without recursion, because nothing limits the
-// depth. Throws CHostError when it meets parent links that form a circle; from the top it meets all of them.
-class CStoredWalk {
+// depth. Throws CHostError when it meets a cycle of parent links; from the top it meets all of them.
+class CStoredTreeWalk {
  public:
-  CStoredWalk(const CStoredItems& items, int rootID) : m_items(items), m_root(rootID) { Enter(rootID); }
+  CStoredTreeWalk(const CStoredItems& items, int rootID) : m_items(items), m_root(rootID) { Enter(rootID); }
 
   // Goes to the next item; false at the end.
   bool Next();
@@ -53,7 +53,7 @@ class CStoredWalk {
   // 1 for the children of the root.
   std::size_t Depth() const noexcept { return m_depth; }
   // The branches in front of the item.
-  std::string Lines() const;
+  std::string Branches() const;
 
  private:
   struct SLevel {
@@ -63,8 +63,8 @@ class CStoredWalk {
   };
 
   void Enter(int storedID);
-  [[noreturn]] void ThrowCircle(int storedID) const;
-  void FindUnreached() const;
+  [[noreturn]] void ThrowCycle(int storedID) const;
+  void CheckForCycles() const;
 
   const CStoredItems& m_items;
   const int m_root;

@@ -24,12 +24,12 @@ class IThumbnailJobs {
   virtual std::int64_t Count() const = 0;
   // The next job. Failed: only its name is filled, and the reason.
   virtual ENext Next(SThumbnailJob* job, std::string* reason) = 0;
-  // Takes the source's present modification time into the description. Gone: with the reason.
+  // Updates the description with the source's present modification time. Gone: with the reason.
   virtual ERefresh Refresh(SThumbnailJob* job, std::string* reason) = 0;
   // Whether the database holds the thumbnail as a viewer would show it.
   virtual bool IsCached(const SThumbnailJob& job) = 0;
-  // Whether thumbnails of these sources are stored in the database at all.
-  virtual bool AreStored() const = 0;
+  // Whether thumbnails of these sources go to the database at all.
+  virtual bool ArePersistent() const = 0;
   // Why the service could not make it.
   virtual std::string ExplainFailure(const SThumbnailJob& job) = 0;
 };

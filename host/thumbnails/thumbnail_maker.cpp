@@ -12,26 +12,25 @@ using namespace std::chrono_literals;
 
 // Identifies this host's view to the service.
 constexpr std::uint64_t kReferrer = 0x71767468756D6273u;
-constexpr std::size_t kBatch = 16;
+constexpr std::size_t kBatchSize = 16;
 // Enough to keep both workers busy while the main thread explains a failure.
-constexpr std::size_t kOnTheirWay = 64;
-// A finished picture must survive until it is looked at, so the limit lies above the number on their way.
-constexpr std::uint32_t kPicturesInMemory = 2 * kOnTheirWay;
-constexpr std::size_t kPurgeEvery = 4096;
+constexpr std::size_t kMaxPending = 64;
+// Pictures kept in memory. A finished one must survive until it is fetched, so the limit lies above the pending ones.
+constexpr std::uint32_t kCacheLimit = 2 * kMaxPending;
+// Requests between two purges.
+constexpr std::size_t kPurgeInterval = 4096;
 constexpr std::size_t kMaxUnsaved = 256;
-// What another process is replacing is back after a few milliseconds.
-constexpr int kLooks = 5;
-constexpr auto kBetweenLooks = 20ms;
-constexpr auto kPatience = 100ms;
-// After so many waits without news the states are looked at, should a notice ever have been lost.
-constexpr int kIdleWaitsBeforeLook = 100;
+// A row that another process is replacing is back after a few milliseconds.
+constexpr int kMaxSaveChecks = 5;
+constexpr auto kSaveCheckInterval = 20ms;
+constexpr auto kWaitTimeout = 100ms;
+// After so many waits without news the states are polled, should a notice ever have been lost.
+constexpr int kMaxIdleWaits = 100;
 // A file that an instrument is still writing is given up after so many remakes.
 constexpr int kMaxRemakes = 3;
 
-std::wstring KeyOf(const SQvThumbnailDescription& description) {
-  std::wstring key = description.location.Str();
-  CQvStringUtils::ToLower(key);
-  return key;
+std::wstring PendingKey(const SQvThumbnailDescription& description) {
+  return SQvThumbnailDescription::LowerCase(description.location).Str();
 }
 
 SQvPicBuf NoPicture() noexcept {
@@ -46,47 +45,47 @@ CThumbnailMaker::CThumbnailMaker(CSession& session, IThumbnailJobs& jobs, IThumb
                                  const SMakeOptions& options)
     : m_session(session), m_service(session.Service()), m_jobs(jobs), m_observer(observer), m_options(options) {
   m_service.SetHighQuality(options.highQuality);
-  m_service.SetCacheLimit(kPicturesInMemory);
+  m_service.SetCacheLimit(kCacheLimit);
 }
 
 bool CThumbnailMaker::Run() {
   while (!CInterrupt::Requested()) {
-    Refill();
+    RequestMore();
     if (!m_pending.empty()) {
       WaitForWorkers();
-    } else if (m_ended) {
-      SettleUnsaved();
+    } else if (m_allFetched) {
+      RecheckUnsaved();
       return true;
     }
   }
-  Abandon();
-  SettleUnsaved();
+  Stop();
+  RecheckUnsaved();
   return false;
 }
 
-void CThumbnailMaker::Refill() {
-  if (m_sincePurge >= kPurgeEvery) {
+void CThumbnailMaker::RequestMore() {
+  if (m_requestedSincePurge >= kPurgeInterval) {
     if (!m_pending.empty()) return;
     m_service.PurgeUnusedThumbnails();
-    m_sincePurge = 0;
+    m_requestedSincePurge = 0;
   }
   // A thumbnail made in place is a batch of its own, so that Ctrl-C need not wait for many.
-  const std::size_t size = m_options.sync ? 1 : kBatch;
-  while (!m_ended && m_pending.size() + kBatch <= kOnTheirWay && m_sincePurge < kPurgeEvery) {
+  const std::size_t size = m_options.sync ? 1 : kBatchSize;
+  while (!m_allFetched && m_pending.size() + kBatchSize <= kMaxPending && m_requestedSincePurge < kPurgeInterval) {
     std::vector<SPending> batch;
     SPending next;
-    while (batch.size() < size && TakeNext(&next)) batch.push_back(std::move(next));
+    while (batch.size() < size && FetchNext(&next)) batch.push_back(std::move(next));
     if (batch.empty()) return;
-    Submit(std::move(batch));
+    RequestBatch(std::move(batch));
   }
 }
 
-bool CThumbnailMaker::TakeNext(SPending* next) {
+bool CThumbnailMaker::FetchNext(SPending* next) {
   for (*next = {}; !CInterrupt::Requested(); *next = {}) {
     std::string reason;
     switch (m_jobs.Next(&next->job, &reason)) {
       case IThumbnailJobs::ENext::End:
-        m_ended = true;
+        m_allFetched = true;
         return false;
       case IThumbnailJobs::ENext::Failed:
         m_observer.OnFailed(next->job.name, reason);
@@ -101,30 +100,29 @@ bool CThumbnailMaker::TakeNext(SPending* next) {
   return false;
 }
 
-void CThumbnailMaker::Submit(std::vector<SPending> batch) {
+void CThumbnailMaker::RequestBatch(std::vector<SPending> batch) {
   std::vector<SQvThumbnailDescription> descriptions;
   for (SPending& pending : batch) {
     descriptions.push_back(pending.job.description);
-    m_pending.insert_or_assign(KeyOf(pending.job.description), std::move(pending));
+    m_pending.insert_or_assign(PendingKey(pending.job.description), std::move(pending));
   }
-  m_sincePurge += batch.size();
-  const auto rest = static_cast<std::uint32_t>(descriptions.size() - 1);
-  m_service.RequestThumbnails(0, descriptions.data(), 1, 0, !m_options.sync);
-  if (rest != 0) m_service.RequestThumbnails(0, descriptions.data() + 1, rest, 0, !m_options.sync);
-  if (m_options.sync) Finish(KeyOf(descriptions.front()));
+  m_requestedSincePurge += batch.size();
+  const auto count = static_cast<std::uint32_t>(descriptions.size());
+  m_service.RequestThumbnails(0, descriptions.data(), count, 0, !m_options.sync);
+  if (m_options.sync) HandleFinished(PendingKey(descriptions.front()));
 }
 
 void CThumbnailMaker::WaitForWorkers() {
-  std::vector<std::wstring> finished = m_session.Finished().Wait(kPatience);
+  std::vector<std::wstring> finished = m_session.Finished().Wait(kWaitTimeout);
   m_idleWaits = finished.empty() ? m_idleWaits + 1 : 0;
-  if (m_idleWaits >= kIdleWaitsBeforeLook) {
+  if (m_idleWaits >= kMaxIdleWaits) {
     m_idleWaits = 0;
     for (const auto& [location, pending] : m_pending) finished.push_back(location);
   }
-  for (const std::wstring& location : finished) Finish(location);
+  for (const std::wstring& location : finished) HandleFinished(location);
 }
 
-void CThumbnailMaker::Finish(const std::wstring& location) {
+void CThumbnailMaker::HandleFinished(const std::wstring& location) {
   const auto found = m_pending.find(location);
   if (found == m_pending.end()) return;
   SPending& pending = found->second;
@@ -140,7 +138,7 @@ void CThumbnailMaker::Finish(const std::wstring& location) {
       if (refresh == IThumbnailJobs::ERefresh::Changed && pending.job.description.IsDBLoc()) {
         return Remake(location, pending);
       }
-      return FinishReady(location, pending, picture);
+      return HandleReady(location, pending, picture);
     case kQvThumbnailStale:
       return Remake(location, pending);
     case kQvThumbnailQueued:
@@ -152,18 +150,18 @@ void CThumbnailMaker::Finish(const std::wstring& location) {
   }
 }
 
-void CThumbnailMaker::FinishReady(const std::wstring& location, SPending& pending, const SQvPicBuf& picture) {
-  const bool saved = m_options.picturesWanted || !m_jobs.AreStored() || m_jobs.IsCached(pending.job);
+void CThumbnailMaker::HandleReady(const std::wstring& location, SPending& pending, const SQvPicBuf& picture) {
+  const bool saved = m_options.picturesWanted || !m_jobs.ArePersistent() || m_jobs.IsCached(pending.job);
   if (saved) m_observer.OnThumbnail(pending.job, !pending.wasCached, picture);
   m_service.ReleaseThumbnail(kReferrer, pending.job.description);
-  if (!saved) m_unsaved.emplace_back(std::move(pending.job), CDiagnostics::Get().Take());
+  if (!saved) m_unsaved.emplace_back(std::move(pending.job), CDiagnostics::Get().TakeMessages());
   m_pending.erase(location);
-  if (m_unsaved.size() >= kMaxUnsaved) SettleUnsaved();
+  if (m_unsaved.size() >= kMaxUnsaved) RecheckUnsaved();
 }
 
-void CThumbnailMaker::SettleUnsaved() {
-  for (int look = 0; look < kLooks && !m_unsaved.empty(); ++look) {
-    if (look > 0) std::this_thread::sleep_for(kBetweenLooks);
+void CThumbnailMaker::RecheckUnsaved() {
+  for (int check = 0; check < kMaxSaveChecks && !m_unsaved.empty(); ++check) {
+    if (check > 0) std::this_thread::sleep_for(kSaveCheckInterval);
     std::erase_if(m_unsaved, [this](const auto& unsaved) {
       if (!m_jobs.IsCached(unsaved.first)) return false;
       m_observer.OnThumbnail(unsaved.first, true, NoPicture());
@@ -190,13 +188,13 @@ void CThumbnailMaker::Fail(const std::wstring& location, const std::string& reas
   m_pending.erase(found);
 }
 
-void CThumbnailMaker::Abandon() {
+void CThumbnailMaker::Stop() {
   m_service.CancelAllRequests();
   m_session.Close();
   // What the workers were at when they were stopped is finished and stored, and counts.
   for (const std::wstring& location : m_session.Finished().Wait(0ms)) {
     const auto found = m_pending.find(location);
-    if (found == m_pending.end() || !m_jobs.AreStored() || !m_jobs.IsCached(found->second.job)) continue;
+    if (found == m_pending.end() || !m_jobs.ArePersistent() || !m_jobs.IsCached(found->second.job)) continue;
     m_observer.OnThumbnail(found->second.job, !found->second.wasCached, NoPicture());
     m_pending.erase(found);
   }

@@ -19,11 +19,8 @@ struct SMakeOptions {
 
 // Has thumbnails made as a viewer does: requests them in batches, waits for the listener, gets each with
 // its source's modification time and releases it; a stale one is waited for again. What the database already holds is
-// not requested. Memory stays bounded however many jobs there are: a limited number is on its way at any time, and what
-// is finished is purged now and then.
-//
-// A batch goes in two calls, its first thumbnail and the rest, because a call wakes one worker: a single call might
-// leave all of a small batch to that one.
+// not requested. Memory stays bounded however many jobs there are: a limited number is pending at any time, and what is
+// finished is purged now and then.
 class CThumbnailMaker {
  public:
   CThumbnailMaker(CSession& session, IThumbnailJobs& jobs, IThumbnailObserver& observer, const SMakeOptions& options);
@@ -39,16 +36,16 @@ class CThumbnailMaker {
     int remakes = 0;
   };
 
-  void Refill();
-  bool TakeNext(SPending* next);
-  void Submit(std::vector<SPending> batch);
+  void RequestMore();
+  bool FetchNext(SPending* next);
+  void RequestBatch(std::vector<SPending> batch);
   void WaitForWorkers();
-  void Finish(const std::wstring& location);
-  void FinishReady(const std::wstring& location, SPending& pending, const SQvPicBuf& picture);
-  void SettleUnsaved();
+  void HandleFinished(const std::wstring& location);
+  void HandleReady(const std::wstring& location, SPending& pending, const SQvPicBuf& picture);
+  void RecheckUnsaved();
   void Remake(const std::wstring& location, SPending& pending);
   void Fail(const std::wstring& location, const std::string& reason);
-  void Abandon();
+  void Stop();
 
   CSession& m_session;
   IQvThumbnailCache& m_service;
@@ -57,10 +54,10 @@ class CThumbnailMaker {
   const SMakeOptions m_options;
   std::unordered_map<std::wstring, SPending> m_pending;  // by lower-case location
   // Made, but not found in the database: for a moment that may be so because another process is replacing the row, so
-  // they are looked for again before they count as failed.
+  // they are looked up again before they count as failed.
   std::vector<std::pair<SThumbnailJob, std::string>> m_unsaved;  // with what the service said
-  bool m_ended = false;
-  std::size_t m_sincePurge = 0;
+  bool m_allFetched = false;
+  std::size_t m_requestedSincePurge = 0;
   int m_idleWaits = 0;
 };
 

@@ -18,7 +18,7 @@ struct QV_SYSTEM_API SQvThumbnailDescription {
   // Non-zero asks for high quality.
   std::uint32_t flags = 0;
   // For database locations: the requester's object that gives access to the records (see IQvImageDatabase). Not owned;
-  // it must outlive the request. May be null.
+  // it must outlive the thumbnail, which may be made again until the cache's database is closed. May be null.
   IQvInterface* owner = nullptr;
 
   bool IsFileLoc() const noexcept { return IsFileLoc(location); }

@@ -17,7 +17,7 @@ class CComponentLibrary {
 
   bool IsLoaded() const noexcept { return m_handle != nullptr; }
   // The address of a symbol that this library itself exports (not one that it depends on), or null.
-  void* OwnSymbol(const char* name) const noexcept;
+  void* FindOwnSymbol(const char* name) const noexcept;
   // The units of the library's registration data as far as the symbol, or where its size is unknown the memory around
   // it, reaches. Nothing when the library exports none.
   std::optional<std::u16string> RegistrationData() const;

@@ -63,7 +63,7 @@ CComponentLibrary::~CComponentLibrary() {
 
 void* CComponentLibrary::KeepLoaded() noexcept { return std::exchange(m_handle, nullptr); }
 
-void* CComponentLibrary::OwnSymbol(const char* name) const noexcept {
+void* CComponentLibrary::FindOwnSymbol(const char* name) const noexcept {
   void* symbol = m_handle ? ::dlsym(m_handle, name) : nullptr;
   link_map* own = nullptr;
   void* holder = nullptr;
@@ -74,7 +74,7 @@ void* CComponentLibrary::OwnSymbol(const char* name) const noexcept {
 }
 
 std::optional<std::u16string> CComponentLibrary::RegistrationData() const {
-  const void* symbol = OwnSymbol(QV_REGISTRATION_SYMBOL);
+  const void* symbol = FindOwnSymbol(QV_REGISTRATION_SYMBOL);
   if (!symbol) return std::nullopt;
   Dl_info info;
   void* entry = nullptr;

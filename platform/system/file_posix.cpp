@@ -63,10 +63,10 @@ std::int32_t QV_OpenFile(const wchar_t* path, std::uint32_t access, std::uint32_
   if (!path || !*path || !handle || access != kQvFileRead) return kQvFailure;
   std::string native = CQvStringUtils::WtoUTF8(path).Str();
   int fd = OpenNative(native);
-  if (fd < 0 && MayExistOtherwise(errno) && ResolveOtherwise(&native)) fd = OpenNative(native);
+  if (fd < 0 && MayExistInAnotherCase(errno) && ResolveIgnoringCase(&native)) fd = OpenNative(native);
   CDescriptor descriptor(fd);
   if (fd < 0 || !IsRegularFile(fd)) return kQvFailure;
-  *handle = descriptor.HandOn();
+  *handle = descriptor.Detach();
   return kQvOk;
 }
 
@@ -94,7 +94,7 @@ std::int32_t QV_FindFileFirst(const wchar_t* path, SQvFindData* data, QvFindHand
   std::string native = CQvStringUtils::WtoUTF8(path).Str();
   SQvFindData found;
   if (!ReadStatus(AT_FDCWD, native.c_str(), 0, &found)) {
-    if (!MayExistOtherwise(errno) || !ResolveOtherwise(&native)) return kQvFailure;
+    if (!MayExistInAnotherCase(errno) || !ResolveIgnoringCase(&native)) return kQvFailure;
     if (!ReadStatus(AT_FDCWD, native.c_str(), 0, &found)) return kQvFailure;
   }
   *data = found;
@@ -107,7 +107,7 @@ std::int32_t QV_FindFileClose(QvFindHandle find) { return find == &kOpenSearch ?
 std::int32_t QV_ResolvePath(const wchar_t* path, CQvStringA* native) {
   if (!path || !*path || !native) return kQvFailure;
   std::string name = CQvStringUtils::WtoUTF8(path).Str();
-  if (!Exists(name) && MayExistOtherwise(errno)) ResolveOtherwise(&name);
+  if (!Exists(name) && MayExistInAnotherCase(errno)) ResolveIgnoringCase(&name);
   *native = CQvStringA(std::move(name));
   return kQvOk;
 }

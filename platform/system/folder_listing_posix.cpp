@@ -23,7 +23,7 @@ SFolderState StateOf(const struct stat& status) noexcept {
   return {status.st_dev, status.st_ino, Nanoseconds(status.st_mtim), Nanoseconds(status.st_ctim)};
 }
 
-std::int64_t WallClock() noexcept {
+std::int64_t WallClockNow() noexcept {
   timespec now;
   ::clock_gettime(CLOCK_REALTIME, &now);
   return Nanoseconds(now);
@@ -33,11 +33,11 @@ CFolderHandle OpenFolder(const std::string& path) noexcept {
   CDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK));
   if (descriptor.Get() < 0) return nullptr;
   DIR* folder = ::fdopendir(descriptor.Get());
-  if (folder) descriptor.HandOn();
+  if (folder) descriptor.Detach();
   return CFolderHandle(folder);
 }
 
-bool IsDots(const char* name) noexcept { return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0; }
+bool IsSelfOrParent(const char* name) noexcept { return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0; }
 
 }  // namespace
 
@@ -63,10 +63,10 @@ std::shared_ptr<const CFolderListing> CFolderListing::Read(const std::string& fo
   const auto now = std::chrono::steady_clock::now();
   listing->m_state = StateOf(status);
   listing->m_firstSeen = former && former->m_state == listing->m_state ? former->m_firstSeen : now;
-  listing->m_settled = ::IsSettled(listing->m_state, WallClock(), now - listing->m_firstSeen);
+  listing->m_settled = ::IsSettled(listing->m_state, WallClockNow(), now - listing->m_firstSeen);
   while (const dirent* entry = ::readdir(open.get())) {
     if (listing->m_names.size() == kMaxNames) break;
-    if (!IsDots(entry->d_name)) listing->m_names.emplace(FoldName(entry->d_name), entry->d_name);
+    if (!IsSelfOrParent(entry->d_name)) listing->m_names.emplace(FoldName(entry->d_name), entry->d_name);
   }
   return listing;
 }

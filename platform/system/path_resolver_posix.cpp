@@ -12,9 +12,9 @@
 namespace {
 
 // Walks down a path; every step that has several names to choose from is tried in turn.
-class CDescent {
+class CCaseInsensitiveSearch {
  public:
-  explicit CDescent(const std::string& path) {
+  explicit CCaseInsensitiveSearch(const std::string& path) {
     for (std::size_t at = 0; at < path.size();) {
       const std::size_t slash = std::min(path.find('/', at), path.size());
       if (slash != at) m_names.push_back(path.substr(at, slash - at));
@@ -53,15 +53,15 @@ class CDescent {
 
 }  // namespace
 
-bool MayExistOtherwise(int error) noexcept {
+bool MayExistInAnotherCase(int error) noexcept {
   // Lower-casing may have made a name longer than the file system allows.
   return error == ENOENT || error == ENOTDIR || error == ENAMETOOLONG;
 }
 
-bool ResolveOtherwise(std::string* path) {
+bool ResolveIgnoringCase(std::string* path) {
   std::string found;
   const bool absolute = !path->empty() && path->front() == '/';
-  if (!CDescent(*path).Find(absolute ? "/" : "", 0, &found)) return false;
+  if (!CCaseInsensitiveSearch(*path).Find(absolute ? "/" : "", 0, &found)) return false;
   *path = std::move(found);
   return true;
 }

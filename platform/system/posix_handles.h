@@ -18,7 +18,7 @@ class CDescriptor {
   CDescriptor& operator=(const CDescriptor&) = delete;
 
   int Get() const noexcept { return m_fd; }
-  int HandOn() noexcept { return std::exchange(m_fd, -1); }
+  int Detach() noexcept { return std::exchange(m_fd, -1); }
 
  private:
   int m_fd;

@@ -52,7 +52,7 @@ std::vector<SQvRTTICacheEntry> ReadRecords(const CComponentLibrary& library, con
   for (SQvRTTIClass& one : classes) {
     const std::string name = CQvStringUtils::WtoUTF8(one.className).Str();
     SQvRTTICacheEntry record;
-    record.factory = library.OwnSymbol(("QV_ConstructorFor" + name).c_str());
+    record.factory = library.FindOwnSymbol(("QV_ConstructorFor" + name).c_str());
     if (!record.factory) {
       Notice(path, (L"no factory for class " + one.className.Str()).c_str());
       continue;

@@ -7,7 +7,7 @@
 namespace {
 
 // Where escaped bytes travel in UTF-16: far inside private-use plane 16, with the same low ten bits.
-constexpr char32_t kTravellingEscape = 0x10DC80u - 0xDC80u;
+constexpr char32_t kPrivateUseOffset = 0x10DC80u - 0xDC80u;
 
 void Append(char32_t c, std::u16string* out) {
   if (c > 0xFFFFu) {
@@ -26,7 +26,7 @@ std::u16string CQvStringUtils::WtoUTF16(const wchar_t* text) {
   out.reserve(view.size());
   for (const wchar_t *c = view.data(), *end = c + view.size(); c != end;) {
     const char32_t point = NextCodePoint(c, end);
-    Append(IsEscapedByte(point) ? point + kTravellingEscape : point, &out);
+    Append(IsEscapedByte(point) ? point + kPrivateUseOffset : point, &out);
   }
   return out;
 }
@@ -41,7 +41,7 @@ CQvStringW CQvStringUtils::UTF16toW(std::u16string_view text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     char32_t c = text[i];
     if (IsHighSurrogate(c) && i + 1 < text.size() && IsLowSurrogate(text[i + 1])) c = JoinSurrogates(c, text[++i]);
-    if (c >= kTravellingEscape && IsEscapedByte(c - kTravellingEscape)) c -= kTravellingEscape;
+    if (c >= kPrivateUseOffset && IsEscapedByte(c - kPrivateUseOffset)) c -= kPrivateUseOffset;
     target = StoreWide(c, target);
   }
   out.resize(static_cast<std::size_t>(target - out.data()));

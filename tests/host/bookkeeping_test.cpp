@@ -14,21 +14,21 @@ using namespace qvtest;
 using testing::HasSubstr;
 using testing::Not;
 
-class CBookkeepingTest : public testing::Test {
+class BookkeepingTest : public testing::Test {
  protected:
   std::string Path(const std::string& name) const { return m_program.Folder().Path(name); }
   nlohmann::json Json(std::vector<std::string> arguments) {
     arguments.push_back("--json");
-    const SRunResult run = m_program.RunDb(arguments);
+    const SRunResult run = m_program.RunWithDatabase(arguments);
     EXPECT_EQ(run.status, 0) << run.err;
     return run.Json();
   }
   CProgram m_program;
 };
 
-using CExperimentsTest = CBookkeepingTest;
+using ExperimentsTest = BookkeepingTest;
 
-TEST_F(CExperimentsTest, AddsAnExperimentOnceAndShowsIt) {
+TEST_F(ExperimentsTest, AddsAnExperimentOnceAndShowsIt) {
   WriteStack(Path("a.ome.tif"), {3, 4, 2});
   WriteStack(Path("same.ome.tif"), {3, 4, 2});
   WriteStack(Path("other.ome.tif"), {5, 1, 2});
@@ -39,7 +39,7 @@ TEST_F(CExperimentsTest, AddsAnExperimentOnceAndShowsIt) {
   EXPECT_NE(added[0]["experiment"], added[2]["experiment"]);
   EXPECT_EQ(Json({"experiments", "list"}).size(), 2u);
   const std::string id = added[0]["experiment"].dump();
-  const SRunResult shown = m_program.RunDb({"experiments", "show", id});
+  const SRunResult shown = m_program.RunWithDatabase({"experiments", "show", id});
   EXPECT_THAT(shown.out, HasSubstr("Experiment " + id + ", acquired 2024-05-01 12:30:00 UTC"));
   EXPECT_THAT(shown.out, HasSubstr("Time: 3, every 2 s"));
   EXPECT_THAT(shown.out, HasSubstr("Z stack: 4, 1.5 µm apart"));
@@ -47,22 +47,22 @@ TEST_F(CExperimentsTest, AddsAnExperimentOnceAndShowsIt) {
   EXPECT_EQ(Json({"experiments", "show", id})["loops"]["loop"], "time");
 }
 
-TEST_F(CExperimentsTest, ASinglePictureHasNone) {
+TEST_F(ExperimentsTest, ASinglePictureHasNone) {
   WritePng(Path("a.png"), 10, 10, kRed);
-  const SRunResult run = m_program.RunDb({"experiments", "add", Path("a.png")});
+  const SRunResult run = m_program.RunWithDatabase({"experiments", "add", Path("a.png")});
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("without acquisition loops"));
-  EXPECT_THAT(m_program.RunDb({"experiments", "list"}).out, HasSubstr("no experiments"));
+  EXPECT_THAT(m_program.RunWithDatabase({"experiments", "list"}).out, HasSubstr("no experiments"));
 }
 
-TEST_F(CExperimentsTest, AnUnknownOneSaysWhatToDo) {
-  m_program.RunDb({"stored", "add", "x"});
-  const SRunResult run = m_program.RunDb({"experiments", "show", "7"});
+TEST_F(ExperimentsTest, AnUnknownOneSaysWhatToDo) {
+  m_program.RunWithDatabase({"stored", "add", "x"});
+  const SRunResult run = m_program.RunWithDatabase({"experiments", "show", "7"});
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("'qvthumbs experiments list'"));
 }
 
-TEST_F(CExperimentsTest, BelongToAStoredItem) {
+TEST_F(ExperimentsTest, BelongToAStoredItem) {
   WriteStack(Path("a.ome.tif"), {3, 1, 1});
   WriteStack(Path("b.ome.tif"), {4, 1, 1});
   const std::string item = Json({"stored", "add", "plate"})["id"].dump();
@@ -71,12 +71,12 @@ TEST_F(CExperimentsTest, BelongToAStoredItem) {
   const nlohmann::json listed = Json({"experiments", "list", "--stored", item});
   ASSERT_EQ(listed.size(), 1u);
   EXPECT_EQ(listed[0]["experiment"], added[0]["experiment"]);
-  EXPECT_EQ(m_program.RunDb({"experiments", "add", "--stored", "99", Path("b.ome.tif")}).status, 2);
+  EXPECT_EQ(m_program.RunWithDatabase({"experiments", "add", "--stored", "99", Path("b.ome.tif")}).status, 2);
 }
 
-using CHistoryTest = CBookkeepingTest;
+using HistoryTest = BookkeepingTest;
 
-TEST_F(CHistoryTest, RecordsFileTimeAndExperiment) {
+TEST_F(HistoryTest, RecordsFileTimeAndExperiment) {
   WriteStack(Path("Stack.ome.tif"), {3, 4, 2});
   const nlohmann::json added = Json({"history", "add", "--user", "anna", Path("Stack.ome.tif")});
   ASSERT_EQ(added.size(), 1u);
@@ -87,13 +87,13 @@ TEST_F(CHistoryTest, RecordsFileTimeAndExperiment) {
   EXPECT_EQ(listed[0]["file"], Path("Stack.ome.tif"));
   EXPECT_EQ(listed[0]["acquired"], "2024-05-01T12:30:00Z");
   EXPECT_EQ(listed[0]["experiment"], added[0]["experiment"]);
-  EXPECT_EQ(m_program.RunDb({"history", "earliest"}).out, "2024-05-01 12:30:00 UTC\n");
+  EXPECT_EQ(m_program.RunWithDatabase({"history", "earliest"}).out, "2024-05-01 12:30:00 UTC\n");
   const std::string id = added[0]["experiment"].dump();
-  EXPECT_EQ(m_program.RunDb({"history", "files", "--user", "anna", "--experiment", id}).out,
+  EXPECT_EQ(m_program.RunWithDatabase({"history", "files", "--user", "anna", "--experiment", id}).out,
             Path("Stack.ome.tif") + "\n");
 }
 
-TEST_F(CHistoryTest, ListsByTimeWithinARange) {
+TEST_F(HistoryTest, ListsByTimeWithinARange) {
   const std::vector<std::pair<std::string, std::string>> images = {
       {"c.png", "2024-05-03"}, {"a.png", "2024-05-01T09:30"}, {"b.png", "2024-05-02T00:00:00+02:00"}};
   for (const auto& [name, time] : images) {
@@ -110,12 +110,12 @@ TEST_F(CHistoryTest, ListsByTimeWithinARange) {
   EXPECT_EQ(Json({"history", "list", "--user", "bert"}).size(), 0u);
 }
 
-TEST_F(CHistoryTest, WithoutATimeOfItsOwnTheFilesDateIsTaken) {
+TEST_F(HistoryTest, WithoutATimeOfItsOwnTheFilesDateIsTaken) {
   WritePng(Path("a.png"), 10, 10, kRed);
   EXPECT_EQ(Json({"history", "add", "--user", "anna", Path("a.png")})[0]["timeSource"], "file date");
 }
 
-TEST_F(CHistoryTest, AFileKeepsItsExperiment) {
+TEST_F(HistoryTest, AFileKeepsItsExperiment) {
   WriteStack(Path("a.ome.tif"), {3, 1, 1});
   WriteStack(Path("b.ome.tif"), {4, 1, 1});
   const nlohmann::json first = Json({"history", "add", "--user", "anna", Path("a.ome.tif"), Path("b.ome.tif")});
@@ -126,15 +126,15 @@ TEST_F(CHistoryTest, AFileKeepsItsExperiment) {
   EXPECT_EQ(again[0]["acquired"], "2024-06-01T00:00:00Z");
 }
 
-TEST_F(CHistoryTest, AFileBelongsToOneUser) {
+TEST_F(HistoryTest, AFileBelongsToOneUser) {
   WritePng(Path("a.png"), 10, 10, kRed);
   Json({"history", "add", "--user", "anna", Path("a.png")});
-  const SRunResult run = m_program.RunDb({"history", "add", "--user", "bert", Path("a.png")});
+  const SRunResult run = m_program.RunWithDatabase({"history", "add", "--user", "bert", Path("a.png")});
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("another user"));
 }
 
-TEST_F(CHistoryTest, DeletesARangeAndThenTheExperiment) {
+TEST_F(HistoryTest, DeletesARangeAndThenTheExperiment) {
   WriteStack(Path("a.ome.tif"), {3, 1, 1});
   WriteStack(Path("b.ome.tif"), {3, 1, 1});
   const std::string id =
@@ -146,34 +146,34 @@ TEST_F(CHistoryTest, DeletesARangeAndThenTheExperiment) {
   const nlohmann::json rest = Json({"history", "delete", "--experiment", id});
   EXPECT_EQ(rest["deleted"], 1);
   EXPECT_EQ(rest["experimentDeleted"], true);
-  EXPECT_EQ(m_program.RunDb({"history", "delete", "--experiment", id}).status, 1);
-  EXPECT_THAT(m_program.RunDb({"history", "earliest"}).out, HasSubstr("no history"));
+  EXPECT_EQ(m_program.RunWithDatabase({"history", "delete", "--experiment", id}).status, 1);
+  EXPECT_THAT(m_program.RunWithDatabase({"history", "earliest"}).out, HasSubstr("no history"));
 }
 
-TEST_F(CHistoryTest, NamesAFileThatIsNoImageAndGoesOn) {
+TEST_F(HistoryTest, NamesAFileThatIsNoImageAndGoesOn) {
   std::ofstream(Path("no.tif")) << "text";
   WritePng(Path("a.png"), 10, 10, kRed);
-  const SRunResult run = m_program.RunDb({"history", "add", "--user", "anna", Path("no.tif"), Path("a.png")});
+  const SRunResult run = m_program.RunWithDatabase({"history", "add", "--user", "anna", Path("no.tif"), Path("a.png")});
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("no.tif: "));
   EXPECT_EQ(Json({"history", "list", "--user", "anna"}).size(), 1u);
 }
 
-class CStoredTest : public CBookkeepingTest {
+class StoredTest : public BookkeepingTest {
  protected:
   std::string Add(const std::string& name, const std::string& parent = "0") {
     return Json({"stored", "add", name, "--parent", parent})["id"].dump();
   }
 };
 
-TEST_F(CStoredTest, DrawsTheTree) {
+TEST_F(StoredTest, DrawsTheTree) {
   const std::string project = Add("project");
   const std::string plate = Add("Plätte 7", project);
   Add("well A1", plate);
   Add("well A2", plate);
   Add("zebra", project);
   const std::string other = Add("second");
-  EXPECT_EQ(m_program.RunDb({"stored", "tree"}).out,
+  EXPECT_EQ(m_program.RunWithDatabase({"stored", "tree"}).out,
             "├─ project  [1]\n"
             "│  ├─ Plätte 7  [2]\n"
             "│  │  ├─ well A1  [3]\n"
@@ -181,7 +181,7 @@ TEST_F(CStoredTest, DrawsTheTree) {
             "│  └─ zebra  [5]\n"
             "└─ second  [" +
                 other + "]\n");
-  EXPECT_EQ(m_program.RunDb({"stored", "tree", plate}).out,
+  EXPECT_EQ(m_program.RunWithDatabase({"stored", "tree", plate}).out,
             "Plätte 7  [2]\n"
             "├─ well A1  [3]\n"
             "└─ well A2  [4]\n");
@@ -191,7 +191,7 @@ TEST_F(CStoredTest, DrawsTheTree) {
   EXPECT_EQ(tree[2]["depth"], 3);
 }
 
-TEST_F(CStoredTest, UpdatesOnlyWhatIsGiven) {
+TEST_F(StoredTest, UpdatesOnlyWhatIsGiven) {
   const std::string project = Add("project");
   const std::string plate = Json({"stored", "add", "plate", "--flags", "5"})["id"].dump();
   Json({"stored", "update", plate, "--parent", project});
@@ -205,16 +205,16 @@ TEST_F(CStoredTest, UpdatesOnlyWhatIsGiven) {
   EXPECT_EQ(children[0]["flags"], 0);
 }
 
-TEST_F(CStoredTest, AnItemCannotBeMovedIntoItself) {
+TEST_F(StoredTest, AnItemCannotBeMovedIntoItself) {
   const std::string project = Add("project");
   const std::string plate = Add("plate", project);
-  const SRunResult run = m_program.RunDb({"stored", "update", project, "--parent", plate});
+  const SRunResult run = m_program.RunWithDatabase({"stored", "update", project, "--parent", plate});
   EXPECT_EQ(run.status, 2);
   EXPECT_THAT(run.err, HasSubstr("into itself"));
-  EXPECT_EQ(m_program.RunDb({"stored", "update", project, "--parent", project}).status, 2);
+  EXPECT_EQ(m_program.RunWithDatabase({"stored", "update", project, "--parent", project}).status, 2);
 }
 
-TEST_F(CStoredTest, DeletesEverythingBelow) {
+TEST_F(StoredTest, DeletesEverythingBelow) {
   const std::string project = Add("project");
   Add("well", Add("plate", project));
   Add("second");
@@ -223,7 +223,7 @@ TEST_F(CStoredTest, DeletesEverythingBelow) {
 }
 
 // The service deletes by recursion, which a chain of this depth would exhaust.
-TEST_F(CStoredTest, DeletesAVeryDeepChain) {
+TEST_F(StoredTest, DeletesAVeryDeepChain) {
   Add("top");
   Execute(m_program.Database(),
           "WITH RECURSIVE n(i) AS (SELECT 2 UNION ALL SELECT i + 1 FROM n WHERE i < 20000) "
@@ -234,45 +234,45 @@ TEST_F(CStoredTest, DeletesAVeryDeepChain) {
             0);
 }
 
-TEST_F(CStoredTest, ItemsUnderAParentThatDoesNotExistLieAtTheTop) {
+TEST_F(StoredTest, ItemsUnderAParentThatDoesNotExistLieAtTheTop) {
   Add("mine");
   Execute(m_program.Database(), "INSERT INTO stored VALUES (7, -1, 'theirs', 0)");
-  EXPECT_EQ(m_program.RunDb({"stored", "tree"}).out,
+  EXPECT_EQ(m_program.RunWithDatabase({"stored", "tree"}).out,
             "├─ mine  [1]\n"
             "└─ theirs  [7]\n");
 }
 
-TEST_F(CStoredTest, ACircleIsReportedAndNotFollowed) {
+TEST_F(StoredTest, ACircleIsReportedAndNotFollowed) {
   const std::string project = Add("project");
   const std::string plate = Add("plate", project);
   Execute(m_program.Database(), "UPDATE stored SET storedParentID = 2 WHERE storedID = 1");
   for (const char* verb : {"tree", "delete"}) {
-    const SRunResult run = m_program.RunDb({"stored", verb, project});
+    const SRunResult run = m_program.RunWithDatabase({"stored", verb, project});
     EXPECT_EQ(run.status, 2) << verb;
     EXPECT_THAT(run.err, HasSubstr("circle")) << verb;
   }
   EXPECT_EQ(QueryInt(m_program.Database(), "SELECT count(*) FROM stored"), 2);
-  EXPECT_THAT(m_program.RunDb({"stored", "tree"}).err, HasSubstr("circle"));
-  EXPECT_EQ(m_program.RunDb({"stored", "update", project, "--parent", "0"}).status, 0);
-  EXPECT_EQ(m_program.RunDb({"stored", "tree"}).status, 0);
+  EXPECT_THAT(m_program.RunWithDatabase({"stored", "tree"}).err, HasSubstr("circle"));
+  EXPECT_EQ(m_program.RunWithDatabase({"stored", "update", project, "--parent", "0"}).status, 0);
+  EXPECT_EQ(m_program.RunWithDatabase({"stored", "tree"}).status, 0);
 }
 
-TEST_F(CStoredTest, AnUnknownItemSaysWhatToDo) {
+TEST_F(StoredTest, AnUnknownItemSaysWhatToDo) {
   Add("x");
   for (const std::vector<std::string>& arguments : {std::vector<std::string>{"stored", "delete", "9"},
                                                     {"stored", "list", "9"},
                                                     {"stored", "tree", "9"},
                                                     {"stored", "add", "y", "--parent", "9"},
                                                     {"stored", "update", "9", "--name", "z"}}) {
-    const SRunResult run = m_program.RunDb(arguments);
+    const SRunResult run = m_program.RunWithDatabase(arguments);
     EXPECT_EQ(run.status, 1) << arguments[1];
     EXPECT_THAT(run.err, HasSubstr("there is no stored item 9")) << arguments[1];
   }
 }
 
-TEST_F(CStoredTest, AHostileNameCannotSteerTheTerminal) {
+TEST_F(StoredTest, AHostileNameCannotSteerTheTerminal) {
   Add("evil\x1b[31m");
-  EXPECT_THAT(m_program.RunDb({"stored", "tree"}).out, Not(HasSubstr("\x1b")));
+  EXPECT_THAT(m_program.RunWithDatabase({"stored", "tree"}).out, Not(HasSubstr("\x1b")));
 }
 
 }  // namespace

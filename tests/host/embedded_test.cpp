@@ -9,11 +9,11 @@
 namespace {
 
 // The embedded thumbnails have an amber frame, the pictures have none.
-bool HasFrame(const SDecoded& picture) {
+bool HasFrame(const SDecodedPicture& picture) {
   return picture.edge[0] > 200 && picture.edge[1] > 140 && picture.edge[1] < 220 && picture.edge[2] < 100;
 }
 
-TEST(Embedded, AreTakenWhereTheyAreUsable) {
+TEST(EmbeddedThumbnailsTest, AreTakenWhereTheyAreUsable) {
   CProgram program;
   // The service leaves a temporary picture behind where it takes raw pixels, on purpose.
   program.SetEnvironment("ASAN_OPTIONS=detect_leaks=0");
@@ -31,7 +31,7 @@ TEST(Embedded, AreTakenWhereTheyAreUsable) {
     for (const auto& file : files) {
       const std::string path = program.Folder().Path(std::string("lab/Embedded thumbnails/") + file.name + ".tif");
       const std::string shown = program.Folder().Path("shown.png");
-      ASSERT_EQ(program.RunDb({"show", path, "--quality", quality, "-o", shown}).status, 0) << path;
+      ASSERT_EQ(program.RunWithDatabase({"show", path, "--quality", quality, "-o", shown}).status, 0) << path;
       EXPECT_EQ(HasFrame(DecodePng(shown)), file.taken) << file.name << ", " << quality;
     }
   }

@@ -95,7 +95,7 @@ TEST(ImageFileTest, DescribesAFileUnderItsLowerCaseLocation) {
   EXPECT_EQ(description.location.Str(), folder.Lower("cell.tif"));
   EXPECT_EQ(description.flags, 1u);
   EXPECT_NEAR(description.lastWritten, 2440587.5 + 4000000000 / 86400.0, 1e-6);
-  EXPECT_TRUE(Exists(description.location));
+  EXPECT_TRUE(LocationExists(description.location));
   EXPECT_EQ(RealPath(description.location), file);
 }
 
@@ -115,10 +115,10 @@ TEST(ImageFileTest, TwoNamesThatDifferInCaseOnlyAreToldApart) {
 TEST(ImageFileTest, SaysWhyAFileCannotBeOpened) {
   const CTempFolder folder;
   ASSERT_EQ(mkfifo(folder.Path("pipe.png").c_str(), 0600), 0);
-  EXPECT_EQ(ExplainOpen(folder.Path("missing")), "No such file or directory");
-  EXPECT_EQ(ExplainOpen(folder.Path()), "is a folder");
-  EXPECT_EQ(ExplainOpen(folder.Path("pipe.png")), "is not a regular file");
-  EXPECT_EQ(ExplainOpen(folder.MakeFile("a.png")), "");
+  EXPECT_EQ(ExplainOpenFailure(folder.Path("missing")), "No such file or directory");
+  EXPECT_EQ(ExplainOpenFailure(folder.Path()), "is a folder");
+  EXPECT_EQ(ExplainOpenFailure(folder.Path("pipe.png")), "is not a regular file");
+  EXPECT_EQ(ExplainOpenFailure(folder.MakeFile("a.png")), "");
 }
 
 TEST(AtomicFileTest, AppearsOnlyWhenCommitted) {

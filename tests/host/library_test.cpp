@@ -14,7 +14,7 @@ using namespace qvtest;
 
 using testing::HasSubstr;
 
-class CLibraryTest : public testing::Test {
+class LibraryTest : public testing::Test {
  protected:
   std::string Path(const std::string& name) const { return m_program.Folder().Path(name); }
   std::string Library() const { return Path("lab.qvlib"); }
@@ -24,8 +24,8 @@ class CLibraryTest : public testing::Test {
     EXPECT_EQ(run.status, 0) << run.err;
     return run.Json();
   }
-  SDecoded Show(const std::string& record, const std::string& field) {
-    const SRunResult run = m_program.RunDb(
+  SDecodedPicture Show(const std::string& record, const std::string& field) {
+    const SRunResult run = m_program.RunWithDatabase(
         {"show", "--library", Library(), "--record", record, "--field", field, "-o", Path("shown.png")});
     EXPECT_EQ(run.status, 0) << run.err;
     return DecodePng(Path("shown.png"));
@@ -33,7 +33,7 @@ class CLibraryTest : public testing::Test {
   CProgram m_program;
 };
 
-TEST_F(CLibraryTest, ThumbnailsItsRecords) {
+TEST_F(LibraryTest, ThumbnailsItsRecords) {
   WritePng(Path("red.png"), 200, 100, kRed);
   WritePng(Path("green.png"), 200, 100, kGreen);
   const nlohmann::json imported = Import({Path("red.png"), Path("green.png")});
@@ -42,13 +42,13 @@ TEST_F(CLibraryTest, ThumbnailsItsRecords) {
   EXPECT_NEAR(Show("1", "image").right[0], kRed[0], 12);
   EXPECT_NEAR(Show("2", "IMAGE").right[1], kGreen[1], 12);
   for (const char* mode : {"--json", "--sync"}) {
-    const SRunResult run =
-        m_program.RunDb({"make", "--library", Library(), "--json", mode == std::string("--sync") ? mode : "-v"});
+    const SRunResult run = m_program.RunWithDatabase(
+        {"make", "--library", Library(), "--json", mode == std::string("--sync") ? mode : "-v"});
     EXPECT_EQ(run.Json()["made"], 2) << run.err;
   }
 }
 
-TEST_F(CLibraryTest, AChangedRecordShowsItsNewPicture) {
+TEST_F(LibraryTest, AChangedRecordShowsItsNewPicture) {
   WritePng(Path("a.png"), 200, 100, kRed);
   Import({Path("a.png")});
   EXPECT_NEAR(Show("1", "image").right[0], kRed[0], 12);
@@ -57,19 +57,19 @@ TEST_F(CLibraryTest, AChangedRecordShowsItsNewPicture) {
   EXPECT_NEAR(Show("1", "image").right[1], kGreen[1], 12);
 }
 
-TEST_F(CLibraryTest, ARecordHasSeveralFields) {
+TEST_F(LibraryTest, ARecordHasSeveralFields) {
   WritePng(Path("a.png"), 200, 100, kRed);
   WritePng(Path("b.png"), 200, 100, kGreen);
   Import({Path("a.png")});
   Import({"--record", "1", "--field", "Übersicht", Path("b.png")});
   EXPECT_NEAR(Show("1", "übersicht").right[1], kGreen[1], 12);
   const nlohmann::json made =
-      m_program.RunDb({"make", "--library", Library(), "--field", "Übersicht", "--json"}).Json();
+      m_program.RunWithDatabase({"make", "--library", Library(), "--field", "Übersicht", "--json"}).Json();
   EXPECT_EQ(made["made"], 1);
-  EXPECT_EQ(m_program.RunDb({"make", "--library", Library(), "--json"}).Json()["made"], 2);
+  EXPECT_EQ(m_program.RunWithDatabase({"make", "--library", Library(), "--json"}).Json()["made"], 2);
 }
 
-TEST_F(CLibraryTest, RefusesWhatIsNoImage) {
+TEST_F(LibraryTest, RefusesWhatIsNoImage) {
   std::ofstream(Path("no.png")) << "text";
   const SRunResult run = m_program.Run({"import", "--library", Library(), Path("no.png"), Path("missing.png")});
   EXPECT_EQ(run.status, 1);
@@ -77,7 +77,7 @@ TEST_F(CLibraryTest, RefusesWhatIsNoImage) {
   EXPECT_THAT(run.out, HasSubstr("added 0, replaced 0, failed 2"));
 }
 
-TEST_F(CLibraryTest, AnImageThatCannotBeStoredIsNamedAndLeavesNoRecord) {
+TEST_F(LibraryTest, AnImageThatCannotBeStoredIsNamedAndLeavesNoRecord) {
   WritePng(Path("a.png"), 20, 10, kRed);
   WritePng(Path("b.png"), 20, 10, kRed);
   Import({Path("a.png")});
@@ -91,35 +91,35 @@ TEST_F(CLibraryTest, AnImageThatCannotBeStoredIsNamedAndLeavesNoRecord) {
   EXPECT_EQ(QueryInt(Library(), "SELECT count(*) FROM pictures"), 1) << "the former picture stays";
 }
 
-TEST_F(CLibraryTest, ADamagedRecordIsNamedAndTheOthersAreMade) {
+TEST_F(LibraryTest, ADamagedRecordIsNamedAndTheOthersAreMade) {
   WritePng(Path("a.png"), 200, 100, kRed);
   WritePng(Path("b.png"), 200, 100, kRed);
   Import({Path("a.png"), Path("b.png")});
   Execute(Library(), "UPDATE pictures SET data = x'89504E470D0A1A0A00' WHERE record = 1");
-  const SRunResult run = m_program.RunDb({"make", "--library", Library()});
+  const SRunResult run = m_program.RunWithDatabase({"make", "--library", Library()});
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.out, HasSubstr("made 1, already cached 0, failed 1"));
   EXPECT_THAT(run.err, HasSubstr("record 1, field image (a.png): "));
 }
 
-TEST_F(CLibraryTest, AMissingRecordOrFieldIsNamed) {
+TEST_F(LibraryTest, AMissingRecordOrFieldIsNamed) {
   WritePng(Path("a.png"), 20, 10, kRed);
   Import({Path("a.png")});
   const std::vector<std::string> common = {"show", "--library", Library(), "-o", Path("x.png")};
   auto record = common, field = common;
   record.insert(record.end(), {"--record", "9"});
   field.insert(field.end(), {"--record", "1", "--field", "none"});
-  EXPECT_THAT(m_program.RunDb(record).err, HasSubstr("there is no such record"));
-  EXPECT_THAT(m_program.RunDb(field).err, HasSubstr("no such field"));
-  EXPECT_EQ(m_program.RunDb(field).status, 1);
-  const SRunResult make = m_program.RunDb({"make", "--library", Library(), "--field", "none"});
+  EXPECT_THAT(m_program.RunWithDatabase(record).err, HasSubstr("there is no such record"));
+  EXPECT_THAT(m_program.RunWithDatabase(field).err, HasSubstr("no such field"));
+  EXPECT_EQ(m_program.RunWithDatabase(field).status, 1);
+  const SRunResult make = m_program.RunWithDatabase({"make", "--library", Library(), "--field", "none"});
   EXPECT_EQ(make.status, 2);
   EXPECT_THAT(make.err, HasSubstr("no record of the library has a field none"));
 }
 
-TEST_F(CLibraryTest, AnotherFileIsNoLibrary) {
+TEST_F(LibraryTest, AnotherFileIsNoLibrary) {
   WritePng(Path("a.png"), 20, 10, kRed);
-  EXPECT_THAT(m_program.RunDb({"make", "--library", Library()}).err, HasSubstr("there is no library"));
+  EXPECT_THAT(m_program.RunWithDatabase({"make", "--library", Library()}).err, HasSubstr("there is no library"));
   Execute(Path("other.db"), "CREATE TABLE other (x)");
   const SRunResult run = m_program.Run({"import", "--library", Path("other.db"), Path("a.png")});
   EXPECT_EQ(run.status, 2);
@@ -130,7 +130,7 @@ TEST_F(CLibraryTest, AnotherFileIsNoLibrary) {
 }
 
 // A library is not taken for a thumbnail database.
-TEST_F(CLibraryTest, IsNoThumbnailDatabase) {
+TEST_F(LibraryTest, IsNoThumbnailDatabase) {
   WritePng(Path("a.png"), 20, 10, kRed);
   Import({Path("a.png")});
   const SRunResult run = m_program.Run({"make", Path("a.png"), "--db", Library()});

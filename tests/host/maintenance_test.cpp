@@ -19,11 +19,11 @@ using namespace qvtest;
 using testing::HasSubstr;
 using testing::Not;
 
-class CMaintenanceTest : public testing::Test {
+class MaintenanceTest : public testing::Test {
  protected:
-  CMaintenanceTest() : m_images(m_program.Folder().MakeFolder("images")) {
+  MaintenanceTest() : m_images(m_program.Folder().MakeFolder("images")) {
     for (const char* name : {"a.png", "B.PNG", "c.png"}) WritePng(Image(name), 60, 40, kRed);
-    EXPECT_EQ(m_program.RunDb({"make", m_images}).status, 0);
+    EXPECT_EQ(m_program.RunWithDatabase({"make", m_images}).status, 0);
   }
 
   std::string Image(const std::string& name) const { return m_images + "/" + name; }
@@ -32,7 +32,7 @@ class CMaintenanceTest : public testing::Test {
   }
   nlohmann::json Json(std::vector<std::string> arguments) {
     arguments.push_back("--json");
-    return m_program.RunDb(arguments).Json();
+    return m_program.RunWithDatabase(arguments).Json();
   }
   std::string Read(const std::string& path) const {
     std::ifstream file(path, std::ios::binary);
@@ -43,9 +43,9 @@ class CMaintenanceTest : public testing::Test {
   const std::string m_images;
 };
 
-TEST_F(CMaintenanceTest, StatsCountWhatTheDatabaseHolds) {
-  m_program.RunDb({"history", "add", "--user", "anna", "--time", "2024-05-01", Image("a.png")});
-  m_program.RunDb({"stored", "add", "x"});
+TEST_F(MaintenanceTest, StatsCountWhatTheDatabaseHolds) {
+  m_program.RunWithDatabase({"history", "add", "--user", "anna", "--time", "2024-05-01", Image("a.png")});
+  m_program.RunWithDatabase({"stored", "add", "x"});
   const nlohmann::json stats = Json({"stats"});
   EXPECT_EQ(stats["thumbnails"]["standard"], 3);
   EXPECT_EQ(stats["thumbnails"]["high"], 0);
@@ -55,11 +55,11 @@ TEST_F(CMaintenanceTest, StatsCountWhatTheDatabaseHolds) {
   EXPECT_EQ(stats["history"]["first"], "2024-05-01T00:00:00Z");
   EXPECT_EQ(stats["storedItems"], 1);
   EXPECT_EQ(stats["largestFolders"][0]["thumbnails"], 3);
-  const SRunResult text = m_program.RunDb({"stats"});
+  const SRunResult text = m_program.RunWithDatabase({"stats"});
   EXPECT_THAT(text.out, HasSubstr("3 (3 standard, 0 high quality)"));
 }
 
-TEST_F(CMaintenanceTest, PruneRemovesOnlyWhatIsGone) {
+TEST_F(MaintenanceTest, PruneRemovesOnlyWhatIsGone) {
   std::filesystem::remove(Image("a.png"));
   const nlohmann::json look = Json({"prune", "--dry-run"});
   EXPECT_EQ(look["thumbnails"], 1);
@@ -72,40 +72,40 @@ TEST_F(CMaintenanceTest, PruneRemovesOnlyWhatIsGone) {
   EXPECT_EQ(Count("metadata"), 2);
 }
 
-TEST_F(CMaintenanceTest, PruneCanBeConfinedToAFolder) {
+TEST_F(MaintenanceTest, PruneCanBeConfinedToAFolder) {
   std::filesystem::remove(Image("a.png"));
   EXPECT_EQ(Json({"prune", "--under", m_images + "-other"})["thumbnails"], 0);
   EXPECT_EQ(Json({"prune", "--under", m_images})["thumbnails"], 1);
 }
 
-TEST_F(CMaintenanceTest, VerifyFindsNothingInASoundDatabase) {
-  const SRunResult run = m_program.RunDb({"verify"});
+TEST_F(MaintenanceTest, VerifyFindsNothingInASoundDatabase) {
+  const SRunResult run = m_program.RunWithDatabase({"verify"});
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_THAT(run.out, HasSubstr("checked 3 thumbnails, 0 with a problem"));
 }
 
-TEST_F(CMaintenanceTest, VerifyNamesWhatIsWrongAndRepairs) {
+TEST_F(MaintenanceTest, VerifyNamesWhatIsWrongAndRepairs) {
   Execute(m_program.Database(),
           "UPDATE cache SET binData = substr(binData, 1, length(binData) / 2) WHERE filename LIKE '%a.png'");
   const timespec times[2] = {{4000000000, 0}, {4000000000, 0}};
   ASSERT_EQ(utimensat(AT_FDCWD, Image("B.PNG").c_str(), times, 0), 0);
   std::filesystem::remove(Image("c.png"));
-  const SRunResult run = m_program.RunDb({"verify"});
+  const SRunResult run = m_program.RunWithDatabase({"verify"});
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr(Image("a.png") + ": the stored picture "));
   EXPECT_THAT(run.err, HasSubstr(Image("B.PNG") + ": the file has changed since"));
   EXPECT_THAT(run.err, HasSubstr("c.png: the file is gone"));
   EXPECT_EQ(Count("cache"), 3);
-  EXPECT_EQ(m_program.RunDb({"verify", "--repair"}).status, 0);
+  EXPECT_EQ(m_program.RunWithDatabase({"verify", "--repair"}).status, 0);
   EXPECT_EQ(Count("cache"), 0);
-  EXPECT_THAT(m_program.RunDb({"make", m_images}).out, HasSubstr("made 2,"));
-  EXPECT_EQ(m_program.RunDb({"verify"}).status, 0);
+  EXPECT_THAT(m_program.RunWithDatabase({"make", m_images}).out, HasSubstr("made 2,"));
+  EXPECT_EQ(m_program.RunWithDatabase({"verify"}).status, 0);
 }
 
-TEST_F(CMaintenanceTest, GalleryHoldsThePicturesItself) {
+TEST_F(MaintenanceTest, GalleryHoldsThePicturesItself) {
   const std::string page = m_program.Folder().Path("page.html");
   std::ofstream(Image("<b>&.png")) << "no image";
-  const SRunResult run = m_program.RunDb({"gallery", m_images, "-o", page, "--title", "My <lab>"});
+  const SRunResult run = m_program.RunWithDatabase({"gallery", m_images, "-o", page, "--title", "My <lab>"});
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.out, HasSubstr("4 pictures"));
   const std::string html = Read(page);
@@ -118,16 +118,16 @@ TEST_F(CMaintenanceTest, GalleryHoldsThePicturesItself) {
   EXPECT_THAT(html, HasSubstr("</html>"));
 }
 
-TEST_F(CMaintenanceTest, GalleryOfTheWholeDatabase) {
+TEST_F(MaintenanceTest, GalleryOfTheWholeDatabase) {
   const std::string page = m_program.Folder().Path("page.html");
-  EXPECT_THAT(m_program.RunDb({"gallery", "-o", page}).out, HasSubstr("3 pictures"));
+  EXPECT_THAT(m_program.RunWithDatabase({"gallery", "-o", page}).out, HasSubstr("3 pictures"));
   EXPECT_THAT(Read(page), HasSubstr("<b>B.PNG</b>"));
 }
 
-TEST_F(CMaintenanceTest, GalleryMakesWhatIsMissing) {
+TEST_F(MaintenanceTest, GalleryMakesWhatIsMissing) {
   WritePng(Image("new.png"), 60, 40, kGreen);
   const std::string page = m_program.Folder().Path("page.html");
-  EXPECT_EQ(m_program.RunDb({"gallery", m_images, "-o", page}).status, 0);
+  EXPECT_EQ(m_program.RunWithDatabase({"gallery", m_images, "-o", page}).status, 0);
   EXPECT_EQ(Count("cache"), 4);
 }
 

@@ -22,9 +22,9 @@ using namespace qvtest;
 using testing::HasSubstr;
 using testing::Not;
 
-class CMakeTest : public testing::Test {
+class MakeTest : public testing::Test {
  protected:
-  CMakeTest() : m_images(m_program.Folder().MakeFolder("images")) {}
+  MakeTest() : m_images(m_program.Folder().MakeFolder("images")) {}
 
   std::string Image(const std::string& name) const { return m_images + "/" + name; }
   std::string WriteImage(const std::string& name, const SRgb& color = kRed) const {
@@ -33,7 +33,7 @@ class CMakeTest : public testing::Test {
   }
   SRunResult Make(std::vector<std::string> more = {}) {
     more.insert(more.begin(), {"make", m_images});
-    return m_program.RunDb(more);
+    return m_program.RunWithDatabase(more);
   }
   nlohmann::json MakeJson(std::vector<std::string> more = {}) {
     more.push_back("--json");
@@ -49,7 +49,7 @@ class CMakeTest : public testing::Test {
   const std::string m_images;
 };
 
-TEST_F(CMakeTest, MakesEachThumbnailOnce) {
+TEST_F(MakeTest, MakesEachThumbnailOnce) {
   for (int i = 0; i < 5; ++i) WriteImage("img" + std::to_string(i) + ".png");
   const SRunResult first = Make();
   EXPECT_EQ(first.status, 0) << first.err;
@@ -60,7 +60,7 @@ TEST_F(CMakeTest, MakesEachThumbnailOnce) {
   EXPECT_THAT(second.out, HasSubstr("made 0, already cached 5, failed 0 in "));
 }
 
-TEST_F(CMakeTest, GoesIntoFoldersWhenAsked) {
+TEST_F(MakeTest, GoesIntoFoldersWhenAsked) {
   WriteImage("top.png");
   std::filesystem::create_directories(Image("below/deeper"));
   WriteImage("below/deeper/low.png");
@@ -69,14 +69,14 @@ TEST_F(CMakeTest, GoesIntoFoldersWhenAsked) {
   EXPECT_EQ(Rows(), 2);
 }
 
-TEST_F(CMakeTest, SaysThatThereIsNothingToDo) {
+TEST_F(MakeTest, SaysThatThereIsNothingToDo) {
   const SRunResult run = Make();
   EXPECT_EQ(run.status, 0);
   EXPECT_THAT(run.err, HasSubstr("no image files there; --recursive"));
   EXPECT_THAT(run.out, HasSubstr("made 0, already cached 0, failed 0"));
 }
 
-TEST_F(CMakeTest, NamesEveryFailedFileAndKeepsGoing) {
+TEST_F(MakeTest, NamesEveryFailedFileAndKeepsGoing) {
   WriteImage("a.png");
   std::ofstream(Image("b.tif")) << "this is no image";
   std::ofstream(Image("c.jpg"));
@@ -89,7 +89,7 @@ TEST_F(CMakeTest, NamesEveryFailedFileAndKeepsGoing) {
   EXPECT_EQ(Rows(), 2);
 }
 
-TEST_F(CMakeTest, ReportsFailuresInJson) {
+TEST_F(MakeTest, ReportsFailuresInJson) {
   WriteImage("a.png");
   std::ofstream(Image("b.tif")) << "this is no image";
   const SRunResult run = Make({"--json"});
@@ -103,27 +103,27 @@ TEST_F(CMakeTest, ReportsFailuresInJson) {
   EXPECT_EQ(document["interrupted"], false);
 }
 
-TEST_F(CMakeTest, ATruncatedPictureFailsAndLeavesNoRow) {
+TEST_F(MakeTest, ATruncatedPictureFailsAndLeavesNoRow) {
   const std::string path = WriteImage("cut.png");
   std::filesystem::resize_file(path, std::filesystem::file_size(path) / 2);
   EXPECT_EQ(MakeJson()["failed"], 1);
   EXPECT_EQ(Rows(), 0);
 }
 
-TEST_F(CMakeTest, AFileThatCannotBeFoundIsNamed) {
-  const SRunResult run = m_program.RunDb({"make", Image("missing.tif")});
+TEST_F(MakeTest, AFileThatCannotBeFoundIsNamed) {
+  const SRunResult run = m_program.RunWithDatabase({"make", Image("missing.tif")});
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("missing.tif: no such file or folder"));
 }
 
-TEST_F(CMakeTest, AFifoIsRefusedWithoutWaiting) {
+TEST_F(MakeTest, AFifoIsRefusedWithoutWaiting) {
   ASSERT_EQ(mkfifo(Image("pipe.png").c_str(), 0600), 0);
   const SRunResult run = Make();
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("is not a regular file"));
 }
 
-TEST_F(CMakeTest, AChangedFileIsRemadeOnce) {
+TEST_F(MakeTest, AChangedFileIsRemadeOnce) {
   const std::string path = WriteImage("a.png", kRed);
   WriteImage("b.png", kRed);
   ASSERT_EQ(MakeJson()["made"], 2);
@@ -139,11 +139,11 @@ TEST_F(CMakeTest, AChangedFileIsRemadeOnce) {
   EXPECT_NE(QueryText(m_program.Database(), "SELECT lastWritten FROM cache WHERE filename LIKE '%a.png'"), before);
   EXPECT_EQ(MakeJson()["alreadyCached"], 2);
   const std::string shown = m_program.Folder().Path("a-shown.png");
-  ASSERT_EQ(m_program.RunDb({"show", path, "-o", shown}).status, 0);
+  ASSERT_EQ(m_program.RunWithDatabase({"show", path, "-o", shown}).status, 0);
   EXPECT_NEAR(DecodePng(shown).right[1], kGreen[1], 12);
 }
 
-TEST_F(CMakeTest, InPlaceItMakesTheSame) {
+TEST_F(MakeTest, InPlaceItMakesTheSame) {
   for (int i = 0; i < 3; ++i) WriteImage("img" + std::to_string(i) + ".png");
   EXPECT_EQ(MakeJson({"--sync"})["made"], 3);
   EXPECT_EQ(MakeJson({"--sync"})["alreadyCached"], 3);
@@ -152,7 +152,7 @@ TEST_F(CMakeTest, InPlaceItMakesTheSame) {
   EXPECT_EQ(MakeJson({"--sync"})["made"], 1);
 }
 
-TEST_F(CMakeTest, HighQualityIsKeptBesideStandard) {
+TEST_F(MakeTest, HighQualityIsKeptBesideStandard) {
   WritePng(Image("large.png"), 1280, 480, kRed);
   EXPECT_EQ(MakeJson()["made"], 1);
   EXPECT_EQ(MakeJson({"--quality", "high"})["made"], 1);
@@ -162,7 +162,7 @@ TEST_F(CMakeTest, HighQualityIsKeptBesideStandard) {
   EXPECT_EQ(QueryInt(m_program.Database(), "SELECT count(*) FROM cache WHERE flags = 0 AND quality = 0"), 1);
 }
 
-TEST_F(CMakeTest, MoreFilesThanAreOnTheirWayAtOnce) {
+TEST_F(MakeTest, MoreFilesThanAreOnTheirWayAtOnce) {
   for (int i = 0; i < 150; ++i) WritePng(Image("img" + std::to_string(i) + ".png"), 8, 8, kRed);
   const nlohmann::json document = MakeJson();
   EXPECT_EQ(document["made"], 150);
@@ -170,7 +170,7 @@ TEST_F(CMakeTest, MoreFilesThanAreOnTheirWayAtOnce) {
   EXPECT_EQ(Rows(), 150);
 }
 
-TEST_F(CMakeTest, NamesOfAnyBytesAreKept) {
+TEST_F(MakeTest, NamesOfAnyBytesAreKept) {
   for (const char* name : {"Zell\xC3\xA4.PNG", "bad\xFF\xFE.png", "UPPER.PNG", "a b'c\".png", "\xF0\x9F\x94\xAC.png"}) {
     WriteImage(name);
   }
@@ -180,7 +180,7 @@ TEST_F(CMakeTest, NamesOfAnyBytesAreKept) {
   EXPECT_THAT(Make().out, HasSubstr("already cached 5,"));
 }
 
-TEST_F(CMakeTest, OfTwoNamesThatDifferInCaseOneIsRefused) {
+TEST_F(MakeTest, OfTwoNamesThatDifferInCaseOneIsRefused) {
   WriteImage("a.png", kRed);
   WriteImage("A.png", kGreen);
   const SRunResult run = Make();
@@ -189,7 +189,7 @@ TEST_F(CMakeTest, OfTwoNamesThatDifferInCaseOneIsRefused) {
   EXPECT_THAT(run.err, HasSubstr("differs from"));
 }
 
-TEST_F(CMakeTest, CreatesTheUsersOwnDatabaseInWriteAheadMode) {
+TEST_F(MakeTest, CreatesTheUsersOwnDatabaseInWriteAheadMode) {
   WriteImage("a.png");
   const SRunResult run = m_program.Run({"make", m_images});
   EXPECT_EQ(run.status, 0) << run.err;
@@ -197,14 +197,14 @@ TEST_F(CMakeTest, CreatesTheUsersOwnDatabaseInWriteAheadMode) {
   EXPECT_EQ(QueryInt(m_program.DefaultDatabase(), "SELECT count(*) FROM cache"), 1);
 }
 
-TEST_F(CMakeTest, HonoursTheCacheFolderOfTheEnvironment) {
+TEST_F(MakeTest, HonoursTheCacheFolderOfTheEnvironment) {
   WriteImage("a.png");
   m_program.SetEnvironment("XDG_CACHE_HOME=" + m_program.Folder().Path("caches"));
   EXPECT_EQ(m_program.Run({"make", m_images}).status, 0);
   EXPECT_EQ(QueryInt(m_program.Folder().Path("caches/qvthumbs/OrbThumbCache.db"), "SELECT count(*) FROM cache"), 1);
 }
 
-TEST_F(CMakeTest, KeepsTheJournalModeOfADatabaseThatExists) {
+TEST_F(MakeTest, KeepsTheJournalModeOfADatabaseThatExists) {
   WriteImage("a.png");
   Execute(m_program.Database(),
           "PRAGMA journal_mode=DELETE; CREATE TABLE stored (storedID INTEGER, storedParentID "
@@ -213,14 +213,14 @@ TEST_F(CMakeTest, KeepsTheJournalModeOfADatabaseThatExists) {
   EXPECT_EQ(QueryText(m_program.Database(), "PRAGMA journal_mode"), "delete");
 }
 
-TEST_F(CMakeTest, LeavesNoJournalBehind) {
+TEST_F(MakeTest, LeavesNoJournalBehind) {
   WriteImage("a.png");
   Make();
   EXPECT_FALSE(std::filesystem::exists(m_program.Database() + "-wal"));
 }
 
 // A row that does not decode is replaced by whoever asks the service for it.
-TEST_F(CMakeTest, ARowOfWhatTheFileWasIsReplaced) {
+TEST_F(MakeTest, ARowOfWhatTheFileWasIsReplaced) {
   WriteImage("a.png");
   Make();
   Execute(m_program.Database(), "UPDATE cache SET lastWritten = 1.0, binData = x'00'");
@@ -229,7 +229,7 @@ TEST_F(CMakeTest, ARowOfWhatTheFileWasIsReplaced) {
   EXPECT_GT(QueryInt(m_program.Database(), "SELECT length(binData) FROM cache"), 100);
 }
 
-TEST_F(CMakeTest, SaysThatTheDatabaseTookNothing) {
+TEST_F(MakeTest, SaysThatTheDatabaseTookNothing) {
   WriteImage("a.png");
   Make();
   Execute(m_program.Database(),
@@ -240,11 +240,11 @@ TEST_F(CMakeTest, SaysThatTheDatabaseTookNothing) {
   EXPECT_THAT(run.err, HasSubstr("no room"));
 }
 
-TEST_F(CMakeTest, InterruptedItStopsCleanlyAndLosesNothing) {
+TEST_F(MakeTest, InterruptedItStopsCleanlyAndLosesNothing) {
   WritePng(Image("img.png"), 600, 400, kRed);
   for (int i = 1; i < 200; ++i) std::filesystem::copy_file(Image("img.png"), Image("img" + std::to_string(i) + ".png"));
   Execute(m_program.Database(), "PRAGMA journal_mode=WAL");
-  CProgram::CRunning run(m_program, {"make", m_images, "--json", "--db", m_program.Database()});
+  CProgram::CProcess run(m_program, {"make", m_images, "--json", "--db", m_program.Database()});
   // Once the first thumbnail is stored the work is under way.
   for (int i = 0; i < 3000; ++i) {
     if (QueryInt(m_program.Database(), "SELECT count(*) FROM sqlite_master WHERE name = 'cache'") == 1 && Rows() > 0)
@@ -263,12 +263,12 @@ TEST_F(CMakeTest, InterruptedItStopsCleanlyAndLosesNothing) {
   EXPECT_EQ(Rows(), 200);
 }
 
-TEST_F(CMakeTest, TwoProgramsCanFillOneDatabase) {
+TEST_F(MakeTest, TwoProgramsCanFillOneDatabase) {
   WritePng(Image("img.png"), 16, 16, kRed);
   for (int i = 1; i < 200; ++i) std::filesystem::copy_file(Image("img.png"), Image("img" + std::to_string(i) + ".png"));
-  ASSERT_EQ(m_program.RunDb({"stored", "add", "x"}).status, 0);
+  ASSERT_EQ(m_program.RunWithDatabase({"stored", "add", "x"}).status, 0);
   const std::vector<std::string> arguments = {"make", m_images, "--json", "--db", m_program.Database()};
-  CProgram::CRunning first(m_program, arguments), second(m_program, arguments);
+  CProgram::CProcess first(m_program, arguments), second(m_program, arguments);
   for (const SRunResult& result : {first.Wait(), second.Wait()}) {
     const nlohmann::json document = result.Json();
     EXPECT_EQ(document["failed"], 0) << document;
@@ -277,14 +277,14 @@ TEST_F(CMakeTest, TwoProgramsCanFillOneDatabase) {
   EXPECT_EQ(Rows(), 200);
 }
 
-TEST_F(CMakeTest, ShowsProgressAsPlainLinesWithoutATerminal) {
+TEST_F(MakeTest, ShowsProgressAsPlainLinesWithoutATerminal) {
   for (int i = 0; i < 40; ++i) WritePng(Image("img" + std::to_string(i) + ".png"), 8, 8, kRed);
   const SRunResult run = Make();
   EXPECT_THAT(run.err, HasSubstr(" of 40"));
   EXPECT_THAT(run.err, Not(HasSubstr("\r")));
 }
 
-TEST_F(CMakeTest, DrawsABarOnATerminal) {
+TEST_F(MakeTest, DrawsABarOnATerminal) {
   const int probe = posix_openpt(O_RDWR | O_NOCTTY);
   if (probe < 0) GTEST_SKIP() << "this machine has no pseudo-terminals";
   close(probe);

@@ -12,7 +12,7 @@ namespace {
 using namespace qvtest;
 
 // The folder of real images as a user has it made, against the table of what has to become of each.
-TEST(RealImages, AreMadeOrRefusedWithTheirReasonsAndLeaveWholeRowsOnly) {
+TEST(RealImagesTest, AreMadeOrRefusedWithTheirReasonsAndLeaveWholeRowsOnly) {
   const std::string folder = SamplesFolder();
   if (folder.empty()) GTEST_SKIP() << "the sample files are not here";
   std::map<std::string, std::string> refused;
@@ -25,7 +25,7 @@ TEST(RealImages, AreMadeOrRefusedWithTheirReasonsAndLeaveWholeRowsOnly) {
     }
   }
   CProgram program;
-  const SRunResult run = program.RunDb({"make", "--recursive", "--json", folder});
+  const SRunResult run = program.RunWithDatabase({"make", "--recursive", "--json", folder});
   EXPECT_EQ(run.status, 1);
   const nlohmann::json report = run.Json();
   EXPECT_EQ(report["made"], made);
@@ -37,7 +37,7 @@ TEST(RealImages, AreMadeOrRefusedWithTheirReasonsAndLeaveWholeRowsOnly) {
   }
   EXPECT_EQ(QueryInt(program.Database(), "SELECT count(*) FROM cache WHERE length(binData) > 0"), made);
   EXPECT_EQ(QueryInt(program.Database(), "SELECT count(*) FROM cache"), made);
-  EXPECT_EQ(program.RunDb({"verify"}).status, 0);
+  EXPECT_EQ(program.RunWithDatabase({"verify"}).status, 0);
 }
 
 }  // namespace

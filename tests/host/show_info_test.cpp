@@ -15,78 +15,80 @@ using namespace qvtest;
 using testing::HasSubstr;
 using testing::Not;
 
-class CShowTest : public testing::Test {
+class ShowTest : public testing::Test {
  protected:
   std::string Path(const std::string& name) const { return m_program.Folder().Path(name); }
   CProgram m_program;
 };
 
-void ExpectColors(const SDecoded& picture, const SRgb& color) {
+void ExpectColors(const SDecodedPicture& picture, const SRgb& color) {
   for (std::size_t i = 0; i < color.size(); ++i) {
     EXPECT_NEAR(picture.left[i], color[i] / 2, 12);
     EXPECT_NEAR(picture.right[i], color[i], 12);
   }
 }
 
-TEST_F(CShowTest, WritesPngAndJpegThatFitTheBox) {
+TEST_F(ShowTest, WritesPngAndJpegThatFitTheBox) {
   WritePng(Path("a.png"), 1000, 500, kRed);
-  ASSERT_EQ(m_program.RunDb({"show", Path("a.png"), "-o", Path("out.png")}).status, 0);
-  const SDecoded png = DecodePng(Path("out.png"));
+  ASSERT_EQ(m_program.RunWithDatabase({"show", Path("a.png"), "-o", Path("out.png")}).status, 0);
+  const SDecodedPicture png = DecodePng(Path("out.png"));
   EXPECT_EQ(png.width, 360u);
   EXPECT_EQ(png.height, 180u);
   ExpectColors(png, kRed);
-  ASSERT_EQ(m_program.RunDb({"show", Path("a.png"), "-o", Path("out.JPG"), "--quality", "high"}).status, 0);
-  const SDecoded jpeg = DecodeJpeg(Path("out.JPG"));
+  ASSERT_EQ(m_program.RunWithDatabase({"show", Path("a.png"), "-o", Path("out.JPG"), "--quality", "high"}).status, 0);
+  const SDecodedPicture jpeg = DecodeJpeg(Path("out.JPG"));
   EXPECT_EQ(jpeg.width, 480u);
   EXPECT_EQ(jpeg.height, 240u);
   ExpectColors(jpeg, kRed);
 }
 
-TEST_F(CShowTest, TellsWhetherItWasMadeNow) {
+TEST_F(ShowTest, TellsWhetherItWasMadeNow) {
   WritePng(Path("a.png"), 100, 50, kGreen);
-  EXPECT_THAT(m_program.RunDb({"show", Path("a.png"), "-o", Path("out.png")}).out, HasSubstr("made now"));
-  EXPECT_THAT(m_program.RunDb({"show", Path("a.png"), "-o", Path("out.png")}).out, HasSubstr("from the cache"));
-  const nlohmann::json document = m_program.RunDb({"show", Path("a.png"), "-o", Path("out.png"), "--json"}).Json();
+  EXPECT_THAT(m_program.RunWithDatabase({"show", Path("a.png"), "-o", Path("out.png")}).out, HasSubstr("made now"));
+  EXPECT_THAT(m_program.RunWithDatabase({"show", Path("a.png"), "-o", Path("out.png")}).out,
+              HasSubstr("from the cache"));
+  const nlohmann::json document =
+      m_program.RunWithDatabase({"show", Path("a.png"), "-o", Path("out.png"), "--json"}).Json();
   EXPECT_EQ(document["made"], false);
   EXPECT_EQ(document["height"], 180);
 }
 
-TEST_F(CShowTest, ReplacesARowThatDoesNotDecode) {
+TEST_F(ShowTest, ReplacesARowThatDoesNotDecode) {
   WritePng(Path("a.png"), 100, 50, kGreen);
-  m_program.RunDb({"show", Path("a.png"), "-o", Path("out.png")});
+  m_program.RunWithDatabase({"show", Path("a.png"), "-o", Path("out.png")});
   Execute(m_program.Database(), "UPDATE cache SET binData = x'FFD8'");
-  const SRunResult run = m_program.RunDb({"show", Path("a.png"), "-o", Path("again.png")});
+  const SRunResult run = m_program.RunWithDatabase({"show", Path("a.png"), "-o", Path("again.png")});
   EXPECT_EQ(run.status, 0) << run.err;
   ExpectColors(DecodePng(Path("again.png")), kGreen);
 }
 
-TEST_F(CShowTest, RefusesAnotherKindOfOutput) {
+TEST_F(ShowTest, RefusesAnotherKindOfOutput) {
   WritePng(Path("a.png"), 10, 10, kRed);
-  const SRunResult run = m_program.RunDb({"show", Path("a.png"), "-o", Path("out.bmp")});
+  const SRunResult run = m_program.RunWithDatabase({"show", Path("a.png"), "-o", Path("out.bmp")});
   EXPECT_EQ(run.status, 2);
   EXPECT_THAT(run.err, HasSubstr(".jpg or .png"));
 }
 
-TEST_F(CShowTest, AFailureLeavesNoFile) {
+TEST_F(ShowTest, AFailureLeavesNoFile) {
   std::ofstream(Path("a.png")) << "no picture";
-  const SRunResult run = m_program.RunDb({"show", Path("a.png"), "-o", Path("out.png")});
+  const SRunResult run = m_program.RunWithDatabase({"show", Path("a.png"), "-o", Path("out.png")});
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr(Path("a.png") + ": "));
   EXPECT_FALSE(std::filesystem::exists(Path("out.png")));
 }
 
-TEST_F(CShowTest, SaysThatTheOutputCannotBeWritten) {
+TEST_F(ShowTest, SaysThatTheOutputCannotBeWritten) {
   WritePng(Path("a.png"), 10, 10, kRed);
-  const SRunResult run = m_program.RunDb({"show", Path("a.png"), "-o", "/nonexistent/out.png"});
+  const SRunResult run = m_program.RunWithDatabase({"show", Path("a.png"), "-o", "/nonexistent/out.png"});
   EXPECT_NE(run.status, 0);
   EXPECT_THAT(run.err, HasSubstr("cannot write /nonexistent/out.png"));
 }
 
-using CInfoTest = CShowTest;
+using InfoTest = ShowTest;
 
-TEST_F(CInfoTest, TellsSizesLoopsCalibrationAndTime) {
+TEST_F(InfoTest, TellsSizesLoopsCalibrationAndTime) {
   WriteStack(Path("stack.ome.tif"), {3, 4, 2});
-  const SRunResult run = m_program.RunDb({"info", Path("stack.ome.tif")});
+  const SRunResult run = m_program.RunWithDatabase({"info", Path("stack.ome.tif")});
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_THAT(run.out, HasSubstr("64 x 48 pixels"));
   EXPECT_THAT(run.out, HasSubstr("3 time points, 4 z planes, 2 channels"));
@@ -94,18 +96,18 @@ TEST_F(CInfoTest, TellsSizesLoopsCalibrationAndTime) {
   EXPECT_THAT(run.out, HasSubstr("2024-05-01 12:30:00 UTC"));
 }
 
-TEST_F(CInfoTest, TellsOnlyWhatIsKnown) {
+TEST_F(InfoTest, TellsOnlyWhatIsKnown) {
   WritePng(Path("a.png"), 30, 20, kRed);
-  const SRunResult run = m_program.RunDb({"info", Path("a.png")});
+  const SRunResult run = m_program.RunWithDatabase({"info", Path("a.png")});
   EXPECT_THAT(run.out, HasSubstr("30 x 20 pixels"));
   for (const char* label : {"Loops", "Calibration", "Objective", "Acquired", "Author"}) {
     EXPECT_THAT(run.out, Not(HasSubstr(label)));
   }
 }
 
-TEST_F(CInfoTest, JsonHoldsEveryField) {
+TEST_F(InfoTest, JsonHoldsEveryField) {
   WriteStack(Path("stack.ome.tif"), {3, 4, 2});
-  const nlohmann::json document = m_program.RunDb({"info", "--json", Path("stack.ome.tif")}).Json();
+  const nlohmann::json document = m_program.RunWithDatabase({"info", "--json", Path("stack.ome.tif")}).Json();
   ASSERT_EQ(document.size(), 1u);
   EXPECT_EQ(document[0]["file"], Path("stack.ome.tif"));
   EXPECT_EQ(document[0]["width"], 64);
@@ -119,10 +121,10 @@ TEST_F(CInfoTest, JsonHoldsEveryField) {
   EXPECT_EQ(document[0]["objective"], nullptr);
 }
 
-TEST_F(CInfoTest, NamesAFileThatIsNoImageAndGoesOn) {
+TEST_F(InfoTest, NamesAFileThatIsNoImageAndGoesOn) {
   std::ofstream(Path("no.tif")) << "text";
   WritePng(Path("a.png"), 30, 20, kRed);
-  const SRunResult run = m_program.RunDb({"info", Path("no.tif"), Path("a.png"), Path("missing.png")});
+  const SRunResult run = m_program.RunWithDatabase({"info", Path("no.tif"), Path("a.png"), Path("missing.png")});
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.out, HasSubstr("30 x 20 pixels"));
   EXPECT_THAT(run.err, HasSubstr("no.tif: "));
@@ -130,15 +132,15 @@ TEST_F(CInfoTest, NamesAFileThatIsNoImageAndGoesOn) {
 }
 
 // The texts that the workers have stored serve, whatever the case of the name.
-TEST_F(CInfoTest, UsesTheTextsThatMakeHasStored) {
+TEST_F(InfoTest, UsesTheTextsThatMakeHasStored) {
   WritePng(Path("Upper.PNG"), 30, 20, kRed);
-  ASSERT_EQ(m_program.RunDb({"make", Path("Upper.PNG")}).status, 0);
+  ASSERT_EQ(m_program.RunWithDatabase({"make", Path("Upper.PNG")}).status, 0);
   Execute(m_program.Database(), "UPDATE metadata SET M_author = 'from the database'");
-  EXPECT_THAT(m_program.RunDb({"info", Path("Upper.PNG")}).out, HasSubstr("from the database"));
+  EXPECT_THAT(m_program.RunWithDatabase({"info", Path("Upper.PNG")}).out, HasSubstr("from the database"));
   EXPECT_EQ(QueryInt(m_program.Database(), "SELECT count(*) FROM metadata"), 1);
 }
 
-TEST_F(CInfoTest, WorksWithoutItsOwnDatabase) {
+TEST_F(InfoTest, WorksWithoutItsOwnDatabase) {
   WritePng(Path("a.png"), 30, 20, kRed);
   m_program.SetEnvironment("XDG_CACHE_HOME=/proc/nothing");
   const SRunResult run = m_program.Run({"info", Path("a.png")});

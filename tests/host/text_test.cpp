@@ -54,6 +54,11 @@ TEST(TextTest, AnUnknownTimeIsEmpty) {
   EXPECT_EQ(FormatTime(std::numeric_limits<double>::quiet_NaN()), "");
 }
 
+TEST(TextTest, ALongListTellsHowManyEntriesItLeavesOut) {
+  EXPECT_EQ(FormatOmitted(kMaxListed, "folders"), "");
+  EXPECT_EQ(FormatOmitted(kMaxListed + 1234, "folders"), "… and 1,234 more folders");
+}
+
 TEST(TextTest, ColumnsAreAlignedByCharactersNotBytes) {
   CTable table({"N", "Name", "End"}, {true, false, false});
   table.Add({"1", "µm", "x"});

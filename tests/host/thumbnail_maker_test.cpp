@@ -24,18 +24,18 @@ using testing::HasSubstr;
 
 // Calls a function in front of every look at the source's time, the point at which a thumbnail is finished.
 template <class Jobs>
-class CMeddlingJobs : public Jobs {
+class CInterferingJobs : public Jobs {
  public:
   using Jobs::Jobs;
   IThumbnailJobs::ERefresh Refresh(SThumbnailJob* job, std::string* reason) override {
-    meddle(++refreshes);
+    beforeRefresh(++refreshes);
     return Jobs::Refresh(job, reason);
   }
-  std::function<void(int)> meddle = [](int) {};
+  std::function<void(int)> beforeRefresh = [](int) {};
   int refreshes = 0;
 };
 
-class CNotes : public IThumbnailObserver {
+class CCountingObserver : public IThumbnailObserver {
  public:
   void OnThumbnail(const SThumbnailJob&, bool made, const SQvPicBuf& picture) override {
     ++(made ? m_made : m_cached);
@@ -51,9 +51,9 @@ class CNotes : public IThumbnailObserver {
   std::string m_reasons;
 };
 
-class CThumbnailMakerTest : public testing::Test {
+class ThumbnailMakerTest : public testing::Test {
  protected:
-  CThumbnailMakerTest() {
+  ThumbnailMakerTest() {
     CDiagnostics::Get().Install(false);
     WritePng(Path("red.png"), 80, 40, kRed);
     WritePng(Path("green.png"), 80, 40, kGreen);
@@ -75,56 +75,56 @@ class CThumbnailMakerTest : public testing::Test {
 
   const CTempFolder m_folder;
   std::time_t m_time = 4000000000;
-  CNotes m_notes;
+  CCountingObserver m_observer;
   std::optional<CLibraryDatabase> m_library;  // outlives the session
   std::optional<CSession> m_session;
 };
 
-TEST_F(CThumbnailMakerTest, AFileThatChangesMeanwhileIsRemade) {
+TEST_F(ThumbnailMakerTest, AFileThatChangesMeanwhileIsRemade) {
   Open();
-  CMeddlingJobs<CFileJobs> jobs({Path("red.png")}, false, m_session->DatabasePath());
-  jobs.meddle = [this](int refreshes) {
+  CInterferingJobs<CFileJobs> jobs({Path("red.png")}, false, m_session->DatabasePath());
+  jobs.beforeRefresh = [this](int refreshes) {
     if (refreshes == 1) Overwrite("red.png", "green.png");
   };
-  EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_notes, {}).Run());
+  EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_observer, {}).Run());
   EXPECT_EQ(jobs.refreshes, 2);
-  EXPECT_EQ(m_notes.m_made, 1);
-  EXPECT_EQ(m_notes.m_reasons, "");
-  EXPECT_NEAR(m_notes.m_right[1], kGreen[1], 12);
+  EXPECT_EQ(m_observer.m_made, 1);
+  EXPECT_EQ(m_observer.m_reasons, "");
+  EXPECT_NEAR(m_observer.m_right[1], kGreen[1], 12);
 }
 
-TEST_F(CThumbnailMakerTest, AFileThatKeepsChangingIsGivenUp) {
+TEST_F(ThumbnailMakerTest, AFileThatKeepsChangingIsGivenUp) {
   Open();
-  CMeddlingJobs<CFileJobs> jobs({Path("red.png"), Path("green.png")}, false, m_session->DatabasePath());
-  jobs.meddle = [this](int) { Overwrite("red.png", "green.png"); };
-  EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_notes, {}).Run());
-  EXPECT_EQ(m_notes.m_made, 1);
-  EXPECT_THAT(m_notes.m_reasons, HasSubstr("keeps changing"));
+  CInterferingJobs<CFileJobs> jobs({Path("red.png"), Path("green.png")}, false, m_session->DatabasePath());
+  jobs.beforeRefresh = [this](int) { Overwrite("red.png", "green.png"); };
+  EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_observer, {}).Run());
+  EXPECT_EQ(m_observer.m_made, 1);
+  EXPECT_THAT(m_observer.m_reasons, HasSubstr("keeps changing"));
 }
 
-TEST_F(CThumbnailMakerTest, AFileThatVanishesMeanwhileFails) {
+TEST_F(ThumbnailMakerTest, AFileThatVanishesMeanwhileFails) {
   Open();
-  CMeddlingJobs<CFileJobs> jobs({Path("red.png")}, false, m_session->DatabasePath());
-  jobs.meddle = [this](int) { std::remove(Path("red.png").c_str()); };
-  EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_notes, {}).Run());
-  EXPECT_EQ(m_notes.m_made, 0);
-  EXPECT_THAT(m_notes.m_reasons, HasSubstr("No such file"));
+  CInterferingJobs<CFileJobs> jobs({Path("red.png")}, false, m_session->DatabasePath());
+  jobs.beforeRefresh = [this](int) { std::remove(Path("red.png").c_str()); };
+  EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_observer, {}).Run());
+  EXPECT_EQ(m_observer.m_made, 0);
+  EXPECT_THAT(m_observer.m_reasons, HasSubstr("No such file"));
 }
 
-TEST_F(CThumbnailMakerTest, ARecordThatChangesMeanwhileIsRemade) {
+TEST_F(ThumbnailMakerTest, ARecordThatChangesMeanwhileIsRemade) {
   CLibraryFile writer(Path("lab.qvlib"), true);
   writer.StoreSource("red.png", "red.png", "image", ReadTextFile(Path("red.png")));
   m_library.emplace(Path("lab.qvlib"));
   Open();
-  CMeddlingJobs<CLibraryJobs> jobs(*m_library, std::string(), false);
-  jobs.meddle = [this, &writer](int refreshes) {
+  CInterferingJobs<CLibraryJobs> jobs(*m_library, std::string(), false);
+  jobs.beforeRefresh = [this, &writer](int refreshes) {
     if (refreshes == 1) writer.Store(1, "image", ReadTextFile(Path("green.png")));
   };
-  EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_notes, {}).Run());
+  EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_observer, {}).Run());
   EXPECT_EQ(jobs.refreshes, 2);
-  EXPECT_EQ(m_notes.m_made, 1);
-  EXPECT_NEAR(m_notes.m_right[1], kGreen[1], 12);
-  EXPECT_EQ(m_library->OpenAccesses(), 0);
+  EXPECT_EQ(m_observer.m_made, 1);
+  EXPECT_NEAR(m_observer.m_right[1], kGreen[1], 12);
+  EXPECT_EQ(m_library->OpenAccessesForTest(), 0);
 }
 
 // What becomes of a record after it was listed, when its turn comes.
@@ -132,9 +132,9 @@ struct SRecordFate {
   const char* sql;     // behind the library's back
   const char* reason;  // none: it is made
 };
-class CRecordAccessTest : public CThumbnailMakerTest, public testing::WithParamInterface<bool> {};
+class RecordAccessTest : public ThumbnailMakerTest, public testing::WithParamInterface<bool> {};
 
-TEST_P(CRecordAccessTest, IsBalancedOnEveryPath) {
+TEST_P(RecordAccessTest, IsBalancedOnEveryPath) {
   CLibraryFile writer(Path("lab.qvlib"), true);
   m_library.emplace(Path("lab.qvlib"));
   const SMakeOptions options{.sync = GetParam()};
@@ -145,29 +145,29 @@ TEST_P(CRecordAccessTest, IsBalancedOnEveryPath) {
         SRecordFate{"DELETE FROM pictures; DELETE FROM records", "deleted meanwhile"}}) {
     writer.StoreSource("red.png", "red.png", "image", ReadTextFile(Path("red.png")));
     Open();
-    CNotes notes;
+    CCountingObserver observer;
     CLibraryJobs jobs(*m_library, std::string(), false);
     Execute(Path("lab.qvlib"), fate.sql);
-    EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, notes, options).Run());
-    EXPECT_EQ(notes.m_made, fate.reason ? 0 : 1) << fate.sql;
-    EXPECT_THAT(notes.m_reasons, HasSubstr(fate.reason ? fate.reason : "")) << fate.sql;
+    EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, observer, options).Run());
+    EXPECT_EQ(observer.m_made, fate.reason ? 0 : 1) << fate.sql;
+    EXPECT_THAT(observer.m_reasons, HasSubstr(fate.reason ? fate.reason : "")) << fate.sql;
     m_session.reset();
-    EXPECT_EQ(m_library->OpenAccesses(), 0) << fate.sql;
+    EXPECT_EQ(m_library->OpenAccessesForTest(), 0) << fate.sql;
   }
-  EXPECT_EQ(m_library->Accesses(), 5) << "every path began an access";
+  EXPECT_EQ(m_library->BegunAccessesForTest(), 5) << "every path began an access";
 }
 
-INSTANTIATE_TEST_SUITE_P(WorkersAndSync, CRecordAccessTest, testing::Bool());
+INSTANTIATE_TEST_SUITE_P(WorkersAndSync, RecordAccessTest, testing::Bool());
 
-TEST_F(CThumbnailMakerTest, ADatabaseCanBeOpenedAgain) {
+TEST_F(ThumbnailMakerTest, ADatabaseCanBeOpenedAgain) {
   for (int i = 0; i < 2; ++i) {
     Open();
     CFileJobs jobs({Path("red.png")}, false, m_session->DatabasePath());
-    EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_notes, {}).Run());
+    EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_observer, {}).Run());
     m_session.reset();
   }
-  EXPECT_EQ(m_notes.m_made, 1);
-  EXPECT_EQ(m_notes.m_cached, 1);
+  EXPECT_EQ(m_observer.m_made, 1);
+  EXPECT_EQ(m_observer.m_cached, 1);
 }
 
 }  // namespace

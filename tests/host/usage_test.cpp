@@ -16,13 +16,13 @@ using namespace qvtest;
 
 using testing::HasSubstr;
 
-class CUsageTest : public testing::Test {
+class UsageTest : public testing::Test {
  protected:
   std::string Path(const std::string& name) const { return m_program.Folder().Path(name); }
   CProgram m_program;
 };
 
-TEST_F(CUsageTest, EveryVerbHasHelpWithAnExample) {
+TEST_F(UsageTest, EveryVerbHasHelpWithAnExample) {
   for (const char* verb :
        {"make", "show", "info", "gallery", "import", "stats", "prune", "verify", "history", "experiments", "stored"}) {
     const SRunResult run = m_program.Run({verb, "--help"});
@@ -32,7 +32,7 @@ TEST_F(CUsageTest, EveryVerbHasHelpWithAnExample) {
   }
 }
 
-TEST_F(CUsageTest, VersionTellsTheLibrariesAndFormats) {
+TEST_F(UsageTest, VersionTellsTheLibrariesAndFormats) {
   const SRunResult run = m_program.Run({"--version"});
   EXPECT_EQ(run.status, 0);
   EXPECT_THAT(run.out, HasSubstr("qvthumbs "));
@@ -42,7 +42,7 @@ TEST_F(CUsageTest, VersionTellsTheLibrariesAndFormats) {
   EXPECT_THAT(run.out, HasSubstr("SQLite 3."));
 }
 
-TEST_F(CUsageTest, WrongUseEndsWithTwo) {
+TEST_F(UsageTest, WrongUseEndsWithTwo) {
   const std::vector<std::vector<std::string>> wrong = {{},
                                                        {"unknown"},
                                                        {"make"},
@@ -57,13 +57,13 @@ TEST_F(CUsageTest, WrongUseEndsWithTwo) {
                                                        {"history", "list", "--user", "a", "--since", "yesterday"},
                                                        {"stored", "update", "1"}};
   for (const auto& arguments : wrong) {
-    const SRunResult run = m_program.RunDb(arguments);
+    const SRunResult run = m_program.RunWithDatabase(arguments);
     EXPECT_EQ(run.status, 2) << testing::PrintToString(arguments);
     EXPECT_NE(run.err, "") << testing::PrintToString(arguments);
   }
 }
 
-TEST_F(CUsageTest, AnUnknownVerbIsNamedWithThoseThereAre) {
+TEST_F(UsageTest, AnUnknownVerbIsNamedWithThoseThereAre) {
   const SRunResult run = m_program.Run({"mak", "."});
   EXPECT_EQ(run.status, 2);
   EXPECT_THAT(run.err, HasSubstr("there is no verb 'mak'. The verbs are make, show, "));
@@ -71,62 +71,62 @@ TEST_F(CUsageTest, AnUnknownVerbIsNamedWithThoseThereAre) {
   EXPECT_THAT(m_program.Run({"stored", "add"}).err, HasSubstr("See 'qvthumbs stored add --help'"));
 }
 
-TEST_F(CUsageTest, AFileThatIsNoDatabaseIsRefusedWithTheReason) {
+TEST_F(UsageTest, AFileThatIsNoDatabaseIsRefusedWithTheReason) {
   WritePng(Path("a.png"), 10, 10, kRed);
   std::ofstream(Path("cache.db")) << std::string(4096, 'x');
-  const SRunResult run = m_program.RunDb({"make", Path("a.png")});
+  const SRunResult run = m_program.RunWithDatabase({"make", Path("a.png")});
   EXPECT_EQ(run.status, 2);
   EXPECT_THAT(run.err, HasSubstr("cannot open the database " + m_program.Database()));
   EXPECT_THAT(run.err, HasSubstr("file is not a database"));
   EXPECT_EQ(std::filesystem::file_size(m_program.Database()), 4096u);
 }
 
-TEST_F(CUsageTest, AFolderAsDatabaseIsRefusedWithTheReason) {
+TEST_F(UsageTest, AFolderAsDatabaseIsRefusedWithTheReason) {
   WritePng(Path("a.png"), 10, 10, kRed);
   const SRunResult run = m_program.Run({"make", Path("a.png"), "--db", m_program.Folder().Path()});
   EXPECT_EQ(run.status, 2);
   EXPECT_THAT(run.err, HasSubstr("unable to open database file"));
 }
 
-TEST_F(CUsageTest, ADatabaseInAMissingFolderSaysWhatToDo) {
+TEST_F(UsageTest, ADatabaseInAMissingFolderSaysWhatToDo) {
   const SRunResult run = m_program.Run({"make", ".", "--db", Path("nowhere/cache.db")});
   EXPECT_EQ(run.status, 2);
   EXPECT_THAT(run.err, HasSubstr("create it first"));
 }
 
-TEST_F(CUsageTest, AnotherProgramsDatabaseIsLeftAlone) {
+TEST_F(UsageTest, AnotherProgramsDatabaseIsLeftAlone) {
   Execute(m_program.Database(),
           "CREATE TABLE cache (url TEXT); CREATE TABLE visits (id); INSERT INTO cache VALUES ('x')");
-  const SRunResult run = m_program.RunDb({"make", "."});
+  const SRunResult run = m_program.RunWithDatabase({"make", "."});
   EXPECT_EQ(run.status, 2);
   EXPECT_THAT(run.err, HasSubstr("another program's database"));
   EXPECT_EQ(QueryText(m_program.Database(), "SELECT url FROM cache"), "x");
 }
 
-TEST_F(CUsageTest, TablesOfOnesOwnInTheDatabaseAreAllowed) {
+TEST_F(UsageTest, TablesOfOnesOwnInTheDatabaseAreAllowed) {
   WritePng(Path("a.png"), 10, 10, kRed);
-  ASSERT_EQ(m_program.RunDb({"make", Path("a.png")}).status, 0);
+  ASSERT_EQ(m_program.RunWithDatabase({"make", Path("a.png")}).status, 0);
   Execute(m_program.Database(), "CREATE TABLE notes (text)");
-  EXPECT_EQ(m_program.RunDb({"make", Path("a.png")}).status, 0);
+  EXPECT_EQ(m_program.RunWithDatabase({"make", Path("a.png")}).status, 0);
 }
 
-TEST_F(CUsageTest, AStoredTableOfAForeignFormStopsWithTheReason) {
+TEST_F(UsageTest, AStoredTableOfAForeignFormStopsWithTheReason) {
   Execute(m_program.Database(), "CREATE TABLE stored (storedID INTEGER, filename TEXT)");
-  const SRunResult run = m_program.RunDb({"make", "."});
+  const SRunResult run = m_program.RunWithDatabase({"make", "."});
   EXPECT_EQ(run.status, 2);
   EXPECT_THAT(run.err, HasSubstr("stored table"));
 }
 
-TEST_F(CUsageTest, AReadOnlyDatabaseIsRefusedWithTheReason) {
+TEST_F(UsageTest, AReadOnlyDatabaseIsRefusedWithTheReason) {
   if (geteuid() == 0) GTEST_SKIP() << "root writes everywhere";
   Execute(m_program.Database(), "PRAGMA user_version=1");
   ASSERT_EQ(chmod(m_program.Database().c_str(), 0400), 0);
-  const SRunResult run = m_program.RunDb({"make", "."});
+  const SRunResult run = m_program.RunWithDatabase({"make", "."});
   EXPECT_EQ(run.status, 2);
   EXPECT_THAT(run.err, HasSubstr("readonly"));
 }
 
-TEST_F(CUsageTest, LookingVerbsDoNotCreateADatabase) {
+TEST_F(UsageTest, LookingVerbsDoNotCreateADatabase) {
   for (const std::vector<std::string>& arguments : {std::vector<std::string>{"stats"},
                                                     {"verify"},
                                                     {"prune"},
@@ -134,19 +134,19 @@ TEST_F(CUsageTest, LookingVerbsDoNotCreateADatabase) {
                                                     {"experiments", "list"},
                                                     {"history", "earliest"},
                                                     {"stored", "tree"}}) {
-    const SRunResult run = m_program.RunDb(arguments);
+    const SRunResult run = m_program.RunWithDatabase(arguments);
     EXPECT_EQ(run.status, 2) << arguments[0];
     EXPECT_THAT(run.err, HasSubstr("there is no database")) << arguments[0];
   }
   EXPECT_FALSE(std::filesystem::exists(m_program.Database()));
 }
 
-TEST_F(CUsageTest, VerboseTellsWhatTheComponentsReport) {
+TEST_F(UsageTest, VerboseTellsWhatTheComponentsReport) {
   Execute(m_program.Database(), "CREATE TABLE cache (filename TEXT)");
-  const SRunResult quiet = m_program.RunDb({"stored", "tree"});
+  const SRunResult quiet = m_program.RunWithDatabase({"stored", "tree"});
   EXPECT_EQ(quiet.err, "");
   Execute(m_program.Database(), "DROP TABLE cache; CREATE TABLE cache (filename TEXT)");
-  const SRunResult verbose = m_program.RunDb({"stored", "tree", "-v"});
+  const SRunResult verbose = m_program.RunWithDatabase({"stored", "tree", "-v"});
   EXPECT_THAT(verbose.err, HasSubstr("Table has wrong (old) format"));
 }
 

@@ -49,6 +49,4 @@ class CDiagRecorder {
   std::vector<SDiag> m_messages;
 };
 
-using DiagRecorder = CDiagRecorder;
-
 }  // namespace qvtest

@@ -69,6 +69,4 @@ std::string QueryText(const std::string& database, const std::string& text);
 std::int64_t QueryInt(const std::string& database, const std::string& text);
 void Execute(const std::string& database, const std::string& text);
 
-using Sql = CSql;
-
 }  // namespace qvtest

@@ -25,7 +25,7 @@ TEST_F(CacheMapTest, UnknownKeyYieldsNothing) {
 
 TEST_F(CacheMapTest, ReadyThumbnailIsHandedOutWithSharedPixels) {
   const auto desc = Describe(MakeReady("a.tif"));
-  const SLook first = Get(Cache(), desc, 1), second = Get(Cache(), desc, 2);
+  const SLookup first = Get(Cache(), desc, 1), second = Get(Cache(), desc, 2);
   EXPECT_EQ(first.state, kQvThumbnailReady);
   EXPECT_EQ(first.picture.width, 240u);
   EXPECT_EQ(first.picture.height, 180u);
@@ -40,18 +40,18 @@ TEST_F(CacheMapTest, ReadyThumbnailIsHandedOutWithSharedPixels) {
 
 TEST_F(CacheMapTest, LetterCaseDoesNotMatterAndEveryNonZeroFlagIsOneKey) {
   const std::wstring path = MakeReady("mixed case.tif");
-  EXPECT_EQ(Glance(Cache(), Describe(Upper(path))), kQvThumbnailReady);
-  EXPECT_EQ(Glance(Cache(), Describe(path, 1)), kQvThumbnailNone);
+  EXPECT_EQ(PeekState(Cache(), Describe(Upper(path))), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(path, 1)), kQvThumbnailNone);
   RequestNow(Cache(), {Describe(path, 1)});
-  EXPECT_EQ(Glance(Cache(), Describe(path, 2)), kQvThumbnailReady);
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0x80000000u)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(path, 2)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(path, 0x80000000u)), kQvThumbnailReady);
 }
 
 TEST_F(CacheMapTest, SecondGetOfTheSameReferrerIsReportedAndLeavesOneReference) {
   const auto desc = Describe(MakeReady("a.tif"));
   Get(Cache(), desc, 7);
   EXPECT_TRUE(m_diag.Take().empty());
-  const SLook again = Get(Cache(), desc, 7);
+  const SLookup again = Get(Cache(), desc, 7);
   EXPECT_EQ(again.state, kQvThumbnailReady);
   EXPECT_TRUE(again.HasPicture());
   ExpectAssertion(kAlreadyReferenced);
@@ -59,7 +59,7 @@ TEST_F(CacheMapTest, SecondGetOfTheSameReferrerIsReportedAndLeavesOneReference) 
   Cache().ReleaseThumbnail(7, desc);
   EXPECT_TRUE(m_diag.Take().empty());
   Cache().PurgeUnusedThumbnails();
-  EXPECT_EQ(Glance(Cache(), desc), kQvThumbnailNone) << "one release must have sufficed";
+  EXPECT_EQ(PeekState(Cache(), desc), kQvThumbnailNone) << "one release must have sufficed";
 }
 
 TEST_F(CacheMapTest, ReleaseByAStrangerIsReportedAndTakesNothing) {
@@ -68,7 +68,7 @@ TEST_F(CacheMapTest, ReleaseByAStrangerIsReportedAndTakesNothing) {
   Cache().ReleaseThumbnail(8, desc);
   ExpectAssertion(kNotReferenced);
   Cache().PurgeUnusedThumbnails();
-  EXPECT_EQ(Glance(Cache(), desc), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), desc), kQvThumbnailReady);
   Cache().ReleaseThumbnail(7, desc);
   Cache().ReleaseThumbnail(7, desc);
   ExpectAssertion(kNotReferenced);
@@ -84,7 +84,7 @@ TEST_F(CacheMapTest, ReferrersMayBeAny64BitValue) {
 }
 
 TEST_F(CacheMapTest, DormantThumbnailIsQueuedAgainByALookup) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeFile("a.tif");
   Cache().ExcludeLocation(path.c_str());
   Queue(Cache(), {Describe(path)});
@@ -95,11 +95,11 @@ TEST_F(CacheMapTest, DormantThumbnailIsQueuedAgainByALookup) {
   // Both workers wait, so the lookup must also wake one.
   EXPECT_EQ(Get(Cache(), Describe(path)).state, kQvThumbnailQueued);
   listener.WaitFor(path);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
 }
 
 TEST_F(CacheMapTest, LookupOfAQueuedThumbnailDoesNotQueueItTwice) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   OccupyWorkers(listener);
   const std::wstring path = MakeFile("a.tif");
   Queue(Cache(), {Describe(path)});
@@ -110,9 +110,9 @@ TEST_F(CacheMapTest, LookupOfAQueuedThumbnailDoesNotQueueItTwice) {
 }
 
 TEST_F(CacheMapTest, LookupInWorkGivesNoPicture) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   OccupyWorkers(listener);
-  const SLook look = Get(Cache(), Describe(m_occupiers[0]));
+  const SLookup look = Get(Cache(), Describe(m_occupiers[0]));
   EXPECT_EQ(look.state, kQvThumbnailInWork);
   EXPECT_FALSE(look.HasPicture());
   FreeWorkers(listener);
@@ -131,17 +131,17 @@ TEST_F(CacheMapTest, FailedAndUnavailableAreReportedWithoutAPicture) {
 }
 
 TEST_F(CacheMapTest, NewerSourceMakesAThumbnailStaleOnce) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeReady("a.tif");
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 0.0)), kQvThumbnailReady) << "an unknown time is no news";
-  const SLook look = Get(Cache(), Describe(path, 0, 1.0), 5);
+  EXPECT_EQ(PeekState(Cache(), Describe(path, 0, 0.0)), kQvThumbnailReady) << "an unknown time is no news";
+  const SLookup look = Get(Cache(), Describe(path, 0, 1.0), 5);
   EXPECT_EQ(look.state, kQvThumbnailStale);
   EXPECT_TRUE(look.HasPicture()) << "a stale picture is still shown";
   EXPECT_EQ(Script().RenderCount(path), 1) << "nobody remakes what is shown";
 
   Cache().ReleaseThumbnail(5, Describe(path, 0, 1.0));
   listener.WaitFor(path);
-  const SLook fresh = Get(Cache(), Describe(path), 6);
+  const SLookup fresh = Get(Cache(), Describe(path), 6);
   EXPECT_EQ(fresh.state, kQvThumbnailReady);
   EXPECT_EQ(UniformByte(fresh.picture), standin::RenderedByte(path, 1));
   Cache().ReleaseThumbnail(6, Describe(path));
@@ -149,23 +149,23 @@ TEST_F(CacheMapTest, NewerSourceMakesAThumbnailStaleOnce) {
 
 TEST_F(CacheMapTest, EqualTimeIsNotStale) {
   const std::wstring path = MakeReady("a.tif");
-  const double written = Sql(DatabaseFile()).Number("SELECT lastWritten FROM cache");
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, written)), kQvThumbnailReady);
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, written + 1e-6)), kQvThumbnailStale);
+  const double written = CSql(DatabaseFile()).Number("SELECT lastWritten FROM cache");
+  EXPECT_EQ(PeekState(Cache(), Describe(path, 0, written)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(path, 0, written + 1e-6)), kQvThumbnailStale);
 }
 
 TEST_F(CacheMapTest, RemakingAStaleThumbnailDoesNotAskTheDatabase) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeReady("a.tif");
-  SqliteSpy::Clear();
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
+  CSqliteSpy::Clear();
+  EXPECT_EQ(PeekState(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
   listener.WaitFor(path);
-  for (const std::string& text : SqliteSpy::TakePrepared())
+  for (const std::string& text : CSqliteSpy::TakePrepared())
     EXPECT_FALSE(text.starts_with("SELECT lastWritten, binData")) << text;
 }
 
 TEST_F(CacheMapTest, StaleThumbnailGoesWhenTheLastViewerLeaves) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeReady("a.tif");
   Get(Cache(), Describe(path, 0, 1.0), 1);
   Get(Cache(), Describe(path, 0, 1.0), 2);
@@ -177,30 +177,30 @@ TEST_F(CacheMapTest, StaleThumbnailGoesWhenTheLastViewerLeaves) {
 }
 
 TEST_F(CacheMapTest, HighQualityMakesStandardThumbnailsStale) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring first = MakeReady("a.tif"), second = MakeReady("b.tif");
   Cache().SetHighQuality(true);
-  EXPECT_EQ(Glance(Cache(), Describe(first)), kQvThumbnailStale);
-  EXPECT_EQ(Glance(Cache(), Describe(second)), kQvThumbnailStale);
+  EXPECT_EQ(PeekState(Cache(), Describe(first)), kQvThumbnailStale);
+  EXPECT_EQ(PeekState(Cache(), Describe(second)), kQvThumbnailStale);
   listener.WaitFor(first);
   listener.WaitFor(second);
 
-  const SLook look = Get(Cache(), Describe(first));
+  const SLookup look = Get(Cache(), Describe(first));
   EXPECT_EQ(look.state, kQvThumbnailReady) << "made in high quality now";
   EXPECT_EQ(look.picture.width, 320u);
   EXPECT_EQ(look.picture.height, 240u);
   Cache().ReleaseThumbnail(1, Describe(first));
   Cache().SetHighQuality(false);
-  EXPECT_EQ(Glance(Cache(), Describe(first)), kQvThumbnailReady) << "better than wanted is good enough";
+  EXPECT_EQ(PeekState(Cache(), Describe(first)), kQvThumbnailReady) << "better than wanted is good enough";
 }
 
 TEST_F(CacheMapTest, StaleThumbnailGoesToTheFrontOfTheQueue) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring stale = MakeReady("stale.tif");
   OccupyWorkers(listener);
   const std::wstring first = MakeFile("first.tif"), second = MakeFile("second.tif");
   Queue(Cache(), {Describe(first), Describe(second)});
-  EXPECT_EQ(Glance(Cache(), Describe(stale, 0, 1.0)), kQvThumbnailStale);
+  EXPECT_EQ(PeekState(Cache(), Describe(stale, 0, 1.0)), kQvThumbnailStale);
   FreeOneWorker(listener);
   listener.WaitFor(second);
   const auto told = listener.Locations();
@@ -210,12 +210,12 @@ TEST_F(CacheMapTest, StaleThumbnailGoesToTheFrontOfTheQueue) {
 }
 
 TEST_F(CacheMapTest, StaleThumbnailIsMovedToTheFrontNotQueuedTwice) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring stale = MakeReady("stale.tif"), other = MakeReady("other.tif");
   OccupyWorkers(listener);
-  Glance(Cache(), Describe(stale, 0, 1.0));
-  Glance(Cache(), Describe(other, 0, 1.0));
-  Glance(Cache(), Describe(stale, 0, 1.0));
+  PeekState(Cache(), Describe(stale, 0, 1.0));
+  PeekState(Cache(), Describe(other, 0, 1.0));
+  PeekState(Cache(), Describe(stale, 0, 1.0));
   FreeOneWorker(listener);
   Drain(listener);
   const auto told = listener.Locations();
@@ -226,8 +226,8 @@ TEST_F(CacheMapTest, StaleThumbnailIsMovedToTheFrontNotQueuedTwice) {
 }
 
 TEST_F(CacheMapTest, ReleaseOfADatabaseLocationWithNewsMakesItStale) {
-  Listener listener(Cache());
-  ImageDatabase owner;
+  CRecordingListener listener(Cache());
+  CImageDatabase owner;
   owner.records[3].fields[L"image"] = standin::SFile();
   const std::wstring location = SQvThumbnailDescription::MakeDBLocation(3, L"Image").Str();
   std::wstring told = location;
@@ -242,14 +242,14 @@ TEST_F(CacheMapTest, ReleaseOfADatabaseLocationWithNewsMakesItStale) {
   Cache().ReleaseThumbnail(2, Describe(location, 0, 5.0));
   Cache().ReleaseThumbnail(3, Describe(location, 0, 5.0));
   listener.WaitFor(told);
-  EXPECT_EQ(Glance(Cache(), Describe(location, 0, 5.0)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(location, 0, 5.0)), kQvThumbnailReady);
   Drain(listener);
   EXPECT_EQ(listener.Count(told), 1u) << "the new time was kept, so it is no news any more";
 }
 
 TEST_F(CacheMapTest, DatabaseLocationIsRemadeBeforeAllOthers) {
-  Listener listener(Cache());
-  ImageDatabase owner;
+  CRecordingListener listener(Cache());
+  CImageDatabase owner;
   owner.records[3].fields[L"image"] = standin::SFile();
   const std::wstring location = SQvThumbnailDescription::MakeDBLocation(3, L"image").Str();
   RequestNow(Cache(), {Describe(location, 0, 0.0, &owner)});
@@ -265,7 +265,7 @@ TEST_F(CacheMapTest, DatabaseLocationIsRemadeBeforeAllOthers) {
 }
 
 TEST_F(CacheMapTest, DatabaseLocationTurnsStaleWithTheQualitySwitch) {
-  ImageDatabase owner;
+  CImageDatabase owner;
   owner.records[3].fields[L"image"] = standin::SFile();
   const std::wstring location = SQvThumbnailDescription::MakeDBLocation(3, L"image").Str();
   RequestNow(Cache(), {Describe(location, 0, 0.0, &owner)});
@@ -280,8 +280,8 @@ TEST_F(CacheMapTest, ReleaseStoresTheNewTimeWhateverTheState) {
   // A failed one: no record, so creation leaves the state that the missing row gave.
   const std::wstring location = SQvThumbnailDescription::MakeDBLocation(9, L"image").Str();
   RequestNow(Cache(), {Describe(location)});
-  EXPECT_EQ(Glance(Cache(), Describe(location)), kQvThumbnailNone);
-  Listener listener(Cache());
+  EXPECT_EQ(PeekState(Cache(), Describe(location)), kQvThumbnailNone);
+  CRecordingListener listener(Cache());
   Cache().ReleaseThumbnail(1, Describe(location, 0, 4.0));
   ExpectAssertion(kNotReferenced);
   listener.WaitFor(location);

@@ -39,7 +39,7 @@ class DatabaseOpenTest : public ServiceTest {
   }
 
   std::string FirstOpen() {
-    for (const std::string& call : SqliteSpy::TakeCalls())
+    for (const std::string& call : CSqliteSpy::TakeCalls())
       if (call.starts_with("open ")) return call;
     return "";
   }
@@ -49,7 +49,7 @@ class DatabaseOpenTest : public ServiceTest {
 
 TEST_F(DatabaseOpenTest, NoPathMeansTheSharedDocumentsFolder) {
   for (const wchar_t* path : {static_cast<const wchar_t*>(nullptr), L""}) {
-    SqliteSpy::RedirectOpens(DatabaseFile());
+    CSqliteSpy::RedirectOpens(DatabaseFile());
     EXPECT_EQ(Cache().OpenDatabase(path), 0);
     EXPECT_EQ(FirstOpen(), "open /var/lib/qvdocuments/OrbThumbCache.db 6");
     EXPECT_EQ(Cache().CloseDatabase(), 0);
@@ -82,12 +82,12 @@ TEST_F(DatabaseOpenTest, OverlongNameIsRefused) {
 
 TEST_F(DatabaseOpenTest, FreshFileGetsItsTablesInOrder) {
   ASSERT_EQ(Open(), 0);
-  const auto calls = SqliteSpy::TakeCalls();
+  const auto calls = CSqliteSpy::TakeCalls();
   ASSERT_GE(calls.size(), 2u);
   EXPECT_EQ(calls[0], "open " + DatabaseFile() + " 6");
   EXPECT_EQ(calls[1], "busy 5000");
-  EXPECT_THAT(SqliteSpy::OpenStatements(), SizeIs(0));
-  EXPECT_THAT(Sql(DatabaseFile()).Rows("SELECT name FROM sqlite_master WHERE type='table' ORDER BY rowid"),
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), SizeIs(0));
+  EXPECT_THAT(CSql(DatabaseFile()).Rows("SELECT name FROM sqlite_master WHERE type='table' ORDER BY rowid"),
               ElementsAre("cache", "metadata", "experiments", "history", "stored"));
   EXPECT_TRUE(m_diag.Take().empty());
 }
@@ -95,10 +95,10 @@ TEST_F(DatabaseOpenTest, FreshFileGetsItsTablesInOrder) {
 TEST_F(DatabaseOpenTest, OpenStartsTwoWorkersAndCloseJoinsThem) {
   ASSERT_EQ(Open(), 0);
   EXPECT_EQ(CountThreads(), m_threads + 2);
-  SqliteSpy::TakeCalls();
+  CSqliteSpy::TakeCalls();
   EXPECT_EQ(Close(), 0);
   EXPECT_TRUE(WaitForThreads(m_threads));
-  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("close 0"));
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), ElementsAre("close 0"));
 }
 
 TEST_F(DatabaseOpenTest, EverySuccessfulOpenResetsTheSettings) {
@@ -140,11 +140,11 @@ TEST_F(DatabaseOpenTest, FolderInPlaceOfAFileIsRefused) {
 TEST_F(DatabaseOpenTest, ConnectionOfAFailedOpenStaysUntilTheNextClose) {
   for (int round = 0; round < 3; ++round) {
     EXPECT_EQ(Cache().OpenDatabase(Folder().Wide().c_str()), -9);
-    EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("open " + Folder().Path() + " 6"));
+    EXPECT_THAT(CSqliteSpy::TakeCalls(), ElementsAre("open " + Folder().Path() + " 6"));
   }
-  EXPECT_EQ(SqliteSpy::OpenConnections(), 3);
+  EXPECT_EQ(CSqliteSpy::OpenConnections(), 3);
   EXPECT_EQ(Cache().CloseDatabase(), 0);
-  EXPECT_EQ(SqliteSpy::OpenConnections(), 0);
+  EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
 }
 
 TEST_F(DatabaseOpenTest, FileThatIsNoDatabaseIsRefusedAndKept) {
@@ -156,7 +156,7 @@ TEST_F(DatabaseOpenTest, FileThatIsNoDatabaseIsRefusedAndKept) {
 }
 
 TEST_F(DatabaseOpenTest, DamagedDatabaseIsRefused) {
-  Sql(DatabaseFile()).Run("CREATE TABLE cache (filename TEXT)");
+  CSql(DatabaseFile()).Run("CREATE TABLE cache (filename TEXT)");
   std::fstream file(DatabaseFile(), std::ios::binary | std::ios::in | std::ios::out);
   file.seekp(100);
   file << std::string(200, '\xFF');
@@ -165,18 +165,18 @@ TEST_F(DatabaseOpenTest, DamagedDatabaseIsRefused) {
   const auto texts = m_diag.TakeTexts();
   ASSERT_THAT(texts, SizeIs(1));
   EXPECT_EQ(texts[0], L"THUMBCACHE: database disk image is malformed");
-  EXPECT_EQ(SqliteSpy::OpenConnections(), 0);
+  EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
 }
 
 // Gives up the superuser's right to write everywhere while it lives.
-class OrdinaryUser {
+class COrdinaryUser {
  public:
-  OrdinaryUser() : m_user(geteuid()), m_group(getegid()) {
+  COrdinaryUser() : m_user(geteuid()), m_group(getegid()) {
     if (m_user == 0) m_dropped = setegid(65534) == 0 && seteuid(65534) == 0;
   }
-  OrdinaryUser(const OrdinaryUser&) = delete;
-  OrdinaryUser& operator=(const OrdinaryUser&) = delete;
-  ~OrdinaryUser() {
+  COrdinaryUser(const COrdinaryUser&) = delete;
+  COrdinaryUser& operator=(const COrdinaryUser&) = delete;
+  ~COrdinaryUser() {
     if (m_dropped && (seteuid(m_user) != 0 || setegid(m_group) != 0)) std::abort();
   }
 
@@ -191,18 +191,18 @@ TEST_F(DatabaseOpenTest, ReadOnlyFileIsRefused) {
   Close();
   for (const bool hasTables : {true, false}) {
     const std::string file = hasTables ? DatabaseFile() : Folder().Path("empty.db");
-    if (!hasTables) Sql(file).Run("CREATE TABLE other (x)");
+    if (!hasTables) CSql(file).Run("CREATE TABLE other (x)");
     chmod(file.c_str(), 0444);
     chmod(Folder().Path().c_str(), 0755);
     {
-      OrdinaryUser user;
+      COrdinaryUser user;
       EXPECT_EQ(Host().Open(CQvStringUtils::UTF8toW(file.c_str()).Str()), -9);
       const auto texts = m_diag.TakeTexts();
       ASSERT_THAT(texts, SizeIs(1));
       EXPECT_TRUE(texts[0].starts_with(L"THUMBCACHE: ")) << Utf8(texts[0]);
       EXPECT_TRUE(texts[0].ends_with(L"attempt to write a readonly database")) << Utf8(texts[0]);
       EXPECT_EQ(CountThreads(), m_threads);
-      EXPECT_EQ(SqliteSpy::OpenConnections(), 0);
+      EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
     }
     chmod(file.c_str(), 0644);
     EXPECT_EQ(Host().Open(CQvStringUtils::UTF8toW(file.c_str()).Str()), 0);
@@ -211,29 +211,29 @@ TEST_F(DatabaseOpenTest, ReadOnlyFileIsRefused) {
 }
 
 TEST_F(DatabaseOpenTest, LockedFileIsRefused) {
-  SqliteSpy::OverrideBusyTimeout(0);
-  Sql holder(DatabaseFile());
+  CSqliteSpy::OverrideBusyTimeout(0);
+  CSql holder(DatabaseFile());
   holder.Run("BEGIN EXCLUSIVE");
   EXPECT_EQ(Open(), -9);
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: database is locked"));
   EXPECT_EQ(CountThreads(), m_threads);
-  EXPECT_EQ(SqliteSpy::OpenConnections(), 0);
+  EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
   holder.Run("COMMIT");
   EXPECT_EQ(Open(), 0);
 }
 
 TEST_F(DatabaseOpenTest, CloseAfterAFailedOpenReturnsZero) {
-  Sql(DatabaseFile()).Run("CREATE TABLE stored (storedID INTEGER, storedParentID INTEGER, filename TEXT)");
+  CSql(DatabaseFile()).Run("CREATE TABLE stored (storedID INTEGER, storedParentID INTEGER, filename TEXT)");
   EXPECT_EQ(Open(), -9);
   EXPECT_EQ(CountThreads(), m_threads) << "no worker runs";
   EXPECT_EQ(Cache().CloseDatabase(), 0);
-  SqliteSpy::TakeCalls();
+  CSqliteSpy::TakeCalls();
   EXPECT_EQ(CountThreads(), m_threads);
 }
 
 TEST_F(DatabaseOpenTest, CloseWithoutOpenReturnsZero) {
   EXPECT_EQ(Cache().CloseDatabase(), 0);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), SizeIs(0));
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), SizeIs(0));
   EXPECT_EQ(Open(), 0);
   EXPECT_EQ(Close(), 0);
   EXPECT_EQ(Cache().CloseDatabase(), 0) << "a second close must not close the connection twice";
@@ -245,9 +245,9 @@ TEST_F(DatabaseOpenTest, OpenedTwiceLosesNothing) {
   RequestNow(Cache(), {Describe(path)});
   ASSERT_EQ(Host().Open(Folder().Wide("second.db")), 0);
   EXPECT_TRUE(WaitForThreads(m_threads + 2));
-  EXPECT_EQ(SqliteSpy::OpenConnections(), 1);
+  EXPECT_EQ(CSqliteSpy::OpenConnections(), 1);
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Sql(Folder().Path("second.db")).Value("SELECT count(*) FROM cache"), "1");
+  EXPECT_EQ(CSql(Folder().Path("second.db")).Value("SELECT count(*) FROM cache"), "1");
 }
 
 TEST_F(DatabaseOpenTest, OpenMasksFloatingPointExceptions) {
@@ -265,9 +265,9 @@ TEST_F(DatabaseOpenTest, ReopeningTheSameFileKeepsItsRows) {
   RequestNow(Cache(), {Describe(path)});
   Close();
   ASSERT_EQ(Open(), 0);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailNone) << "memory is empty";
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailNone) << "memory is empty";
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
   EXPECT_EQ(Script().RenderCount(path), 1);
 }
 

@@ -57,7 +57,7 @@ TEST_F(DispatchTableTest, ThumbnailsLieInSlots0To8And31And32) {
   } heard;
   const auto handle = Slot<QvThumbnailListener, QvThumbnailCallback, void*>(31, &SPair::Call, &heard);
   EXPECT_EQ(handle, QvThumbnailListener(&SPair::Call, &heard));
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   MakeOne(listener);
   EXPECT_EQ(heard.calls, 1);
   Slot<void, const QvThumbnailListener&>(32, handle);
@@ -85,7 +85,7 @@ TEST_F(DispatchTableTest, ThumbnailsLieInSlots0To8And31And32) {
   Drain(listener);
   EXPECT_EQ(Script().RenderCount(more.location.Str()), 0) << "cancelled through slot 3";
   EXPECT_EQ(Slot<std::int32_t>(8), 0);
-  EXPECT_EQ(Glance(Cache(), desc), kQvThumbnailNone) << "purged through slot 8";
+  EXPECT_EQ(PeekState(Cache(), desc), kQvThumbnailNone) << "purged through slot 8";
 }
 
 TEST_F(DispatchTableTest, TextInformationLiesInSlot19) {
@@ -141,7 +141,7 @@ TEST_F(DispatchTableTest, ExperimentsAndHistoryLieInSlots20To26) {
             0);
   EXPECT_EQ(names, std::vector<CQvStringW>{L"f.tif"});
   EXPECT_EQ((Slot<std::int32_t, double, double, int>(24, 0.0, 9.0, id)), 0);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM history"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM history"), "0");
 }
 
 TEST_F(DispatchTableTest, TheBasesHaveTablesOfTheirOwn) {
@@ -171,7 +171,7 @@ TEST_F(DispatchTableTest, StoredItemsLieInSlots27To30) {
   EXPECT_EQ((Slot<std::int32_t, int, std::vector<int>*, std::vector<CQvStringW>*>(29, 8, &ids, &names)), 0);
   EXPECT_EQ(names, std::vector<CQvStringW>{L"renamed"});
   EXPECT_EQ((Slot<std::int32_t, int>(30, id)), 0);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM stored"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM stored"), "0");
 }
 
 }  // namespace

@@ -44,7 +44,7 @@ class MemoryTest : public ::testing::Test {
   void SetUp() override {
     standin::CScript::Get().Reset();
     UseStandInFormats();
-    m_service = std::make_unique<Service>();
+    m_service = std::make_unique<CServiceHandle>();
     ASSERT_EQ(m_service->Open(m_folder.Wide("cache.db")), 0);
     m_experiment.loopType = kQvLoopTime;
     m_experiment.loopSize = 5;
@@ -80,9 +80,9 @@ class MemoryTest : public ::testing::Test {
   }
 
   CTempFolder m_folder;
-  std::unique_ptr<Service> m_service;
+  std::unique_ptr<CServiceHandle> m_service;
   SQvExperiment m_experiment;
-  DiagRecorder m_diag;
+  CDiagRecorder m_diag;
 };
 
 TEST_F(MemoryTest, NoExceptionLeavesAnOperation) {
@@ -93,7 +93,7 @@ TEST_F(MemoryTest, NoExceptionLeavesAnOperation) {
   // Each attempt starts without the thumbnail.
   const auto forget = [&] {
     Cache().PurgeUnusedThumbnails();
-    Sql(m_folder.Path("cache.db")).Run("DELETE FROM cache");
+    CSql(m_folder.Path("cache.db")).Run("DELETE FROM cache");
   };
   RunOut(
       "request from the file", [&] { Cache().RequestThumbnails(0, &desc, 1, 0, false); }, forget);
@@ -104,7 +104,7 @@ TEST_F(MemoryTest, NoExceptionLeavesAnOperation) {
       "queued request", [&] { Cache().RequestThumbnails(0, &other, 1, 0, true); },
       [&] { Cache().PurgeUnusedThumbnails(); });
   RequestNow(Cache(), {desc});
-  EXPECT_EQ(Glance(Cache(), desc), kQvThumbnailReady) << "it works again";
+  EXPECT_EQ(PeekState(Cache(), desc), kQvThumbnailReady) << "it works again";
   m_diag.Take();
   const auto get = [&] { Cache().GetCachedThumbnail(5, desc, &state, &picture); };
   std::int32_t released = 0;

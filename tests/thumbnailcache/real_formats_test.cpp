@@ -21,9 +21,9 @@ class RealFormatsTest : public ::testing::Test {
  protected:
   void SetUp() override {
     UseInstalledComponents();
-    m_service = std::make_unique<Service>();
+    m_service = std::make_unique<CServiceHandle>();
     ASSERT_EQ(m_service->Open(m_folder.Wide("cache.db")), 0);
-    m_listener = std::make_unique<Listener>(**m_service);
+    m_listener = std::make_unique<CRecordingListener>(**m_service);
   }
   void TearDown() override {
     m_listener.reset();
@@ -59,16 +59,16 @@ class RealFormatsTest : public ::testing::Test {
   }
 
   CTempFolder m_folder;
-  DiagRecorder m_diag;
-  std::unique_ptr<Service> m_service;
-  std::unique_ptr<Listener> m_listener;
+  CDiagRecorder m_diag;
+  std::unique_ptr<CServiceHandle> m_service;
+  std::unique_ptr<CRecordingListener> m_listener;
 };
 
 TEST_F(RealFormatsTest, JpegGetsAThumbnailThatSurvivesItsRow) {
   const auto desc = Describe(WriteJpeg("IMG_0001.JPG", 1200, 900, 30, 220));
   Queue(**m_service, {desc});
   m_listener->Wait(1);
-  SLook look = Get(**m_service, desc);
+  SLookup look = Get(**m_service, desc);
   ASSERT_EQ(look.state, kQvThumbnailReady);
   EXPECT_EQ(look.picture.width, 240u);
   EXPECT_EQ(look.picture.height, 180u);
@@ -88,8 +88,8 @@ TEST_F(RealFormatsTest, JpegGetsAThumbnailThatSurvivesItsRow) {
 
 TEST_F(RealFormatsTest, RowIsAJpegStream) {
   RequestNow(**m_service, {Describe(WriteJpeg("a.jpg", 600, 400, 30, 220))});
-  EXPECT_EQ(Sql(m_folder.Path("cache.db")).Value("SELECT hex(substr(binData, 1, 3)), quality FROM cache"), "FFD8FF|0");
-  EXPECT_EQ(Sql(m_folder.Path("cache.db")).Value("SELECT M_width, M_height FROM metadata"), "600|400");
+  EXPECT_EQ(CSql(m_folder.Path("cache.db")).Value("SELECT hex(substr(binData, 1, 3)), quality FROM cache"), "FFD8FF|0");
+  EXPECT_EQ(CSql(m_folder.Path("cache.db")).Value("SELECT M_width, M_height FROM metadata"), "600|400");
 }
 
 TEST_F(RealFormatsTest, GreyRowIsRefusedAndReplaced) {
@@ -99,11 +99,11 @@ TEST_F(RealFormatsTest, GreyRowIsRefusedAndReplaced) {
   const std::string hex = Hex(grey);
   for (const std::string& blob :
        {hex, std::string("ffd8ffe0"), hex.substr(0, hex.size() / 2 & ~std::size_t{1}), std::string("00")}) {
-    Sql(m_folder.Path("cache.db")).Run("UPDATE cache SET binData = x'" + blob + "'");
+    CSql(m_folder.Path("cache.db")).Run("UPDATE cache SET binData = x'" + blob + "'");
     (*m_service)->PurgeUnusedThumbnails();
     RequestNow(**m_service, {Describe(path)});
     EXPECT_EQ(m_diag.Take().size(), 1u);
-    EXPECT_EQ(Glance(**m_service, Describe(path)), kQvThumbnailReady);
+    EXPECT_EQ(PeekState(**m_service, Describe(path)), kQvThumbnailReady);
   }
 }
 
@@ -112,8 +112,8 @@ TEST_F(RealFormatsTest, HalfAJpegFails) {
   const std::wstring path =
       m_folder.MakeFileWide("a.jpg", std::string(bytes.begin(), bytes.begin() + bytes.size() / 3));
   RequestNow(**m_service, {Describe(path)});
-  EXPECT_EQ(Glance(**m_service, Describe(path)), kQvThumbnailFailed);
-  EXPECT_EQ(Sql(m_folder.Path("cache.db")).Value("SELECT count(*) FROM cache"), "0");
+  EXPECT_EQ(PeekState(**m_service, Describe(path)), kQvThumbnailFailed);
+  EXPECT_EQ(CSql(m_folder.Path("cache.db")).Value("SELECT count(*) FROM cache"), "0");
 }
 
 TEST_F(RealFormatsTest, WhatIsNoImageFails) {
@@ -121,7 +121,7 @@ TEST_F(RealFormatsTest, WhatIsNoImageFails) {
     const std::wstring path =
         m_folder.MakeFileWide(std::string("noise") + std::to_string(std::strlen(content)), content);
     RequestNow(**m_service, {Describe(path)});
-    EXPECT_EQ(Glance(**m_service, Describe(path)), kQvThumbnailFailed) << content;
+    EXPECT_EQ(PeekState(**m_service, Describe(path)), kQvThumbnailFailed) << content;
   }
 }
 
@@ -155,7 +155,7 @@ TEST_F(RealFormatsTest, FolderOfSamplesEndsInDefiniteStates) {
   Queue(**m_service, batch);
   m_listener->Wait(batch.size());
   for (const auto& desc : batch) {
-    const SLook look = Get(**m_service, desc);
+    const SLookup look = Get(**m_service, desc);
     EXPECT_TRUE(look.state == kQvThumbnailReady || look.state == kQvThumbnailFailed ||
                 look.state == kQvThumbnailUnavailable)
         << CQvStringUtils::WtoUTF8(desc.location).Str() << " " << look.state;

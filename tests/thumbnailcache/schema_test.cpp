@@ -64,17 +64,17 @@ class SchemaTest : public ServiceTest {
  protected:
   // A file that holds the tables before `table`, and this one made by `create`.
   void Prepare(std::size_t table, const std::string& create) {
-    Sql sql(DatabaseFile());
+    CSql sql(DatabaseFile());
     for (std::size_t i = 0; i < table; ++i) sql.Run(Tables()[i].create);
     if (!create.empty()) sql.Run(create);
   }
   // What SQLite keeps of the table's CREATE statement.
   std::string Schema(const std::string& table) {
-    return Sql(DatabaseFile()).Value("SELECT sql FROM sqlite_master WHERE name='" + table + "'");
+    return CSql(DatabaseFile()).Value("SELECT sql FROM sqlite_master WHERE name='" + table + "'");
   }
   void ExpectConnectionClosed() {
-    EXPECT_EQ(SqliteSpy::OpenConnections(), 0);
-    const auto calls = SqliteSpy::TakeCalls();
+    EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
+    const auto calls = CSqliteSpy::TakeCalls();
     ASSERT_FALSE(calls.empty());
     EXPECT_EQ(calls.back(), "close 0");
   }
@@ -88,9 +88,9 @@ TEST_F(SchemaTest, FreshFileIsAskedAndFilledTableByTable) {
     expected.push_back(table.create);
     EXPECT_EQ(Schema(table.name), table.create);
   }
-  EXPECT_EQ(SqliteSpy::TakePrepared(), expected);
-  EXPECT_EQ(SqliteSpy::TakeTraced(), expected);
-  EXPECT_THAT(SqliteSpy::OpenStatements(), SizeIs(0));
+  EXPECT_EQ(CSqliteSpy::TakePrepared(), expected);
+  EXPECT_EQ(CSqliteSpy::TakeTraced(), expected);
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), SizeIs(0));
 }
 
 TEST_F(SchemaTest, EveryStatementIsPreparedSteppedOnceAndFinalized) {
@@ -103,14 +103,14 @@ TEST_F(SchemaTest, EveryStatementIsPreparedSteppedOnceAndFinalized) {
       expected.push_back("finalize 0");
     }
   }
-  EXPECT_EQ(SqliteSpy::TakeCalls(), expected);
+  EXPECT_EQ(CSqliteSpy::TakeCalls(), expected);
 }
 
 TEST_F(SchemaTest, GoodTablesAreTestedWithoutAStepAndKept) {
   ASSERT_EQ(Open(), 0);
   Close();
-  Sql(DatabaseFile()).Run("INSERT INTO stored VALUES (1, 2, 'kept', 3)");
-  SqliteSpy::Clear();
+  CSql(DatabaseFile()).Run("INSERT INTO stored VALUES (1, 2, 'kept', 3)");
+  CSqliteSpy::Clear();
   ASSERT_EQ(Open(), 0);
 
   std::vector<std::string> prepared, traced;
@@ -120,9 +120,9 @@ TEST_F(SchemaTest, GoodTablesAreTestedWithoutAStepAndKept) {
     if (table.name == "history") prepared.push_back("SELECT userID FROM history");
     prepared.push_back(table.test);
   }
-  EXPECT_EQ(SqliteSpy::TakePrepared(), prepared);
-  EXPECT_EQ(SqliteSpy::TakeTraced(), traced) << "a format test is never stepped";
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT * FROM stored"), "1|2|kept|3");
+  EXPECT_EQ(CSqliteSpy::TakePrepared(), prepared);
+  EXPECT_EQ(CSqliteSpy::TakeTraced(), traced) << "a format test is never stepped";
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT * FROM stored"), "1|2|kept|3");
   EXPECT_TRUE(m_diag.Take().empty());
 }
 
@@ -132,21 +132,22 @@ TEST_F(SchemaTest, CacheTableWithoutQualityIsMadeAnew) {
           "('a', 1, 0, 'x')");
   ASSERT_EQ(Open(), 0);
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kWrongFormat));
-  const auto prepared = SqliteSpy::TakePrepared();
+  const auto prepared = CSqliteSpy::TakePrepared();
   ASSERT_GE(prepared.size(), 4u);
   EXPECT_THAT(std::vector<std::string>(prepared.begin(), prepared.begin() + 4),
               ElementsAre(Tables()[0].existence, Tables()[0].test, Tables()[0].drop, Tables()[0].create));
   EXPECT_EQ(Schema("cache"), Tables()[0].create);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
 }
 
 TEST_F(SchemaTest, MetadataAndExperimentsOfAnOldFormatAreMadeAnew) {
   for (const std::size_t index : {1u, 2u}) {
     const STable& table = Tables()[index];
-    Sql(DatabaseFile()).Run("DROP TABLE IF EXISTS " + table.name + "; CREATE TABLE " + table.name + " (filename TEXT)");
+    CSql(DatabaseFile())
+        .Run("DROP TABLE IF EXISTS " + table.name + "; CREATE TABLE " + table.name + " (filename TEXT)");
     ASSERT_EQ(Open(), 0);
     EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kWrongFormat));
-    EXPECT_THAT(SqliteSpy::TakePrepared(), IsSupersetOf({table.test, table.drop, table.create}));
+    EXPECT_THAT(CSqliteSpy::TakePrepared(), IsSupersetOf({table.test, table.drop, table.create}));
     EXPECT_EQ(Schema(table.name), table.create);
     Close();
   }
@@ -177,7 +178,7 @@ TEST_F(SchemaTest, EveryColumnOfTheFormatTestCounts) {
       std::string others = table.name == "history" ? "userID" : "extra";
       for (const std::string& column : columns)
         if (column != left) others += ", " + column;
-      Sql(DatabaseFile())
+      CSql(DatabaseFile())
           .Run("DROP TABLE IF EXISTS " + table.name + "; CREATE TABLE " + table.name + " (" + others + ")");
       ASSERT_EQ(Open(), 0) << table.name << " without " << left;
       EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kWrongFormat)) << table.name << " without " << left;
@@ -193,8 +194,8 @@ TEST_F(SchemaTest, HistoryWithoutUserIdIsAlteredAndKeepsItsRows) {
           "INTO history VALUES ('a.tif', 1.5, 7)");
   ASSERT_EQ(Open(), 0);
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kUserIdMissing));
-  EXPECT_THAT(SqliteSpy::TakeTraced(), Contains("ALTER TABLE history ADD userID TEXT"));
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT * FROM history"), "a.tif|1.5|7|NULL");
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), Contains("ALTER TABLE history ADD userID TEXT"));
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT * FROM history"), "a.tif|1.5|7|NULL");
 
   // The altered table has userID last, which no operation may mind.
   EXPECT_EQ(Cache().WriteHistory(L"b.tif", L"ada", 2.5, 8), 0);
@@ -208,9 +209,9 @@ TEST_F(SchemaTest, HistoryWithoutUserIdIsAlteredAndKeepsItsRows) {
 
 TEST_F(SchemaTest, HistoryStatementsOfTheUpgradeAreInOrder) {
   Prepare(3, "CREATE TABLE history (filename TEXT, M_acqTime REAL, experimentID INTEGER)");
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   ASSERT_EQ(Open(), 0);
-  const auto prepared = SqliteSpy::TakePrepared();
+  const auto prepared = CSqliteSpy::TakePrepared();
   const auto at = std::find(prepared.begin(), prepared.end(), Tables()[3].existence);
   ASSERT_GE(prepared.end() - at, 4);
   EXPECT_THAT(std::vector<std::string>(at, at + 4),
@@ -223,7 +224,7 @@ TEST_F(SchemaTest, HistoryWithoutExperimentAndUserIsAlteredThenMadeAnew) {
   ASSERT_EQ(Open(), 0);
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kUserIdMissing, kWrongFormat));
   EXPECT_EQ(Schema("history"), Tables()[3].create);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM history"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM history"), "0");
 }
 
 TEST_F(SchemaTest, StoredTableOfAnOldFormatIsNeverDropped) {
@@ -231,18 +232,18 @@ TEST_F(SchemaTest, StoredTableOfAnOldFormatIsNeverDropped) {
           "CREATE TABLE stored (storedID INTEGER, storedParentID INTEGER, filename TEXT, PRIMARY KEY (storedID)); "
           "INSERT INTO stored VALUES (1, 2, 'kept')");
   for (int round = 0; round < 2; ++round) {
-    SqliteSpy::Clear();
+    CSqliteSpy::Clear();
     EXPECT_EQ(Open(), -9);
     EXPECT_THAT(m_diag.TakeTexts(),
                 ElementsAre(kWrongFormat, L"THUMBCACHE: Failed to drop the stored table. no such table: sored"));
-    EXPECT_EQ(SqliteSpy::TakePrepared().back(), "DROP TABLE sored");
+    EXPECT_EQ(CSqliteSpy::TakePrepared().back(), "DROP TABLE sored");
     ExpectConnectionClosed();
-    EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT * FROM stored"), "1|2|kept");
+    EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT * FROM stored"), "1|2|kept");
   }
 }
 
 TEST_F(SchemaTest, ExtraColumnsDoNotFailTheTest) {
-  Sql sql(DatabaseFile());
+  CSql sql(DatabaseFile());
   for (const STable& table : Tables()) {
     sql.Run(table.create);
     sql.Run("ALTER TABLE " + table.name + " ADD extra TEXT");
@@ -257,14 +258,14 @@ TEST_F(SchemaTest, FailedCreationIsReportedOnceAndClosesTheConnection) {
   for (std::size_t i = 0; i < Tables().size(); ++i) {
     std::filesystem::remove(DatabaseFile());
     Prepare(i, "");
-    SqliteSpy::Reset();
-    SqliteSpy::OverrideBusyTimeout(0);
-    Sql holder(DatabaseFile());
+    CSqliteSpy::Reset();
+    CSqliteSpy::OverrideBusyTimeout(0);
+    CSql holder(DatabaseFile());
     holder.Run("BEGIN IMMEDIATE");
     EXPECT_EQ(Open(), -9);
     EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: Failed to create the " + Wide(Tables()[i].name) +
                                                 L" table. database is locked"));
-    EXPECT_EQ(SqliteSpy::TakePrepared().back(), Tables()[i].create) << "no later table is looked at";
+    EXPECT_EQ(CSqliteSpy::TakePrepared().back(), Tables()[i].create) << "no later table is looked at";
     ExpectConnectionClosed();
   }
 }
@@ -273,9 +274,9 @@ TEST_F(SchemaTest, FailedDropIsReportedOnceAndClosesTheConnection) {
   for (std::size_t i = 0; i < 4; ++i) {
     std::filesystem::remove(DatabaseFile());
     Prepare(i, "CREATE TABLE " + Tables()[i].name + " (userID TEXT)");
-    SqliteSpy::Reset();
-    SqliteSpy::OverrideBusyTimeout(0);
-    Sql holder(DatabaseFile());
+    CSqliteSpy::Reset();
+    CSqliteSpy::OverrideBusyTimeout(0);
+    CSql holder(DatabaseFile());
     holder.Run("BEGIN IMMEDIATE");
     EXPECT_EQ(Open(), -9);
     const auto messages = m_diag.Take();
@@ -291,21 +292,21 @@ TEST_F(SchemaTest, FailedDropIsReportedOnceAndClosesTheConnection) {
 
 TEST_F(SchemaTest, FailedUserIdUpgradeDoesNotDropTheTable) {
   Prepare(3, "CREATE TABLE history (filename TEXT, M_acqTime REAL, experimentID INTEGER)");
-  SqliteSpy::Reset();
-  SqliteSpy::OverrideBusyTimeout(0);
-  Sql holder(DatabaseFile());
+  CSqliteSpy::Reset();
+  CSqliteSpy::OverrideBusyTimeout(0);
+  CSql holder(DatabaseFile());
   holder.Run("BEGIN IMMEDIATE");
   EXPECT_EQ(Open(), -9);
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kUserIdMissing,
                                               L"THUMBCACHE: Failed to create the history table. "
                                               L"database is locked"));
-  EXPECT_THAT(SqliteSpy::TakePrepared(), Not(Contains("DROP TABLE history")));
+  EXPECT_THAT(CSqliteSpy::TakePrepared(), Not(Contains("DROP TABLE history")));
   ExpectConnectionClosed();
 }
 
 TEST_F(SchemaTest, FailedExistenceStepIsReported) {
   for (const STable& table : Tables()) {
-    SqliteSpy::FailStep("name ='" + table.name + "'", SQLITE_IOERR);
+    CSqliteSpy::FailStep("name ='" + table.name + "'", SQLITE_IOERR);
     EXPECT_EQ(Open(), -9);
     const auto texts = m_diag.TakeTexts();
     ASSERT_THAT(texts, SizeIs(1)) << table.name;
@@ -315,7 +316,7 @@ TEST_F(SchemaTest, FailedExistenceStepIsReported) {
 }
 
 TEST_F(SchemaTest, ViewInPlaceOfATableIsReported) {
-  Sql(DatabaseFile()).Run("CREATE VIEW cache AS SELECT 1 AS filename");
+  CSql(DatabaseFile()).Run("CREATE VIEW cache AS SELECT 1 AS filename");
   EXPECT_EQ(Open(), -9);
   const auto texts = m_diag.TakeTexts();
   ASSERT_THAT(texts, SizeIs(1));

@@ -178,7 +178,7 @@ TEST_F(SettingsTest, RemoveListenerRemovesTheFirstEqualPairOnly) {
   EXPECT_EQ(handle, QvThumbnailListener(&SCounter::Call, &counter));
   Cache().AddListener(&SCounter::Call, &counter);
   Cache().AddListener(&SCounter::Call, &other);
-  Listener last(Cache());
+  CRecordingListener last(Cache());
 
   Cache().RemoveListener({&SCounter::Call, &counter});
   Cache().RemoveListener({&SCounter::CallOther, &counter});
@@ -204,7 +204,7 @@ TEST_F(SettingsTest, ListenersAreCalledInTheOrderOfTheirRegistration) {
     order.push_back(static_cast<int>(reinterpret_cast<std::intptr_t>(context)));
   };
   for (std::intptr_t i = 1; i <= 3; ++i) Cache().AddListener(note, reinterpret_cast<void*>(i));
-  Listener last(Cache());
+  CRecordingListener last(Cache());
   MakeOne(last);
   std::lock_guard lock(mutex);
   EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));

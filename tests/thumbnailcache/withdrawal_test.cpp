@@ -4,17 +4,17 @@ namespace qvtest {
 namespace {
 
 TEST_F(CacheMapTest, CancelAllRequestsWithdrawsWhatNoWorkerHasBegun) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring stale = MakeReady("stale.tif");
   OccupyWorkers(listener);
   const std::wstring waiting = MakeFile("waiting.tif");
   Queue(Cache(), {Describe(waiting)});
-  EXPECT_EQ(Glance(Cache(), Describe(stale, 0, 1.0)), kQvThumbnailStale);
+  EXPECT_EQ(PeekState(Cache(), Describe(stale, 0, 1.0)), kQvThumbnailStale);
   EXPECT_EQ(Cache().CancelAllRequests(), 0);
-  EXPECT_EQ(Glance(Cache(), Describe(m_occupiers[0])), kQvThumbnailInWork);
+  EXPECT_EQ(PeekState(Cache(), Describe(m_occupiers[0])), kQvThumbnailInWork);
   FreeWorkers(listener);
   Drain(listener);
-  EXPECT_EQ(Glance(Cache(), Describe(stale)), kQvThumbnailReady) << "the stale picture counts as ready again";
+  EXPECT_EQ(PeekState(Cache(), Describe(stale)), kQvThumbnailReady) << "the stale picture counts as ready again";
   EXPECT_EQ(listener.Count(stale), 0u);
   EXPECT_EQ(listener.Count(waiting), 0u);
   EXPECT_EQ(Get(Cache(), Describe(waiting)).state, kQvThumbnailQueued) << "it was dormant, and is queued again";
@@ -22,7 +22,7 @@ TEST_F(CacheMapTest, CancelAllRequestsWithdrawsWhatNoWorkerHasBegun) {
 }
 
 TEST_F(CacheMapTest, CancelRequestsWantsTheLowerCasedSpelling) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   OccupyWorkers(listener);
   const std::wstring exact = MakeFile("exact.tif"), upper = MakeFile("upper.tif"), high = MakeFile("high.tif");
   Queue(Cache(), {Describe(exact), Describe(upper), Describe(high, 1)});
@@ -39,13 +39,13 @@ TEST_F(CacheMapTest, CancelRequestsWantsTheLowerCasedSpelling) {
 }
 
 TEST_F(CacheMapTest, CancelRequestsMakesAStaleThumbnailReadyAgain) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeReady("a.tif");
   OccupyWorkers(listener);
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
+  EXPECT_EQ(PeekState(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
   const SQvThumbnailDescription desc = Describe(path);
   EXPECT_EQ(Cache().CancelRequests(0, &desc, 1), 0);
-  EXPECT_EQ(Glance(Cache(), desc), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), desc), kQvThumbnailReady);
   FreeWorkers(listener);
   Drain(listener);
   EXPECT_EQ(listener.Count(path), 0u);
@@ -60,7 +60,7 @@ TEST_F(CacheMapTest, CancelRequestsOfNothingDoesNothing) {
 }
 
 TEST_F(CacheMapTest, CancelledThenRequestedIsMadeOnce) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   OccupyWorkers(listener);
   const auto desc = Describe(MakeFile("a.tif"));
   Queue(Cache(), {desc});
@@ -74,7 +74,7 @@ TEST_F(CacheMapTest, CancelledThenRequestedIsMadeOnce) {
 }
 
 TEST_F(CacheMapTest, ExcludedLocationIsLeftAloneInAnySpellingAndQuality) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeFile("a.tif");
   Cache().ExcludeLocation(Upper(path).c_str());
   Cache().ExcludeLocation(path.c_str());
@@ -82,7 +82,7 @@ TEST_F(CacheMapTest, ExcludedLocationIsLeftAloneInAnySpellingAndQuality) {
   Drain(listener);
   EXPECT_EQ(listener.Count(path), 0u);
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady) << "the calling thread is no worker";
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady) << "the calling thread is no worker";
 
   Cache().IncludeLocation(Upper(path).c_str());
   EXPECT_EQ(Get(Cache(), Describe(path, 1)).state, kQvThumbnailQueued);
@@ -90,10 +90,10 @@ TEST_F(CacheMapTest, ExcludedLocationIsLeftAloneInAnySpellingAndQuality) {
 }
 
 TEST_F(CacheMapTest, StaleThumbnailOfAnExcludedLocationTurnsDormant) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeReady("a.tif");
   Cache().ExcludeLocation(path.c_str());
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
+  EXPECT_EQ(PeekState(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
   Drain(listener);
   EXPECT_EQ(Get(Cache(), Describe(path)).state, kQvThumbnailQueued);
 }
@@ -107,7 +107,7 @@ TEST_F(CacheMapTest, NullAndUnknownLocationsAreHarmless) {
 }
 
 TEST_F(CacheMapTest, PurgeKeepsWhatIsShownAndWhatIsInWork) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring shown = MakeReady("shown.tif"), unused = MakeReady("unused.tif");
   standin::SFile damaged;
   damaged.renderResult = -9;
@@ -117,33 +117,33 @@ TEST_F(CacheMapTest, PurgeKeepsWhatIsShownAndWhatIsInWork) {
   Cache().ExcludeLocation(dormant.c_str());
   Queue(Cache(), {Describe(dormant)});
   Drain(listener);
-  const SLook look = Get(Cache(), Describe(shown));
+  const SLookup look = Get(Cache(), Describe(shown));
   OccupyWorkers(listener);
   Queue(Cache(), {Describe(waiting)});
 
   EXPECT_EQ(Cache().PurgeUnusedThumbnails(), 0);
-  EXPECT_EQ(Glance(Cache(), Describe(shown)), kQvThumbnailReady);
-  EXPECT_EQ(Glance(Cache(), Describe(m_occupiers[0])), kQvThumbnailInWork);
+  EXPECT_EQ(PeekState(Cache(), Describe(shown)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(m_occupiers[0])), kQvThumbnailInWork);
   for (const std::wstring& gone : {unused, failed, dormant, waiting})
-    EXPECT_EQ(Glance(Cache(), Describe(gone)), kQvThumbnailNone) << Utf8(gone);
+    EXPECT_EQ(PeekState(Cache(), Describe(gone)), kQvThumbnailNone) << Utf8(gone);
   EXPECT_EQ(UniformByte(look.picture), standin::RenderedByte(shown, 0));
   FreeWorkers(listener);
   Drain(listener);
   EXPECT_EQ(Script().RenderCount(waiting), 0) << "the queue was emptied";
-  EXPECT_EQ(Glance(Cache(), Describe(m_occupiers[0])), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(m_occupiers[0])), kQvThumbnailReady);
   Cache().ReleaseThumbnail(1, Describe(shown));
 }
 
 TEST_F(CacheMapTest, PurgeFreesPictures) {
   for (int i = 0; i < 10; ++i) MakeReady("p" + std::to_string(i) + ".tif");
-  EXPECT_EQ(PlatformSpy::LivePictures(), 10);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 10);
   Cache().PurgeUnusedThumbnails();
-  EXPECT_EQ(PlatformSpy::LivePictures(), 0);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 0);
 }
 
 TEST_F(CacheMapTest, EmptyLocationIsHandled) {
   RequestNow(Cache(), {Describe(L"")});
-  EXPECT_EQ(Glance(Cache(), Describe(L"")), kQvThumbnailNone);
+  EXPECT_EQ(PeekState(Cache(), Describe(L"")), kQvThumbnailNone);
 }
 
 }  // namespace

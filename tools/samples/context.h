@@ -34,4 +34,4 @@ struct SMoment {
 };
 
 // "07" for (7, 2).
-std::string Digits(int number, int width);
+std::string ZeroPadded(int number, int width);

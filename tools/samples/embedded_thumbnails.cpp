@@ -27,7 +27,7 @@ void WriteWithThumbnail(const SContext& context, const std::string& name, const 
   if (what == EEmbedded::kPixels || what == EEmbedded::kBoth) page.thumbnailPixels = AlignedRgbRows(framed);
   if (what == EEmbedded::kWrongSize) page.thumbnailPixels = AlignedRgbRows(small);
   if (what == EEmbedded::kGreyJpeg) {
-    Bytes grey;
+    CBytes grey;
     for (std::size_t i = 1; i < small.pixels.size(); i += 3) grey.push_back(small.pixels[i]);
     page.thumbnailJpeg = EncodeGreyJpeg(grey, small.width, small.height);
   }

@@ -8,12 +8,12 @@ namespace {
 
 enum EType : std::uint16_t { kAscii = 2, kShort = 3, kLong = 4, kRational = 5, kUndefined = 7 };
 
-void Append16(Bytes* bytes, std::uint32_t value) {
+void Append16(CBytes* bytes, std::uint32_t value) {
   bytes->push_back(static_cast<std::uint8_t>(value));
   bytes->push_back(static_cast<std::uint8_t>(value >> 8));
 }
 
-void Append32(Bytes* bytes, std::uint32_t value) {
+void Append32(CBytes* bytes, std::uint32_t value) {
   Append16(bytes, value & 0xFFFF);
   Append16(bytes, value >> 16);
 }
@@ -23,29 +23,29 @@ class CDirectory {
  public:
   void Text(std::uint16_t tag, const std::string& text) {
     if (text.empty()) return;
-    Bytes value(text.begin(), text.end());
+    CBytes value(text.begin(), text.end());
     value.push_back(0);
     const auto count = static_cast<std::uint32_t>(value.size());
     m_entries[tag] = {kAscii, count, value};
   }
   void Short(std::uint16_t tag, int value) {
-    Bytes bytes;
+    CBytes bytes;
     Append16(&bytes, static_cast<std::uint32_t>(value));
     m_entries[tag] = {kShort, 1, bytes};
   }
   void Long(std::uint16_t tag, std::uint32_t value) {
-    Bytes bytes;
+    CBytes bytes;
     Append32(&bytes, value);
     m_entries[tag] = {kLong, 1, bytes};
   }
   void Rational(std::uint16_t tag, std::uint32_t numerator, std::uint32_t denominator) {
-    Bytes bytes;
+    CBytes bytes;
     Append32(&bytes, numerator);
     Append32(&bytes, denominator);
     m_entries[tag] = {kRational, 1, bytes};
   }
   void Undefined(std::uint16_t tag, const std::string& value) {
-    m_entries[tag] = {kUndefined, static_cast<std::uint32_t>(value.size()), Bytes(value.begin(), value.end())};
+    m_entries[tag] = {kUndefined, static_cast<std::uint32_t>(value.size()), CBytes(value.begin(), value.end())};
   }
 
   std::uint32_t Size() const {
@@ -54,15 +54,15 @@ class CDirectory {
     return size;
   }
   // Appends the directory, which starts at `offset`; values over 4 bytes follow the entries.
-  void Write(Bytes* bytes, std::uint32_t offset, std::uint32_t next) const {
+  void Write(CBytes* bytes, std::uint32_t offset, std::uint32_t next) const {
     std::uint32_t outside = offset + 2 + 12 * static_cast<std::uint32_t>(m_entries.size()) + 4;
-    Bytes tail;
+    CBytes tail;
     Append16(bytes, static_cast<std::uint32_t>(m_entries.size()));
     for (const auto& [tag, entry] : m_entries) {
       Append16(bytes, tag);
       Append16(bytes, entry.type);
       Append32(bytes, entry.count);
-      Bytes value = entry.value;
+      CBytes value = entry.value;
       value.resize(Outside(entry) != 0 ? Outside(entry) : 4);
       if (Outside(entry) != 0) {
         Append32(bytes, outside);
@@ -80,7 +80,7 @@ class CDirectory {
   struct SEntry {
     std::uint16_t type;
     std::uint32_t count;
-    Bytes value;
+    CBytes value;
   };
   // Bytes behind the entries, even.
   static std::uint32_t Outside(const SEntry& entry) {
@@ -122,7 +122,7 @@ CDirectory MakeDetails(const SExif& exif) {
 
 }  // namespace
 
-Bytes MakeExif(const SExif& exif) {
+CBytes MakeExif(const SExif& exif) {
   constexpr std::uint32_t kMainOffset = 8;
   CDirectory main = MakeMain(exif), thumbnail;
   const CDirectory details = MakeDetails(exif);
@@ -134,7 +134,7 @@ Bytes MakeExif(const SExif& exif) {
   thumbnail.Long(0x0202, static_cast<std::uint32_t>(exif.thumbnail.size()));
   thumbnail.Long(0x0201, thumbnailOffset + thumbnail.Size());
 
-  Bytes bytes = {'I', 'I', 42, 0};
+  CBytes bytes = {'I', 'I', 42, 0};
   Append32(&bytes, kMainOffset);
   main.Write(&bytes, kMainOffset, exif.thumbnail.empty() ? 0 : thumbnailOffset);
   details.Write(&bytes, detailsOffset, 0);

@@ -12,8 +12,8 @@ struct SExif {
   double exposureSeconds = 0;
   double aperture = 0;     // f-number
   double focalLength = 0;  // millimetres
-  Bytes thumbnail;         // a small JPEG stream, as cameras embed it; empty for none
+  CBytes thumbnail;        // a small JPEG stream, as cameras embed it; empty for none
 };
 
 // The content of a JPEG APP1 marker (Exif 2.3: JEITA CP-3451C), little-endian.
-Bytes MakeExif(const SExif& exif);
+CBytes MakeExif(const SExif& exif);

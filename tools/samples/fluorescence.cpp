@@ -43,12 +43,12 @@ void MakePositions(const SContext& context) {
   options.pixelSize = PixelSizeOf(EObjective::k20x);
   std::vector<SStack> stacks;
   for (int i = 0; i < 6; ++i)
-    stacks.push_back(MakeField(EFluorescence::kCells, options, context.SeedFor(name + Digits(i, 1))));
+    stacks.push_back(MakeField(EFluorescence::kCells, options, context.SeedFor(name + ZeroPadded(i, 1))));
   SOmeDocument document = NewDocument(context, name, EObjective::k20x);
   for (int i = 0; i < 6; ++i) {
-    SOmeImage image{std::string("Position ").append(Digits(i + 1, 1)), "One of six stage positions", SMoment(52).Iso(),
-                    &stacks[static_cast<std::size_t>(i)]};
-    image.stageLabel = Digits(i + 1, 1).insert(0, 1, 'B');
+    SOmeImage image{std::string("Position ").append(ZeroPadded(i + 1, 1)), "One of six stage positions",
+                    SMoment(52).Iso(), &stacks[static_cast<std::size_t>(i)]};
+    image.stageLabel = ZeroPadded(i + 1, 1).insert(0, 1, 'B');
     image.stageX = 9000.0 * (i % 3);
     image.stageY = 9000.0 * (i / 3);
     image.stageZ = 3120.5 + 4 * i;
@@ -77,9 +77,9 @@ void MakeFluorescenceExperiments(const SContext& context) {
 void MakeScreenField(const SContext& context, int number) {
   const int well = number / 2 % 96;
   std::string wellName(1, static_cast<char>('A' + well / 12));
-  wellName += Digits(1 + well % 12, 2);
+  wellName += ZeroPadded(1 + well % 12, 2);
   const std::string name = "Screen/Plate " + std::to_string(1 + number / 192) + "/Well " + wellName + "/field " +
-                           Digits(1 + number % 2, 2) + ".ome.tif";
+                           ZeroPadded(1 + number % 2, 2) + ".ome.tif";
   static constexpr EObjective kObjectives[] = {EObjective::k20x, EObjective::k40x, EObjective::k40x, EObjective::k60x,
                                                EObjective::k10x};
   SFieldOptions options;
@@ -90,7 +90,7 @@ void MakeScreenField(const SContext& context, int number) {
 }
 
 void MakeNeuronField(const SContext& context, int number) {
-  const std::string name = "Hippocampal cultures/DIV14 neurons " + Digits(number + 1, 3) + ".ome.tif";
+  const std::string name = "Hippocampal cultures/DIV14 neurons " + ZeroPadded(number + 1, 3) + ".ome.tif";
   SFieldOptions options;
   options.width = context.Side(640);
   options.height = context.Side(480);

@@ -11,10 +11,10 @@ namespace {
 // entries in that order; the sizes of header and entries stand in a tag of their own. Numbers in the file's byte order.
 class CMetadataBlock {
  public:
-  void Add(const char (&kind)[5], const std::vector<Bytes>& entries) {
+  void Add(const char (&kind)[5], const std::vector<CBytes>& entries) {
     m_header.insert(m_header.end(), kind, kind + 4);
     Append(&m_header, static_cast<std::uint32_t>(entries.size()), 4);
-    for (const Bytes& entry : entries) {
+    for (const CBytes& entry : entries) {
       m_sizes.push_back(static_cast<std::uint32_t>(entry.size()));
       m_data.insert(m_data.end(), entry.begin(), entry.end());
     }
@@ -24,26 +24,26 @@ class CMetadataBlock {
     sizes.insert(sizes.end(), m_sizes.begin(), m_sizes.end());
     return sizes;
   }
-  Bytes Data() const {
-    Bytes data = m_header;
+  CBytes Data() const {
+    CBytes data = m_header;
     data.insert(data.end(), m_data.begin(), m_data.end());
     return data;
   }
 
   // Most significant byte first.
-  static void Append(Bytes* bytes, std::uint64_t value, int size) {
+  static void Append(CBytes* bytes, std::uint64_t value, int size) {
     for (int i = size - 1; i >= 0; --i) bytes->push_back(static_cast<std::uint8_t>(value >> (8 * i)));
   }
 
  private:
-  Bytes m_header = {'I', 'J', 'I', 'J'};
-  Bytes m_data;
+  CBytes m_header = {'I', 'J', 'I', 'J'};
+  CBytes m_data;
   std::vector<std::uint32_t> m_sizes;
 };
 
 // Black to the colour in 256 steps: all reds, all greens, all blues.
-Bytes ColorTable(std::uint32_t rgb) {
-  Bytes table;
+CBytes ColorTable(std::uint32_t rgb) {
+  CBytes table;
   for (int shift = 16; shift >= 0; shift -= 8) {
     for (std::uint32_t i = 0; i < 256; ++i)
       table.push_back(static_cast<std::uint8_t>(((rgb >> shift) & 255) * i / 255));
@@ -51,8 +51,8 @@ Bytes ColorTable(std::uint32_t rgb) {
   return table;
 }
 
-Bytes Ranges(int channels, double low, double high) {
-  Bytes bytes;
+CBytes Ranges(int channels, double low, double high) {
+  CBytes bytes;
   for (int c = 0; c < channels; ++c) {
     CMetadataBlock::Append(&bytes, std::bit_cast<std::uint64_t>(low), 8);
     CMetadataBlock::Append(&bytes, std::bit_cast<std::uint64_t>(high), 8);
@@ -61,8 +61,8 @@ Bytes Ranges(int channels, double low, double high) {
 }
 
 // UTF-16; the texts here are ASCII.
-Bytes Text(const std::string& text) {
-  Bytes bytes;
+CBytes Text(const std::string& text) {
+  CBytes bytes;
   for (const char c : text) CMetadataBlock::Append(&bytes, static_cast<unsigned char>(c), 2);
   return bytes;
 }
@@ -70,7 +70,7 @@ Bytes Text(const std::string& text) {
 CMetadataBlock DescribeStack(const SStack& stack) {
   CMetadataBlock block;
   block.Add("info", {Text("Made by qvthumbs-samples\nStain = DAPI, tubulin\n")});
-  std::vector<Bytes> labels, tables;
+  std::vector<CBytes> labels, tables;
   for (int t = 0; t < stack.sizeT; ++t) {
     for (int z = 0; z < stack.sizeZ; ++z) {
       for (const SStackChannel& channel : stack.channels) {

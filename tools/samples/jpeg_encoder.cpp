@@ -52,7 +52,7 @@ class CJpegCompressor {
     return true;
   }
 
-  Bytes Result() const { return {m_buffer, m_buffer + m_size}; }
+  CBytes Result() const { return {m_buffer, m_buffer + m_size}; }
   std::string Error() {
     char text[JMSG_LENGTH_MAX];
     m_errors.format_message(reinterpret_cast<j_common_ptr>(&m_info), text);
@@ -71,7 +71,7 @@ class CJpegCompressor {
   unsigned long m_size = 0;
 };
 
-Bytes Encode(const std::uint8_t* pixels, int width, int height, int components, const SJpegOptions& options) {
+CBytes Encode(const std::uint8_t* pixels, int width, int height, int components, const SJpegOptions& options) {
   CJpegCompressor compressor;
   if (!compressor.Compress(pixels, width, height, components, options)) {
     throw std::runtime_error("JPEG: " + compressor.Error());
@@ -81,10 +81,10 @@ Bytes Encode(const std::uint8_t* pixels, int width, int height, int components, 
 
 }  // namespace
 
-Bytes EncodeJpeg(const SRgbImage& image, const SJpegOptions& options) {
+CBytes EncodeJpeg(const SRgbImage& image, const SJpegOptions& options) {
   return Encode(image.pixels.data(), image.width, image.height, 3, options);
 }
 
-Bytes EncodeGreyJpeg(const Bytes& pixels, int width, int height, const SJpegOptions& options) {
+CBytes EncodeGreyJpeg(const CBytes& pixels, int width, int height, const SJpegOptions& options) {
   return Encode(pixels.data(), width, height, 1, options);
 }

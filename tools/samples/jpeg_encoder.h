@@ -6,9 +6,9 @@
 struct SJpegOptions {
   int quality = 90;
   bool progressive = false;
-  Bytes app1;  // an EXIF block as MakeExif gives it; empty for none
+  CBytes app1;  // an EXIF block as MakeExif gives it; empty for none
 };
 
 // A baseline or progressive JPEG stream of YCbCr 4:2:0, or of one grey component. Throws std::runtime_error.
-Bytes EncodeJpeg(const SRgbImage& image, const SJpegOptions& options = {});
-Bytes EncodeGreyJpeg(const Bytes& pixels, int width, int height, const SJpegOptions& options = {});
+CBytes EncodeJpeg(const SRgbImage& image, const SJpegOptions& options = {});
+CBytes EncodeGreyJpeg(const CBytes& pixels, int width, int height, const SJpegOptions& options = {});

@@ -12,12 +12,12 @@
 
 void MakeElectronPicture(const SContext& context, int number) {
   const bool section = number % 2 == 0;
-  const std::string name =
-      (section ? "Electron microscopy/thin section " : "Electron microscopy/pollen ") + Digits(number + 1, 3) + ".tif";
+  const std::string name = (section ? "Electron microscopy/thin section " : "Electron microscopy/pollen ") +
+                           ZeroPadded(number + 1, 3) + ".tif";
   const int width = context.Side(1024), height = context.Side(section ? 1024 : 768);
   const SPlane picture = section ? RenderThinSection(width, height, context.SeedFor(name))
                                  : RenderPollen(width, height, context.SeedFor(name));
-  const Bytes bytes = ToBytes(picture);
+  const CBytes bytes = ToBytes(picture);
   std::vector<std::uint16_t> words;
   for (const float value : picture.values) words.push_back(static_cast<std::uint16_t>(2000 + 50000 * value));
   // Every other pair has 16 bits, as newer cameras write.
@@ -38,7 +38,7 @@ void MakeElectronPicture(const SContext& context, int number) {
 void MakePhotograph(const SContext& context, int number) {
   static const char* const kNames[] = {"agar plate ", "well plate ", "group hike "};
   const int motif = number % 3;
-  const std::string name = std::string("Photographs/") + kNames[motif] + Digits(number + 1, 3) + ".jpg";
+  const std::string name = std::string("Photographs/") + kNames[motif] + ZeroPadded(number + 1, 3) + ".jpg";
   const int width = context.Side(1200), height = context.Side(800);
   const std::uint64_t seed = context.SeedFor(name);
   SRgbImage picture = motif == 0   ? RenderAgarPlate(width, height, seed)
@@ -69,7 +69,7 @@ void MakePhotograph(const SContext& context, int number) {
 
 void MakePlot(const SContext& context, int number) {
   static const char* const kNames[] = {"recovery curves ", "correlation ", "nuclei ", "surface "};
-  const std::string name = std::string("Plots/") + kNames[number % 4] + Digits(number + 1, 3) + ".png";
+  const std::string name = std::string("Plots/") + kNames[number % 4] + ZeroPadded(number + 1, 3) + ".png";
   const int width = context.Side(900), height = context.Side(600);
   const std::uint64_t seed = context.SeedFor(name);
   switch (number % 4) {
@@ -98,7 +98,7 @@ void MakeCameraFrame(const SContext& context, int number) {
       {"ZSTD", COMPRESSION_ZSTD, 2, ETiffKind::kBigTiff},
   };
   const SVariant& variant = kVariants[number % 5];
-  const std::string name = std::string("Camera/") + variant.name + " frame " + Digits(number + 1, 3) + ".tif";
+  const std::string name = std::string("Camera/") + variant.name + " frame " + ZeroPadded(number + 1, 3) + ".tif";
   SFieldOptions options;
   options.width = context.Side(640);
   options.height = context.Side(480);

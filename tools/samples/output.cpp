@@ -23,12 +23,12 @@ fs::path COutput::Add(const std::string& relativeName) {
   return path;
 }
 
-void COutput::Write(const std::string& relativeName, const Bytes& bytes) {
+void COutput::Write(const std::string& relativeName, const CBytes& bytes) {
   Add(relativeName);
   Replace(relativeName, bytes);
 }
 
-void COutput::Replace(const std::string& relativeName, const Bytes& bytes) {
+void COutput::Replace(const std::string& relativeName, const CBytes& bytes) {
   const fs::path path = m_root / relativeName;
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
@@ -37,10 +37,10 @@ void COutput::Replace(const std::string& relativeName, const Bytes& bytes) {
 }
 
 void COutput::Write(const std::string& relativeName, const std::string& text) {
-  Write(relativeName, Bytes(text.begin(), text.end()));
+  Write(relativeName, CBytes(text.begin(), text.end()));
 }
 
-Bytes COutput::Read(const std::string& relativeName) const {
+CBytes COutput::Read(const std::string& relativeName) const {
   std::ifstream file(m_root / relativeName, std::ios::binary);
   if (!file) throw std::runtime_error("cannot read " + (m_root / relativeName).string());
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};

@@ -59,7 +59,7 @@ void DrawSeries(CCanvas* canvas, const SFrame& frame, const CNoise& noise, int i
   }
 }
 
-void Append16(Bytes* bytes, float value) {
+void Append16(CBytes* bytes, float value) {
   const auto number = static_cast<std::uint32_t>(std::clamp(value, 0.0f, 1.0f) * 65535 + 0.5f);
   bytes->push_back(static_cast<std::uint8_t>(number >> 8));
   bytes->push_back(static_cast<std::uint8_t>(number & 255));
@@ -90,7 +90,7 @@ SPngImage DrawCurves(int width, int height, std::uint64_t seed) {
   png.width = width;
   png.height = height;
   png.color = EPngColor::kRgba;
-  const Bytes& colors = canvas.Colors().pixels;
+  const CBytes& colors = canvas.Colors().pixels;
   for (std::size_t i = 0; i < canvas.Alphas().size(); ++i) {
     png.samples.insert(png.samples.end(), {colors[3 * i], colors[3 * i + 1], colors[3 * i + 2], canvas.Alphas()[i]});
   }
@@ -118,7 +118,7 @@ SPngImage DrawScatter(int width, int height, std::uint64_t seed) {
     const auto step = [](int level) { return static_cast<std::uint8_t>(51 * level); };
     png.palette.push_back({step(i / 36), step(i / 6 % 6), step(i % 6)});
   }
-  const Bytes& colors = canvas.Colors().pixels;
+  const CBytes& colors = canvas.Colors().pixels;
   for (std::size_t i = 0; i < colors.size(); i += 3) {
     const auto level = [&](std::size_t c) { return (colors[i + c] + 25) / 51; };
     png.samples.push_back(static_cast<std::uint8_t>(36 * level(0) + 6 * level(1) + level(2)));

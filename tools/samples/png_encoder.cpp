@@ -50,7 +50,7 @@ class CPngWriter {
     return true;
   }
 
-  const Bytes& Result() const { return m_bytes; }
+  const CBytes& Result() const { return m_bytes; }
   const std::string& Error() const { return m_error; }
 
  private:
@@ -66,7 +66,7 @@ class CPngWriter {
 
   png_structp m_png;
   png_infop m_info = nullptr;
-  Bytes m_bytes;
+  CBytes m_bytes;
   std::string m_error = "out of memory";
 };
 
@@ -74,7 +74,7 @@ int Components(EPngColor color) { return color == EPngColor::kRgb ? 3 : color ==
 
 }  // namespace
 
-Bytes EncodePng(const SPngImage& image) {
+CBytes EncodePng(const SPngImage& image) {
   const auto rowBytes = static_cast<std::size_t>(image.width * Components(image.color) * image.bits / 8);
   const auto height = static_cast<std::size_t>(image.height);
   if (image.samples.size() != rowBytes * height || image.palette.size() > 256)

@@ -12,10 +12,10 @@ struct SPngImage {
   int width = 0, height = 0;
   EPngColor color = EPngColor::kRgb;
   int bits = 8;                                      // 8 or 16
-  Bytes samples;                                     // rows without padding; 16-bit samples in big-endian order
+  CBytes samples;                                    // rows without padding; 16-bit samples in big-endian order
   std::vector<std::array<std::uint8_t, 3>> palette;  // up to 256 colours for kPalette
   bool interlaced = false;
 };
 
 // Throws std::runtime_error.
-Bytes EncodePng(const SPngImage& image);
+CBytes EncodePng(const SPngImage& image);

@@ -9,28 +9,28 @@
 
 namespace {
 
-using Maker = void (*)(const SContext&, int);
+using CPictureMaker = void (*)(const SContext&, int);
 
-struct SKind {
-  Maker make;
-  int always;  // so many that each variant of the kind is there
-  int share;   // of ten ordinary pictures
+struct SPictureKind {
+  CPictureMaker make;
+  int atLeast;  // so many that each variant of the kind is there
+  int share;    // of ten ordinary pictures
 };
 
 // The mixture of a lab's folders: half of the pictures are fluorescence.
-constexpr SKind kKinds[] = {{MakeScreenField, 2, 4}, {MakePhotograph, 4, 2}, {MakeElectronPicture, 4, 1},
-                            {MakeNeuronField, 1, 1}, {MakePlot, 4, 1},       {MakeCameraFrame, 5, 1}};
+constexpr SPictureKind kKinds[] = {{MakeScreenField, 2, 4}, {MakePhotograph, 4, 2}, {MakeElectronPicture, 4, 1},
+                                   {MakeNeuronField, 1, 1}, {MakePlot, 4, 1},       {MakeCameraFrame, 5, 1}};
 
 // Each kind counts its own pictures, so that names and motifs have no gaps.
 void MakeOrdinaryPictures(const SContext& context, int count) {
-  for (const SKind& kind : kKinds) {
-    for (int i = 0; i < kind.always; ++i) kind.make(context, i);
+  for (const SPictureKind& kind : kKinds) {
+    for (int i = 0; i < kind.atLeast; ++i) kind.make(context, i);
   }
   int made = 0;
   for (int round = 0; made < count; ++round) {
-    for (const SKind& kind : kKinds) {
+    for (const SPictureKind& kind : kKinds) {
       for (int i = 0; i < kind.share && made < count; ++i, ++made)
-        kind.make(context, kind.always + round * kind.share + i);
+        kind.make(context, kind.atLeast + round * kind.share + i);
     }
   }
 }

@@ -184,10 +184,10 @@ STiffPage PageOf(const std::vector<std::uint16_t>& counts, int width, int height
   return page;
 }
 
-Bytes AlignedRgbRows(const SRgbImage& image) {
+CBytes AlignedRgbRows(const SRgbImage& image) {
   const auto exact = static_cast<std::size_t>(image.width) * 3;
   const std::size_t step = (exact + 3) / 4 * 4;
-  Bytes rows(step * static_cast<std::size_t>(image.height));
+  CBytes rows(step * static_cast<std::size_t>(image.height));
   for (int y = 0; y < image.height; ++y) {
     std::copy_n(image.Pixel(0, y), exact, rows.data() + static_cast<std::size_t>(y) * step);
   }

@@ -34,10 +34,10 @@ struct STiffPage {
   double pixelsPerCentimetre = 0;
   double pixelsPerUnit = 0;  // resolution without a unit, as ImageJ writes it
 
-  Bytes thumbnailJpeg;    // tag 65050
-  Bytes thumbnailPixels;  // tag 65051: RGB rows aligned to 4 bytes
+  CBytes thumbnailJpeg;    // tag 65050
+  CBytes thumbnailPixels;  // tag 65051: RGB rows aligned to 4 bytes
   std::vector<std::uint32_t> imageJCounts;
-  Bytes imageJMetadata;
+  CBytes imageJMetadata;
 };
 
 enum class ETiffKind { kLittleEndian, kBigEndian, kBigTiff };
@@ -72,4 +72,4 @@ STiffPage PageOf(const SRgbImage& image);
 STiffPage PageOf(const std::vector<std::uint16_t>& counts, int width, int height);
 
 // The pixels as the private thumbnail tag holds them: RGB, rows filled up with zeros to a multiple of 4 bytes.
-Bytes AlignedRgbRows(const SRgbImage& image);
+CBytes AlignedRgbRows(const SRgbImage& image);

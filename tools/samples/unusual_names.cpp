@@ -9,7 +9,7 @@ namespace {
 
 void WriteGreyTiff(const SContext& context, const std::string& name) {
   const int width = context.Side(512), height = context.Side(384);
-  const Bytes bytes = ToBytes(RenderPollen(width, height, context.SeedFor(name)));
+  const CBytes bytes = ToBytes(RenderPollen(width, height, context.SeedFor(name)));
   STiffPage page;
   page.width = width;
   page.height = height;

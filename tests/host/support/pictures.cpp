@@ -33,7 +33,7 @@ STiffPage StackPage(unsigned number) {
                                  [&](unsigned x, unsigned y, unsigned) { return x * 40 + y + number; });
 }
 
-SDecoded Describe(const SRgbPicture& picture) {
+SDecodedPicture Describe(const SRgbPicture& picture) {
   const auto at = [&](unsigned x, unsigned y) -> SRgb {
     const std::uint8_t* pixel = picture.Pixel(x, y);
     return {pixel[0], pixel[1], pixel[2]};
@@ -63,6 +63,6 @@ void WriteStack(const std::string& path, const SStackShape& shape) {
   WriteFile(path, WriteTiff(pages));
 }
 
-SDecoded DecodePng(const std::string& path) { return Describe(DecodePng(ReadFile(path))); }
+SDecodedPicture DecodePng(const std::string& path) { return Describe(DecodePng(ReadFile(path))); }
 
-SDecoded DecodeJpeg(const std::string& path) { return Describe(DecodeJpeg(ReadFile(path))); }
+SDecodedPicture DecodeJpeg(const std::string& path) { return Describe(DecodeJpeg(ReadFile(path))); }

@@ -20,10 +20,10 @@ struct SStackShape {
 void WriteStack(const std::string& path, const SStackShape& shape);
 
 // Size and mean colour of a JPEG or PNG file, decoded without the program under test.
-struct SDecoded {
+struct SDecodedPicture {
   unsigned width = 0, height = 0;
   SRgb left{}, right{};  // in the middle of either half
   SRgb edge{};           // in the middle of the second row
 };
-SDecoded DecodePng(const std::string& path);
-SDecoded DecodeJpeg(const std::string& path);
+SDecodedPicture DecodePng(const std::string& path);
+SDecodedPicture DecodeJpeg(const std::string& path);

@@ -45,7 +45,7 @@ nlohmann::json SRunResult::Json() const {
 
 CProgram::CProgram() { m_environment = {"HOME=" + m_folder.MakeFolder("home")}; }
 
-CProgram::CRunning::CRunning(const CProgram& program, const std::vector<std::string>& arguments,
+CProgram::CProcess::CProcess(const CProgram& program, const std::vector<std::string>& arguments,
                              const std::string& err) {
   static std::atomic<int> runs{0};
   const std::string run = "run" + std::to_string(++runs);
@@ -56,13 +56,13 @@ CProgram::CRunning::CRunning(const CProgram& program, const std::vector<std::str
   m_process.emplace(std::move(command));
 }
 
-SRunResult CProgram::CRunning::Wait() {
+SRunResult CProgram::CProcess::Wait() {
   const int status = m_process->Wait().status;
   const bool isFile = std::filesystem::is_regular_file(m_err);
   return {status, ReadTextFile(m_out), isFile ? ReadTextFile(m_err) : std::string()};
 }
 
-SRunResult CProgram::Run(const std::vector<std::string>& arguments) { return CRunning(*this, arguments).Wait(); }
+SRunResult CProgram::Run(const std::vector<std::string>& arguments) { return CProcess(*this, arguments).Wait(); }
 
 SRunResult CProgram::RunOnTerminal(const std::vector<std::string>& arguments) {
   const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
@@ -72,7 +72,7 @@ SRunResult CProgram::RunOnTerminal(const std::vector<std::string>& arguments) {
   }
   const winsize size = {24, 80, 0, 0};
   ioctl(terminal, TIOCSWINSZ, &size);
-  CRunning running(*this, arguments, ptsname(terminal));
+  CProcess running(*this, arguments, ptsname(terminal));
   std::string shown;
   // Reading fails when the program has closed the other end.
   char buffer[4096];
@@ -84,7 +84,7 @@ SRunResult CProgram::RunOnTerminal(const std::vector<std::string>& arguments) {
   return result;
 }
 
-SRunResult CProgram::RunDb(std::vector<std::string> arguments) {
+SRunResult CProgram::RunWithDatabase(std::vector<std::string> arguments) {
   arguments.insert(arguments.end(), {"--db", Database()});
   return Run(arguments);
 }

@@ -26,15 +26,15 @@ class CProgram {
   // With a terminal of 80 columns for standard error.
   SRunResult RunOnTerminal(const std::vector<std::string>& arguments);
   // As Run, with --db of a database in the folder behind the verb.
-  SRunResult RunDb(std::vector<std::string> arguments);
+  SRunResult RunWithDatabase(std::vector<std::string> arguments);
 
   // A run that is still going on.
-  class CRunning {
+  class CProcess {
    public:
     // Standard error goes to the file or terminal `err`; to a file of its own when it is empty.
-    CRunning(const CProgram& program, const std::vector<std::string>& arguments, const std::string& err = {});
-    CRunning(const CRunning&) = delete;
-    CRunning& operator=(const CRunning&) = delete;
+    CProcess(const CProgram& program, const std::vector<std::string>& arguments, const std::string& err = {});
+    CProcess(const CProcess&) = delete;
+    CProcess& operator=(const CProcess&) = delete;
     void Signal(int number) const { m_process->Signal(number); }
     SRunResult Wait();
 

@@ -47,7 +47,7 @@ class ExperimentsTest : public ServiceTest {
   void SetUp() override {
     ServiceTest::SetUp();
     ASSERT_EQ(Open(), 0);
-    SqliteSpy::Clear();
+    CSqliteSpy::Clear();
   }
   int Write(const SQvExperiment* experiment, const SQvPicturePlanes* planes = nullptr, double time = 1.0,
             int stored = -1) {
@@ -56,7 +56,7 @@ class ExperimentsTest : public ServiceTest {
     return id;
   }
   std::vector<std::string> Rows() {
-    return Sql(DatabaseFile()).Rows("SELECT experimentID, M_acqTime, storedID FROM experiments ORDER BY experimentID");
+    return CSql(DatabaseFile()).Rows("SELECT experimentID, M_acqTime, storedID FROM experiments ORDER BY experimentID");
   }
 };
 
@@ -70,20 +70,20 @@ TEST_F(ExperimentsTest, NewExperimentIsLookedUpAndInserted) {
   EXPECT_EQ(Write(experiment.get(), nullptr, 2.5, -4), 1);
   const std::string hashText = std::to_string(hash);
   EXPECT_THAT(
-      SqliteSpy::TakeCalls(),
+      CSqliteSpy::TakeCalls(),
       ElementsAre("prepare " + kLookup, "bind_int 1 " + hashText, "step 101", "finalize 0", "prepare " + kInsert,
                   "bind_double 1 2.5", "bind_blob 2 " + std::to_string(reader.Bytes().GetSize()) + " bytes",
                   "bind_blob 3 0 bytes", "bind_int 4 -4", "bind_int 5 " + hashText, "step 101", "finalize 0", "rowid"));
   EXPECT_THAT(Rows(), ElementsAre("1|2.5|-4"));
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT hashCRC FROM experiments"), hashText);
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT hashCRC FROM experiments"), hashText);
 }
 
 TEST_F(ExperimentsTest, EqualExperimentIsReused) {
   const auto experiment = MakeExperiment(kQvLoopZ, 9), equal = MakeExperiment(kQvLoopZ, 9);
   EXPECT_EQ(Write(experiment.get(), nullptr, 1.0, 5), 1);
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   EXPECT_EQ(Write(equal.get(), nullptr, 2.0, -1), 1);
-  const auto calls = SqliteSpy::TakeCalls();
+  const auto calls = CSqliteSpy::TakeCalls();
   ASSERT_THAT(calls, SizeIs(10));
   EXPECT_EQ(calls[0], "prepare " + kLookup);
   EXPECT_EQ(calls[2], "step 100");
@@ -112,11 +112,11 @@ TEST_F(ExperimentsTest, EveryRowOfTheHashIsCompared) {
   const auto first = MakeExperiment(kQvLoopZ, 9), second = MakeExperiment(kQvLoopTime, 5);
   Write(first.get());
   const std::string hash = std::to_string(static_cast<int>(CQvExperimentAPI::GetExperimentHash(second.get())));
-  Sql sql(DatabaseFile());
+  CSql sql(DatabaseFile());
   sql.Run("UPDATE experiments SET hashCRC = " + hash);
   EXPECT_EQ(Write(second.get(), nullptr, 1.0, 7), 2) << "same hash, not equal";
   sql.Run("INSERT INTO experiments (liteVariant, hashCRC) VALUES (x'0102', " + hash + "), (NULL, " + hash + ")");
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   EXPECT_EQ(Write(second.get(), nullptr, 2.0), 2) << "found behind the other one";
   EXPECT_EQ(Write(MakeExperiment(kQvLoopTime, 6).get()), 5);
 }
@@ -124,7 +124,7 @@ TEST_F(ExperimentsTest, EveryRowOfTheHashIsCompared) {
 TEST_F(ExperimentsTest, DamagedBlobsOfTheHashAreNotEqual) {
   const auto experiment = MakeExperiment(kQvLoopZ, 9);
   const std::string hash = std::to_string(static_cast<int>(CQvExperimentAPI::GetExperimentHash(experiment.get())));
-  Sql(DatabaseFile())
+  CSql(DatabaseFile())
       .Run("INSERT INTO experiments (liteVariant, hashCRC) VALUES (x'FFFFFFFFFFFFFFFF', " + hash + "), (NULL, " + hash +
            "), ('text', " + hash + ")");
   EXPECT_EQ(Write(experiment.get()), 4);
@@ -141,18 +141,18 @@ TEST_F(ExperimentsTest, PlanesTakePartInTheHashOnly) {
   EXPECT_EQ(Write(experiment.get()), 1);
   unsigned int hash = CQvExperimentAPI::GetExperimentHash(experiment.get());
   red.GetHash(hash);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT hashCRC FROM experiments WHERE experimentID = 2"),
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT hashCRC FROM experiments WHERE experimentID = 2"),
             std::to_string(static_cast<int>(hash)));
   // Equal hash and equal experiment is enough, whatever the planes are: the stored ones stay.
-  Sql(DatabaseFile()).Run("UPDATE experiments SET hashCRC = 0 WHERE experimentID <> 2");
+  CSql(DatabaseFile()).Run("UPDATE experiments SET hashCRC = 0 WHERE experimentID <> 2");
   EXPECT_EQ(Write(experiment.get(), &red), 2);
 }
 
 TEST_F(ExperimentsTest, IdPointerMayBeNull) {
   const auto experiment = MakeExperiment(kQvLoopZ, 9);
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   EXPECT_EQ(Cache().WriteExperiment(experiment.get(), nullptr, 1.0, 0, nullptr), 0);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), ::testing::Not(::testing::Contains("rowid")));
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), ::testing::Not(::testing::Contains("rowid")));
   EXPECT_EQ(Cache().WriteExperiment(experiment.get(), nullptr, 1.0, 0, nullptr), 0);
   EXPECT_THAT(Rows(), SizeIs(1));
 }
@@ -168,13 +168,13 @@ TEST_F(ExperimentsTest, NullAndUnserialisableExperimentsFail) {
   }
   EXPECT_EQ(Cache().WriteExperiment(deep.get(), nullptr, 1.0, 0, &id), -9);
   EXPECT_EQ(id, 5);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), IsEmpty());
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), IsEmpty());
 }
 
 TEST_F(ExperimentsTest, FailedInsertIsReportedAndGivesThePreviousId) {
   Write(MakeExperiment(kQvLoopZ, 1).get());
   Write(MakeExperiment(kQvLoopZ, 2).get());
-  Sql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON experiments BEGIN SELECT RAISE(FAIL, 'no room'); END");
+  CSql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON experiments BEGIN SELECT RAISE(FAIL, 'no room'); END");
   int id = 77;
   EXPECT_EQ(Cache().WriteExperiment(MakeExperiment(kQvLoopZ, 3).get(), nullptr, 1.0, 0, &id), SQLITE_CONSTRAINT);
   EXPECT_EQ(id, 2);
@@ -192,7 +192,7 @@ TEST_F(ExperimentsTest, FailedInsertIsReportedAndGivesThePreviousId) {
 TEST_F(ExperimentsTest, FailedUpdateIsReportedAndReturnsZero) {
   const auto experiment = MakeExperiment(kQvLoopZ, 1);
   Write(experiment.get());
-  Sql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON experiments BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON experiments BEGIN SELECT RAISE(FAIL, 'kept'); END");
   EXPECT_EQ(Write(experiment.get(), nullptr, 9.0), 1) << "the id is given all the same";
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: WriteExperiment - sqlite3_step failed: kept",
                                               L"THUMBCACHE: WriteExperiment - sqlite3_finalize failed: kept"));
@@ -201,7 +201,7 @@ TEST_F(ExperimentsTest, FailedUpdateIsReportedAndReturnsZero) {
 TEST_F(ExperimentsTest, FailedLookupInserts) {
   const auto experiment = MakeExperiment(kQvLoopZ, 1);
   Write(experiment.get());
-  SqliteSpy::FailStep(kLookup, SQLITE_BUSY);
+  CSqliteSpy::FailStep(kLookup, SQLITE_BUSY);
   EXPECT_EQ(Write(experiment.get()), 2);
 }
 
@@ -212,12 +212,12 @@ TEST_F(ExperimentsTest, ExperimentAndPlanesComeBackEqual) {
   experiment->subExperiments = {positions, nullptr};
   const SQvPicturePlanes planes = MakePlanes(L"DAPI");
   const int id = Write(experiment.get(), &planes, 2.5);
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   SQvExperiment* read = nullptr;
   SQvPicturePlanes readPlanes;
   double time = 0;
   EXPECT_EQ(Cache().ReadExperiment(&read, &readPlanes, &time, id), 0);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("prepare " + kRead, "bind_int 1 1", "step 100", "finalize 0"));
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), ElementsAre("prepare " + kRead, "bind_int 1 1", "step 100", "finalize 0"));
   const ExperimentPtr owner(read);
   EXPECT_TRUE(SQvExperiment::IsEqual(read, experiment.get(), true, true));
   ASSERT_THAT(readPlanes.planes, SizeIs(1));
@@ -228,7 +228,7 @@ TEST_F(ExperimentsTest, ExperimentAndPlanesComeBackEqual) {
 TEST_F(ExperimentsTest, RowWithoutPlanesLeavesThem) {
   const int id = Write(MakeExperiment(kQvLoopZ, 9).get());
   for (const char* blob : {"NULL", "x''"}) {
-    Sql(DatabaseFile()).Run(std::string("UPDATE experiments SET picturePlanes = ") + blob);
+    CSql(DatabaseFile()).Run(std::string("UPDATE experiments SET picturePlanes = ") + blob);
     SQvExperiment* read = nullptr;
     SQvPicturePlanes planes = MakePlanes(L"mine");
     double time = 0;
@@ -256,13 +256,13 @@ TEST_F(ExperimentsTest, NullOutputsFail) {
   double time = 0;
   EXPECT_EQ(Cache().ReadExperiment(nullptr, &planes, &time, 1), -9);
   EXPECT_EQ(Cache().ReadExperiment(&read, nullptr, &time, 1), -9);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), IsEmpty());
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), IsEmpty());
 }
 
 TEST_F(ExperimentsTest, DamagedRowsAreSurvived) {
   const int id = Write(MakeExperiment(kQvLoopZ, 9).get());
   for (const char* blob : {"x'00'", "x'FFFFFFFFFFFFFFFFFFFFFFFF'", "NULL", "'text'", "zeroblob(100000)", "42"}) {
-    Sql(DatabaseFile()).Run(std::string("UPDATE experiments SET liteVariant = ") + blob + ", picturePlanes = " + blob);
+    CSql(DatabaseFile()).Run(std::string("UPDATE experiments SET liteVariant = ") + blob + ", picturePlanes = " + blob);
     SQvExperiment* read = nullptr;
     SQvPicturePlanes planes;
     double time = 0;
@@ -277,11 +277,11 @@ TEST_F(ExperimentsTest, ExperimentsOfAStoredItemAreListed) {
   Write(MakeExperiment(kQvLoopZ, 1).get(), nullptr, 1.0, 4);
   Write(MakeExperiment(kQvLoopZ, 2).get(), nullptr, 1.0, 5);
   Write(MakeExperiment(kQvLoopZ, 3).get(), nullptr, 1.0, 4);
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   std::vector<int> ids = {9};
   EXPECT_EQ(Cache().GetExperimentIDsByStoredID(4, &ids), 0);
   EXPECT_THAT(ids, ElementsAre(1, 3));
-  EXPECT_THAT(SqliteSpy::TakeCalls(),
+  EXPECT_THAT(CSqliteSpy::TakeCalls(),
               ElementsAre("prepare " + kByStored, "bind_int 1 4", "step 100", "step 100", "step 101", "finalize 0"));
   EXPECT_EQ(Cache().GetExperimentIDsByStoredID(99, &ids), 0);
   EXPECT_THAT(ids, IsEmpty());
@@ -290,10 +290,10 @@ TEST_F(ExperimentsTest, ExperimentsOfAStoredItemAreListed) {
 
 TEST_F(ExperimentsTest, FinalizeResultsPassThrough) {
   const int id = Write(MakeExperiment(kQvLoopZ, 9).get(), nullptr, 1.0, 4);
-  SqliteSpy::FailFinalize(kByStored, SQLITE_IOERR);
+  CSqliteSpy::FailFinalize(kByStored, SQLITE_IOERR);
   std::vector<int> ids;
   EXPECT_EQ(Cache().GetExperimentIDsByStoredID(4, &ids), SQLITE_IOERR);
-  SqliteSpy::FailFinalize(kRead, SQLITE_NOMEM);
+  CSqliteSpy::FailFinalize(kRead, SQLITE_NOMEM);
   SQvExperiment* read = nullptr;
   SQvPicturePlanes planes;
   double time = 0;
@@ -305,7 +305,7 @@ TEST_F(ExperimentsTest, FinalizeResultsPassThrough) {
 TEST_F(ExperimentsTest, WithoutADatabase) {
   Close();
   Host().Drop();
-  Service fresh;
+  CServiceHandle fresh;
   int id = 5;
   const auto experiment = MakeExperiment(kQvLoopZ, 9);
   EXPECT_EQ(fresh->WriteExperiment(experiment.get(), nullptr, 1.0, 0, &id), 0);
@@ -341,8 +341,8 @@ ExperimentPtr Random(const RandomBelow& below, int depth) {
 
 TEST_F(ExperimentsTest, RandomExperimentsAreStoredOnceAndComeBackEqual) {
   Close();
-  SqliteSpy::Reset();
-  Sql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
+  CSqliteSpy::Reset();
+  CSql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
   ASSERT_EQ(Open(), 0);
   std::mt19937 generator(99);
   const RandomBelow below = [&](unsigned limit) { return static_cast<unsigned>(generator() % limit); };

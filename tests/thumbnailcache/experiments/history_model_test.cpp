@@ -30,14 +30,14 @@ class HistoryModelTest : public ::testing::Test {
  protected:
   void SetUp() override {
     UseInstalledComponents();
-    Sql(m_folder.Path("history.db")).Run("PRAGMA journal_mode=WAL; PRAGMA synchronous=OFF");
+    CSql(m_folder.Path("history.db")).Run("PRAGMA journal_mode=WAL; PRAGMA synchronous=OFF");
     ASSERT_EQ(m_service.Open(m_folder.Wide("history.db")), 0);
     QV_SetDiagSink([](void*, const SQvDiagMessage&) {}, nullptr);
   }
   void TearDown() override {
     QV_SetDiagSink(nullptr, nullptr);
     m_service.Close();
-    SqliteSpy::Reset();
+    CSqliteSpy::Reset();
   }
 
   unsigned Below(unsigned limit) { return static_cast<unsigned>(m_random() % limit); }
@@ -66,7 +66,7 @@ class HistoryModelTest : public ::testing::Test {
       EXPECT_EQ(result, 0);
       found->second.time = time;
       // The lookup of a known file is left open; too many of them would weigh on every later statement.
-      SqliteSpy::FinalizeOpenStatements();
+      CSqliteSpy::FinalizeOpenStatements();
     } else {
       EXPECT_EQ(result, SQLITE_CONSTRAINT);
     }
@@ -123,7 +123,7 @@ class HistoryModelTest : public ::testing::Test {
     if (!left) m_model.experiments.erase(experiment);
   }
   void CheckTables() {
-    Sql sql(m_folder.Path("history.db"));
+    CSql sql(m_folder.Path("history.db"));
     EXPECT_EQ(sql.Value("SELECT count(*) FROM history"), std::to_string(m_model.rows.size()));
     std::vector<std::string> expected;
     for (const int id : m_model.experiments) expected.push_back(std::to_string(id));
@@ -131,7 +131,7 @@ class HistoryModelTest : public ::testing::Test {
   }
 
   CTempFolder m_folder;
-  Service m_service;
+  CServiceHandle m_service;
   std::mt19937 m_random{20240229};
   SModel m_model;
 };

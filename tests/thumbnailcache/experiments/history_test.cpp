@@ -33,17 +33,17 @@ class HistoryTest : public ServiceTest {
   void SetUp() override {
     ServiceTest::SetUp();
     ASSERT_EQ(Open(), 0);
-    SqliteSpy::Clear();
+    CSqliteSpy::Clear();
   }
   std::vector<std::string> Rows() {
-    return Sql(DatabaseFile()).Rows("SELECT filename, userID, M_acqTime, experimentID FROM history ORDER BY filename");
+    return CSql(DatabaseFile()).Rows("SELECT filename, userID, M_acqTime, experimentID FROM history ORDER BY filename");
   }
-  int Experiments() { return std::stoi(Sql(DatabaseFile()).Value("SELECT count(*) FROM experiments")); }
+  int Experiments() { return std::stoi(CSql(DatabaseFile()).Value("SELECT count(*) FROM experiments")); }
 };
 
 TEST_F(HistoryTest, NewFileIsLookedUpAndInserted) {
   EXPECT_EQ(Cache().WriteHistory(L"\u00C4.tif", L"ad\u00E4", 2.5, 7), 0);
-  EXPECT_THAT(SqliteSpy::TakeCalls(),
+  EXPECT_THAT(CSqliteSpy::TakeCalls(),
               ElementsAre("prepare " + kLookup, "bind_text 1 '\xC3\x84.tif'", "bind_text 2 'ad\xC3\xA4'", "step 101",
                           "finalize 0", "prepare " + kInsert, "bind_text 1 '\xC3\x84.tif'", "bind_text 2 'ad\xC3\xA4'",
                           "bind_double 3 2.5", "bind_int 4 7", "step 101", "finalize 0"));
@@ -52,15 +52,15 @@ TEST_F(HistoryTest, NewFileIsLookedUpAndInserted) {
 
 TEST_F(HistoryTest, KnownFileGetsTheNewTimeAndKeepsItsExperiment) {
   Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7);
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 3.5, 8), 0);
-  EXPECT_THAT(SqliteSpy::TakeCalls(),
+  EXPECT_THAT(CSqliteSpy::TakeCalls(),
               ElementsAre("prepare " + kLookup, "bind_text 1 'a.tif'", "bind_text 2 'ada'", "step 100",
                           "prepare " + kUpdate, "bind_double 1 3.5", "bind_int 2 7", "bind_text 3 'a.tif'",
                           "bind_text 4 'ada'", "step 101", "finalize 0"));
-  EXPECT_THAT(SqliteSpy::OpenStatements(), ElementsAre(kLookup)) << "the lookup stays open on this path";
-  EXPECT_THAT(SqliteSpy::TakeTraced(), ElementsAre(kLookup, kUpdate));
-  SqliteSpy::FinalizeOpenStatements();
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), ElementsAre(kLookup)) << "the lookup stays open on this path";
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kLookup, kUpdate));
+  CSqliteSpy::FinalizeOpenStatements();
   EXPECT_THAT(Rows(), ElementsAre("a.tif|ada|3.5|7"));
 }
 
@@ -82,23 +82,23 @@ TEST_F(HistoryTest, SecondUserOfAFileIsRefused) {
 
 TEST_F(HistoryTest, FailedUpdateIsReportedUnderItsOwnNameAndReturnsZero) {
   Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7);
-  Sql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON history BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON history BEGIN SELECT RAISE(FAIL, 'kept'); END");
   EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 3.5, 7), 0);
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: WriteHistory - sqlite3_step failed: kept",
                                               L"THUMBCACHE: WriteHistory - sqlite3_finalize failed: kept"));
   EXPECT_THAT(Rows(), ElementsAre("a.tif|ada|2.5|7"));
-  SqliteSpy::FinalizeOpenStatements();
+  CSqliteSpy::FinalizeOpenStatements();
 }
 
 TEST_F(HistoryTest, FailedLookupInserts) {
-  SqliteSpy::FailStep(kLookup, SQLITE_BUSY);
+  CSqliteSpy::FailStep(kLookup, SQLITE_BUSY);
   EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7), 0);
   EXPECT_THAT(Rows(), SizeIs(1));
 }
 
 TEST_F(HistoryTest, MissingFileNameFails) {
   EXPECT_EQ(Cache().WriteHistory(nullptr, L"ada", 2.5, 7), -9);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), IsEmpty());
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), IsEmpty());
 }
 
 TEST_F(HistoryTest, NullUserIsTheEmptyUser) {
@@ -111,14 +111,15 @@ TEST_F(HistoryTest, NullUserIsTheEmptyUser) {
 TEST_F(HistoryTest, RangeIsHalfOpenAndPerUser) {
   for (int i = 0; i < 5; ++i) Cache().WriteHistory((L"f" + std::to_wstring(i)).c_str(), L"ada", i, 10 + i);
   Cache().WriteHistory(L"other", L"bob", 2, 99);
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   SHistory history;
   EXPECT_EQ(Cache().ReadHistory(L"ada", 1.0, 3.0, &history.ids, &history.times, &history.names), 0);
   EXPECT_THAT(history.ids, ElementsAre(11, 12));
   EXPECT_THAT(history.times, ElementsAre(1.0, 2.0));
   EXPECT_THAT(history.names, ElementsAre(L"f1", L"f2"));
-  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("prepare " + kRange, "bind_text 1 'ada'", "bind_double 2 1",
-                                                  "bind_double 3 3", "step 100", "step 100", "step 101", "finalize 0"));
+  EXPECT_THAT(CSqliteSpy::TakeCalls(),
+              ElementsAre("prepare " + kRange, "bind_text 1 'ada'", "bind_double 2 1", "bind_double 3 3", "step 100",
+                          "step 100", "step 101", "finalize 0"));
 }
 
 TEST_F(HistoryTest, OnlyTheIdsAreEmptiedFirst) {
@@ -137,7 +138,7 @@ TEST_F(HistoryTest, EarliestTimeIsThatOfAllUsers) {
   EXPECT_THAT(history.ids, ElementsAre(-1));
   EXPECT_THAT(history.times, ElementsAre(0.0));
   EXPECT_THAT(history.names, IsEmpty());
-  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("prepare " + kEarliest, "step 100", "step 101", "finalize 0"));
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), ElementsAre("prepare " + kEarliest, "step 100", "step 101", "finalize 0"));
 
   Cache().WriteHistory(L"a", L"ada", 5, 1);
   Cache().WriteHistory(L"b", L"bob", 3, 1);
@@ -159,11 +160,11 @@ TEST_F(HistoryTest, HalfASentinelIsARange) {
 TEST_F(HistoryTest, FilenamesOfAnExperiment) {
   for (int i = 0; i < 6; ++i) Cache().WriteHistory((L"f" + std::to_wstring(i)).c_str(), L"ada", i, i % 2);
   Cache().WriteHistory(L"other", L"bob", 3, 1);
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   std::vector<CQvStringW> names = {L"old"};
   EXPECT_EQ(Cache().GetHistoryFilenames(L"ada", 1, 1.0, 5.0, &names), 0);
   EXPECT_THAT(names, ElementsAre(L"f1", L"f3"));
-  EXPECT_THAT(SqliteSpy::TakeCalls(),
+  EXPECT_THAT(CSqliteSpy::TakeCalls(),
               ElementsAre("prepare " + kFilenames, "bind_text 1 'ada'", "bind_int 2 1", "bind_double 3 1",
                           "bind_double 4 5", "step 100", "step 100", "step 101", "finalize 0"));
   EXPECT_EQ(Cache().GetHistoryFilenames(L"ada", 1, -1.0, -1.0, &names), 0) << "no sentinel here";
@@ -179,51 +180,51 @@ TEST_F(HistoryTest, NullListsAreRefused) {
 }
 
 TEST_F(HistoryTest, DeleteKeepsTheExperimentWhileHistoryIsLeft) {
-  Sql(DatabaseFile()).Run("INSERT INTO experiments (experimentID) VALUES (1), (2)");
+  CSql(DatabaseFile()).Run("INSERT INTO experiments (experimentID) VALUES (1), (2)");
   Cache().WriteHistory(L"a", L"ada", 1, 1);
   Cache().WriteHistory(L"b", L"bob", 5, 1);
   Cache().WriteHistory(L"c", L"ada", 1, 2);
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   EXPECT_EQ(Cache().DeleteHistory(0.0, 5.0, 1), 0);
-  EXPECT_THAT(SqliteSpy::TakeCalls(),
+  EXPECT_THAT(CSqliteSpy::TakeCalls(),
               ElementsAre("prepare " + kDelete, "bind_int 1 1", "bind_double 2 0", "bind_double 3 5", "step 101",
                           "finalize 0", "prepare " + kLeft, "bind_int 1 1", "step 100", "finalize 0"));
   EXPECT_THAT(Rows(), ElementsAre("b|bob|5.0|1", "c|ada|1.0|2"));
   EXPECT_EQ(Experiments(), 2);
 
   EXPECT_EQ(Cache().DeleteHistory(5.0, 5.5, 1), 0);
-  EXPECT_THAT(SqliteSpy::TakeCalls(),
+  EXPECT_THAT(CSqliteSpy::TakeCalls(),
               ElementsAre("prepare " + kDelete, "bind_int 1 1", "bind_double 2 5", "bind_double 3 5.5", "step 101",
                           "finalize 0", "prepare " + kLeft, "bind_int 1 1", "step 101", "finalize 0",
                           "prepare " + kDeleteExperiment, "bind_int 1 1", "step 101", "finalize 0"));
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT experimentID FROM experiments"), "2");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT experimentID FROM experiments"), "2");
 }
 
 TEST_F(HistoryTest, DeleteOfNothingRemovesAnUnreferencedExperiment) {
-  Sql(DatabaseFile()).Run("INSERT INTO experiments (experimentID) VALUES (1)");
+  CSql(DatabaseFile()).Run("INSERT INTO experiments (experimentID) VALUES (1)");
   EXPECT_EQ(Cache().DeleteHistory(0.0, 5.0, 1), 0);
   EXPECT_EQ(Experiments(), 0);
   EXPECT_EQ(Cache().DeleteHistory(0.0, 5.0, 42), 0);
 }
 
 TEST_F(HistoryTest, FailedDeleteFailsAndKeepsTheExperiment) {
-  Sql(DatabaseFile())
+  CSql(DatabaseFile())
       .Run(
           "INSERT INTO experiments (experimentID) VALUES (1); CREATE TRIGGER kept BEFORE DELETE ON history BEGIN "
           "SELECT RAISE(FAIL, 'kept'); END");
   Cache().WriteHistory(L"a", L"ada", 1, 1);
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   EXPECT_EQ(Cache().DeleteHistory(0.0, 5.0, 1), -9);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("prepare " + kDelete, "bind_int 1 1", "bind_double 2 0",
-                                                  "bind_double 3 5", "step 19", "clear", "reset"));
-  EXPECT_THAT(SqliteSpy::OpenStatements(), ElementsAre(kDelete));
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), ElementsAre("prepare " + kDelete, "bind_int 1 1", "bind_double 2 0",
+                                                   "bind_double 3 5", "step 19", "clear", "reset"));
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), ElementsAre(kDelete));
   EXPECT_TRUE(m_diag.Take().empty()) << "only writing reports";
-  SqliteSpy::FinalizeOpenStatements();
+  CSqliteSpy::FinalizeOpenStatements();
   EXPECT_EQ(Experiments(), 1);
 }
 
 TEST_F(HistoryTest, FailedDeleteOfTheExperimentIsIgnored) {
-  Sql(DatabaseFile())
+  CSql(DatabaseFile())
       .Run(
           "INSERT INTO experiments (experimentID) VALUES (1); CREATE TRIGGER kept BEFORE DELETE ON experiments BEGIN "
           "SELECT RAISE(FAIL, 'kept'); END");
@@ -233,21 +234,21 @@ TEST_F(HistoryTest, FailedDeleteOfTheExperimentIsIgnored) {
 
 TEST_F(HistoryTest, FinalizeResultsPassThrough) {
   SHistory history;
-  SqliteSpy::FailFinalize(kRange, SQLITE_IOERR);
+  CSqliteSpy::FailFinalize(kRange, SQLITE_IOERR);
   EXPECT_EQ(Cache().ReadHistory(L"ada", 0, 1, &history.ids, &history.times, &history.names), SQLITE_IOERR);
-  SqliteSpy::FailFinalize(kEarliest, SQLITE_NOMEM);
+  CSqliteSpy::FailFinalize(kEarliest, SQLITE_NOMEM);
   EXPECT_EQ(Cache().ReadHistory(L"ada", -1, -1, &history.ids, &history.times, &history.names), SQLITE_NOMEM);
-  SqliteSpy::FailFinalize(kFilenames, SQLITE_IOERR);
+  CSqliteSpy::FailFinalize(kFilenames, SQLITE_IOERR);
   EXPECT_EQ(Cache().GetHistoryFilenames(L"ada", 1, 0, 1, &history.names), SQLITE_IOERR);
   Cache().WriteHistory(L"a", L"ada", 1, 1);
-  SqliteSpy::FailFinalize(kLeft, SQLITE_IOERR);
+  CSqliteSpy::FailFinalize(kLeft, SQLITE_IOERR);
   EXPECT_EQ(Cache().DeleteHistory(5, 6, 1), SQLITE_IOERR);
 }
 
 TEST_F(HistoryTest, WithoutADatabase) {
   Close();
   Host().Drop();
-  Service fresh;
+  CServiceHandle fresh;
   EXPECT_EQ(fresh->WriteHistory(L"a", L"ada", 1, 1), 0);
   EXPECT_EQ(fresh->WriteHistory(nullptr, L"ada", 1, 1), -9);
   SHistory history;

@@ -18,7 +18,7 @@ class InvariantsTest : public ServiceTest {
  protected:
   void SetUp() override {
     ServiceTest::SetUp();
-    Sql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
+    CSql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
     ASSERT_EQ(Open(), 0);
     Cache().SetThumbnailBox(16, 12, false);
     m_owner.records[1].fields[L"image"] = SFile();
@@ -27,7 +27,7 @@ class InvariantsTest : public ServiceTest {
   std::string FindBroken() { return CThumbnailCacheForTest::FindBrokenInvariant(CServiceForTest::Cache(Cache())); }
   unsigned Below(unsigned limit) { return static_cast<unsigned>(m_random() % limit); }
 
-  ImageDatabase m_owner;
+  CImageDatabase m_owner;
   std::mt19937 m_random{7};
 };
 
@@ -38,7 +38,7 @@ TEST_F(InvariantsTest, HoldFromTheStart) {
 }
 
 TEST_F(InvariantsTest, HoldAfterEveryFailure) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   SFile files[8];
   files[0].codecResult = files[1].openResult = files[2].metadata.readerResult = -9;
   files[3].info.width = 0;
@@ -51,7 +51,7 @@ TEST_F(InvariantsTest, HoldAfterEveryFailure) {
       RequestNow(Cache(), {Describe(path)});
       Script().SetFile(path, files[i]);
       if (i == 7) std::filesystem::remove(Utf8(path));
-      Glance(Cache(), Describe(path, 0, 1.0));
+      PeekState(Cache(), Describe(path, 0, 1.0));
       listener.WaitFor(path);
       Drain(listener);
       EXPECT_EQ(FindBroken(), "") << i;
@@ -63,7 +63,7 @@ TEST_F(InvariantsTest, HoldAfterEveryFailure) {
 }
 
 TEST_F(InvariantsTest, HoldAfterTwoWorkersMadeOneThumbnail) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring location = SQvThumbnailDescription::MakeDBLocation(1, L"image").Str();
   Script().Block(L"db:1:image");
   Queue(Cache(), {Describe(location, 0, 0.0, &m_owner)});
@@ -104,7 +104,7 @@ TEST_F(InvariantsTest, HoldWhileThreadsQueuePurgeAndCancel) {
     while (!stop) EXPECT_EQ(FindBroken(), "");
   });
   for (std::thread& thread : threads) thread.join();
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   Drain(listener);
   EXPECT_EQ(FindBroken(), "");
 }
@@ -123,7 +123,7 @@ TEST_F(InvariantsTest, EvictionChoosesAsAPlainWalkDoes) {
   for (std::size_t i = 0; i < kPaths; ++i) items[i].path = MakeFile("p" + std::to_string(100 + i));
   // In the map's order.
   std::sort(items.begin(), items.end(), [](const SItem& a, const SItem& b) { return a.path < b.path; });
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   OccupyWorkers(listener);
   std::size_t limit = 40;
   Cache().SetCacheLimit(42);  // two are in work

@@ -18,7 +18,7 @@ std::atomic<int> g_waits{0};
 // The delay lies between a worker's reading of the stop flag and its waiting, where the wake-up of a stop would be
 // lost.
 TEST_F(WakingTest, EndsWhateverAWorkerIsAboutToDo) {
-  Sql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
+  CSql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
   g_waits = 0;
   SetBeforeWait([] {
     // Every other time long enough for the closing thread to set the flag and to broadcast.
@@ -29,7 +29,7 @@ TEST_F(WakingTest, EndsWhateverAWorkerIsAboutToDo) {
     if (cycle % 3 == 0) std::this_thread::sleep_for(std::chrono::microseconds(cycle % 7 * 40));
     if (cycle % 5 == 0) Queue(Cache(), {Describe(L"/nowhere/" + std::to_wstring(cycle))});
     ASSERT_EQ(Close(), 0);
-    SqliteSpy::Clear();
+    CSqliteSpy::Clear();
   }
   EXPECT_GT(g_waits, 100);
 }
@@ -39,7 +39,7 @@ TEST_F(WakingTest, ListInOneCallOccupiesBothWorkers) {
   ASSERT_EQ(Open(), 0);
   CThumbnailCache& cache = CServiceForTest::Cache(Cache());
   while (CThumbnailCacheForTest::CountWaitingWorkers(cache) != 2) std::this_thread::yield();
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring paths[] = {MakeFile("a"), MakeFile("b")};
   for (const std::wstring& path : paths) Script().Block(path);
   Queue(Cache(), {Describe(paths[0]), Describe(paths[1])});
@@ -57,7 +57,7 @@ TEST_F(WakingTest, SingleRequestWakesOneWorker) {
     while (g_waits < waits) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   };
   waitFor(2);
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   Queue(Cache(), {Describe(MakeFile("a"))});
   listener.Wait(1);
   waitFor(3);

@@ -57,7 +57,7 @@ class ThumbnailCacheTest : public ::testing::Test {
     m_cache.Publish(work, CThumbnailCache::EPublish::Picture);
   }
   void MakeReady(const std::wstring& location, std::uint8_t byte = 7) {
-    CThumbnailWork work(m_cache);
+    CThumbnailWork work(m_cache.PictureCount());
     ASSERT_TRUE(m_cache.TakeNow(Describe(location), &work));
     Finish(work, byte);
   }
@@ -85,7 +85,7 @@ TEST_F(ThumbnailCacheTest, HandsOutWhatWasPublishedUntilItIsGivenBack) {
 }
 
 TEST_F(ThumbnailCacheTest, GivesAnEntryToOneThreadAtATime) {
-  CThumbnailWork first(m_cache), second(m_cache);
+  CThumbnailWork first(m_cache.PictureCount()), second(m_cache.PictureCount());
   ASSERT_TRUE(m_cache.TakeNow(Describe(L"/a"), &first));
   EXPECT_FALSE(m_cache.TakeNow(Describe(L"/a"), &second));
   EXPECT_EQ(StateOf(L"/a"), kQvThumbnailInWork);
@@ -95,7 +95,7 @@ TEST_F(ThumbnailCacheTest, GivesAnEntryToOneThreadAtATime) {
 
 TEST_F(ThumbnailCacheTest, TakesRequestsInTheirOrder) {
   Queue({L"/a", L"/b"});
-  CThumbnailWork work(m_cache);
+  CThumbnailWork work(m_cache.PictureCount());
   for (const wchar_t* location : {L"/a", L"/b"}) {
     ASSERT_TRUE(m_cache.WaitAndTake(&work));
     EXPECT_EQ(work.location, location);
@@ -111,7 +111,7 @@ TEST_F(ThumbnailCacheTest, PassesOverWithdrawnExcludedAndShownEntries) {
   const SQvThumbnailDescription withdrawn = Describe(L"/withdrawn");
   m_cache.Cancel(&withdrawn, 1);
   m_cache.Exclude(L"/EXCLUDED");
-  CThumbnailWork work(m_cache);
+  CThumbnailWork work(m_cache.PictureCount());
   ASSERT_TRUE(m_cache.WaitAndTake(&work));
   EXPECT_EQ(work.location, L"/wanted");
   Finish(work);
@@ -123,7 +123,7 @@ TEST_F(ThumbnailCacheTest, AskingForAWithdrawnEntryQueuesItAgain) {
   Queue({L"/a"});
   m_cache.CancelAll();
   EXPECT_EQ(StateOf(L"/a"), kQvThumbnailQueued);
-  CThumbnailWork work(m_cache);
+  CThumbnailWork work(m_cache.PictureCount());
   ASSERT_TRUE(m_cache.WaitAndTake(&work));
   Finish(work);
 }
@@ -137,17 +137,17 @@ TEST_F(ThumbnailCacheTest, EvictsThePictureUsedLongestAgoWhenTheNextIsTaken) {
   MakeReady(L"/d");
   EXPECT_EQ(StateOf(L"/a"), kQvThumbnailReady);
   EXPECT_EQ(StateOf(L"/b"), kQvThumbnailQueued) << "evicted, and asked for again by this lookup";
-  EXPECT_EQ(CThumbnailCacheForTest::CountPictures(m_cache), 3);
+  EXPECT_EQ(m_cache.PictureCount().Get(), 3);
 }
 
 TEST_F(ThumbnailCacheTest, CountsAPictureWhileItIsBeingMade) {
-  CThumbnailWork work(m_cache);
+  CThumbnailWork work(m_cache.PictureCount());
   ASSERT_TRUE(m_cache.TakeNow(Describe(L"/a"), &work));
-  EXPECT_EQ(CThumbnailCacheForTest::CountPictures(m_cache), 0);
+  EXPECT_EQ(m_cache.PictureCount().Get(), 0);
   ASSERT_TRUE(work.ReinitPicture(4, 3, 8));
-  EXPECT_EQ(CThumbnailCacheForTest::CountPictures(m_cache), 1);
+  EXPECT_EQ(m_cache.PictureCount().Get(), 1);
   work.Fail();
-  EXPECT_EQ(CThumbnailCacheForTest::CountPictures(m_cache), 0);
+  EXPECT_EQ(m_cache.PictureCount().Get(), 0);
   m_cache.Publish(work, CThumbnailCache::EPublish::Picture);
   EXPECT_EQ(StateOf(L"/a"), kQvThumbnailFailed);
 }
@@ -156,7 +156,7 @@ TEST_F(ThumbnailCacheTest, CountStaysTrueWhenTwoThreadsDropOnePicture) {
   const std::wstring record = SQvThumbnailDescription::MakeDBLocation(1, L"image").Str();
   MakeReady(record);
   // Each release with another time makes the record stale, also while it is in work.
-  CThumbnailWork works[2] = {CThumbnailWork(m_cache), CThumbnailWork(m_cache)};
+  CThumbnailWork works[2] = {CThumbnailWork(m_cache.PictureCount()), CThumbnailWork(m_cache.PictureCount())};
   double time = 1.0;
   for (CThumbnailWork& work : works) {
     ASSERT_EQ(m_cache.Lookup(1, Describe(record), false, &m_picture),
@@ -167,7 +167,7 @@ TEST_F(ThumbnailCacheTest, CountStaysTrueWhenTwoThreadsDropOnePicture) {
   }
   for (CThumbnailWork& work : works) work.Fail();
   for (CThumbnailWork& work : works) m_cache.Publish(work, CThumbnailCache::EPublish::Everything);
-  EXPECT_EQ(CThumbnailCacheForTest::CountPictures(m_cache), 0);
+  EXPECT_EQ(m_cache.PictureCount().Get(), 0);
 }
 
 TEST_F(ThumbnailCacheTest, KeepsShownPixelsWhenTheyAreReplaced) {
@@ -177,7 +177,7 @@ TEST_F(ThumbnailCacheTest, KeepsShownPixelsWhenTheyAreReplaced) {
   // Another viewer's release brings news; a worker took the entry before the first viewer's reference was there.
   m_cache.Release(2, Describe(record, 1.0));
   m_cache.Release(1, Describe(record, 1.0));
-  CThumbnailWork work(m_cache);
+  CThumbnailWork work(m_cache.PictureCount());
   ASSERT_TRUE(m_cache.WaitAndTake(&work));
   m_cache.Release(3, Describe(record, 2.0));  // stale in work: a lookup hands its pixels out
   SQvPicBuf shown{};
@@ -193,7 +193,7 @@ TEST_F(ThumbnailCacheTest, StopEndsWaitingThreads) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 3; ++i) {
     threads.emplace_back([&] {
-      CThumbnailWork work(m_cache);
+      CThumbnailWork work(m_cache.PictureCount());
       EXPECT_FALSE(m_cache.WaitAndTake(&work));
     });
   }
@@ -209,7 +209,7 @@ TEST_F(ThumbnailCacheTest, ListQueuedInOneCallReachesEveryWaitingThread) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 2; ++i) {
     threads.emplace_back([&] {
-      CThumbnailWork work(m_cache);
+      CThumbnailWork work(m_cache.PictureCount());
       ASSERT_TRUE(m_cache.WaitAndTake(&work));
       ++taken;
       while (!goOn) std::this_thread::yield();

@@ -11,7 +11,7 @@ namespace qvtest {
 // The map is in the order of the service's keys: a quality suffix '@A' sorts before '@N', as false before true; no
 // location here is a prefix of another.
 
-CacheModel::SEntry& CacheModel::FindOrAdd(const std::wstring& location, std::uint32_t flags, bool* added) {
+CCacheModel::SEntry& CCacheModel::FindOrAdd(const std::wstring& location, std::uint32_t flags, bool* added) {
   const auto [found, isNew] = entries.try_emplace(KeyOf(location, flags));
   *added = isNew;
   if (isNew) {
@@ -22,8 +22,8 @@ CacheModel::SEntry& CacheModel::FindOrAdd(const std::wstring& location, std::uin
   return found->second;
 }
 
-CacheModel::SLooked CacheModel::Get(std::uint64_t referrer, const std::wstring& location, std::uint32_t flags,
-                                    double lastWritten) {
+CCacheModel::SLookup CCacheModel::Get(std::uint64_t referrer, const std::wstring& location, std::uint32_t flags,
+                                      double lastWritten) {
   const auto found = entries.find(KeyOf(location, flags));
   if (found == entries.end()) return {};
   SEntry& entry = found->second;
@@ -41,8 +41,8 @@ CacheModel::SLooked CacheModel::Get(std::uint64_t referrer, const std::wstring& 
   return {entry.state, true, entry.content};
 }
 
-void CacheModel::Release(std::uint64_t referrer, const std::wstring& location, std::uint32_t flags,
-                         double lastWritten) {
+void CCacheModel::Release(std::uint64_t referrer, const std::wstring& location, std::uint32_t flags,
+                          double lastWritten) {
   const Key key = KeyOf(location, flags);
   SEntry& entry = entries.at(key);
   entry.referrers.erase(referrer);
@@ -56,7 +56,7 @@ void CacheModel::Release(std::uint64_t referrer, const std::wstring& location, s
   m_queue.push_front(key);
 }
 
-void CacheModel::RequestNow(const std::wstring& location, std::uint32_t flags, double lastWritten, bool owned) {
+void CCacheModel::RequestNow(const std::wstring& location, std::uint32_t flags, double lastWritten, bool owned) {
   bool added = false;
   SEntry& entry = FindOrAdd(location, flags, &added);
   const bool again =
@@ -69,7 +69,7 @@ void CacheModel::RequestNow(const std::wstring& location, std::uint32_t flags, d
   if (taken) Resolve(entry, false);
 }
 
-void CacheModel::Queue(const std::wstring& location, std::uint32_t flags, double lastWritten, bool owned) {
+void CCacheModel::Queue(const std::wstring& location, std::uint32_t flags, double lastWritten, bool owned) {
   bool added = false;
   SEntry& entry = FindOrAdd(location, flags, &added);
   if (entry.state != kQvThumbnailInWork) entry.owned = owned;
@@ -82,7 +82,7 @@ void CacheModel::Queue(const std::wstring& location, std::uint32_t flags, double
   entry.lastUse = m_useCounter++;
 }
 
-void CacheModel::CancelAll() {
+void CCacheModel::CancelAll() {
   for (const Key& key : m_queue) {
     SEntry& entry = entries.at(key);
     if (entry.state == kQvThumbnailQueued) entry.state = kQvThumbnailDormant;
@@ -91,14 +91,14 @@ void CacheModel::CancelAll() {
   m_queue.clear();
 }
 
-void CacheModel::Cancel(const std::wstring& location, std::uint32_t flags) {
+void CCacheModel::Cancel(const std::wstring& location, std::uint32_t flags) {
   const auto found = entries.find(KeyOf(location, flags));
   if (found == entries.end()) return;
   if (found->second.state == kQvThumbnailQueued) found->second.state = kQvThumbnailDormant;
   if (found->second.state == kQvThumbnailStale) found->second.state = kQvThumbnailReady;
 }
 
-void CacheModel::Purge() {
+void CCacheModel::Purge() {
   m_queue.clear();
   for (auto entry = entries.begin(); entry != entries.end();) {
     const bool unused = entry->second.state != kQvThumbnailInWork && entry->second.referrers.empty();
@@ -107,14 +107,14 @@ void CacheModel::Purge() {
   }
 }
 
-void CacheModel::DropPicture(SEntry& entry) {
+void CCacheModel::DropPicture(SEntry& entry) {
   if (!entry.hasPicture) return;
   entry.hasPicture = false;
   entry.content = -1;
   if (pictures > 0) --pictures;
 }
 
-void CacheModel::Evict() {
+void CCacheModel::Evict() {
   while (pictures > limit) {
     SEntry* victim = nullptr;
     for (auto& [key, entry] : entries)
@@ -127,7 +127,7 @@ void CacheModel::Evict() {
   }
 }
 
-bool CacheModel::ReadRow(SEntry& entry) {
+bool CCacheModel::ReadRow(SEntry& entry) {
   const auto row = rows.find({entry.location, entry.flags});
   if (row == rows.end()) {
     entry.state = entry.hasPicture ? kQvThumbnailStale : kQvThumbnailNone;
@@ -141,12 +141,12 @@ bool CacheModel::ReadRow(SEntry& entry) {
   return true;
 }
 
-void CacheModel::StartPicture(SEntry& entry) {
+void CCacheModel::StartPicture(SEntry& entry) {
   if (!entry.hasPicture) ++pictures;
   entry.hasPicture = true;
 }
 
-bool CacheModel::Render(SEntry& entry) {
+bool CCacheModel::Render(SEntry& entry) {
   SSource& source = sources[entry.location];
   entry.content = source.renders++;
   if (source.renderResult == 0) {
@@ -159,7 +159,7 @@ bool CacheModel::Render(SEntry& entry) {
   return false;
 }
 
-bool CacheModel::Create(SEntry& entry) {
+bool CCacheModel::Create(SEntry& entry) {
   const SSource& source = sources[entry.location];
   if (source.isRecord) {
     if (!entry.owned) return false;
@@ -175,17 +175,17 @@ bool CacheModel::Create(SEntry& entry) {
   return Render(entry);
 }
 
-void CacheModel::Save(const SEntry& entry) {
+void CCacheModel::Save(const SEntry& entry) {
   if (sources[entry.location].isRecord) return;
   rows[{entry.location, entry.flags}] = {entry.content, entry.lastWritten, entry.highQuality};
 }
 
-void CacheModel::Resolve(SEntry& entry, bool stale) {
+void CCacheModel::Resolve(SEntry& entry, bool stale) {
   if (!stale && ReadRow(entry)) return;
   if (Create(entry)) Save(entry);
 }
 
-bool CacheModel::Take(SEntry* entry) {
+bool CCacheModel::Take(SEntry* entry) {
   if (!entry->referrers.empty() || excluded.contains(entry->location)) {
     entry->state = kQvThumbnailDormant;
     return false;
@@ -194,7 +194,7 @@ bool CacheModel::Take(SEntry* entry) {
 }
 
 // Only for sources that are rendered without fail, so that the picture is counted while it is being made.
-void CacheModel::Begin() {
+void CCacheModel::Begin() {
   const Key key = m_queue.front();
   m_queue.pop_front();
   SEntry& entry = entries.at(key);
@@ -206,7 +206,7 @@ void CacheModel::Begin() {
   m_inWork.push_back(key);
 }
 
-std::wstring CacheModel::Finish() {
+std::wstring CCacheModel::Finish() {
   SEntry& entry = entries.at(m_inWork.front());
   m_inWork.erase(m_inWork.begin());
   entry.state = kQvThumbnailReady;
@@ -214,7 +214,7 @@ std::wstring CacheModel::Finish() {
   return entry.location;
 }
 
-std::vector<std::wstring> CacheModel::Process() {
+std::vector<std::wstring> CCacheModel::Process() {
   std::vector<std::wstring> told;
   while (!m_queue.empty()) {
     SEntry& entry = entries.at(m_queue.front());

@@ -13,7 +13,7 @@ namespace qvtest {
 
 // The states of the thumbnails as the service must have them while no two operations overlap: a plain, slow rendering
 // of its rules. Workers are played by Process, which works off the queue as a single worker does.
-class CacheModel {
+class CCacheModel {
  public:
   // What there is at a location. Shared by both qualities.
   struct SSource {
@@ -40,14 +40,14 @@ class CacheModel {
     double lastWritten = 0.0;
     bool highQuality = false;
   };
-  struct SLooked {
+  struct SLookup {
     std::uint32_t state = 0;
     bool picture = false;
     int content = -1;
   };
   using Key = std::pair<std::wstring, bool>;  // the location, and whether high quality is asked for
 
-  SLooked Get(std::uint64_t referrer, const std::wstring& location, std::uint32_t flags, double lastWritten);
+  SLookup Get(std::uint64_t referrer, const std::wstring& location, std::uint32_t flags, double lastWritten);
   void Release(std::uint64_t referrer, const std::wstring& location, std::uint32_t flags, double lastWritten);
   void RequestNow(const std::wstring& location, std::uint32_t flags, double lastWritten, bool owned);
   void Queue(const std::wstring& location, std::uint32_t flags, double lastWritten, bool owned);

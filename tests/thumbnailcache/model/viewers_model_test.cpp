@@ -93,12 +93,12 @@ class ViewersModelTest : public ::testing::Test {
     standin::CScript::Get().Reset();
     UseStandInFormats();
     std::printf("seed %u\n", m_seed);
-    m_service = std::make_unique<Service>();
-    Sql(m_folder.Path("cache.db")).Run("PRAGMA journal_mode=WAL");
+    m_service = std::make_unique<CServiceHandle>();
+    CSql(m_folder.Path("cache.db")).Run("PRAGMA journal_mode=WAL");
     ASSERT_EQ(m_service->Open(m_folder.Wide("cache.db")), 0);
     Cache().SetThumbnailBox(16, 12, false);
     Cache().SetThumbnailBox(24, 18, true);
-    m_listener = std::make_unique<Listener>(Cache());
+    m_listener = std::make_unique<CRecordingListener>(Cache());
     for (int i = 0; i < kFiles; ++i) {
       const std::wstring path = m_folder.MakeFileWide("file-" + std::to_string(100 + i) + ".tif");
       m_locations.push_back(path);
@@ -128,7 +128,7 @@ class ViewersModelTest : public ::testing::Test {
   double AnyTime(const std::wstring& location) {
     const unsigned choice = Below(10);
     if (choice < 6) return 0.0;
-    const CacheModel::SSource& source = m_model.sources[location];
+    const CCacheModel::SSource& source = m_model.sources[location];
     return choice < 9 && !source.isRecord ? source.written : 3000000.0 + Below(3);
   }
 
@@ -142,7 +142,7 @@ class ViewersModelTest : public ::testing::Test {
   }
   void ChangeSource() {
     const std::wstring& location = AnyLocation();
-    CacheModel::SSource& source = m_model.sources[location];
+    CCacheModel::SSource& source = m_model.sources[location];
     if (source.isRecord || Below(3) != 0) {
       constexpr std::int32_t kResults[] = {0, 0, 0, -9, -3};
       source.renderResult = kResults[Below(5)];
@@ -171,11 +171,11 @@ class ViewersModelTest : public ::testing::Test {
   const unsigned m_seed;
   std::mt19937 m_random;
   CTempFolder m_folder;
-  DiagRecorder m_diag;
+  CDiagRecorder m_diag;
   CRecords m_records;
-  CacheModel m_model;
-  std::unique_ptr<Service> m_service;
-  std::unique_ptr<Listener> m_listener;
+  CCacheModel m_model;
+  std::unique_ptr<CServiceHandle> m_service;
+  std::unique_ptr<CRecordingListener> m_listener;
   std::vector<std::wstring> m_locations;
   std::vector<SShown> m_shown;
   std::int64_t m_clock = 0;
@@ -189,8 +189,8 @@ class ExactModelTest : public ViewersModelTest {
     const std::uint64_t viewer = Below(kViewers);
     for (const SShown& shown : m_shown)
       if (shown.viewer == viewer && shown.location == location && shown.flags == flags) return;
-    const SLook look = Get(Cache(), Describe(location, flags, time), viewer);
-    const CacheModel::SLooked expected = m_model.Get(viewer, location, flags, time);
+    const SLookup look = Get(Cache(), Describe(location, flags, time), viewer);
+    const CCacheModel::SLookup expected = m_model.Get(viewer, location, flags, time);
     ASSERT_EQ(look.state, expected.state);
     ASSERT_EQ(look.HasPicture(), expected.picture);
     if (!look.HasPicture()) return;
@@ -208,7 +208,7 @@ class ExactModelTest : public ViewersModelTest {
   void LeaveAny() {
     if (m_shown.empty()) return;
     const std::size_t index = Below(static_cast<unsigned>(m_shown.size()));
-    const CacheModel::SEntry& entry = m_model.entries.at({m_shown[index].location, m_shown[index].flags != 0});
+    const CCacheModel::SEntry& entry = m_model.entries.at({m_shown[index].location, m_shown[index].flags != 0});
     Leave(index, Below(5) == 0 ? AnyTime(m_shown[index].location) : entry.lastWritten);
   }
   void Request(bool queue) {
@@ -355,7 +355,7 @@ class ParallelModelTest : public ViewersModelTest {
   }
 
   void Show(const SQvThumbnailDescription& desc, std::uint64_t viewer, std::vector<SShown>* shown) {
-    const SLook look = Get(Cache(), desc, viewer);
+    const SLookup look = Get(Cache(), desc, viewer);
     EXPECT_THAT(look.state,
                 testing::AnyOf(kQvThumbnailNone, kQvThumbnailQueued, kQvThumbnailInWork, kQvThumbnailReady,
                                kQvThumbnailFailed, kQvThumbnailDormant, kQvThumbnailStale, kQvThumbnailUnavailable));

@@ -21,9 +21,9 @@ TEST(LargeTreeTest, IsInsertedListedAndDeleted) {
   UseInstalledComponents();
   {
     // The component leaves journal and sync to the file's owner; the test wants neither.
-    Sql(folder.Path("tree.db")).Run("PRAGMA journal_mode=WAL");
+    CSql(folder.Path("tree.db")).Run("PRAGMA journal_mode=WAL");
   }
-  Service service;
+  CServiceHandle service;
   ASSERT_EQ(service.Open(folder.Wide("tree.db")), 0);
   std::mt19937 random(4711);
   std::vector<std::vector<int>> children(kItems + 2);
@@ -45,7 +45,7 @@ TEST(LargeTreeTest, IsInsertedListedAndDeleted) {
     for (std::size_t i = 0; i < ids.size(); ++i) ASSERT_EQ(names[i].Str(), L"item " + std::to_wstring(ids[i]));
   }
 
-  Sql sql(folder.Path("tree.db"));
+  CSql sql(folder.Path("tree.db"));
   // Deleting walks the table once for each item, so the owner of the file gives it an index, as a host may.
   sql.Run("CREATE INDEX parents ON stored (storedParentID)");
   ASSERT_EQ(service->DeleteStoredItem(2), 0);

@@ -26,7 +26,7 @@ class StoredTest : public ServiceTest {
   void SetUp() override {
     ServiceTest::SetUp();
     ASSERT_EQ(Open(), 0);
-    SqliteSpy::Clear();
+    CSqliteSpy::Clear();
   }
   int Insert(int parent, const wchar_t* name, int flags = 0) {
     int id = -1;
@@ -34,15 +34,15 @@ class StoredTest : public ServiceTest {
     return id;
   }
   std::vector<std::string> Rows() {
-    return Sql(DatabaseFile()).Rows("SELECT storedID, storedParentID, filename, flags FROM stored ORDER BY storedID");
+    return CSql(DatabaseFile()).Rows("SELECT storedID, storedParentID, filename, flags FROM stored ORDER BY storedID");
   }
 };
 
 TEST_F(StoredTest, InsertIsOneStatement) {
   EXPECT_EQ(Insert(7, L"\u00C4.tif", -3), 1);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("prepare " + kInsert, "bind_int 1 7", "bind_text 2 '\xC3\x84.tif'",
-                                                  "bind_int 3 -3", "step 101", "finalize 0", "rowid"));
-  EXPECT_THAT(SqliteSpy::TakeTraced(), ElementsAre(kInsert));
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), ElementsAre("prepare " + kInsert, "bind_int 1 7", "bind_text 2 '\xC3\x84.tif'",
+                                                   "bind_int 3 -3", "step 101", "finalize 0", "rowid"));
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kInsert));
   EXPECT_EQ(Insert(1, L"b"), 2);
   EXPECT_THAT(Rows(), ElementsAre("1|7|\xC3\x84.tif|-3", "2|1|b|0"));
 }
@@ -57,13 +57,13 @@ TEST_F(StoredTest, InsertWithoutANameFails) {
   int id = 5;
   EXPECT_EQ(Cache().InsertStoredItem(1, nullptr, 2, &id), -9);
   EXPECT_EQ(id, 5);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), IsEmpty());
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), IsEmpty());
 }
 
 TEST_F(StoredTest, FailedInsertIsReportedAndGivesThePreviousId) {
   Insert(1, L"a");
   Insert(1, L"b");
-  Sql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON stored BEGIN SELECT RAISE(FAIL, 'no room'); END");
+  CSql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON stored BEGIN SELECT RAISE(FAIL, 'no room'); END");
   int id = 77;
   EXPECT_EQ(Cache().InsertStoredItem(1, L"c", 0, &id), SQLITE_CONSTRAINT);
   EXPECT_EQ(id, 2);
@@ -82,36 +82,36 @@ TEST_F(StoredTest, FailedInsertIsReportedAndGivesThePreviousId) {
 
 TEST_F(StoredTest, UpdateOfAnEqualItemWritesNothing) {
   const int id = Insert(7, L"a", 3);
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"a", 3), 0);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("prepare " + kSelect, "bind_int 1 1", "step 100", "finalize 0"));
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), ElementsAre("prepare " + kSelect, "bind_int 1 1", "step 100", "finalize 0"));
 }
 
 TEST_F(StoredTest, UpdateWritesAnyDifferenceAndLeavesItsStatement) {
   const int id = Insert(7, L"a", 3);
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"A", 3), 0);
-  EXPECT_THAT(SqliteSpy::TakeCalls(),
+  EXPECT_THAT(CSqliteSpy::TakeCalls(),
               ElementsAre("prepare " + kSelect, "bind_int 1 1", "step 100", "finalize 0", "prepare " + kUpdate,
                           "bind_int 1 3", "bind_text 2 'A'", "bind_int 3 7", "bind_int 4 1", "step 101"));
-  EXPECT_THAT(SqliteSpy::OpenStatements(), ElementsAre(kUpdate));
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), ElementsAre(kUpdate));
   EXPECT_THAT(Rows(), ElementsAre("1|7|A|3"));
   EXPECT_EQ(Cache().UpdateStoredItem(id, 8, L"A", 3), 0);
   EXPECT_THAT(Rows(), ElementsAre("1|8|A|3"));
   EXPECT_EQ(Cache().UpdateStoredItem(id, 8, L"A", 4), 0);
   EXPECT_THAT(Rows(), ElementsAre("1|8|A|4"));
-  EXPECT_THAT(SqliteSpy::OpenStatements(), SizeIs(3));
-  SqliteSpy::FinalizeOpenStatements();
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), SizeIs(3));
+  CSqliteSpy::FinalizeOpenStatements();
 }
 
 TEST_F(StoredTest, UpdateOfAnUnknownItemFails) {
   EXPECT_EQ(Cache().UpdateStoredItem(99, 1, L"a", 0), -9);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAre("prepare " + kSelect, "bind_int 1 99", "step 101", "finalize 0"));
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), ElementsAre("prepare " + kSelect, "bind_int 1 99", "step 101", "finalize 0"));
 }
 
 TEST_F(StoredTest, FailedUpdateIsReportedAndReturnsZero) {
   const int id = Insert(7, L"a", 3);
-  Sql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON stored BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON stored BEGIN SELECT RAISE(FAIL, 'kept'); END");
   EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"b", 3), 0);
   const auto messages = m_diag.Take();
   ASSERT_THAT(messages, SizeIs(1));
@@ -119,14 +119,14 @@ TEST_F(StoredTest, FailedUpdateIsReportedAndReturnsZero) {
   EXPECT_EQ(messages[0].line, 1800);
   EXPECT_EQ(messages[0].file, kSource);
   EXPECT_THAT(Rows(), ElementsAre("1|7|a|3"));
-  SqliteSpy::FinalizeOpenStatements();
+  CSqliteSpy::FinalizeOpenStatements();
 }
 
 TEST_F(StoredTest, UpdateToANullNameIsSurvived) {
   const int id = Insert(7, L"a", 3);
   const std::int32_t result = Cache().UpdateStoredItem(id, 7, nullptr, 3);
   EXPECT_TRUE(result == 0 || result == -9) << result;
-  SqliteSpy::FinalizeOpenStatements();
+  CSqliteSpy::FinalizeOpenStatements();
 }
 
 TEST_F(StoredTest, ChildrenAreListedInParallel) {
@@ -135,9 +135,9 @@ TEST_F(StoredTest, ChildrenAreListedInParallel) {
   Insert(1, L"\u6F22 \U0001F52C.tif");
   std::vector<int> ids = {9, 9};
   std::vector<CQvStringW> names = {L"old"};
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   EXPECT_EQ(Cache().GetStoredChildren(1, &ids, &names), 0);
-  EXPECT_THAT(SqliteSpy::TakeCalls(),
+  EXPECT_THAT(CSqliteSpy::TakeCalls(),
               ElementsAre("prepare " + kChildren, "bind_int 1 1", "step 100", "step 100", "step 101", "finalize 0"));
   EXPECT_THAT(ids, ElementsAre(1, 3));
   EXPECT_THAT(names, ElementsAre(L"a", L"\u6F22 \U0001F52C.tif"));
@@ -153,7 +153,7 @@ TEST_F(StoredTest, ItemWithoutChildrenEmptiesTheLists) {
 
 TEST_F(StoredTest, FailedListingGivesTheError) {
   Insert(1, L"a");
-  SqliteSpy::FailFinalize(kChildren, SQLITE_IOERR);
+  CSqliteSpy::FailFinalize(kChildren, SQLITE_IOERR);
   std::vector<int> ids;
   std::vector<CQvStringW> names;
   EXPECT_EQ(Cache().GetStoredChildren(1, &ids, &names), SQLITE_IOERR);
@@ -161,13 +161,13 @@ TEST_F(StoredTest, FailedListingGivesTheError) {
 }
 
 TEST_F(StoredTest, NullNameOfARowReadsAsEmpty) {
-  Sql(DatabaseFile()).Run("INSERT INTO stored VALUES (5, 1, NULL, 0)");
+  CSql(DatabaseFile()).Run("INSERT INTO stored VALUES (5, 1, NULL, 0)");
   std::vector<int> ids;
   std::vector<CQvStringW> names;
   EXPECT_EQ(Cache().GetStoredChildren(1, &ids, &names), 0);
   EXPECT_THAT(names, ElementsAre(L""));
   EXPECT_EQ(Cache().UpdateStoredItem(5, 1, L"", 0), 0);
-  EXPECT_THAT(SqliteSpy::OpenStatements(), IsEmpty()) << "equal, so nothing was written";
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), IsEmpty()) << "equal, so nothing was written";
 }
 
 TEST_F(StoredTest, NullListsAreRefused) {
@@ -180,10 +180,10 @@ TEST_F(StoredTest, NullListsAreRefused) {
 TEST_F(StoredTest, DeleteTakesTheSubtreeDeepestFirst) {
   const int root = Insert(0, L"root"), a = Insert(root, L"a"), b = Insert(root, L"b");
   const int aa = Insert(a, L"aa"), aaa = Insert(aa, L"aaa"), other = Insert(0, L"other");
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   EXPECT_EQ(Cache().DeleteStoredItem(root), 0);
   std::vector<std::string> deleted;
-  const auto calls = SqliteSpy::TakeCalls();
+  const auto calls = CSqliteSpy::TakeCalls();
   for (std::size_t i = 0; i + 1 < calls.size(); ++i)
     if (calls[i] == "prepare " + kDelete) deleted.push_back(calls[i + 1].substr(11));
   EXPECT_THAT(deleted, ElementsAre(std::to_string(aaa), std::to_string(aa), std::to_string(a), std::to_string(b),
@@ -194,27 +194,27 @@ TEST_F(StoredTest, DeleteTakesTheSubtreeDeepestFirst) {
 TEST_F(StoredTest, DeleteHasNoStatementOpenDuringTheRecursion) {
   const int root = Insert(0, L"root");
   Insert(root, L"child");
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   Cache().DeleteStoredItem(root);
   EXPECT_THAT(
-      SqliteSpy::TakeCalls(),
+      CSqliteSpy::TakeCalls(),
       ElementsAre("prepare " + kChildIds, "bind_int 1 1", "step 100", "step 101", "finalize 0", "prepare " + kChildIds,
                   "bind_int 1 2", "step 101", "finalize 0", "prepare " + kDelete, "bind_int 1 2", "step 101",
                   "finalize 0", "prepare " + kDelete, "bind_int 1 1", "step 101", "finalize 0"));
 }
 
 // A copy of the object's dispatch table with one entry replaced, in place while it lives.
-class ReplacedSlot {
+class CReplacedSlot {
  public:
-  __attribute__((no_sanitize("address"))) ReplacedSlot(IQvThumbnailCache& cache, int slot, void* function)
+  __attribute__((no_sanitize("address"))) CReplacedSlot(IQvThumbnailCache& cache, int slot, void* function)
       : m_table(reinterpret_cast<void***>(&cache)), m_former(*m_table) {
     for (int i = 0; i < kBefore + kOperations; ++i) m_copy[i] = m_former[i - kBefore];
     m_copy[kBefore + slot] = function;
     *m_table = m_copy + kBefore;
   }
-  ReplacedSlot(const ReplacedSlot&) = delete;
-  ReplacedSlot& operator=(const ReplacedSlot&) = delete;
-  ~ReplacedSlot() { *m_table = m_former; }
+  CReplacedSlot(const CReplacedSlot&) = delete;
+  CReplacedSlot& operator=(const CReplacedSlot&) = delete;
+  ~CReplacedSlot() { *m_table = m_former; }
 
  private:
   static constexpr int kBefore = 8;  // offsets and type information
@@ -236,7 +236,7 @@ TEST_F(StoredTest, DeleteRecursesThroughTheInterface) {
       asked.push_back(id);
       return -9;
     };
-    const ReplacedSlot replaced(Cache(), 30, reinterpret_cast<void*>(refuse));
+    const CReplacedSlot replaced(Cache(), 30, reinterpret_cast<void*>(refuse));
     EXPECT_EQ(reinterpret_cast<std::int32_t (*)(IQvThumbnailCache*, int)>(own)(&Cache(), root), 0);
   }
   EXPECT_THAT(asked, ElementsAre(child));
@@ -247,7 +247,7 @@ TEST_F(StoredTest, DeleteOfAnUnknownItemIsNoFailure) { EXPECT_EQ(Cache().DeleteS
 
 TEST_F(StoredTest, FailedChildDoesNotKeepTheParent) {
   const int root = Insert(0, L"root"), child = Insert(root, L"child");
-  Sql(DatabaseFile())
+  CSql(DatabaseFile())
       .Run(
           "CREATE TRIGGER kept BEFORE DELETE ON stored WHEN OLD.filename = 'child' BEGIN SELECT RAISE(FAIL, 'kept'); "
           "END");
@@ -258,15 +258,16 @@ TEST_F(StoredTest, FailedChildDoesNotKeepTheParent) {
 }
 
 TEST_F(StoredTest, DeleteLeavesExperimentsAndHistory) {
-  Sql(DatabaseFile()).Run("INSERT INTO experiments (storedID) VALUES (1); INSERT INTO history (filename) VALUES ('a')");
+  CSql(DatabaseFile())
+      .Run("INSERT INTO experiments (storedID) VALUES (1); INSERT INTO history (filename) VALUES ('a')");
   const int root = Insert(0, L"root");
   Cache().DeleteStoredItem(root);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT (SELECT count(*) FROM experiments) + (SELECT count(*) FROM history)"),
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT (SELECT count(*) FROM experiments) + (SELECT count(*) FROM history)"),
             "2");
 }
 
 TEST_F(StoredTest, DeepChainIsDeleted) {
-  Sql(DatabaseFile())
+  CSql(DatabaseFile())
       .Run(
           "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 300) INSERT INTO stored SELECT i, "
           "i - 1, 'x', 0 FROM n");
@@ -277,8 +278,8 @@ TEST_F(StoredTest, DeepChainIsDeleted) {
 TEST_F(StoredTest, WithoutADatabase) {
   Close();
   Host().Drop();
-  Service fresh;
-  SqliteSpy::Clear();
+  CServiceHandle fresh;
+  CSqliteSpy::Clear();
   int id = 5;
   EXPECT_EQ(fresh->InsertStoredItem(1, L"a", 2, &id), 0);
   EXPECT_EQ(id, 5);

@@ -10,7 +10,7 @@ namespace {
 
 class CRecord final : public IQvImageRecord {
  public:
-  CRecord(ImageDatabase& database, std::int64_t id, const ImageDatabase::SRecord& record)
+  CRecord(CImageDatabase& database, std::int64_t id, const CImageDatabase::SRecord& record)
       : m_database(database), m_id(id), m_record(record) {
     ++m_database.liveRecords;
   }
@@ -35,32 +35,32 @@ class CRecord final : public IQvImageRecord {
   }
 
  private:
-  ImageDatabase& m_database;
+  CImageDatabase& m_database;
   std::int64_t m_id;
-  const ImageDatabase::SRecord& m_record;
+  const CImageDatabase::SRecord& m_record;
 };
 
 }  // namespace
 
-IQvInterface* ImageDatabase::QueryInterface(const char* name) {
+IQvInterface* CImageDatabase::QueryInterface(const char* name) {
   if (std::strcmp(name, "IQvImageDatabase") != 0) return nullptr;
   AddRef();
   return this;
 }
 
-std::int32_t ImageDatabase::BeginAccess() {
+std::int32_t CImageDatabase::BeginAccess() {
   Note("BeginAccess");
   ++inside;
   return beginResult;
 }
 
-std::int32_t ImageDatabase::EndAccess() {
+std::int32_t CImageDatabase::EndAccess() {
   Note("EndAccess");
   --inside;
   return 0;
 }
 
-std::int32_t ImageDatabase::GetRecord(const CQvVariant& recordID, IQvImageRecord** record) {
+std::int32_t CImageDatabase::GetRecord(const CQvVariant& recordID, IQvImageRecord** record) {
   std::int64_t id = -1;
   if (recordID.GetInt(&id) != 0) return -9;
   Note("GetRecord " + std::to_string(id) + (recordID.IsTypeChangeEnabled() ? " changeable" : ""));
@@ -70,12 +70,12 @@ std::int32_t ImageDatabase::GetRecord(const CQvVariant& recordID, IQvImageRecord
   return 0;
 }
 
-std::vector<std::string> ImageDatabase::TakeCalls() {
+std::vector<std::string> CImageDatabase::TakeCalls() {
   std::lock_guard lock(m_mutex);
   return std::exchange(m_calls, {});
 }
 
-void ImageDatabase::Note(const std::string& call) {
+void CImageDatabase::Note(const std::string& call) {
   std::lock_guard lock(m_mutex);
   m_calls.push_back(call);
 }

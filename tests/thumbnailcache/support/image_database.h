@@ -13,7 +13,7 @@
 namespace qvtest {
 
 // A host's image database with scripted records, for the owner of database locations.
-class ImageDatabase final : public IQvImageDatabase {
+class CImageDatabase final : public IQvImageDatabase {
  public:
   struct SRecord {
     std::int32_t openResult = 0;

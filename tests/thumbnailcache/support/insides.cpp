@@ -48,16 +48,11 @@ std::string CThumbnailCacheForTest::FindBrokenInvariant(CThumbnailCache& cache) 
     --evictable;
   }
   if (evictable != 0) return "the eviction order holds more or fewer entries than can be evicted";
-  if (!inWork && pictures != cache.m_pictureCount) {
-    return "the picture count is " + std::to_string(cache.m_pictureCount) + ", but there are " +
+  if (!inWork && pictures != cache.m_pictureCount.Get()) {
+    return "the picture count is " + std::to_string(cache.m_pictureCount.Get()) + ", but there are " +
            std::to_string(pictures);
   }
   return {};
-}
-
-std::int64_t CThumbnailCacheForTest::CountPictures(CThumbnailCache& cache) {
-  const CLockGuard lock(cache.m_mutex);
-  return cache.m_pictureCount;
 }
 
 void CThumbnailCacheForTest::SetBeforeWait(CThumbnailCache& cache, void (*hook)()) { cache.m_beforeWaitForTest = hook; }

@@ -13,7 +13,6 @@ class CThumbnailCacheForTest {
   // Which invariant of the map, the queue, the eviction order or the picture count is broken; empty when all hold. The
   // count is compared only while nothing is in work.
   static std::string FindBrokenInvariant(CThumbnailCache& cache);
-  static std::int64_t CountPictures(CThumbnailCache& cache);
   // Called by a worker between finding nothing to do and waiting, with the service mutex held. Null: nothing.
   static void SetBeforeWait(CThumbnailCache& cache, void (*hook)());
   // Workers that wait for a request at this moment.

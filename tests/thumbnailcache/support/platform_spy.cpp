@@ -124,23 +124,23 @@ QV_EXPORT std::int32_t QV_FindFileClose(QvFindHandle find) {
 
 namespace qvtest {
 
-void PlatformSpy::Reset() {
+void CPlatformSpy::Reset() {
   Record(false);
   FreeLeftPictures();
 }
 
-void PlatformSpy::Record(bool on) {
+void CPlatformSpy::Record(bool on) {
   std::lock_guard lock(State().mutex);
   State().recording = on;
   State().calls.clear();
 }
 
-std::vector<std::string> PlatformSpy::TakeCalls() {
+std::vector<std::string> CPlatformSpy::TakeCalls() {
   std::lock_guard lock(State().mutex);
   return std::exchange(State().calls, {});
 }
 
-std::vector<std::string> PlatformSpy::TakeCalls(const std::vector<std::string>& prefixes) {
+std::vector<std::string> CPlatformSpy::TakeCalls(const std::vector<std::string>& prefixes) {
   std::vector<std::string> wanted;
   for (const std::string& call : TakeCalls())
     for (const std::string& prefix : prefixes)
@@ -148,12 +148,12 @@ std::vector<std::string> PlatformSpy::TakeCalls(const std::vector<std::string>& 
   return wanted;
 }
 
-int PlatformSpy::LivePictures() {
+int CPlatformSpy::LivePictures() {
   std::lock_guard lock(State().mutex);
   return static_cast<int>(State().pictures.size());
 }
 
-void PlatformSpy::FreeLeftPictures() {
+void CPlatformSpy::FreeLeftPictures() {
   std::map<void*, SQvPicBuf> left;
   {
     std::lock_guard lock(State().mutex);

@@ -9,7 +9,7 @@ namespace qvtest {
 
 // Watches the component's calls of the platform's picture, file and registry operations, which the program defines
 // itself and hands on. Linking the source installs it.
-class PlatformSpy {
+class CPlatformSpy {
  public:
   static void Reset();
   // Records pictures calls ("Reinit 240x180 0 8 3 true", "Free", "Stretch 3"), file calls ("QV_OpenFile <path> 1 3

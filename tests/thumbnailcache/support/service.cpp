@@ -24,25 +24,25 @@ void UseStandInFormats() {
 
 void UseInstalledComponents() { ASSERT_GE(CQvRTTI::ScanFolder(CQvRTTI::GetLibraryFolder().c_str()), 0); }
 
-Service::~Service() {
+CServiceHandle::~CServiceHandle() {
   if (!m_cache) return;
   Close();
   CQvRTTI::Release(m_cache);
 }
 
-std::int32_t Service::Open(const std::wstring& path) {
+std::int32_t CServiceHandle::Open(const std::wstring& path) {
   const std::int32_t result = m_cache->OpenDatabase(path.c_str());
   m_open = result == 0;
   return result;
 }
 
-std::int32_t Service::Close() {
+std::int32_t CServiceHandle::Close() {
   if (!m_open) return 0;
   m_open = false;
   return m_cache->CloseDatabase();
 }
 
-std::int32_t Service::Drop() {
+std::int32_t CServiceHandle::Drop() {
   const std::int32_t left = m_cache->Release();
   m_cache = nullptr;
   return left;
@@ -66,16 +66,16 @@ void Queue(IQvThumbnailCache& cache, const std::vector<SQvThumbnailDescription>&
   EXPECT_EQ(cache.RequestThumbnails(0, descs.data(), static_cast<std::uint32_t>(descs.size()), 0, true), 0);
 }
 
-SLook Get(IQvThumbnailCache& cache, const SQvThumbnailDescription& desc, std::uint64_t referrer) {
-  SLook look;
+SLookup Get(IQvThumbnailCache& cache, const SQvThumbnailDescription& desc, std::uint64_t referrer) {
+  SLookup look;
   look.state = 0xABCD;
   EXPECT_EQ(cache.GetCachedThumbnail(referrer, desc, &look.state, &look.picture), 0);
   return look;
 }
 
-std::uint32_t Glance(IQvThumbnailCache& cache, const SQvThumbnailDescription& desc) {
+std::uint32_t PeekState(IQvThumbnailCache& cache, const SQvThumbnailDescription& desc) {
   constexpr std::uint64_t kPasserBy = 0xFFFF0000FFFF0000u;
-  const SLook look = Get(cache, desc, kPasserBy);
+  const SLookup look = Get(cache, desc, kPasserBy);
   if (look.HasPicture()) cache.ReleaseThumbnail(kPasserBy, desc);
   return look.state;
 }
@@ -88,51 +88,51 @@ std::set<const void*> g_living;
 
 }  // namespace
 
-Listener::Listener(IQvThumbnailCache& cache) : m_cache(cache) {
+CRecordingListener::CRecordingListener(IQvThumbnailCache& cache) : m_cache(cache) {
   {
     std::lock_guard lock(g_livingMutex);
     g_living.insert(this);
   }
-  cache.AddListener(&Listener::Call, this);
+  cache.AddListener(&CRecordingListener::Call, this);
 }
 
-Listener::~Listener() {
-  m_cache.RemoveListener({&Listener::Call, this});
+CRecordingListener::~CRecordingListener() {
+  m_cache.RemoveListener({&CRecordingListener::Call, this});
   std::lock_guard lock(g_livingMutex);
   g_living.erase(this);
 }
 
-void Listener::Wait(std::size_t count) {
+void CRecordingListener::Wait(std::size_t count) {
   std::unique_lock lock(m_mutex);
   m_changed.wait(lock, [&] { return m_locations.size() >= count; });
 }
 
-void Listener::WaitFor(const std::wstring& location, std::size_t times) {
+void CRecordingListener::WaitFor(const std::wstring& location, std::size_t times) {
   std::unique_lock lock(m_mutex);
   m_changed.wait(lock, [&] {
     return static_cast<std::size_t>(std::count(m_locations.begin(), m_locations.end(), location)) >= times;
   });
 }
 
-std::vector<std::wstring> Listener::Locations() const {
+std::vector<std::wstring> CRecordingListener::Locations() const {
   std::lock_guard lock(m_mutex);
   return m_locations;
 }
 
-std::size_t Listener::Count(const std::wstring& location) const {
+std::size_t CRecordingListener::Count(const std::wstring& location) const {
   std::lock_guard lock(m_mutex);
   return static_cast<std::size_t>(std::count(m_locations.begin(), m_locations.end(), location));
 }
 
-void Listener::Forget() {
+void CRecordingListener::Forget() {
   std::lock_guard lock(m_mutex);
   m_locations.clear();
 }
 
-void Listener::Call(void* context, const wchar_t* location) {
+void CRecordingListener::Call(void* context, const wchar_t* location) {
   std::lock_guard living(g_livingMutex);
   if (g_living.count(context) == 0) return;
-  auto* self = static_cast<Listener*>(context);
+  auto* self = static_cast<CRecordingListener*>(context);
   std::lock_guard lock(self->m_mutex);
   self->m_locations.emplace_back(location);
   self->m_changed.notify_all();

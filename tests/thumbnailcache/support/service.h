@@ -21,12 +21,12 @@ void UseInstalledComponents();
 IQvThumbnailCache* AcquireService();
 
 // Owns a reference on the service and closes the database, if open, before it goes.
-class Service {
+class CServiceHandle {
  public:
-  Service() : m_cache(AcquireService()) {}
-  Service(const Service&) = delete;
-  Service& operator=(const Service&) = delete;
-  ~Service();
+  CServiceHandle() : m_cache(AcquireService()) {}
+  CServiceHandle(const CServiceHandle&) = delete;
+  CServiceHandle& operator=(const CServiceHandle&) = delete;
+  ~CServiceHandle();
 
   IQvThumbnailCache& operator*() const { return *m_cache; }
   IQvThumbnailCache* operator->() const { return m_cache; }
@@ -46,22 +46,22 @@ SQvThumbnailDescription Describe(const std::wstring& location, std::uint32_t fla
 void RequestNow(IQvThumbnailCache& cache, const std::vector<SQvThumbnailDescription>& descs);
 void Queue(IQvThumbnailCache& cache, const std::vector<SQvThumbnailDescription>& descs);
 
-struct SLook {
+struct SLookup {
   std::uint32_t state = 0;
   SQvPicBuf picture{};
   bool HasPicture() const { return picture.data != nullptr; }
 };
-SLook Get(IQvThumbnailCache& cache, const SQvThumbnailDescription& desc, std::uint64_t referrer = 1);
+SLookup Get(IQvThumbnailCache& cache, const SQvThumbnailDescription& desc, std::uint64_t referrer = 1);
 // The state as a lookup shows it, with nothing held afterwards.
-std::uint32_t Glance(IQvThumbnailCache& cache, const SQvThumbnailDescription& desc);
+std::uint32_t PeekState(IQvThumbnailCache& cache, const SQvThumbnailDescription& desc);
 
 // A listener that remembers what it was told.
-class Listener {
+class CRecordingListener {
  public:
-  explicit Listener(IQvThumbnailCache& cache);
-  Listener(const Listener&) = delete;
-  Listener& operator=(const Listener&) = delete;
-  ~Listener();
+  explicit CRecordingListener(IQvThumbnailCache& cache);
+  CRecordingListener(const CRecordingListener&) = delete;
+  CRecordingListener& operator=(const CRecordingListener&) = delete;
+  ~CRecordingListener();
 
   // Waits until `count` calls came in all.
   void Wait(std::size_t count);

@@ -11,21 +11,21 @@ constexpr int kWorkers = 2;
 }
 
 void ServiceTest::SetUp() {
-  PlatformSpy::Reset();
-  SqliteSpy::Reset();
+  CPlatformSpy::Reset();
+  CSqliteSpy::Reset();
   Script().Reset();
   UseStandInFormats();
-  m_service = std::make_unique<Service>();
+  m_service = std::make_unique<CServiceHandle>();
 }
 
 void ServiceTest::TearDown() {
   Script().UnblockAll();
   m_service.reset();
   EXPECT_EQ(Script().Live(), standin::SBalance{});
-  EXPECT_TRUE(m_expectLeftPicture || PlatformSpy::LivePictures() == 0) << PlatformSpy::LivePictures();
-  EXPECT_EQ(SqliteSpy::OpenConnections(), 0);
-  PlatformSpy::Reset();
-  SqliteSpy::Reset();
+  EXPECT_TRUE(m_expectLeftPicture || CPlatformSpy::LivePictures() == 0) << CPlatformSpy::LivePictures();
+  EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
+  CPlatformSpy::Reset();
+  CSqliteSpy::Reset();
   Script().Reset();
 }
 
@@ -41,7 +41,7 @@ std::wstring ServiceTest::MakeFile(const std::string& name, const standin::SFile
   return path;
 }
 
-void ServiceTest::MakeOne(Listener& listener) {
+void ServiceTest::MakeOne(CRecordingListener& listener) {
   const std::wstring path = MakeFile("one-" + std::to_string(m_files++) + ".tif");
   Queue(Cache(), {Describe(path)});
   listener.WaitFor(path);
@@ -55,24 +55,24 @@ std::wstring ServiceTest::OccupyWorker(const std::string& name) {
   return path;
 }
 
-void ServiceTest::OccupyWorkers(Listener&) {
+void ServiceTest::OccupyWorkers(CRecordingListener&) {
   for (std::wstring& path : m_occupiers) path = OccupyWorker("occupier");
   Script().WaitForBlocked(kWorkers);
 }
 
-void ServiceTest::FreeWorkers(Listener& listener) {
+void ServiceTest::FreeWorkers(CRecordingListener& listener) {
   for (const std::wstring& path : m_occupiers) {
     Script().Unblock(path);
     listener.WaitFor(path);
   }
 }
 
-void ServiceTest::FreeOneWorker(Listener& listener) {
+void ServiceTest::FreeOneWorker(CRecordingListener& listener) {
   Script().Unblock(m_occupiers[0]);
   listener.WaitFor(m_occupiers[0]);
 }
 
-void ServiceTest::Drain(Listener& listener) {
+void ServiceTest::Drain(CRecordingListener& listener) {
   // One worker at the end of the queue does not tell that the other is done with what it took before; only when all of
   // them stand is nothing in work.
   std::vector<std::wstring> last;

@@ -25,7 +25,7 @@ class ServiceTest : public ::testing::Test {
   void TearDown() override;
 
   IQvThumbnailCache& Cache() { return **m_service; }
-  Service& Host() { return *m_service; }
+  CServiceHandle& Host() { return *m_service; }
   standin::CScript& Script() { return standin::CScript::Get(); }
   const CTempFolder& Folder() const { return m_folder; }
   std::string DatabaseFile() const { return m_folder.Path("cache.db"); }
@@ -38,19 +38,19 @@ class ServiceTest : public ::testing::Test {
   std::wstring MakeFile(const std::string& name, const standin::SFile& file);
 
   // Queues one new file and waits until the listener was told of it.
-  void MakeOne(Listener& listener);
+  void MakeOne(CRecordingListener& listener);
 
   // Both workers stand in the rendering of two files until Unblock… of the script.
-  void OccupyWorkers(Listener& listener);
+  void OccupyWorkers(CRecordingListener& listener);
   // Lets both go and waits until they are done.
-  void FreeWorkers(Listener& listener);
+  void FreeWorkers(CRecordingListener& listener);
   // Lets one go.
-  void FreeOneWorker(Listener& listener);
+  void FreeOneWorker(CRecordingListener& listener);
   // Waits until the workers are done with everything that was queued before this call. Afterwards those that were free
   // are free again.
-  void Drain(Listener& listener);
+  void Drain(CRecordingListener& listener);
 
-  DiagRecorder m_diag;
+  CDiagRecorder m_diag;
   std::wstring m_occupiers[2];       // the files that OccupyWorkers chose
   bool m_expectLeftPicture = false;  // a test leaves a picture behind on purpose
 
@@ -59,7 +59,7 @@ class ServiceTest : public ::testing::Test {
   std::wstring OccupyWorker(const std::string& name);
 
   CTempFolder m_folder;
-  std::unique_ptr<Service> m_service;
+  std::unique_ptr<CServiceHandle> m_service;
   int m_files = 0;
 };
 

@@ -310,7 +310,7 @@ QV_EXPORT sqlite3_int64 sqlite3_last_insert_rowid(sqlite3* db) {
 
 namespace qvtest {
 
-void SqliteSpy::Reset() {
+void CSqliteSpy::Reset() {
   std::vector<sqlite3*> left;
   {
     std::lock_guard lock(State().mutex);
@@ -330,76 +330,76 @@ void SqliteSpy::Reset() {
   Clear();
 }
 
-void SqliteSpy::Clear() {
+void CSqliteSpy::Clear() {
   std::lock_guard lock(State().mutex);
   State().traced.clear();
   State().prepared.clear();
   State().calls.clear();
 }
 
-std::vector<std::string> SqliteSpy::TakeTraced() {
+std::vector<std::string> CSqliteSpy::TakeTraced() {
   std::lock_guard lock(State().mutex);
   return std::exchange(State().traced, {});
 }
 
-std::vector<std::string> SqliteSpy::TakePrepared() {
+std::vector<std::string> CSqliteSpy::TakePrepared() {
   std::lock_guard lock(State().mutex);
   return std::exchange(State().prepared, {});
 }
 
-std::vector<std::string> SqliteSpy::TakeCalls() {
+std::vector<std::string> CSqliteSpy::TakeCalls() {
   std::lock_guard lock(State().mutex);
   return std::exchange(State().calls, {});
 }
 
-sqlite3* SqliteSpy::Connection() {
+sqlite3* CSqliteSpy::Connection() {
   std::lock_guard lock(State().mutex);
   return State().last;
 }
 
-std::vector<std::string> SqliteSpy::OpenStatements() {
+std::vector<std::string> CSqliteSpy::OpenStatements() {
   std::vector<std::string> texts;
   sqlite3* db = Connection();
   for (sqlite3_stmt* open = nullptr; db && (open = sqlite3_next_stmt(db, open));) texts.push_back(Text(open));
   return texts;
 }
 
-void SqliteSpy::FinalizeOpenStatements() {
+void CSqliteSpy::FinalizeOpenStatements() {
   sqlite3* db = Connection();
   while (sqlite3_stmt* open = db ? sqlite3_next_stmt(db, nullptr) : nullptr) CallReal(REAL(sqlite3_finalize), open);
 }
 
-int SqliteSpy::OpenConnections() {
+int CSqliteSpy::OpenConnections() {
   std::lock_guard lock(State().mutex);
   return static_cast<int>(State().connections.size());
 }
 
-void SqliteSpy::FailStep(const std::string& text, int result, int times) {
+void CSqliteSpy::FailStep(const std::string& text, int result, int times) {
   std::lock_guard lock(State().mutex);
   State().stepFaults.push_back({text, result, times});
 }
 
-void SqliteSpy::FailFinalize(const std::string& text, int result, int times) {
+void CSqliteSpy::FailFinalize(const std::string& text, int result, int times) {
   std::lock_guard lock(State().mutex);
   State().finalizeFaults.push_back({text, result, times});
 }
 
-void SqliteSpy::RedirectOpens(const std::string& path) {
+void CSqliteSpy::RedirectOpens(const std::string& path) {
   std::lock_guard lock(State().mutex);
   State().redirect = path;
 }
 
-void SqliteSpy::OverrideBusyTimeout(int milliseconds) {
+void CSqliteSpy::OverrideBusyTimeout(int milliseconds) {
   std::lock_guard lock(State().mutex);
   State().busyOverride = milliseconds;
 }
 
-void SqliteSpy::SetPrepareHook(std::function<void(const std::string& text)> hook) {
+void CSqliteSpy::SetPrepareHook(std::function<void(const std::string& text)> hook) {
   std::lock_guard lock(State().mutex);
   State().prepareHook = std::move(hook);
 }
 
-void SqliteSpy::SetStepHook(std::function<void(const std::string& text)> hook) {
+void CSqliteSpy::SetStepHook(std::function<void(const std::string& text)> hook) {
   std::lock_guard lock(State().mutex);
   State().stepHook = std::move(hook);
 }

@@ -12,7 +12,7 @@ namespace qvtest {
 // connections are opened with sqlite3_open and stay unwatched). The program defines the calls itself and hands on to
 // the library's, so that statements that are prepared and never stepped are seen as well. Linking the source installs
 // it.
-class SqliteSpy {
+class CSqliteSpy {
  public:
   // Forgets what was recorded, and every failure and override. Closes connections that the component left open.
   static void Reset();

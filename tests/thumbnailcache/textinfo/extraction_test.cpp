@@ -54,7 +54,7 @@ TEST_F(ExtractionTest, EverythingIsFilled) {
 TEST_F(ExtractionTest, CallsComeInOrder) {
   const std::wstring path = MakeFile("a.tif");
   Script().RecordCalls(true);
-  PlatformSpy::Record(true);
+  CPlatformSpy::Record(true);
   STextInfo all;
   EXPECT_EQ(all.Read(Cache(), path), 0);
   EXPECT_THAT(
@@ -62,7 +62,7 @@ TEST_F(ExtractionTest, CallsComeInOrder) {
       ElementsAre("OpenImageFile " + Utf8(path), "Manager.Release", "File.GetMetadataReader " + Utf8(path),
                   "File.GetFileSize " + Utf8(path), "File.Release", "GetImageInfo", "GetTextInfo", "GetCalibration 0",
                   "GetPictureMetadata 0 0", "GetAcquisitionTime", "GetExperiment 0", "Destroy"));
-  EXPECT_THAT(PlatformSpy::TakeCalls({"CreateAndQuery", "Release"}),
+  EXPECT_THAT(CPlatformSpy::TakeCalls({"CreateAndQuery", "Release"}),
               ElementsAre("CreateAndQuery CQvImageFormatManagerImpl IQvImageFormatManager no file -1",
                           "Release CQvImageFormatManagerImpl", "Release CQvStandInFile"));
 }

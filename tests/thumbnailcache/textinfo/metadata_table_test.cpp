@@ -35,7 +35,7 @@ class MetadataTableTest : public ServiceTest {
   void SetUp() override {
     ServiceTest::SetUp();
     ASSERT_EQ(Open(), 0);
-    SqliteSpy::Clear();
+    CSqliteSpy::Clear();
   }
 
   static void SetTime(const std::wstring& path, std::int64_t ticks) {
@@ -93,8 +93,8 @@ TEST_F(MetadataTableTest, FileIsLookedUpDeletedAndInserted) {
                            "bind_int64 32 1099511627776", "bind_int 33 201", "bind_int 34 202", "bind_int 35 203",
                            "bind_int 36 4", "step 101", "finalize 0"})
     expected.push_back(line);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), ElementsAreArray(expected));
-  EXPECT_THAT(SqliteSpy::TakeTraced(), ElementsAre(kSelect, kDelete, kInsert));
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), ElementsAreArray(expected));
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect, kDelete, kInsert));
 }
 
 TEST_F(MetadataTableTest, RowComesBackWhole) {
@@ -102,9 +102,9 @@ TEST_F(MetadataTableTest, RowComesBackWhole) {
   STextInfo first, second;
   EXPECT_EQ(first.Read(Cache(), path), 0);
   Script().SetFile(path, SFile());
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   EXPECT_EQ(second.Read(Cache(), path), 0);
-  EXPECT_THAT(SqliteSpy::TakeTraced(), ElementsAre(kSelect));
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect));
 
   const auto a = Texts(first.text), b = Texts(second.text);
   for (std::size_t i = 0; i < a.size(); ++i) EXPECT_EQ(a[i]->Str(), b[i]->Str()) << i;
@@ -149,7 +149,7 @@ TEST_F(MetadataTableTest, OnlyTheLowHalfOfTheTimeCounts) {
   SetTime(path, kBase + (3LL << 32) + 123);
   EXPECT_EQ(all.Read(Cache(), path), 0);
   EXPECT_EQ(all.info.width, 101u) << "the old row still matches";
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "123.0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "123.0");
 }
 
 TEST_F(MetadataTableTest, StampIsUnsigned) {
@@ -157,7 +157,7 @@ TEST_F(MetadataTableTest, StampIsUnsigned) {
   SetTime(path, kBase + 0xFFFFFFF0LL);
   STextInfo all;
   all.Read(Cache(), path);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "4294967280.0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "4294967280.0");
 }
 
 TEST_F(MetadataTableTest, ChangedFileIsReadAgainAndKeepsOneRow) {
@@ -169,7 +169,7 @@ TEST_F(MetadataTableTest, ChangedFileIsReadAgainAndKeepsOneRow) {
   SetTime(path, kBase + 200);
   EXPECT_EQ(all.Read(Cache(), path), 0);
   EXPECT_EQ(all.info.width, 400u);
-  EXPECT_THAT(Sql(DatabaseFile()).Rows("SELECT lastWritten, M_width FROM metadata"), ElementsAre("200.0|400"));
+  EXPECT_THAT(CSql(DatabaseFile()).Rows("SELECT lastWritten, M_width FROM metadata"), ElementsAre("200.0|400"));
 }
 
 TEST_F(MetadataTableTest, MissingFileHasTheStampZero) {
@@ -177,10 +177,10 @@ TEST_F(MetadataTableTest, MissingFileHasTheStampZero) {
   Script().SetFile(path, MakeRich());
   STextInfo all;
   EXPECT_EQ(all.Read(Cache(), path), 0);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "0.0");
-  SqliteSpy::Clear();
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "0.0");
+  CSqliteSpy::Clear();
   EXPECT_EQ(all.Read(Cache(), path), 0);
-  EXPECT_THAT(SqliteSpy::TakeTraced(), ElementsAre(kSelect));
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect));
 }
 
 TEST_F(MetadataTableTest, FailedExtractionStoresNothing) {
@@ -189,8 +189,8 @@ TEST_F(MetadataTableTest, FailedExtractionStoresNothing) {
   const std::wstring path = MakeFile("a.tif", file);
   STextInfo all;
   EXPECT_EQ(all.Read(Cache(), path), -9);
-  EXPECT_THAT(SqliteSpy::TakeTraced(), ElementsAre(kSelect));
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "0");
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect));
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "0");
 }
 
 TEST_F(MetadataTableTest, LoopCountsMayBeNull) {
@@ -203,7 +203,7 @@ TEST_F(MetadataTableTest, LoopCountsMayBeNull) {
     EXPECT_EQ(all.info.width, 101u);
     EXPECT_EQ(all.objective.Str(), L"60x");
   }
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT M_timeLoop, M_lambdaLoop FROM metadata"), "201|4");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT M_timeLoop, M_lambdaLoop FROM metadata"), "201|4");
 }
 
 TEST_F(MetadataTableTest, NullPathFails) {
@@ -217,14 +217,14 @@ TEST_F(MetadataTableTest, PathIsKeyedAsPassed) {
   const std::wstring path = MakeFile("Mixed.tif", MakeRich());
   STextInfo all;
   all.Read(Cache(), path);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT filename FROM metadata"), Utf8(path));
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT filename FROM metadata"), Utf8(path));
   EXPECT_EQ(all.Read(Cache(), Folder().Wide("mixed.tif")), 0);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "2");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "2");
 }
 
 TEST_F(MetadataTableTest, FailedLookupIsReportedAndAnsweredFromTheFile) {
   const std::wstring path = MakeFile("a.tif", MakeRich());
-  SqliteSpy::FailStep(kSelect, SQLITE_BUSY);
+  CSqliteSpy::FailStep(kSelect, SQLITE_BUSY);
   STextInfo all;
   EXPECT_EQ(all.Read(Cache(), path), 0);
   const auto messages = m_diag.Take();
@@ -237,27 +237,27 @@ TEST_F(MetadataTableTest, FailedLookupIsReportedAndAnsweredFromTheFile) {
 }
 
 TEST_F(MetadataTableTest, FailedDeleteSkipsTheInsertSilently) {
-  sqlite3_busy_timeout(SqliteSpy::Connection(), 0);
+  sqlite3_busy_timeout(CSqliteSpy::Connection(), 0);
   const std::wstring path = MakeFile("a.tif", MakeRich());
   STextInfo all;
   {
-    Sql holder(DatabaseFile());
+    CSql holder(DatabaseFile());
     holder.Run("BEGIN IMMEDIATE");
     EXPECT_EQ(all.Read(Cache(), path), 0);
     holder.Run("COMMIT");
   }
   EXPECT_EQ(all.info.width, 101u);
-  auto calls = SqliteSpy::TakeCalls();
+  auto calls = CSqliteSpy::TakeCalls();
   calls.erase(calls.begin(), std::find(calls.begin(), calls.end(), "prepare " + kDelete));
   EXPECT_THAT(calls,
               ElementsAre("prepare " + kDelete, "bind_text16 1 '" + Utf8(path) + "'", "step 5", "clear", "reset"));
-  EXPECT_THAT(SqliteSpy::OpenStatements(), ElementsAre(kDelete));
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), ElementsAre(kDelete));
   EXPECT_TRUE(m_diag.Take().empty());
-  SqliteSpy::FinalizeOpenStatements();
+  CSqliteSpy::FinalizeOpenStatements();
 }
 
 TEST_F(MetadataTableTest, FailedInsertIsReportedTwiceAndChangesNoResult) {
-  Sql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON metadata BEGIN SELECT RAISE(FAIL, 'no room'); END");
+  CSql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON metadata BEGIN SELECT RAISE(FAIL, 'no room'); END");
   const std::wstring path = MakeFile("a.tif", MakeRich());
   STextInfo all;
   EXPECT_EQ(all.Read(Cache(), path), 0);
@@ -279,22 +279,22 @@ TEST_F(MetadataTableTest, OldRowsStayWhenTheirDeleteFails) {
   STextInfo all;
   all.Read(Cache(), path);
   SetTime(path, kBase + 2);
-  Sql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE DELETE ON metadata BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE DELETE ON metadata BEGIN SELECT RAISE(FAIL, 'kept'); END");
   EXPECT_EQ(all.Read(Cache(), path), 0);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "1.0");
-  SqliteSpy::FinalizeOpenStatements();
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "1.0");
+  CSqliteSpy::FinalizeOpenStatements();
 }
 
 TEST_F(MetadataTableTest, WorksWithoutADatabase) {
   Close();
   Host().Drop();
-  Service fresh;
+  CServiceHandle fresh;
   const std::wstring path = MakeFile("a.tif", MakeRich());
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   STextInfo all;
   EXPECT_EQ(all.Read(*fresh, path), 0);
   EXPECT_EQ(all.info.width, 101u);
-  EXPECT_THAT(SqliteSpy::TakeCalls(), IsEmpty());
+  EXPECT_THAT(CSqliteSpy::TakeCalls(), IsEmpty());
 }
 
 TEST_F(MetadataTableTest, CallersInParallelAllGetTheirAnswers) {
@@ -314,7 +314,7 @@ TEST_F(MetadataTableTest, CallersInParallelAllGetTheirAnswers) {
       }
     });
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "8");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "8");
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ class ConcurrencyTest : public ServiceTest {
   void SetUp() override {
     ServiceTest::SetUp();
     // Journal and sync are the file owner's business; here they only cost time.
-    Sql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
+    CSql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
     ASSERT_EQ(Open(), 0);
     Cache().SetThumbnailBox(16, 12, false);
   }
@@ -32,7 +32,7 @@ TEST_F(ConcurrencyTest, PurgeAndCancelWhileOthersQueue) {
   const auto queueing = [&] {
     for (int round = 0; round < 1500; ++round) {
       Queue(Cache(), batch);
-      for (std::size_t i = 0; i < batch.size(); i += 5) Glance(Cache(), batch[i]);
+      for (std::size_t i = 0; i < batch.size(); i += 5) PeekState(Cache(), batch[i]);
     }
     stop = true;
   };
@@ -44,15 +44,15 @@ TEST_F(ConcurrencyTest, PurgeAndCancelWhileOthersQueue) {
     }
   };
   RunTogether({queueing, queueing, purging, purging});
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   Drain(listener);
   Cache().PurgeUnusedThumbnails();
-  EXPECT_EQ(PlatformSpy::LivePictures(), 0);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 0);
 }
 
 // The delay after each insert is where another insert of the same connection would change the row id.
 TEST_F(ConcurrencyTest, EveryCallerGetsItsOwnRowId) {
-  SqliteSpy::SetStepHook([](const std::string& text) {
+  CSqliteSpy::SetStepHook([](const std::string& text) {
     if (text.starts_with("INSERT INTO stored") || text.starts_with("INSERT INTO experiments"))
       std::this_thread::sleep_for(std::chrono::microseconds(200));
   });
@@ -95,9 +95,9 @@ TEST_F(ConcurrencyTest, EveryCallerGetsItsOwnRowId) {
   std::thread worker([&] {
     // New thumbnails all the time: purged, made, and inserted again.
     while (!stop) {
-      Sql(DatabaseFile()).Run("DELETE FROM cache");
+      CSql(DatabaseFile()).Run("DELETE FROM cache");
       Queue(Cache(), batch);
-      Listener listener(Cache());
+      CRecordingListener listener(Cache());
       Drain(listener);
       Cache().PurgeUnusedThumbnails();
     }
@@ -111,7 +111,7 @@ TEST_F(ConcurrencyTest, EveryCallerGetsItsOwnRowId) {
 // The delay after each failed insert is where another statement would replace the connection's error text.
 TEST_F(ConcurrencyTest, EveryMessageCarriesItsOwnError) {
   Cache().WriteHistory(L"taken.tif", L"ada", 1.0, 1);
-  SqliteSpy::SetStepHook([](const std::string& text) {
+  CSqliteSpy::SetStepHook([](const std::string& text) {
     if (text.starts_with("INSERT INTO history")) std::this_thread::sleep_for(std::chrono::microseconds(200));
   });
   const auto failing = [&] {

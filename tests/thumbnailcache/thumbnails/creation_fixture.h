@@ -14,13 +14,13 @@ class CreationTest : public ServiceTest {
     ASSERT_EQ(Open(), 0);
   }
   // Makes the thumbnail and gives its state and picture, referenced by 1.
-  SLook Make(const std::wstring& path, std::uint32_t flags = 0) {
+  SLookup Make(const std::wstring& path, std::uint32_t flags = 0) {
     RequestNow(Cache(), {Describe(path, flags)});
     return Get(Cache(), Describe(path, flags));
   }
   std::string Size(std::uint32_t width, std::uint32_t height) {
     const std::wstring path = MakeFile("size-" + std::to_string(m_number++) + ".tif", standin::SFile(width, height));
-    const SLook look = Make(path);
+    const SLookup look = Make(path);
     EXPECT_EQ(look.state, kQvThumbnailReady);
     const std::string size = std::to_string(look.picture.width) + "x" + std::to_string(look.picture.height);
     if (look.HasPicture()) Cache().ReleaseThumbnail(1, Describe(path));

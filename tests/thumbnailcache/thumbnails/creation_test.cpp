@@ -66,18 +66,18 @@ TEST_F(CreationTest, FittingWrapsAt32Bits) {
 TEST_F(CreationTest, ImpossibleBoxFailsCleanly) {
   Cache().SetThumbnailBox(0xFFFFFFFFu, 0xFFFFFFFFu, false);
   const std::wstring path = MakeFile("a.tif", SFile(1, 1));
-  const SLook look = Make(path);
+  const SLookup look = Make(path);
   EXPECT_NE(look.state, kQvThumbnailReady);
   EXPECT_FALSE(look.HasPicture());
-  EXPECT_EQ(PlatformSpy::LivePictures(), 0);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 0);
 }
 
 TEST_F(CreationTest, RenderingIsAskedForTheOverview) {
   Script().RecordCalls(true);
-  PlatformSpy::Record(true);
+  CPlatformSpy::Record(true);
   Make(MakeFile("a.tif"));
   EXPECT_THAT(Script().TakeCalls(), Contains("RenderPicture 240x180 1 1 0 0 4294967295"));
-  EXPECT_THAT(PlatformSpy::TakeCalls({"Reinit"}), ElementsAre("Reinit 240x180 0 8 3 true"));
+  EXPECT_THAT(CPlatformSpy::TakeCalls({"Reinit"}), ElementsAre("Reinit 240x180 0 8 3 true"));
   Make(MakeFile("b.tif"), 1);
   EXPECT_THAT(Script().TakeCalls(), Contains("RenderPicture 240x180 1 0 0 0 4294967295"));
 }
@@ -98,9 +98,9 @@ TEST_F(CreationTest, CallsComeInOrder) {
 
 TEST_F(CreationTest, FileIsOpenedForItsIdentity) {
   const std::wstring path = MakeFile("a.tif");
-  PlatformSpy::Record(true);
+  CPlatformSpy::Record(true);
   RequestNow(Cache(), {Describe(path)});
-  const auto calls = PlatformSpy::TakeCalls({"QV_OpenFile", "QV_GetFile", "QV_CloseFile"});
+  const auto calls = CPlatformSpy::TakeCalls({"QV_OpenFile", "QV_GetFile", "QV_CloseFile"});
   EXPECT_THAT(calls, ::testing::UnorderedElementsAre("QV_OpenFile " + Utf8(path) + " 1 3 4294967295", "QV_GetFileSize",
                                                      "QV_GetFileTimes 1 0 1", "QV_CloseFile"));
   EXPECT_EQ(calls.front().substr(0, 11), "QV_OpenFile");
@@ -108,9 +108,9 @@ TEST_F(CreationTest, FileIsOpenedForItsIdentity) {
 }
 
 TEST_F(CreationTest, ManagerIsAskedForByNameAndReleased) {
-  PlatformSpy::Record(true);
+  CPlatformSpy::Record(true);
   RequestNow(Cache(), {});
-  const auto calls = PlatformSpy::TakeCalls({"CreateAndQuery", "Release"});
+  const auto calls = CPlatformSpy::TakeCalls({"CreateAndQuery", "Release"});
   ASSERT_THAT(calls, SizeIs(2));
   EXPECT_TRUE(calls[0].starts_with("CreateAndQuery CQvImageFormatManagerImpl IQvImageFormatManager no file"))
       << calls[0];
@@ -125,7 +125,7 @@ TEST_F(CreationTest, TimeIsTheLaterOfCreationAndLastWrite) {
   utimensat(AT_FDCWD, Utf8(future).c_str(), late, 0);
   utimensat(AT_FDCWD, Utf8(past).c_str(), early, 0);
   RequestNow(Cache(), {Describe(future), Describe(past)});
-  Sql sql(DatabaseFile());
+  CSql sql(DatabaseFile());
   EXPECT_EQ(sql.Value("SELECT lastWritten = 2488069.5 FROM cache WHERE filename LIKE '%future.tif'"), "1");
 
   SQvFindData data;
@@ -143,16 +143,16 @@ TEST_F(CreationTest, EmbeddedJpegIsPreferred) {
   file.tags[kPixelsTag] = std::vector<std::uint8_t>(DataSize(400, 300), 0x44);
   const std::wstring path = MakeFile("a.tif", file);
   Script().RecordCalls(true);
-  PlatformSpy::Record(true);
-  const SLook look = Make(path);
+  CPlatformSpy::Record(true);
+  const SLookup look = Make(path);
   EXPECT_EQ(look.state, kQvThumbnailReady);
   EXPECT_EQ(look.picture.width, 240u);
   EXPECT_EQ(UniformByte(look.picture), 0x33);
   EXPECT_EQ(Script().RenderCount(path), 0);
   EXPECT_THAT(Script().TakeCalls(), Not(Contains("GetCustomTag QvCustomTag:ThumbailPicbuf")));
-  EXPECT_THAT(PlatformSpy::TakeCalls({"Reinit", "Stretch", "Free"}),
+  EXPECT_THAT(CPlatformSpy::TakeCalls({"Reinit", "Stretch", "Free"}),
               ElementsAre("Reinit 240x180 0 8 3 true", "Reinit 60x45 0 8 3 false", "Stretch 3", "Free"));
-  EXPECT_EQ(PlatformSpy::LivePictures(), 1);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 1);
   Cache().ReleaseThumbnail(1, Describe(path));
 }
 
@@ -163,10 +163,10 @@ TEST_P(BadEmbeddedJpegTest, FallsBackToRendering) {
   file.tags[kJpegTag] = GetParam();
   file.tags[kPixelsTag] = std::vector<std::uint8_t>(DataSize(400, 300), 0x44);
   const std::wstring path = MakeFile("a.tif", file);
-  const SLook look = Make(path);
+  const SLookup look = Make(path);
   EXPECT_EQ(look.state, kQvThumbnailReady);
   EXPECT_EQ(UniformByte(look.picture), RenderedByte(path, 0)) << "raw pixels are only tried without a JPEG";
-  EXPECT_EQ(PlatformSpy::LivePictures(), 1);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 1);
   Cache().ReleaseThumbnail(1, Describe(path));
 }
 
@@ -189,17 +189,17 @@ TEST_F(CreationTest, EmbeddedPixelsOfTheRightSizeAreTaken) {
   SFile file;
   file.tags[kPixelsTag] = std::vector<std::uint8_t>(DataSize(400, 300), 0x44);
   const std::wstring path = MakeFile("a.tif", file);
-  PlatformSpy::Record(true);
-  const SLook look = Make(path);
+  CPlatformSpy::Record(true);
+  const SLookup look = Make(path);
   EXPECT_EQ(look.state, kQvThumbnailReady);
   EXPECT_EQ(UniformByte(look.picture), 0x44);
   EXPECT_EQ(Script().RenderCount(path), 0);
-  EXPECT_THAT(PlatformSpy::TakeCalls({"Reinit", "Stretch", "Free"}),
+  EXPECT_THAT(CPlatformSpy::TakeCalls({"Reinit", "Stretch", "Free"}),
               ElementsAre("Reinit 240x180 0 8 3 true", "Reinit 400x300 0 8 3 false", "Stretch 3"));
-  EXPECT_EQ(PlatformSpy::LivePictures(), 2) << "the temporary picture is left on this path, on purpose";
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 2) << "the temporary picture is left on this path, on purpose";
   Cache().ReleaseThumbnail(1, Describe(path));
   Close();
-  EXPECT_EQ(PlatformSpy::LivePictures(), 1);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 1);
   m_expectLeftPicture = true;
 }
 
@@ -211,7 +211,7 @@ TEST_F(CreationTest, EmbeddedPixelsOfAnotherSizeAreIgnored) {
     EXPECT_EQ(UniformByte(Make(path).picture), RenderedByte(path, 0));
     Cache().ReleaseThumbnail(1, Describe(path));
     Cache().PurgeUnusedThumbnails();
-    EXPECT_EQ(PlatformSpy::LivePictures(), 0);
+    EXPECT_EQ(CPlatformSpy::LivePictures(), 0);
   }
 }
 
@@ -227,30 +227,30 @@ TEST_P(FailureTest, LeavesADefiniteStateWithoutAPicture) {
   SFile file;
   GetParam().script(file);
   const std::wstring path = MakeFile("a.tif", file);
-  const SLook look = Make(path);
+  const SLookup look = Make(path);
   EXPECT_EQ(look.state, GetParam().state);
   EXPECT_FALSE(look.HasPicture());
-  EXPECT_EQ(PlatformSpy::LivePictures(), 0);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 0);
   EXPECT_TRUE(m_diag.Take().empty());
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "0");
 }
 
 TEST_P(FailureTest, DropsThePictureOfAStaleThumbnail) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
   SFile file;
   GetParam().script(file);
   Script().SetFile(path, file);
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
+  EXPECT_EQ(PeekState(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
   listener.WaitFor(path);
   EXPECT_EQ(Get(Cache(), Describe(path)).state, GetParam().state);
   // Unreadable geometry leaves the old picture; every other failure drops it.
-  EXPECT_LE(PlatformSpy::LivePictures(), 1);
+  EXPECT_LE(CPlatformSpy::LivePictures(), 1);
   // With a limit of one picture another one must fit: the dropped one is not counted any more.
   Cache().PurgeUnusedThumbnails();
-  EXPECT_EQ(PlatformSpy::LivePictures(), 0);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Steps, FailureTest,
@@ -277,23 +277,23 @@ TEST_F(CreationTest, FailingTextsAreNoFailureOfTheThumbnail) {
 TEST_F(CreationTest, MissingFileYieldsNone) { EXPECT_EQ(Make(Folder().Wide("missing.tif")).state, kQvThumbnailNone); }
 
 TEST_F(CreationTest, MissingFileDropsThePicture) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
   std::filesystem::remove(Utf8(path));
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
+  EXPECT_EQ(PeekState(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
   listener.WaitFor(path);
   EXPECT_EQ(Get(Cache(), Describe(path)).state, kQvThumbnailNone);
-  EXPECT_EQ(PlatformSpy::LivePictures(), 0);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 0);
 }
 
 TEST_F(CreationTest, FolderYieldsNoneButItsTimeIsKnown) {
   std::filesystem::create_directory(Folder().Path("folder.tif"));
   const std::wstring path = Folder().Wide("folder.tif");
-  PlatformSpy::Record(true);
+  CPlatformSpy::Record(true);
   EXPECT_EQ(Make(path).state, kQvThumbnailNone);
-  EXPECT_THAT(PlatformSpy::TakeCalls({"QV_"}), ElementsAre("QV_OpenFile " + Utf8(path) + " 1 3 4294967295",
-                                                           "QV_FindFileFirst " + Utf8(path), "QV_FindFileClose"));
+  EXPECT_THAT(CPlatformSpy::TakeCalls({"QV_"}), ElementsAre("QV_OpenFile " + Utf8(path) + " 1 3 4294967295",
+                                                            "QV_FindFileFirst " + Utf8(path), "QV_FindFileClose"));
 
   // The entry's time is the folder's: a request with that time leaves it alone, any other tries again.
   SQvFindData data;
@@ -302,11 +302,11 @@ TEST_F(CreationTest, FolderYieldsNoneButItsTimeIsKnown) {
   QV_FindFileClose(find);
   const double time = std::max(CQvDateTime(data.creationTime).GetJulianDayNumber(),
                                CQvDateTime(data.lastWriteTime).GetJulianDayNumber());
-  PlatformSpy::TakeCalls();
+  CPlatformSpy::TakeCalls();
   RequestNow(Cache(), {Describe(path, 0, time)});
-  EXPECT_THAT(PlatformSpy::TakeCalls({"QV_"}), IsEmpty());
+  EXPECT_THAT(CPlatformSpy::TakeCalls({"QV_"}), IsEmpty());
   RequestNow(Cache(), {Describe(path, 0, 0.0)});
-  EXPECT_THAT(PlatformSpy::TakeCalls({"QV_OpenFile"}), SizeIs(1));
+  EXPECT_THAT(CPlatformSpy::TakeCalls({"QV_OpenFile"}), SizeIs(1));
 }
 
 TEST_F(CreationTest, TextInformationIsStoredUnderTheFilePath) {
@@ -314,9 +314,9 @@ TEST_F(CreationTest, TextInformationIsStoredUnderTheFilePath) {
   file.metadata.text.author = L"Ada";
   const std::wstring path = MakeFile("a.tif", file);
   Make(path);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT filename, M_author, M_width, M_height FROM metadata"),
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT filename, M_author, M_width, M_height FROM metadata"),
             Utf8(path) + "|Ada|400|300");
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT M_fileSize FROM metadata"), "7") << "the size of the file itself";
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT M_fileSize FROM metadata"), "7") << "the size of the file itself";
   Cache().ReleaseThumbnail(1, Describe(path));
 }
 

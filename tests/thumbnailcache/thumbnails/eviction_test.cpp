@@ -16,28 +16,28 @@ class EvictionTest : public CreationTest {
 
 TEST_F(EvictionTest, LeastRecentlyUsedPictureGoesFirst) {
   const std::wstring a = MakeReady("a.tif"), b = MakeReady("b.tif"), c = MakeReady("c.tif");
-  Glance(Cache(), Describe(a));  // its release counts as use
+  PeekState(Cache(), Describe(a));  // its release counts as use
   Cache().SetCacheLimit(2);
   const std::wstring d = MakeReady("d.tif");
-  EXPECT_EQ(PlatformSpy::LivePictures(), 3) << "room is made before the new one, which is one too many for a moment";
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 3) << "room is made before the new one, which is one too many for a moment";
   const std::wstring e = MakeReady("e.tif");
-  EXPECT_EQ(PlatformSpy::LivePictures(), 3);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 3);
   // Order of use: b, c, a, d, e. The request for d evicted b; that for e evicted c.
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   OccupyWorkers(listener);
   EXPECT_EQ(Get(Cache(), Describe(b)).state, kQvThumbnailQueued);
   EXPECT_EQ(Get(Cache(), Describe(c)).state, kQvThumbnailQueued);
-  EXPECT_EQ(Glance(Cache(), Describe(e)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(e)), kQvThumbnailReady);
   Cache().CancelAllRequests();
   FreeWorkers(listener);
 }
 
 TEST_F(EvictionTest, ShownPicturesStay) {
   const std::wstring a = MakeReady("a.tif"), b = MakeReady("b.tif");
-  const SLook look = Get(Cache(), Describe(a));
+  const SLookup look = Get(Cache(), Describe(a));
   Cache().SetCacheLimit(0);
   MakeReady("c.tif");
-  EXPECT_EQ(PlatformSpy::LivePictures(), 2) << "the shown one and the new one";
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 2) << "the shown one and the new one";
   EXPECT_EQ(UniformByte(look.picture), RenderedByte(a, 0));
   EXPECT_EQ(Get(Cache(), Describe(b)).state, kQvThumbnailQueued);
   Cache().ReleaseThumbnail(1, Describe(a));
@@ -50,23 +50,23 @@ TEST_F(EvictionTest, ReleaseKeepsAnEvictedLookingEntryEvictable) {
   MakeReady("b.tif");
   Cache().ReleaseThumbnail(1, Describe(a));
   MakeReady("c.tif");
-  EXPECT_EQ(PlatformSpy::LivePictures(), 1);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 1);
 }
 
 TEST_F(EvictionTest, EvictedPictureComesBackFromItsRow) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring a = MakeReady("a.tif");
   Cache().SetCacheLimit(0);
   MakeReady("b.tif");
   Cache().SetCacheLimit(10);
   EXPECT_EQ(Get(Cache(), Describe(a)).state, kQvThumbnailQueued);
   listener.WaitFor(a);
-  EXPECT_EQ(Glance(Cache(), Describe(a)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(a)), kQvThumbnailReady);
   EXPECT_EQ(Script().RenderCount(a), 1);
 }
 
 TEST_F(EvictionTest, WorkersEvictTooAndQueuedRequestsDoNot) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring a = MakeReady("a.tif");
   Cache().SetCacheLimit(0);
   OccupyWorkers(listener);
@@ -79,7 +79,7 @@ TEST_F(EvictionTest, WorkersEvictTooAndQueuedRequestsDoNot) {
   OccupyWorkers(listener);
   Cache().SetCacheLimit(0);
   Queue(Cache(), {Describe(MakeFile("c.tif"))});
-  EXPECT_EQ(Glance(Cache(), Describe(b)), kQvThumbnailReady) << "queuing evicts nothing";
+  EXPECT_EQ(PeekState(Cache(), Describe(b)), kQvThumbnailReady) << "queuing evicts nothing";
   FreeWorkers(listener);
   Drain(listener);
   EXPECT_EQ(Get(Cache(), Describe(b)).state, kQvThumbnailQueued);
@@ -89,18 +89,18 @@ TEST_F(EvictionTest, EveryRequestEvictsEvenIfItTakesNothing) {
   const std::wstring a = MakeReady("a.tif"), b = MakeReady("b.tif");
   Cache().SetCacheLimit(1);
   RequestNow(Cache(), {Describe(b)});
-  EXPECT_EQ(PlatformSpy::LivePictures(), 1);
-  EXPECT_EQ(Glance(Cache(), Describe(b)), kQvThumbnailReady);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 1);
+  EXPECT_EQ(PeekState(Cache(), Describe(b)), kQvThumbnailReady);
 }
 
 TEST_F(EvictionTest, StalePicturesMayGo) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring a = MakeReady("a.tif");
   OccupyWorkers(listener);
-  EXPECT_EQ(Glance(Cache(), Describe(a, 0, 1.0)), kQvThumbnailStale);
+  EXPECT_EQ(PeekState(Cache(), Describe(a, 0, 1.0)), kQvThumbnailStale);
   Cache().SetCacheLimit(0);
   RequestNow(Cache(), {Describe(Folder().Wide("missing.tif"))});
-  EXPECT_EQ(PlatformSpy::LivePictures(), 2) << "only what the two workers are making";
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 2) << "only what the two workers are making";
   FreeWorkers(listener);
   Drain(listener);
   EXPECT_EQ(Script().RenderCount(a), 1) << "dormant, so the queued pointer is skipped";
@@ -111,10 +111,10 @@ TEST_F(EvictionTest, TheMostUsedOfManyStay) {
   for (int i = 0; i < 40; ++i) paths.push_back(MakeReady("p" + std::to_string(100 + i * 7 % 40) + ".tif"));
   Cache().SetCacheLimit(10);
   RequestNow(Cache(), {Describe(Folder().Wide("missing.tif"))});
-  EXPECT_EQ(PlatformSpy::LivePictures(), 10);
-  Listener listener(Cache());
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 10);
+  CRecordingListener listener(Cache());
   for (int i = 30; i < 40; ++i)
-    EXPECT_EQ(Glance(Cache(), Describe(paths[static_cast<std::size_t>(i)])), kQvThumbnailReady) << i;
+    EXPECT_EQ(PeekState(Cache(), Describe(paths[static_cast<std::size_t>(i)])), kQvThumbnailReady) << i;
 }
 
 }  // namespace

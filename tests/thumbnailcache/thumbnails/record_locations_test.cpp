@@ -14,7 +14,7 @@ const std::wstring kJpegTag = L"QvCustomTag:ThumbailJpg";
 
 class OwnedRecordTest : public CreationTest {
  protected:
-  SLook MakeOwned(IQvInterface* owner, const std::wstring& field = L"Image") {
+  SLookup MakeOwned(IQvInterface* owner, const std::wstring& field = L"Image") {
     const auto desc = Describe(SQvThumbnailDescription::MakeDBLocation(7, field).Str(), 0, 0.0, owner);
     RequestNow(Cache(), {desc});
     return Get(Cache(), desc);
@@ -23,7 +23,7 @@ class OwnedRecordTest : public CreationTest {
     Cache().ReleaseThumbnail(1, Describe(SQvThumbnailDescription::MakeDBLocation(7, L"image").Str()));
   }
 
-  ImageDatabase m_owner;
+  CImageDatabase m_owner;
 };
 
 TEST_F(OwnedRecordTest, OwnerIsAskedWithinItsAccess) {
@@ -31,15 +31,15 @@ TEST_F(OwnedRecordTest, OwnerIsAskedWithinItsAccess) {
   file.tags[kJpegTag] = MakeStream(60, 45, 3, 8, 0x33);
   m_owner.records[7].fields[L"image"] = file;
   Script().RecordCalls(true);
-  SqliteSpy::Clear();
-  const SLook look = MakeOwned(&m_owner);
+  CSqliteSpy::Clear();
+  const SLookup look = MakeOwned(&m_owner);
   EXPECT_EQ(look.state, kQvThumbnailReady);
   EXPECT_EQ(UniformByte(look.picture), RenderedByte(L"db:7:image", 0)) << "embedded thumbnails are not tried";
   EXPECT_THAT(m_owner.TakeCalls(), ElementsAre("BeginAccess", "GetRecord 7 changeable", "Open",
                                                "GetPictureSource image", "Record.Release", "EndAccess"));
   EXPECT_THAT(Script().TakeCalls(), ElementsAre("GetPictureInfo", "RenderPicture 240x180 1 1 0 0 4294967295",
                                                 "Source.Release", "Manager.Release"));
-  EXPECT_THAT(SqliteSpy::TakeTraced(), SizeIs(1)) << "it is looked up, and never saved";
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), SizeIs(1)) << "it is looked up, and never saved";
   EXPECT_EQ(m_owner.inside, 0);
   EXPECT_EQ(m_owner.liveRecords, 0);
   EXPECT_EQ(m_owner.references, 1);
@@ -47,15 +47,15 @@ TEST_F(OwnedRecordTest, OwnerIsAskedWithinItsAccess) {
 }
 
 TEST_F(OwnedRecordTest, QueuedRequestUsesTheOwnerToo) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   m_owner.records[7].fields[L"image"] = SFile();
   const std::wstring location = SQvThumbnailDescription::MakeDBLocation(7, L"image").Str();
   Queue(Cache(), {Describe(location, 0, 0.0, &m_owner)});
   listener.WaitFor(location);
-  EXPECT_EQ(Glance(Cache(), Describe(location)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(location)), kQvThumbnailReady);
   EXPECT_EQ(m_owner.inside, 0);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "0");
 }
 
 TEST_F(OwnedRecordTest, WithoutAnOwnerNothingChanges) {
@@ -89,13 +89,13 @@ TEST_F(OwnedRecordTest, FailuresAreFailedAndNeverUnavailable) {
     EXPECT_EQ(MakeOwned(&m_owner, field).state, kQvThumbnailFailed) << Utf8(field);
     EXPECT_EQ(m_owner.TakeCalls().back(), "EndAccess");
   }
-  EXPECT_EQ(PlatformSpy::LivePictures(), 0);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 0);
   EXPECT_EQ(m_owner.inside, 0);
 }
 
 TEST_F(OwnedRecordTest, RecordWithoutAreaFailsCleanly) {
   m_owner.records[7].fields[L"image"] = SFile(0, 0);
-  const SLook look = MakeOwned(&m_owner);
+  const SLookup look = MakeOwned(&m_owner);
   EXPECT_EQ(look.state, kQvThumbnailFailed);
   EXPECT_EQ(m_owner.inside, 0);
 }

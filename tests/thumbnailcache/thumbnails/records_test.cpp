@@ -29,7 +29,7 @@ class RecordsTest : public ServiceTest {
 
   void InsertRow(const std::string& location, int flags, double lastWritten, int quality,
                  const std::vector<std::uint8_t>& blob) {
-    Sql sql(DatabaseFile());
+    CSql sql(DatabaseFile());
     sqlite3_stmt* statement = nullptr;
     ASSERT_EQ(sqlite3_prepare_v2(sql.Handle(),
                                  "INSERT INTO cache (filename, flags, lastWritten, quality, binData) "
@@ -65,9 +65,9 @@ class RecordsTest : public ServiceTest {
 
 TEST_F(RecordsTest, NewThumbnailIsLookedUpDeletedAndInserted) {
   const std::wstring path = MakeFile("a.tif");
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   RequestNow(Cache(), {Describe(path, 3)});
-  const auto calls = SqliteSpy::TakeCalls();
+  const auto calls = CSqliteSpy::TakeCalls();
   const std::string name = "bind_text 1 '" + Utf8(path) + "'";
   EXPECT_THAT(CallsOf(calls, kSelect),
               ElementsAre("prepare " + kSelect, name, "bind_int 2 3", "step 101", "finalize 0"));
@@ -85,30 +85,30 @@ TEST_F(RecordsTest, NewThumbnailIsLookedUpDeletedAndInserted) {
 }
 
 TEST_F(RecordsTest, StatementsComeInOrderThenTheTextInformation) {
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   RequestNow(Cache(), {Describe(MakeFile("a.tif"))});
-  const auto traced = SqliteSpy::TakeTraced();
+  const auto traced = CSqliteSpy::TakeTraced();
   ASSERT_THAT(traced, SizeIs(5));
   EXPECT_EQ(traced[0], kSelect);
   EXPECT_EQ(traced[1], kDelete);
   EXPECT_EQ(traced[2], kInsert);
   EXPECT_EQ(traced[3], "DELETE FROM metadata WHERE filename = :FN");
   EXPECT_THAT(traced[4], ::testing::StartsWith("INSERT INTO metadata ("));
-  EXPECT_THAT(SqliteSpy::OpenStatements(), IsEmpty());
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), IsEmpty());
 }
 
 TEST_F(RecordsTest, StoredRowIsTakenWithoutLookingAtTheFile) {
   InsertRow("/nowhere/a.tif", 0, 123.5, 1, MakeStream(20, 10, 3, 8, 0x5A));
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   Script().RecordCalls(true);
   const auto desc = Describe(L"/nowhere/a.tif");
   RequestNow(Cache(), {desc});
-  EXPECT_THAT(SqliteSpy::TakeTraced(), ElementsAre(kSelect));
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect));
   EXPECT_THAT(Script().TakeCalls(),
               ElementsAre("GetCodecByName JPG", "OpenInputMemory " + std::to_string(16 + 600), "GetPictureInfo",
                           "ReadPicture 0 0", "Source.Release", "Codec.Release", "Manager.Release"));
 
-  const SLook look = Get(Cache(), desc);
+  const SLookup look = Get(Cache(), desc);
   EXPECT_EQ(look.state, kQvThumbnailReady);
   EXPECT_EQ(look.picture.width, 20u);
   EXPECT_EQ(look.picture.height, 10u);
@@ -121,9 +121,9 @@ TEST_F(RecordsTest, RowGivesTimeAndQuality) {
   InsertRow("/nowhere/high.tif", 0, 123.5, 1, MakeStream(20, 10, 3, 8, 1));
   InsertRow("/nowhere/standard.tif", 0, 123.5, 0, MakeStream(20, 10, 3, 8, 1));
   RequestNow(Cache(), {Describe(L"/nowhere/high.tif"), Describe(L"/nowhere/standard.tif")});
-  EXPECT_EQ(Glance(Cache(), Describe(L"/nowhere/high.tif", 0, 123.5)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(L"/nowhere/high.tif", 0, 123.5)), kQvThumbnailReady);
   Cache().SetHighQuality(true);
-  EXPECT_EQ(Glance(Cache(), Describe(L"/nowhere/high.tif")), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(L"/nowhere/high.tif")), kQvThumbnailReady);
   EXPECT_EQ(Get(Cache(), Describe(L"/nowhere/standard.tif")).state, kQvThumbnailStale);
   EXPECT_EQ(Get(Cache(), Describe(L"/nowhere/high.tif", 0, 123.25)).state, kQvThumbnailStale);
   Cache().ReleaseThumbnail(1, Describe(L"/nowhere/standard.tif"));
@@ -132,53 +132,53 @@ TEST_F(RecordsTest, RowGivesTimeAndQuality) {
 
 TEST_F(RecordsTest, PictureIsShapedAsTheRowSays) {
   InsertRow("/nowhere/a.tif", 0, 1, 0, MakeStream(33, 7, 3, 8, 9));
-  PlatformSpy::Record(true);
+  CPlatformSpy::Record(true);
   RequestNow(Cache(), {Describe(L"/nowhere/a.tif")});
-  EXPECT_THAT(PlatformSpy::TakeCalls({"Reinit", "Free", "Stretch"}), ElementsAre("Reinit 33x7 0 8 3 true"));
+  EXPECT_THAT(CPlatformSpy::TakeCalls({"Reinit", "Free", "Stretch"}), ElementsAre("Reinit 33x7 0 8 3 true"));
 }
 
 TEST_F(RecordsTest, RowIsKeyedByLocationAndFlags) {
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path, 0), Describe(path, 1)});
-  EXPECT_THAT(Sql(DatabaseFile()).Rows("SELECT filename, flags FROM cache ORDER BY flags"),
+  EXPECT_THAT(CSql(DatabaseFile()).Rows("SELECT filename, flags FROM cache ORDER BY flags"),
               ElementsAre(Utf8(path) + "|0", Utf8(path) + "|1"));
 }
 
 TEST_F(RecordsTest, FlagsBindAsASignedNumber) {
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path, 0xFFFFFFFFu)});
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT flags FROM cache"), "-1");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT flags FROM cache"), "-1");
   Cache().PurgeUnusedThumbnails();
   RequestNow(Cache(), {Describe(path, 0xFFFFFFFFu)});
   EXPECT_EQ(Script().RenderCount(path), 1);
 }
 
 TEST_F(RecordsTest, SavingAgainLeavesOneRowWithTheLatestValues) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT quality FROM cache"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT quality FROM cache"), "0");
   Cache().SetHighQuality(true);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailStale);
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailStale);
   listener.WaitFor(path);
-  EXPECT_THAT(Sql(DatabaseFile()).Rows("SELECT flags, quality FROM cache"), ElementsAre("0|1"));
+  EXPECT_THAT(CSql(DatabaseFile()).Rows("SELECT flags, quality FROM cache"), ElementsAre("0|1"));
 }
 
 TEST_F(RecordsTest, NonAsciiLocationsAreStoredAsUtf8) {
   const std::wstring path = MakeFile("\xC3\xA4\xE6\xBC\xA2\xF0\x9F\x94\xAC.tif");
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT filename FROM cache"), Utf8(path));
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT filename FROM cache"), Utf8(path));
   Cache().PurgeUnusedThumbnails();
   RequestNow(Cache(), {Describe(path)});
   EXPECT_EQ(Script().RenderCount(path), 1);
 }
 
 TEST_F(RecordsTest, QueuedRequestReadsTheRowToo) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   InsertRow("/nowhere/a.tif", 0, 1, 0, MakeStream(20, 10, 3, 8, 7));
   Queue(Cache(), {Describe(L"/nowhere/a.tif")});
   listener.WaitFor(L"/nowhere/a.tif");
-  EXPECT_EQ(Glance(Cache(), Describe(L"/nowhere/a.tif")), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(L"/nowhere/a.tif")), kQvThumbnailReady);
 }
 
 struct SBadBlob {
@@ -200,9 +200,9 @@ TEST_P(BadRowTest, FailsTheEntryAndStays) {
   EXPECT_EQ(messages[0].file, kSource);
   EXPECT_EQ(Get(Cache(), Describe(m_ownerless)).state, kQvThumbnailFailed);
   EXPECT_FALSE(Get(Cache(), Describe(m_ownerless)).HasPicture());
-  EXPECT_EQ(PlatformSpy::LivePictures(), 0);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "1");
-  EXPECT_THAT(SqliteSpy::OpenStatements(), IsEmpty());
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 0);
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "1");
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), IsEmpty());
 }
 
 TEST_P(BadRowTest, IsMadeAnewFromTheFile) {
@@ -210,7 +210,7 @@ TEST_P(BadRowTest, IsMadeAnewFromTheFile) {
   InsertRow(Utf8(path), 0, 5, 0, GetParam().blob);
   RequestNow(Cache(), {Describe(path)});
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(GetParam().message));
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
   Cache().PurgeUnusedThumbnails();
   RequestNow(Cache(), {Describe(path)});
   EXPECT_EQ(Script().RenderCount(path), 1) << "the row was replaced by a good one";
@@ -233,7 +233,7 @@ TEST_F(RecordsTest, MissingCodecFailsTheEntry) {
   Script().FailCodecByName(-9);
   RequestNow(Cache(), {Describe(m_ownerless)});
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kBadPicture));
-  EXPECT_EQ(Glance(Cache(), Describe(m_ownerless)), kQvThumbnailFailed);
+  EXPECT_EQ(PeekState(Cache(), Describe(m_ownerless)), kQvThumbnailFailed);
 }
 
 TEST_F(RecordsTest, FailedReadFreesThePictureHeld) {
@@ -243,11 +243,11 @@ TEST_F(RecordsTest, FailedReadFreesThePictureHeld) {
   RequestNow(Cache(), {Describe(path)});
   Cache().SetCacheLimit(0);
   RequestNow(Cache(), {Describe(MakeFile("b.tif"))});
-  Sql(DatabaseFile()).Run("UPDATE cache SET binData = x'00' WHERE filename = '" + Utf8(path) + "'");
+  CSql(DatabaseFile()).Run("UPDATE cache SET binData = x'00' WHERE filename = '" + Utf8(path) + "'");
   RequestNow(Cache(), {Describe(path)});
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kBadPicture));
   EXPECT_EQ(Script().RenderCount(path), 2);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
 }
 
 TEST_F(RecordsTest, NoRowAndNoPictureYieldsNone) {
@@ -258,20 +258,20 @@ TEST_F(RecordsTest, NoRowAndNoPictureYieldsNone) {
 
 TEST_F(RecordsTest, NoRowAndAPictureYieldsStaleAndLeavesIt) {
   // The worker finds the stale picture shown again and leaves it, dormant, with its pixels.
-  Listener listener(Cache());
-  ImageDatabase owner;
+  CRecordingListener listener(Cache());
+  CImageDatabase owner;
   owner.records[1].fields[L"image"] = standin::SFile();
   RequestNow(Cache(), {Describe(m_ownerless, 0, 0.0, &owner)});
   OccupyWorkers(listener);
   Get(Cache(), Describe(m_ownerless), 1);
   Cache().ReleaseThumbnail(1, Describe(m_ownerless, 0, 5.0));
-  const SLook shown = Get(Cache(), Describe(m_ownerless, 0, 5.0), 2);
+  const SLookup shown = Get(Cache(), Describe(m_ownerless, 0, 5.0), 2);
   ASSERT_EQ(shown.state, kQvThumbnailStale);
   FreeWorkers(listener);
   Drain(listener);
 
   RequestNow(Cache(), {Describe(m_ownerless)});
-  const SLook look = Get(Cache(), Describe(m_ownerless, 0, 5.0), 3);
+  const SLookup look = Get(Cache(), Describe(m_ownerless, 0, 5.0), 3);
   EXPECT_EQ(look.state, kQvThumbnailStale);
   EXPECT_EQ(look.picture.data, shown.picture.data);
   EXPECT_EQ(UniformByte(shown.picture), standin::RenderedByte(L"db:1:image", 0));
@@ -281,7 +281,7 @@ TEST_F(RecordsTest, NoRowAndAPictureYieldsStaleAndLeavesIt) {
 }
 
 TEST_F(RecordsTest, FailedLookupIsReportedAndCountsAsNoRow) {
-  Sql(DatabaseFile()).Run("DROP TABLE cache");
+  CSql(DatabaseFile()).Run("DROP TABLE cache");
   RequestNow(Cache(), {Describe(m_ownerless)});
   const auto messages = m_diag.Take();
   ASSERT_THAT(messages, SizeIs(1));
@@ -292,13 +292,13 @@ TEST_F(RecordsTest, FailedLookupIsReportedAndCountsAsNoRow) {
 }
 
 TEST_F(RecordsTest, LockedLookupIsReported) {
-  sqlite3_busy_timeout(SqliteSpy::Connection(), 0);
+  sqlite3_busy_timeout(CSqliteSpy::Connection(), 0);
   const std::wstring path = MakeFile("a.tif");
-  Sql holder(DatabaseFile());
+  CSql holder(DatabaseFile());
   holder.Run("BEGIN EXCLUSIVE");
   RequestNow(Cache(), {Describe(path)});
   holder.Run("COMMIT");
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady) << "the picture is made all the same";
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady) << "the picture is made all the same";
   EXPECT_THAT(m_diag.TakeTexts(), Contains(L"res != SQLITE_DONE && res != SQLITE_ROW"));
 }
 
@@ -336,41 +336,41 @@ TEST_F(RecordsTest, OutputCallsAreInOrder) {
 }
 
 TEST_F(RecordsTest, FailedDeleteSkipsTheInsertSilently) {
-  sqlite3_busy_timeout(SqliteSpy::Connection(), 0);
+  sqlite3_busy_timeout(CSqliteSpy::Connection(), 0);
   const std::wstring path = MakeFile("a.tif");
   {
-    Sql holder(DatabaseFile());
+    CSql holder(DatabaseFile());
     holder.Run("BEGIN IMMEDIATE");
-    SqliteSpy::Clear();
+    CSqliteSpy::Clear();
     RequestNow(Cache(), {Describe(path)});
     holder.Run("COMMIT");
   }
-  const auto calls = SqliteSpy::TakeCalls();
+  const auto calls = CSqliteSpy::TakeCalls();
   EXPECT_THAT(CallsOf(calls, kDelete), ElementsAre("prepare " + kDelete, "bind_text 1 '" + Utf8(path) + "'",
                                                    "bind_int 2 0", "step 5", "clear", "reset"));
   EXPECT_THAT(calls, ::testing::Not(Contains("prepare " + kInsert)));
   EXPECT_TRUE(m_diag.Take().empty());
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
-  EXPECT_THAT(SqliteSpy::OpenStatements(), Contains(kDelete));
-  SqliteSpy::FinalizeOpenStatements();
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), Contains(kDelete));
+  CSqliteSpy::FinalizeOpenStatements();
 }
 
 TEST_F(RecordsTest, CloseFinishesWhatWasLeft) {
-  sqlite3_busy_timeout(SqliteSpy::Connection(), 0);
+  sqlite3_busy_timeout(CSqliteSpy::Connection(), 0);
   {
-    Sql holder(DatabaseFile());
+    CSql holder(DatabaseFile());
     holder.Run("BEGIN IMMEDIATE");
     RequestNow(Cache(), {Describe(MakeFile("a.tif"))});
     holder.Run("COMMIT");
   }
-  EXPECT_FALSE(SqliteSpy::OpenStatements().empty());
+  EXPECT_FALSE(CSqliteSpy::OpenStatements().empty());
   EXPECT_EQ(Close(), 0);
-  EXPECT_EQ(SqliteSpy::TakeCalls().back(), "close 0");
-  EXPECT_EQ(SqliteSpy::OpenConnections(), 0);
+  EXPECT_EQ(CSqliteSpy::TakeCalls().back(), "close 0");
+  EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
 }
 
 TEST_F(RecordsTest, FailedInsertIsReportedTwice) {
-  Sql(DatabaseFile())
+  CSql(DatabaseFile())
       .Run("CREATE TRIGGER full BEFORE INSERT ON cache BEGIN SELECT RAISE(FAIL, 'no \xC3\xA4 room'); END");
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
@@ -382,12 +382,12 @@ TEST_F(RecordsTest, FailedInsertIsReportedTwice) {
     EXPECT_EQ(message.format, L"%s");
     EXPECT_EQ(message.file, kSource);
   }
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
 }
 
 TEST_F(RecordsTest, MessageBelongsToTheFailedStatement) {
-  SqliteSpy::FailFinalize("INSERT INTO cache", SQLITE_FULL);
+  CSqliteSpy::FailFinalize("INSERT INTO cache", SQLITE_FULL);
   RequestNow(Cache(), {Describe(MakeFile("a.tif"))});
   const auto texts = m_diag.TakeTexts();
   ASSERT_THAT(texts, SizeIs(1));
@@ -402,13 +402,13 @@ TEST_P(EncodingTest, FailedEncodingNeverStepsTheInsert) {
   if (step == 4) Script().FailCodecByName(-9);
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_THAT(SqliteSpy::TakePrepared(), Contains(kInsert));
-  EXPECT_THAT(SqliteSpy::TakeTraced(), ::testing::Not(Contains(kInsert)));
+  EXPECT_THAT(CSqliteSpy::TakePrepared(), Contains(kInsert));
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), ::testing::Not(Contains(kInsert)));
   EXPECT_TRUE(m_diag.Take().empty());
-  EXPECT_THAT(SqliteSpy::OpenStatements(), IsEmpty());
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "1");
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), IsEmpty());
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "1");
 }
 
 INSTANTIATE_TEST_SUITE_P(Steps, EncodingTest, ::testing::Range(0, 5));

@@ -18,7 +18,7 @@ class RequestTest : public ServiceTest {
   }
 
   double StoredTime(const std::wstring& path) {
-    return Sql(DatabaseFile()).Number("SELECT lastWritten FROM cache WHERE filename='" + Utf8(path) + "'");
+    return CSql(DatabaseFile()).Number("SELECT lastWritten FROM cache WHERE filename='" + Utf8(path) + "'");
   }
   // A file that fails, so that its entry's time is the file's.
   std::wstring MakeFailed(const std::string& name) {
@@ -31,35 +31,35 @@ class RequestTest : public ServiceTest {
 };
 
 TEST_F(RequestTest, EmptyBatchReturnsAtOnce) {
-  PlatformSpy::Record(true);
+  CPlatformSpy::Record(true);
   EXPECT_EQ(Cache().RequestThumbnails(0, nullptr, 0, 0, false), 0);
-  EXPECT_THAT(PlatformSpy::TakeCalls({"CreateAndQuery", "Release"}), SizeIs(2))
+  EXPECT_THAT(CPlatformSpy::TakeCalls({"CreateAndQuery", "Release"}), SizeIs(2))
       << "a manager is obtained and given back all the same";
   EXPECT_EQ(Cache().RequestThumbnails(0, nullptr, 0, 0, true), 0);
-  EXPECT_THAT(PlatformSpy::TakeCalls({"CreateAndQuery", "Release"}), IsEmpty());
+  EXPECT_THAT(CPlatformSpy::TakeCalls({"CreateAndQuery", "Release"}), IsEmpty());
 }
 
 TEST_F(RequestTest, OneManagerServesABatch) {
-  PlatformSpy::Record(true);
+  CPlatformSpy::Record(true);
   RequestNow(Cache(), {Describe(MakeFile("a.tif")), Describe(MakeFile("b.tif")), Describe(MakeFile("c.tif"))});
-  EXPECT_THAT(PlatformSpy::TakeCalls({"CreateAndQuery"}), SizeIs(1));
+  EXPECT_THAT(CPlatformSpy::TakeCalls({"CreateAndQuery"}), SizeIs(1));
 }
 
 TEST_F(RequestTest, SpellingsShareAnEntryAndQualitiesDoNot) {
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path), Describe(Upper(path)), Describe(path, 2), Describe(Upper(path), 1)});
   EXPECT_EQ(Script().RenderCount(path), 2);
-  EXPECT_EQ(PlatformSpy::LivePictures(), 2);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 2);
 }
 
 TEST_F(RequestTest, SynchronousRequestsCallNoListener) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   RequestNow(Cache(), {Describe(MakeFile("a.tif"))});
   EXPECT_THAT(listener.Locations(), IsEmpty());
 }
 
 TEST_F(RequestTest, ReadyThumbnailIsNeverRemadeByARequest) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
   RequestNow(Cache(), {Describe(path, 0, 3000000.0)});
@@ -69,7 +69,7 @@ TEST_F(RequestTest, ReadyThumbnailIsNeverRemadeByARequest) {
 }
 
 TEST_F(RequestTest, StaleAndUnavailableAreLeftAlone) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   SFile unsupported;
   unsupported.renderResult = -3;
   const std::wstring path = MakeFile("unsupported.tif", unsupported), stale = MakeFile("stale.tif");
@@ -80,7 +80,7 @@ TEST_F(RequestTest, StaleAndUnavailableAreLeftAlone) {
   Drain(listener);
   EXPECT_EQ(Script().RenderCount(path), 1);
   EXPECT_EQ(Script().RenderCount(stale), 1);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailUnavailable);
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailUnavailable);
   const SQvThumbnailDescription desc = Describe(stale);
   Cache().CancelRequests(0, &desc, 1);
   Cache().ReleaseThumbnail(1, Describe(stale));
@@ -96,14 +96,14 @@ TEST_F(RequestTest, FailedThumbnailIsRemadeOnlyForAnotherTime) {
 
   RequestNow(Cache(), {Describe(path, 0, time)});
   EXPECT_EQ(Script().RenderCount(path), 2);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailFailed);
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailFailed);
   RequestNow(Cache(), {Describe(path, 0, time + 1)});
   EXPECT_EQ(Script().RenderCount(path), 3);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
 }
 
 TEST_F(RequestTest, QueuedModeRemakesFailedOnlyForAnotherTime) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeFailed("a.tif");
   Script().SetFile(path, SFile());
   RequestNow(Cache(), {Describe(path, 1)});
@@ -113,26 +113,26 @@ TEST_F(RequestTest, QueuedModeRemakesFailedOnlyForAnotherTime) {
   EXPECT_EQ(listener.Count(path), 0u);
   Queue(Cache(), {Describe(path, 0, 0.0)});
   listener.WaitFor(path);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
 }
 
 TEST_F(RequestTest, EntryWithoutATimeIsNotQueuedAgainButResolvedNow) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = Folder().Wide("missing.tif");
   RequestNow(Cache(), {Describe(path)});
-  ASSERT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailNone);
+  ASSERT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailNone);
   MakeFile("missing.tif");
   Queue(Cache(), {Describe(path, 0, 0.0), Describe(path, 0, 5.0)});
   Drain(listener);
   EXPECT_EQ(listener.Count(path), 0u);
   RequestNow(Cache(), {Describe(path, 0, 0.0)});
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailNone) << "0.0 equals the entry's time";
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailNone) << "0.0 equals the entry's time";
   RequestNow(Cache(), {Describe(path, 0, 5.0)});
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
 }
 
 TEST_F(RequestTest, DormantThumbnailIsQueuedOncePerRequest) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
   const double time = StoredTime(path);
@@ -148,12 +148,12 @@ TEST_F(RequestTest, DormantThumbnailIsQueuedOncePerRequest) {
 }
 
 TEST_F(RequestTest, QueuedThumbnailIsTakenBySynchronousRequest) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   OccupyWorkers(listener);
   const std::wstring path = MakeFile("a.tif");
   Queue(Cache(), {Describe(path)});
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
   FreeWorkers(listener);
   Drain(listener);
   EXPECT_EQ(listener.Count(path), 0u) << "the worker finds it ready and skips it";
@@ -161,18 +161,18 @@ TEST_F(RequestTest, QueuedThumbnailIsTakenBySynchronousRequest) {
 }
 
 TEST_F(RequestTest, ThumbnailInWorkIsLeftToItsWorker) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   OccupyWorkers(listener);
   RequestNow(Cache(), {Describe(m_occupiers[0], 0, 1.0)});
   Queue(Cache(), {Describe(m_occupiers[0], 0, 1.0)});
-  EXPECT_EQ(Glance(Cache(), Describe(m_occupiers[0])), kQvThumbnailInWork);
+  EXPECT_EQ(PeekState(Cache(), Describe(m_occupiers[0])), kQvThumbnailInWork);
   FreeWorkers(listener);
   Drain(listener);
   EXPECT_EQ(Script().RenderCount(m_occupiers[0]), 1);
 }
 
 TEST_F(RequestTest, BatchIsServedInOrder) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   OccupyWorkers(listener);
   std::vector<SQvThumbnailDescription> batch;
   std::vector<std::wstring> expected;
@@ -192,16 +192,16 @@ TEST_F(RequestTest, BatchIsServedInOrder) {
 TEST_F(RequestTest, RowIsAcceptedWithoutComparingItsTime) {
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
-  Sql(DatabaseFile()).Run("UPDATE cache SET lastWritten = 1");
+  CSql(DatabaseFile()).Run("UPDATE cache SET lastWritten = 1");
   Cache().PurgeUnusedThumbnails();
   RequestNow(Cache(), {Describe(path, 0, 3000000.0)});
   EXPECT_EQ(Script().RenderCount(path), 1);
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), kQvThumbnailReady) << "the entry's time is the row's";
+  EXPECT_EQ(PeekState(Cache(), Describe(path, 0, 1.0)), kQvThumbnailReady) << "the entry's time is the row's";
 }
 
 TEST_F(RequestTest, LatestRequestsOwnerIsUsed) {
-  Listener listener(Cache());
-  ImageDatabase first, second;
+  CRecordingListener listener(Cache());
+  CImageDatabase first, second;
   second.records[1].fields[L"image"] = SFile();
   const std::wstring location = SQvThumbnailDescription::MakeDBLocation(1, L"image").Str();
   OccupyWorkers(listener);
@@ -210,16 +210,16 @@ TEST_F(RequestTest, LatestRequestsOwnerIsUsed) {
   FreeWorkers(listener);
   listener.WaitFor(location);
   EXPECT_THAT(first.TakeCalls(), IsEmpty());
-  EXPECT_EQ(Glance(Cache(), Describe(location)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(location)), kQvThumbnailReady);
 }
 
 TEST_F(RequestTest, OwnerOfAReadyThumbnailIsReplacedForItsNextMaking) {
-  Listener listener(Cache());
-  ImageDatabase second;
+  CRecordingListener listener(Cache());
+  CImageDatabase second;
   const std::wstring location = SQvThumbnailDescription::MakeDBLocation(1, L"image").Str();
   second.records[1].fields[L"image"] = SFile();
   {
-    ImageDatabase first;
+    CImageDatabase first;
     first.records[1].fields[L"image"] = SFile();
     RequestNow(Cache(), {Describe(location, 0, 0.0, &first)});
     RequestNow(Cache(), {Describe(location, 0, 0.0, &second)});
@@ -231,7 +231,7 @@ TEST_F(RequestTest, OwnerOfAReadyThumbnailIsReplacedForItsNextMaking) {
 }
 
 TEST_F(RequestTest, MissingManagerIsSurvived) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeFile("a.tif"), other = MakeFile("b.tif");
   RequestNow(Cache(), {Describe(path)});
   Cache().PurgeUnusedThumbnails();
@@ -240,13 +240,13 @@ TEST_F(RequestTest, MissingManagerIsSurvived) {
     Script().FailFactory(!impostor, impostor);
     RequestNow(Cache(), {Describe(path), Describe(other)});
     EXPECT_FALSE(Get(Cache(), Describe(path)).HasPicture());
-    EXPECT_NE(Glance(Cache(), Describe(path)), kQvThumbnailInWork);
+    EXPECT_NE(PeekState(Cache(), Describe(path)), kQvThumbnailInWork);
     Cache().PurgeUnusedThumbnails();
   }
   EXPECT_EQ(Script().Live().managers, 2) << "only the workers' own";
   Script().FailFactory(false, false);
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
 }
 
 TEST_F(RequestTest, NullArrayWithACountIsSurvived) {
@@ -260,11 +260,11 @@ TEST_F(RequestTest, CallersInParallelShareOneMaking) {
   std::thread first([&] { RequestNow(Cache(), {Describe(path)}); });
   Script().WaitForBlocked(1);
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailInWork);
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailInWork);
   Script().Unblock(path);
   first.join();
   EXPECT_EQ(Script().RenderCount(path), 1);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ class ScrollingTest : public ServiceTest {
   }
   // The first that the listener is told of when one worker is free to go through the queue: what that worker had in
   // work, and then what it took.
-  std::vector<std::wstring> FirstFinished(Listener& listener, std::size_t count) {
+  std::vector<std::wstring> FirstFinished(CRecordingListener& listener, std::size_t count) {
     FreeOneWorker(listener);
     listener.Wait(count);
     std::vector<std::wstring> finished = listener.Locations();
@@ -26,7 +26,7 @@ class ScrollingTest : public ServiceTest {
     return finished;
   }
   // Lets the rest be done.
-  void Finish(Listener& listener, std::size_t count) {
+  void Finish(CRecordingListener& listener, std::size_t count) {
     Script().UnblockAll();
     listener.Wait(count);
     EXPECT_THAT(listener.Locations(), SizeIs(count));
@@ -36,18 +36,18 @@ class ScrollingTest : public ServiceTest {
 };
 
 TEST_F(ScrollingTest, OutdatedPictureWaitsForTheWorkInProgressOnly) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring visible = MakeFile("visible.tif");
   RequestNow(Cache(), {Describe(visible)});
   OccupyWorkers(listener);
   Queue(Cache(), m_later);
-  EXPECT_EQ(Glance(Cache(), Describe(visible, 0, 1.0)), kQvThumbnailStale);
+  EXPECT_EQ(PeekState(Cache(), Describe(visible, 0, 1.0)), kQvThumbnailStale);
   EXPECT_THAT(FirstFinished(listener, 3), ElementsAre(m_occupiers[0], visible, m_later[0].location.Str()));
   Finish(listener, kQueued + 3);
 }
 
 TEST_F(ScrollingTest, NewRequestsAfterAWithdrawalWaitForTheWorkInProgressOnly) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring visible = MakeFile("visible.tif");
   OccupyWorkers(listener);
   Queue(Cache(), m_later);
@@ -59,7 +59,7 @@ TEST_F(ScrollingTest, NewRequestsAfterAWithdrawalWaitForTheWorkInProgressOnly) {
 }
 
 TEST_F(ScrollingTest, NewRequestsWaitForAllBeforeThemOtherwise) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring visible = MakeFile("visible.tif");
   OccupyWorkers(listener);
   Queue(Cache(), m_later);

@@ -23,33 +23,33 @@ class ShownPixelsTest : public ServiceTest {
 
   // A thumbnail that kViewer shows and that a worker left dormant because of that: the one way in which a shown
   // picture gets remade.
-  SLook MakeShownAndDormant(const std::wstring& path) {
-    Listener listener(Cache());
+  SLookup MakeShownAndDormant(const std::wstring& path) {
+    CRecordingListener listener(Cache());
     RequestNow(Cache(), {Describe(path)});
     OccupyWorkers(listener);
-    EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
-    const SLook look = Get(Cache(), Describe(path), kViewer);
+    EXPECT_EQ(PeekState(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
+    const SLookup look = Get(Cache(), Describe(path), kViewer);
     EXPECT_EQ(look.state, kQvThumbnailStale);
     FreeWorkers(listener);
     Drain(listener);
     return look;
   }
 
-  void ForgetRows() { Sql(DatabaseFile()).Run("DELETE FROM cache"); }
+  void ForgetRows() { CSql(DatabaseFile()).Run("DELETE FROM cache"); }
 
-  ImageDatabase m_owner;
+  CImageDatabase m_owner;
   const std::wstring m_record = SQvThumbnailDescription::MakeDBLocation(1, L"image").Str();
 };
 
 TEST_F(ShownPixelsTest, StayWhenTheThumbnailIsRemadeFromTheFile) {
   const std::wstring path = MakeFile("a.tif");
-  const SLook shown = MakeShownAndDormant(path);
+  const SLookup shown = MakeShownAndDormant(path);
   ForgetRows();
   RequestNow(Cache(), {Describe(path)});
   EXPECT_EQ(Script().RenderCount(path), 2);
   EXPECT_EQ(UniformByte(shown.picture), RenderedByte(path, 0));
 
-  const SLook fresh = Get(Cache(), Describe(path), 10);
+  const SLookup fresh = Get(Cache(), Describe(path), 10);
   EXPECT_EQ(fresh.state, kQvThumbnailReady);
   EXPECT_EQ(UniformByte(fresh.picture), RenderedByte(path, 1));
   Cache().ReleaseThumbnail(kViewer, Describe(path));
@@ -58,18 +58,18 @@ TEST_F(ShownPixelsTest, StayWhenTheThumbnailIsRemadeFromTheFile) {
   Cache().ReleaseThumbnail(10, Describe(path));
   EXPECT_THAT(m_diag.Take(), IsEmpty());
   Cache().PurgeUnusedThumbnails();
-  EXPECT_EQ(PlatformSpy::LivePictures(), 0) << "what was set aside went with its viewer";
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 0) << "what was set aside went with its viewer";
 }
 
 TEST_F(ShownPixelsTest, StayWhenTheThumbnailIsReadFromItsRow) {
   const std::wstring path = MakeFile("a.tif");
-  const SLook shown = MakeShownAndDormant(path);
+  const SLookup shown = MakeShownAndDormant(path);
   const auto stream = standin::MakeStream(240, 180, 3, 8, 0xEE);
   const std::string hex = Hex(stream);
-  Sql(DatabaseFile()).Run("UPDATE cache SET binData = x'" + hex + "' WHERE filename = '" + Utf8(path) + "'");
+  CSql(DatabaseFile()).Run("UPDATE cache SET binData = x'" + hex + "' WHERE filename = '" + Utf8(path) + "'");
   RequestNow(Cache(), {Describe(path)});
   EXPECT_EQ(UniformByte(shown.picture), RenderedByte(path, 0));
-  const SLook fresh = Get(Cache(), Describe(path), 10);
+  const SLookup fresh = Get(Cache(), Describe(path), 10);
   EXPECT_EQ(UniformByte(fresh.picture), 0xEE);
   Cache().ReleaseThumbnail(10, Describe(path));
   EXPECT_EQ(UniformByte(shown.picture), RenderedByte(path, 0));
@@ -78,8 +78,8 @@ TEST_F(ShownPixelsTest, StayWhenTheThumbnailIsReadFromItsRow) {
 
 TEST_F(ShownPixelsTest, StayWhenTheRowIsDamaged) {
   const std::wstring path = MakeFile("a.tif");
-  const SLook shown = MakeShownAndDormant(path);
-  Sql(DatabaseFile()).Run("UPDATE cache SET binData = x'00'");
+  const SLookup shown = MakeShownAndDormant(path);
+  CSql(DatabaseFile()).Run("UPDATE cache SET binData = x'00'");
   RequestNow(Cache(), {Describe(path)});
   EXPECT_EQ(UniformByte(shown.picture), RenderedByte(path, 0));
   Cache().ReleaseThumbnail(kViewer, Describe(path));
@@ -87,7 +87,7 @@ TEST_F(ShownPixelsTest, StayWhenTheRowIsDamaged) {
 
 TEST_F(ShownPixelsTest, StayWhenTheSizeChanges) {
   const std::wstring path = MakeFile("a.tif");
-  const SLook shown = MakeShownAndDormant(path);
+  const SLookup shown = MakeShownAndDormant(path);
   ForgetRows();
   Cache().SetThumbnailBox(60, 60, false);
   RequestNow(Cache(), {Describe(path)});
@@ -98,7 +98,7 @@ TEST_F(ShownPixelsTest, StayWhenTheSizeChanges) {
 TEST_F(ShownPixelsTest, StayWhenRemakingFails) {
   for (const std::int32_t result : {-9, -3}) {
     const std::wstring path = MakeFile("failing" + std::to_string(result) + ".tif");
-    const SLook shown = MakeShownAndDormant(path);
+    const SLookup shown = MakeShownAndDormant(path);
     ForgetRows();
     SFile damaged;
     damaged.renderResult = result;
@@ -113,7 +113,7 @@ TEST_F(ShownPixelsTest, StayWhenRemakingFails) {
 
 TEST_F(ShownPixelsTest, StayWhenTheFileIsGone) {
   const std::wstring path = MakeFile("a.tif");
-  const SLook shown = MakeShownAndDormant(path);
+  const SLookup shown = MakeShownAndDormant(path);
   ForgetRows();
   std::filesystem::remove(Utf8(path));
   RequestNow(Cache(), {Describe(path)});
@@ -124,7 +124,7 @@ TEST_F(ShownPixelsTest, StayWhenTheFileIsGone) {
 
 TEST_F(ShownPixelsTest, StayUnderPurgeAndEviction) {
   const std::wstring path = MakeFile("a.tif");
-  const SLook shown = MakeShownAndDormant(path);
+  const SLookup shown = MakeShownAndDormant(path);
   ForgetRows();
   RequestNow(Cache(), {Describe(path)});
   Cache().SetCacheLimit(0);
@@ -137,14 +137,14 @@ TEST_F(ShownPixelsTest, StayUnderPurgeAndEviction) {
 
 TEST_F(ShownPixelsTest, ManyRemakesUnderManyViewers) {
   const std::wstring path = MakeFile("a.tif");
-  SLook first = MakeShownAndDormant(path);
+  SLookup first = MakeShownAndDormant(path);
   ForgetRows();
   RequestNow(Cache(), {Describe(path)});
   std::vector<SQvPicBuf> shown = {first.picture};
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   for (int round = 1; round < 6; ++round) {
     const std::uint64_t viewer = kViewer + static_cast<std::uint64_t>(round);
-    const SLook look = Get(Cache(), Describe(path, 0, 1.0), viewer);
+    const SLookup look = Get(Cache(), Describe(path, 0, 1.0), viewer);
     ASSERT_EQ(look.state, kQvThumbnailStale);
     shown.push_back(look.picture);
     // Cancelled, it counts as ready; the next viewer finds it stale again. Every viewer has left the queue alone.
@@ -161,7 +161,7 @@ TEST_F(ShownPixelsTest, ManyRemakesUnderManyViewers) {
 // the worker's copy is published over it.
 class PublishedOverTest : public ShownPixelsTest {
  protected:
-  SLook ShowDuringWork(Listener& listener) {
+  SLookup ShowDuringWork(CRecordingListener& listener) {
     RequestNow(Cache(), {Describe(m_record, 0, 0.0, &m_owner)});
     OccupyWorkers(listener);
     FreeOneWorker(listener);
@@ -171,29 +171,29 @@ class PublishedOverTest : public ShownPixelsTest {
     Script().WaitForBlocked(2);
     Cache().ReleaseThumbnail(1, Describe(m_record, 0, 6.0));
     m_diag.Take();
-    const SLook look = Get(Cache(), Describe(m_record), kViewer);
+    const SLookup look = Get(Cache(), Describe(m_record), kViewer);
     EXPECT_EQ(look.state, kQvThumbnailStale);
     return look;
   }
 };
 
 TEST_F(PublishedOverTest, PixelsStay) {
-  Listener listener(Cache());
-  const SLook shown = ShowDuringWork(listener);
+  CRecordingListener listener(Cache());
+  const SLookup shown = ShowDuringWork(listener);
   EXPECT_EQ(UniformByte(shown.picture), RenderedByte(L"db:1:image", 0)) << "the worker must not draw into them";
   Cache().CancelAllRequests();
   Script().UnblockAll();
   listener.WaitFor(m_record);
   EXPECT_EQ(UniformByte(shown.picture), RenderedByte(L"db:1:image", 0));
-  const SLook fresh = Get(Cache(), Describe(m_record), 10);
+  const SLookup fresh = Get(Cache(), Describe(m_record), 10);
   EXPECT_EQ(UniformByte(fresh.picture), RenderedByte(L"db:1:image", 1));
   Cache().ReleaseThumbnail(kViewer, Describe(m_record));
   Cache().ReleaseThumbnail(10, Describe(m_record));
 }
 
 TEST_F(PublishedOverTest, PixelsOutliveThePurgeOfTheirEntry) {
-  Listener listener(Cache());
-  const SLook shown = ShowDuringWork(listener);
+  CRecordingListener listener(Cache());
+  const SLookup shown = ShowDuringWork(listener);
   Cache().CancelAllRequests();
   Script().UnblockAll();
   listener.WaitFor(m_record);
@@ -203,11 +203,11 @@ TEST_F(PublishedOverTest, PixelsOutliveThePurgeOfTheirEntry) {
   FreeWorkers(listener);
   Drain(listener);
   Cache().PurgeUnusedThumbnails();
-  EXPECT_EQ(PlatformSpy::LivePictures(), 0);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 0);
 }
 
 TEST_F(PublishedOverTest, TwoWorkersOnOneThumbnailBothPublish) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   ShowDuringWork(listener);
   Cache().ReleaseThumbnail(kViewer, Describe(m_record, 0, 7.0));
   // The second worker takes it as well.
@@ -217,18 +217,18 @@ TEST_F(PublishedOverTest, TwoWorkersOnOneThumbnailBothPublish) {
   Script().UnblockAll();
   listener.WaitFor(m_record, 2);
   Drain(listener);
-  const SLook fresh = Get(Cache(), Describe(m_record), 10);
+  const SLookup fresh = Get(Cache(), Describe(m_record), 10);
   EXPECT_EQ(fresh.state, kQvThumbnailReady);
   EXPECT_GE(UniformByte(fresh.picture), 0);
   Cache().ReleaseThumbnail(10, Describe(m_record));
   Cache().PurgeUnusedThumbnails();
-  EXPECT_EQ(PlatformSpy::LivePictures(), 0) << "neither copy's picture was lost";
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 0) << "neither copy's picture was lost";
 }
 
 TEST_F(ShownPixelsTest, OutliveTheClosing) {
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
-  const SLook shown = Get(Cache(), Describe(path), kViewer);
+  const SLookup shown = Get(Cache(), Describe(path), kViewer);
   EXPECT_EQ(Close(), 0);
   EXPECT_EQ(UniformByte(shown.picture), RenderedByte(path, 0));
   ASSERT_EQ(Open(), 0);
@@ -243,9 +243,9 @@ TEST_F(ShownPixelsTest, NeverReleasedGoWithTheService) {
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
   Get(Cache(), Describe(path), kViewer);
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   Close();
-  EXPECT_EQ(PlatformSpy::LivePictures(), 1);
+  EXPECT_EQ(CPlatformSpy::LivePictures(), 1);
 }
 
 }  // namespace

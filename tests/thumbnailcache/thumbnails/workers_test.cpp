@@ -21,30 +21,30 @@ class WorkersTest : public ServiceTest {
 };
 
 TEST_F(WorkersTest, QueuedThumbnailIsMadeSavedAndTold) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   SFile file;
   file.metadata.text.author = L"Ada";
   const std::wstring path = MakeFile("a.tif", file);
-  SqliteSpy::Clear();
+  CSqliteSpy::Clear();
   Queue(Cache(), {Describe(path)});
   listener.Wait(1);
   EXPECT_THAT(listener.Locations(), ElementsAre(path));
-  const auto traced = SqliteSpy::TakeTraced();
+  const auto traced = CSqliteSpy::TakeTraced();
   ASSERT_THAT(traced, SizeIs(5));
   EXPECT_TRUE(traced[0].starts_with("SELECT lastWritten, binData, quality"));
   EXPECT_TRUE(traced[1].starts_with("DELETE FROM cache"));
   EXPECT_TRUE(traced[2].starts_with("INSERT INTO cache"));
   EXPECT_TRUE(traced[3].starts_with("DELETE FROM metadata"));
   EXPECT_TRUE(traced[4].starts_with("INSERT INTO metadata"));
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT filename, M_author FROM metadata"), Utf8(path) + "|Ada");
-  const SLook look = Get(Cache(), Describe(path));
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT filename, M_author FROM metadata"), Utf8(path) + "|Ada");
+  const SLookup look = Get(Cache(), Describe(path));
   EXPECT_EQ(look.state, kQvThumbnailReady);
   EXPECT_EQ(UniformByte(look.picture), RenderedByte(path, 0));
   Cache().ReleaseThumbnail(1, Describe(path));
 }
 
 TEST_F(WorkersTest, EveryEndIsToldOnce) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   SFile damaged, unsupported;
   damaged.renderResult = -9;
   unsupported.renderResult = -3;
@@ -53,30 +53,30 @@ TEST_F(WorkersTest, EveryEndIsToldOnce) {
   Queue(Cache(), {Describe(good), Describe(bad), Describe(odd), Describe(missing)});
   Drain(listener);
   for (const std::wstring& path : {good, bad, odd, missing}) EXPECT_EQ(listener.Count(path), 1u) << Utf8(path);
-  EXPECT_EQ(Glance(Cache(), Describe(good)), kQvThumbnailReady);
-  EXPECT_EQ(Glance(Cache(), Describe(bad)), kQvThumbnailFailed);
-  EXPECT_EQ(Glance(Cache(), Describe(odd)), kQvThumbnailUnavailable);
-  EXPECT_EQ(Glance(Cache(), Describe(missing)), kQvThumbnailNone);
+  EXPECT_EQ(PeekState(Cache(), Describe(good)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(bad)), kQvThumbnailFailed);
+  EXPECT_EQ(PeekState(Cache(), Describe(odd)), kQvThumbnailUnavailable);
+  EXPECT_EQ(PeekState(Cache(), Describe(missing)), kQvThumbnailNone);
 }
 
 TEST_F(WorkersTest, ListenerGetsTheLowerCasedLocation) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeFile("Mixed.TIF");
   Queue(Cache(), {Describe(path)});
   listener.Wait(1);
   EXPECT_THAT(listener.Locations(), ElementsAre(Folder().Wide("mixed.tif")));
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady) << "the file is found by its lower-cased name";
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady) << "the file is found by its lower-cased name";
 }
 
 TEST_F(WorkersTest, TwoWorkersWorkAtOnce) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   OccupyWorkers(listener);
   EXPECT_EQ(Script().RenderCount(m_occupiers[0]) + Script().RenderCount(m_occupiers[1]), 2);
   FreeWorkers(listener);
 }
 
 TEST_F(WorkersTest, EachWorkerHasItsOwnManager) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   OccupyWorkers(listener);
   EXPECT_EQ(Script().Live().managers, 2);
   FreeWorkers(listener);
@@ -85,22 +85,22 @@ TEST_F(WorkersTest, EachWorkerHasItsOwnManager) {
 }
 
 TEST_F(WorkersTest, OneBatchMayBeDrainedByOneWorker) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   std::vector<SQvThumbnailDescription> batch;
   for (int i = 0; i < 50; ++i) batch.push_back(Describe(MakeFile("f" + std::to_string(i) + ".tif")));
   Queue(Cache(), batch);
   listener.Wait(50);
-  for (const auto& desc : batch) EXPECT_EQ(Glance(Cache(), desc), kQvThumbnailReady);
+  for (const auto& desc : batch) EXPECT_EQ(PeekState(Cache(), desc), kQvThumbnailReady);
   EXPECT_EQ(Script().TotalRenders(), 50);
 }
 
 TEST_F(WorkersTest, ShownThumbnailIsNotRemade) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
   OccupyWorkers(listener);
-  Glance(Cache(), Describe(path, 0, 1.0));
-  const SLook look = Get(Cache(), Describe(path), 9);
+  PeekState(Cache(), Describe(path, 0, 1.0));
+  const SLookup look = Get(Cache(), Describe(path), 9);
   EXPECT_EQ(look.state, kQvThumbnailStale);
   FreeWorkers(listener);
   Drain(listener);
@@ -110,12 +110,12 @@ TEST_F(WorkersTest, ShownThumbnailIsNotRemade) {
   EXPECT_EQ(Get(Cache(), Describe(path), 10).state, kQvThumbnailQueued) << "it was left dormant";
   Cache().ReleaseThumbnail(9, Describe(path));
   // A worker may have found it shown once more before it was given back.
-  Glance(Cache(), Describe(path));
+  PeekState(Cache(), Describe(path));
   listener.WaitFor(path);
 }
 
 TEST_F(WorkersTest, StopLeavesWhatIsQueued) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   OccupyWorkers(listener);
   const std::wstring path = MakeFile("later.tif");
   std::vector<SQvThumbnailDescription> batch = {Describe(path)};
@@ -128,7 +128,7 @@ TEST_F(WorkersTest, StopLeavesWhatIsQueued) {
   closer.join();
   for (const std::wstring& occupier : m_occupiers) EXPECT_EQ(listener.Count(occupier), 1u) << "finished, not dropped";
   ASSERT_EQ(Open(), 0);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailNone) << "purged by the close";
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailNone) << "purged by the close";
 }
 
 TEST_F(WorkersTest, ListenersMayCallTheService) {
@@ -148,7 +148,7 @@ TEST_F(WorkersTest, ListenersMayCallTheService) {
     self->done = true;
   };
   const QvThumbnailListener handle = Cache().AddListener(call, &context);
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   Queue(Cache(), {Describe(context.path)});
   listener.WaitFor(context.path);
   EXPECT_TRUE(context.done);
@@ -157,7 +157,7 @@ TEST_F(WorkersTest, ListenersMayCallTheService) {
 }
 
 TEST_F(WorkersTest, ListenersMayComeAndGoWhileWorkersCall) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   std::atomic<bool> stop{false};
   std::atomic<int> calls{0};
   const auto count = [](void* context, const wchar_t*) { ++*static_cast<std::atomic<int>*>(context); };
@@ -179,7 +179,7 @@ TEST_F(WorkersTest, ListenersMayComeAndGoWhileWorkersCall) {
 }
 
 TEST_F(WorkersTest, QueuedTwiceIsMadeOnce) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   OccupyWorkers(listener);
   const auto desc = Describe(MakeFile("a.tif"));
   Queue(Cache(), {desc});
@@ -194,32 +194,32 @@ TEST_F(WorkersTest, WorkerOfAFailedFactoryEndsEveryRequest) {
   Close();
   Script().FailFactory(true, false);
   ASSERT_EQ(Open(), 0);
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeFile("a.tif");
   Queue(Cache(), {Describe(path)});
   listener.WaitFor(path);
   EXPECT_FALSE(Get(Cache(), Describe(path)).HasPicture());
-  EXPECT_NE(Glance(Cache(), Describe(path)), kQvThumbnailInWork);
+  EXPECT_NE(PeekState(Cache(), Describe(path)), kQvThumbnailInWork);
 }
 
 TEST_F(WorkersTest, ShownStateIsInWorkWhileBeingMade) {
-  Listener listener(Cache());
+  CRecordingListener listener(Cache());
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
   Script().Block(path);
-  EXPECT_EQ(Glance(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
+  EXPECT_EQ(PeekState(Cache(), Describe(path, 0, 1.0)), kQvThumbnailStale);
   Script().WaitForBlocked(1);
   EXPECT_EQ(Get(Cache(), Describe(path)).state, kQvThumbnailInWork);
   EXPECT_FALSE(Get(Cache(), Describe(path)).HasPicture());
   Script().Unblock(path);
   listener.WaitFor(path);
-  EXPECT_EQ(Glance(Cache(), Describe(path)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
 }
 
 TEST_F(WorkersTest, PublishedCopyWinsOverChangesMeanwhile) {
   // The release during the work stores a new time and marks the entry stale; the worker's copy replaces both.
-  Listener listener(Cache());
-  ImageDatabase owner;
+  CRecordingListener listener(Cache());
+  CImageDatabase owner;
   owner.records[1].fields[L"image"] = SFile();
   const std::wstring location = SQvThumbnailDescription::MakeDBLocation(1, L"image").Str();
   OccupyWorkers(listener);
