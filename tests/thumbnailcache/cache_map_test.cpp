@@ -149,7 +149,7 @@ TEST_F(CacheMapTest, NewerSourceMakesAThumbnailStaleOnce) {
 
 TEST_F(CacheMapTest, EqualTimeIsNotStale) {
   const std::wstring path = MakeReady("a.tif");
-  const double written = Sql(DatabaseFile()).Number("SELECT lastWritten FROM cache");
+  const double written = CSql(DatabaseFile()).Number("SELECT lastWritten FROM cache");
   EXPECT_EQ(PeekState(Cache(), Describe(path, 0, written)), kQvThumbnailReady);
   EXPECT_EQ(PeekState(Cache(), Describe(path, 0, written + 1e-6)), kQvThumbnailStale);
 }

@@ -65,12 +65,12 @@ TEST_F(DatabaseOpenTest, PathIsTakenVerbatim) {
 
 TEST_F(DatabaseOpenTest, OverlongPathIsNeverCutShort) {
   const std::string folder(200, 'x'), name(100, 'y');
-  std::filesystem::create_directory(Folder().File(folder));
+  std::filesystem::create_directory(Folder().Path(folder));
   const std::int32_t result = Host().Open(Folder().Wide(folder + "/" + name));
   EXPECT_TRUE(result == 0 || result == -9) << result;
   Host().Close();
-  EXPECT_EQ(std::filesystem::exists(Folder().File(folder + "/" + name)), result == 0);
-  for (const auto& item : std::filesystem::directory_iterator(Folder().File(folder)))
+  EXPECT_EQ(std::filesystem::exists(Folder().Path(folder + "/" + name)), result == 0);
+  for (const auto& item : std::filesystem::directory_iterator(Folder().Path(folder)))
     EXPECT_THAT(item.path().filename().string(), ::testing::StartsWith(name));
 }
 
@@ -87,7 +87,7 @@ TEST_F(DatabaseOpenTest, FreshFileGetsItsTablesInOrder) {
   EXPECT_EQ(calls[0], "open " + DatabaseFile() + " 6");
   EXPECT_EQ(calls[1], "busy 5000");
   EXPECT_THAT(CSqliteSpy::OpenStatements(), SizeIs(0));
-  EXPECT_THAT(Sql(DatabaseFile()).Rows("SELECT name FROM sqlite_master WHERE type='table' ORDER BY rowid"),
+  EXPECT_THAT(CSql(DatabaseFile()).Rows("SELECT name FROM sqlite_master WHERE type='table' ORDER BY rowid"),
               ElementsAre("cache", "metadata", "experiments", "history", "stored"));
   EXPECT_TRUE(m_diag.Take().empty());
 }
@@ -110,7 +110,7 @@ TEST_F(DatabaseOpenTest, EverySuccessfulOpenResetsTheSettings) {
   Close();
   EXPECT_EQ(Cache().GetCacheLimit(), 3u);
 
-  EXPECT_EQ(Cache().OpenDatabase(Folder().Path().wstring().c_str()), -9);
+  EXPECT_EQ(Cache().OpenDatabase(Folder().Wide().c_str()), -9);
   EXPECT_EQ(Cache().GetCacheLimit(), 3u) << "a failed open sets no defaults";
   m_diag.Take();
 
@@ -130,17 +130,17 @@ TEST_F(DatabaseOpenTest, EverySuccessfulOpenResetsTheSettings) {
 
 TEST_F(DatabaseOpenTest, FolderThatIsNotThereIsRefused) {
   ExpectRefused(Folder().Wide("nowhere/cache.db"), L"unable to open database file");
-  EXPECT_FALSE(std::filesystem::exists(Folder().File("nowhere")));
+  EXPECT_FALSE(std::filesystem::exists(Folder().Path("nowhere")));
 }
 
 TEST_F(DatabaseOpenTest, FolderInPlaceOfAFileIsRefused) {
-  ExpectRefused(Folder().Path().wstring(), L"unable to open database file");
+  ExpectRefused(Folder().Wide(), L"unable to open database file");
 }
 
 TEST_F(DatabaseOpenTest, ConnectionOfAFailedOpenStaysUntilTheNextClose) {
   for (int round = 0; round < 3; ++round) {
-    EXPECT_EQ(Cache().OpenDatabase(Folder().Path().wstring().c_str()), -9);
-    EXPECT_THAT(CSqliteSpy::TakeCalls(), ElementsAre("open " + Folder().Path().string() + " 6"));
+    EXPECT_EQ(Cache().OpenDatabase(Folder().Wide().c_str()), -9);
+    EXPECT_THAT(CSqliteSpy::TakeCalls(), ElementsAre("open " + Folder().Path() + " 6"));
   }
   EXPECT_EQ(CSqliteSpy::OpenConnections(), 3);
   EXPECT_EQ(Cache().CloseDatabase(), 0);
@@ -149,14 +149,14 @@ TEST_F(DatabaseOpenTest, ConnectionOfAFailedOpenStaysUntilTheNextClose) {
 
 TEST_F(DatabaseOpenTest, FileThatIsNoDatabaseIsRefusedAndKept) {
   const std::string content(4096, 'x');
-  const std::wstring path = Folder().Create("noise.db", content);
+  const std::wstring path = Folder().MakeFileWide("noise.db", content);
   ExpectRefused(path, L"file is not a database");
   std::ifstream file(Utf8(path), std::ios::binary);
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), content);
 }
 
 TEST_F(DatabaseOpenTest, DamagedDatabaseIsRefused) {
-  Sql(DatabaseFile()).Run("CREATE TABLE cache (filename TEXT)");
+  CSql(DatabaseFile()).Run("CREATE TABLE cache (filename TEXT)");
   std::fstream file(DatabaseFile(), std::ios::binary | std::ios::in | std::ios::out);
   file.seekp(100);
   file << std::string(200, '\xFF');
@@ -190,8 +190,8 @@ TEST_F(DatabaseOpenTest, ReadOnlyFileIsRefused) {
   ASSERT_EQ(Open(), 0);
   Close();
   for (const bool hasTables : {true, false}) {
-    const std::string file = hasTables ? DatabaseFile() : Folder().File("empty.db");
-    if (!hasTables) Sql(file).Run("CREATE TABLE other (x)");
+    const std::string file = hasTables ? DatabaseFile() : Folder().Path("empty.db");
+    if (!hasTables) CSql(file).Run("CREATE TABLE other (x)");
     chmod(file.c_str(), 0444);
     chmod(Folder().Path().c_str(), 0755);
     {
@@ -212,7 +212,7 @@ TEST_F(DatabaseOpenTest, ReadOnlyFileIsRefused) {
 
 TEST_F(DatabaseOpenTest, LockedFileIsRefused) {
   CSqliteSpy::OverrideBusyTimeout(0);
-  Sql holder(DatabaseFile());
+  CSql holder(DatabaseFile());
   holder.Run("BEGIN EXCLUSIVE");
   EXPECT_EQ(Open(), -9);
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: database is locked"));
@@ -223,7 +223,7 @@ TEST_F(DatabaseOpenTest, LockedFileIsRefused) {
 }
 
 TEST_F(DatabaseOpenTest, CloseAfterAFailedOpenReturnsZero) {
-  Sql(DatabaseFile()).Run("CREATE TABLE stored (storedID INTEGER, storedParentID INTEGER, filename TEXT)");
+  CSql(DatabaseFile()).Run("CREATE TABLE stored (storedID INTEGER, storedParentID INTEGER, filename TEXT)");
   EXPECT_EQ(Open(), -9);
   EXPECT_EQ(CountThreads(), m_threads) << "no worker runs";
   EXPECT_EQ(Cache().CloseDatabase(), 0);
@@ -247,7 +247,7 @@ TEST_F(DatabaseOpenTest, OpenedTwiceLosesNothing) {
   EXPECT_TRUE(WaitForThreads(m_threads + 2));
   EXPECT_EQ(CSqliteSpy::OpenConnections(), 1);
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Sql(Folder().File("second.db")).Value("SELECT count(*) FROM cache"), "1");
+  EXPECT_EQ(CSql(Folder().Path("second.db")).Value("SELECT count(*) FROM cache"), "1");
 }
 
 TEST_F(DatabaseOpenTest, OpenMasksFloatingPointExceptions) {

@@ -141,7 +141,7 @@ TEST_F(DispatchTableTest, ExperimentsAndHistoryLieInSlots20To26) {
             0);
   EXPECT_EQ(names, std::vector<CQvStringW>{L"f.tif"});
   EXPECT_EQ((Slot<std::int32_t, double, double, int>(24, 0.0, 9.0, id)), 0);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM history"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM history"), "0");
 }
 
 TEST_F(DispatchTableTest, TheBasesHaveTablesOfTheirOwn) {
@@ -171,7 +171,7 @@ TEST_F(DispatchTableTest, StoredItemsLieInSlots27To30) {
   EXPECT_EQ((Slot<std::int32_t, int, std::vector<int>*, std::vector<CQvStringW>*>(29, 8, &ids, &names)), 0);
   EXPECT_EQ(names, std::vector<CQvStringW>{L"renamed"});
   EXPECT_EQ((Slot<std::int32_t, int>(30, id)), 0);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM stored"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM stored"), "0");
 }
 
 }  // namespace

@@ -6,11 +6,11 @@
 #include <new>
 
 #include "metadata/qvexperiment.h"
+#include "tests/support/diag_recorder.h"
+#include "tests/support/sql.h"
+#include "tests/support/temp_folder.h"
 #include "tests/thumbnailcache/standin/standin.h"
-#include "tests/thumbnailcache/support/diag_recorder.h"
 #include "tests/thumbnailcache/support/service.h"
-#include "tests/thumbnailcache/support/sql.h"
-#include "tests/thumbnailcache/support/temp_folder.h"
 
 // Every operation with memory that runs out at every point: no exception may leave it, nothing may be lost, and the
 // service must go on working.
@@ -79,21 +79,21 @@ class MemoryTest : public ::testing::Test {
     FAIL() << name << " never had enough";
   }
 
-  TempFolder m_folder;
+  CTempFolder m_folder;
   std::unique_ptr<CServiceHandle> m_service;
   SQvExperiment m_experiment;
   CDiagRecorder m_diag;
 };
 
 TEST_F(MemoryTest, NoExceptionLeavesAnOperation) {
-  const auto desc = Describe(m_folder.Create("a picture with a name too long for a short string.tif"));
-  const auto other = Describe(m_folder.Create("another picture with a name too long for a short string.tif"));
+  const auto desc = Describe(m_folder.MakeFileWide("a picture with a name too long for a short string.tif"));
+  const auto other = Describe(m_folder.MakeFileWide("another picture with a name too long for a short string.tif"));
   std::uint32_t state = 0;
   SQvPicBuf picture{};
   // Each attempt starts without the thumbnail.
   const auto forget = [&] {
     Cache().PurgeUnusedThumbnails();
-    Sql(m_folder.File("cache.db")).Run("DELETE FROM cache");
+    CSql(m_folder.Path("cache.db")).Run("DELETE FROM cache");
   };
   RunOut(
       "request from the file", [&] { Cache().RequestThumbnails(0, &desc, 1, 0, false); }, forget);
@@ -131,7 +131,7 @@ TEST_F(MemoryTest, NoExceptionLeavesAnOperation) {
 }
 
 TEST_F(MemoryTest, NoExceptionLeavesTheBookkeeping) {
-  const std::wstring path = m_folder.Create("a picture with a name too long for a short string.tif");
+  const std::wstring path = m_folder.MakeFileWide("a picture with a name too long for a short string.tif");
   SQvImageTextInfo text;
   SQvImageInfo info;
   double calibration = 0, time = 0;

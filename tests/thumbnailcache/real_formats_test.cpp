@@ -1,18 +1,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 
-#include "imageformats/iqvimageformatmanager.h"
-#include "system/qvrtti.h"
-#include "tests/thumbnailcache/support/diag_recorder.h"
+#include "tests/support/diag_recorder.h"
+#include "tests/support/encode_jpeg.h"
+#include "tests/support/samples.h"
+#include "tests/support/sql.h"
+#include "tests/support/temp_folder.h"
 #include "tests/thumbnailcache/support/service.h"
-#include "tests/thumbnailcache/support/sql.h"
-#include "tests/thumbnailcache/support/temp_folder.h"
 
 // The service with the platform's own image formats.
 namespace qvtest {
@@ -22,9 +21,6 @@ class RealFormatsTest : public ::testing::Test {
  protected:
   void SetUp() override {
     UseInstalledComponents();
-    m_manager = dynamic_cast<IQvImageFormatManager*>(
-        CQvRTTI::CreateAndQuery("CQvImageFormatManagerImpl", "IQvImageFormatManager", SQvFileLine("tests", __LINE__)));
-    ASSERT_NE(m_manager, nullptr);
     m_service = std::make_unique<CServiceHandle>();
     ASSERT_EQ(m_service->Open(m_folder.Wide("cache.db")), 0);
     m_listener = std::make_unique<CRecordingListener>(**m_service);
@@ -32,37 +28,24 @@ class RealFormatsTest : public ::testing::Test {
   void TearDown() override {
     m_listener.reset();
     m_service.reset();
-    CQvRTTI::Release(m_manager);
   }
 
   // A JPEG stream: the left half of one colour, the right half of another.
-  std::vector<std::uint8_t> Encode(std::uint32_t width, std::uint32_t height, std::uint32_t components,
-                                   std::uint8_t left, std::uint8_t right) {
-    SQvPicBuf picture;
-    CQvPicBufAPI::Init(&picture);
-    EXPECT_EQ(CQvPicBufAPI::Reinit(&picture, width, height, 0, 8, components, true), 0);
-    for (std::uint32_t y = 0; y < height; ++y)
-      for (std::uint32_t x = 0; x < width * components; ++x)
-        static_cast<std::uint8_t*>(picture.data)[std::size_t{y} * picture.widthBytes + x] =
-            x / components < width / 2 ? left : right;
-    IQvImageCodec* codec = nullptr;
-    IQvOutputImageFile* output = nullptr;
-    CQvByteArray bytes;
-    EXPECT_EQ(m_manager->GetCodecByName("JPG", &codec), 0);
-    EXPECT_EQ(codec->CreateOutputMemory(&bytes, &output), 0);
-    SQvImageInfo format{width, picture.widthBytes, height, components, 8, 8, kQvPixelUnsigned, 1, width, height, 0, 0};
-    EXPECT_EQ(output->SetPictureFormat(format, 0.95), 0);
-    EXPECT_EQ(output->WritePicture(picture.data, 0, 0), 0);
-    EXPECT_EQ(output->Finish(), 0);
-    output->Release();
-    CQvRTTI::Release(codec);
-    CQvPicBufAPI::Free(&picture);
-    return {bytes.GetData(0), bytes.GetData(0) + bytes.GetSize()};
+  static SFileBytes Encode(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint8_t left,
+                           std::uint8_t right) {
+    STestPicture picture = BlackPicture(width, height, components);
+    const std::size_t rowSamples = std::size_t{width} * components;
+    for (std::size_t i = 0; i < picture.samples.size(); ++i) {
+      picture.samples[i] = i % rowSamples / components < width / 2 ? left : right;
+    }
+    SJpegRecipe recipe;
+    recipe.quality = 95;
+    return EncodeJpeg(picture, recipe);
   }
   std::wstring WriteJpeg(const std::string& name, std::uint32_t width, std::uint32_t height, std::uint8_t left,
                          std::uint8_t right) {
     const auto bytes = Encode(width, height, 3, left, right);
-    return m_folder.Create(name, std::string(bytes.begin(), bytes.end()));
+    return m_folder.MakeFileWide(name, bytes);
   }
   static int At(const SQvPicBuf& picture, std::uint32_t x, std::uint32_t y) {
     return static_cast<const std::uint8_t*>(picture.data)[std::size_t{y} * picture.widthBytes + x * 3];
@@ -75,9 +58,8 @@ class RealFormatsTest : public ::testing::Test {
     }
   }
 
-  TempFolder m_folder;
+  CTempFolder m_folder;
   CDiagRecorder m_diag;
-  IQvImageFormatManager* m_manager = nullptr;
   std::unique_ptr<CServiceHandle> m_service;
   std::unique_ptr<CRecordingListener> m_listener;
 };
@@ -94,7 +76,7 @@ TEST_F(RealFormatsTest, JpegGetsAThumbnailThatSurvivesItsRow) {
   (*m_service)->ReleaseThumbnail(1, desc);
 
   (*m_service)->PurgeUnusedThumbnails();
-  std::filesystem::remove(m_folder.File("IMG_0001.JPG"));
+  std::filesystem::remove(m_folder.Path("IMG_0001.JPG"));
   RequestNow(**m_service, {desc});
   look = Get(**m_service, desc);
   ASSERT_EQ(look.state, kQvThumbnailReady) << "from its row, the file is gone";
@@ -106,8 +88,8 @@ TEST_F(RealFormatsTest, JpegGetsAThumbnailThatSurvivesItsRow) {
 
 TEST_F(RealFormatsTest, RowIsAJpegStream) {
   RequestNow(**m_service, {Describe(WriteJpeg("a.jpg", 600, 400, 30, 220))});
-  EXPECT_EQ(Sql(m_folder.File("cache.db")).Value("SELECT hex(substr(binData, 1, 3)), quality FROM cache"), "FFD8FF|0");
-  EXPECT_EQ(Sql(m_folder.File("cache.db")).Value("SELECT M_width, M_height FROM metadata"), "600|400");
+  EXPECT_EQ(CSql(m_folder.Path("cache.db")).Value("SELECT hex(substr(binData, 1, 3)), quality FROM cache"), "FFD8FF|0");
+  EXPECT_EQ(CSql(m_folder.Path("cache.db")).Value("SELECT M_width, M_height FROM metadata"), "600|400");
 }
 
 TEST_F(RealFormatsTest, GreyRowIsRefusedAndReplaced) {
@@ -117,7 +99,7 @@ TEST_F(RealFormatsTest, GreyRowIsRefusedAndReplaced) {
   const std::string hex = Hex(grey);
   for (const std::string& blob :
        {hex, std::string("ffd8ffe0"), hex.substr(0, hex.size() / 2 & ~std::size_t{1}), std::string("00")}) {
-    Sql(m_folder.File("cache.db")).Run("UPDATE cache SET binData = x'" + blob + "'");
+    CSql(m_folder.Path("cache.db")).Run("UPDATE cache SET binData = x'" + blob + "'");
     (*m_service)->PurgeUnusedThumbnails();
     RequestNow(**m_service, {Describe(path)});
     EXPECT_EQ(m_diag.Take().size(), 1u);
@@ -127,15 +109,17 @@ TEST_F(RealFormatsTest, GreyRowIsRefusedAndReplaced) {
 
 TEST_F(RealFormatsTest, HalfAJpegFails) {
   const auto bytes = Encode(600, 400, 3, 30, 220);
-  const std::wstring path = m_folder.Create("a.jpg", std::string(bytes.begin(), bytes.begin() + bytes.size() / 3));
+  const std::wstring path =
+      m_folder.MakeFileWide("a.jpg", std::string(bytes.begin(), bytes.begin() + bytes.size() / 3));
   RequestNow(**m_service, {Describe(path)});
   EXPECT_EQ(PeekState(**m_service, Describe(path)), kQvThumbnailFailed);
-  EXPECT_EQ(Sql(m_folder.File("cache.db")).Value("SELECT count(*) FROM cache"), "0");
+  EXPECT_EQ(CSql(m_folder.Path("cache.db")).Value("SELECT count(*) FROM cache"), "0");
 }
 
 TEST_F(RealFormatsTest, WhatIsNoImageFails) {
   for (const char* content : {"", "text", "\xFF\xD8\xFF", "\x89PNG\r\n\x1A\n", "II*"}) {
-    const std::wstring path = m_folder.Create(std::string("noise") + std::to_string(std::strlen(content)), content);
+    const std::wstring path =
+        m_folder.MakeFileWide(std::string("noise") + std::to_string(std::strlen(content)), content);
     RequestNow(**m_service, {Describe(path)});
     EXPECT_EQ(PeekState(**m_service, Describe(path)), kQvThumbnailFailed) << content;
   }
@@ -154,15 +138,14 @@ TEST_F(RealFormatsTest, TextInformationOfAJpeg) {
     EXPECT_EQ(info.width, 600u);
     EXPECT_EQ(info.components, 3u);
     EXPECT_EQ(calibration, 0.0);
-    EXPECT_EQ(size, static_cast<std::int64_t>(std::filesystem::file_size(m_folder.File("a.jpg"))));
+    EXPECT_EQ(size, static_cast<std::int64_t>(std::filesystem::file_size(m_folder.Path("a.jpg"))));
     EXPECT_EQ(loops[0], 0u);
   }
 }
 
 TEST_F(RealFormatsTest, FolderOfSamplesEndsInDefiniteStates) {
-  const char* given = std::getenv("QV_SAMPLES");
-  const std::filesystem::path folder = given ? given : QV_DEFAULT_SAMPLES;
-  if (!std::filesystem::is_directory(folder)) GTEST_SKIP() << "no samples at " << folder;
+  const std::string folder = SamplesFolder();
+  if (folder.empty()) GTEST_SKIP() << "the sample files are not here";
   std::vector<SQvThumbnailDescription> batch;
   for (const auto& item : std::filesystem::recursive_directory_iterator(folder)) {
     constexpr std::uintmax_t kSmall = 8u << 20;

@@ -1,3 +1,5 @@
+#include <filesystem>
+
 #include "tests/thumbnailcache/support/service_test.h"
 
 namespace qvtest {
@@ -62,13 +64,13 @@ class SchemaTest : public ServiceTest {
  protected:
   // A file that holds the tables before `table`, and this one made by `create`.
   void Prepare(std::size_t table, const std::string& create) {
-    Sql sql(DatabaseFile());
+    CSql sql(DatabaseFile());
     for (std::size_t i = 0; i < table; ++i) sql.Run(Tables()[i].create);
     if (!create.empty()) sql.Run(create);
   }
   // What SQLite keeps of the table's CREATE statement.
   std::string Schema(const std::string& table) {
-    return Sql(DatabaseFile()).Value("SELECT sql FROM sqlite_master WHERE name='" + table + "'");
+    return CSql(DatabaseFile()).Value("SELECT sql FROM sqlite_master WHERE name='" + table + "'");
   }
   void ExpectConnectionClosed() {
     EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
@@ -107,7 +109,7 @@ TEST_F(SchemaTest, EveryStatementIsPreparedSteppedOnceAndFinalized) {
 TEST_F(SchemaTest, GoodTablesAreTestedWithoutAStepAndKept) {
   ASSERT_EQ(Open(), 0);
   Close();
-  Sql(DatabaseFile()).Run("INSERT INTO stored VALUES (1, 2, 'kept', 3)");
+  CSql(DatabaseFile()).Run("INSERT INTO stored VALUES (1, 2, 'kept', 3)");
   CSqliteSpy::Clear();
   ASSERT_EQ(Open(), 0);
 
@@ -120,7 +122,7 @@ TEST_F(SchemaTest, GoodTablesAreTestedWithoutAStepAndKept) {
   }
   EXPECT_EQ(CSqliteSpy::TakePrepared(), prepared);
   EXPECT_EQ(CSqliteSpy::TakeTraced(), traced) << "a format test is never stepped";
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT * FROM stored"), "1|2|kept|3");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT * FROM stored"), "1|2|kept|3");
   EXPECT_TRUE(m_diag.Take().empty());
 }
 
@@ -135,13 +137,14 @@ TEST_F(SchemaTest, CacheTableWithoutQualityIsMadeAnew) {
   EXPECT_THAT(std::vector<std::string>(prepared.begin(), prepared.begin() + 4),
               ElementsAre(Tables()[0].existence, Tables()[0].test, Tables()[0].drop, Tables()[0].create));
   EXPECT_EQ(Schema("cache"), Tables()[0].create);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
 }
 
 TEST_F(SchemaTest, MetadataAndExperimentsOfAnOldFormatAreMadeAnew) {
   for (const std::size_t index : {1u, 2u}) {
     const STable& table = Tables()[index];
-    Sql(DatabaseFile()).Run("DROP TABLE IF EXISTS " + table.name + "; CREATE TABLE " + table.name + " (filename TEXT)");
+    CSql(DatabaseFile())
+        .Run("DROP TABLE IF EXISTS " + table.name + "; CREATE TABLE " + table.name + " (filename TEXT)");
     ASSERT_EQ(Open(), 0);
     EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kWrongFormat));
     EXPECT_THAT(CSqliteSpy::TakePrepared(), IsSupersetOf({table.test, table.drop, table.create}));
@@ -175,7 +178,7 @@ TEST_F(SchemaTest, EveryColumnOfTheFormatTestCounts) {
       std::string others = table.name == "history" ? "userID" : "extra";
       for (const std::string& column : columns)
         if (column != left) others += ", " + column;
-      Sql(DatabaseFile())
+      CSql(DatabaseFile())
           .Run("DROP TABLE IF EXISTS " + table.name + "; CREATE TABLE " + table.name + " (" + others + ")");
       ASSERT_EQ(Open(), 0) << table.name << " without " << left;
       EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kWrongFormat)) << table.name << " without " << left;
@@ -192,7 +195,7 @@ TEST_F(SchemaTest, HistoryWithoutUserIdIsAlteredAndKeepsItsRows) {
   ASSERT_EQ(Open(), 0);
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kUserIdMissing));
   EXPECT_THAT(CSqliteSpy::TakeTraced(), Contains("ALTER TABLE history ADD userID TEXT"));
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT * FROM history"), "a.tif|1.5|7|NULL");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT * FROM history"), "a.tif|1.5|7|NULL");
 
   // The altered table has userID last, which no operation may mind.
   EXPECT_EQ(Cache().WriteHistory(L"b.tif", L"ada", 2.5, 8), 0);
@@ -221,7 +224,7 @@ TEST_F(SchemaTest, HistoryWithoutExperimentAndUserIsAlteredThenMadeAnew) {
   ASSERT_EQ(Open(), 0);
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kUserIdMissing, kWrongFormat));
   EXPECT_EQ(Schema("history"), Tables()[3].create);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM history"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM history"), "0");
 }
 
 TEST_F(SchemaTest, StoredTableOfAnOldFormatIsNeverDropped) {
@@ -235,12 +238,12 @@ TEST_F(SchemaTest, StoredTableOfAnOldFormatIsNeverDropped) {
                 ElementsAre(kWrongFormat, L"THUMBCACHE: Failed to drop the stored table. no such table: sored"));
     EXPECT_EQ(CSqliteSpy::TakePrepared().back(), "DROP TABLE sored");
     ExpectConnectionClosed();
-    EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT * FROM stored"), "1|2|kept");
+    EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT * FROM stored"), "1|2|kept");
   }
 }
 
 TEST_F(SchemaTest, ExtraColumnsDoNotFailTheTest) {
-  Sql sql(DatabaseFile());
+  CSql sql(DatabaseFile());
   for (const STable& table : Tables()) {
     sql.Run(table.create);
     sql.Run("ALTER TABLE " + table.name + " ADD extra TEXT");
@@ -257,7 +260,7 @@ TEST_F(SchemaTest, FailedCreationIsReportedOnceAndClosesTheConnection) {
     Prepare(i, "");
     CSqliteSpy::Reset();
     CSqliteSpy::OverrideBusyTimeout(0);
-    Sql holder(DatabaseFile());
+    CSql holder(DatabaseFile());
     holder.Run("BEGIN IMMEDIATE");
     EXPECT_EQ(Open(), -9);
     EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: Failed to create the " + Wide(Tables()[i].name) +
@@ -273,7 +276,7 @@ TEST_F(SchemaTest, FailedDropIsReportedOnceAndClosesTheConnection) {
     Prepare(i, "CREATE TABLE " + Tables()[i].name + " (userID TEXT)");
     CSqliteSpy::Reset();
     CSqliteSpy::OverrideBusyTimeout(0);
-    Sql holder(DatabaseFile());
+    CSql holder(DatabaseFile());
     holder.Run("BEGIN IMMEDIATE");
     EXPECT_EQ(Open(), -9);
     const auto messages = m_diag.Take();
@@ -291,7 +294,7 @@ TEST_F(SchemaTest, FailedUserIdUpgradeDoesNotDropTheTable) {
   Prepare(3, "CREATE TABLE history (filename TEXT, M_acqTime REAL, experimentID INTEGER)");
   CSqliteSpy::Reset();
   CSqliteSpy::OverrideBusyTimeout(0);
-  Sql holder(DatabaseFile());
+  CSql holder(DatabaseFile());
   holder.Run("BEGIN IMMEDIATE");
   EXPECT_EQ(Open(), -9);
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kUserIdMissing,
@@ -313,7 +316,7 @@ TEST_F(SchemaTest, FailedExistenceStepIsReported) {
 }
 
 TEST_F(SchemaTest, ViewInPlaceOfATableIsReported) {
-  Sql(DatabaseFile()).Run("CREATE VIEW cache AS SELECT 1 AS filename");
+  CSql(DatabaseFile()).Run("CREATE VIEW cache AS SELECT 1 AS filename");
   EXPECT_EQ(Open(), -9);
   const auto texts = m_diag.TakeTexts();
   ASSERT_THAT(texts, SizeIs(1));

@@ -56,7 +56,7 @@ class ExperimentsTest : public ServiceTest {
     return id;
   }
   std::vector<std::string> Rows() {
-    return Sql(DatabaseFile()).Rows("SELECT experimentID, M_acqTime, storedID FROM experiments ORDER BY experimentID");
+    return CSql(DatabaseFile()).Rows("SELECT experimentID, M_acqTime, storedID FROM experiments ORDER BY experimentID");
   }
 };
 
@@ -75,7 +75,7 @@ TEST_F(ExperimentsTest, NewExperimentIsLookedUpAndInserted) {
                   "bind_double 1 2.5", "bind_blob 2 " + std::to_string(reader.Bytes().GetSize()) + " bytes",
                   "bind_blob 3 0 bytes", "bind_int 4 -4", "bind_int 5 " + hashText, "step 101", "finalize 0", "rowid"));
   EXPECT_THAT(Rows(), ElementsAre("1|2.5|-4"));
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT hashCRC FROM experiments"), hashText);
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT hashCRC FROM experiments"), hashText);
 }
 
 TEST_F(ExperimentsTest, EqualExperimentIsReused) {
@@ -112,7 +112,7 @@ TEST_F(ExperimentsTest, EveryRowOfTheHashIsCompared) {
   const auto first = MakeExperiment(kQvLoopZ, 9), second = MakeExperiment(kQvLoopTime, 5);
   Write(first.get());
   const std::string hash = std::to_string(static_cast<int>(CQvExperimentAPI::GetExperimentHash(second.get())));
-  Sql sql(DatabaseFile());
+  CSql sql(DatabaseFile());
   sql.Run("UPDATE experiments SET hashCRC = " + hash);
   EXPECT_EQ(Write(second.get(), nullptr, 1.0, 7), 2) << "same hash, not equal";
   sql.Run("INSERT INTO experiments (liteVariant, hashCRC) VALUES (x'0102', " + hash + "), (NULL, " + hash + ")");
@@ -124,7 +124,7 @@ TEST_F(ExperimentsTest, EveryRowOfTheHashIsCompared) {
 TEST_F(ExperimentsTest, DamagedBlobsOfTheHashAreNotEqual) {
   const auto experiment = MakeExperiment(kQvLoopZ, 9);
   const std::string hash = std::to_string(static_cast<int>(CQvExperimentAPI::GetExperimentHash(experiment.get())));
-  Sql(DatabaseFile())
+  CSql(DatabaseFile())
       .Run("INSERT INTO experiments (liteVariant, hashCRC) VALUES (x'FFFFFFFFFFFFFFFF', " + hash + "), (NULL, " + hash +
            "), ('text', " + hash + ")");
   EXPECT_EQ(Write(experiment.get()), 4);
@@ -141,10 +141,10 @@ TEST_F(ExperimentsTest, PlanesTakePartInTheHashOnly) {
   EXPECT_EQ(Write(experiment.get()), 1);
   unsigned int hash = CQvExperimentAPI::GetExperimentHash(experiment.get());
   red.GetHash(hash);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT hashCRC FROM experiments WHERE experimentID = 2"),
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT hashCRC FROM experiments WHERE experimentID = 2"),
             std::to_string(static_cast<int>(hash)));
   // Equal hash and equal experiment is enough, whatever the planes are: the stored ones stay.
-  Sql(DatabaseFile()).Run("UPDATE experiments SET hashCRC = 0 WHERE experimentID <> 2");
+  CSql(DatabaseFile()).Run("UPDATE experiments SET hashCRC = 0 WHERE experimentID <> 2");
   EXPECT_EQ(Write(experiment.get(), &red), 2);
 }
 
@@ -174,7 +174,7 @@ TEST_F(ExperimentsTest, NullAndUnserialisableExperimentsFail) {
 TEST_F(ExperimentsTest, FailedInsertIsReportedAndGivesThePreviousId) {
   Write(MakeExperiment(kQvLoopZ, 1).get());
   Write(MakeExperiment(kQvLoopZ, 2).get());
-  Sql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON experiments BEGIN SELECT RAISE(FAIL, 'no room'); END");
+  CSql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON experiments BEGIN SELECT RAISE(FAIL, 'no room'); END");
   int id = 77;
   EXPECT_EQ(Cache().WriteExperiment(MakeExperiment(kQvLoopZ, 3).get(), nullptr, 1.0, 0, &id), SQLITE_CONSTRAINT);
   EXPECT_EQ(id, 2);
@@ -192,7 +192,7 @@ TEST_F(ExperimentsTest, FailedInsertIsReportedAndGivesThePreviousId) {
 TEST_F(ExperimentsTest, FailedUpdateIsReportedAndReturnsZero) {
   const auto experiment = MakeExperiment(kQvLoopZ, 1);
   Write(experiment.get());
-  Sql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON experiments BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON experiments BEGIN SELECT RAISE(FAIL, 'kept'); END");
   EXPECT_EQ(Write(experiment.get(), nullptr, 9.0), 1) << "the id is given all the same";
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: WriteExperiment - sqlite3_step failed: kept",
                                               L"THUMBCACHE: WriteExperiment - sqlite3_finalize failed: kept"));
@@ -228,7 +228,7 @@ TEST_F(ExperimentsTest, ExperimentAndPlanesComeBackEqual) {
 TEST_F(ExperimentsTest, RowWithoutPlanesLeavesThem) {
   const int id = Write(MakeExperiment(kQvLoopZ, 9).get());
   for (const char* blob : {"NULL", "x''"}) {
-    Sql(DatabaseFile()).Run(std::string("UPDATE experiments SET picturePlanes = ") + blob);
+    CSql(DatabaseFile()).Run(std::string("UPDATE experiments SET picturePlanes = ") + blob);
     SQvExperiment* read = nullptr;
     SQvPicturePlanes planes = MakePlanes(L"mine");
     double time = 0;
@@ -262,7 +262,7 @@ TEST_F(ExperimentsTest, NullOutputsFail) {
 TEST_F(ExperimentsTest, DamagedRowsAreSurvived) {
   const int id = Write(MakeExperiment(kQvLoopZ, 9).get());
   for (const char* blob : {"x'00'", "x'FFFFFFFFFFFFFFFFFFFFFFFF'", "NULL", "'text'", "zeroblob(100000)", "42"}) {
-    Sql(DatabaseFile()).Run(std::string("UPDATE experiments SET liteVariant = ") + blob + ", picturePlanes = " + blob);
+    CSql(DatabaseFile()).Run(std::string("UPDATE experiments SET liteVariant = ") + blob + ", picturePlanes = " + blob);
     SQvExperiment* read = nullptr;
     SQvPicturePlanes planes;
     double time = 0;
@@ -342,7 +342,7 @@ ExperimentPtr Random(const RandomBelow& below, int depth) {
 TEST_F(ExperimentsTest, RandomExperimentsAreStoredOnceAndComeBackEqual) {
   Close();
   CSqliteSpy::Reset();
-  Sql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
+  CSql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
   ASSERT_EQ(Open(), 0);
   std::mt19937 generator(99);
   const RandomBelow below = [&](unsigned limit) { return static_cast<unsigned>(generator() % limit); };

@@ -7,10 +7,10 @@
 
 #include "metadata/qvexperiment.h"
 #include "system/qvdiag.h"
+#include "tests/support/sql.h"
+#include "tests/support/temp_folder.h"
 #include "tests/thumbnailcache/support/service.h"
-#include "tests/thumbnailcache/support/sql.h"
 #include "tests/thumbnailcache/support/sqlite_spy.h"
-#include "tests/thumbnailcache/support/temp_folder.h"
 
 namespace qvtest {
 namespace {
@@ -30,7 +30,7 @@ class HistoryModelTest : public ::testing::Test {
  protected:
   void SetUp() override {
     UseInstalledComponents();
-    Sql(m_folder.File("history.db")).Run("PRAGMA journal_mode=WAL; PRAGMA synchronous=OFF");
+    CSql(m_folder.Path("history.db")).Run("PRAGMA journal_mode=WAL; PRAGMA synchronous=OFF");
     ASSERT_EQ(m_service.Open(m_folder.Wide("history.db")), 0);
     QV_SetDiagSink([](void*, const SQvDiagMessage&) {}, nullptr);
   }
@@ -123,14 +123,14 @@ class HistoryModelTest : public ::testing::Test {
     if (!left) m_model.experiments.erase(experiment);
   }
   void CheckTables() {
-    Sql sql(m_folder.File("history.db"));
+    CSql sql(m_folder.Path("history.db"));
     EXPECT_EQ(sql.Value("SELECT count(*) FROM history"), std::to_string(m_model.rows.size()));
     std::vector<std::string> expected;
     for (const int id : m_model.experiments) expected.push_back(std::to_string(id));
     EXPECT_EQ(sql.Rows("SELECT experimentID FROM experiments ORDER BY experimentID"), expected);
   }
 
-  TempFolder m_folder;
+  CTempFolder m_folder;
   CServiceHandle m_service;
   std::mt19937 m_random{20240229};
   SModel m_model;

@@ -36,9 +36,9 @@ class HistoryTest : public ServiceTest {
     CSqliteSpy::Clear();
   }
   std::vector<std::string> Rows() {
-    return Sql(DatabaseFile()).Rows("SELECT filename, userID, M_acqTime, experimentID FROM history ORDER BY filename");
+    return CSql(DatabaseFile()).Rows("SELECT filename, userID, M_acqTime, experimentID FROM history ORDER BY filename");
   }
-  int Experiments() { return std::stoi(Sql(DatabaseFile()).Value("SELECT count(*) FROM experiments")); }
+  int Experiments() { return std::stoi(CSql(DatabaseFile()).Value("SELECT count(*) FROM experiments")); }
 };
 
 TEST_F(HistoryTest, NewFileIsLookedUpAndInserted) {
@@ -82,7 +82,7 @@ TEST_F(HistoryTest, SecondUserOfAFileIsRefused) {
 
 TEST_F(HistoryTest, FailedUpdateIsReportedUnderItsOwnNameAndReturnsZero) {
   Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7);
-  Sql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON history BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON history BEGIN SELECT RAISE(FAIL, 'kept'); END");
   EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 3.5, 7), 0);
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: WriteHistory - sqlite3_step failed: kept",
                                               L"THUMBCACHE: WriteHistory - sqlite3_finalize failed: kept"));
@@ -180,7 +180,7 @@ TEST_F(HistoryTest, NullListsAreRefused) {
 }
 
 TEST_F(HistoryTest, DeleteKeepsTheExperimentWhileHistoryIsLeft) {
-  Sql(DatabaseFile()).Run("INSERT INTO experiments (experimentID) VALUES (1), (2)");
+  CSql(DatabaseFile()).Run("INSERT INTO experiments (experimentID) VALUES (1), (2)");
   Cache().WriteHistory(L"a", L"ada", 1, 1);
   Cache().WriteHistory(L"b", L"bob", 5, 1);
   Cache().WriteHistory(L"c", L"ada", 1, 2);
@@ -197,18 +197,18 @@ TEST_F(HistoryTest, DeleteKeepsTheExperimentWhileHistoryIsLeft) {
               ElementsAre("prepare " + kDelete, "bind_int 1 1", "bind_double 2 5", "bind_double 3 5.5", "step 101",
                           "finalize 0", "prepare " + kLeft, "bind_int 1 1", "step 101", "finalize 0",
                           "prepare " + kDeleteExperiment, "bind_int 1 1", "step 101", "finalize 0"));
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT experimentID FROM experiments"), "2");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT experimentID FROM experiments"), "2");
 }
 
 TEST_F(HistoryTest, DeleteOfNothingRemovesAnUnreferencedExperiment) {
-  Sql(DatabaseFile()).Run("INSERT INTO experiments (experimentID) VALUES (1)");
+  CSql(DatabaseFile()).Run("INSERT INTO experiments (experimentID) VALUES (1)");
   EXPECT_EQ(Cache().DeleteHistory(0.0, 5.0, 1), 0);
   EXPECT_EQ(Experiments(), 0);
   EXPECT_EQ(Cache().DeleteHistory(0.0, 5.0, 42), 0);
 }
 
 TEST_F(HistoryTest, FailedDeleteFailsAndKeepsTheExperiment) {
-  Sql(DatabaseFile())
+  CSql(DatabaseFile())
       .Run(
           "INSERT INTO experiments (experimentID) VALUES (1); CREATE TRIGGER kept BEFORE DELETE ON history BEGIN "
           "SELECT RAISE(FAIL, 'kept'); END");
@@ -224,7 +224,7 @@ TEST_F(HistoryTest, FailedDeleteFailsAndKeepsTheExperiment) {
 }
 
 TEST_F(HistoryTest, FailedDeleteOfTheExperimentIsIgnored) {
-  Sql(DatabaseFile())
+  CSql(DatabaseFile())
       .Run(
           "INSERT INTO experiments (experimentID) VALUES (1); CREATE TRIGGER kept BEFORE DELETE ON experiments BEGIN "
           "SELECT RAISE(FAIL, 'kept'); END");

@@ -1,4 +1,5 @@
 #include <atomic>
+#include <filesystem>
 #include <random>
 #include <thread>
 
@@ -17,7 +18,7 @@ class InvariantsTest : public ServiceTest {
  protected:
   void SetUp() override {
     ServiceTest::SetUp();
-    Sql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
+    CSql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
     ASSERT_EQ(Open(), 0);
     Cache().SetThumbnailBox(16, 12, false);
     m_owner.records[1].fields[L"image"] = SFile();

@@ -18,7 +18,7 @@ std::atomic<int> g_waits{0};
 // The delay lies between a worker's reading of the stop flag and its waiting, where the wake-up of a stop would be
 // lost.
 TEST_F(WakingTest, EndsWhateverAWorkerIsAboutToDo) {
-  Sql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
+  CSql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
   g_waits = 0;
   SetBeforeWait([] {
     // Every other time long enough for the closing thread to set the flag and to broadcast.

@@ -13,13 +13,13 @@
 
 #include "imageformats/iqvimagedatabase.h"
 #include "system/qvdatetime.h"
+#include "tests/support/diag_recorder.h"
+#include "tests/support/sql.h"
+#include "tests/support/temp_folder.h"
 #include "tests/thumbnailcache/model/cache_model.h"
 #include "tests/thumbnailcache/standin/standin.h"
-#include "tests/thumbnailcache/support/diag_recorder.h"
 #include "tests/thumbnailcache/support/insides.h"
 #include "tests/thumbnailcache/support/service.h"
-#include "tests/thumbnailcache/support/sql.h"
-#include "tests/thumbnailcache/support/temp_folder.h"
 
 namespace qvtest {
 namespace {
@@ -94,13 +94,13 @@ class ViewersModelTest : public ::testing::Test {
     UseStandInFormats();
     std::printf("seed %u\n", m_seed);
     m_service = std::make_unique<CServiceHandle>();
-    Sql(m_folder.File("cache.db")).Run("PRAGMA journal_mode=WAL");
+    CSql(m_folder.Path("cache.db")).Run("PRAGMA journal_mode=WAL");
     ASSERT_EQ(m_service->Open(m_folder.Wide("cache.db")), 0);
     Cache().SetThumbnailBox(16, 12, false);
     Cache().SetThumbnailBox(24, 18, true);
     m_listener = std::make_unique<CRecordingListener>(Cache());
     for (int i = 0; i < kFiles; ++i) {
-      const std::wstring path = m_folder.Create("file-" + std::to_string(100 + i) + ".tif");
+      const std::wstring path = m_folder.MakeFileWide("file-" + std::to_string(100 + i) + ".tif");
       m_locations.push_back(path);
       m_model.sources[path];
       Touch(path);
@@ -170,7 +170,7 @@ class ViewersModelTest : public ::testing::Test {
 
   const unsigned m_seed;
   std::mt19937 m_random;
-  TempFolder m_folder;
+  CTempFolder m_folder;
   CDiagRecorder m_diag;
   CRecords m_records;
   CCacheModel m_model;

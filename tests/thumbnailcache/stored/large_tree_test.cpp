@@ -2,9 +2,9 @@
 
 #include <random>
 
+#include "tests/support/sql.h"
+#include "tests/support/temp_folder.h"
 #include "tests/thumbnailcache/support/service.h"
-#include "tests/thumbnailcache/support/sql.h"
-#include "tests/thumbnailcache/support/temp_folder.h"
 
 namespace qvtest {
 namespace {
@@ -17,11 +17,11 @@ constexpr int kItems = 100000;
 
 // Items inserted, listed and deleted in a bushy random tree, against a plain table of parents.
 TEST(LargeTreeTest, IsInsertedListedAndDeleted) {
-  TempFolder folder;
+  CTempFolder folder;
   UseInstalledComponents();
   {
     // The component leaves journal and sync to the file's owner; the test wants neither.
-    Sql(folder.File("tree.db")).Run("PRAGMA journal_mode=WAL");
+    CSql(folder.Path("tree.db")).Run("PRAGMA journal_mode=WAL");
   }
   CServiceHandle service;
   ASSERT_EQ(service.Open(folder.Wide("tree.db")), 0);
@@ -45,7 +45,7 @@ TEST(LargeTreeTest, IsInsertedListedAndDeleted) {
     for (std::size_t i = 0; i < ids.size(); ++i) ASSERT_EQ(names[i].Str(), L"item " + std::to_wstring(ids[i]));
   }
 
-  Sql sql(folder.File("tree.db"));
+  CSql sql(folder.Path("tree.db"));
   // Deleting walks the table once for each item, so the owner of the file gives it an index, as a host may.
   sql.Run("CREATE INDEX parents ON stored (storedParentID)");
   ASSERT_EQ(service->DeleteStoredItem(2), 0);

@@ -34,7 +34,7 @@ class StoredTest : public ServiceTest {
     return id;
   }
   std::vector<std::string> Rows() {
-    return Sql(DatabaseFile()).Rows("SELECT storedID, storedParentID, filename, flags FROM stored ORDER BY storedID");
+    return CSql(DatabaseFile()).Rows("SELECT storedID, storedParentID, filename, flags FROM stored ORDER BY storedID");
   }
 };
 
@@ -63,7 +63,7 @@ TEST_F(StoredTest, InsertWithoutANameFails) {
 TEST_F(StoredTest, FailedInsertIsReportedAndGivesThePreviousId) {
   Insert(1, L"a");
   Insert(1, L"b");
-  Sql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON stored BEGIN SELECT RAISE(FAIL, 'no room'); END");
+  CSql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON stored BEGIN SELECT RAISE(FAIL, 'no room'); END");
   int id = 77;
   EXPECT_EQ(Cache().InsertStoredItem(1, L"c", 0, &id), SQLITE_CONSTRAINT);
   EXPECT_EQ(id, 2);
@@ -111,7 +111,7 @@ TEST_F(StoredTest, UpdateOfAnUnknownItemFails) {
 
 TEST_F(StoredTest, FailedUpdateIsReportedAndReturnsZero) {
   const int id = Insert(7, L"a", 3);
-  Sql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON stored BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON stored BEGIN SELECT RAISE(FAIL, 'kept'); END");
   EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"b", 3), 0);
   const auto messages = m_diag.Take();
   ASSERT_THAT(messages, SizeIs(1));
@@ -161,7 +161,7 @@ TEST_F(StoredTest, FailedListingGivesTheError) {
 }
 
 TEST_F(StoredTest, NullNameOfARowReadsAsEmpty) {
-  Sql(DatabaseFile()).Run("INSERT INTO stored VALUES (5, 1, NULL, 0)");
+  CSql(DatabaseFile()).Run("INSERT INTO stored VALUES (5, 1, NULL, 0)");
   std::vector<int> ids;
   std::vector<CQvStringW> names;
   EXPECT_EQ(Cache().GetStoredChildren(1, &ids, &names), 0);
@@ -247,7 +247,7 @@ TEST_F(StoredTest, DeleteOfAnUnknownItemIsNoFailure) { EXPECT_EQ(Cache().DeleteS
 
 TEST_F(StoredTest, FailedChildDoesNotKeepTheParent) {
   const int root = Insert(0, L"root"), child = Insert(root, L"child");
-  Sql(DatabaseFile())
+  CSql(DatabaseFile())
       .Run(
           "CREATE TRIGGER kept BEFORE DELETE ON stored WHEN OLD.filename = 'child' BEGIN SELECT RAISE(FAIL, 'kept'); "
           "END");
@@ -258,15 +258,16 @@ TEST_F(StoredTest, FailedChildDoesNotKeepTheParent) {
 }
 
 TEST_F(StoredTest, DeleteLeavesExperimentsAndHistory) {
-  Sql(DatabaseFile()).Run("INSERT INTO experiments (storedID) VALUES (1); INSERT INTO history (filename) VALUES ('a')");
+  CSql(DatabaseFile())
+      .Run("INSERT INTO experiments (storedID) VALUES (1); INSERT INTO history (filename) VALUES ('a')");
   const int root = Insert(0, L"root");
   Cache().DeleteStoredItem(root);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT (SELECT count(*) FROM experiments) + (SELECT count(*) FROM history)"),
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT (SELECT count(*) FROM experiments) + (SELECT count(*) FROM history)"),
             "2");
 }
 
 TEST_F(StoredTest, DeepChainIsDeleted) {
-  Sql(DatabaseFile())
+  CSql(DatabaseFile())
       .Run(
           "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 300) INSERT INTO stored SELECT i, "
           "i - 1, 'x', 0 FROM n");

@@ -36,7 +36,7 @@ std::int32_t ServiceTest::Open() {
 }
 
 std::wstring ServiceTest::MakeFile(const std::string& name, const standin::SFile& file) {
-  const std::wstring path = m_folder.Create(name);
+  const std::wstring path = m_folder.MakeFileWide(name, "content");
   Script().SetFile(path, file);
   return path;
 }

@@ -5,13 +5,13 @@
 
 #include <memory>
 
+#include "tests/support/diag_recorder.h"
+#include "tests/support/sql.h"
+#include "tests/support/temp_folder.h"
 #include "tests/thumbnailcache/standin/standin.h"
-#include "tests/thumbnailcache/support/diag_recorder.h"
 #include "tests/thumbnailcache/support/platform_spy.h"
 #include "tests/thumbnailcache/support/service.h"
-#include "tests/thumbnailcache/support/sql.h"
 #include "tests/thumbnailcache/support/sqlite_spy.h"
-#include "tests/thumbnailcache/support/temp_folder.h"
 
 namespace qvtest {
 
@@ -27,14 +27,14 @@ class ServiceTest : public ::testing::Test {
   IQvThumbnailCache& Cache() { return **m_service; }
   CServiceHandle& Host() { return *m_service; }
   standin::CScript& Script() { return standin::CScript::Get(); }
-  const TempFolder& Folder() const { return m_folder; }
-  std::string DatabaseFile() const { return m_folder.File("cache.db"); }
+  const CTempFolder& Folder() const { return m_folder; }
+  std::string DatabaseFile() const { return m_folder.Path("cache.db"); }
   // Also waits until both workers have started.
   std::int32_t Open();
   std::int32_t Close() { return m_service->Close(); }
 
   // An existing file whose picture the stand-in scripts; gives its lower-case path.
-  std::wstring MakeFile(const std::string& name) { return m_folder.Create(name); }
+  std::wstring MakeFile(const std::string& name) { return m_folder.MakeFileWide(name, "content"); }
   std::wstring MakeFile(const std::string& name, const standin::SFile& file);
 
   // Queues one new file and waits until the listener was told of it.
@@ -58,7 +58,7 @@ class ServiceTest : public ::testing::Test {
   // Queues a file at whose rendering a worker will stand; gives its path.
   std::wstring OccupyWorker(const std::string& name);
 
-  TempFolder m_folder;
+  CTempFolder m_folder;
   std::unique_ptr<CServiceHandle> m_service;
   int m_files = 0;
 };

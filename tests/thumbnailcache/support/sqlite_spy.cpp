@@ -1,13 +1,12 @@
 #include "tests/thumbnailcache/support/sqlite_spy.h"
 
-#include <dlfcn.h>
-
 #include <map>
 #include <mutex>
 #include <sstream>
 
 #include "system/qvexport.h"
 #include "system/qvstring.h"
+#include "tests/support/next_function.h"
 
 namespace {
 
@@ -33,14 +32,10 @@ SState& State() {
   return state;
 }
 
-template <class Function>
-Function Real(const char* name) {
-  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-#define REAL(name)                                         \
-  ([] {                                                    \
-    static const auto real = Real<decltype(&name)>(#name); \
-    return real;                                           \
+#define REAL(name)                                                         \
+  ([] {                                                                    \
+    static const auto real = qvtest::NextFunction<decltype(&name)>(#name); \
+    return real;                                                           \
   }())
 
 // SQLite's own calls of its interface come by here as well; they are no business of the spy's.

@@ -149,7 +149,7 @@ TEST_F(MetadataTableTest, OnlyTheLowHalfOfTheTimeCounts) {
   SetTime(path, kBase + (3LL << 32) + 123);
   EXPECT_EQ(all.Read(Cache(), path), 0);
   EXPECT_EQ(all.info.width, 101u) << "the old row still matches";
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "123.0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "123.0");
 }
 
 TEST_F(MetadataTableTest, StampIsUnsigned) {
@@ -157,7 +157,7 @@ TEST_F(MetadataTableTest, StampIsUnsigned) {
   SetTime(path, kBase + 0xFFFFFFF0LL);
   STextInfo all;
   all.Read(Cache(), path);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "4294967280.0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "4294967280.0");
 }
 
 TEST_F(MetadataTableTest, ChangedFileIsReadAgainAndKeepsOneRow) {
@@ -169,7 +169,7 @@ TEST_F(MetadataTableTest, ChangedFileIsReadAgainAndKeepsOneRow) {
   SetTime(path, kBase + 200);
   EXPECT_EQ(all.Read(Cache(), path), 0);
   EXPECT_EQ(all.info.width, 400u);
-  EXPECT_THAT(Sql(DatabaseFile()).Rows("SELECT lastWritten, M_width FROM metadata"), ElementsAre("200.0|400"));
+  EXPECT_THAT(CSql(DatabaseFile()).Rows("SELECT lastWritten, M_width FROM metadata"), ElementsAre("200.0|400"));
 }
 
 TEST_F(MetadataTableTest, MissingFileHasTheStampZero) {
@@ -177,7 +177,7 @@ TEST_F(MetadataTableTest, MissingFileHasTheStampZero) {
   Script().SetFile(path, MakeRich());
   STextInfo all;
   EXPECT_EQ(all.Read(Cache(), path), 0);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "0.0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "0.0");
   CSqliteSpy::Clear();
   EXPECT_EQ(all.Read(Cache(), path), 0);
   EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect));
@@ -190,7 +190,7 @@ TEST_F(MetadataTableTest, FailedExtractionStoresNothing) {
   STextInfo all;
   EXPECT_EQ(all.Read(Cache(), path), -9);
   EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect));
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "0");
 }
 
 TEST_F(MetadataTableTest, LoopCountsMayBeNull) {
@@ -203,7 +203,7 @@ TEST_F(MetadataTableTest, LoopCountsMayBeNull) {
     EXPECT_EQ(all.info.width, 101u);
     EXPECT_EQ(all.objective.Str(), L"60x");
   }
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT M_timeLoop, M_lambdaLoop FROM metadata"), "201|4");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT M_timeLoop, M_lambdaLoop FROM metadata"), "201|4");
 }
 
 TEST_F(MetadataTableTest, NullPathFails) {
@@ -217,9 +217,9 @@ TEST_F(MetadataTableTest, PathIsKeyedAsPassed) {
   const std::wstring path = MakeFile("Mixed.tif", MakeRich());
   STextInfo all;
   all.Read(Cache(), path);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT filename FROM metadata"), Utf8(path));
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT filename FROM metadata"), Utf8(path));
   EXPECT_EQ(all.Read(Cache(), Folder().Wide("mixed.tif")), 0);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "2");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "2");
 }
 
 TEST_F(MetadataTableTest, FailedLookupIsReportedAndAnsweredFromTheFile) {
@@ -241,7 +241,7 @@ TEST_F(MetadataTableTest, FailedDeleteSkipsTheInsertSilently) {
   const std::wstring path = MakeFile("a.tif", MakeRich());
   STextInfo all;
   {
-    Sql holder(DatabaseFile());
+    CSql holder(DatabaseFile());
     holder.Run("BEGIN IMMEDIATE");
     EXPECT_EQ(all.Read(Cache(), path), 0);
     holder.Run("COMMIT");
@@ -257,7 +257,7 @@ TEST_F(MetadataTableTest, FailedDeleteSkipsTheInsertSilently) {
 }
 
 TEST_F(MetadataTableTest, FailedInsertIsReportedTwiceAndChangesNoResult) {
-  Sql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON metadata BEGIN SELECT RAISE(FAIL, 'no room'); END");
+  CSql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON metadata BEGIN SELECT RAISE(FAIL, 'no room'); END");
   const std::wstring path = MakeFile("a.tif", MakeRich());
   STextInfo all;
   EXPECT_EQ(all.Read(Cache(), path), 0);
@@ -279,9 +279,9 @@ TEST_F(MetadataTableTest, OldRowsStayWhenTheirDeleteFails) {
   STextInfo all;
   all.Read(Cache(), path);
   SetTime(path, kBase + 2);
-  Sql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE DELETE ON metadata BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE DELETE ON metadata BEGIN SELECT RAISE(FAIL, 'kept'); END");
   EXPECT_EQ(all.Read(Cache(), path), 0);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "1.0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "1.0");
   CSqliteSpy::FinalizeOpenStatements();
 }
 
@@ -314,7 +314,7 @@ TEST_F(MetadataTableTest, CallersInParallelAllGetTheirAnswers) {
       }
     });
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "8");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "8");
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ class ConcurrencyTest : public ServiceTest {
   void SetUp() override {
     ServiceTest::SetUp();
     // Journal and sync are the file owner's business; here they only cost time.
-    Sql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
+    CSql(DatabaseFile()).Run("PRAGMA journal_mode=WAL");
     ASSERT_EQ(Open(), 0);
     Cache().SetThumbnailBox(16, 12, false);
   }
@@ -95,7 +95,7 @@ TEST_F(ConcurrencyTest, EveryCallerGetsItsOwnRowId) {
   std::thread worker([&] {
     // New thumbnails all the time: purged, made, and inserted again.
     while (!stop) {
-      Sql(DatabaseFile()).Run("DELETE FROM cache");
+      CSql(DatabaseFile()).Run("DELETE FROM cache");
       Queue(Cache(), batch);
       CRecordingListener listener(Cache());
       Drain(listener);

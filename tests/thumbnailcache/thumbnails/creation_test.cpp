@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <cmath>
+#include <filesystem>
 
 #include "system/qvdatetime.h"
 #include "system/qvfile.h"
@@ -124,7 +125,7 @@ TEST_F(CreationTest, TimeIsTheLaterOfCreationAndLastWrite) {
   utimensat(AT_FDCWD, Utf8(future).c_str(), late, 0);
   utimensat(AT_FDCWD, Utf8(past).c_str(), early, 0);
   RequestNow(Cache(), {Describe(future), Describe(past)});
-  Sql sql(DatabaseFile());
+  CSql sql(DatabaseFile());
   EXPECT_EQ(sql.Value("SELECT lastWritten = 2488069.5 FROM cache WHERE filename LIKE '%future.tif'"), "1");
 
   SQvFindData data;
@@ -231,8 +232,8 @@ TEST_P(FailureTest, LeavesADefiniteStateWithoutAPicture) {
   EXPECT_FALSE(look.HasPicture());
   EXPECT_EQ(CPlatformSpy::LivePictures(), 0);
   EXPECT_TRUE(m_diag.Take().empty());
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "0");
 }
 
 TEST_P(FailureTest, DropsThePictureOfAStaleThumbnail) {
@@ -287,7 +288,7 @@ TEST_F(CreationTest, MissingFileDropsThePicture) {
 }
 
 TEST_F(CreationTest, FolderYieldsNoneButItsTimeIsKnown) {
-  std::filesystem::create_directory(Folder().File("folder.tif"));
+  std::filesystem::create_directory(Folder().Path("folder.tif"));
   const std::wstring path = Folder().Wide("folder.tif");
   CPlatformSpy::Record(true);
   EXPECT_EQ(Make(path).state, kQvThumbnailNone);
@@ -313,9 +314,9 @@ TEST_F(CreationTest, TextInformationIsStoredUnderTheFilePath) {
   file.metadata.text.author = L"Ada";
   const std::wstring path = MakeFile("a.tif", file);
   Make(path);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT filename, M_author, M_width, M_height FROM metadata"),
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT filename, M_author, M_width, M_height FROM metadata"),
             Utf8(path) + "|Ada|400|300");
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT M_fileSize FROM metadata"), "7") << "the size of the file itself";
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT M_fileSize FROM metadata"), "7") << "the size of the file itself";
   Cache().ReleaseThumbnail(1, Describe(path));
 }
 

@@ -54,8 +54,8 @@ TEST_F(OwnedRecordTest, QueuedRequestUsesTheOwnerToo) {
   listener.WaitFor(location);
   EXPECT_EQ(PeekState(Cache(), Describe(location)), kQvThumbnailReady);
   EXPECT_EQ(m_owner.inside, 0);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "0");
 }
 
 TEST_F(OwnedRecordTest, WithoutAnOwnerNothingChanges) {

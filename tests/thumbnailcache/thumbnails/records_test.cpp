@@ -29,7 +29,7 @@ class RecordsTest : public ServiceTest {
 
   void InsertRow(const std::string& location, int flags, double lastWritten, int quality,
                  const std::vector<std::uint8_t>& blob) {
-    Sql sql(DatabaseFile());
+    CSql sql(DatabaseFile());
     sqlite3_stmt* statement = nullptr;
     ASSERT_EQ(sqlite3_prepare_v2(sql.Handle(),
                                  "INSERT INTO cache (filename, flags, lastWritten, quality, binData) "
@@ -140,14 +140,14 @@ TEST_F(RecordsTest, PictureIsShapedAsTheRowSays) {
 TEST_F(RecordsTest, RowIsKeyedByLocationAndFlags) {
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path, 0), Describe(path, 1)});
-  EXPECT_THAT(Sql(DatabaseFile()).Rows("SELECT filename, flags FROM cache ORDER BY flags"),
+  EXPECT_THAT(CSql(DatabaseFile()).Rows("SELECT filename, flags FROM cache ORDER BY flags"),
               ElementsAre(Utf8(path) + "|0", Utf8(path) + "|1"));
 }
 
 TEST_F(RecordsTest, FlagsBindAsASignedNumber) {
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path, 0xFFFFFFFFu)});
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT flags FROM cache"), "-1");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT flags FROM cache"), "-1");
   Cache().PurgeUnusedThumbnails();
   RequestNow(Cache(), {Describe(path, 0xFFFFFFFFu)});
   EXPECT_EQ(Script().RenderCount(path), 1);
@@ -157,17 +157,17 @@ TEST_F(RecordsTest, SavingAgainLeavesOneRowWithTheLatestValues) {
   CRecordingListener listener(Cache());
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT quality FROM cache"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT quality FROM cache"), "0");
   Cache().SetHighQuality(true);
   EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailStale);
   listener.WaitFor(path);
-  EXPECT_THAT(Sql(DatabaseFile()).Rows("SELECT flags, quality FROM cache"), ElementsAre("0|1"));
+  EXPECT_THAT(CSql(DatabaseFile()).Rows("SELECT flags, quality FROM cache"), ElementsAre("0|1"));
 }
 
 TEST_F(RecordsTest, NonAsciiLocationsAreStoredAsUtf8) {
   const std::wstring path = MakeFile("\xC3\xA4\xE6\xBC\xA2\xF0\x9F\x94\xAC.tif");
   RequestNow(Cache(), {Describe(path)});
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT filename FROM cache"), Utf8(path));
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT filename FROM cache"), Utf8(path));
   Cache().PurgeUnusedThumbnails();
   RequestNow(Cache(), {Describe(path)});
   EXPECT_EQ(Script().RenderCount(path), 1);
@@ -201,7 +201,7 @@ TEST_P(BadRowTest, FailsTheEntryAndStays) {
   EXPECT_EQ(Get(Cache(), Describe(m_ownerless)).state, kQvThumbnailFailed);
   EXPECT_FALSE(Get(Cache(), Describe(m_ownerless)).HasPicture());
   EXPECT_EQ(CPlatformSpy::LivePictures(), 0);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "1");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "1");
   EXPECT_THAT(CSqliteSpy::OpenStatements(), IsEmpty());
 }
 
@@ -243,7 +243,7 @@ TEST_F(RecordsTest, FailedReadFreesThePictureHeld) {
   RequestNow(Cache(), {Describe(path)});
   Cache().SetCacheLimit(0);
   RequestNow(Cache(), {Describe(MakeFile("b.tif"))});
-  Sql(DatabaseFile()).Run("UPDATE cache SET binData = x'00' WHERE filename = '" + Utf8(path) + "'");
+  CSql(DatabaseFile()).Run("UPDATE cache SET binData = x'00' WHERE filename = '" + Utf8(path) + "'");
   RequestNow(Cache(), {Describe(path)});
   EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kBadPicture));
   EXPECT_EQ(Script().RenderCount(path), 2);
@@ -281,7 +281,7 @@ TEST_F(RecordsTest, NoRowAndAPictureYieldsStaleAndLeavesIt) {
 }
 
 TEST_F(RecordsTest, FailedLookupIsReportedAndCountsAsNoRow) {
-  Sql(DatabaseFile()).Run("DROP TABLE cache");
+  CSql(DatabaseFile()).Run("DROP TABLE cache");
   RequestNow(Cache(), {Describe(m_ownerless)});
   const auto messages = m_diag.Take();
   ASSERT_THAT(messages, SizeIs(1));
@@ -294,7 +294,7 @@ TEST_F(RecordsTest, FailedLookupIsReportedAndCountsAsNoRow) {
 TEST_F(RecordsTest, LockedLookupIsReported) {
   sqlite3_busy_timeout(CSqliteSpy::Connection(), 0);
   const std::wstring path = MakeFile("a.tif");
-  Sql holder(DatabaseFile());
+  CSql holder(DatabaseFile());
   holder.Run("BEGIN EXCLUSIVE");
   RequestNow(Cache(), {Describe(path)});
   holder.Run("COMMIT");
@@ -339,7 +339,7 @@ TEST_F(RecordsTest, FailedDeleteSkipsTheInsertSilently) {
   sqlite3_busy_timeout(CSqliteSpy::Connection(), 0);
   const std::wstring path = MakeFile("a.tif");
   {
-    Sql holder(DatabaseFile());
+    CSql holder(DatabaseFile());
     holder.Run("BEGIN IMMEDIATE");
     CSqliteSpy::Clear();
     RequestNow(Cache(), {Describe(path)});
@@ -358,7 +358,7 @@ TEST_F(RecordsTest, FailedDeleteSkipsTheInsertSilently) {
 TEST_F(RecordsTest, CloseFinishesWhatWasLeft) {
   sqlite3_busy_timeout(CSqliteSpy::Connection(), 0);
   {
-    Sql holder(DatabaseFile());
+    CSql holder(DatabaseFile());
     holder.Run("BEGIN IMMEDIATE");
     RequestNow(Cache(), {Describe(MakeFile("a.tif"))});
     holder.Run("COMMIT");
@@ -370,7 +370,7 @@ TEST_F(RecordsTest, CloseFinishesWhatWasLeft) {
 }
 
 TEST_F(RecordsTest, FailedInsertIsReportedTwice) {
-  Sql(DatabaseFile())
+  CSql(DatabaseFile())
       .Run("CREATE TRIGGER full BEFORE INSERT ON cache BEGIN SELECT RAISE(FAIL, 'no \xC3\xA4 room'); END");
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
@@ -383,7 +383,7 @@ TEST_F(RecordsTest, FailedInsertIsReportedTwice) {
     EXPECT_EQ(message.file, kSource);
   }
   EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
 }
 
 TEST_F(RecordsTest, MessageBelongsToTheFailedStatement) {
@@ -407,8 +407,8 @@ TEST_P(EncodingTest, FailedEncodingNeverStepsTheInsert) {
   EXPECT_TRUE(m_diag.Take().empty());
   EXPECT_THAT(CSqliteSpy::OpenStatements(), IsEmpty());
   EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "1");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM cache"), "0");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "1");
 }
 
 INSTANTIATE_TEST_SUITE_P(Steps, EncodingTest, ::testing::Range(0, 5));

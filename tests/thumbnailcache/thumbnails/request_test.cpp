@@ -18,7 +18,7 @@ class RequestTest : public ServiceTest {
   }
 
   double StoredTime(const std::wstring& path) {
-    return Sql(DatabaseFile()).Number("SELECT lastWritten FROM cache WHERE filename='" + Utf8(path) + "'");
+    return CSql(DatabaseFile()).Number("SELECT lastWritten FROM cache WHERE filename='" + Utf8(path) + "'");
   }
   // A file that fails, so that its entry's time is the file's.
   std::wstring MakeFailed(const std::string& name) {
@@ -192,7 +192,7 @@ TEST_F(RequestTest, BatchIsServedInOrder) {
 TEST_F(RequestTest, RowIsAcceptedWithoutComparingItsTime) {
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
-  Sql(DatabaseFile()).Run("UPDATE cache SET lastWritten = 1");
+  CSql(DatabaseFile()).Run("UPDATE cache SET lastWritten = 1");
   Cache().PurgeUnusedThumbnails();
   RequestNow(Cache(), {Describe(path, 0, 3000000.0)});
   EXPECT_EQ(Script().RenderCount(path), 1);

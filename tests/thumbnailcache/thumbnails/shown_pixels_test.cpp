@@ -1,3 +1,5 @@
+#include <filesystem>
+
 #include "tests/thumbnailcache/support/image_database.h"
 #include "tests/thumbnailcache/support/service_test.h"
 
@@ -33,7 +35,7 @@ class ShownPixelsTest : public ServiceTest {
     return look;
   }
 
-  void ForgetRows() { Sql(DatabaseFile()).Run("DELETE FROM cache"); }
+  void ForgetRows() { CSql(DatabaseFile()).Run("DELETE FROM cache"); }
 
   CImageDatabase m_owner;
   const std::wstring m_record = SQvThumbnailDescription::MakeDBLocation(1, L"image").Str();
@@ -64,7 +66,7 @@ TEST_F(ShownPixelsTest, StayWhenTheThumbnailIsReadFromItsRow) {
   const SLookup shown = MakeShownAndDormant(path);
   const auto stream = standin::MakeStream(240, 180, 3, 8, 0xEE);
   const std::string hex = Hex(stream);
-  Sql(DatabaseFile()).Run("UPDATE cache SET binData = x'" + hex + "' WHERE filename = '" + Utf8(path) + "'");
+  CSql(DatabaseFile()).Run("UPDATE cache SET binData = x'" + hex + "' WHERE filename = '" + Utf8(path) + "'");
   RequestNow(Cache(), {Describe(path)});
   EXPECT_EQ(UniformByte(shown.picture), RenderedByte(path, 0));
   const SLookup fresh = Get(Cache(), Describe(path), 10);
@@ -77,7 +79,7 @@ TEST_F(ShownPixelsTest, StayWhenTheThumbnailIsReadFromItsRow) {
 TEST_F(ShownPixelsTest, StayWhenTheRowIsDamaged) {
   const std::wstring path = MakeFile("a.tif");
   const SLookup shown = MakeShownAndDormant(path);
-  Sql(DatabaseFile()).Run("UPDATE cache SET binData = x'00'");
+  CSql(DatabaseFile()).Run("UPDATE cache SET binData = x'00'");
   RequestNow(Cache(), {Describe(path)});
   EXPECT_EQ(UniformByte(shown.picture), RenderedByte(path, 0));
   Cache().ReleaseThumbnail(kViewer, Describe(path));

@@ -36,7 +36,7 @@ TEST_F(WorkersTest, QueuedThumbnailIsMadeSavedAndTold) {
   EXPECT_TRUE(traced[2].starts_with("INSERT INTO cache"));
   EXPECT_TRUE(traced[3].starts_with("DELETE FROM metadata"));
   EXPECT_TRUE(traced[4].starts_with("INSERT INTO metadata"));
-  EXPECT_EQ(Sql(DatabaseFile()).Value("SELECT filename, M_author FROM metadata"), Utf8(path) + "|Ada");
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT filename, M_author FROM metadata"), Utf8(path) + "|Ada");
   const SLookup look = Get(Cache(), Describe(path));
   EXPECT_EQ(look.state, kQvThumbnailReady);
   EXPECT_EQ(UniformByte(look.picture), RenderedByte(path, 0));
