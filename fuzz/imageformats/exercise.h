@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <new>
 
-#include "platform/imageformats/common/codec_module.h"
-#include "platform/imageformats/render/picture_buffer.h"
+#include "platform/imageformats/base/picture_buffer.h"
+#include "platform/imageformats/codec/codec_module.h"
 
 namespace imageformats {
 

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "platform/imageformats/common/format_error.h"
+#include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/jpeg/jpeg_errors.h"
-#include "platform/imageformats/jpeg/jpeg_markers.h"
 #include "platform/imageformats/jpeg/jpeg_scans.h"
 #include "platform/imageformats/jpeg/jpeg_source.h"
+#include "platform/imageformats/jpeg/stream/jpeg_markers.h"
 
 namespace imageformats {
 

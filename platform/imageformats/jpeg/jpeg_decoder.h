@@ -6,9 +6,9 @@
 #include <span>
 #include <vector>
 
-#include "platform/imageformats/common/input.h"
+#include "platform/imageformats/base/input.h"
+#include "platform/imageformats/base/render_guard.h"
 #include "platform/imageformats/render/area_reducer.h"
-#include "platform/imageformats/render/render_guard.h"
 
 namespace imageformats {
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "platform/imageformats/common/format_error.h"
+#include "platform/imageformats/base/format_error.h"
 
 namespace imageformats {
 

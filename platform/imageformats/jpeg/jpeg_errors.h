@@ -6,7 +6,7 @@
 
 #include <jpeglib.h>
 
-#include "platform/imageformats/common/c_call.h"
+#include "platform/imageformats/base/c_call.h"
 
 namespace imageformats {
 

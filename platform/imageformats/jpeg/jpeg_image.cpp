@@ -4,10 +4,10 @@
 #include <string>
 #include <utility>
 
-#include "platform/imageformats/common/exif.h"
-#include "platform/imageformats/common/text.h"
-#include "platform/imageformats/jpeg/dc_render.h"
-#include "platform/imageformats/render/show.h"
+#include "platform/imageformats/base/text.h"
+#include "platform/imageformats/codec/exif.h"
+#include "platform/imageformats/jpeg/block_means/average_means.h"
+#include "platform/imageformats/render/display.h"
 
 namespace imageformats {
 

@@ -3,9 +3,9 @@
 #include <memory>
 #include <optional>
 
-#include "platform/imageformats/common/codec_module.h"
+#include "platform/imageformats/codec/codec_module.h"
 #include "platform/imageformats/jpeg/jpeg_decoder.h"
-#include "platform/imageformats/jpeg/jpeg_markers.h"
+#include "platform/imageformats/jpeg/stream/jpeg_markers.h"
 #include "platform/imageformats/render/orientation.h"
 
 namespace imageformats {

@@ -7,7 +7,7 @@
 
 #include <jpeglib.h>
 
-#include "platform/imageformats/common/input.h"
+#include "platform/imageformats/base/input.h"
 
 namespace imageformats {
 

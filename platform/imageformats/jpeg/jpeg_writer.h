@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "platform/imageformats/common/codec_module.h"
+#include "platform/imageformats/codec/codec_module.h"
 
 namespace imageformats {
 

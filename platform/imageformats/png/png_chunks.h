@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/imageformats/common/input.h"
+#include "platform/imageformats/base/input.h"
 
 namespace imageformats {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/imageformats/common/codec_module.h"
+#include "platform/imageformats/codec/codec_module.h"
 
 namespace imageformats {
 

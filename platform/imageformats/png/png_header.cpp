@@ -4,8 +4,8 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/imageformats/common/format_error.h"
-#include "platform/imageformats/common/text.h"
+#include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/base/text.h"
 #include "platform/imageformats/png/png_chunks.h"
 
 namespace imageformats {

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/imageformats/common/input.h"
+#include "platform/imageformats/base/input.h"
 
 namespace imageformats {
 

@@ -2,11 +2,11 @@
 
 #include <utility>
 
-#include "platform/imageformats/common/exif.h"
+#include "platform/imageformats/codec/exif.h"
 #include "platform/imageformats/png/png_display.h"
 #include "platform/imageformats/png/png_rows.h"
 #include "platform/imageformats/png/png_texts.h"
-#include "platform/imageformats/render/show.h"
+#include "platform/imageformats/render/display.h"
 
 namespace imageformats {
 

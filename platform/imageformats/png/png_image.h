@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "platform/imageformats/common/codec_module.h"
+#include "platform/imageformats/codec/codec_module.h"
 #include "platform/imageformats/png/png_header.h"
 #include "platform/imageformats/png/png_pixels.h"
 #include "platform/imageformats/render/area_reducer.h"

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <memory>
 
-#include "platform/imageformats/common/input.h"
+#include "platform/imageformats/base/input.h"
+#include "platform/imageformats/base/render_guard.h"
 #include "platform/imageformats/png/png_header.h"
-#include "platform/imageformats/render/render_guard.h"
 
 namespace imageformats {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/imageformats/common/format_error.h"
+#include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/render/reducer_kernel.h"
 
 namespace imageformats {

@@ -5,8 +5,8 @@
 #include <memory>
 #include <vector>
 
+#include "platform/imageformats/base/render_guard.h"
 #include "platform/imageformats/render/orientation.h"
-#include "platform/imageformats/render/render_guard.h"
 
 namespace imageformats {
 

@@ -3,13 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace imageformats {
+#include "platform/imageformats/base/geometry.h"
 
-struct SSize {
-  std::uint32_t width = 0;
-  std::uint32_t height = 0;
-  friend bool operator==(const SSize&, const SSize&) = default;
-};
+namespace imageformats {
 
 // Where the stored picture's first row and first column lie when displayed (TIFF 6.0, tag 274; EXIF the same).
 enum class EOrientation : std::uint8_t {

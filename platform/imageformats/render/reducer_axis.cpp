@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "platform/imageformats/common/format_error.h"
+#include "platform/imageformats/base/format_error.h"
 
 namespace imageformats {
 

@@ -1,10 +1,11 @@
+#include "platform/imageformats/tiff/read_picture.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#include "platform/imageformats/common/format_error.h"
-#include "platform/imageformats/tiff/page_reader.h"
-#include "platform/imageformats/tiff/tiff_image.h"
+#include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/tiff/rows/page_reader.h"
 
 namespace imageformats::tiff {
 namespace {

@@ -1,11 +1,12 @@
+#include "platform/imageformats/tiff/render_overview.h"
+
 #include <algorithm>
 
-#include "platform/imageformats/common/format_error.h"
+#include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/render/channel_composite.h"
-#include "platform/imageformats/render/show.h"
-#include "platform/imageformats/tiff/page_reader.h"
-#include "platform/imageformats/tiff/pyramid.h"
-#include "platform/imageformats/tiff/tiff_image.h"
+#include "platform/imageformats/render/display.h"
+#include "platform/imageformats/tiff/directory/pyramid.h"
+#include "platform/imageformats/tiff/rows/reduce_page.h"
 
 namespace imageformats::tiff {
 namespace {

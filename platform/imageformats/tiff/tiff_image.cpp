@@ -2,8 +2,11 @@
 
 #include <algorithm>
 
-#include "platform/imageformats/tiff/pixel_rows.h"
-#include "platform/imageformats/tiff/tags.h"
+#include "platform/imageformats/tiff/description/describe.h"
+#include "platform/imageformats/tiff/directory/tags.h"
+#include "platform/imageformats/tiff/read_picture.h"
+#include "platform/imageformats/tiff/render_overview.h"
+#include "platform/imageformats/tiff/rows/pixel_rows.h"
 
 namespace imageformats::tiff {
 namespace {
@@ -54,11 +57,6 @@ std::uint32_t SignificantBits(const SDataset& dataset) noexcept {
   return stated > 0 && stated <= dataset.page.bits ? stated : dataset.page.SignificantBits();
 }
 
-}  // namespace
-
-TiffImage::TiffImage(std::shared_ptr<const Input> input)
-    : m_files(std::move(input)), m_dataset(OpenDataset(m_files)), m_info(DescribePage(m_dataset)) {}
-
 SQvImageInfo DescribePage(const SDataset& dataset) {
   const SPage& page = dataset.page;
   SQvImageInfo info;
@@ -85,6 +83,11 @@ SQvImageInfo DescribePage(const SDataset& dataset) {
   info.compression = CompressionKind(page);
   return info;
 }
+
+}  // namespace
+
+TiffImage::TiffImage(std::shared_ptr<const Input> input)
+    : m_files(std::move(input)), m_dataset(OpenDataset(m_files)), m_info(DescribePage(m_dataset)) {}
 
 void TiffImage::Read(SQvPicBuf& picture, RenderGuard& guard) { ReadFullPicture(m_files, m_dataset, picture, guard); }
 

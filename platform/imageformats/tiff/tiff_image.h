@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/imageformats/common/codec_module.h"
-#include "platform/imageformats/tiff/dataset.h"
+#include "platform/imageformats/codec/codec_module.h"
+#include "platform/imageformats/tiff/dataset/dataset.h"
 
 namespace imageformats::tiff {
 
@@ -24,12 +24,5 @@ class TiffImage final : public OpenedImage {
   SDataset m_dataset;
   SQvImageInfo m_info;
 };
-
-// The pieces of the class, each in a file of its own.
-SQvImageInfo DescribePage(const SDataset& dataset);
-void RenderOverview(FileSet& files, const SDataset& dataset, const SRenderRequest& request, SQvPicBuf& picture,
-                    RenderGuard& guard);
-void ReadFullPicture(FileSet& files, const SDataset& dataset, SQvPicBuf& picture, RenderGuard& guard);
-SImageMetadata DescribeDataset(FileSet& files, const SDataset& dataset, const SQvImageInfo& info);
 
 }  // namespace imageformats::tiff

@@ -2,9 +2,9 @@
 
 #include <vector>
 
-#include "platform/imageformats/common/format_error.h"
-#include "platform/imageformats/tiff/ifd_chain.h"
-#include "platform/imageformats/tiff/tiff_handle.h"
+#include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/tiff/directory/ifd_chain.h"
+#include "platform/imageformats/tiff/directory/tiff_handle.h"
 #include "platform/imageformats/wsi/tiff_entries.h"
 
 namespace imageformats {

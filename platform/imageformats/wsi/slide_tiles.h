@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "platform/imageformats/common/input.h"
+#include "platform/imageformats/base/input.h"
 
 namespace imageformats {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "platform/imageformats/common/integers.h"
+#include "platform/imageformats/base/integers.h"
 
 namespace imageformats {
 

@@ -7,9 +7,9 @@
 #include <limits>
 #include <utility>
 
-#include "platform/imageformats/common/exif.h"
-#include "platform/imageformats/common/text.h"
-#include "platform/imageformats/render/show.h"
+#include "platform/imageformats/base/text.h"
+#include "platform/imageformats/codec/exif.h"
+#include "platform/imageformats/render/display.h"
 #include "platform/imageformats/wsi/slide_tiles.h"
 
 namespace imageformats {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/imageformats/common/codec_module.h"
+#include "platform/imageformats/codec/codec_module.h"
 #include "platform/imageformats/render/orientation.h"
 
 namespace imageformats {

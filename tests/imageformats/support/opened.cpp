@@ -4,8 +4,8 @@
 #include <numbers>
 #include <random>
 
-#include "platform/imageformats/common/codec_registry.h"
-#include "platform/imageformats/render/picture_buffer.h"
+#include "platform/imageformats/base/picture_buffer.h"
+#include "platform/imageformats/component/codec_registry.h"
 
 using namespace imageformats;
 

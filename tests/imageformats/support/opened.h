@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/imageformats/common/codec_module.h"
+#include "platform/imageformats/codec/codec_module.h"
 
 using FileBytes = std::vector<std::uint8_t>;
 

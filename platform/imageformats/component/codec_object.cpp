@@ -1,0 +1,94 @@
+#include "platform/imageformats/component/codec_object.h"
+
+#include <utility>
+
+#include "platform/imageformats/component/component_object.h"
+#include "platform/imageformats/component/metadata_reader.h"
+#include "platform/imageformats/component/picture_source.h"
+
+namespace imageformats {
+
+namespace {
+
+void Require(bool condition, const char* text) {
+  if (!condition) throw DamagedError(text);
+}
+
+class CodecObject final : public ComponentObject<IQvImageCodec> {
+ public:
+  CodecObject(const CodecModule& module, std::shared_ptr<ErrorText> manager)
+      : ComponentObject("CQvImageCodec", "IQvImageCodec"), m_module(module), m_error(std::move(manager)) {}
+
+  std::int32_t OpenInputFile(const CQvStringW& path, IQvPictureSource** source) override {
+    return RunGuarded(m_error, [&] {
+      Require(source != nullptr, "No place for the picture was given");
+      *source = NewPictureSource(m_module.Open(Input::FromFile(path)), m_error.Manager());
+    });
+  }
+
+  std::int32_t OpenInputMemory(const void* data, std::size_t size, IQvPictureSource** source) override {
+    return RunGuarded(m_error, [&] {
+      Require(source != nullptr, "No place for the picture was given");
+      if (!m_module.CanOpenMemory()) throw UnsupportedError("This format can only be read from files");
+      *source = NewPictureSource(m_module.Open(Input::FromMemory(data, size)), m_error.Manager());
+    });
+  }
+
+  std::int32_t CreateOutputMemory(CQvByteArray* destination, IQvOutputImageFile** output) override {
+    return RunGuarded(m_error, [&] {
+      Require(destination != nullptr && output != nullptr, "No place for the picture was given");
+      std::unique_ptr<PictureWriter> writer = m_module.CreateWriter(*destination);
+      if (!writer) throw UnsupportedError("This format cannot be written");
+      *output = NewOutputFile(std::move(writer), m_error.Manager());
+    });
+  }
+
+ private:
+  const CodecModule& m_module;
+  ErrorText m_error;
+};
+
+class ImageFile final : public ComponentObject<IQvImageFile> {
+ public:
+  ImageFile(const CQvStringW& path, std::uint64_t size, std::unique_ptr<OpenedImage> image,
+            std::shared_ptr<ErrorText> manager)
+      : ComponentObject("CQvImageFile", "IQvImageFile"),
+        m_path(path),
+        m_size(size),
+        m_image(std::move(image)),
+        m_error(std::move(manager)) {}
+
+  std::int32_t GetMetadataReader(const CQvStringW& path, IQvMetadataReader** reader) override {
+    return RunGuarded(m_error, [&] {
+      Require(reader != nullptr, "No place for the reader was given");
+      Require(path == m_path, "Another file was opened");
+      *reader = NewMetadataReader(m_image->Metadata());
+    });
+  }
+
+  std::int32_t GetFileSize(const wchar_t* path, std::int64_t* size) override {
+    return RunGuarded(m_error, [&] {
+      Require(path != nullptr && size != nullptr && m_path == CQvStringW(path), "Another file was opened");
+      *size = static_cast<std::int64_t>(m_size);
+    });
+  }
+
+ private:
+  CQvStringW m_path;
+  std::uint64_t m_size;
+  std::unique_ptr<OpenedImage> m_image;
+  ErrorText m_error;
+};
+
+}  // namespace
+
+IQvImageCodec* NewCodecObject(const CodecModule& module, std::shared_ptr<ErrorText> manager) {
+  return new (__FILE__, __LINE__) CodecObject(module, std::move(manager));
+}
+
+IQvImageFile* NewImageFile(const CQvStringW& path, std::uint64_t size, std::unique_ptr<OpenedImage> image,
+                           std::shared_ptr<ErrorText> manager) {
+  return new (__FILE__, __LINE__) ImageFile(path, size, std::move(image), std::move(manager));
+}
+
+}  // namespace imageformats

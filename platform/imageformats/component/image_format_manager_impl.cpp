@@ -1,0 +1,50 @@
+#include "platform/imageformats/component/image_format_manager_impl.h"
+
+#include "platform/imageformats/component/codec_object.h"
+#include "platform/imageformats/component/codec_registry.h"
+
+using namespace imageformats;
+
+namespace {
+
+void Require(bool condition, const char* text) {
+  if (!condition) throw DamagedError(text);
+}
+
+const CodecModule& CodecFor(const Input& input) {
+  Require(input.Size() != 0, "The file is empty");
+  const CodecModule* codec = FindCodecFor(input);
+  Require(codec != nullptr, "The file is not an image of a known format");
+  return *codec;
+}
+
+}  // namespace
+
+CQvImageFormatManagerImpl::CQvImageFormatManagerImpl()
+    : ComponentObject("CQvImageFormatManagerImpl", "IQvImageFormatManager"), m_error(std::make_shared<ErrorText>()) {}
+
+std::int32_t CQvImageFormatManagerImpl::GetCodecByName(const CQvStringA& formatName, IQvImageCodec** codec) {
+  return RunGuarded(*m_error, [&] {
+    Require(codec != nullptr, "No place for the codec was given");
+    const CodecModule* module = FindCodecByName(formatName.Str());
+    Require(module != nullptr, "There is no such format");
+    *codec = NewCodecObject(*module, m_error);
+  });
+}
+
+std::int32_t CQvImageFormatManagerImpl::GetCodecForFile(const CQvStringW& path, IQvImageCodec** codec) {
+  return RunGuarded(*m_error, [&] {
+    Require(codec != nullptr, "No place for the codec was given");
+    *codec = NewCodecObject(CodecFor(*Input::FromFile(path)), m_error);
+  });
+}
+
+std::int32_t CQvImageFormatManagerImpl::OpenImageFile(const CQvStringW& path, IQvImageFile** file) {
+  return RunGuarded(*m_error, [&] {
+    Require(file != nullptr, "No place for the file was given");
+    const std::shared_ptr<const Input> input = Input::FromFile(path);
+    *file = NewImageFile(path, input->Size(), CodecFor(*input).Open(input), m_error);
+  });
+}
+
+CQvStringW CQvImageFormatManagerImpl::GetErrorText() const { return m_error->Get(); }

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <memory>
+
+#include "imageformats/iqvimageformatmanager.h"
+#include "platform/imageformats/base/error_text.h"
+#include "platform/imageformats/codec/codec_module.h"
+
+namespace imageformats {
+
+// The opened image as an interface: arguments checked, exceptions caught, texts kept, each operation under a
+// RenderGuard of its own. Throws std::bad_alloc.
+IQvPictureSource* NewPictureSource(std::unique_ptr<OpenedImage> image, std::shared_ptr<ErrorText> manager);
+
+// The writer as an interface; it enforces the order SetPictureFormat, WritePicture, Finish.
+IQvOutputImageFile* NewOutputFile(std::unique_ptr<PictureWriter> writer, std::shared_ptr<ErrorText> manager);
+
+}  // namespace imageformats

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "platform/imageformats/jpeg/block_means/bit_reader.h"
+
+namespace imageformats {
+
+// A Huffman table (T.81, annex C) made for two uses: decoding single symbols, and stepping over AC coefficients
+// without decoding them, several at a time.
+class JpegHuffman {
+ public:
+  // `counts`: codes of each length 1..16; `symbols`: their values in order. False, and unusable, when they do not make
+  // a prefix code.
+  bool Build(std::span<const std::uint8_t, 16> counts, std::span<const std::uint8_t> symbols);
+  bool IsBuilt() const noexcept { return !m_steps.empty(); }
+
+  // The next symbol; -1 for bits that are no code. Needs 16 bits refilled.
+  int Decode(JpegBits& bits) const noexcept {
+    const SStep& step = m_steps[bits.Peek(kWindow)];
+    if (step.codeBits != 0) {
+      bits.Skip(step.codeBits);
+      return step.symbol;
+    }
+    return DecodeLong(bits);
+  }
+
+  // Steps over the 63 AC coefficients of a block. False for damaged data.
+  bool SkipBlock(JpegBits& bits) const noexcept {
+    for (unsigned k = 1; k < 64;) {
+      bits.Refill();
+      const SStep& step = m_steps[bits.Peek(kWindow)];
+      if (step.manyBits != 0 && k + step.manyAdvance < 64) {
+        bits.Skip(step.manyBits);
+        k += step.manyAdvance;
+        if (step.manyEnd) return true;
+        continue;
+      }
+      const int symbol = Decode(bits);
+      if (symbol < 0) return false;
+      const unsigned size = static_cast<unsigned>(symbol) & 15;
+      if (size == 0 && symbol != 0xF0) return true;  // as libjpeg: other runs of size 0 end the block
+      k += static_cast<unsigned>(symbol >> 4) + 1;
+      bits.Skip(size);
+    }
+    return true;
+  }
+
+ private:
+  static constexpr unsigned kWindow = 11;  // bits looked up at once; the table stays in the first-level cache
+
+  struct SStep {
+    std::uint8_t codeBits = 0;  // of the first symbol; 0 when its code is longer than the window
+    std::uint8_t symbol = 0;
+    std::uint8_t manyBits = 0;  // of all symbols whose codes the window shows, with their values' bits; at most 32
+    std::uint8_t manyAdvance : 7 = 0;  // coefficients they stand for
+    std::uint8_t manyEnd : 1 = 0;      // the last ends the block
+  };
+
+  int DecodeLong(JpegBits& bits) const noexcept;
+  void BuildSteps();
+
+  std::vector<SStep> m_steps;
+  std::vector<std::uint8_t> m_symbols;
+  std::array<std::int32_t, 18> m_firstCode{};   // of each length
+  std::array<std::int32_t, 18> m_firstIndex{};  // into m_symbols
+  std::array<std::int32_t, 18> m_count{};
+};
+
+}  // namespace imageformats

@@ -1,0 +1,124 @@
+#include "platform/imageformats/jpeg/stream/jpeg_markers.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <string_view>
+
+#include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/jpeg/stream/marker_reader.h"
+
+namespace imageformats {
+
+namespace {
+
+constexpr std::uint8_t kQuantTables = 0xDB, kApp1 = 0xE1, kApp2 = 0xE2, kApp14 = 0xEE, kComment = 0xFE;
+constexpr std::size_t kMaxSegments = 100000;  // a real stream has some dozens
+constexpr std::size_t kMaxProfileBytes = 16u << 20;
+
+void TakeFrame(const std::vector<std::uint8_t>& payload, std::uint8_t marker, SJpegMarkers& markers) {
+  if (payload.size() < 6) throw DamagedError("The JPEG frame header is damaged");
+  markers.frameMarker = marker;
+  markers.precision = payload[0];
+  markers.height = static_cast<std::uint32_t>(payload[1] << 8 | payload[2]);
+  markers.width = static_cast<std::uint32_t>(payload[3] << 8 | payload[4]);
+  markers.components = payload[5];
+  std::uint32_t minX = 16, maxX = 1, minY = 16, maxY = 1;
+  for (std::size_t i = 7; i < payload.size(); i += 3) {
+    const std::uint32_t x = payload[i] >> 4, y = payload[i] & 15;
+    minX = std::min(minX, std::max(x, 1u));
+    maxX = std::max(maxX, x);
+    minY = std::min(minY, std::max(y, 1u));
+    maxY = std::max(maxY, y);
+  }
+  markers.subsamplingX = maxX / minX + (maxX % minX != 0 ? 1 : 0);
+  markers.subsamplingY = maxY / minY + (maxY % minY != 0 ? 1 : 0);
+}
+
+// How the free JPEG library derives tables from a quality, turned around on the table's mean: its standard luminance
+// table (T.81, K.1) has a sum of 3688.
+double QualityOf(const std::vector<std::uint8_t>& payload) {
+  if (payload.empty()) return 0.0;
+  const std::size_t width = payload[0] >> 4 ? 2 : 1;
+  if (payload.size() < 1 + 64 * width) return 0.0;
+  double sum = 0.0;
+  for (std::size_t i = 0; i < 64; ++i) {
+    const std::uint8_t* q = payload.data() + 1 + i * width;
+    sum += width == 2 ? q[0] * 256 + q[1] : q[0];
+  }
+  const double percent = 100.0 * sum / 3688.0;
+  const double quality = percent < 100.0 ? (200.0 - percent) / 2.0 : 5000.0 / percent;
+  return std::clamp(std::round(quality) / 100.0, 0.01, 1.0);
+}
+
+// ICC.1, annex B.4: the profile in numbered pieces. Pieces out of order are left out, and with them the profile's use.
+void TakeProfilePiece(const std::vector<std::uint8_t>& payload, std::vector<std::uint8_t>& profile) {
+  constexpr std::string_view kName{"ICC_PROFILE\0", 12};
+  if (payload.size() <= 14 || std::memcmp(payload.data(), kName.data(), kName.size()) != 0) return;
+  if (profile.size() + payload.size() > kMaxProfileBytes) return;
+  profile.insert(profile.end(), payload.begin() + 14, payload.end());
+}
+
+void TakeExif(const std::vector<std::uint8_t>& payload, std::vector<std::uint8_t>& exif) {
+  constexpr std::string_view kName{"Exif\0", 5};
+  if (!exif.empty() || payload.size() <= 6 || std::memcmp(payload.data(), kName.data(), kName.size()) != 0) return;
+  exif.assign(payload.begin() + 6, payload.end());
+}
+
+std::size_t WantedBytes(std::uint8_t marker) {
+  if (marker == kApp1 || marker == kApp2 || marker == kComment) return 65536;
+  if (marker == kQuantTables) return 129;
+  if (marker == kApp14) return 12;
+  return IsJpegFrame(marker) ? 6 + 3 * 4 : 0;
+}
+
+void Take(std::uint8_t marker, const std::vector<std::uint8_t>& payload, SJpegMarkers& markers) {
+  if (IsJpegFrame(marker)) {
+    TakeFrame(payload, marker, markers);
+  } else if (marker == kApp1) {
+    TakeExif(payload, markers.exif);
+  } else if (marker == kApp2) {
+    TakeProfilePiece(payload, markers.profile);
+  } else if (marker == kApp14) {
+    if (payload.size() >= 12 && std::memcmp(payload.data(), "Adobe", 5) == 0) markers.hasAdobe = true;
+  } else if (marker == kComment && markers.comment.empty()) {
+    markers.comment.assign(payload.begin(), payload.end());
+  } else if (marker == kQuantTables && markers.quality == 0.0) {
+    markers.quality = QualityOf(payload);
+  }
+}
+
+}  // namespace
+
+SJpegMarkers ReadJpegMarkers(const Input& input) {
+  SJpegMarkers markers;
+  const auto head = input.Head();
+  if (head.size() < 4 || head[0] != 0xFF || head[1] != 0xD8) throw DamagedError("The file is not a JPEG file");
+  MarkerReader reader(input, 2);
+  for (std::size_t count = 0; count < kMaxSegments; ++count) {
+    const auto marker = reader.NextMarker();
+    if (!marker || *marker == kJpegEnd || *marker == kJpegScan) break;
+    if (IsLoneJpegMarker(*marker)) continue;
+    const auto payload = reader.Payload(WantedBytes(*marker));
+    if (!payload) break;
+    Take(*marker, *payload, markers);
+  }
+  if (markers.frameMarker == 0) throw DamagedError("The JPEG file ends before its picture begins");
+  if (markers.width == 0 || markers.height == 0) throw DamagedError("The JPEG picture has no size");
+  return markers;
+}
+
+bool HasEndOfImage(const Input& input, std::uint64_t offset) {
+  MarkerReader reader(input, offset);
+  for (std::size_t count = 0; count < kMaxSegments;) {
+    const auto marker = reader.NextMarker();
+    if (!marker) return false;
+    if (*marker == kJpegEnd) return true;
+    if (IsLoneJpegMarker(*marker)) continue;
+    if (!reader.Payload(0)) return false;
+    ++count;
+  }
+  return false;
+}
+
+}  // namespace imageformats

@@ -1,0 +1,44 @@
+#include "platform/imageformats/tiff/blocks/jpeg_streams.h"
+
+#include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/tiff/blocks/block_source.h"
+
+namespace imageformats::tiff {
+namespace {
+
+// A stream that an instrument has only begun to write ends in zeros, which decode to something. Whole ones end in the
+// end-of-image marker, perhaps padded, or at least not in a long run of zeros.
+bool EndsInHole(std::span<const std::uint8_t> stream) noexcept {
+  constexpr std::size_t kLongestPadding = 16;
+  std::size_t end = stream.size();
+  while (end > 0 && stream[end - 1] == 0) --end;
+  const bool marked = end >= 2 && stream[end - 2] == 0xFF && stream[end - 1] == 0xD9;
+  return !marked && stream.size() - end > kLongestPadding;
+}
+
+}  // namespace
+
+JpegStreams::JpegStreams(TiffHandle& tiff, RenderGuard& guard) : m_tiff(tiff), m_guard(guard) {
+  std::uint32_t size = 0;
+  void* tables = nullptr;
+  if (!TIFFGetField(tiff.Get(), TIFFTAG_JPEGTABLES, &size, &tables) || !tables || size == 0) return;
+  const auto* first = static_cast<const std::uint8_t*>(tables);
+  m_tables.assign(first, first + size);
+}
+
+std::span<const std::uint8_t> JpegStreams::Read(std::uint32_t index) {
+  const SBlockBytes place = LocateBlock(m_tiff, index);
+  if (place.size > m_stream.size()) {
+    m_guard.Take(place.size - m_stream.size());
+    m_stream.resize(static_cast<std::size_t>(place.size));
+  }
+  const auto size = static_cast<std::size_t>(place.size);
+  if (m_tiff.Source().ReadAt(place.offset, m_stream.data(), size) != size) {
+    throw DamagedError("The file is truncated: a strip or tile lies behind its end");
+  }
+  const std::span<const std::uint8_t> stream(m_stream.data(), size);
+  if (EndsInHole(stream)) throw DamagedError("The JPEG data of a strip or tile was not written to its end");
+  return stream;
+}
+
+}  // namespace imageformats::tiff

@@ -1,0 +1,150 @@
+#include <algorithm>
+#include <vector>
+
+#include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/tiff/blocks/block_source.h"
+#include "platform/imageformats/tiff/blocks/lzw.h"
+
+namespace imageformats::tiff {
+namespace {
+
+// Larger strips are decoded row by row, where the codec can: pictures in one strip are common.
+constexpr std::uint64_t kMaxStripBytes = 8u << 20;
+constexpr std::uint64_t kPieceBytes = 256 << 10;
+
+// Codecs that decode a strip only as a whole would decode it again for every row.
+bool DecodesByRow(std::uint32_t compression) {
+  return compression != COMPRESSION_LERC && compression != COMPRESSION_JBIG && compression != COMPRESSION_WEBP &&
+         compression != COMPRESSION_OJPEG;
+}
+
+// Sets libtiff's pseudo tags so that codecs with a form of their own deliver the plain samples of the layout.
+void AskForPlainSamples(TIFF* tiff, const SPage& page, const SDecodedLayout& layout) {
+  if (page.compression == COMPRESSION_SGILOG || page.compression == COMPRESSION_SGILOG24) {
+    TIFFSetField(tiff, TIFFTAG_SGILOGDATAFMT, SGILOGDATAFMT_8BIT);
+  }
+  if (page.compression == COMPRESSION_PIXARLOG) {
+    TIFFSetField(tiff, TIFFTAG_PIXARLOGDATAFMT,
+                 layout.bits == 8    ? PIXARLOGDATAFMT_8BIT
+                 : layout.bits == 16 ? PIXARLOGDATAFMT_16BIT
+                                     : PIXARLOGDATAFMT_FLOAT);
+  }
+}
+
+// What the own decoder takes; libtiff takes the rest, and what that one does not understand.
+bool IsPlainLzw(TIFF* tiff, const SPage& page) {
+  std::uint16_t order = FILLORDER_MSB2LSB;
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_FILLORDER, &order);
+  return page.compression == COMPRESSION_LZW && order == FILLORDER_MSB2LSB && page.bits == 8 &&
+         (page.predictor == PREDICTOR_NONE || page.predictor == PREDICTOR_HORIZONTAL);
+}
+
+// Everything that libtiff decompresses: tile by tile, strip by strip, or row by row within large strips.
+class CodecBlocks final : public BlockSource {
+ public:
+  CodecBlocks(TiffHandle& tiff, const SPage& page, RenderGuard& guard) : m_tiff(tiff), m_page(page), m_guard(guard) {
+    m_layout = DecodedLayoutOf(page);
+    AskForPlainSamples(tiff.Get(), page, m_layout);
+    m_x = SourceAxis(page.width);
+    m_y = SourceAxis(page.height);
+    m_block = {page.blockWidth, page.blockHeight};
+    const std::uint64_t rowBits = std::uint64_t{page.blockWidth} * page.RowSamples() * m_layout.bits;
+    m_stride = static_cast<std::size_t>((rowBits + 7) / 8);
+    const std::uint64_t blockBytes = RenderGuard::Multiply(m_stride, m_block.height);
+    CheckSizeAgreed(blockBytes);
+    m_byRow = !page.tiled && !page.planar && blockBytes > kMaxStripBytes && DecodesByRow(page.compression);
+    if (m_byRow) {
+      m_block.height = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(kPieceBytes / m_stride, 1, page.height));
+    }
+    m_plainLzw = !m_byRow && IsPlainLzw(tiff.Get(), page);
+    m_bytes = guard.NewVector<std::uint8_t>(RenderGuard::Multiply(m_stride, m_block.height) + kLzwSlack);
+  }
+
+  std::uint8_t* Fetch(std::uint32_t column, std::uint32_t row, std::uint32_t plane) override {
+    m_guard.CheckTime();
+    m_tiff.ClearMessages();
+    if (m_byRow) {
+      FetchRows(row * m_block.height);
+    } else {
+      const std::uint32_t blocks = m_page.BlocksAcross() * m_page.BlocksDown();
+      FetchBlock(plane * blocks + row * m_page.BlocksAcross() + column, row);
+    }
+    return m_bytes.data();
+  }
+
+ private:
+  // The two computations of a block's size, libtiff's and this one, must agree before any buffer depends on it.
+  void CheckSizeAgreed(std::uint64_t blockBytes) const {
+    TIFF* tiff = m_tiff.Get();
+    const std::uint64_t theirs = m_page.tiled ? TIFFTileSize64(tiff) : TIFFVStripSize64(tiff, m_page.blockHeight);
+    if (theirs != blockBytes) throw DamagedError("The layout of strips or tiles is contradictory");
+  }
+
+  // The compressed bytes are held, mostly by libtiff, while a block is decoded.
+  SBlockBytes TakeCompressed(std::uint32_t index) {
+    const SBlockBytes bytes = LocateBlock(m_tiff, index);
+    if (bytes.size > m_compressed) {
+      m_guard.Take(bytes.size - m_compressed);
+      m_compressed = bytes.size;
+    }
+    return bytes;
+  }
+
+  void FetchBlock(std::uint32_t index, std::uint32_t row) {
+    const SBlockBytes place = TakeCompressed(index);
+    std::uint32_t rows = m_block.height;
+    if (!m_page.tiled) rows = std::min(rows, m_page.height - row * m_block.height);
+    const std::size_t size = rows * m_stride;
+    if (m_plainLzw && DecodePlainLzw(place, size)) return;
+    const auto wanted = static_cast<tmsize_t>(size);
+    TIFF* tiff = m_tiff.Get();
+    const tmsize_t got = m_page.tiled ? TIFFReadEncodedTile(tiff, index, m_bytes.data(), wanted)
+                                      : TIFFReadEncodedStrip(tiff, index, m_bytes.data(), wanted);
+    CheckDecoded(got == wanted);
+  }
+
+  bool DecodePlainLzw(const SBlockBytes& place, std::size_t size) {
+    m_stream.resize(static_cast<std::size_t>(place.size));
+    if (m_tiff.Source().ReadAt(place.offset, m_stream.data(), m_stream.size()) != m_stream.size()) return false;
+    if (!DecodeLzw(m_stream, m_bytes.data(), size)) return false;
+    if (m_page.predictor == PREDICTOR_HORIZONTAL) {
+      for (std::size_t at = 0; at < size; at += m_stride) {
+        AddLeftNeighbours(m_bytes.data() + at, m_stride, m_page.RowSamples());
+      }
+    }
+    return true;
+  }
+
+  void FetchRows(std::uint32_t y) {
+    const std::uint32_t end = std::min(y + m_block.height, m_page.height);
+    std::uint8_t* out = m_bytes.data();
+    for (; y < end; ++y, out += m_stride) {
+      if (y % m_page.blockHeight == 0) TakeCompressed(y / m_page.blockHeight);
+      CheckDecoded(TIFFReadScanline(m_tiff.Get(), out, y, 0) == 1);
+    }
+  }
+
+  // Fax decoders fill the rest with white and only warn when the data ends early.
+  void CheckDecoded(bool complete) const {
+    const bool endsEarly = m_tiff.Warning().find("Premature EOF") != std::string::npos;
+    if (complete && m_tiff.Error().empty() && !endsEarly) return;
+    const std::string& reason = m_tiff.Error().empty() ? m_tiff.Warning() : m_tiff.Error();
+    throw DamagedError("The pixels are damaged" + (reason.empty() ? std::string() : ": " + reason));
+  }
+
+  TiffHandle& m_tiff;
+  const SPage m_page;
+  RenderGuard& m_guard;
+  bool m_byRow = false, m_plainLzw = false;
+  std::uint64_t m_compressed = 0;
+  std::vector<std::uint8_t> m_stream;
+  std::vector<std::uint8_t> m_bytes;
+};
+
+}  // namespace
+
+std::unique_ptr<BlockSource> OpenCodecBlocks(TiffHandle& tiff, const SPage& page, RenderGuard& guard) {
+  return std::make_unique<CodecBlocks>(tiff, page, guard);
+}
+
+}  // namespace imageformats::tiff

@@ -1,0 +1,120 @@
+#include "platform/imageformats/tiff/dataset/dataset.h"
+
+#include <algorithm>
+
+#include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/render/channel_composite.h"
+#include "platform/imageformats/tiff/directory/pyramid.h"
+#include "platform/imageformats/tiff/directory/tags.h"
+#include "platform/imageformats/tiff/ome/ome_xml.h"
+
+namespace imageformats::tiff {
+namespace {
+
+constexpr std::uint32_t kReducedOrMask = FILETYPE_REDUCEDIMAGE | FILETYPE_MASK;
+
+// The first page that is neither a reduced copy nor a mask.
+const SIfdFacts& MainPage(const std::vector<SIfdFacts>& chain) {
+  const auto full = std::find_if(chain.begin(), chain.end(), [](const SIfdFacts& facts) {
+    return (facts.subfileType & kReducedOrMask) == 0 && facts.width > 0 && facts.height > 0;
+  });
+  return full == chain.end() ? chain.front() : *full;
+}
+
+bool SameShape(const SIfdFacts& a, const SIfdFacts& b) noexcept {
+  return a.width == b.width && a.height == b.height && a.samples == b.samples && a.bits == b.bits;
+}
+
+// Raw camera files keep a small picture in the chain and the real one in a sub-IFD.
+void PreferFullSubIfd(STiffFile& file, SDataset* dataset) {
+  for (const std::uint64_t offset : dataset->page.subIfds) {
+    for (const SIfdFacts& facts : WalkIfdChainFrom(*file.input, offset, 1)) {
+      if ((facts.subfileType & kReducedOrMask) != 0 || facts.width <= dataset->page.width) continue;
+      if (facts.photometric == PHOTOMETRIC_CFA) continue;
+      dataset->page = ReadPage(file.handle, facts.offset);
+      dataset->mainPlane.directory = facts.offset;
+      return;
+    }
+  }
+}
+
+void OpenPlainDataset(FileSet& files, SDataset* dataset) {
+  STiffFile& file = files.Main();
+  const SIfdFacts& main = MainPage(file.chain);
+  dataset->kind = SDataset::EKind::kPlain;
+  dataset->mainPlane.directory = main.offset;
+  dataset->pages = 0;
+  for (const SIfdFacts& facts : file.chain) {
+    const bool reduced = (facts.subfileType & kReducedOrMask) != 0;
+    if (!reduced && SameShape(facts, main)) ++dataset->pages;
+    const bool flagged = (facts.subfileType & kReducedOrMask) == FILETYPE_REDUCEDIMAGE && IsFlaggedLevel(main, facts);
+    if (flagged || (!reduced && IsUnflaggedLevel(main, facts))) dataset->mainPlane.levels.push_back(facts);
+  }
+  dataset->pages = std::max(dataset->pages, 1u);
+  dataset->page = ReadPage(file.handle, main.offset);
+  if (main.subfileType & FILETYPE_REDUCEDIMAGE) PreferFullSubIfd(file, dataset);
+  for (const std::uint32_t sample : ChannelSamples(dataset->page)) {
+    SShownChannel channel;
+    channel.plane = dataset->mainPlane;
+    channel.sample = sample;
+    dataset->channels.push_back(channel);
+  }
+  dataset->sizeC = std::max<std::uint32_t>(static_cast<std::uint32_t>(dataset->channels.size()), 1);
+}
+
+}  // namespace
+
+SPage ReadDatasetPage(STiffFile& file, SDataset::EKind kind, std::uint64_t directory) {
+  SPage page = ReadPage(file.handle, directory);
+  if (kind == SDataset::EKind::kOme && page.bits == 8 && page.format == ESampleFormat::kSigned) {
+    page.format = ESampleFormat::kUnsigned;
+  }
+  return page;
+}
+
+std::vector<std::uint32_t> ChannelSamples(const SPage& page) {
+  if (page.photometric != PHOTOMETRIC_MINISBLACK && page.photometric != PHOTOMETRIC_MINISWHITE) return {};
+  // More channels than a mask of 32 bits can name are not shown.
+  constexpr std::uint32_t kMaxShown = 32;
+  std::vector<std::uint32_t> samples = {0};
+  for (std::uint32_t sample = 1; sample < page.samples && samples.size() < kMaxShown; ++sample) {
+    const std::uint16_t type =
+        sample - 1 < page.extraSamples.size() ? page.extraSamples[sample - 1] : std::uint16_t{EXTRASAMPLE_UNSPECIFIED};
+    if (type != EXTRASAMPLE_ASSOCALPHA && type != EXTRASAMPLE_UNASSALPHA) samples.push_back(sample);
+  }
+  if (samples.size() == 1) samples.clear();
+  return samples;
+}
+
+SDataset OpenDataset(FileSet& files) {
+  SDataset dataset;
+  STiffFile& file = files.Main();
+  std::string description;
+  try {
+    file.handle.Select(file.chain.front().offset);
+    description = TextTag(file.handle, TIFFTAG_IMAGEDESCRIPTION);
+  } catch (const DamagedError&) {
+    // Another page may still be readable.
+  }
+  if (LooksLikeOmeXml(description) && OpenOmeDataset(files, description, &dataset)) return dataset;
+  if (std::optional<SImageJ> imageJ = ParseImageJDescription(description)) {
+    ParseImageJMetadata(LongsTag(file.handle, kTagImageJCounts), BytesTag(file.handle, kTagImageJMetadata), &*imageJ);
+    if (OpenImageJDataset(files, *imageJ, &dataset)) return dataset;
+    dataset.imageJ = std::move(imageJ);
+  }
+  OpenPlainDataset(files, &dataset);
+  return dataset;
+}
+
+std::uint32_t DisplayColor(const std::vector<SShownChannel>& channels, std::size_t index) {
+  if (channels[index].color) return *channels[index].color;
+  const auto known = [&](const SShownChannel& channel) {
+    const std::uint32_t color = WavelengthColor(channel.emission);
+    const auto same = [&](const SShownChannel& other) { return WavelengthColor(other.emission) == color; };
+    return color != 0 && std::count_if(channels.begin(), channels.end(), same) == 1;
+  };
+  const bool byLight = channels.size() > 1 && std::all_of(channels.begin(), channels.end(), known);
+  return byLight ? WavelengthColor(channels[index].emission) : DefaultChannelColor(index, channels.size());
+}
+
+}  // namespace imageformats::tiff

@@ -1,0 +1,150 @@
+#include "platform/imageformats/tiff/rows/jpeg_means.h"
+
+#include <algorithm>
+
+#include "platform/imageformats/jpeg/block_means/average_means.h"
+#include "platform/imageformats/tiff/blocks/jpeg_streams.h"
+
+namespace imageformats::tiff {
+namespace {
+
+// A component's place in the picture: its means are `pitch` units wide, of which a pixel has `scale`.
+struct SGrid {
+  std::uint64_t pitchX = 0, pitchY = 0;
+  std::uint64_t scaleX = 0, scaleY = 0;
+};
+
+bool IsForMeans(const SPage& page) noexcept {
+  if (page.compression != COMPRESSION_JPEG || page.bits != 8 || (page.planar && page.samples > 1)) return false;
+  switch (page.photometric) {
+    case PHOTOMETRIC_MINISBLACK:
+    case PHOTOMETRIC_MINISWHITE:
+      return page.samples == 1;
+    case PHOTOMETRIC_RGB:
+    case PHOTOMETRIC_YCBCR:
+      return page.samples == 3;
+    default:
+      return false;
+  }
+}
+
+class MeansReader {
+ public:
+  MeansReader(TiffHandle& tiff, const SPage& page, SSize wanted, RenderGuard& guard)
+      : m_page(page), m_wanted(wanted), m_guard(guard), m_streams(tiff, guard) {
+    if (!m_streams.Tables().empty()) m_tables = ReadJpegDcTables(m_streams.Tables());
+  }
+
+  bool Run() {
+    if (!m_streams.Tables().empty() && !m_tables) return false;
+    for (std::uint32_t row = 0, index = 0; row < m_page.BlocksDown(); ++row) {
+      for (std::uint32_t column = 0; column < m_page.BlocksAcross(); ++column, ++index) {
+        m_guard.CheckTime();
+        if (!TakeBlock(index, column, row)) return false;
+      }
+    }
+    return true;
+  }
+
+  SAveragedPicture Finish() {
+    std::vector<SAveragedPicture> planes;
+    for (AreaReducer& reducer : m_reducers) planes.push_back(reducer.Finish());
+    return JoinDcAverages(planes, m_page.photometric == PHOTOMETRIC_YCBCR);
+  }
+
+ private:
+  bool TakeBlock(std::uint32_t index, std::uint32_t column, std::uint32_t row) {
+    const std::span<const std::uint8_t> stream = m_streams.Read(index);
+    const std::shared_ptr<const Input> input = Input::FromMemory(stream.data(), stream.size());
+    const std::uint64_t before = m_guard.Available();
+    const auto picture = ReadJpegDcPicture(*input, false, m_guard, m_tables.get());
+    m_guard.Give(before - m_guard.Available());
+    if (!picture || picture->planes.size() != m_page.samples) return false;
+    if (m_grids.empty() && !MakeGrids(*picture, column, row)) return false;
+    for (std::size_t k = 0; k < m_grids.size(); ++k) {
+      if (!TakePlane(k, picture->planes[k], column, row)) return false;
+    }
+    return true;
+  }
+
+  // The first stream tells how the components are sampled. Only streams of the blocks' full size are taken.
+  bool MakeGrids(const SJpegDcPicture& picture, std::uint32_t column, std::uint32_t row) {
+    const std::uint32_t width = BlockWidth(column), height = BlockHeight(row);
+    for (const SJpegDcPlane& plane : picture.planes) {
+      SGrid grid;
+      grid.pitchX = plane.x.pitch;
+      grid.pitchY = plane.y.pitch;
+      grid.scaleX = plane.x.extent / (m_page.tiled ? m_page.blockWidth : width);
+      grid.scaleY = plane.y.extent / (m_page.tiled ? m_page.blockHeight : height);
+      if (grid.scaleX == 0 || grid.scaleY == 0 || !Spares(grid) || !Fits(grid)) return false;
+      m_grids.push_back(grid);
+      const SSourceAxis x = Axis(m_page.width, grid.pitchX, grid.scaleX);
+      const SSourceAxis y = Axis(m_page.height, grid.pitchY, grid.scaleY);
+      m_reducers.emplace_back(x, y, m_wanted, 1, ESampleType::kU16, m_guard);
+    }
+    return true;
+  }
+
+  // Means must be at least twice as fine as the result, or what is seen depends on how they lie.
+  bool Spares(const SGrid& grid) const noexcept {
+    return m_page.width * grid.scaleX / grid.pitchX >= 2 * std::uint64_t{m_wanted.width} &&
+           m_page.height * grid.scaleY / grid.pitchY >= 2 * std::uint64_t{m_wanted.height};
+  }
+
+  // Where there are several blocks, each must begin with a mean of its own.
+  bool Fits(const SGrid& grid) const noexcept {
+    return (m_page.BlocksAcross() == 1 || m_page.blockWidth * grid.scaleX % grid.pitchX == 0) &&
+           (m_page.BlocksDown() == 1 || m_page.blockHeight * grid.scaleY % grid.pitchY == 0);
+  }
+
+  bool TakePlane(std::size_t k, const SJpegDcPlane& plane, std::uint32_t column, std::uint32_t row) {
+    const SGrid& grid = m_grids[k];
+    const std::uint64_t width = BlockWidth(column) * grid.scaleX, height = BlockHeight(row) * grid.scaleY;
+    const std::uint64_t fullWidth = m_page.blockWidth * grid.scaleX, fullHeight = m_page.blockHeight * grid.scaleY;
+    if (plane.x.pitch != grid.pitchX || plane.y.pitch != grid.pitchY || plane.x.extent < width ||
+        plane.x.extent > fullWidth || plane.y.extent < height || plane.y.extent > fullHeight) {
+      return false;
+    }
+    const auto x = static_cast<std::uint32_t>(column * fullWidth / grid.pitchX);
+    const auto y = static_cast<std::uint32_t>(row * fullHeight / grid.pitchY);
+    m_reducers[k].AddBand(x, y, plane.x.pixels, plane.y.pixels, plane.means.data(), std::size_t{plane.stride} * 2);
+    return true;
+  }
+
+  static SSourceAxis Axis(std::uint32_t side, std::uint64_t pitch, std::uint64_t scale) noexcept {
+    const std::uint64_t extent = side * scale;
+    return {static_cast<std::uint32_t>((extent + pitch - 1) / pitch), pitch, extent};
+  }
+  // The part of a block that lies in the picture.
+  std::uint32_t BlockWidth(std::uint32_t column) const noexcept {
+    return std::min(m_page.blockWidth, m_page.width - column * m_page.blockWidth);
+  }
+  std::uint32_t BlockHeight(std::uint32_t row) const noexcept {
+    return std::min(m_page.blockHeight, m_page.height - row * m_page.blockHeight);
+  }
+
+  const SPage& m_page;
+  const SSize m_wanted;
+  RenderGuard& m_guard;
+  JpegStreams m_streams;
+  std::shared_ptr<const SDcFrame> m_tables;
+  std::vector<SGrid> m_grids;
+  std::vector<AreaReducer> m_reducers;
+};
+
+}  // namespace
+
+std::optional<SAveragedPicture> ReduceJpegMeans(TiffHandle& tiff, const SPage& page, SSize displayed,
+                                                RenderGuard& guard) {
+  if (!IsForMeans(page)) return std::nullopt;
+  const SSize wanted = ReducedSize(page.Size(), displayed, page.orientation);
+  constexpr std::uint64_t kFinest = 16;  // two blocks for each pixel of the result
+  if (page.width < kFinest * wanted.width || page.height < kFinest * wanted.height) return std::nullopt;
+  guard.CheckPixels(page.width, page.height);
+  tiff.Select(page.offset);
+  MeansReader reader(tiff, page, wanted, guard);
+  if (!reader.Run()) return std::nullopt;
+  return reader.Finish();
+}
+
+}  // namespace imageformats::tiff

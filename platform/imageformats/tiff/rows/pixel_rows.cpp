@@ -1,0 +1,259 @@
+#include "platform/imageformats/tiff/rows/pixel_rows.h"
+
+#include <algorithm>
+#include <cstring>
+#include <numeric>
+
+#include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/render/alpha.h"
+#include "platform/imageformats/tiff/rows/sample_unpack.h"
+
+namespace imageformats::tiff {
+namespace {
+
+template <class T>
+void PickSamples(const void* in, std::uint32_t stride, const std::vector<std::uint32_t>& picks, std::size_t pixels,
+                 void* out) noexcept {
+  const T* from = static_cast<const T*>(in);
+  T* to = static_cast<T*>(out);
+  for (std::size_t i = 0; i < pixels; ++i, from += stride) {
+    for (const std::uint32_t pick : picks) *to++ = from[pick];
+  }
+}
+
+template <class T>
+void Spread(const void* in, std::size_t pixels, std::size_t pick, std::size_t picks, void* out) noexcept {
+  const T* from = static_cast<const T*>(in);
+  T* to = static_cast<T*>(out) + pick;
+  for (std::size_t i = 0; i < pixels; ++i, to += picks) *to = from[i];
+}
+
+// Calls the function with a value of the unsigned type of that size.
+template <class Function>
+void WithSize(std::size_t bytes, Function&& function) {
+  switch (bytes) {
+    case 1:
+      return function(std::uint8_t{});
+    case 2:
+      return function(std::uint16_t{});
+    case 4:
+      return function(std::uint32_t{});
+    default:
+      return function(std::uint64_t{});
+  }
+}
+
+template <class T>
+void LookUp(const void* in, std::size_t pixels, const std::vector<std::uint8_t>& palette, std::uint8_t* out) noexcept {
+  const T* from = static_cast<const T*>(in);
+  const std::size_t last = palette.size() / 3 - 1;
+  for (std::size_t i = 0; i < pixels; ++i, out += 3) {
+    std::memcpy(out, palette.data() + 3 * std::min<std::size_t>(from[i], last), 3);
+  }
+}
+
+// a and b from two's complement to an offset of half the range, so that they can be averaged like any other sample.
+template <class T>
+void OffsetLab(const void* in, std::size_t pixels, void* out) noexcept {
+  constexpr T kSign = static_cast<T>(T{1} << (8 * sizeof(T) - 1));
+  const T* from = static_cast<const T*>(in);
+  T* to = static_cast<T*>(out);
+  for (std::size_t i = 0; i < pixels; ++i, from += 3, to += 3) {
+    to[0] = from[0];
+    to[1] = from[1] ^ kSign;
+    to[2] = from[2] ^ kSign;
+  }
+}
+
+std::uint32_t ColorSamples(std::uint32_t photometric, std::uint32_t samples) noexcept {
+  switch (photometric) {
+    case PHOTOMETRIC_RGB:
+    case PHOTOMETRIC_CIELAB:
+    case PHOTOMETRIC_ICCLAB:
+      return std::min(samples, 3u);
+    case PHOTOMETRIC_SEPARATED:
+      return samples >= 4 ? 4 : 1;
+    default:
+      return 1;
+  }
+}
+
+}  // namespace
+
+PixelRows::PixelRows(const SPage& page, const SDecodedLayout& layout, const std::vector<std::uint32_t>& channels)
+    : m_layout(layout) {
+  m_meaning.stretch = layout.bits > 8 || layout.format != ESampleFormat::kUnsigned;
+  const bool isFloat = layout.format == ESampleFormat::kFloat;
+  m_meaning.nominal = isFloat ? SDisplayRange{0.0, 1.0} : NominalRange(std::min(page.SignificantBits(), layout.bits));
+  ChoosePicture(page, channels);
+  const bool allPicked = m_picks.size() == layout.samples;
+  std::vector<std::uint32_t> inOrder(m_picks.size());
+  std::iota(inOrder.begin(), inOrder.end(), 0);
+  m_direct = IsUnpacked(layout) && allPicked && m_picks == inOrder && (!layout.planar || layout.samples == 1) &&
+             m_last == ELast::kNothing;
+}
+
+void PixelRows::ChoosePicture(const SPage& page, const std::vector<std::uint32_t>& channels) {
+  const bool indices = channels.empty() && m_layout.photometric == PHOTOMETRIC_PALETTE && !page.palette.empty();
+  ChooseWorkType(indices);
+  if (!channels.empty()) {
+    // Pages of one picture may contradict each other.
+    if (*std::max_element(channels.begin(), channels.end()) >= m_layout.samples) {
+      throw DamagedError("A page has fewer channels than the picture it belongs to");
+    }
+    m_picks = channels;
+    m_meaning.inverted = m_layout.photometric == PHOTOMETRIC_MINISWHITE;
+    m_meaning.components = static_cast<std::uint32_t>(channels.size());
+    return;
+  }
+  const std::uint32_t colors = ColorSamples(m_layout.photometric, m_layout.samples);
+  m_picks.resize(colors);
+  std::iota(m_picks.begin(), m_picks.end(), 0);
+  m_meaning.components = colors;
+  if (indices) {
+    MakePalette(page);
+  } else {
+    ChooseColors(page);
+    ChooseAlpha(page, colors);
+  }
+}
+
+void PixelRows::ChooseWorkType(bool indices) {
+  m_work = UnpackedType(m_layout);
+  m_meaning.type = m_work;
+  if (m_work == ESampleType::kU8) m_meaning.nominal = NominalRange(8);
+  if (m_work == ESampleType::kU8 && m_layout.bits < 8) MakeExpansion(indices);
+}
+
+// Samples of 3, 5, 6 and 7 bits, which hardly occur, are scaled one by one: the table then has an entry a value.
+void PixelRows::MakeExpansion(bool indices) {
+  const std::uint32_t bits = m_layout.bits, most = (1u << bits) - 1;
+  const bool wholeBytes = 8 % bits == 0;
+  for (std::uint32_t entry = 0; entry < (wholeBytes ? 256 : most + 1); ++entry) {
+    for (std::uint32_t shift = wholeBytes ? 8 : bits; shift > 0;) {
+      shift -= bits;
+      const std::uint32_t value = entry >> shift & most;
+      m_expanded.push_back(static_cast<std::uint8_t>(indices ? value : (value * 255 + most / 2) / most));
+    }
+  }
+}
+
+const std::uint8_t* PixelRows::Unpacked(const std::uint8_t* row, std::size_t samples) {
+  if (IsUnpacked(m_layout)) return row;
+  m_unpacked.resize((samples + 8) * SampleBytes(m_work));  // room for what a last byte holds too many
+  std::uint8_t* out = m_unpacked.data();
+  const std::size_t together = m_expanded.size() / 256;
+  if (together > 0) {
+    for (std::size_t done = 0; done < samples; done += together) {
+      std::memcpy(out + done, m_expanded.data() + *row++ * together, together);
+    }
+    return out;
+  }
+  UnpackRow(m_layout, row, samples, out);
+  if (!m_expanded.empty()) {
+    for (std::size_t i = 0; i < samples; ++i) out[i] = m_expanded[out[i]];
+  }
+  return out;
+}
+
+void PixelRows::ChooseColors(const SPage& page) {
+  switch (m_layout.photometric) {
+    case PHOTOMETRIC_RGB:
+      m_meaning.model = m_meaning.components == 3 ? EColorModel::kRgb : EColorModel::kGrey;
+      break;
+    case PHOTOMETRIC_SEPARATED:
+      m_meaning.model = m_meaning.components == 4 ? EColorModel::kCmyk : EColorModel::kGrey;
+      m_meaning.inverted = m_meaning.components == 1;
+      m_meaning.nominal = NominalRange(m_work == ESampleType::kU8 ? 8 : m_layout.bits);
+      break;
+    case PHOTOMETRIC_CIELAB:
+    case PHOTOMETRIC_ICCLAB:
+      m_meaning.model = m_meaning.components == 3 ? EColorModel::kLab : EColorModel::kGrey;
+      if (m_meaning.components == 3) ChooseLab();
+      break;
+    case PHOTOMETRIC_MINISWHITE:
+      m_meaning.inverted = true;
+      break;
+    default:
+      break;
+  }
+  if (page.photometric == PHOTOMETRIC_SEPARATED || m_meaning.model == EColorModel::kLab) m_meaning.stretch = false;
+}
+
+// TIFF 6.0, section 23 (CIELab: a and b signed), and Adobe's TIFF Technical Note 4 (ICCLab: offset by half the range,
+// L of 16 bits full at FF00).
+void PixelRows::ChooseLab() {
+  const bool isSigned = m_layout.photometric == PHOTOMETRIC_CIELAB;
+  const bool wide = m_work == ESampleType::kU16;
+  m_meaning.lightnessScale = !wide ? 100.0 / 255.0 : isSigned ? 100.0 / 65535.0 : 100.0 / 65280.0;
+  m_meaning.labScale = wide ? 1.0 / 256.0 : 1.0;
+  m_meaning.labOffset = 128.0;
+  if (isSigned) m_last = ELast::kSignedLab;
+}
+
+void PixelRows::ChooseAlpha(const SPage& page, std::uint32_t colors) {
+  const bool integers = m_work == ESampleType::kU8 || m_work == ESampleType::kU16;
+  const bool laidOver = m_meaning.model == EColorModel::kRgb || m_meaning.model == EColorModel::kGrey;
+  if (!integers || !laidOver || m_meaning.inverted) return;
+  for (std::uint32_t i = 0; i < page.extraSamples.size() && colors + i < m_layout.samples; ++i) {
+    const std::uint16_t type = page.extraSamples[i];
+    if (type != EXTRASAMPLE_ASSOCALPHA && type != EXTRASAMPLE_UNASSALPHA) continue;
+    m_picks.push_back(colors + i);
+    m_last = type == EXTRASAMPLE_ASSOCALPHA ? ELast::kPremultipliedAlpha : ELast::kAlpha;
+    return;
+  }
+}
+
+// Palettes hold 16-bit values; some writers put 8-bit ones there, all of them below 256.
+void PixelRows::MakePalette(const SPage& page) {
+  const std::size_t count = page.palette.size() / 3;
+  const bool narrow = std::all_of(page.palette.begin(), page.palette.end(), [](std::uint16_t v) { return v < 256; });
+  m_palette.resize(page.palette.size());
+  for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t k = 0; k < 3; ++k) {
+      const std::uint16_t value = page.palette[k * count + i];
+      m_palette[3 * i + k] = static_cast<std::uint8_t>(narrow ? value : value >> 8);
+    }
+  }
+  m_last = ELast::kPalette;
+  m_meaning.type = ESampleType::kU8;
+  m_meaning.components = 3;
+  m_meaning.model = EColorModel::kRgb;
+  m_meaning.stretch = false;
+  m_meaning.nominal = NominalRange(8);
+}
+
+void PixelRows::Convert(const std::uint8_t* row, std::size_t pixels, std::uint8_t* out) {
+  const std::uint8_t* unpacked = Unpacked(row, pixels * m_layout.samples);
+  m_gathered.resize(pixels * GatheredBytes());
+  WithSize(SampleBytes(m_work),
+           [&]<class T>(T) { PickSamples<T>(unpacked, m_layout.samples, m_picks, pixels, m_gathered.data()); });
+  FinishGathered(m_gathered.data(), pixels, out);
+}
+
+void PixelRows::Gather(std::size_t pick, const std::uint8_t* row, std::size_t pixels, std::uint8_t* gathered) {
+  const std::uint8_t* unpacked = Unpacked(row, pixels);
+  WithSize(SampleBytes(m_work), [&]<class T>(T) { Spread<T>(unpacked, pixels, pick, m_picks.size(), gathered); });
+}
+
+void PixelRows::FinishGathered(const std::uint8_t* gathered, std::size_t pixels, std::uint8_t* out) const {
+  const bool wide = m_work == ESampleType::kU16;
+  const auto colors = static_cast<std::uint32_t>(m_picks.size() - 1);
+  const bool premultiplied = m_last == ELast::kPremultipliedAlpha;
+  switch (m_last) {
+    case ELast::kPalette:
+      return wide ? LookUp<std::uint16_t>(gathered, pixels, m_palette, out)
+                  : LookUp<std::uint8_t>(gathered, pixels, m_palette, out);
+    case ELast::kSignedLab:
+      return wide ? OffsetLab<std::uint16_t>(gathered, pixels, out) : OffsetLab<std::uint8_t>(gathered, pixels, out);
+    case ELast::kAlpha:
+    case ELast::kPremultipliedAlpha:
+      if (!wide) return LayOverWhite(gathered, pixels, colors, premultiplied, out);
+      return LayOverWhite(reinterpret_cast<const std::uint16_t*>(gathered), pixels, colors, premultiplied,
+                          static_cast<std::uint16_t>((1u << m_layout.bits) - 1), reinterpret_cast<std::uint16_t*>(out));
+    case ELast::kNothing:
+      std::memcpy(out, gathered, pixels * PixelBytes());
+  }
+}
+
+}  // namespace imageformats::tiff

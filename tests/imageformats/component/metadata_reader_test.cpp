@@ -1,0 +1,109 @@
+#include "platform/imageformats/component/metadata_reader.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace imageformats {
+namespace {
+
+struct Destroyer {
+  void operator()(IQvMetadataReader* reader) const { reader->Destroy(); }
+};
+using ReaderPtr = std::unique_ptr<IQvMetadataReader, Destroyer>;
+
+struct LevelFree {
+  void operator()(SQvExperiment* level) const { SQvExperiment::FreeRecursive(level); }
+};
+
+std::unique_ptr<SQvExperiment, LevelFree> NewLevel() {
+  SQvExperiment* level = nullptr;
+  SQvExperiment::Alloc(&level);
+  return std::unique_ptr<SQvExperiment, LevelFree>(level);
+}
+
+SImageMetadata Stack() {
+  SQvImageInfo info;
+  info.width = 20;
+  info.sequenceCount = 30;
+  SImageMetadata metadata = PlainMetadata(info, "Test", 1);
+  metadata.calibration = 0.5;
+  metadata.aspect = 2.0;
+  metadata.objective = L"20x";
+  metadata.acquisitionTime = 2451545.0;
+  SLoop time, z;
+  time.type = kQvLoopTime;
+  time.size = 3;
+  time.step = 60.0;
+  z.type = kQvLoopZ;
+  z.size = 10;
+  metadata.loops = {time, z};
+  return metadata;
+}
+
+TEST(MetadataReader, BuildsTheLoopChain) {
+  const ReaderPtr reader(NewMetadataReader(Stack()));
+  const auto level = NewLevel();
+  ASSERT_EQ(reader->GetExperiment(level.get(), 0), 0);
+  EXPECT_EQ(level->loopType, kQvLoopTime);
+  EXPECT_EQ(level->loopSize, 3u);
+  EXPECT_EQ(level->step, 60.0);
+  ASSERT_EQ(level->subExperiments.size(), 1u);
+  EXPECT_EQ(level->subExperiments[0]->loopType, kQvLoopZ);
+  EXPECT_EQ(level->subExperiments[0]->loopSize, 10u);
+  EXPECT_TRUE(level->subExperiments[0]->subExperiments.empty());
+  EXPECT_EQ(reader->GetExperiment(nullptr, 0), -9);
+  EXPECT_EQ(reader->GetExperiment(level.get(), 1), -9);
+}
+
+TEST(MetadataReader, AnswersForEachPicture) {
+  const ReaderPtr reader(NewMetadataReader(Stack()));
+  SQvPictureMetadata picture;
+  ASSERT_EQ(reader->GetPictureMetadata(1, &picture, 0), 0);
+  EXPECT_EQ(picture.GetPlaneCount(), 1u);
+  EXPECT_EQ(picture.calibration, 0.5);
+  EXPECT_EQ(picture.objectiveName, CQvStringW(L"20x"));
+  EXPECT_EQ(picture.acquisitionTime, 0.0) << "known of the first picture only";
+  EXPECT_EQ(reader->GetPictureMetadata(0, &picture, 0), 0);
+  EXPECT_EQ(picture.acquisitionTime, 2451545.0);
+  EXPECT_EQ(reader->GetPictureMetadata(29, &picture, 0), 0);
+  EXPECT_EQ(reader->GetPictureMetadata(30, &picture, 0), -9);
+  double calibration = 0, aspect = 0, time = 0;
+  CQvStringW objective;
+  EXPECT_EQ(reader->GetCalibration(0, &calibration, &aspect, &objective), 0);
+  EXPECT_EQ(calibration, 0.5);
+  EXPECT_EQ(aspect, 2.0);
+  EXPECT_EQ(objective, CQvStringW(L"20x"));
+  EXPECT_EQ(reader->GetAcquisitionTime(&time), 0);
+  EXPECT_EQ(time, 2451545.0);
+}
+
+TEST(MetadataReader, WhatIsUnknownIsRefusedAndTheObjectiveGivenAllTheSame) {
+  SImageMetadata metadata = Stack();
+  metadata.calibration = metadata.acquisitionTime = 0.0;
+  metadata.loops.clear();
+  const ReaderPtr reader(NewMetadataReader(metadata));
+  double calibration = 7, aspect = 7, time = 7;
+  CQvStringW objective;
+  EXPECT_EQ(reader->GetCalibration(0, &calibration, &aspect, &objective), -9);
+  EXPECT_EQ(calibration, 7);
+  EXPECT_EQ(aspect, 7);
+  EXPECT_EQ(objective, CQvStringW(L"20x"));
+  EXPECT_EQ(reader->GetAcquisitionTime(&time), -9);
+  EXPECT_EQ(time, 7);
+  const auto level = NewLevel();
+  EXPECT_EQ(reader->GetExperiment(level.get(), 0), -9);
+  EXPECT_EQ(level->loopType, kQvLoopNone);
+}
+
+TEST(MetadataReader, NullPlacesAreRefused) {
+  const ReaderPtr reader(NewMetadataReader(Stack()));
+  EXPECT_EQ(reader->GetImageInfo(nullptr), -9);
+  EXPECT_EQ(reader->GetTextInfo(nullptr), -9);
+  EXPECT_EQ(reader->GetPictureMetadata(0, nullptr, 0), -9);
+  EXPECT_EQ(reader->GetAcquisitionTime(nullptr), -9);
+  EXPECT_EQ(reader->GetCalibration(0, nullptr, nullptr, nullptr), -9);
+}
+
+}  // namespace
+}  // namespace imageformats

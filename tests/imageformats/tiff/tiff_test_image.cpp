@@ -1,0 +1,111 @@
+#include "tests/imageformats/tiff/tiff_test_image.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "platform/imageformats/base/picture_buffer.h"
+#include "platform/imageformats/tiff/tiff_codec.h"
+
+namespace qv_test {
+
+using imageformats::PictureBuffer;
+using imageformats::RenderGuard;
+
+TestImage::TestImage(std::vector<std::uint8_t> bytes) : m_bytes(std::move(bytes)) {
+  m_image = imageformats::TiffCodec().Open(imageformats::Input::FromMemory(m_bytes.data(), m_bytes.size()));
+}
+
+TestImage::TestImage(const std::string& path) {
+  m_image = imageformats::TiffCodec().Open(imageformats::Input::FromFile(CQvStringUtils::UTF8toW(path.c_str())));
+}
+
+Rgb Picture::At(std::uint32_t x, std::uint32_t y) const {
+  const std::uint8_t* pixel = &pixels[(std::size_t{y} * width + x) * 3];
+  return {pixel[0], pixel[1], pixel[2]};
+}
+
+Picture Render(TestImage& image, std::uint32_t width, std::uint32_t height, bool fast, std::uint32_t channels) {
+  PictureBuffer buffer(width, height, 8, 3);
+  RenderGuard guard;
+  imageformats::SRenderRequest request;
+  request.width = width;
+  request.height = height;
+  request.fast = fast;
+  request.channels = channels;
+  image->Render(request, buffer.Get(), guard);
+  Picture picture{width, height, std::vector<std::uint8_t>(std::size_t{width} * height * 3)};
+  for (std::uint32_t y = 0; y < height; ++y) {
+    std::memcpy(&picture.pixels[std::size_t{y} * width * 3], buffer.Row(y), std::size_t{width} * 3);
+  }
+  return picture;
+}
+
+Picture Render(const std::vector<std::uint8_t>& bytes, std::uint32_t width, std::uint32_t height) {
+  TestImage image(bytes);
+  return Render(image, width, height);
+}
+
+int StatusOf(const std::vector<std::uint8_t>& bytes, std::uint32_t width, std::uint32_t height) {
+  try {
+    Render(bytes, width, height);
+    return 0;
+  } catch (const imageformats::FormatError& error) {
+    EXPECT_STRNE("", error.what());
+    return error.Status();
+  }
+}
+
+std::vector<std::uint16_t> ReadSamples(TestImage& image) {
+  const SQvImageInfo& info = image->Info();
+  PictureBuffer buffer(info.width, info.height, info.bpcInMemory, info.components);
+  RenderGuard guard;
+  image->Read(buffer.Get(), guard);
+  std::vector<std::uint16_t> samples;
+  for (std::uint32_t y = 0; y < info.height; ++y) {
+    const std::uint8_t* row = buffer.Row(y);
+    for (std::uint32_t i = 0; i < info.width * info.components; ++i) {
+      std::uint16_t value = row[i];
+      if (info.bpcInMemory == 16) std::memcpy(&value, row + 2 * i, 2);
+      samples.push_back(value);
+    }
+  }
+  return samples;
+}
+
+int MaxDifference(const Picture& a, const Picture& b) {
+  EXPECT_EQ(a.width, b.width);
+  EXPECT_EQ(a.height, b.height);
+  int most = 0;
+  for (std::size_t i = 0; i < std::min(a.pixels.size(), b.pixels.size()); ++i) {
+    most = std::max(most, std::abs(a.pixels[i] - b.pixels[i]));
+  }
+  return most;
+}
+
+TestFolder::TestFolder() {
+  std::string path = (std::filesystem::temp_directory_path() / "qv_tiff_XXXXXX").string();
+  EXPECT_NE(nullptr, mkdtemp(path.data()));
+  m_path = path;
+}
+
+TestFolder::~TestFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(m_path, ignored);
+}
+
+std::string TestFolder::Write(const std::string& name, const std::vector<std::uint8_t>& bytes) const {
+  return Write(name, std::string(bytes.begin(), bytes.end()));
+}
+
+std::string TestFolder::Write(const std::string& name, const std::string& text) const {
+  const std::string path = m_path + "/" + name;
+  std::ofstream(path, std::ios::binary) << text;
+  return path;
+}
+
+}  // namespace qv_test
