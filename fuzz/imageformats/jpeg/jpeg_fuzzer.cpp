@@ -10,8 +10,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // Also where a rendering would not ask for them.
   for (const bool fineColor : {false, true}) {
     Attempt([&] {
-      RenderGuard guard(SmallLimits());
-      ReadJpegDcPicture(*Input::FromMemory(data, size), fineColor, guard);
+      CRenderGuard guard(SmallLimits());
+      ReadJpegDcPicture(*CInput::FromMemory(data, size), fineColor, guard);
     });
   }
   return 0;

@@ -16,8 +16,8 @@ imageformats::SRenderLimits Limits() {
   return limits;
 }
 
-void RenderSmall(imageformats::OpenedImage& image) {
-  imageformats::RenderGuard guard(Limits());
+void RenderSmall(imageformats::COpenedImage& image) {
+  imageformats::CRenderGuard guard(Limits());
   imageformats::PictureBuffer picture(24, 18, 8, 3);
   imageformats::SRenderRequest request;
   request.width = 24;
@@ -25,10 +25,10 @@ void RenderSmall(imageformats::OpenedImage& image) {
   image.Render(request, picture.Get(), guard);
 }
 
-void ReadWhole(imageformats::OpenedImage& image) {
+void ReadWhole(imageformats::COpenedImage& image) {
   const SQvImageInfo& info = image.Info();
   if (std::uint64_t{info.width} * info.height * info.components > 1 << 20) return;
-  imageformats::RenderGuard guard(Limits());
+  imageformats::CRenderGuard guard(Limits());
   imageformats::PictureBuffer picture(info.width, info.height, info.bpcInMemory, info.components);
   image.Read(picture.Get(), guard);
 }
@@ -37,7 +37,7 @@ template <class Body>
 void Attempt(Body&& body) {
   try {
     body();
-  } catch (const imageformats::FormatError&) {
+  } catch (const imageformats::CFormatError&) {
   } catch (const std::bad_alloc&) {
   }
 }
@@ -46,7 +46,7 @@ void Attempt(Body&& body) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Attempt([&] {
-    const auto image = imageformats::TiffCodec().Open(imageformats::Input::FromMemory(data, size));
+    const auto image = imageformats::TiffCodec().Open(imageformats::CInput::FromMemory(data, size));
     Attempt([&] { RenderSmall(*image); });
     Attempt([&] { image->Metadata(); });
     Attempt([&] {

@@ -36,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static const CMemoryFile file;
   file.Fill(data, size);
   Attempt([&] {
-    const auto input = Input::FromFile(file.Path());
+    const auto input = CInput::FromFile(file.Path());
     WsiCodec().Matches(*input);
     Exercise(WsiCodec(), input);
   });

@@ -2,7 +2,7 @@
 
 namespace imageformats {
 
-void ErrorText::Set(const char* text) noexcept {
+void CErrorText::Set(const char* text) noexcept {
   if (*text != '\0' || !m_text.IsEmpty()) {
     try {
       m_text = CQvStringUtils::UTF8toW(text);

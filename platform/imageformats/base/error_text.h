@@ -13,28 +13,28 @@ namespace imageformats {
 
 // Why the last operation of an object failed. What it is told it passes on to the manager's text, so that the manager
 // answers for what was opened through it. One thread at a time, as the objects themselves.
-class ErrorText {
+class CErrorText {
  public:
-  explicit ErrorText(std::shared_ptr<ErrorText> manager = nullptr) noexcept : m_manager(std::move(manager)) {}
+  explicit CErrorText(std::shared_ptr<CErrorText> manager = nullptr) noexcept : m_manager(std::move(manager)) {}
 
   const CQvStringW& Get() const noexcept { return m_text; }
-  const std::shared_ptr<ErrorText>& Manager() const noexcept { return m_manager; }
+  const std::shared_ptr<CErrorText>& Manager() const noexcept { return m_manager; }
   // UTF-8; empty for success. A text that finds no memory is left out.
   void Set(const char* text) noexcept;
 
  private:
   CQvStringW m_text;
-  std::shared_ptr<ErrorText> m_manager;
+  std::shared_ptr<CErrorText> m_manager;
 };
 
 // Runs an interface operation's body, which throws to fail: no exception leaves it, and the text is kept.
 template <class Body>
-std::int32_t RunGuarded(ErrorText& error, Body&& body) noexcept {
+std::int32_t RunGuarded(CErrorText& error, Body&& body) noexcept {
   try {
     std::forward<Body>(body)();
     error.Set("");
     return kQvOk;
-  } catch (const FormatError& failure) {
+  } catch (const CFormatError& failure) {
     error.Set(failure.what());
     return failure.Status();
   } catch (const std::bad_alloc&) {

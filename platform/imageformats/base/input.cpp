@@ -7,35 +7,35 @@
 
 namespace imageformats {
 
-std::shared_ptr<const Input> Input::FromFile(const CQvStringW& path) {
-  const std::shared_ptr<Input> input(new Input);
+std::shared_ptr<const CInput> CInput::FromFile(const CQvStringW& path) {
+  const std::shared_ptr<CInput> input(new CInput);
   input->m_path = path;
-  if (QV_ResolvePath(path.c_str(), &input->m_nativePath) != 0) throw DamagedError("No file name was given");
+  if (QV_ResolvePath(path.c_str(), &input->m_nativePath) != 0) throw CDamagedError("No file name was given");
   if (QV_OpenFile(path.c_str(), kQvFileRead, kQvShareRead | kQvShareWrite, kQvAnyAttributes, &input->m_handle) != 0) {
-    throw DamagedError("The file cannot be opened");
+    throw CDamagedError("The file cannot be opened");
   }
   input->m_isFile = true;
   std::int64_t size = 0;
-  if (QV_GetFileSize(input->m_handle, &size) != 0) throw DamagedError("The file's size cannot be read");
+  if (QV_GetFileSize(input->m_handle, &size) != 0) throw CDamagedError("The file's size cannot be read");
   input->m_size = static_cast<std::uint64_t>(std::max<std::int64_t>(size, 0));
   input->LoadHead();
   return input;
 }
 
-std::shared_ptr<const Input> Input::FromMemory(const void* data, std::size_t size) {
-  if (data == nullptr || size == 0) throw DamagedError("There is no image data");
-  const std::shared_ptr<Input> input(new Input);
+std::shared_ptr<const CInput> CInput::FromMemory(const void* data, std::size_t size) {
+  if (data == nullptr || size == 0) throw CDamagedError("There is no image data");
+  const std::shared_ptr<CInput> input(new CInput);
   input->m_memory = {static_cast<const std::uint8_t*>(data), size};
   input->m_size = size;
   input->LoadHead();
   return input;
 }
 
-Input::~Input() {
+CInput::~CInput() {
   if (m_isFile) QV_CloseFile(m_handle);
 }
 
-std::size_t Input::ReadAt(std::uint64_t offset, void* buffer, std::size_t size) const noexcept {
+std::size_t CInput::ReadAt(std::uint64_t offset, void* buffer, std::size_t size) const noexcept {
   if (m_isFile) return ReadFileAt(offset, buffer, size);
   if (offset >= m_memory.size()) return 0;
   const std::size_t count = std::min(size, m_memory.size() - static_cast<std::size_t>(offset));
@@ -43,6 +43,6 @@ std::size_t Input::ReadAt(std::uint64_t offset, void* buffer, std::size_t size) 
   return count;
 }
 
-void Input::LoadHead() noexcept { m_headSize = ReadAt(0, m_head, kHeadSize); }
+void CInput::LoadHead() noexcept { m_headSize = ReadAt(0, m_head, kHeadSize); }
 
 }  // namespace imageformats

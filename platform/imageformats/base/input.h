@@ -12,17 +12,17 @@ namespace imageformats {
 
 // What a picture is read from: a regular file or a block of memory. Immutable, with no position of its own, so reads
 // from several threads do not disturb each other. Shared by the opened image and the objects it makes.
-class Input {
+class CInput {
  public:
   // Opens through the platform's file layer, which finds the file without regard to case and refuses what is not a
-  // regular file. Throws DamagedError.
-  static std::shared_ptr<const Input> FromFile(const CQvStringW& path);
-  // The memory must stay valid while the input is read. Throws DamagedError for null or nothing.
-  static std::shared_ptr<const Input> FromMemory(const void* data, std::size_t size);
+  // regular file. Throws CDamagedError.
+  static std::shared_ptr<const CInput> FromFile(const CQvStringW& path);
+  // The memory must stay valid while the input is read. Throws CDamagedError for null or nothing.
+  static std::shared_ptr<const CInput> FromMemory(const void* data, std::size_t size);
 
-  Input(const Input&) = delete;
-  Input& operator=(const Input&) = delete;
-  ~Input();
+  CInput(const CInput&) = delete;
+  CInput& operator=(const CInput&) = delete;
+  ~CInput();
 
   bool IsFile() const noexcept { return m_isFile; }
   // Bytes, as of opening.
@@ -43,7 +43,7 @@ class Input {
   static constexpr std::size_t kHeadSize = 64;
 
  private:
-  Input() = default;
+  CInput() = default;
   void LoadHead() noexcept;
   std::size_t ReadFileAt(std::uint64_t offset, void* buffer, std::size_t size) const noexcept;
 

@@ -7,7 +7,7 @@
 
 namespace imageformats {
 
-std::size_t Input::ReadFileAt(std::uint64_t offset, void* buffer, std::size_t size) const noexcept {
+std::size_t CInput::ReadFileAt(std::uint64_t offset, void* buffer, std::size_t size) const noexcept {
   std::size_t done = 0;
   while (done < size) {
     const std::uint64_t position = offset + done;

@@ -15,7 +15,7 @@ inline std::uint64_t IntegerAt(const std::uint8_t* bytes, std::size_t size, bool
 }
 
 // The same from an input; what lies behind its end counts as zeros.
-inline std::uint64_t ReadInteger(const Input& input, std::uint64_t offset, std::size_t size, bool bigEndian) noexcept {
+inline std::uint64_t ReadInteger(const CInput& input, std::uint64_t offset, std::size_t size, bool bigEndian) noexcept {
   std::uint8_t bytes[8] = {};
   input.ReadAt(offset, bytes, size);
   return IntegerAt(bytes, size, bigEndian);

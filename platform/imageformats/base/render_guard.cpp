@@ -20,32 +20,32 @@ std::chrono::nanoseconds ProcessorTime() {
 
 }  // namespace
 
-RenderGuard::RenderGuard(const SRenderLimits& limits) : m_limits(limits), m_deadline(ProcessorTime() + limits.time) {}
+CRenderGuard::CRenderGuard(const SRenderLimits& limits) : m_limits(limits), m_deadline(ProcessorTime() + limits.time) {}
 
-void RenderGuard::CheckPixels(std::uint64_t width, std::uint64_t height) const {
-  if (width == 0 || height == 0) throw DamagedError("The picture has no pixels");
+void CRenderGuard::CheckPixels(std::uint64_t width, std::uint64_t height) const {
+  if (width == 0 || height == 0) throw CDamagedError("The picture has no pixels");
   if (Multiply(width, height) > m_limits.pixels) {
-    throw DamagedError("The picture is too large: " + std::to_string(width) + " x " + std::to_string(height) +
-                       " pixels");
+    throw CDamagedError("The picture is too large: " + std::to_string(width) + " x " + std::to_string(height) +
+                        " pixels");
   }
 }
 
-void RenderGuard::CheckTime() const {
+void CRenderGuard::CheckTime() const {
   if (ProcessorTime() < m_deadline) return;
-  throw DamagedError("Reading the picture took longer than " +
-                     std::to_string(static_cast<double>(m_limits.time.count()) / 1000.0).substr(0, 5) + " seconds");
+  throw CDamagedError("Reading the picture took longer than " +
+                      std::to_string(static_cast<double>(m_limits.time.count()) / 1000.0).substr(0, 5) + " seconds");
 }
 
-void RenderGuard::Take(std::uint64_t bytes) {
+void CRenderGuard::Take(std::uint64_t bytes) {
   if (bytes > Available()) {
-    throw DamagedError("Reading the picture needs more than " + std::to_string(m_limits.memory >> 20) + " MiB");
+    throw CDamagedError("Reading the picture needs more than " + std::to_string(m_limits.memory >> 20) + " MiB");
   }
   m_taken += bytes;
 }
 
-void RenderGuard::Give(std::uint64_t bytes) noexcept { m_taken -= std::min(bytes, m_taken); }
+void CRenderGuard::Give(std::uint64_t bytes) noexcept { m_taken -= std::min(bytes, m_taken); }
 
-std::uint64_t RenderGuard::Multiply(std::uint64_t a, std::uint64_t b) noexcept {
+std::uint64_t CRenderGuard::Multiply(std::uint64_t a, std::uint64_t b) noexcept {
   constexpr std::uint64_t kMax = std::numeric_limits<std::uint64_t>::max();
   return a != 0 && b > kMax / a ? kMax : a * b;
 }

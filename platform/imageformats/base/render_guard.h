@@ -14,10 +14,10 @@ struct SRenderLimits {
 };
 
 // Keeps one operation within its limits. Codec code reports what it takes before it allocates and asks for the time
-// once a band. Used by one thread. All refusals throw DamagedError with a text for people.
-class RenderGuard {
+// once a band. Used by one thread. All refusals throw CDamagedError with a text for people.
+class CRenderGuard {
  public:
-  explicit RenderGuard(const SRenderLimits& limits = {});
+  explicit CRenderGuard(const SRenderLimits& limits = {});
 
   // Throws when the pixels of such a picture are over the limit, or when a side is 0.
   void CheckPixels(std::uint64_t width, std::uint64_t height) const;

@@ -2,8 +2,8 @@
 
 namespace imageformats {
 
-bool OpenedImage::CustomTag(const CQvStringW& /*name*/, CQvByteArray& /*bytes*/) { return false; }
+bool COpenedImage::CustomTag(const CQvStringW& /*name*/, CQvByteArray& /*bytes*/) { return false; }
 
-std::unique_ptr<PictureWriter> CodecModule::CreateWriter(CQvByteArray& /*destination*/) const { return nullptr; }
+std::unique_ptr<IPictureWriter> CCodecModule::CreateWriter(CQvByteArray& /*destination*/) const { return nullptr; }
 
 }  // namespace imageformats

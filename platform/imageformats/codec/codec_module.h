@@ -13,7 +13,7 @@
 
 // What a codec folder provides. Everything here is free of the component model: adapters (component/picture_source.h,
 // component/codec_object.h) turn these classes into IQvImageCodec, IQvPictureSource, IQvMetadataReader and
-// IQvImageFile, check arguments, catch every exception and keep the error text. Codec code throws FormatError (or
+// IQvImageFile, check arguments, catch every exception and keep the error text. Codec code throws CFormatError (or
 // std::bad_alloc) to give up and needs no clean-up beyond its destructors.
 
 namespace imageformats {
@@ -27,22 +27,22 @@ struct SRenderRequest {
 };
 
 // An opened image. Used by one thread at a time; operations may come in any order and any number of times.
-class OpenedImage {
+class COpenedImage {
  public:
-  virtual ~OpenedImage() = default;
+  virtual ~COpenedImage() = default;
 
   // Geometry of the main picture as it is displayed: for orientations 5 to 8 width and height are swapped, consistently
   // with Read and Render. components and bpcInMemory (8 or 16) describe what Read delivers. Known for every image that
-  // could be opened, also for pixels that only Read and Render find unsupported: those open, and throw UnsupportedError
-  // there, because -3 must reach the caller of the rendering.
+  // could be opened, also for pixels that only Read and Render find unsupported: those open, and throw
+  // CUnsupportedError there, because -3 must reach the caller of the rendering.
   virtual const SQvImageInfo& Info() const = 0;
 
   // Fills `picture`, which has the shape of Info(), with the first picture as displayed.
-  virtual void Read(SQvPicBuf& picture, RenderGuard& guard) = 0;
+  virtual void Read(SQvPicBuf& picture, CRenderGuard& guard) = 0;
 
   // Fills `picture` (8 bits, 3 components, request.width x request.height) with the overview. Truncated or damaged
-  // pixels throw DamagedError: a half picture is never delivered as success.
-  virtual void Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) = 0;
+  // pixels throw CDamagedError: a half picture is never delivered as success.
+  virtual void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) = 0;
 
   // The custom tag's bytes, replacing the array's content. False, array untouched, when the file has no such tag.
   virtual bool CustomTag(const CQvStringW& name, CQvByteArray& bytes);
@@ -52,10 +52,10 @@ class OpenedImage {
 };
 
 // A picture being written into a byte array that outlives it.
-class PictureWriter {
+class IPictureWriter {
  public:
-  virtual ~PictureWriter() = default;
-  // Called once, first. Throws DamagedError for a description that the format cannot hold.
+  virtual ~IPictureWriter() = default;
+  // Called once, first. Throws CDamagedError for a description that the format cannot hold.
   virtual void SetFormat(const SQvImageInfo& format, double quality) = 0;
   // All rows, format.widthBytes apart (checked to be at least a row's bytes).
   virtual void Write(const void* rows) = 0;
@@ -63,21 +63,21 @@ class PictureWriter {
 };
 
 // One image format: stateless, one object for the whole process, used from any number of threads.
-class CodecModule {
+class CCodecModule {
  public:
-  virtual ~CodecModule() = default;
+  virtual ~CCodecModule() = default;
 
   // The format's name in GetCodecByName: "JPG", "PNG", "TIF", "WSI".
   virtual const char* Name() const noexcept = 0;
   // Whether the content is of this format; looks at input.Head() first and reads more only when the head fits. Modules
   // are asked in the order of component/codec_registry.h; the first that says yes is the file's codec. Does not throw.
-  virtual bool Matches(const Input& input) const noexcept = 0;
-  // Throws DamagedError when the content is not of this format or damaged beyond its description.
-  virtual std::unique_ptr<OpenedImage> Open(std::shared_ptr<const Input> input) const = 0;
+  virtual bool Matches(const CInput& input) const noexcept = 0;
+  // Throws CDamagedError when the content is not of this format or damaged beyond its description.
+  virtual std::unique_ptr<COpenedImage> Open(std::shared_ptr<const CInput> input) const = 0;
   // Formats that need a file answer OpenInputMemory with -3.
   virtual bool CanOpenMemory() const noexcept { return true; }
   // Null for formats that cannot be written.
-  virtual std::unique_ptr<PictureWriter> CreateWriter(CQvByteArray& destination) const;
+  virtual std::unique_ptr<IPictureWriter> CreateWriter(CQvByteArray& destination) const;
 };
 
 }  // namespace imageformats

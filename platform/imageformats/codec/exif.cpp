@@ -21,9 +21,9 @@ constexpr std::string_view kPrefix{"Exif\0\0", 6};
 constexpr std::size_t kMaxExif = 16u << 20;
 
 // Owns libexif's data.
-class ExifReader {
+class CExifReader {
  public:
-  explicit ExifReader(std::span<const std::uint8_t> bytes) {
+  explicit CExifReader(std::span<const std::uint8_t> bytes) {
     if (bytes.size() < 8 || bytes.size() > kMaxExif) return;
     std::string block;
     if (std::memcmp(bytes.data(), kPrefix.data(), kPrefix.size()) != 0) block = kPrefix;
@@ -69,7 +69,7 @@ class ExifReader {
 
 double Value(const ExifRational& r) { return static_cast<double>(r.numerator) / r.denominator; }
 
-CQvStringW UserComment(const ExifReader& exif) {
+CQvStringW UserComment(const CExifReader& exif) {
   const std::string_view bytes = exif.Bytes(EXIF_IFD_EXIF, EXIF_TAG_USER_COMMENT);
   if (bytes.size() <= 8) return {};
   const std::string_view code = bytes.substr(0, 8), text = bytes.substr(8);
@@ -77,7 +77,7 @@ CQvStringW UserComment(const ExifReader& exif) {
   return code.starts_with("JIS") ? CQvStringW() : TextOf(text);
 }
 
-std::string ExposureText(const ExifReader& exif) {
+std::string ExposureText(const CExifReader& exif) {
   std::string exposure, aperture, sensitivity;
   if (const auto time = exif.Rational(EXIF_IFD_EXIF, EXIF_TAG_EXPOSURE_TIME); time && time->numerator != 0) {
     const double seconds = Value(*time);
@@ -92,7 +92,7 @@ std::string ExposureText(const ExifReader& exif) {
   return Joined({exposure, aperture, sensitivity}, ", ");
 }
 
-CQvStringW OpticsText(const ExifReader& exif) {
+CQvStringW OpticsText(const CExifReader& exif) {
   // libexif has no name for LensModel (EXIF 2.3).
   const CQvStringW lens = exif.Text(EXIF_IFD_EXIF, static_cast<ExifTag>(0xA434));
   const auto focal = exif.Rational(EXIF_IFD_EXIF, EXIF_TAG_FOCAL_LENGTH);
@@ -101,7 +101,7 @@ CQvStringW OpticsText(const ExifReader& exif) {
 }
 
 // Degrees, minutes and seconds with the letter of the direction.
-std::string GpsText(const ExifReader& exif, ExifTag coordinate, ExifTag reference) {
+std::string GpsText(const CExifReader& exif, ExifTag coordinate, ExifTag reference) {
   double degrees = 0.0, unit = 1.0;
   for (unsigned int i = 0; i < 3; ++i, unit *= 60.0) {
     const auto part = exif.Rational(EXIF_IFD_GPS, coordinate, i);
@@ -116,7 +116,7 @@ std::string GpsText(const ExifReader& exif, ExifTag coordinate, ExifTag referenc
   return text;
 }
 
-CQvStringW Position(const ExifReader& exif) {
+CQvStringW Position(const CExifReader& exif) {
   // Tags 1 to 4 of the GPS directory: libexif's names for them collide with those of interoperability.
   const std::string latitude = GpsText(exif, static_cast<ExifTag>(2), static_cast<ExifTag>(1));
   const std::string longitude = GpsText(exif, static_cast<ExifTag>(4), static_cast<ExifTag>(3));
@@ -132,7 +132,7 @@ int OffsetMinutes(std::string_view text) {
   return text[0] == '-' ? -minutes : minutes;
 }
 
-void ApplyDate(const ExifReader& exif, SImageMetadata& metadata) {
+void ApplyDate(const CExifReader& exif, SImageMetadata& metadata) {
   struct SDateTags {
     ExifIfd ifd;
     ExifTag date;
@@ -157,7 +157,7 @@ void ApplyDate(const ExifReader& exif, SImageMetadata& metadata) {
 
 EOrientation ExifOrientation(std::span<const std::uint8_t> exif) noexcept {
   try {
-    const ExifReader reader(exif);
+    const CExifReader reader(exif);
     if (!reader) return EOrientation::kTopLeft;
     return OrientationFromTag(reader.Short(EXIF_IFD_0, EXIF_TAG_ORIENTATION).value_or(1));
   } catch (const std::exception&) {
@@ -166,7 +166,7 @@ EOrientation ExifOrientation(std::span<const std::uint8_t> exif) noexcept {
 }
 
 void ApplyExif(std::span<const std::uint8_t> bytes, SImageMetadata& metadata) {
-  const ExifReader exif(bytes);
+  const CExifReader exif(bytes);
   if (!exif) return;
   SQvImageTextInfo& text = metadata.text;
   SetIfEmpty(text.author, exif.Text(EXIF_IFD_0, EXIF_TAG_ARTIST));

@@ -24,7 +24,7 @@ struct SLoop {
 // All that a file says about its pictures, independent of the opened image: it stays usable after the image and its
 // memory are gone. Unknown fields keep their defaults.
 struct SImageMetadata {
-  SQvImageInfo info;  // of the main picture, as OpenedImage::Info reports it
+  SQvImageInfo info;  // of the main picture, as COpenedImage::Info reports it
   SQvImageTextInfo text;
   SQvPictureMetadata picture;    // of the first picture; planes also name objective, aperture, z step
   double calibration = 0.0;      // micrometres per pixel along x, 0 unknown

@@ -11,48 +11,48 @@ namespace imageformats {
 namespace {
 
 void Require(bool condition, const char* text) {
-  if (!condition) throw DamagedError(text);
+  if (!condition) throw CDamagedError(text);
 }
 
-class CodecObject final : public ComponentObject<IQvImageCodec> {
+class CCodecObject final : public CComponentObject<IQvImageCodec> {
  public:
-  CodecObject(const CodecModule& module, std::shared_ptr<ErrorText> manager)
-      : ComponentObject("CQvImageCodec", "IQvImageCodec"), m_module(module), m_error(std::move(manager)) {}
+  CCodecObject(const CCodecModule& module, std::shared_ptr<CErrorText> manager)
+      : CComponentObject("CQvImageCodec", "IQvImageCodec"), m_module(module), m_error(std::move(manager)) {}
 
   std::int32_t OpenInputFile(const CQvStringW& path, IQvPictureSource** source) override {
     return RunGuarded(m_error, [&] {
       Require(source != nullptr, "No place for the picture was given");
-      *source = NewPictureSource(m_module.Open(Input::FromFile(path)), m_error.Manager());
+      *source = NewPictureSource(m_module.Open(CInput::FromFile(path)), m_error.Manager());
     });
   }
 
   std::int32_t OpenInputMemory(const void* data, std::size_t size, IQvPictureSource** source) override {
     return RunGuarded(m_error, [&] {
       Require(source != nullptr, "No place for the picture was given");
-      if (!m_module.CanOpenMemory()) throw UnsupportedError("This format can only be read from files");
-      *source = NewPictureSource(m_module.Open(Input::FromMemory(data, size)), m_error.Manager());
+      if (!m_module.CanOpenMemory()) throw CUnsupportedError("This format can only be read from files");
+      *source = NewPictureSource(m_module.Open(CInput::FromMemory(data, size)), m_error.Manager());
     });
   }
 
   std::int32_t CreateOutputMemory(CQvByteArray* destination, IQvOutputImageFile** output) override {
     return RunGuarded(m_error, [&] {
       Require(destination != nullptr && output != nullptr, "No place for the picture was given");
-      std::unique_ptr<PictureWriter> writer = m_module.CreateWriter(*destination);
-      if (!writer) throw UnsupportedError("This format cannot be written");
+      std::unique_ptr<IPictureWriter> writer = m_module.CreateWriter(*destination);
+      if (!writer) throw CUnsupportedError("This format cannot be written");
       *output = NewOutputFile(std::move(writer), m_error.Manager());
     });
   }
 
  private:
-  const CodecModule& m_module;
-  ErrorText m_error;
+  const CCodecModule& m_module;
+  CErrorText m_error;
 };
 
-class ImageFile final : public ComponentObject<IQvImageFile> {
+class CImageFile final : public CComponentObject<IQvImageFile> {
  public:
-  ImageFile(const CQvStringW& path, std::uint64_t size, std::unique_ptr<OpenedImage> image,
-            std::shared_ptr<ErrorText> manager)
-      : ComponentObject("CQvImageFile", "IQvImageFile"),
+  CImageFile(const CQvStringW& path, std::uint64_t size, std::unique_ptr<COpenedImage> image,
+             std::shared_ptr<CErrorText> manager)
+      : CComponentObject("CQvImageFile", "IQvImageFile"),
         m_path(path),
         m_size(size),
         m_image(std::move(image)),
@@ -76,19 +76,19 @@ class ImageFile final : public ComponentObject<IQvImageFile> {
  private:
   CQvStringW m_path;
   std::uint64_t m_size;
-  std::unique_ptr<OpenedImage> m_image;
-  ErrorText m_error;
+  std::unique_ptr<COpenedImage> m_image;
+  CErrorText m_error;
 };
 
 }  // namespace
 
-IQvImageCodec* NewCodecObject(const CodecModule& module, std::shared_ptr<ErrorText> manager) {
-  return new (__FILE__, __LINE__) CodecObject(module, std::move(manager));
+IQvImageCodec* NewCodecObject(const CCodecModule& module, std::shared_ptr<CErrorText> manager) {
+  return new (__FILE__, __LINE__) CCodecObject(module, std::move(manager));
 }
 
-IQvImageFile* NewImageFile(const CQvStringW& path, std::uint64_t size, std::unique_ptr<OpenedImage> image,
-                           std::shared_ptr<ErrorText> manager) {
-  return new (__FILE__, __LINE__) ImageFile(path, size, std::move(image), std::move(manager));
+IQvImageFile* NewImageFile(const CQvStringW& path, std::uint64_t size, std::unique_ptr<COpenedImage> image,
+                           std::shared_ptr<CErrorText> manager) {
+  return new (__FILE__, __LINE__) CImageFile(path, size, std::move(image), std::move(manager));
 }
 
 }  // namespace imageformats

@@ -9,10 +9,10 @@
 namespace imageformats {
 
 // A codec module as IQvImageCodec. Throws std::bad_alloc.
-IQvImageCodec* NewCodecObject(const CodecModule& module, std::shared_ptr<ErrorText> manager);
+IQvImageCodec* NewCodecObject(const CCodecModule& module, std::shared_ptr<CErrorText> manager);
 
 // An opened file as IQvImageFile. `path` is the one it was opened with. Throws std::bad_alloc.
-IQvImageFile* NewImageFile(const CQvStringW& path, std::uint64_t size, std::unique_ptr<OpenedImage> image,
-                           std::shared_ptr<ErrorText> manager);
+IQvImageFile* NewImageFile(const CQvStringW& path, std::uint64_t size, std::unique_ptr<COpenedImage> image,
+                           std::shared_ptr<CErrorText> manager);
 
 }  // namespace imageformats

@@ -9,8 +9,8 @@
 
 namespace imageformats {
 
-std::span<const CodecModule* const> AllCodecs() noexcept {
-  static const CodecModule* const codecs[] = {
+std::span<const CCodecModule* const> AllCodecs() noexcept {
+  static const CCodecModule* const codecs[] = {
 #if defined(QV_HAVE_OPENSLIDE)
     &WsiCodec(),
 #endif
@@ -24,15 +24,15 @@ std::span<const CodecModule* const> AllCodecs() noexcept {
   return codecs;
 }
 
-const CodecModule* FindCodecByName(std::string_view name) noexcept {
-  for (const CodecModule* codec : AllCodecs()) {
+const CCodecModule* FindCodecByName(std::string_view name) noexcept {
+  for (const CCodecModule* codec : AllCodecs()) {
     if (name == codec->Name()) return codec;
   }
   return nullptr;
 }
 
-const CodecModule* FindCodecFor(const Input& input) noexcept {
-  for (const CodecModule* codec : AllCodecs()) {
+const CCodecModule* FindCodecFor(const CInput& input) noexcept {
+  for (const CCodecModule* codec : AllCodecs()) {
     if (codec->Matches(input)) return codec;
   }
   return nullptr;

@@ -9,10 +9,10 @@ namespace imageformats {
 // The component model's side of an object that is released through the registry: its count, its name and its one
 // interface. Safe from any thread.
 template <class Interface>
-class ComponentObject : public Interface, public virtual CQvClass {
+class CComponentObject : public Interface, public virtual CQvClass {
  public:
   // Both texts are static.
-  ComponentObject(const char* className, const char* interfaceName) noexcept
+  CComponentObject(const char* className, const char* interfaceName) noexcept
       : m_className(className), m_interfaceName(interfaceName) {}
 
   std::int32_t AddRef() final { return IncrementRefCount(); }
@@ -30,7 +30,7 @@ class ComponentObject : public Interface, public virtual CQvClass {
   void* GetMostDerivedObject() final { return dynamic_cast<void*>(this); }
 
  protected:
-  ~ComponentObject() override = default;
+  ~CComponentObject() override = default;
 
  private:
   const char* m_className;

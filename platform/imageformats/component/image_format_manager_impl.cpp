@@ -8,12 +8,12 @@ using namespace imageformats;
 namespace {
 
 void Require(bool condition, const char* text) {
-  if (!condition) throw DamagedError(text);
+  if (!condition) throw CDamagedError(text);
 }
 
-const CodecModule& CodecFor(const Input& input) {
+const CCodecModule& CodecFor(const CInput& input) {
   Require(input.Size() != 0, "The file is empty");
-  const CodecModule* codec = FindCodecFor(input);
+  const CCodecModule* codec = FindCodecFor(input);
   Require(codec != nullptr, "The file is not an image of a known format");
   return *codec;
 }
@@ -21,12 +21,12 @@ const CodecModule& CodecFor(const Input& input) {
 }  // namespace
 
 CQvImageFormatManagerImpl::CQvImageFormatManagerImpl()
-    : ComponentObject("CQvImageFormatManagerImpl", "IQvImageFormatManager"), m_error(std::make_shared<ErrorText>()) {}
+    : CComponentObject("CQvImageFormatManagerImpl", "IQvImageFormatManager"), m_error(std::make_shared<CErrorText>()) {}
 
 std::int32_t CQvImageFormatManagerImpl::GetCodecByName(const CQvStringA& formatName, IQvImageCodec** codec) {
   return RunGuarded(*m_error, [&] {
     Require(codec != nullptr, "No place for the codec was given");
-    const CodecModule* module = FindCodecByName(formatName.Str());
+    const CCodecModule* module = FindCodecByName(formatName.Str());
     Require(module != nullptr, "There is no such format");
     *codec = NewCodecObject(*module, m_error);
   });
@@ -35,14 +35,14 @@ std::int32_t CQvImageFormatManagerImpl::GetCodecByName(const CQvStringA& formatN
 std::int32_t CQvImageFormatManagerImpl::GetCodecForFile(const CQvStringW& path, IQvImageCodec** codec) {
   return RunGuarded(*m_error, [&] {
     Require(codec != nullptr, "No place for the codec was given");
-    *codec = NewCodecObject(CodecFor(*Input::FromFile(path)), m_error);
+    *codec = NewCodecObject(CodecFor(*CInput::FromFile(path)), m_error);
   });
 }
 
 std::int32_t CQvImageFormatManagerImpl::OpenImageFile(const CQvStringW& path, IQvImageFile** file) {
   return RunGuarded(*m_error, [&] {
     Require(file != nullptr, "No place for the file was given");
-    const std::shared_ptr<const Input> input = Input::FromFile(path);
+    const std::shared_ptr<const CInput> input = CInput::FromFile(path);
     *file = NewImageFile(path, input->Size(), CodecFor(*input).Open(input), m_error);
   });
 }

@@ -7,7 +7,7 @@
 #include "platform/imageformats/component/component_object.h"
 
 // The component: codecs by name and by content. Each caller has one of its own.
-class CQvImageFormatManagerImpl final : public imageformats::ComponentObject<IQvImageFormatManager> {
+class CQvImageFormatManagerImpl final : public imageformats::CComponentObject<IQvImageFormatManager> {
  public:
   CQvImageFormatManagerImpl();
 
@@ -18,5 +18,5 @@ class CQvImageFormatManagerImpl final : public imageformats::ComponentObject<IQv
 
  private:
   // Shared with everything handed out, which may outlive the manager.
-  std::shared_ptr<imageformats::ErrorText> m_error;
+  std::shared_ptr<imageformats::CErrorText> m_error;
 };

@@ -37,10 +37,10 @@ void FillChain(SQvExperiment& top, const std::vector<SLoop>& loops) {
   if (below) top.subExperiments.push_back(below.release());
 }
 
-class MetadataReader final : public IQvMetadataReader {
+class CMetadataReader final : public IQvMetadataReader {
  public:
-  explicit MetadataReader(SImageMetadata metadata) : m_metadata(std::move(metadata)) {}
-  ~MetadataReader() = default;
+  explicit CMetadataReader(SImageMetadata metadata) : m_metadata(std::move(metadata)) {}
+  ~CMetadataReader() = default;
 
   void Destroy() override { delete this; }
 
@@ -97,15 +97,15 @@ class MetadataReader final : public IQvMetadataReader {
 
  private:
   static void Require(bool condition) {
-    if (!condition) throw DamagedError("The file does not say");
+    if (!condition) throw CDamagedError("The file does not say");
   }
 
   SImageMetadata m_metadata;
-  ErrorText m_error;
+  CErrorText m_error;
 };
 
 }  // namespace
 
-IQvMetadataReader* NewMetadataReader(SImageMetadata metadata) { return new MetadataReader(std::move(metadata)); }
+IQvMetadataReader* NewMetadataReader(SImageMetadata metadata) { return new CMetadataReader(std::move(metadata)); }
 
 }  // namespace imageformats

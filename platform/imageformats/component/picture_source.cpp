@@ -9,7 +9,7 @@ namespace imageformats {
 namespace {
 
 void Require(bool condition, const char* text) {
-  if (!condition) throw DamagedError(text);
+  if (!condition) throw CDamagedError(text);
 }
 
 // Whether the record's shape and memory agree, so that rows can be written without further thought.
@@ -18,15 +18,15 @@ bool HasShape(const SQvPicBuf& picture, std::uint32_t width, std::uint32_t heigh
   if (!CQvPicBufAPI::HasPixels(picture) || width == 0 || height == 0) return false;
   if (picture.width != width || picture.height != height) return false;
   if (picture.bpc != bpc || picture.components != components) return false;
-  const std::uint64_t row = RenderGuard::Multiply(std::uint64_t{width} * components, bpc / 8);
+  const std::uint64_t row = CRenderGuard::Multiply(std::uint64_t{width} * components, bpc / 8);
   return picture.widthBytes >= row && std::uint64_t{picture.widthBytes} * height <= picture.dataSize;
 }
 
-class PictureSource final : public IQvPictureSource {
+class CPictureSource final : public IQvPictureSource {
  public:
-  PictureSource(std::unique_ptr<OpenedImage> image, std::shared_ptr<ErrorText> manager)
+  CPictureSource(std::unique_ptr<COpenedImage> image, std::shared_ptr<CErrorText> manager)
       : m_image(std::move(image)), m_error(std::move(manager)) {}
-  ~PictureSource() = default;
+  ~CPictureSource() = default;
 
   void Release() override { delete this; }
 
@@ -43,7 +43,7 @@ class PictureSource final : public IQvPictureSource {
       Require(picture != nullptr && reserved1 == 0 && reserved2 == 0, "The picture is asked for in an unknown way");
       Require(HasShape(*picture, info.width, info.height, info.bpcInMemory, info.components),
               "The picture is asked for in another shape than its own");
-      RenderGuard guard;
+      CRenderGuard guard;
       m_image->Read(*picture, guard);
     });
   }
@@ -62,7 +62,7 @@ class PictureSource final : public IQvPictureSource {
       Require(width != nullptr && height != nullptr && picture != nullptr, "No place for the rendering was given");
       Require(mode == kOverview && first == 0 && reserved == 0, "The rendering is asked for in an unknown way");
       Require(HasShape(*picture, *width, *height, 8, 3), "The rendering is asked for in an impossible shape");
-      RenderGuard guard;
+      CRenderGuard guard;
       m_image->Render({*width, *height, fast, channels}, *picture, guard);
     });
   }
@@ -79,15 +79,15 @@ class PictureSource final : public IQvPictureSource {
  private:
   static constexpr std::uint32_t kOverview = 1;
 
-  std::unique_ptr<OpenedImage> m_image;
-  ErrorText m_error;
+  std::unique_ptr<COpenedImage> m_image;
+  CErrorText m_error;
 };
 
-class OutputFile final : public IQvOutputImageFile {
+class COutputFile final : public IQvOutputImageFile {
  public:
-  OutputFile(std::unique_ptr<PictureWriter> writer, std::shared_ptr<ErrorText> manager)
+  COutputFile(std::unique_ptr<IPictureWriter> writer, std::shared_ptr<CErrorText> manager)
       : m_writer(std::move(writer)), m_error(std::move(manager)) {}
-  ~OutputFile() = default;
+  ~COutputFile() = default;
 
   void Release() override { delete this; }
 
@@ -118,19 +118,19 @@ class OutputFile final : public IQvOutputImageFile {
     });
   }
 
-  std::unique_ptr<PictureWriter> m_writer;
-  ErrorText m_error;
+  std::unique_ptr<IPictureWriter> m_writer;
+  CErrorText m_error;
   EStep m_next = EStep::kFormat;
 };
 
 }  // namespace
 
-IQvPictureSource* NewPictureSource(std::unique_ptr<OpenedImage> image, std::shared_ptr<ErrorText> manager) {
-  return new PictureSource(std::move(image), std::move(manager));
+IQvPictureSource* NewPictureSource(std::unique_ptr<COpenedImage> image, std::shared_ptr<CErrorText> manager) {
+  return new CPictureSource(std::move(image), std::move(manager));
 }
 
-IQvOutputImageFile* NewOutputFile(std::unique_ptr<PictureWriter> writer, std::shared_ptr<ErrorText> manager) {
-  return new OutputFile(std::move(writer), std::move(manager));
+IQvOutputImageFile* NewOutputFile(std::unique_ptr<IPictureWriter> writer, std::shared_ptr<CErrorText> manager) {
+  return new COutputFile(std::move(writer), std::move(manager));
 }
 
 }  // namespace imageformats

@@ -9,10 +9,10 @@
 namespace imageformats {
 
 // The opened image as an interface: arguments checked, exceptions caught, texts kept, each operation under a
-// RenderGuard of its own. Throws std::bad_alloc.
-IQvPictureSource* NewPictureSource(std::unique_ptr<OpenedImage> image, std::shared_ptr<ErrorText> manager);
+// CRenderGuard of its own. Throws std::bad_alloc.
+IQvPictureSource* NewPictureSource(std::unique_ptr<COpenedImage> image, std::shared_ptr<CErrorText> manager);
 
 // The writer as an interface; it enforces the order SetPictureFormat, WritePicture, Finish.
-IQvOutputImageFile* NewOutputFile(std::unique_ptr<PictureWriter> writer, std::shared_ptr<ErrorText> manager);
+IQvOutputImageFile* NewOutputFile(std::unique_ptr<IPictureWriter> writer, std::shared_ptr<CErrorText> manager);
 
 }  // namespace imageformats

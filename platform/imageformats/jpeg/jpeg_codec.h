@@ -5,6 +5,6 @@
 namespace imageformats {
 
 // JPEG (ITU-T T.81): 8-bit baseline, extended and progressive; grey, YCbCr, RGB, CMYK, YCCK. Writes grey and RGB.
-const CodecModule& JpegCodec() noexcept;
+const CCodecModule& JpegCodec() noexcept;
 
 }  // namespace imageformats

@@ -23,7 +23,7 @@ struct SJpegErrors {
 // errors; those that leave the picture whole are passed over.
 jpeg_error_mgr* InitJpegErrors(SJpegErrors& errors) noexcept;
 
-// Throws what the last failure means: UnsupportedError or DamagedError.
+// Throws what the last failure means: CUnsupportedError or CDamagedError.
 [[noreturn]] void ThrowJpegError(const SJpegErrors& errors);
 
 // Runs a step that calls libjpeg; throws what its failure means.

@@ -33,28 +33,28 @@ SQvImageInfo InfoOf(const SJpegMarkers& markers, SSize displayed) {
 
 }  // namespace
 
-JpegImage::JpegImage(std::shared_ptr<const Input> input)
+CJpegImage::CJpegImage(std::shared_ptr<const CInput> input)
     : m_input(std::move(input)),
       m_markers(ReadJpegMarkers(*m_input)),
       m_stored{m_markers.width, m_markers.height},
       m_orientation(ExifOrientation(m_markers.exif)),
       m_info(InfoOf(m_markers, DisplayedSize(m_stored, m_orientation))) {}
 
-JpegDecoder& JpegImage::Decoder() {
+CJpegDecoder& CJpegImage::Decoder() {
   if (m_markers.frameMarker > 0xC2 && m_markers.frameMarker != 0xC9 && m_markers.frameMarker != 0xCA) {
-    throw UnsupportedError("Lossless and hierarchical JPEG cannot be decoded");
+    throw CUnsupportedError("Lossless and hierarchical JPEG cannot be decoded");
   }
-  if (m_markers.precision == 12) throw UnsupportedError("JPEG with 12 bits per sample cannot be decoded");
-  if (!m_decoder) m_decoder = std::make_unique<JpegDecoder>(m_input);
+  if (m_markers.precision == 12) throw CUnsupportedError("JPEG with 12 bits per sample cannot be decoded");
+  if (!m_decoder) m_decoder = std::make_unique<CJpegDecoder>(m_input);
   const SJpegHeader& header = m_decoder->ReadHeader();
   if (SSize{header.width, header.height} != m_stored || header.components != m_markers.components) {
-    throw DamagedError("The JPEG file has contradictory headers");
+    throw CDamagedError("The JPEG file has contradictory headers");
   }
   return *m_decoder;
 }
 
-void JpegImage::Read(SQvPicBuf& picture, RenderGuard& guard) {
-  JpegDecoder& decoder = Decoder();
+void CJpegImage::Read(SQvPicBuf& picture, CRenderGuard& guard) {
+  CJpegDecoder& decoder = Decoder();
   const bool inverted = m_markers.components == 4 && m_markers.hasAdobe;
   decoder.Start({}, guard);
   auto* const pixels = static_cast<std::uint8_t*>(picture.data);
@@ -62,7 +62,7 @@ void JpegImage::Read(SQvPicBuf& picture, RenderGuard& guard) {
     return decoder.ReadRows(pixels, picture.widthBytes, m_stored.height);
   }
   const std::size_t rowBytes = std::size_t{m_stored.width} * decoder.OutputComponents();
-  const OrientedPlacement placement(m_stored, m_orientation, decoder.OutputComponents(), pixels, picture.widthBytes);
+  const COrientedPlacement placement(m_stored, m_orientation, decoder.OutputComponents(), pixels, picture.widthBytes);
   std::vector<std::uint8_t> rows = guard.NewVector<std::uint8_t>(rowBytes * kRowsAtOnce);
   for (std::uint32_t y = 0; y < m_stored.height;) {
     const std::uint32_t count = std::min(kRowsAtOnce, m_stored.height - y);
@@ -73,7 +73,7 @@ void JpegImage::Read(SQvPicBuf& picture, RenderGuard& guard) {
   }
 }
 
-std::optional<SAveragedPicture> JpegImage::AverageMeans(const SRenderRequest& request, RenderGuard& guard) const {
+std::optional<SAveragedPicture> CJpegImage::AverageMeans(const SRenderRequest& request, CRenderGuard& guard) const {
   if (m_markers.frameMarker > 0xC2 || m_markers.precision != 8) return std::nullopt;
   const SSize wanted = ReducedSize(m_stored, {request.width, request.height}, m_orientation);
   if (JpegScaleFor(m_stored, wanted, request.fast) != 1) return std::nullopt;
@@ -92,7 +92,7 @@ std::optional<SAveragedPicture> JpegImage::AverageMeans(const SRenderRequest& re
 
 // The size that the scale has to cover. libjpeg makes up for colour that is sampled less often, but only as far as it
 // is so along both axes.
-SSize JpegImage::FinestNeeded(const SRenderRequest& request) const noexcept {
+SSize CJpegImage::FinestNeeded(const SRenderRequest& request) const noexcept {
   SSize wanted = ReducedSize(m_stored, {request.width, request.height}, m_orientation);
   const auto spared = [&](std::uint32_t own, std::uint32_t other) {
     const std::uint32_t uneven = own / std::min(own, other);
@@ -103,10 +103,10 @@ SSize JpegImage::FinestNeeded(const SRenderRequest& request) const noexcept {
   return wanted;
 }
 
-SAveragedPicture JpegImage::AverageDecoded(const SRenderRequest& request, RenderGuard& guard) {
-  JpegDecoder& decoder = Decoder();
+SAveragedPicture CJpegImage::AverageDecoded(const SRenderRequest& request, CRenderGuard& guard) {
+  CJpegDecoder& decoder = Decoder();
   const SSize displayed{request.width, request.height};
-  SJpegDecode how;
+  SJpegDecodeOptions how;
   how.scale = JpegScaleFor(m_stored, FinestNeeded(request), request.fast);
   // Where nothing is averaged, coarse colour would show.
   how.fast = request.fast && ReducedSize(m_stored, displayed, m_orientation) != m_stored;
@@ -114,7 +114,7 @@ SAveragedPicture JpegImage::AverageDecoded(const SRenderRequest& request, Render
   const SSize scaled = decoder.OutputSize();
   const std::uint32_t components = decoder.OutputComponents();
   const SSourceAxis x = decoder.AxisX(), y = decoder.AxisY();
-  AreaReducer reducer(x, y, ReducedSize(x, y, displayed, m_orientation), components, ESampleType::kU8, guard);
+  CAreaReducer reducer(x, y, ReducedSize(x, y, displayed, m_orientation), components, ESampleType::kU8, guard);
   const std::size_t rowBytes = std::size_t{scaled.width} * components;
   std::vector<std::uint8_t> rows = guard.NewVector<std::uint8_t>(rowBytes * kRowsAtOnce);
   for (std::uint32_t row = 0; row < scaled.height;) {
@@ -126,10 +126,10 @@ SAveragedPicture JpegImage::AverageDecoded(const SRenderRequest& request, Render
   return reducer.Finish();
 }
 
-void JpegImage::Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) {
+void CJpegImage::Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) {
   std::optional<SAveragedPicture> averages = AverageMeans(request, guard);
   if (!averages) averages = AverageDecoded(request, guard);
-  SShow show;
+  SDisplaySettings show;
   show.model = ModelOf(averages->components);
   show.inverted = m_markers.components == 4 && m_markers.hasAdobe;
   show.profile = m_markers.profile;
@@ -137,7 +137,7 @@ void JpegImage::Render(const SRenderRequest& request, SQvPicBuf& picture, Render
   ShowAveraged(*averages, show, picture);
 }
 
-SImageMetadata JpegImage::Metadata() {
+SImageMetadata CJpegImage::Metadata() {
   SImageMetadata metadata = PlainMetadata(m_info, "JPEG", m_markers.components == 1 ? 1 : 3);
   ApplyExif(m_markers.exif, metadata);
   SetIfEmpty(metadata.text.description, TextOf(m_markers.comment));

@@ -28,25 +28,25 @@ double Uncertainty(const JQUANT_TBL* table, int natural, int missingBits) noexce
   return static_cast<double>((1 << missingBits) - 1) * step / 8.0;
 }
 
-bool HasCoefficients(const jpeg_decompress_struct& info, int index, EJpegScans need) noexcept {
+bool HasCoefficients(const jpeg_decompress_struct& info, int index, ENeededScans need) noexcept {
   const jpeg_component_info& component = info.comp_info[index];
   const int* missingBits = info.coef_bits[index];
   const JQUANT_TBL* table =
       component.quant_table != nullptr ? component.quant_table : info.quant_tbl_ptrs[component.quant_tbl_no];
-  const int size = need == EJpegScans::kAll ? DCTSIZE : ScaledSize(component);
+  const int size = need == ENeededScans::kAll ? DCTSIZE : ScaledSize(component);
   for (int k = 0; k < DCTSIZE2; ++k) {
     const int natural = kNatural[k];
     if (natural / DCTSIZE >= size || natural % DCTSIZE >= size) continue;
     if (missingBits[k] < 0) return false;
     if (missingBits[k] == 0) continue;
-    if (need != EJpegScans::kUsable || Uncertainty(table, natural, missingBits[k]) > kTolerance) return false;
+    if (need != ENeededScans::kUsable || Uncertainty(table, natural, missingBits[k]) > kTolerance) return false;
   }
   return true;
 }
 
 }  // namespace
 
-bool HasScans(const jpeg_decompress_struct& info, EJpegScans need) noexcept {
+bool HasScans(const jpeg_decompress_struct& info, ENeededScans need) noexcept {
   if (info.coef_bits == nullptr) return false;
   for (int i = 0; i < info.num_components; ++i) {
     if (!HasCoefficients(info, i, need)) return false;

@@ -8,7 +8,7 @@
 namespace imageformats {
 
 // What of a progressive stream has to be there.
-enum class EJpegScans {
+enum class ENeededScans {
   kAll,      // every coefficient to its last bit
   kVisible,  // every coefficient that the chosen scale shows: a block scaled to n x n pixels is made of its lowest n x
              // n frequencies
@@ -18,6 +18,6 @@ enum class EJpegScans {
 
 // Whether the scans read so far hold them. Always false for sequential streams, which keep no record of it. After
 // jpeg_start_decompress.
-bool HasScans(const jpeg_decompress_struct& info, EJpegScans need) noexcept;
+bool HasScans(const jpeg_decompress_struct& info, ENeededScans need) noexcept;
 
 }  // namespace imageformats

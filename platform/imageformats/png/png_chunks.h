@@ -23,19 +23,19 @@ struct SPngChunk {
   bool IsCritical() const noexcept { return (tag & 0x20000000u) == 0; }
 };
 
-bool IsPng(const Input& input) noexcept;
+bool IsPng(const CInput& input) noexcept;
 
 // The chunk that starts at `offset`; nothing when the data ends before its end.
-std::optional<SPngChunk> PngChunkAt(const Input& input, std::uint64_t offset) noexcept;
-inline std::optional<SPngChunk> FirstPngChunk(const Input& input) noexcept { return PngChunkAt(input, 8); }
-inline std::optional<SPngChunk> NextPngChunk(const Input& input, const SPngChunk& chunk) noexcept {
+std::optional<SPngChunk> PngChunkAt(const CInput& input, std::uint64_t offset) noexcept;
+inline std::optional<SPngChunk> FirstPngChunk(const CInput& input) noexcept { return PngChunkAt(input, 8); }
+inline std::optional<SPngChunk> NextPngChunk(const CInput& input, const SPngChunk& chunk) noexcept {
   return PngChunkAt(input, chunk.data + chunk.size + 4);
 }
 
 // The content, its CRC verified; nothing when it is damaged or longer than `most`.
-std::optional<std::vector<std::uint8_t>> PngContent(const Input& input, const SPngChunk& chunk, std::size_t most);
+std::optional<std::vector<std::uint8_t>> PngContent(const CInput& input, const SPngChunk& chunk, std::size_t most);
 // Appends the content to `out`, its CRC verified; false when it is damaged.
-bool AppendPngContent(const Input& input, const SPngChunk& chunk, std::uint8_t* out);
+bool AppendPngContent(const CInput& input, const SPngChunk& chunk, std::uint8_t* out);
 
 // Decompresses a zlib stream whose size is not known; nothing when it is damaged or gives more than `most`.
 std::optional<std::vector<std::uint8_t>> Inflate(std::span<const std::uint8_t> stream, std::size_t most);

@@ -5,6 +5,6 @@
 namespace imageformats {
 
 // PNG (ISO/IEC 15948), all colour types and depths, interlaced or not.
-const CodecModule& PngCodec() noexcept;
+const CCodecModule& PngCodec() noexcept;
 
 }  // namespace imageformats

@@ -25,7 +25,7 @@ bool NeedsCorrection(const SPngHeader& header) {
 
 }  // namespace
 
-void LayPngRowOverWhite(const PngPixels& pixels, std::uint8_t* row, std::uint32_t width) noexcept {
+void LayPngRowOverWhite(const CPngRowConverter& pixels, std::uint8_t* row, std::uint32_t width) noexcept {
   if (!pixels.HasAlpha()) return;
   const std::uint32_t colors = pixels.Components() - 1;
   if (pixels.SampleBytes() == 2) {

@@ -17,7 +17,7 @@ constexpr std::size_t kMaxTexts = 1000;
 constexpr std::size_t kMaxChunks = 1000000;
 constexpr std::uint32_t kMaxSide = 0x7FFFFFFFu;  // ISO/IEC 15948, 11.2.2
 
-using Bytes = std::vector<std::uint8_t>;
+using SBytes = std::vector<std::uint8_t>;
 
 std::uint32_t Word(const std::uint8_t* p) {
   return static_cast<std::uint32_t>(p[0]) << 24 | static_cast<std::uint32_t>(p[1]) << 16 |
@@ -39,8 +39,8 @@ bool IsDepthAllowed(std::uint8_t colorType, std::uint8_t depth) {
   }
 }
 
-SPngHeader HeaderOf(const Bytes& content) {
-  if (content.size() != 13) throw DamagedError("The PNG header is damaged");
+SPngHeader HeaderOf(const SBytes& content) {
+  if (content.size() != 13) throw CDamagedError("The PNG header is damaged");
   SPngHeader header;
   header.width = Word(content.data());
   header.height = Word(content.data() + 4);
@@ -48,22 +48,22 @@ SPngHeader HeaderOf(const Bytes& content) {
   header.colorType = content[9];
   header.interlaced = content[12] == 1;
   if (header.width == 0 || header.height == 0 || header.width > kMaxSide || header.height > kMaxSide) {
-    throw DamagedError("The PNG picture has an impossible size");
+    throw CDamagedError("The PNG picture has an impossible size");
   }
   if (!IsDepthAllowed(header.colorType, header.bitDepth) || content[10] != 0 || content[11] != 0 || content[12] > 1) {
-    throw DamagedError("The PNG header is damaged");
+    throw CDamagedError("The PNG header is damaged");
   }
   return header;
 }
 
 // iCCP and zTXt: a keyword, a zero byte, the method (0), a zlib stream.
-std::optional<Bytes> InflateNamed(const Bytes& content) {
+std::optional<SBytes> InflateNamed(const SBytes& content) {
   const auto zero = std::find(content.begin(), content.end(), std::uint8_t{0});
   if (content.end() - zero < 3 || zero[1] != 0) return std::nullopt;
   return Inflate({zero + 2, content.end()}, kMaxAncillary);
 }
 
-void TakeAncillary(const SPngChunk& chunk, Bytes content, SPngHeader& header) {
+void TakeAncillary(const SPngChunk& chunk, SBytes content, SPngHeader& header) {
   switch (chunk.tag) {
     case PngTag("tRNS"):
       if ((header.colorType & 4) == 0) header.transparency = std::move(content);
@@ -90,19 +90,19 @@ void TakeAncillary(const SPngChunk& chunk, Bytes content, SPngHeader& header) {
 
 void CheckPalette(SPngHeader& header) {
   if (header.colorType == kPngPalette && (header.palette.empty() || header.palette.size() % 3 != 0)) {
-    throw DamagedError("The PNG file's palette is missing or damaged");
+    throw CDamagedError("The PNG file's palette is missing or damaged");
   }
   const std::size_t needed = header.colorType == kPngRgb ? 6 : header.colorType == kPngGrey ? 2 : 1;
   if (header.transparency.size() < needed) header.transparency.clear();
   if (header.significantBits > header.bitDepth) header.significantBits = 0;
 }
 
-std::string_view Chars(const Bytes& content, std::size_t from = 0) {
+std::string_view Chars(const SBytes& content, std::size_t from = 0) {
   return {reinterpret_cast<const char*>(content.data()) + from, content.size() - from};
 }
 
 // tEXt, zTXt and iTXt (11.3.4).
-std::optional<std::wstring> TextContent(std::uint32_t tag, const Bytes& content, std::size_t keyword) {
+std::optional<std::wstring> TextContent(std::uint32_t tag, const SBytes& content, std::size_t keyword) {
   if (tag == PngTag("tEXt")) return TextOfLatin1(Chars(content, std::min(keyword + 1, content.size()))).Str();
   if (tag == PngTag("zTXt")) {
     const auto text = InflateNamed(content);
@@ -113,7 +113,7 @@ std::optional<std::wstring> TextContent(std::uint32_t tag, const Bytes& content,
   auto from = std::find(content.begin() + static_cast<std::ptrdiff_t>(keyword) + 3, content.end(), std::uint8_t{0});
   if (from != content.end()) from = std::find(from + 1, content.end(), std::uint8_t{0});
   if (from == content.end()) return std::nullopt;
-  Bytes text(from + 1, content.end());
+  SBytes text(from + 1, content.end());
   if (packed) {
     auto inflated = Inflate(text, kMaxAncillary);
     if (!inflated) return std::nullopt;
@@ -122,7 +122,7 @@ std::optional<std::wstring> TextContent(std::uint32_t tag, const Bytes& content,
   return TextOf(Chars(text)).Str();
 }
 
-void TakeText(const SPngChunk& chunk, const Bytes& content, SPngTexts& texts) {
+void TakeText(const SPngChunk& chunk, const SBytes& content, SPngTexts& texts) {
   if (chunk.tag == PngTag("tIME")) {
     if (content.size() == 7) {
       texts.modified = {content[0] * 256 + content[1], content[2], content[3], content[4], content[5], content[6]};
@@ -157,11 +157,11 @@ std::uint64_t SPngHeader::RowBytes() const noexcept {
   return (std::uint64_t{width} * StoredChannels() * bitDepth + 7) / 8;
 }
 
-SPngHeader ReadPngHeader(const Input& input) {
+SPngHeader ReadPngHeader(const CInput& input) {
   auto chunk = IsPng(input) ? FirstPngChunk(input) : std::nullopt;
-  if (!chunk || chunk->tag != PngTag("IHDR")) throw DamagedError("The file is not a PNG file");
+  if (!chunk || chunk->tag != PngTag("IHDR")) throw CDamagedError("The file is not a PNG file");
   const auto content = PngContent(input, *chunk, 13);
-  if (!content) throw DamagedError("The PNG header is damaged");
+  if (!content) throw CDamagedError("The PNG header is damaged");
   SPngHeader header = HeaderOf(*content);
   for (std::size_t count = 0; count < kMaxChunks; ++count) {
     chunk = NextPngChunk(input, *chunk);
@@ -173,7 +173,7 @@ SPngHeader ReadPngHeader(const Input& input) {
     }
     if (IsTextChunk(chunk->tag)) continue;
     auto bytes = PngContent(input, *chunk, chunk->tag == PngTag("PLTE") ? 768 : kMaxAncillary);
-    if (!bytes && chunk->IsCritical()) throw DamagedError("The PNG file is damaged");
+    if (!bytes && chunk->IsCritical()) throw CDamagedError("The PNG file is damaged");
     if (!bytes) continue;
     if (chunk->tag == PngTag("PLTE")) {
       header.palette = std::move(*bytes);
@@ -181,10 +181,10 @@ SPngHeader ReadPngHeader(const Input& input) {
       TakeAncillary(*chunk, std::move(*bytes), header);
     }
   }
-  throw DamagedError("The PNG file ends before its picture begins");
+  throw CDamagedError("The PNG file ends before its picture begins");
 }
 
-SPngTexts ReadPngTexts(const Input& input) {
+SPngTexts ReadPngTexts(const CInput& input) {
   SPngTexts texts;
   auto chunk = IsPng(input) ? FirstPngChunk(input) : std::nullopt;
   for (std::size_t count = 0; chunk && count < kMaxChunks; ++count) {

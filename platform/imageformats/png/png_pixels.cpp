@@ -13,7 +13,7 @@ std::uint32_t Sample(const std::uint8_t* p, std::uint16_t*) noexcept {
 
 }  // namespace
 
-PngPixels::PngPixels(const SPngHeader& header) : m_header(header) {
+CPngRowConverter::CPngRowConverter(const SPngHeader& header) : m_header(header) {
   const bool isColor = (header.colorType & 2) != 0;
   m_components = (isColor ? 3u : 1u) + (header.HasAlpha() ? 1u : 0u);
   const auto& t = header.transparency;
@@ -32,11 +32,11 @@ PngPixels::PngPixels(const SPngHeader& header) : m_header(header) {
   }
 }
 
-bool PngPixels::IsIdentity() const noexcept {
+bool CPngRowConverter::IsIdentity() const noexcept {
   return m_header.bitDepth == 8 && m_header.colorType != kPngPalette && m_header.transparency.empty();
 }
 
-void PngPixels::Convert(const std::uint8_t* stored, std::uint8_t* out) const noexcept {
+void CPngRowConverter::Convert(const std::uint8_t* stored, std::uint8_t* out) const noexcept {
   if (m_header.colorType == kPngPalette) {
     ConvertPalette(stored, out);
   } else if (m_header.bitDepth < 8) {
@@ -48,13 +48,13 @@ void PngPixels::Convert(const std::uint8_t* stored, std::uint8_t* out) const noe
   }
 }
 
-std::uint32_t PngPixels::Stored(const std::uint8_t* row, std::uint32_t x) const noexcept {
+std::uint32_t CPngRowConverter::Stored(const std::uint8_t* row, std::uint32_t x) const noexcept {
   const std::uint32_t depth = m_header.bitDepth;
   const std::uint64_t bit = std::uint64_t{x} * depth;
   return (row[bit / 8] >> (8 - depth - bit % 8)) & ((1u << depth) - 1);
 }
 
-void PngPixels::ConvertSmall(const std::uint8_t* stored, std::uint8_t* out) const noexcept {
+void CPngRowConverter::ConvertSmall(const std::uint8_t* stored, std::uint8_t* out) const noexcept {
   const std::uint32_t most = (1u << m_header.bitDepth) - 1;
   for (std::uint32_t x = 0; x < m_header.width; ++x) {
     const std::uint32_t value = Stored(stored, x);
@@ -63,7 +63,7 @@ void PngPixels::ConvertSmall(const std::uint8_t* stored, std::uint8_t* out) cons
   }
 }
 
-void PngPixels::ConvertPalette(const std::uint8_t* stored, std::uint8_t* out) const noexcept {
+void CPngRowConverter::ConvertPalette(const std::uint8_t* stored, std::uint8_t* out) const noexcept {
   for (std::uint32_t x = 0; x < m_header.width; ++x, out += m_components) {
     const std::uint32_t index = m_header.bitDepth == 8 ? stored[x] : Stored(stored, x);
     std::copy_n(m_palette.data() + std::size_t{index} * m_components, m_components, out);
@@ -71,7 +71,7 @@ void PngPixels::ConvertPalette(const std::uint8_t* stored, std::uint8_t* out) co
 }
 
 template <class T>
-void PngPixels::ConvertWhole(const std::uint8_t* stored, T* out) const noexcept {
+void CPngRowConverter::ConvertWhole(const std::uint8_t* stored, T* out) const noexcept {
   const std::uint32_t channels = m_header.StoredChannels();
   if (m_components == channels) {
     for (std::size_t i = 0; i < std::size_t{m_header.width} * channels; ++i, stored += sizeof(T)) {

@@ -10,9 +10,9 @@ namespace imageformats {
 
 // Turns stored rows into samples of 8 or 16 bits in memory order: palettes looked up, small depths widened to the full
 // 0..255, transparent colours turned into an opacity component (last, after grey or R G B).
-class PngPixels {
+class CPngRowConverter {
  public:
-  explicit PngPixels(const SPngHeader& header);
+  explicit CPngRowConverter(const SPngHeader& header);
 
   std::uint32_t Components() const noexcept { return m_components; }
   std::uint32_t SampleBytes() const noexcept { return m_header.bitDepth == 16 ? 2 : 1; }

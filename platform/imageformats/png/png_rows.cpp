@@ -4,7 +4,8 @@
 
 namespace imageformats {
 
-std::unique_ptr<PngRows> OpenPngRows(std::shared_ptr<const Input> input, const SPngHeader& header, RenderGuard& guard) {
+std::unique_ptr<IPngRowSource> OpenPngRows(std::shared_ptr<const CInput> input, const SPngHeader& header,
+                                           CRenderGuard& guard) {
   guard.CheckPixels(header.width, header.height);
   if (auto rows = OpenWholePng(*input, header, guard)) return rows;
   return OpenLibraryPng(std::move(input), header, guard);

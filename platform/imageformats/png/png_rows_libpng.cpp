@@ -26,7 +26,7 @@ struct SPngState {
   std::jmp_buf jump;
   char text[128] = {};
 
-  const Input* input = nullptr;
+  const CInput* input = nullptr;
   std::uint64_t offset = 0;  // of the buffer's end
   std::size_t next = 0, end = 0;
   std::uint8_t buffer[32768];
@@ -43,7 +43,7 @@ struct SPngState {
 
   void Run(void (*step)(SPngState&)) {
     if (CallLibrary(jump, *this, step)) return;
-    throw DamagedError(std::string("The PNG data is damaged: ") + text);
+    throw CDamagedError(std::string("The PNG data is damaged: ") + text);
   }
 };
 
@@ -72,18 +72,18 @@ void OnRead(png_structp png, png_bytep out, std::size_t size) {
   }
 }
 
-class LibraryPng final : public PngRows {
+class CLibpngRows final : public IPngRowSource {
  public:
-  LibraryPng(std::shared_ptr<const Input> input, const SPngHeader& header, RenderGuard& guard)
+  CLibpngRows(std::shared_ptr<const CInput> input, const SPngHeader& header, CRenderGuard& guard)
       : m_input(std::move(input)), m_rowBytes(header.RowBytes()), m_height(header.height), m_guard(guard) {
     // libpng holds two rows, as wide as the file says.
-    guard.Take(RenderGuard::Multiply(m_rowBytes + kRowPadding, 2));
+    guard.Take(CRenderGuard::Multiply(m_rowBytes + kRowPadding, 2));
     m_state.input = m_input.get();
     Begin();
     const bool agrees = png_get_image_width(m_state.png, m_state.info) == header.width &&
                         png_get_image_height(m_state.png, m_state.info) == header.height &&
                         png_get_rowbytes(m_state.png, m_state.info) == m_rowBytes;
-    if (!agrees) throw DamagedError("The PNG file has contradictory headers");
+    if (!agrees) throw CDamagedError("The PNG file has contradictory headers");
     if (m_state.passes > 1) ReadInterlaced();
   }
 
@@ -132,7 +132,7 @@ class LibraryPng final : public PngRows {
   // Each pass fills in pixels of the whole picture.
   void ReadInterlaced() {
     constexpr std::uint32_t kRowsAtOnce = 64;
-    m_rows = m_guard.NewVector<std::uint8_t>(RenderGuard::Multiply(m_rowBytes, m_height));
+    m_rows = m_guard.NewVector<std::uint8_t>(CRenderGuard::Multiply(m_rowBytes, m_height));
     for (int pass = 0; pass < m_state.passes; ++pass) {
       for (std::uint32_t y = 0; y < m_height; y += kRowsAtOnce) {
         m_guard.CheckTime();
@@ -141,20 +141,20 @@ class LibraryPng final : public PngRows {
     }
   }
 
-  std::shared_ptr<const Input> m_input;
+  std::shared_ptr<const CInput> m_input;
   SPngState m_state;
   std::uint64_t m_rowBytes;
   std::uint32_t m_height;
   std::uint32_t m_done = 0;
   std::vector<std::uint8_t> m_rows;
-  RenderGuard& m_guard;
+  CRenderGuard& m_guard;
 };
 
 }  // namespace
 
-std::unique_ptr<PngRows> OpenLibraryPng(std::shared_ptr<const Input> input, const SPngHeader& header,
-                                        RenderGuard& guard) {
-  return std::make_unique<LibraryPng>(std::move(input), header, guard);
+std::unique_ptr<IPngRowSource> OpenLibraryPng(std::shared_ptr<const CInput> input, const SPngHeader& header,
+                                              CRenderGuard& guard) {
+  return std::make_unique<CLibpngRows>(std::move(input), header, guard);
 }
 
 }  // namespace imageformats

@@ -15,9 +15,9 @@ constexpr std::uint64_t kMaxWhole = 24u << 20;
 // Deflate cannot pack better; a file that claims more is lying.
 constexpr std::uint64_t kMaxDeflateRatio = 1032;
 
-class WholePng final : public PngRows {
+class CWholePngRows final : public IPngRowSource {
  public:
-  WholePng(std::vector<std::uint8_t> filtered, const SPngHeader& header, RenderGuard& guard)
+  CWholePngRows(std::vector<std::uint8_t> filtered, const SPngHeader& header, CRenderGuard& guard)
       : m_data(std::move(filtered)),
         m_rowBytes(static_cast<std::size_t>(header.RowBytes())),
         m_pixelBytes(std::max<std::size_t>(1, header.StoredChannels() * header.bitDepth / 8u)),
@@ -31,7 +31,7 @@ class WholePng final : public PngRows {
       std::uint8_t* row = m_data.data() + m_next + 1;
       const std::uint8_t* above = m_next == 0 ? nullptr : row - (m_rowBytes + 1);
       if (!UnfilterPngRow(row[-1], row, above, m_rowBytes, m_pixelBytes)) {
-        throw DamagedError("The PNG data is damaged: bad adaptive filter value");
+        throw CDamagedError("The PNG data is damaged: bad adaptive filter value");
       }
     }
     m_rowsLeft -= band.count;
@@ -44,11 +44,11 @@ class WholePng final : public PngRows {
   std::size_t m_pixelBytes;
   std::size_t m_next = 0;
   std::uint32_t m_rowsLeft;
-  RenderGuard& m_guard;
+  CRenderGuard& m_guard;
 };
 
 // All IDAT contents in one; empty when they are damaged or too much.
-std::vector<std::uint8_t> PackedData(const Input& input, const SPngHeader& header, std::uint64_t most) {
+std::vector<std::uint8_t> PackedData(const CInput& input, const SPngHeader& header, std::uint64_t most) {
   std::uint64_t size = 0;
   const auto isData = [](const std::optional<SPngChunk>& c) { return c && c->tag == PngTag("IDAT"); };
   for (auto chunk = PngChunkAt(input, header.firstData); isData(chunk); chunk = NextPngChunk(input, *chunk)) {
@@ -67,8 +67,8 @@ std::vector<std::uint8_t> PackedData(const Input& input, const SPngHeader& heade
 
 }  // namespace
 
-std::unique_ptr<PngRows> OpenWholePng(const Input& input, const SPngHeader& header, RenderGuard& guard) {
-  const std::uint64_t unpacked = RenderGuard::Multiply(header.RowBytes() + 1, header.height);
+std::unique_ptr<IPngRowSource> OpenWholePng(const CInput& input, const SPngHeader& header, CRenderGuard& guard) {
+  const std::uint64_t unpacked = CRenderGuard::Multiply(header.RowBytes() + 1, header.height);
   const std::uint64_t budget = std::min(kMaxWhole, guard.Available());
   if (header.interlaced || unpacked >= budget) return nullptr;
   const std::vector<std::uint8_t> packed = PackedData(input, header, budget - unpacked);
@@ -76,7 +76,7 @@ std::unique_ptr<PngRows> OpenWholePng(const Input& input, const SPngHeader& head
   std::vector<std::uint8_t> filtered(static_cast<std::size_t>(unpacked));
   if (!InflateExactly(packed, filtered)) return nullptr;
   guard.Take(unpacked);
-  return std::make_unique<WholePng>(std::move(filtered), header, guard);
+  return std::make_unique<CWholePngRows>(std::move(filtered), header, guard);
 }
 
 }  // namespace imageformats

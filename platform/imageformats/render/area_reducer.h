@@ -45,16 +45,16 @@ SSize ReducedSize(SSize stored, SSize displayedRequest, EOrientation o) noexcept
 // by their share. Bands may come in any order and size (rows, strips, tiles) as long as each source pixel comes once;
 // consecutive bands of the same columns are the fast case: they are summed downwards in small integers and only each
 // finished result row is summed across. Memory: the result in doubles and some rows.
-class AreaReducer {
+class CAreaReducer {
  public:
-  // `result` must lie within MaxResult of the axes and both be non-zero; DamagedError otherwise, and when memory is
+  // `result` must lie within MaxResult of the axes and both be non-zero; CDamagedError otherwise, and when memory is
   // over the guard's limit.
-  AreaReducer(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, ESampleType type,
-              RenderGuard& guard);
-  AreaReducer(SSize source, SSize result, std::uint32_t components, ESampleType type, RenderGuard& guard);
-  AreaReducer(AreaReducer&&) noexcept;
-  AreaReducer& operator=(AreaReducer&&) noexcept;
-  ~AreaReducer();
+  CAreaReducer(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, ESampleType type,
+               CRenderGuard& guard);
+  CAreaReducer(SSize source, SSize result, std::uint32_t components, ESampleType type, CRenderGuard& guard);
+  CAreaReducer(CAreaReducer&&) noexcept;
+  CAreaReducer& operator=(CAreaReducer&&) noexcept;
+  ~CAreaReducer();
 
   // Adds the rectangle at (x, y); what sticks out of the source (edge tiles) is ignored. `data` points to its first
   // sample, aligned for the type; rows lie `stride` bytes apart.
@@ -66,10 +66,10 @@ class AreaReducer {
   // The averages; where nothing was added, 0. The reducer is spent.
   SAveragedPicture Finish();
 
-  class Kernel;
+  class CKernel;
 
  private:
-  std::unique_ptr<Kernel> m_kernel;
+  std::unique_ptr<CKernel> m_kernel;
 };
 
 }  // namespace imageformats

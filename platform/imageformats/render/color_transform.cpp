@@ -22,18 +22,18 @@ struct SProfileClose {
 struct STransformDelete {
   void operator()(void* transform) const { cmsDeleteTransform(transform); }
 };
-using ContextPtr = std::unique_ptr<_cmsContext_struct, SContextDelete>;
-using ProfilePtr = std::unique_ptr<void, SProfileClose>;
-using TransformPtr = std::unique_ptr<void, STransformDelete>;
+using CContextPtr = std::unique_ptr<_cmsContext_struct, SContextDelete>;
+using CProfilePtr = std::unique_ptr<void, SProfileClose>;
+using CTransformPtr = std::unique_ptr<void, STransformDelete>;
 
 void IgnoreError(cmsContext, cmsUInt32Number, const char*) {}
 
-struct SModelFormat {
+struct SLibraryFormat {
   cmsColorSpaceSignature space;
   cmsUInt32Number format;
 };
 
-SModelFormat FormatOf(EColorModel model) {
+SLibraryFormat FormatOf(EColorModel model) {
   switch (model) {
     case EColorModel::kGrey:
       return {cmsSigGrayData, TYPE_GRAY_16};
@@ -47,12 +47,12 @@ SModelFormat FormatOf(EColorModel model) {
   return {cmsSigLabData, TYPE_Lab_FLT};
 }
 
-ProfilePtr SourceProfile(cmsContext context, EColorModel model, std::span<const std::uint8_t> bytes) {
+CProfilePtr SourceProfile(cmsContext context, EColorModel model, std::span<const std::uint8_t> bytes) {
   if (!bytes.empty() && bytes.size() <= kMaxProfile) {
-    ProfilePtr profile(cmsOpenProfileFromMemTHR(context, bytes.data(), static_cast<cmsUInt32Number>(bytes.size())));
+    CProfilePtr profile(cmsOpenProfileFromMemTHR(context, bytes.data(), static_cast<cmsUInt32Number>(bytes.size())));
     if (profile && cmsGetColorSpace(profile.get()) == FormatOf(model).space) return profile;
   }
-  return ProfilePtr(model == EColorModel::kLab ? cmsCreateLab4ProfileTHR(context, nullptr) : nullptr);
+  return CProfilePtr(model == EColorModel::kLab ? cmsCreateLab4ProfileTHR(context, nullptr) : nullptr);
 }
 
 std::uint8_t Byte(float value) {
@@ -82,10 +82,10 @@ std::uint32_t ModelComponents(EColorModel model) noexcept {
   return model == EColorModel::kGrey ? 1 : model == EColorModel::kCmyk ? 4 : 3;
 }
 
-struct ColorTransform::State {
+struct CColorTransform::SState {
   EColorModel model = EColorModel::kRgb;
-  ContextPtr context;
-  TransformPtr transform;
+  CContextPtr context;
+  CTransformPtr transform;
   bool identity = false;
 
   void Open(std::span<const std::uint8_t> profile);
@@ -93,14 +93,14 @@ struct ColorTransform::State {
   bool LeavesColorsAlone() const;
 };
 
-void ColorTransform::State::Open(std::span<const std::uint8_t> profile) {
+void CColorTransform::SState::Open(std::span<const std::uint8_t> profile) {
   identity = model == EColorModel::kGrey || model == EColorModel::kRgb;
   if (profile.empty() && model != EColorModel::kLab) return;
   context.reset(cmsCreateContext(nullptr, nullptr));
   if (!context) return;
   cmsSetLogErrorHandlerTHR(context.get(), IgnoreError);
-  const ProfilePtr source = SourceProfile(context.get(), model, profile);
-  const ProfilePtr screen(cmsCreate_sRGBProfileTHR(context.get()));
+  const CProfilePtr source = SourceProfile(context.get(), model, profile);
+  const CProfilePtr screen(cmsCreate_sRGBProfileTHR(context.get()));
   if (!source || !screen) return;
   transform.reset(cmsCreateTransformTHR(context.get(), source.get(), FormatOf(model).format, screen.get(), TYPE_RGB_8,
                                         INTENT_PERCEPTUAL, cmsFLAGS_NOCACHE));
@@ -109,7 +109,7 @@ void ColorTransform::State::Open(std::span<const std::uint8_t> profile) {
 }
 
 // sRGB profiles come in many wordings; what they do to a few colours tells.
-bool ColorTransform::State::LeavesColorsAlone() const {
+bool CColorTransform::SState::LeavesColorsAlone() const {
   constexpr int kTolerance = 2;
   constexpr float kLevels[] = {0.0f, 0.05f, 0.2f, 0.5f, 0.8f, 1.0f};
   const std::size_t components = ModelComponents(model);
@@ -127,7 +127,7 @@ bool ColorTransform::State::LeavesColorsAlone() const {
                     [](int a, int b) { return std::abs(a - b) <= kTolerance; });
 }
 
-void ColorTransform::State::ConvertBlock(const float* pixels, std::size_t count, std::uint8_t* rgb) const {
+void CColorTransform::SState::ConvertBlock(const float* pixels, std::size_t count, std::uint8_t* rgb) const {
   const std::size_t samples = count * ModelComponents(model);
   if (model == EColorModel::kLab) {
     std::vector<float> finite(pixels, pixels + samples);
@@ -139,19 +139,19 @@ void ColorTransform::State::ConvertBlock(const float* pixels, std::size_t count,
   cmsDoTransform(transform.get(), words.data(), rgb, static_cast<cmsUInt32Number>(count));
 }
 
-ColorTransform::ColorTransform(EColorModel model, std::span<const std::uint8_t> profile)
-    : m_state(std::make_unique<State>()) {
+CColorTransform::CColorTransform(EColorModel model, std::span<const std::uint8_t> profile)
+    : m_state(std::make_unique<SState>()) {
   m_state->model = model;
   m_state->Open(profile);
 }
 
-ColorTransform::ColorTransform(ColorTransform&&) noexcept = default;
-ColorTransform& ColorTransform::operator=(ColorTransform&&) noexcept = default;
-ColorTransform::~ColorTransform() = default;
+CColorTransform::CColorTransform(CColorTransform&&) noexcept = default;
+CColorTransform& CColorTransform::operator=(CColorTransform&&) noexcept = default;
+CColorTransform::~CColorTransform() = default;
 
-bool ColorTransform::IsIdentity() const noexcept { return m_state->identity; }
+bool CColorTransform::IsIdentity() const noexcept { return m_state->identity; }
 
-void ColorTransform::Convert(const float* pixels, std::size_t count, std::uint8_t* rgb) {
+void CColorTransform::Convert(const float* pixels, std::size_t count, std::uint8_t* rgb) {
   if (!m_state->transform) return ConvertPlain(m_state->model, pixels, count, rgb);
   const std::size_t components = ModelComponents(m_state->model);
   for (std::size_t done = 0; done < count; done += kBlock) {

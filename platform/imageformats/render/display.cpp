@@ -9,7 +9,7 @@ namespace imageformats {
 
 namespace {
 
-SDisplayRange RangeFor(const SAveragedPicture& averages, const SShow& how) {
+SDisplayRange RangeFor(const SAveragedPicture& averages, const SDisplaySettings& how) {
   const bool stretchable = how.model == EColorModel::kGrey || how.model == EColorModel::kRgb;
   if (!how.stretch || !stretchable) return how.nominal;
   return PercentileRange(averages, ModelComponents(how.model), how.nominal);
@@ -32,8 +32,8 @@ void ToneRow(const float* in, std::size_t pixels, std::uint32_t step, bool grey,
   }
 }
 
-void NormaliseRow(const float* in, std::size_t pixels, std::uint32_t step, const SShow& how, const SDisplayRange& range,
-                  float* out) {
+void NormaliseRow(const float* in, std::size_t pixels, std::uint32_t step, const SDisplaySettings& how,
+                  const SDisplayRange& range, float* out) {
   const std::uint32_t components = ModelComponents(how.model);
   for (std::size_t i = 0; i < pixels; ++i, in += step) {
     for (std::uint32_t k = 0; k < components; ++k) {
@@ -45,10 +45,10 @@ void NormaliseRow(const float* in, std::size_t pixels, std::uint32_t step, const
 
 }  // namespace
 
-void ShowAveraged(const SAveragedPicture& averages, const SShow& how, SQvPicBuf& picture) {
-  if (averages.components < ModelComponents(how.model)) throw DamagedError("The picture lacks colour components");
+void ShowAveraged(const SAveragedPicture& averages, const SDisplaySettings& how, SQvPicBuf& picture) {
+  if (averages.components < ModelComponents(how.model)) throw CDamagedError("The picture lacks colour components");
   const SDisplayRange range = RangeFor(averages, how);
-  ColorTransform transform(how.model, how.profile);
+  CColorTransform transform(how.model, how.profile);
   const std::size_t pixels = averages.size.width;
   std::vector<std::uint8_t> rgb(pixels * averages.size.height * 3);
   std::vector<float> row(transform.IsIdentity() ? 0 : pixels * ModelComponents(how.model));
@@ -69,7 +69,7 @@ void ShowAveraged(const SAveragedPicture& averages, const SShow& how, SQvPicBuf&
 void DeliverRgb(std::span<const std::uint8_t> rgb, SSize size, EOrientation orientation, SQvPicBuf& picture) {
   const SSize shown = DisplayedSize(size, orientation);
   const auto place = [&](SQvPicBuf& to) {
-    const OrientedPlacement placement(size, orientation, 3, to.data, to.widthBytes);
+    const COrientedPlacement placement(size, orientation, 3, to.data, to.widthBytes);
     for (std::uint32_t y = 0; y < size.height; ++y) {
       placement.PlaceRow(y, rgb.data() + std::size_t{y} * size.width * 3);
     }
@@ -78,7 +78,7 @@ void DeliverRgb(std::span<const std::uint8_t> rgb, SSize size, EOrientation orie
   PictureBuffer small(shown.width, shown.height, 8, 3);
   place(small.Get());
   if (CQvPicBufAPI_GeomTrans::Stretch(&picture, &small.Get(), CQvPicBufAPI_GeomTrans::kStretchArea) != 0) {
-    throw DamagedError("The picture cannot be brought to the wanted size");
+    throw CDamagedError("The picture cannot be brought to the wanted size");
   }
 }
 

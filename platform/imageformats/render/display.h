@@ -12,7 +12,7 @@
 namespace imageformats {
 
 // How averages of one picture (not a composite of channels) become visible.
-struct SShow {
+struct SDisplaySettings {
   EColorModel model = EColorModel::kRgb;
   // The values of no and of full intensity (or ink) as stored. Lab: not used, samples come on the scale of EColorModel.
   SDisplayRange nominal;
@@ -26,7 +26,7 @@ struct SShow {
 
 // Averages (at least ModelComponents(model) components per pixel; further ones are ignored) to the caller's picture:
 // tone, colour, orientation, and enlargement where the picture is bigger than the averages.
-void ShowAveraged(const SAveragedPicture& averages, const SShow& how, SQvPicBuf& picture);
+void ShowAveraged(const SAveragedPicture& averages, const SDisplaySettings& how, SQvPicBuf& picture);
 
 // Finished R G B bytes, tightly packed, in stored orientation, to the caller's picture: orientation and enlargement.
 void DeliverRgb(std::span<const std::uint8_t> rgb, SSize size, EOrientation orientation, SQvPicBuf& picture);

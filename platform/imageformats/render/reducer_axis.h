@@ -27,10 +27,10 @@ struct SPixelSpan {
 };
 
 // Exact proportions between a source axis and its result, in integers.
-class ReducerAxis {
+class CReducerAxis {
  public:
-  // Throws DamagedError when the result is empty, larger than the source, or the numbers overflow.
-  ReducerAxis(const SSourceAxis& source, std::uint32_t result);
+  // Throws CDamagedError when the result is empty, larger than the source, or the numbers overflow.
+  CReducerAxis(const SSourceAxis& source, std::uint32_t result);
 
   const SSourceAxis& Source() const noexcept { return m_source; }
   std::uint32_t Pixels() const noexcept { return m_source.pixels; }

@@ -13,15 +13,15 @@
 namespace imageformats {
 
 // What all sample types share: the axes, the result's sums, and the count of what came in.
-class AreaReducer::Kernel {
+class CAreaReducer::CKernel {
  public:
-  Kernel(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, RenderGuard& guard)
+  CKernel(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, CRenderGuard& guard)
       : m_x(x, result.width), m_y(y, result.height), m_components(components) {
-    const std::uint64_t samples = RenderGuard::Multiply(std::uint64_t{result.width} * result.height, components);
-    guard.Take(RenderGuard::Multiply(samples, sizeof(float)));  // Finish makes them
+    const std::uint64_t samples = CRenderGuard::Multiply(std::uint64_t{result.width} * result.height, components);
+    guard.Take(CRenderGuard::Multiply(samples, sizeof(float)));  // Finish makes them
     m_sums = guard.NewVector<double>(samples);
   }
-  virtual ~Kernel() = default;
+  virtual ~CKernel() = default;
 
   virtual void AddBand(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, const void* data,
                        std::size_t stride) = 0;
@@ -39,7 +39,7 @@ class AreaReducer::Kernel {
   // Source pixels per result pixel.
   double Area() const noexcept { return m_x.Ratio() * m_y.Ratio(); }
 
-  ReducerAxis m_x, m_y;
+  CReducerAxis m_x, m_y;
   std::uint32_t m_components;
   std::vector<double> m_sums;  // of the result's pixels
   std::uint64_t m_added = 0;   // source pixels
@@ -48,15 +48,15 @@ class AreaReducer::Kernel {
 // Rows of one sample type. Inner rows of a result row are summed in m_rowSums; a row on a border first closes the
 // columns of the result row above and then opens those of the next.
 template <class T>
-class TypedKernel final : public AreaReducer::Kernel {
+class CTypedKernel final : public CAreaReducer::CKernel {
   using Traits = SSampleTraits<T>;
   using Sum = typename Traits::Sum;
   using Column = typename Traits::Column;
 
  public:
-  TypedKernel(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, RenderGuard& guard)
-      : Kernel(x, y, result, components, guard), m_guard(guard) {
-    guard.Take(RenderGuard::Multiply(RenderGuard::Multiply(x.pixels, components), sizeof(Sum) + 2 * sizeof(Column)));
+  CTypedKernel(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, CRenderGuard& guard)
+      : CKernel(x, y, result, components, guard), m_guard(guard) {
+    guard.Take(CRenderGuard::Multiply(CRenderGuard::Multiply(x.pixels, components), sizeof(Sum) + 2 * sizeof(Column)));
   }
 
   void AddBand(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, const void* data,
@@ -163,8 +163,8 @@ class TypedKernel final : public AreaReducer::Kernel {
     if (AllFinite(row, samples)) return row;
     if (!m_missing) {
       const SSourceAxis x = m_x.Source(), yAxis = m_y.Source();
-      m_missing = std::make_unique<TypedKernel<std::uint8_t>>(x, yAxis, SSize{m_x.Result(), m_y.Result()}, m_components,
-                                                              m_guard);
+      m_missing = std::make_unique<CTypedKernel<std::uint8_t>>(x, yAxis, SSize{m_x.Result(), m_y.Result()},
+                                                               m_components, m_guard);
     }
     m_cleaned.resize(samples);
     m_marks.resize(samples);
@@ -194,8 +194,8 @@ class TypedKernel final : public AreaReducer::Kernel {
   std::vector<Column> m_totals;
   bool m_pending = false;  // the two hold something of m_pendingRow
   std::uint32_t m_pendingRow = 0;
-  RenderGuard& m_guard;
-  std::unique_ptr<TypedKernel<std::uint8_t>> m_missing;
+  CRenderGuard& m_guard;
+  std::unique_ptr<CTypedKernel<std::uint8_t>> m_missing;
   std::vector<T> m_cleaned;
   std::vector<std::uint8_t> m_marks;
 };

@@ -11,9 +11,9 @@ namespace imageformats::tiff {
 namespace {
 
 // The finite extremes of floating-point samples.
-class ExtremesSink final : public PixelSink {
+class CExtremesSink final : public IPixelSink {
  public:
-  explicit ExtremesSink(const SPixelMeaning& meaning) : m_meaning(meaning) {}
+  explicit CExtremesSink(const SPixelFormat& meaning) : m_meaning(meaning) {}
 
   void Add(std::uint32_t, std::uint32_t, std::uint32_t width, std::uint32_t height, const std::uint8_t* rows,
            std::size_t stride) override {
@@ -41,22 +41,22 @@ class ExtremesSink final : public PixelSink {
       m_range = {std::min(m_range.low, value), std::max(m_range.high, value)};
     }
   }
-  SPixelMeaning m_meaning;
+  SPixelFormat m_meaning;
   SDisplayRange m_range{0.0, 0.0};
   bool m_any = false;
 };
 
 // Brings samples to the 8 or 16 bits of the picture and places them.
-class PictureSink final : public PixelSink {
+class CPictureSink final : public IPixelSink {
  public:
-  PictureSink(const SPixelMeaning& meaning, const SPage& page, SDisplayRange range, SQvPicBuf& picture)
+  CPictureSink(const SPixelFormat& meaning, const SPage& page, SDisplayRange range, SQvPicBuf& picture)
       : m_meaning(meaning),
         m_size(page.Size()),
         m_shift(page.bits - std::min(page.bits, 16u)),
         m_range(range),
         m_placement(page.Size(), page.orientation, std::size_t{meaning.components} * (picture.bpc / 8), picture.data,
                     picture.widthBytes) {
-    if (meaning.model == EColorModel::kLab) m_lab = std::make_unique<ColorTransform>(EColorModel::kLab, page.profile);
+    if (meaning.model == EColorModel::kLab) m_lab = std::make_unique<CColorTransform>(EColorModel::kLab, page.profile);
   }
 
   void Add(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, const std::uint8_t* rows,
@@ -131,36 +131,36 @@ class PictureSink final : public PixelSink {
     return m_row.data();
   }
 
-  const SPixelMeaning m_meaning;
+  const SPixelFormat m_meaning;
   const SSize m_size;
   const std::uint32_t m_shift;  // of integers of more than 16 bits
   const SDisplayRange m_range;
-  const OrientedPlacement m_placement;
-  std::unique_ptr<ColorTransform> m_lab;
+  const COrientedPlacement m_placement;
+  std::unique_ptr<CColorTransform> m_lab;
   std::vector<float> m_labRow;
   std::vector<std::uint8_t> m_row;
 };
 
 }  // namespace
 
-void ReadFullPicture(FileSet& files, const SDataset& dataset, SQvPicBuf& picture, RenderGuard& guard) {
+void ReadFullPicture(CFileSet& files, const SDataset& dataset, SQvPicBuf& picture, CRenderGuard& guard) {
   const SPage& page = dataset.page;
-  TiffHandle& tiff = files.File(dataset.mainPlane.file).handle;
+  CTiffHandle& tiff = files.File(dataset.mainPlane.file).handle;
   SBlockRequest request;
   request.planeSkip = dataset.mainPlane.skip;
-  const std::unique_ptr<BlockSource> source = OpenBlocks(tiff, page, request, guard);
-  PixelRows rows(page, source->Layout(), ChannelSamples(page));
-  const SPixelMeaning& meaning = rows.Meaning();
+  const std::unique_ptr<CBlockSource> source = OpenBlocks(tiff, page, request, guard);
+  CRowConverter rows(page, source->Layout(), ChannelSamples(page));
+  const SPixelFormat& meaning = rows.Meaning();
   const std::uint32_t bits = SampleBytes(meaning.type) == 1 || meaning.model == EColorModel::kLab ? 8 : 16;
   if (picture.components != meaning.components || picture.bpc != bits)
-    throw DamagedError("The picture has another shape");
+    throw CDamagedError("The picture has another shape");
   SDisplayRange range;
   if (meaning.type == ESampleType::kF32 || meaning.type == ESampleType::kF64) {
-    ExtremesSink extremes(meaning);
+    CExtremesSink extremes(meaning);
     ReadPixels(*source, rows, extremes, guard);
     range = extremes.Range();
   }
-  PictureSink sink(meaning, page, range, picture);
+  CPictureSink sink(meaning, page, range, picture);
   ReadPixels(*source, rows, sink, guard);
 }
 

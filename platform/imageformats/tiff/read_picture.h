@@ -5,7 +5,7 @@
 
 namespace imageformats::tiff {
 
-// The first picture at full size: OpenedImage::Read.
-void ReadFullPicture(FileSet& files, const SDataset& dataset, SQvPicBuf& picture, RenderGuard& guard);
+// The first picture at full size: COpenedImage::Read.
+void ReadFullPicture(CFileSet& files, const SDataset& dataset, SQvPicBuf& picture, CRenderGuard& guard);
 
 }  // namespace imageformats::tiff

@@ -5,8 +5,8 @@
 
 namespace imageformats::tiff {
 
-// The overview of a dataset: OpenedImage::Render.
-void RenderOverview(FileSet& files, const SDataset& dataset, const SRenderRequest& request, SQvPicBuf& picture,
-                    RenderGuard& guard);
+// The overview of a dataset: COpenedImage::Render.
+void RenderOverview(CFileSet& files, const SDataset& dataset, const SRenderRequest& request, SQvPicBuf& picture,
+                    CRenderGuard& guard);
 
 }  // namespace imageformats::tiff

@@ -5,6 +5,6 @@
 namespace imageformats {
 
 // The TIFF family: TIFF 6.0 with its supplements, BigTIFF, OME-TIFF, ImageJ hyperstacks, through libtiff. Read only.
-const CodecModule& TiffCodec() noexcept;
+const CCodecModule& TiffCodec() noexcept;
 
 }  // namespace imageformats

@@ -45,7 +45,7 @@ std::uint32_t PixelType(ESampleFormat format) noexcept {
 // Frames: pictures with all their channels.
 std::uint32_t SequenceCount(const SDataset& dataset) noexcept {
   const std::uint64_t positions = std::max<std::size_t>(dataset.omePosition.size(), 1);
-  const std::uint64_t frames = RenderGuard::Multiply(std::uint64_t{dataset.sizeZ} * dataset.sizeT, positions);
+  const std::uint64_t frames = CRenderGuard::Multiply(std::uint64_t{dataset.sizeZ} * dataset.sizeT, positions);
   const std::uint64_t count = dataset.kind == SDataset::EKind::kPlain ? dataset.pages : frames;
   return static_cast<std::uint32_t>(std::min<std::uint64_t>(count, 0xFFFFFFFFu));
 }
@@ -68,7 +68,7 @@ SQvImageInfo DescribePage(const SDataset& dataset) {
   info.tileWidth = tile.width;
   info.tileHeight = tile.height;
   if (WhyUnsupported(page).empty()) {
-    const SPixelMeaning meaning = PixelRows(page, DecodedLayoutOf(page), ChannelSamples(page)).Meaning();
+    const SPixelFormat meaning = CRowConverter(page, DecodedLayoutOf(page), ChannelSamples(page)).Meaning();
     info.components = meaning.components;
     info.bpcInMemory = SampleBytes(meaning.type) == 1 || meaning.model == EColorModel::kLab ? 8 : 16;
   } else {
@@ -86,16 +86,16 @@ SQvImageInfo DescribePage(const SDataset& dataset) {
 
 }  // namespace
 
-TiffImage::TiffImage(std::shared_ptr<const Input> input)
+CTiffImage::CTiffImage(std::shared_ptr<const CInput> input)
     : m_files(std::move(input)), m_dataset(OpenDataset(m_files)), m_info(DescribePage(m_dataset)) {}
 
-void TiffImage::Read(SQvPicBuf& picture, RenderGuard& guard) { ReadFullPicture(m_files, m_dataset, picture, guard); }
+void CTiffImage::Read(SQvPicBuf& picture, CRenderGuard& guard) { ReadFullPicture(m_files, m_dataset, picture, guard); }
 
-void TiffImage::Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) {
+void CTiffImage::Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) {
   RenderOverview(m_files, m_dataset, request, picture, guard);
 }
 
-bool TiffImage::CustomTag(const CQvStringW& name, CQvByteArray& bytes) {
+bool CTiffImage::CustomTag(const CQvStringW& name, CQvByteArray& bytes) {
   std::uint32_t tag = 0;
   if (name == CQvStringW(L"QvCustomTag:ThumbailJpg")) tag = kTagThumbnailJpeg;
   if (name == CQvStringW(L"QvCustomTag:ThumbailPicbuf")) tag = kTagThumbnailPixels;
@@ -108,6 +108,6 @@ bool TiffImage::CustomTag(const CQvStringW& name, CQvByteArray& bytes) {
   return true;
 }
 
-SImageMetadata TiffImage::Metadata() { return DescribeDataset(m_files, m_dataset, m_info); }
+SImageMetadata CTiffImage::Metadata() { return DescribeDataset(m_files, m_dataset, m_info); }
 
 }  // namespace imageformats::tiff

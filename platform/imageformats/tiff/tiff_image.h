@@ -6,21 +6,21 @@
 namespace imageformats::tiff {
 
 // An opened file of the TIFF family.
-class TiffImage final : public OpenedImage {
+class CTiffImage final : public COpenedImage {
  public:
-  explicit TiffImage(std::shared_ptr<const Input> input);
+  explicit CTiffImage(std::shared_ptr<const CInput> input);
 
   const SQvImageInfo& Info() const override { return m_info; }
   // Colours as stored after palettes and YCbCr are resolved: grey, RGB, CMYK, or the samples of channels; Lab as RGB.
   // Opacity is laid over white. Samples of other than 8 and 16 bits are brought to the nearer larger of the two; wider
   // ones to 16: integers by their high bits, floating point between the least and the largest value.
-  void Read(SQvPicBuf& picture, RenderGuard& guard) override;
-  void Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) override;
+  void Read(SQvPicBuf& picture, CRenderGuard& guard) override;
+  void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) override;
   bool CustomTag(const CQvStringW& name, CQvByteArray& bytes) override;
   SImageMetadata Metadata() override;
 
  private:
-  FileSet m_files;
+  CFileSet m_files;
   SDataset m_dataset;
   SQvImageInfo m_info;
 };

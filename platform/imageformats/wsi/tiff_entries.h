@@ -8,10 +8,10 @@
 namespace imageformats {
 
 // The entries of a TIFF file's directories, read without libtiff: it is asked of every file, slide or not.
-class TiffEntries {
+class CTiffEntries {
  public:
   // None when the file has no TIFF header.
-  static std::optional<TiffEntries> Of(const Input& input) noexcept;
+  static std::optional<CTiffEntries> Of(const CInput& input) noexcept;
 
   std::uint64_t FirstDirectory() const noexcept { return m_isBig ? Read(8, 8) : Read(4, 4); }
   // Calls take(tag, type, count) for the entries of a directory until it returns false.
@@ -30,12 +30,12 @@ class TiffEntries {
  private:
   static constexpr std::uint64_t kMaxEntries = 4096;
 
-  TiffEntries(const Input& input, bool bigEndian) noexcept : m_input(input), m_bigEndian(bigEndian) {}
+  CTiffEntries(const CInput& input, bool bigEndian) noexcept : m_input(input), m_bigEndian(bigEndian) {}
   std::uint64_t Read(std::uint64_t offset, std::size_t bytes) const noexcept {
     return ReadInteger(m_input, offset, bytes, m_bigEndian);
   }
 
-  const Input& m_input;
+  const CInput& m_input;
   bool m_bigEndian = false, m_isBig = false;
 };
 

@@ -20,8 +20,8 @@ constexpr std::uint16_t kFirstHighPrivateTag = 65400;
 
 }  // namespace
 
-bool MayBeSlideTiff(const Input& input) noexcept {
-  const std::optional<TiffEntries> entries = TiffEntries::Of(input);
+bool MayBeSlideTiff(const CInput& input) noexcept {
+  const std::optional<CTiffEntries> entries = CTiffEntries::Of(input);
   if (!entries) return false;
   bool found = false;
   entries->ForEach(entries->FirstDirectory(), [&](std::uint16_t tag, std::uint16_t, std::uint64_t) {
@@ -31,7 +31,7 @@ bool MayBeSlideTiff(const Input& input) noexcept {
   return found;
 }
 
-bool MayBeSlidePreview(const Input& input) noexcept {
+bool MayBeSlidePreview(const CInput& input) noexcept {
   const auto head = input.Head();
   if (head.size() < 3 || head[0] != 0xFF || head[1] != 0xD8 || head[2] != 0xFF) return false;
   const std::wstring& path = input.Path().Str();
@@ -43,7 +43,7 @@ bool MayBeSlidePreview(const Input& input) noexcept {
                       [&](std::wstring_view usual) { return CQvStringUtils::EqualNoCase(extension, usual); });
 }
 
-bool IsSlide(const Input& input) noexcept {
+bool IsSlide(const CInput& input) noexcept {
   if (!input.IsFile()) return false;
   const char* vendor = openslide_detect_vendor(input.NativePath().c_str());
   return vendor != nullptr && std::strcmp(vendor, "generic-tiff") != 0;

@@ -9,29 +9,29 @@ namespace imageformats {
 namespace {
 
 TEST(RenderGuard, CountsMemory) {
-  RenderGuard guard(SRenderLimits{1000, 1000, std::chrono::hours(1)});
+  CRenderGuard guard(SRenderLimits{1000, 1000, std::chrono::hours(1)});
   guard.Take(600);
   EXPECT_EQ(guard.Available(), 400u);
-  EXPECT_THROW(guard.Take(401), DamagedError);
+  EXPECT_THROW(guard.Take(401), CDamagedError);
   guard.Give(100);
   guard.Take(500);
-  EXPECT_THROW(guard.NewVector<int>(1), DamagedError);
-  EXPECT_THROW(guard.NewVector<std::uint64_t>(0x2000000000000001u), DamagedError);  // 8 bytes, were it not for care
+  EXPECT_THROW(guard.NewVector<int>(1), CDamagedError);
+  EXPECT_THROW(guard.NewVector<std::uint64_t>(0x2000000000000001u), CDamagedError);  // 8 bytes, were it not for care
 }
 
 TEST(RenderGuard, RefusesManyPixels) {
-  const RenderGuard guard(SRenderLimits{1000, 1000, std::chrono::hours(1)});
+  const CRenderGuard guard(SRenderLimits{1000, 1000, std::chrono::hours(1)});
   guard.CheckPixels(100, 10);
-  EXPECT_THROW(guard.CheckPixels(101, 10), DamagedError);
-  EXPECT_THROW(guard.CheckPixels(0, 10), DamagedError);
-  EXPECT_THROW(guard.CheckPixels(0xFFFFFFFFFFFFu, 0xFFFFFFFFFFFFu), DamagedError);
+  EXPECT_THROW(guard.CheckPixels(101, 10), CDamagedError);
+  EXPECT_THROW(guard.CheckPixels(0, 10), CDamagedError);
+  EXPECT_THROW(guard.CheckPixels(0xFFFFFFFFFFFFu, 0xFFFFFFFFFFFFu), CDamagedError);
 }
 
 TEST(RenderGuard, GivesUpAfterTheDeadline) {
-  const RenderGuard patient(SRenderLimits{1000, 1000, std::chrono::hours(1)});
+  const CRenderGuard patient(SRenderLimits{1000, 1000, std::chrono::hours(1)});
   patient.CheckTime();
-  const RenderGuard hasty(SRenderLimits{1000, 1000, std::chrono::milliseconds(0)});
-  EXPECT_THROW(hasty.CheckTime(), DamagedError);
+  const CRenderGuard hasty(SRenderLimits{1000, 1000, std::chrono::milliseconds(0)});
+  EXPECT_THROW(hasty.CheckTime(), CDamagedError);
 }
 
 }  // namespace

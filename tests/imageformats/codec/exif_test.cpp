@@ -14,19 +14,19 @@ namespace imageformats {
 namespace {
 
 // Builds EXIF bytes through libexif.
-class ExifBuilder {
+class CExifBuilder {
  public:
-  explicit ExifBuilder(ExifByteOrder order = EXIF_BYTE_ORDER_MOTOROLA) : m_data(exif_data_new()) {
+  explicit CExifBuilder(ExifByteOrder order = EXIF_BYTE_ORDER_MOTOROLA) : m_data(exif_data_new()) {
     exif_data_set_byte_order(m_data, order);
   }
-  ExifBuilder(const ExifBuilder&) = delete;
-  ExifBuilder& operator=(const ExifBuilder&) = delete;
-  ~ExifBuilder() { exif_data_unref(m_data); }
+  CExifBuilder(const CExifBuilder&) = delete;
+  CExifBuilder& operator=(const CExifBuilder&) = delete;
+  ~CExifBuilder() { exif_data_unref(m_data); }
 
-  ExifBuilder& Text(ExifIfd ifd, int tag, const std::string& text) {
+  CExifBuilder& Text(ExifIfd ifd, int tag, const std::string& text) {
     return Raw(ifd, tag, EXIF_FORMAT_ASCII, text + '\0', 1);
   }
-  ExifBuilder& Rationals(ExifIfd ifd, int tag, const std::vector<ExifRational>& values) {
+  CExifBuilder& Rationals(ExifIfd ifd, int tag, const std::vector<ExifRational>& values) {
     std::string bytes(values.size() * 8, '\0');
     for (std::size_t i = 0; i < values.size(); ++i) {
       exif_set_rational(reinterpret_cast<unsigned char*>(bytes.data()) + 8 * i, exif_data_get_byte_order(m_data),
@@ -34,12 +34,12 @@ class ExifBuilder {
     }
     return Raw(ifd, tag, EXIF_FORMAT_RATIONAL, bytes, 8);
   }
-  ExifBuilder& Short(ExifIfd ifd, int tag, ExifShort value) {
+  CExifBuilder& Short(ExifIfd ifd, int tag, ExifShort value) {
     std::string bytes(2, '\0');
     exif_set_short(reinterpret_cast<unsigned char*>(bytes.data()), exif_data_get_byte_order(m_data), value);
     return Raw(ifd, tag, EXIF_FORMAT_SHORT, bytes, 2);
   }
-  ExifBuilder& Raw(ExifIfd ifd, int tag, ExifFormat format, const std::string& bytes, std::size_t unit) {
+  CExifBuilder& Raw(ExifIfd ifd, int tag, ExifFormat format, const std::string& bytes, std::size_t unit) {
     ExifEntry* entry = exif_entry_new();
     entry->tag = static_cast<ExifTag>(tag);
     entry->format = format;
@@ -51,11 +51,11 @@ class ExifBuilder {
     exif_entry_unref(entry);
     return *this;
   }
-  FileBytes Bytes() const {
+  SFileBytes Bytes() const {
     unsigned char* bytes = nullptr;
     unsigned int size = 0;
     exif_data_save_data(m_data, &bytes, &size);
-    FileBytes all(bytes, bytes + size);
+    SFileBytes all(bytes, bytes + size);
     std::free(bytes);
     return all;
   }
@@ -64,14 +64,14 @@ class ExifBuilder {
   ExifData* m_data;
 };
 
-SImageMetadata Applied(const FileBytes& exif) {
+SImageMetadata Applied(const SFileBytes& exif) {
   SImageMetadata metadata;
   ApplyExif(exif, metadata);
   return metadata;
 }
 
 TEST(Exif, FillsTheTexts) {
-  ExifBuilder exif;
+  CExifBuilder exif;
   exif.Text(EXIF_IFD_0, EXIF_TAG_ARTIST, "Ada Example")
       .Text(EXIF_IFD_0, EXIF_TAG_IMAGE_DESCRIPTION, "Onion root tip")
       .Text(EXIF_IFD_0, EXIF_TAG_MAKE, "Maker")
@@ -95,7 +95,7 @@ TEST(Exif, FillsTheTexts) {
 }
 
 TEST(Exif, WhatIsKnownAlreadyStays) {
-  ExifBuilder exif;
+  CExifBuilder exif;
   exif.Text(EXIF_IFD_0, EXIF_TAG_ARTIST, "Somebody");
   SImageMetadata metadata;
   metadata.text.author = L"Ada Example";
@@ -104,7 +104,7 @@ TEST(Exif, WhatIsKnownAlreadyStays) {
 }
 
 TEST(Exif, TheDateOfTheShotIsTheAcquisitionTime) {
-  ExifBuilder exif(EXIF_BYTE_ORDER_INTEL);
+  CExifBuilder exif(EXIF_BYTE_ORDER_INTEL);
   exif.Text(EXIF_IFD_0, EXIF_TAG_DATE_TIME, "2024:05:06 07:08:09")
       .Text(EXIF_IFD_EXIF, EXIF_TAG_DATE_TIME_ORIGINAL, "1970:01:01 02:00:00");
   SImageMetadata metadata = Applied(exif.Bytes());
@@ -117,7 +117,7 @@ TEST(Exif, TheDateOfTheShotIsTheAcquisitionTime) {
 }
 
 TEST(Exif, ACommentServesAsDescription) {
-  ExifBuilder ascii, unicode;
+  CExifBuilder ascii, unicode;
   ascii.Raw(EXIF_IFD_EXIF, EXIF_TAG_USER_COMMENT, EXIF_FORMAT_UNDEFINED, std::string("ASCII\0\0\0Slide 4", 15), 1);
   EXPECT_EQ(Applied(ascii.Bytes()).text.description, CQvStringW(L"Slide 4"));
   unicode.Raw(EXIF_IFD_EXIF, EXIF_TAG_USER_COMMENT, EXIF_FORMAT_UNDEFINED, std::string("UNICODE\0\x03\xB1\0x", 12), 1);
@@ -125,7 +125,7 @@ TEST(Exif, ACommentServesAsDescription) {
 }
 
 TEST(Exif, APositionIsWrittenInDegrees) {
-  ExifBuilder exif;
+  CExifBuilder exif;
   exif.Text(EXIF_IFD_GPS, 1, "N")
       .Rationals(EXIF_IFD_GPS, 2, {{50, 1}, {30, 1}, {0, 1}})
       .Text(EXIF_IFD_GPS, 3, "W")
@@ -134,7 +134,7 @@ TEST(Exif, APositionIsWrittenInDegrees) {
 }
 
 TEST(Exif, OrientationComesWithAndWithoutThePrefix) {
-  FileBytes exif = ExifWithOrientation(6);
+  SFileBytes exif = ExifWithOrientation(6);
   EXPECT_EQ(ExifOrientation(exif), EOrientation::kRightTop);
   exif.erase(exif.begin(), exif.begin() + 6);
   EXPECT_EQ(ExifOrientation(exif), EOrientation::kRightTop);
@@ -143,16 +143,16 @@ TEST(Exif, OrientationComesWithAndWithoutThePrefix) {
 }
 
 TEST(Exif, DamageReadsAsNothing) {
-  ExifBuilder exif;
+  CExifBuilder exif;
   exif.Text(EXIF_IFD_0, EXIF_TAG_ARTIST, "Ada").Rationals(EXIF_IFD_EXIF, EXIF_TAG_FNUMBER, {{1, 0}});
-  const FileBytes sound = exif.Bytes();
+  const SFileBytes sound = exif.Bytes();
   EXPECT_TRUE(Applied(sound).text.info2.IsEmpty());
   for (std::size_t size = 0; size < sound.size(); ++size) {
     Applied({sound.begin(), sound.begin() + static_cast<std::ptrdiff_t>(size)});
   }
   std::mt19937 random(5);
   for (int i = 0; i < 2000; ++i) {
-    FileBytes damaged = sound;
+    SFileBytes damaged = sound;
     for (int k = 0; k < 3; ++k) damaged[random() % damaged.size()] = static_cast<std::uint8_t>(random());
     ExifOrientation(damaged);
     Applied(damaged);

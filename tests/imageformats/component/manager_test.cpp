@@ -22,9 +22,9 @@ using Owned = std::unique_ptr<T, ReleaseObject>;
 class ManagerTest : public testing::Test {
  protected:
   Owned<IQvImageFormatManager> manager{new ("test", 1) CQvImageFormatManagerImpl};
-  ScratchFolder folder;
-  FileBytes jpeg = EncodeJpeg(SmoothPicture(40, 30, 3));
-  FileBytes png = EncodePng(SmoothPicture(40, 30, 3));
+  CScratchFolder folder;
+  SFileBytes jpeg = EncodeJpeg(SmoothPicture(40, 30, 3));
+  SFileBytes png = EncodePng(SmoothPicture(40, 30, 3));
 
   Owned<IQvImageCodec> CodecFor(const CQvStringW& path) {
     IQvImageCodec* codec = nullptr;
@@ -73,7 +73,7 @@ TEST_F(ManagerTest, WhatIsNoImageIsRefusedWithAReason) {
 }
 
 TEST_F(ManagerTest, TheManagerSaysWhyASourceFailed) {
-  FileBytes cut = jpeg;
+  SFileBytes cut = jpeg;
   cut.resize(cut.size() * 2 / 3);
   const CQvStringW path = folder.Write("cut.jpg", cut);
   const Owned<IQvImageCodec> codec = CodecFor(path);

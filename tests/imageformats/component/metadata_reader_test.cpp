@@ -12,14 +12,14 @@ struct Destroyer {
 };
 using ReaderPtr = std::unique_ptr<IQvMetadataReader, Destroyer>;
 
-struct LevelFree {
+struct SLevelFree {
   void operator()(SQvExperiment* level) const { SQvExperiment::FreeRecursive(level); }
 };
 
-std::unique_ptr<SQvExperiment, LevelFree> NewLevel() {
+std::unique_ptr<SQvExperiment, SLevelFree> NewLevel() {
   SQvExperiment* level = nullptr;
   SQvExperiment::Alloc(&level);
-  return std::unique_ptr<SQvExperiment, LevelFree>(level);
+  return std::unique_ptr<SQvExperiment, SLevelFree>(level);
 }
 
 SImageMetadata Stack() {

@@ -13,17 +13,17 @@ namespace imageformats {
 namespace {
 
 // An image that does what the test says.
-class FakeImage final : public OpenedImage {
+class CFakeImage final : public COpenedImage {
  public:
-  explicit FakeImage(std::function<void()> act) : m_act(std::move(act)) {
+  explicit CFakeImage(std::function<void()> act) : m_act(std::move(act)) {
     m_info.width = 4;
     m_info.height = 2;
     m_info.components = 3;
     m_info.bpcInMemory = 8;
   }
   const SQvImageInfo& Info() const override { return m_info; }
-  void Read(SQvPicBuf&, RenderGuard&) override { m_act(); }
-  void Render(const SRenderRequest&, SQvPicBuf&, RenderGuard&) override { m_act(); }
+  void Read(SQvPicBuf&, CRenderGuard&) override { m_act(); }
+  void Render(const SRenderRequest&, SQvPicBuf&, CRenderGuard&) override { m_act(); }
   SImageMetadata Metadata() override {
     m_act();
     return PlainMetadata(m_info, "Fake", 3);
@@ -42,22 +42,22 @@ using SourcePtr = std::unique_ptr<IQvPictureSource, Releaser>;
 class PictureSourceTest : public testing::Test {
  protected:
   SourcePtr Source(std::function<void()> act) {
-    return SourcePtr(NewPictureSource(std::make_unique<FakeImage>(std::move(act)), manager));
+    return SourcePtr(NewPictureSource(std::make_unique<CFakeImage>(std::move(act)), manager));
   }
   std::int32_t RenderInto(IQvPictureSource& source, std::uint32_t width, std::uint32_t height, SQvPicBuf& target) {
     return source.RenderPicture(&width, &height, &target, 1, true, 0, 0, 0xFFFFFFFFu);
   }
 
-  std::shared_ptr<ErrorText> manager = std::make_shared<ErrorText>();
+  std::shared_ptr<CErrorText> manager = std::make_shared<CErrorText>();
   PictureBuffer picture{4, 2, 8, 3};
 };
 
 TEST_F(PictureSourceTest, FailuresBecomeStatusAndText) {
-  const SourcePtr damaged = Source([] { throw DamagedError("It is broken"); });
+  const SourcePtr damaged = Source([] { throw CDamagedError("It is broken"); });
   EXPECT_EQ(RenderInto(*damaged, 4, 2, picture.Get()), -9);
   EXPECT_EQ(damaged->GetErrorText(), CQvStringW(L"It is broken"));
   EXPECT_EQ(manager->Get(), CQvStringW(L"It is broken"));
-  const SourcePtr unsupported = Source([] { throw UnsupportedError("Too new"); });
+  const SourcePtr unsupported = Source([] { throw CUnsupportedError("Too new"); });
   EXPECT_EQ(unsupported->ReadPicture(&picture.Get(), 0, 0), -3);
   EXPECT_EQ(manager->Get(), CQvStringW(L"Too new"));
   const SourcePtr poor = Source([] { throw std::bad_alloc(); });

@@ -12,7 +12,7 @@ namespace {
 constexpr const char* kClass = "CQvImageFormatManagerImpl";
 constexpr const char* kInterface = "IQvImageFormatManager";
 
-class Registration : public testing::Test {
+class RegistrationTest : public testing::Test {
  protected:
   static void SetUpTestSuite() { ASSERT_GE(CQvRTTI::ScanFolder(CQvRTTI::GetLibraryFolder().c_str()), 1); }
 
@@ -21,7 +21,7 @@ class Registration : public testing::Test {
   }
 };
 
-TEST_F(Registration, TheRegistryFindsTheClass) {
+TEST_F(RegistrationTest, TheRegistryFindsTheClass) {
   SQvRTTICacheEntry entry;
   ASSERT_TRUE(CQvRTTI::FindClass(kClass, &entry));
   EXPECT_EQ(entry.registration.className, CQvStringW(L"CQvImageFormatManagerImpl"));
@@ -30,7 +30,7 @@ TEST_F(Registration, TheRegistryFindsTheClass) {
   EXPECT_FALSE(entry.registration.singleton);
 }
 
-TEST_F(Registration, EachCallerHasAManagerOfItsOwn) {
+TEST_F(RegistrationTest, EachCallerHasAManagerOfItsOwn) {
   IQvImageFormatManager* a = NewManager();
   IQvImageFormatManager* b = NewManager();
   ASSERT_NE(a, nullptr);
@@ -43,7 +43,7 @@ TEST_F(Registration, EachCallerHasAManagerOfItsOwn) {
   CQvRTTI::Release(b);
 }
 
-TEST_F(Registration, NothingIsLeftBehind) {
+TEST_F(RegistrationTest, NothingIsLeftBehind) {
   const std::int64_t before = QV_GetLiveClassObjects();
   IQvImageFormatManager* manager = NewManager();
   IQvImageCodec* codec = nullptr;
@@ -59,7 +59,7 @@ TEST_F(Registration, NothingIsLeftBehind) {
   EXPECT_EQ(QV_GetLiveClassObjects(), before);
 }
 
-TEST_F(Registration, FactoriesRunOnSeveralThreads) {
+TEST_F(RegistrationTest, FactoriesRunOnSeveralThreads) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([] {

@@ -35,14 +35,14 @@ class CSmallLab {
     MakeCameraFrame(context, 0);
     MakeElectronPicture(context, 2);
   }
-  TestPicture Thumbnail(const std::string& name) const {
+  STestPicture Thumbnail(const std::string& name) const {
     const auto image = OpenPath(CQvStringUtils::UTF8toW(m_folder.Path() + "/" + name));
     const SThumbnailSize size = FitInto(kBox, image->Info().width, image->Info().height);
     return Render(*image, size.width, size.height, false);
   }
 
  private:
-  ScratchFolder m_folder;
+  CScratchFolder m_folder;
   COutput m_output;
 };
 
@@ -58,13 +58,13 @@ struct SGolden {
 
 std::string PathOf(const SGolden& golden) { return std::string(QV_GOLDEN_FOLDER "/") + golden.picture + ".png"; }
 
-TestPicture ReadGolden(const SGolden& golden) {
+STestPicture ReadGolden(const SGolden& golden) {
   std::ifstream file(PathOf(golden), std::ios::binary);
   return ReadAll(*OpenBytes({std::istreambuf_iterator<char>(file), {}}));
 }
 
-void WriteGolden(const SGolden& golden, const TestPicture& thumbnail) {
-  const FileBytes bytes = EncodePng(thumbnail);
+void WriteGolden(const SGolden& golden, const STestPicture& thumbnail) {
+  const SFileBytes bytes = EncodePng(thumbnail);
   std::ofstream file(PathOf(golden), std::ios::binary);
   file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
@@ -72,12 +72,12 @@ void WriteGolden(const SGolden& golden, const TestPicture& thumbnail) {
 class GoldenTest : public testing::TestWithParam<SGolden> {};
 
 TEST_P(GoldenTest, TheThumbnailIsAsItWasSeen) {
-  const TestPicture thumbnail = Lab().Thumbnail(GetParam().sample);
+  const STestPicture thumbnail = Lab().Thumbnail(GetParam().sample);
   if (std::getenv("QV_WRITE_GOLDEN")) {
     WriteGolden(GetParam(), thumbnail);
     GTEST_SKIP() << "written; look at it: " << PathOf(GetParam());
   }
-  const TestPicture golden = ReadGolden(GetParam());
+  const STestPicture golden = ReadGolden(GetParam());
   ASSERT_EQ(thumbnail.width, golden.width);
   ASSERT_EQ(thumbnail.height, golden.height);
   EXPECT_GT(Psnr(thumbnail, golden), kLeastPsnr);

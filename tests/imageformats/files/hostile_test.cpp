@@ -18,12 +18,12 @@ constexpr std::uint32_t kSizes[2][2] = {{9, 7}, {37, 28}};
 
 // What a host would see: everything asked of the bytes, through the interface. The rendering's status, or that of
 // opening.
-std::int32_t Outcome(const FileBytes& bytes, bool* opened = nullptr) {
+std::int32_t Outcome(const SFileBytes& bytes, bool* opened = nullptr) {
   std::int32_t status = kQvFailure;
-  ErrorText text;
+  CErrorText text;
   IQvPictureSource* source = nullptr;
   const std::int32_t opening =
-      RunGuarded(text, [&] { source = NewPictureSource(OpenBytes(bytes), std::make_shared<ErrorText>()); });
+      RunGuarded(text, [&] { source = NewPictureSource(OpenBytes(bytes), std::make_shared<CErrorText>()); });
   if (opened != nullptr) *opened = opening == 0;
   if (opening != 0) {
     EXPECT_FALSE(text.Get().IsEmpty());
@@ -51,14 +51,14 @@ std::int32_t Outcome(const FileBytes& bytes, bool* opened = nullptr) {
   return status;
 }
 
-FileBytes Cut(const FileBytes& bytes, std::size_t size) {
+SFileBytes Cut(const SFileBytes& bytes, std::size_t size) {
   return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)};
 }
 
-std::vector<FileBytes> Subjects() {
-  const TestPicture picture = NoisePicture(75, 57, 3, 8, 11);
-  std::vector<FileBytes> subjects;
-  JpegRecipe jpeg;
+std::vector<SFileBytes> Subjects() {
+  const STestPicture picture = NoisePicture(75, 57, 3, 8, 11);
+  std::vector<SFileBytes> subjects;
+  SJpegRecipe jpeg;
   jpeg.segments = {{0xE1, ExifWithOrientation(6)}, {0xFE, BytesOf("comment")}};
   subjects.push_back(EncodeJpeg(picture, jpeg));
   jpeg.chromaX = jpeg.chromaY = 2;
@@ -70,14 +70,14 @@ std::vector<FileBytes> Subjects() {
   subjects.push_back(EncodeJpeg(picture, jpeg));
   // Large enough for the block means.
   subjects.push_back(EncodeJpeg(SmoothPicture(200, 150, 3), {}));
-  JpegRecipe progressive;
+  SJpegRecipe progressive;
   progressive.progressive = true;
   progressive.chromaX = progressive.chromaY = 2;
   subjects.push_back(EncodeJpeg(SmoothPicture(300, 240, 3), progressive));
-  JpegRecipe inks;
+  SJpegRecipe inks;
   inks.ycck = true;
   subjects.push_back(EncodeJpeg(NoisePicture(40, 30, 4, 8, 2), inks));
-  PngRecipe png;
+  SPngRecipe png;
   png.texts = {{"Title", "x"}};
   png.compressedTexts = {{"Description", std::string(3000, 'y')}};
   png.profile = SwappedPrimariesProfile();
@@ -86,7 +86,7 @@ std::vector<FileBytes> Subjects() {
   png.interlaced = true;
   subjects.push_back(EncodePng(NoisePicture(50, 40, 2, 16, 3), {}));
   subjects.push_back(EncodePng(picture, png));
-  PngRecipe palette;
+  SPngRecipe palette;
   palette.palette = true;
   palette.colors = {{1, 2, 3}, {4, 5, 6}, {7, 8, 9}, {10, 11, 12}};
   palette.paletteOpacity = {0, 100};
@@ -95,12 +95,12 @@ std::vector<FileBytes> Subjects() {
 }
 
 TEST(Hostile, SubjectsAreSound) {
-  for (const FileBytes& bytes : Subjects()) EXPECT_EQ(Outcome(bytes), 0);
+  for (const SFileBytes& bytes : Subjects()) EXPECT_EQ(Outcome(bytes), 0);
 }
 
 TEST(Hostile, TruncatedPicturesAreDamageEverywhere) {
   std::size_t number = 0;
-  for (const FileBytes& bytes : Subjects()) {
+  for (const SFileBytes& bytes : Subjects()) {
     const std::size_t step = std::max<std::size_t>(bytes.size() / 40, 1);
     // The last bytes hold no pixels: the end marker or chunk, and what the last scan ends with.
     for (std::size_t size = 0; size + 40 < bytes.size(); size += step) {
@@ -112,9 +112,9 @@ TEST(Hostile, TruncatedPicturesAreDamageEverywhere) {
 
 TEST(Hostile, RandomDamageNeverDoesHarm) {
   std::mt19937 random(20240607);
-  for (const FileBytes& sound : Subjects()) {
+  for (const SFileBytes& sound : Subjects()) {
     for (int round = 0; round < 40; ++round) {
-      FileBytes bytes = sound;
+      SFileBytes bytes = sound;
       const unsigned changes = 1 + random() % 8;
       for (unsigned i = 0; i < changes; ++i) bytes[random() % bytes.size()] = static_cast<std::uint8_t>(random());
       const std::int32_t status = Outcome(bytes);
@@ -125,9 +125,9 @@ TEST(Hostile, RandomDamageNeverDoesHarm) {
 
 TEST(Hostile, DamagedHeadersNeverDoHarm) {
   std::mt19937 random(7);
-  for (const FileBytes& sound : Subjects()) {
+  for (const SFileBytes& sound : Subjects()) {
     for (std::size_t offset = 2; offset < std::min<std::size_t>(sound.size(), 700); offset += 1 + random() % 9) {
-      FileBytes bytes = sound;
+      SFileBytes bytes = sound;
       bytes[offset] = static_cast<std::uint8_t>(bytes[offset] ^ (1u << random() % 8));
       if (random() % 3 == 0) bytes[offset] = 0xFF;
       const std::int32_t status = Outcome(bytes);
@@ -137,31 +137,31 @@ TEST(Hostile, DamagedHeadersNeverDoHarm) {
 }
 
 // A header, an IDAT of nothing, and an end, all with good CRCs.
-FileBytes PngThatClaims(std::uint32_t width, std::uint32_t height, std::uint8_t depth, std::uint8_t type,
-                        std::uint8_t interlaced) {
-  const auto chunk = [](const std::string& tag, FileBytes content) {
-    FileBytes bytes = BytesOf(tag);
+SFileBytes PngThatClaims(std::uint32_t width, std::uint32_t height, std::uint8_t depth, std::uint8_t type,
+                         std::uint8_t interlaced) {
+  const auto chunk = [](const std::string& tag, SFileBytes content) {
+    SFileBytes bytes = BytesOf(tag);
     bytes.insert(bytes.end(), content.begin(), content.end());
     const std::uint32_t crc = libdeflate_crc32(0, bytes.data(), bytes.size());
     const auto word = [](std::size_t v) {
-      return FileBytes{static_cast<std::uint8_t>(v >> 24), static_cast<std::uint8_t>(v >> 16),
-                       static_cast<std::uint8_t>(v >> 8), static_cast<std::uint8_t>(v)};
+      return SFileBytes{static_cast<std::uint8_t>(v >> 24), static_cast<std::uint8_t>(v >> 16),
+                        static_cast<std::uint8_t>(v >> 8), static_cast<std::uint8_t>(v)};
     };
     return Concatenated({word(content.size()), bytes, word(crc)});
   };
-  FileBytes header = {static_cast<std::uint8_t>(width >> 24),
-                      static_cast<std::uint8_t>(width >> 16),
-                      static_cast<std::uint8_t>(width >> 8),
-                      static_cast<std::uint8_t>(width),
-                      static_cast<std::uint8_t>(height >> 24),
-                      static_cast<std::uint8_t>(height >> 16),
-                      static_cast<std::uint8_t>(height >> 8),
-                      static_cast<std::uint8_t>(height),
-                      depth,
-                      type,
-                      0,
-                      0,
-                      interlaced};
+  SFileBytes header = {static_cast<std::uint8_t>(width >> 24),
+                       static_cast<std::uint8_t>(width >> 16),
+                       static_cast<std::uint8_t>(width >> 8),
+                       static_cast<std::uint8_t>(width),
+                       static_cast<std::uint8_t>(height >> 24),
+                       static_cast<std::uint8_t>(height >> 16),
+                       static_cast<std::uint8_t>(height >> 8),
+                       static_cast<std::uint8_t>(height),
+                       depth,
+                       type,
+                       0,
+                       0,
+                       interlaced};
   return Concatenated({{0x89, 'P', 'N', 'G', 13, 10, 26, 10},
                        chunk("IHDR", header),
                        chunk("IDAT", {0x78, 0x9C, 0x63, 0, 0, 0, 1, 0, 1}),
@@ -173,7 +173,7 @@ TEST(Hostile, HugeClaimsAreRefusedWithoutTheMemory) {
   EXPECT_EQ(Outcome(PngThatClaims(2000000000, 1, 16, 6, 0)), -9);
   EXPECT_EQ(Outcome(PngThatClaims(30000, 30000, 8, 2, 1)), -9);
   EXPECT_EQ(Outcome(PngThatClaims(100000, 100000, 1, 0, 0)), -9);
-  FileBytes jpeg = EncodeJpeg(SmoothPicture(64, 64, 3), {});
+  SFileBytes jpeg = EncodeJpeg(SmoothPicture(64, 64, 3), {});
   for (std::size_t i = 2; i + 8 < jpeg.size(); ++i) {
     if (jpeg[i] == 0xFF && jpeg[i + 1] == 0xC0) {
       for (std::size_t k = 5; k < 9; ++k) jpeg[i + k] = 0xFF;
@@ -184,23 +184,23 @@ TEST(Hostile, HugeClaimsAreRefusedWithoutTheMemory) {
 }
 
 TEST(Hostile, EndlessScansAreRefused) {
-  JpegRecipe recipe;
+  SJpegRecipe recipe;
   recipe.separateScans = true;
-  const FileBytes sound = EncodeJpeg(SmoothPicture(16, 16, 3), recipe);
+  const SFileBytes sound = EncodeJpeg(SmoothPicture(16, 16, 3), recipe);
   // The last scan, again and again.
   std::size_t scan = 0;
   for (std::size_t i = 2; i + 1 < sound.size(); ++i) {
     if (sound[i] == 0xFF && sound[i + 1] == 0xDA) scan = i;
   }
-  const FileBytes last(sound.begin() + static_cast<std::ptrdiff_t>(scan), sound.end() - 2);
-  FileBytes bytes = Cut(sound, scan);
+  const SFileBytes last(sound.begin() + static_cast<std::ptrdiff_t>(scan), sound.end() - 2);
+  SFileBytes bytes = Cut(sound, scan);
   for (int i = 0; i < 5000; ++i) bytes.insert(bytes.end(), last.begin(), last.end());
   bytes.insert(bytes.end(), {0xFF, 0xD9});
   EXPECT_EQ(Outcome(bytes), -9);
 }
 
 TEST(Hostile, DecompressionBombsInTextsAreLeftOut) {
-  PngRecipe recipe;
+  SPngRecipe recipe;
   recipe.compressedTexts = {{"Description", std::string(64u << 20, 'z')}};
   const auto image = OpenBytes(EncodePng(SmoothPicture(8, 8, 1), recipe));
   EXPECT_TRUE(image->Metadata().text.description.IsEmpty());

@@ -9,16 +9,16 @@
 namespace imageformats {
 namespace {
 
-std::optional<SJpegDcPicture> Means(const FileBytes& bytes, bool fineColor = false) {
-  RenderGuard guard;
-  return ReadJpegDcPicture(*Input::FromMemory(bytes.data(), bytes.size()), fineColor, guard);
+std::optional<SBlockMeans> Means(const SFileBytes& bytes, bool fineColor = false) {
+  CRenderGuard guard;
+  return ReadJpegDcPicture(*CInput::FromMemory(bytes.data(), bytes.size()), fineColor, guard);
 }
 
 // libjpeg's own eighth, as YCbCr.
-std::vector<std::uint8_t> LibraryEighth(const FileBytes& bytes, SSize* size) {
-  JpegDecoder decoder{std::span<const std::uint8_t>(bytes)};
-  RenderGuard guard;
-  SJpegDecode how;
+std::vector<std::uint8_t> LibraryEighth(const SFileBytes& bytes, SSize* size) {
+  CJpegDecoder decoder{std::span<const std::uint8_t>(bytes)};
+  CRenderGuard guard;
+  SJpegDecodeOptions how;
   how.scale = 1;
   how.keepYCbCr = true;
   decoder.Start(how, guard);
@@ -32,18 +32,18 @@ TEST(JpegMeans, AreWhatTheLibraryMakesOfAnEighth) {
   for (const bool progressive : {false, true}) {
     for (const int restartRows : {0, 1}) {
       for (const std::uint32_t components : {1u, 3u}) {
-        JpegRecipe recipe;
+        SJpegRecipe recipe;
         recipe.progressive = progressive;
         recipe.restartRows = restartRows;
         recipe.quality = 60;
-        const FileBytes bytes = EncodeJpeg(NoisePicture(203, 117, components, 8, 9), recipe);
+        const SFileBytes bytes = EncodeJpeg(NoisePicture(203, 117, components, 8, 9), recipe);
         const auto means = Means(bytes);
         ASSERT_TRUE(means.has_value());
         SSize size;
         const auto reference = LibraryEighth(bytes, &size);
         ASSERT_EQ(means->planes.size(), components);
         for (std::uint32_t c = 0; c < components; ++c) {
-          const SJpegDcPlane& plane = means->planes[c];
+          const SBlockMeansPlane& plane = means->planes[c];
           ASSERT_EQ(plane.x.pixels, size.width);
           ASSERT_EQ(plane.y.pixels, size.height);
           for (std::uint32_t y = 0; y < size.height; ++y) {
@@ -60,19 +60,19 @@ TEST(JpegMeans, AreWhatTheLibraryMakesOfAnEighth) {
 
 TEST(JpegMeans, FineColourIsTheMeanOfQuarters) {
   for (const bool progressive : {false, true}) {
-    JpegRecipe recipe;
+    SJpegRecipe recipe;
     recipe.progressive = progressive;
     recipe.quality = 90;
     recipe.chromaX = recipe.chromaY = 2;
-    const FileBytes bytes = EncodeJpeg(SmoothPicture(256, 160, 3), recipe);
+    const SFileBytes bytes = EncodeJpeg(SmoothPicture(256, 160, 3), recipe);
     const auto means = Means(bytes, true);
     ASSERT_TRUE(means.has_value());
     ASSERT_EQ(means->planes[0].x.pixels, 32u);
     ASSERT_EQ(means->planes[1].x.pixels, 32u);
     // The colour planes as the library upsamples them, averaged over 8 x 8 pixels: the quarters' means.
-    JpegDecoder decoder{std::span<const std::uint8_t>(bytes)};
-    RenderGuard guard;
-    SJpegDecode how;
+    CJpegDecoder decoder{std::span<const std::uint8_t>(bytes)};
+    CRenderGuard guard;
+    SJpegDecodeOptions how;
     how.keepYCbCr = true;
     how.fast = true;  // replicates
     decoder.Start(how, guard);
@@ -85,7 +85,7 @@ TEST(JpegMeans, FineColourIsTheMeanOfQuarters) {
           for (std::uint32_t j = 0; j < 8; ++j) {
             for (std::uint32_t i = 0; i < 8; ++i) sum += rows[((y * 8 + j) * 256 + x * 8 + i) * 3 + c];
           }
-          const SJpegDcPlane& plane = means->planes[c];
+          const SBlockMeansPlane& plane = means->planes[c];
           ASSERT_NEAR(plane.means[y * plane.stride + x] / 8.0, sum / 64, progressive ? 2.5 : 0.6) << x << " " << y;
         }
       }
@@ -94,8 +94,8 @@ TEST(JpegMeans, FineColourIsTheMeanOfQuarters) {
 }
 
 TEST(JpegMeans, LeaveToTheLibraryWhatIsNotForThem) {
-  const TestPicture picture = SmoothPicture(64, 64, 3);
-  JpegRecipe arithmetic;
+  const STestPicture picture = SmoothPicture(64, 64, 3);
+  SJpegRecipe arithmetic;
   arithmetic.arithmetic = true;
   EXPECT_FALSE(Means(EncodeJpeg(picture, arithmetic)).has_value());
   EXPECT_FALSE(Means(EncodeJpeg(SmoothPicture(64, 64, 4))).has_value());
@@ -105,10 +105,10 @@ TEST(JpegMeans, LeaveToTheLibraryWhatIsNotForThem) {
 TEST(JpegMeans, GiveNothingForTruncatedData) {
   for (const bool progressive : {false, true}) {
     for (const int restartRows : {0, 1}) {
-      JpegRecipe recipe;
+      SJpegRecipe recipe;
       recipe.progressive = progressive;
       recipe.restartRows = restartRows;
-      const FileBytes bytes = EncodeJpeg(NoisePicture(64, 64, 3, 8, 3), recipe);
+      const SFileBytes bytes = EncodeJpeg(NoisePicture(64, 64, 3, 8, 3), recipe);
       for (std::size_t size = 4; size + 8 < bytes.size(); size += 37) {
         EXPECT_FALSE(Means({bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)}).has_value()) << size;
       }

@@ -8,7 +8,7 @@ namespace imageformats {
 namespace {
 
 TEST(JpegMetadata, DescribesThePicture) {
-  JpegRecipe recipe;
+  SJpegRecipe recipe;
   recipe.quality = 80;
   recipe.segments = {{0xFE, BytesOf("Stained with H&E")}};
   const auto image = OpenBytes(EncodeJpeg(SmoothPicture(50, 40, 3), recipe));
@@ -28,14 +28,14 @@ TEST(JpegMetadata, DescribesThePicture) {
 }
 
 TEST(JpegMarkers, CollectPieces) {
-  JpegRecipe recipe;
-  const FileBytes profile = SwappedPrimariesProfile();
+  SJpegRecipe recipe;
+  const SFileBytes profile = SwappedPrimariesProfile();
   recipe.segments = ProfileSegments(profile);
   recipe.segments.push_back({0xE1, ExifWithOrientation(3)});
   recipe.segments.push_back({0xE1, BytesOf("http://ns.adobe.com/xap/1.0/ something")});
   recipe.chromaX = 2;
-  const FileBytes bytes = EncodeJpeg(SmoothPicture(50, 40, 3), recipe);
-  const SJpegMarkers markers = ReadJpegMarkers(*Input::FromMemory(bytes.data(), bytes.size()));
+  const SFileBytes bytes = EncodeJpeg(SmoothPicture(50, 40, 3), recipe);
+  const SJpegMarkers markers = ReadJpegMarkers(*CInput::FromMemory(bytes.data(), bytes.size()));
   EXPECT_EQ(markers.profile, profile);
   EXPECT_EQ(markers.exif.size(), ExifWithOrientation(3).size() - 6);
   EXPECT_EQ(markers.subsamplingX, 2u);
@@ -44,18 +44,18 @@ TEST(JpegMarkers, CollectPieces) {
 }
 
 TEST(JpegMarkers, RefuseWhatHasNoPicture) {
-  const auto read = [](const FileBytes& bytes) {
-    return ReadJpegMarkers(*Input::FromMemory(bytes.data(), bytes.size()));
+  const auto read = [](const SFileBytes& bytes) {
+    return ReadJpegMarkers(*CInput::FromMemory(bytes.data(), bytes.size()));
   };
-  EXPECT_THROW(read(BytesOf("GIF89a, really")), DamagedError);
-  EXPECT_THROW(read({0xFF, 0xD8, 0xFF, 0xD9}), DamagedError);
-  EXPECT_THROW(read({0xFF, 0xD8, 0xFF, 0xC0, 0, 11, 8, 0, 0, 0, 5, 1, 1, 0x11, 0}), DamagedError);  // no height
-  EXPECT_THROW(read({0xFF, 0xD8, 0xFF, 0xE0, 0, 1}), DamagedError);
+  EXPECT_THROW(read(BytesOf("GIF89a, really")), CDamagedError);
+  EXPECT_THROW(read({0xFF, 0xD8, 0xFF, 0xD9}), CDamagedError);
+  EXPECT_THROW(read({0xFF, 0xD8, 0xFF, 0xC0, 0, 11, 8, 0, 0, 0, 5, 1, 1, 0x11, 0}), CDamagedError);  // no height
+  EXPECT_THROW(read({0xFF, 0xD8, 0xFF, 0xE0, 0, 1}), CDamagedError);
 }
 
 TEST(JpegMarkers, TheEndIsSeenBehindStuffedBytesAndSegments) {
-  const auto ends = [](const FileBytes& bytes, std::uint64_t from) {
-    return HasEndOfImage(*Input::FromMemory(bytes.data(), bytes.size()), from);
+  const auto ends = [](const SFileBytes& bytes, std::uint64_t from) {
+    return HasEndOfImage(*CInput::FromMemory(bytes.data(), bytes.size()), from);
   };
   EXPECT_TRUE(ends({1, 2, 0xFF, 0x00, 3, 0xFF, 0xD0, 4, 0xFF, 0xFF, 0xD9}, 0));
   EXPECT_TRUE(ends({9, 0xFF, 0xC4, 0, 4, 0xFF, 0xD9, 1, 0xFF, 0xD9}, 0));

@@ -13,10 +13,10 @@ namespace {
 
 struct SScene {
   const char* name;
-  TestPicture picture;
+  STestPicture picture;
 };
 
-TestPicture Converted(const SRgbImage& image) {
+STestPicture Converted(const SRgbImage& image) {
   return {static_cast<std::uint32_t>(image.width),
           static_cast<std::uint32_t>(image.height),
           3,
@@ -37,8 +37,8 @@ const std::vector<SScene>& Scenes() {
   return scenes;
 }
 
-std::vector<std::pair<const char*, JpegRecipe>> Recipes() {
-  JpegRecipe plain, halved, progressive;
+std::vector<std::pair<const char*, SJpegRecipe>> Recipes() {
+  SJpegRecipe plain, halved, progressive;
   halved.chromaX = halved.chromaY = 2;
   halved.quality = 80;
   progressive = halved;
@@ -47,8 +47,8 @@ std::vector<std::pair<const char*, JpegRecipe>> Recipes() {
 }
 
 // A thumbnail as the cache keeps it.
-TestPicture Stored(const TestPicture& thumbnail) {
-  JpegRecipe recipe;
+STestPicture Stored(const STestPicture& thumbnail) {
+  SJpegRecipe recipe;
   recipe.quality = 80;
   recipe.chromaX = recipe.chromaY = 2;
   return ReadAll(*OpenBytes(EncodeJpeg(thumbnail, recipe)));
@@ -58,13 +58,13 @@ TestPicture Stored(const TestPicture& thumbnail) {
 TEST(JpegQuality, FastLosesAtMostOneDecibelAndStaysNearTheAverageOfAllPixels) {
   for (const SScene& scene : Scenes()) {
     for (const auto& [kind, recipe] : Recipes()) {
-      const FileBytes bytes = EncodeJpeg(scene.picture, recipe);
-      const TestPicture decoded = ReadAll(*OpenBytes(bytes));
+      const SFileBytes bytes = EncodeJpeg(scene.picture, recipe);
+      const STestPicture decoded = ReadAll(*OpenBytes(bytes));
       for (const SThumbnailSize box : {SThumbnailSize{240, 90}, SThumbnailSize{320, 120}, SThumbnailSize{80, 45}}) {
         const SThumbnailSize size = FitInto(box, decoded.width, decoded.height);
-        const TestPicture truth = AreaAverage(scene.picture, size.width, size.height);
-        const TestPicture full = AreaAverage(decoded, size.width, size.height);
-        const TestPicture fast = RenderBytes(bytes, size.width, size.height, true);
+        const STestPicture truth = AreaAverage(scene.picture, size.width, size.height);
+        const STestPicture full = AreaAverage(decoded, size.width, size.height);
+        const STestPicture fast = RenderBytes(bytes, size.width, size.height, true);
         const auto where = [&, kind = kind] {
           return std::string(scene.name) + ", " + kind + ", " + std::to_string(size.width);
         };
@@ -77,14 +77,14 @@ TEST(JpegQuality, FastLosesAtMostOneDecibelAndStaysNearTheAverageOfAllPixels) {
 
 // Every pixel of noise is another one: leaving out three of four of them would leave 18 dB.
 TEST(JpegQuality, HighQualityCountsEveryPixel) {
-  const TestPicture picture = NoisePicture(480, 360, 3, 8, 11);
+  const STestPicture picture = NoisePicture(480, 360, 3, 8, 11);
   for (const auto& [kind, recipe] : Recipes()) {
-    JpegRecipe fine = recipe;
+    SJpegRecipe fine = recipe;
     fine.quality = 95;
-    const FileBytes bytes = EncodeJpeg(picture, fine);
-    const TestPicture decoded = ReadAll(*OpenBytes(bytes));
+    const SFileBytes bytes = EncodeJpeg(picture, fine);
+    const STestPicture decoded = ReadAll(*OpenBytes(bytes));
     for (const SThumbnailSize size : {SThumbnailSize{160, 120}, SThumbnailSize{120, 90}, SThumbnailSize{27, 20}}) {
-      const TestPicture full = AreaAverage(decoded, size.width, size.height);
+      const STestPicture full = AreaAverage(decoded, size.width, size.height);
       EXPECT_GE(Psnr(RenderBytes(bytes, size.width, size.height, false), full), 34.0) << kind << ", " << size.width;
     }
   }

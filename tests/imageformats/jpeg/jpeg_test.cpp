@@ -7,20 +7,20 @@
 namespace imageformats {
 namespace {
 
-TestPicture GreyAsRgb(const TestPicture& grey) {
-  TestPicture rgb{grey.width, grey.height, 3, 8, {}};
+STestPicture GreyAsRgb(const STestPicture& grey) {
+  STestPicture rgb{grey.width, grey.height, 3, 8, {}};
   for (const std::uint16_t v : grey.samples) rgb.samples.insert(rgb.samples.end(), {v, v, v});
   return rgb;
 }
 
-struct NamedRecipe {
+struct SNamedRecipe {
   const char* name;
-  JpegRecipe recipe;
+  SJpegRecipe recipe;
 };
 
-std::vector<NamedRecipe> AllKinds() {
-  std::vector<NamedRecipe> kinds = {{"baseline", {}}};
-  JpegRecipe r;
+std::vector<SNamedRecipe> AllKinds() {
+  std::vector<SNamedRecipe> kinds = {{"baseline", {}}};
+  SJpegRecipe r;
   r.chromaX = r.chromaY = 2;
   kinds.push_back({"4:2:0", r});
   r.progressive = true;
@@ -50,16 +50,16 @@ std::vector<NamedRecipe> AllKinds() {
   r = {};
   r.chromaY = 2;
   kinds.push_back({"4:4:0", r});
-  for (NamedRecipe& kind : kinds) kind.recipe.quality = 95;
+  for (SNamedRecipe& kind : kinds) kind.recipe.quality = 95;
   return kinds;
 }
 
 TEST(Jpeg, EveryKindRendersToItsAverage) {
-  const TestPicture picture = SmoothPicture(400, 300, 3);
+  const STestPicture picture = SmoothPicture(400, 300, 3);
   for (const SSize size : {SSize{20, 15}, SSize{37, 28}, SSize{133, 100}, SSize{400, 300}, SSize{399, 1}}) {
-    const TestPicture average = AreaAverage(picture, size.width, size.height);
-    for (const NamedRecipe& kind : AllKinds()) {
-      const FileBytes bytes = EncodeJpeg(picture, kind.recipe);
+    const STestPicture average = AreaAverage(picture, size.width, size.height);
+    for (const SNamedRecipe& kind : AllKinds()) {
+      const SFileBytes bytes = EncodeJpeg(picture, kind.recipe);
       for (const bool fast : {true, false}) {
         EXPECT_GT(Psnr(RenderBytes(bytes, size.width, size.height, fast), average), 36.0)
             << kind.name << " " << size.width << "x" << size.height << " fast " << fast;
@@ -69,12 +69,12 @@ TEST(Jpeg, EveryKindRendersToItsAverage) {
 }
 
 TEST(Jpeg, FastIsNearTheAverageOfAllPixels) {
-  const TestPicture picture = SmoothPicture(640, 448, 3);
-  for (const NamedRecipe& kind : AllKinds()) {
-    const FileBytes bytes = EncodeJpeg(picture, kind.recipe);
-    const TestPicture decoded = ReadAll(*OpenBytes(bytes));
+  const STestPicture picture = SmoothPicture(640, 448, 3);
+  for (const SNamedRecipe& kind : AllKinds()) {
+    const SFileBytes bytes = EncodeJpeg(picture, kind.recipe);
+    const STestPicture decoded = ReadAll(*OpenBytes(bytes));
     for (const SSize size : {SSize{164, 115}, SSize{40, 28}}) {
-      const TestPicture average = AreaAverage(decoded, size.width, size.height);
+      const STestPicture average = AreaAverage(decoded, size.width, size.height);
       const double exact = Psnr(RenderBytes(bytes, size.width, size.height, false), average);
       const double fast = Psnr(RenderBytes(bytes, size.width, size.height, true), average);
       EXPECT_GT(exact, 40.0) << kind.name << " " << size.width;
@@ -84,11 +84,11 @@ TEST(Jpeg, FastIsNearTheAverageOfAllPixels) {
 }
 
 TEST(Jpeg, GreyStaysGrey) {
-  const TestPicture picture = SmoothPicture(200, 100, 1);
+  const STestPicture picture = SmoothPicture(200, 100, 1);
   for (const bool progressive : {false, true}) {
-    JpegRecipe recipe;
+    SJpegRecipe recipe;
     recipe.progressive = progressive;
-    const FileBytes bytes = EncodeJpeg(picture, recipe);
+    const SFileBytes bytes = EncodeJpeg(picture, recipe);
     const auto image = OpenBytes(bytes);
     EXPECT_EQ(image->Info().components, 1u);
     EXPECT_EQ(image->Info().bpcInMemory, 8);
@@ -99,38 +99,38 @@ TEST(Jpeg, GreyStaysGrey) {
 }
 
 TEST(Jpeg, ReadGivesThePixels) {
-  const TestPicture picture = SmoothPicture(123, 77, 3);
-  for (const NamedRecipe& kind : AllKinds()) {
+  const STestPicture picture = SmoothPicture(123, 77, 3);
+  for (const SNamedRecipe& kind : AllKinds()) {
     const double wanted = kind.recipe.chromaX == 4 ? 30.0 : 36.0;  // the colour that the file left out
     EXPECT_GT(Psnr(ReadAll(*OpenBytes(EncodeJpeg(picture, kind.recipe))), picture), wanted) << kind.name;
   }
 }
 
 TEST(Jpeg, OperationsMayBeRepeatedInAnyOrder) {
-  const FileBytes bytes = EncodeJpeg(SmoothPicture(123, 77, 3));
+  const SFileBytes bytes = EncodeJpeg(SmoothPicture(123, 77, 3));
   const auto image = OpenBytes(bytes);
-  const TestPicture small = Render(*image, 50, 31);
-  const TestPicture all = ReadAll(*image);
+  const STestPicture small = Render(*image, 50, 31);
+  const STestPicture all = ReadAll(*image);
   EXPECT_EQ(Render(*image, 50, 31), small);
   image->Metadata();
   EXPECT_EQ(ReadAll(*image), all);
 }
 
 TEST(Jpeg, InksAreTurnedIntoLight) {
-  TestPicture inks{64, 16, 4, 8, {}};
+  STestPicture inks{64, 16, 4, 8, {}};
   inks.samples.assign(64 * 16 * 4, 0);
   for (std::uint32_t y = 0; y < 16; ++y) {
     for (std::uint32_t x = 0; x < 64; ++x) inks.At(x, y, x / 16) = 255;  // cyan, magenta, yellow, black
   }
   const std::vector<std::vector<int>> light = {{0, 255, 255}, {255, 0, 255}, {255, 255, 0}, {0, 0, 0}};
-  JpegRecipe plain, adobe, ycck;
+  SJpegRecipe plain, adobe, ycck;
   adobe.adobeCmyk = true;
   ycck.ycck = true;
-  for (JpegRecipe recipe : {plain, adobe, ycck}) {
+  for (SJpegRecipe recipe : {plain, adobe, ycck}) {
     recipe.quality = 100;
     const auto image = OpenBytes(EncodeJpeg(inks, recipe));
     EXPECT_EQ(image->Info().components, 4u);
-    const TestPicture shown = Render(*image, 4, 1);
+    const STestPicture shown = Render(*image, 4, 1);
     for (std::uint32_t x = 0; x < 4; ++x) {
       for (std::uint32_t c = 0; c < 3; ++c) EXPECT_NEAR(shown.At(x, 0, c), light[x][c], 4) << x << " " << c;
     }
@@ -139,9 +139,9 @@ TEST(Jpeg, InksAreTurnedIntoLight) {
 }
 
 TEST(Jpeg, OrientationTurnsGeometryPixelsAndRenderingAlike) {
-  const TestPicture picture = SmoothPicture(96, 64, 3);
-  JpegRecipe recipe;
-  const TestPicture upright = ReadAll(*OpenBytes(EncodeJpeg(picture, recipe)));
+  const STestPicture picture = SmoothPicture(96, 64, 3);
+  SJpegRecipe recipe;
+  const STestPicture upright = ReadAll(*OpenBytes(EncodeJpeg(picture, recipe)));
   for (int orientation = 1; orientation <= 8; ++orientation) {
     SCOPED_TRACE(orientation);
     recipe.segments = {{0xE1, ExifWithOrientation(orientation)}};
@@ -149,7 +149,7 @@ TEST(Jpeg, OrientationTurnsGeometryPixelsAndRenderingAlike) {
     const bool turned = orientation >= 5;
     ASSERT_EQ(image->Info().width, turned ? 64u : 96u);
     ASSERT_EQ(image->Info().height, turned ? 96u : 64u);
-    const TestPicture read = ReadAll(*image);
+    const STestPicture read = ReadAll(*image);
     // What is displayed at (x, y), looked up in the stored picture.
     const auto stored = [&](std::uint32_t x, std::uint32_t y) {
       const std::uint32_t w = 95, h = 63;
@@ -169,28 +169,28 @@ TEST(Jpeg, OrientationTurnsGeometryPixelsAndRenderingAlike) {
 }
 
 TEST(Jpeg, ProfilesAreFollowed) {
-  JpegRecipe recipe;
+  SJpegRecipe recipe;
   recipe.quality = 100;
   recipe.segments = ProfileSegments(SwappedPrimariesProfile());
-  TestPicture red{32, 32, 3, 8, std::vector<std::uint16_t>(32 * 32 * 3, 0)};
+  STestPicture red{32, 32, 3, 8, std::vector<std::uint16_t>(32 * 32 * 3, 0)};
   for (std::size_t i = 0; i < red.samples.size(); i += 3) red.samples[i] = 255;
-  const TestPicture shown = RenderBytes(EncodeJpeg(red, recipe), 4, 4);
+  const STestPicture shown = RenderBytes(EncodeJpeg(red, recipe), 4, 4);
   EXPECT_LT(shown.At(0, 0, 0), 50);
   EXPECT_GT(shown.At(0, 0, 1), 220);
 }
 
 TEST(Jpeg, SmallPicturesAreEnlarged) {
-  const TestPicture picture = SmoothPicture(3, 2, 3);
-  const TestPicture shown = RenderBytes(EncodeJpeg(picture), 270, 180);
+  const STestPicture picture = SmoothPicture(3, 2, 3);
+  const STestPicture shown = RenderBytes(EncodeJpeg(picture), 270, 180);
   EXPECT_EQ(shown.width, 270u);
   EXPECT_NEAR(shown.At(0, 0, 0), picture.At(0, 0, 0), 12);
   EXPECT_NEAR(shown.At(269, 179, 2), picture.At(2, 1, 2), 12);
 }
 
 TEST(Jpeg, TwelveBitAndLosslessAreUnsupportedButOpen) {
-  const FileBytes sound = EncodeJpeg(SmoothPicture(40, 30, 3));
+  const SFileBytes sound = EncodeJpeg(SmoothPicture(40, 30, 3));
   const auto frame = [&](std::uint8_t marker, std::uint8_t precision) {
-    FileBytes bytes = sound;
+    SFileBytes bytes = sound;
     for (std::size_t i = 2; i + 4 < bytes.size(); ++i) {
       if (bytes[i] == 0xFF && bytes[i + 1] == 0xC0) {
         bytes[i + 1] = marker;
@@ -202,19 +202,19 @@ TEST(Jpeg, TwelveBitAndLosslessAreUnsupportedButOpen) {
   };
   const std::pair<std::uint8_t, std::uint8_t> kinds[] = {{0xC1, 12}, {0xC2, 12}, {0xC3, 8}, {0xC5, 8}, {0xCB, 8}};
   for (const auto& [marker, precision] : kinds) {
-    const FileBytes bytes = frame(marker, precision);
+    const SFileBytes bytes = frame(marker, precision);
     const auto image = OpenBytes(bytes);
     EXPECT_EQ(image->Info().width, 40u);
     EXPECT_EQ(image->Info().bpcSignificant, precision);
-    EXPECT_THROW(Render(*image, 10, 10), UnsupportedError) << static_cast<int>(marker);
-    EXPECT_THROW(ReadAll(*image), UnsupportedError) << static_cast<int>(marker);
+    EXPECT_THROW(Render(*image, 10, 10), CUnsupportedError) << static_cast<int>(marker);
+    EXPECT_THROW(ReadAll(*image), CUnsupportedError) << static_cast<int>(marker);
   }
-  EXPECT_THROW(RenderBytes(frame(0xC0, 9), 10, 10), DamagedError);
+  EXPECT_THROW(RenderBytes(frame(0xC0, 9), 10, 10), CDamagedError);
 }
 
 TEST(Jpeg, AMissingEndMarkerAloneIsNoDamage) {
-  for (const NamedRecipe& kind : AllKinds()) {
-    FileBytes bytes = EncodeJpeg(SmoothPicture(200, 150, 3), kind.recipe);
+  for (const SNamedRecipe& kind : AllKinds()) {
+    SFileBytes bytes = EncodeJpeg(SmoothPicture(200, 150, 3), kind.recipe);
     bytes.erase(bytes.end() - 2, bytes.end());
     // A separate scan's end is known by the next marker only.
     if (kind.recipe.separateScans) continue;
@@ -224,8 +224,8 @@ TEST(Jpeg, AMissingEndMarkerAloneIsNoDamage) {
 }
 
 TEST(Jpeg, BytesBetweenSegmentsAndBehindTheEndAreTolerated) {
-  const FileBytes sound = EncodeJpeg(SmoothPicture(64, 48, 3));
-  FileBytes junk(sound.begin(), sound.begin() + 20);  // SOI, APP0
+  const SFileBytes sound = EncodeJpeg(SmoothPicture(64, 48, 3));
+  SFileBytes junk(sound.begin(), sound.begin() + 20);  // SOI, APP0
   junk.insert(junk.end(), {1, 2, 3, 4, 5});
   junk.insert(junk.end(), sound.begin() + 20, sound.end());
   junk.insert(junk.end(), 1000, 0x55);
@@ -233,9 +233,9 @@ TEST(Jpeg, BytesBetweenSegmentsAndBehindTheEndAreTolerated) {
 }
 
 TEST(JpegDecoder, TakesTablesAndStreamsInTurn) {
-  const FileBytes a = EncodeJpeg(SmoothPicture(64, 32, 3)), b = EncodeJpeg(NoisePicture(16, 16, 3, 8, 1));
-  JpegDecoder decoder{std::span<const std::uint8_t>(a)};
-  RenderGuard guard;
+  const SFileBytes a = EncodeJpeg(SmoothPicture(64, 32, 3)), b = EncodeJpeg(NoisePicture(16, 16, 3, 8, 1));
+  CJpegDecoder decoder{std::span<const std::uint8_t>(a)};
+  CRenderGuard guard;
   EXPECT_EQ(decoder.ReadHeader().width, 64u);
   decoder.Start({}, guard);
   std::vector<std::uint8_t> rows(64 * 3 * 32);
@@ -243,13 +243,13 @@ TEST(JpegDecoder, TakesTablesAndStreamsInTurn) {
   EXPECT_EQ(decoder.RowsLeft(), 22u);
   decoder.SetStream(b);
   EXPECT_EQ(decoder.ReadHeader().width, 16u);
-  SJpegDecode half;
+  SJpegDecodeOptions half;
   half.scale = 4;
   decoder.Start(half, guard);
   EXPECT_EQ(decoder.OutputSize(), (SSize{8, 8}));
   decoder.ReadRows(rows.data(), 24, 8);
   EXPECT_EQ(decoder.RowsLeft(), 0u);
-  EXPECT_THROW(decoder.ReadRows(rows.data(), 24, 1), DamagedError);
+  EXPECT_THROW(decoder.ReadRows(rows.data(), 24, 1), CDamagedError);
 }
 
 TEST(JpegDecoder, ScalesLeaveTheirSpare) {
@@ -261,21 +261,21 @@ TEST(JpegDecoder, ScalesLeaveTheirSpare) {
 }
 
 TEST(Jpeg, MemoryOfRepeatedScansIsLimited) {
-  JpegRecipe recipe;
+  SJpegRecipe recipe;
   recipe.progressive = true;
-  const FileBytes bytes = EncodeJpeg(SmoothPicture(512, 512, 3), recipe);
-  JpegDecoder decoder{std::span<const std::uint8_t>(bytes)};
-  RenderGuard guard(SRenderLimits{1 << 20, 1ull << 40, std::chrono::hours(1)});
-  EXPECT_THROW(decoder.Start({}, guard), DamagedError);
+  const SFileBytes bytes = EncodeJpeg(SmoothPicture(512, 512, 3), recipe);
+  CJpegDecoder decoder{std::span<const std::uint8_t>(bytes)};
+  CRenderGuard guard(SRenderLimits{1 << 20, 1ull << 40, std::chrono::hours(1)});
+  EXPECT_THROW(decoder.Start({}, guard), CDamagedError);
 }
 
 TEST(Jpeg, FilesAndMemoryGiveTheSame) {
-  const ScratchFolder folder;
-  JpegRecipe recipe;
+  const CScratchFolder folder;
+  SJpegRecipe recipe;
   recipe.progressive = true;
   recipe.chromaX = recipe.chromaY = 2;
   // Larger than the buffers that files are read through.
-  const FileBytes bytes = EncodeJpeg(NoisePicture(700, 500, 3, 8, 2), recipe);
+  const SFileBytes bytes = EncodeJpeg(NoisePicture(700, 500, 3, 8, 2), recipe);
   ASSERT_GT(bytes.size(), 100000u);
   const auto image = OpenPath(folder.Write("a.jpg", bytes));
   for (const SSize size : {SSize{20, 14}, SSize{43, 31}, SSize{300, 214}}) {

@@ -9,7 +9,7 @@
 namespace imageformats {
 namespace {
 
-SQvImageInfo Format(const TestPicture& picture, std::uint32_t padding) {
+SQvImageInfo Format(const STestPicture& picture, std::uint32_t padding) {
   SQvImageInfo format;
   format.width = picture.width;
   format.height = picture.height;
@@ -19,7 +19,7 @@ SQvImageInfo Format(const TestPicture& picture, std::uint32_t padding) {
   return format;
 }
 
-FileBytes Written(const TestPicture& picture, double quality) {
+SFileBytes Written(const STestPicture& picture, double quality) {
   const SQvImageInfo format = Format(picture, 7);
   std::vector<std::uint8_t> rows(std::size_t{format.widthBytes} * format.height, 0xAA);
   const std::size_t rowSamples = std::size_t{picture.width} * picture.components;
@@ -28,7 +28,7 @@ FileBytes Written(const TestPicture& picture, double quality) {
   }
   CQvByteArray bytes;
   bytes.Append("old", 3);
-  JpegWriter writer(bytes);
+  CJpegWriter writer(bytes);
   writer.SetFormat(format, quality);
   writer.Write(rows.data());
   writer.Finish();
@@ -37,8 +37,8 @@ FileBytes Written(const TestPicture& picture, double quality) {
 
 TEST(JpegWriter, ReadsBack) {
   for (const std::uint32_t components : {1u, 3u}) {
-    const TestPicture picture = SmoothPicture(240, 180, components);
-    const FileBytes bytes = Written(picture, 0.8);
+    const STestPicture picture = SmoothPicture(240, 180, components);
+    const SFileBytes bytes = Written(picture, 0.8);
     const auto image = OpenBytes(bytes);
     EXPECT_EQ(image->Info().components, components);
     EXPECT_GT(Psnr(ReadAll(*image), picture), 33.0);
@@ -46,15 +46,15 @@ TEST(JpegWriter, ReadsBack) {
 }
 
 TEST(JpegWriter, QualityIsObeyed) {
-  const TestPicture picture = NoisePicture(100, 100, 3, 8, 1);
+  const STestPicture picture = NoisePicture(100, 100, 3, 8, 1);
   EXPECT_GT(Written(picture, 1.0).size(), 3 * Written(picture, 0.3).size());
   EXPECT_NEAR(OpenBytes(Written(picture, 0.8))->Info().compressionParam, 0.8, 0.02);
   EXPECT_FALSE(Written(picture, 0.0).empty());
 }
 
 TEST(JpegWriter, LargeStreamsGoThroughTheBuffer) {
-  const TestPicture picture = NoisePicture(600, 600, 3, 8, 2);
-  const FileBytes bytes = Written(picture, 1.0);
+  const STestPicture picture = NoisePicture(600, 600, 3, 8, 2);
+  const SFileBytes bytes = Written(picture, 1.0);
   ASSERT_GT(bytes.size(), 300000u);
   EXPECT_EQ(ReadAll(*OpenBytes(bytes)).width, 600u);
 }
@@ -63,8 +63,8 @@ TEST(JpegWriter, RefusesWhatJpegCannotHold) {
   const SQvImageInfo good = Format(SmoothPicture(8, 8, 3), 0);
   const auto refused = [](const SQvImageInfo& format, double quality) {
     CQvByteArray bytes;
-    JpegWriter writer(bytes);
-    EXPECT_THROW(writer.SetFormat(format, quality), DamagedError);
+    CJpegWriter writer(bytes);
+    EXPECT_THROW(writer.SetFormat(format, quality), CDamagedError);
   };
   SQvImageInfo format = good;
   format.bpcInMemory = 16;

@@ -8,7 +8,7 @@
 namespace imageformats {
 namespace {
 
-SImageMetadata MetadataOf(const PngRecipe& recipe) {
+SImageMetadata MetadataOf(const SPngRecipe& recipe) {
   return OpenBytes(EncodePng(SmoothPicture(20, 10, 3), recipe))->Metadata();
 }
 
@@ -23,7 +23,7 @@ TEST(PngMetadata, DescribesThePicture) {
 }
 
 TEST(PngMetadata, KeywordsFillTheTexts) {
-  PngRecipe recipe;
+  SPngRecipe recipe;
   recipe.texts = {{"Title", "Plate 7"}, {"Author", "Ada \xC9xample"}, {"Software", "Plotter"}, {"Source", "Camera 3"}};
   recipe.compressedTexts = {{"Description", "Wound healing"}, {"Copyright", "CC0"}};
   recipe.unicodeTexts = {{"Comment", "5 \xC2\xB5m"}};
@@ -37,7 +37,7 @@ TEST(PngMetadata, KeywordsFillTheTexts) {
 }
 
 TEST(PngMetadata, ACommentServesAsDescription) {
-  PngRecipe recipe;
+  SPngRecipe recipe;
   recipe.unicodeTexts = {{"Comment", "5 \xC2\xB5m"}};
   EXPECT_EQ(MetadataOf(recipe).text.description, CQvStringW(L"5 \u00B5m"));
 }
@@ -45,20 +45,20 @@ TEST(PngMetadata, ACommentServesAsDescription) {
 TEST(PngMetadata, CreationTimeIsUnderstoodInItsUsualForms) {
   for (const char* text : {"Sat, 01 Jan 2000 12:00:00 +0000", "1 Jan 2000 13:00:00 +0100", "2000-01-01T12:00:00Z",
                            "2000:01:01 12:00:00"}) {
-    PngRecipe recipe;
+    SPngRecipe recipe;
     recipe.texts = {{"Creation Time", text}};
     const SImageMetadata metadata = MetadataOf(recipe);
     EXPECT_NEAR(metadata.acquisitionTime, 2451545.0, 1e-8) << text;
     EXPECT_FALSE(metadata.text.date.IsEmpty());
   }
-  PngRecipe recipe;
+  SPngRecipe recipe;
   recipe.texts = {{"Creation Time", "yesterday"}};
   EXPECT_EQ(MetadataOf(recipe).acquisitionTime, 0.0);
   EXPECT_EQ(MetadataOf(recipe).text.date, CQvStringW(L"yesterday"));
 }
 
 TEST(PngMetadata, TheLastChangeIsADateButNoAcquisition) {
-  PngRecipe recipe;
+  SPngRecipe recipe;
   recipe.modified = {2021, 3, 4, 5, 6, 7};
   const SImageMetadata metadata = MetadataOf(recipe);
   EXPECT_EQ(metadata.text.date, CQvStringW(L"2021-03-04 05:06:07"));
@@ -66,12 +66,12 @@ TEST(PngMetadata, TheLastChangeIsADateButNoAcquisition) {
 }
 
 TEST(PngHeader, ReadsWhatComesBeforeThePixels) {
-  PngRecipe recipe;
+  SPngRecipe recipe;
   recipe.gamma = 0.45455;
   recipe.profile = SwappedPrimariesProfile();
   recipe.significantBits = 5;
-  const FileBytes bytes = EncodePng(SmoothPicture(20, 10, 3), recipe);
-  const SPngHeader header = ReadPngHeader(*Input::FromMemory(bytes.data(), bytes.size()));
+  const SFileBytes bytes = EncodePng(SmoothPicture(20, 10, 3), recipe);
+  const SPngHeader header = ReadPngHeader(*CInput::FromMemory(bytes.data(), bytes.size()));
   EXPECT_EQ(header.width, 20u);
   EXPECT_EQ(header.bitDepth, 8);
   EXPECT_EQ(header.profile, recipe.profile);
@@ -81,15 +81,15 @@ TEST(PngHeader, ReadsWhatComesBeforeThePixels) {
 }
 
 TEST(PngHeader, RefusesImpossibleHeaders) {
-  const FileBytes sound = EncodePng(SmoothPicture(20, 10, 3));
+  const SFileBytes sound = EncodePng(SmoothPicture(20, 10, 3));
   // Of width, height, depth, colour type, compression, filter and interlacing; each without its CRC being right.
   for (const auto& [offset, value] : std::vector<std::pair<std::size_t, std::uint8_t>>{
            {16, 0xFF}, {19, 0}, {23, 0}, {24, 3}, {25, 1}, {26, 1}, {27, 1}, {28, 2}}) {
-    FileBytes bytes = sound;
+    SFileBytes bytes = sound;
     bytes[offset] = value;
-    EXPECT_THROW(ReadPngHeader(*Input::FromMemory(bytes.data(), bytes.size())), DamagedError) << offset;
+    EXPECT_THROW(ReadPngHeader(*CInput::FromMemory(bytes.data(), bytes.size())), CDamagedError) << offset;
   }
-  EXPECT_THROW(ReadPngHeader(*Input::FromMemory(sound.data(), 33)), DamagedError);
+  EXPECT_THROW(ReadPngHeader(*CInput::FromMemory(sound.data(), 33)), CDamagedError);
 }
 
 }  // namespace

@@ -12,31 +12,31 @@
 namespace imageformats {
 namespace {
 
-TestPicture Noise(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint32_t bits) {
+STestPicture Noise(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint32_t bits) {
   return NoisePicture(width, height, components, bits, width + components + bits);
 }
 
-TestPicture GreyAsRgb(const TestPicture& grey) {
-  TestPicture rgb{grey.width, grey.height, 3, 8, {}};
+STestPicture GreyAsRgb(const STestPicture& grey) {
+  STestPicture rgb{grey.width, grey.height, 3, 8, {}};
   for (const std::uint16_t v : grey.samples) rgb.samples.insert(rgb.samples.end(), {v, v, v});
   return rgb;
 }
 
-struct Kind {
+struct SKind {
   std::uint32_t components, bits;
 };
-constexpr Kind kKinds[] = {{1, 1}, {1, 2}, {1, 4}, {1, 8}, {1, 16}, {2, 8}, {2, 16}, {3, 8}, {3, 16}, {4, 8}, {4, 16}};
+constexpr SKind kKinds[] = {{1, 1}, {1, 2}, {1, 4}, {1, 8}, {1, 16}, {2, 8}, {2, 16}, {3, 8}, {3, 16}, {4, 8}, {4, 16}};
 
 TEST(Png, EveryTypeAndFilterReadsBackExactly) {
   constexpr int kFilters[] = {PNG_FILTER_NONE, PNG_FILTER_SUB, PNG_FILTER_UP, PNG_FILTER_AVG, PNG_FILTER_PAETH, -1};
-  for (const Kind& kind : kKinds) {
+  for (const SKind& kind : kKinds) {
     for (const bool interlaced : {false, true}) {
       for (const int filters : kFilters) {
         SCOPED_TRACE(testing::Message() << kind.components << " components of " << kind.bits << " bits, interlaced "
                                         << interlaced << " filters " << filters);
         for (const SSize size : {SSize{1, 1}, SSize{5, 3}, SSize{37, 29}}) {
-          TestPicture picture = Noise(size.width, size.height, kind.components, kind.bits);
-          PngRecipe recipe;
+          STestPicture picture = Noise(size.width, size.height, kind.components, kind.bits);
+          SPngRecipe recipe;
           recipe.interlaced = interlaced;
           recipe.filters = filters;
           const auto image = OpenBytes(EncodePng(picture, recipe));
@@ -54,15 +54,15 @@ TEST(Png, EveryTypeAndFilterReadsBackExactly) {
 
 // Small pictures are inflated in one go, others row by row: both must be right.
 TEST(Png, BothWaysOfDecodingAgree) {
-  for (const Kind& kind : kKinds) {
-    const FileBytes bytes = EncodePng(Noise(67, 41, kind.components, kind.bits));
-    const auto input = Input::FromMemory(bytes.data(), bytes.size());
+  for (const SKind& kind : kKinds) {
+    const SFileBytes bytes = EncodePng(Noise(67, 41, kind.components, kind.bits));
+    const auto input = CInput::FromMemory(bytes.data(), bytes.size());
     const SPngHeader header = ReadPngHeader(*input);
-    RenderGuard guard;
+    CRenderGuard guard;
     const auto whole = OpenWholePng(*input, header, guard), library = OpenLibraryPng(input, header, guard);
     ASSERT_NE(whole, nullptr);
     for (std::uint32_t y = 0; y < header.height;) {
-      const PngRows::SBand a = whole->NextBand(7), b = library->NextBand(a.count);
+      const IPngRowSource::SBand a = whole->NextBand(7), b = library->NextBand(a.count);
       ASSERT_EQ(a.count, b.count);
       for (std::uint32_t i = 0; i < a.count; ++i, ++y) {
         const std::vector<std::uint8_t> rowA(a.rows + i * a.stride, a.rows + i * a.stride + header.RowBytes());
@@ -74,43 +74,43 @@ TEST(Png, BothWaysOfDecodingAgree) {
 }
 
 TEST(Png, LargePicturesAreStreamedWithinTheLimit) {
-  const TestPicture picture = SmoothPicture(1300, 1130, 3);  // more than the four mebibytes below
-  const FileBytes bytes = EncodePng(picture);
-  const auto input = Input::FromMemory(bytes.data(), bytes.size());
-  RenderGuard guard(SRenderLimits{4u << 20, 1ull << 40, std::chrono::hours(1)});
+  const STestPicture picture = SmoothPicture(1300, 1130, 3);  // more than the four mebibytes below
+  const SFileBytes bytes = EncodePng(picture);
+  const auto input = CInput::FromMemory(bytes.data(), bytes.size());
+  CRenderGuard guard(SRenderLimits{4u << 20, 1ull << 40, std::chrono::hours(1)});
   EXPECT_EQ(OpenWholePng(*input, ReadPngHeader(*input), guard), nullptr);
   const auto image = OpenBytes(bytes);
   SQvPicBuf out;
   CQvPicBufAPI::Init(&out);
   ASSERT_EQ(CQvPicBufAPI::Reinit(&out, 207, 180, 0, 8, 3, true), 0);
   EXPECT_NO_THROW(image->Render({207, 180, true, 0xFFFFFFFFu}, out, guard));
-  const TestPicture average = AreaAverage(picture, 207, 180);
+  const STestPicture average = AreaAverage(picture, 207, 180);
   EXPECT_NEAR(static_cast<const std::uint8_t*>(out.data)[90 * out.widthBytes + 300], average.At(100, 90, 0), 1);
   CQvPicBufAPI::Free(&out);
 }
 
 TEST(Png, InterlacedPicturesNeedTheirMemory) {
-  PngRecipe recipe;
+  SPngRecipe recipe;
   recipe.interlaced = true;
-  const FileBytes bytes = EncodePng(SmoothPicture(800, 800, 3), recipe);
+  const SFileBytes bytes = EncodePng(SmoothPicture(800, 800, 3), recipe);
   const auto image = OpenBytes(bytes);
   SQvPicBuf out;
   CQvPicBufAPI::Init(&out);
   ASSERT_EQ(CQvPicBufAPI::Reinit(&out, 18, 18, 0, 8, 3, true), 0);
-  RenderGuard guard(SRenderLimits{1u << 20, 1ull << 40, std::chrono::hours(1)});
-  EXPECT_THROW(image->Render({18, 18, true, 0xFFFFFFFFu}, out, guard), DamagedError);
+  CRenderGuard guard(SRenderLimits{1u << 20, 1ull << 40, std::chrono::hours(1)});
+  EXPECT_THROW(image->Render({18, 18, true, 0xFFFFFFFFu}, out, guard), CDamagedError);
   CQvPicBufAPI::Free(&out);
 }
 
 TEST(Png, RendersToTheExactAverage) {
   for (const std::uint32_t components : {1u, 3u}) {
-    const TestPicture picture = Noise(301, 203, components, 8);
+    const STestPicture picture = Noise(301, 203, components, 8);
     for (const bool interlaced : {false, true}) {
-      PngRecipe recipe;
+      SPngRecipe recipe;
       recipe.interlaced = interlaced;
-      const FileBytes bytes = EncodePng(picture, recipe);
+      const SFileBytes bytes = EncodePng(picture, recipe);
       for (const SSize size : {SSize{266, 180}, SSize{30, 20}, SSize{1, 1}, SSize{301, 203}}) {
-        TestPicture average = AreaAverage(picture, size.width, size.height);
+        STestPicture average = AreaAverage(picture, size.width, size.height);
         if (components == 1) average = GreyAsRgb(average);
         EXPECT_LE(LargestDifference(RenderBytes(bytes, size.width, size.height), average), 1);
       }
@@ -119,20 +119,20 @@ TEST(Png, RendersToTheExactAverage) {
 }
 
 TEST(Png, TransparentPixelsAreLaidOverWhiteBeforeAveraging) {
-  TestPicture picture{2, 1, 4, 8, {200, 0, 0, 255, 0, 0, 0, 0}};
-  const TestPicture shown = RenderBytes(EncodePng(picture), 1, 1);
+  STestPicture picture{2, 1, 4, 8, {200, 0, 0, 255, 0, 0, 0, 0}};
+  const STestPicture shown = RenderBytes(EncodePng(picture), 1, 1);
   EXPECT_NEAR(shown.At(0, 0, 0), (200 + 255) / 2, 1);
   EXPECT_NEAR(shown.At(0, 0, 1), 128, 1);
   // Grey of 16 bits, half transparent.
-  TestPicture grey{2, 1, 2, 16, {0, 32768, 0, 65535}};
-  const TestPicture shownGrey = RenderBytes(EncodePng(grey), 2, 1);
+  STestPicture grey{2, 1, 2, 16, {0, 32768, 0, 65535}};
+  const STestPicture shownGrey = RenderBytes(EncodePng(grey), 2, 1);
   EXPECT_EQ(shownGrey.At(0, 0, 0), 255);
   EXPECT_EQ(shownGrey.At(1, 0, 0), 0);
 }
 
 TEST(Png, PalettesAndTheirOpacity) {
-  TestPicture indices{4, 1, 1, 2, {0, 1, 2, 3}};
-  PngRecipe recipe;
+  STestPicture indices{4, 1, 1, 2, {0, 1, 2, 3}};
+  SPngRecipe recipe;
   recipe.palette = true;
   recipe.colors = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {10, 20, 30}};
   auto image = OpenBytes(EncodePng(indices, recipe));
@@ -146,41 +146,41 @@ TEST(Png, PalettesAndTheirOpacity) {
 }
 
 TEST(Png, ATransparentColourIsTransparent) {
-  PngRecipe recipe;
+  SPngRecipe recipe;
   recipe.transparent = {77};
-  TestPicture grey{3, 1, 1, 8, {77, 78, 0}};
+  STestPicture grey{3, 1, 1, 8, {77, 78, 0}};
   EXPECT_EQ(RenderBytes(EncodePng(grey, recipe), 3, 1).samples,
             (std::vector<std::uint16_t>{255, 255, 255, 78, 78, 78, 0, 0, 0}));
   recipe.transparent = {1};
-  TestPicture bits{2, 1, 1, 1, {1, 0}};
+  STestPicture bits{2, 1, 1, 1, {1, 0}};
   EXPECT_EQ(RenderBytes(EncodePng(bits, recipe), 2, 1).At(1, 0, 0), 0);
   recipe.transparent = {1, 2, 3};
-  TestPicture rgb{2, 1, 3, 8, {1, 2, 3, 1, 2, 4}};
+  STestPicture rgb{2, 1, 3, 8, {1, 2, 3, 1, 2, 4}};
   EXPECT_EQ(ReadAll(*OpenBytes(EncodePng(rgb, recipe))).samples,
             (std::vector<std::uint16_t>{1, 2, 3, 0, 1, 2, 4, 255}));
   recipe.transparent = {1000, 2000, 3000};
-  TestPicture wide{2, 1, 3, 16, {1000, 2000, 3000, 1000, 2000, 3001}};
+  STestPicture wide{2, 1, 3, 16, {1000, 2000, 3000, 1000, 2000, 3001}};
   EXPECT_EQ(ReadAll(*OpenBytes(EncodePng(wide, recipe))).samples,
             (std::vector<std::uint16_t>{1000, 2000, 3000, 0, 1000, 2000, 3001, 65535}));
 }
 
 TEST(Png, SixteenBitsAreStretchedAndKeepTheirHue) {
-  TestPicture grey = SmoothPicture(100, 80, 1, 12);  // twelve bits in sixteen: dark as it stands
+  STestPicture grey = SmoothPicture(100, 80, 1, 12);  // twelve bits in sixteen: dark as it stands
   grey.bits = 16;
-  const TestPicture shown = RenderBytes(EncodePng(grey), 50, 40);
+  const STestPicture shown = RenderBytes(EncodePng(grey), 50, 40);
   const auto [least, most] = std::minmax_element(shown.samples.begin(), shown.samples.end());
   EXPECT_LE(*least, 3);
   EXPECT_GE(*most, 252);
-  TestPicture rgb{3, 1, 3, 16, {100, 200, 400, 0, 0, 0, 400, 200, 100}};
-  const TestPicture hue = RenderBytes(EncodePng(rgb), 3, 1);
+  STestPicture rgb{3, 1, 3, 16, {100, 200, 400, 0, 0, 0, 400, 200, 100}};
+  const STestPicture hue = RenderBytes(EncodePng(rgb), 3, 1);
   EXPECT_EQ(hue.At(0, 0, 2), 255);
   EXPECT_EQ(hue.At(0, 0, 1), 128);
   EXPECT_EQ(hue.At(0, 0, 0), 64);
 }
 
 TEST(Png, SignificantBitsDecideAboutStretching) {
-  TestPicture grey{2, 1, 1, 16, {0x1010, 0x8080}};
-  PngRecipe recipe;
+  STestPicture grey{2, 1, 1, 16, {0x1010, 0x8080}};
+  SPngRecipe recipe;
   recipe.significantBits = 8;
   const auto image = OpenBytes(EncodePng(grey, recipe));
   EXPECT_EQ(image->Info().bpcSignificant, 8);
@@ -188,31 +188,31 @@ TEST(Png, SignificantBitsDecideAboutStretching) {
 }
 
 TEST(Png, GammaIsHonouredUnlessTheFileSaysMoreExactly) {
-  TestPicture grey{1, 1, 1, 8, {128}};
-  PngRecipe linear, screen, managed;
+  STestPicture grey{1, 1, 1, 8, {128}};
+  SPngRecipe linear, screen, managed;
   linear.gamma = 1.0;
   screen.gamma = 0.45455;
   managed.gamma = 1.0;
   managed.profile = SrgbProfile();
-  TestPicture rgb{1, 1, 3, 8, {128, 128, 128}};
+  STestPicture rgb{1, 1, 3, 8, {128, 128, 128}};
   EXPECT_EQ(RenderBytes(EncodePng(grey, linear), 1, 1).At(0, 0, 0), 188);  // the sRGB curve at 128 / 255
   EXPECT_EQ(RenderBytes(EncodePng(grey, screen), 1, 1).At(0, 0, 0), 128);
   EXPECT_EQ(RenderBytes(EncodePng(rgb, managed), 1, 1).At(0, 0, 0), 128);
 }
 
 TEST(Png, ProfilesAreFollowed) {
-  TestPicture red{4, 4, 3, 8, std::vector<std::uint16_t>(48, 0)};
+  STestPicture red{4, 4, 3, 8, std::vector<std::uint16_t>(48, 0)};
   for (std::size_t i = 0; i < 48; i += 3) red.samples[i] = 255;
-  PngRecipe recipe;
+  SPngRecipe recipe;
   recipe.profile = SwappedPrimariesProfile();
-  const TestPicture shown = RenderBytes(EncodePng(red, recipe), 2, 2);
+  const STestPicture shown = RenderBytes(EncodePng(red, recipe), 2, 2);
   EXPECT_GT(shown.At(0, 0, 1), 220);
   EXPECT_LT(shown.At(0, 0, 0), 50);
 }
 
 TEST(Png, OrientationTurnsThePicture) {
-  TestPicture picture{3, 1, 1, 8, {10, 20, 30}};
-  PngRecipe recipe;
+  STestPicture picture{3, 1, 1, 8, {10, 20, 30}};
+  SPngRecipe recipe;
   recipe.exif = ExifWithOrientation(6);
   recipe.exif.erase(recipe.exif.begin(), recipe.exif.begin() + 6);
   const auto image = OpenBytes(EncodePng(picture, recipe));
@@ -223,11 +223,11 @@ TEST(Png, OrientationTurnsThePicture) {
 }
 
 TEST(Png, ManySmallDataChunksAreOneStream) {
-  PngRecipe recipe;
+  SPngRecipe recipe;
   recipe.dataChunk = 32;
-  const TestPicture picture = Noise(90, 70, 3, 8);
-  const ScratchFolder folder;
-  const FileBytes bytes = EncodePng(picture, recipe);
+  const STestPicture picture = Noise(90, 70, 3, 8);
+  const CScratchFolder folder;
+  const SFileBytes bytes = EncodePng(picture, recipe);
   EXPECT_EQ(ReadAll(*OpenBytes(bytes)).samples, picture.samples);
   EXPECT_EQ(ReadAll(*OpenPath(folder.Write("a.png", bytes))).samples, picture.samples);
 }

@@ -10,14 +10,14 @@
 namespace imageformats {
 namespace {
 
-std::vector<std::uint8_t> Converted(ColorTransform& transform, const std::vector<float>& pixels, std::size_t count) {
+std::vector<std::uint8_t> Converted(CColorTransform& transform, const std::vector<float>& pixels, std::size_t count) {
   std::vector<std::uint8_t> rgb(count * 3);
   transform.Convert(pixels.data(), count, rgb.data());
   return rgb;
 }
 
 TEST(ColorTransform, WithoutAProfileGreyAndRgbAreAsStored) {
-  ColorTransform grey(EColorModel::kGrey, {}), rgb(EColorModel::kRgb, {});
+  CColorTransform grey(EColorModel::kGrey, {}), rgb(EColorModel::kRgb, {});
   EXPECT_TRUE(grey.IsIdentity());
   EXPECT_TRUE(rgb.IsIdentity());
   EXPECT_EQ(Converted(grey, {0.0f, 0.5f, 2.0f}, 3), (std::vector<std::uint8_t>{0, 0, 0, 128, 128, 128, 255, 255, 255}));
@@ -26,13 +26,13 @@ TEST(ColorTransform, WithoutAProfileGreyAndRgbAreAsStored) {
 }
 
 TEST(ColorTransform, AnSrgbProfileLeavesColoursAlone) {
-  const FileBytes profile = SrgbProfile();
-  EXPECT_TRUE(ColorTransform(EColorModel::kRgb, profile).IsIdentity());
+  const SFileBytes profile = SrgbProfile();
+  EXPECT_TRUE(CColorTransform(EColorModel::kRgb, profile).IsIdentity());
 }
 
 TEST(ColorTransform, AProfileIsFollowed) {
-  const FileBytes profile = SwappedPrimariesProfile();
-  ColorTransform transform(EColorModel::kRgb, profile);
+  const SFileBytes profile = SwappedPrimariesProfile();
+  CColorTransform transform(EColorModel::kRgb, profile);
   EXPECT_FALSE(transform.IsIdentity());
   const auto rgb = Converted(transform, {1.0f, 0.0f, 0.0f, 0.5f, 0.5f, 0.5f}, 2);
   EXPECT_LT(rgb[0], 40);  // its red is our green
@@ -41,23 +41,23 @@ TEST(ColorTransform, AProfileIsFollowed) {
 }
 
 TEST(ColorTransform, UnusableProfilesAreIgnored) {
-  FileBytes damaged = SwappedPrimariesProfile();
+  SFileBytes damaged = SwappedPrimariesProfile();
   damaged.resize(damaged.size() / 3);
-  EXPECT_TRUE(ColorTransform(EColorModel::kRgb, damaged).IsIdentity());
-  EXPECT_TRUE(ColorTransform(EColorModel::kRgb, BytesOf("no profile at all")).IsIdentity());
-  const FileBytes rgb = SwappedPrimariesProfile();
-  EXPECT_TRUE(ColorTransform(EColorModel::kGrey, rgb).IsIdentity());
+  EXPECT_TRUE(CColorTransform(EColorModel::kRgb, damaged).IsIdentity());
+  EXPECT_TRUE(CColorTransform(EColorModel::kRgb, BytesOf("no profile at all")).IsIdentity());
+  const SFileBytes rgb = SwappedPrimariesProfile();
+  EXPECT_TRUE(CColorTransform(EColorModel::kGrey, rgb).IsIdentity());
 }
 
 TEST(ColorTransform, InksSwallowLight) {
-  ColorTransform transform(EColorModel::kCmyk, {});
+  CColorTransform transform(EColorModel::kCmyk, {});
   EXPECT_FALSE(transform.IsIdentity());
   const auto rgb = Converted(transform, {0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 1, 0, 0, 0, 0, 1}, 4);
   EXPECT_EQ(rgb, (std::vector<std::uint8_t>{255, 255, 255, 0, 255, 255, 255, 0, 0, 0, 0, 0}));
 }
 
 TEST(ColorTransform, LabIsUnderstood) {
-  ColorTransform transform(EColorModel::kLab, {});
+  CColorTransform transform(EColorModel::kLab, {});
   // CIELAB (D50) of white, black, middle grey and sRGB's red.
   const auto rgb = Converted(transform, {100, 0, 0, 0, 0, 0, 53.585f, 0, 0, 54.29f, 80.81f, 69.89f}, 4);
   EXPECT_NEAR(rgb[0], 255, 1);

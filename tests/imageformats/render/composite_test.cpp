@@ -20,7 +20,7 @@ TEST(CompositeChannels, AddsColoursAndClampsAtWhite) {
 }
 
 TEST(CompositeChannels, ATableReplacesTheColour) {
-  auto table = std::make_shared<ColorTable>();
+  auto table = std::make_shared<SLookupTable>();
   table->fill(0);
   (*table)[3 * 255 + 2] = 77;
   SDisplayChannel channel;

@@ -11,7 +11,7 @@
 namespace imageformats {
 namespace {
 
-std::vector<int> Shown(const SAveragedPicture& averages, const SShow& how, SSize size) {
+std::vector<int> Shown(const SAveragedPicture& averages, const SDisplaySettings& how, SSize size) {
   PictureBuffer picture(size.width, size.height, 8, 3);
   ShowAveraged(averages, how, picture.Get());
   std::vector<int> samples;
@@ -26,22 +26,22 @@ TEST(ShowAveraged, RgbAsStored) {
 }
 
 TEST(ShowAveraged, GreyIsSpreadAndMayBeInverted) {
-  SShow how;
+  SDisplaySettings how;
   how.model = EColorModel::kGrey;
   how.inverted = true;
   EXPECT_EQ(Shown({{2, 1}, 1, {0, 200}}, how, {2, 1}), (std::vector<int>{255, 255, 255, 55, 55, 55}));
 }
 
 TEST(ShowAveraged, FurtherComponentsAreIgnored) {
-  SShow how;
+  SDisplaySettings how;
   how.model = EColorModel::kGrey;
   EXPECT_EQ(Shown({{1, 1}, 2, {9, 200}}, how, {1, 1}), (std::vector<int>{9, 9, 9}));
   how.model = EColorModel::kRgb;
-  EXPECT_THROW(Shown({{1, 1}, 2, {9, 200}}, how, {1, 1}), DamagedError);
+  EXPECT_THROW(Shown({{1, 1}, 2, {9, 200}}, how, {1, 1}), CDamagedError);
 }
 
 TEST(ShowAveraged, StretchesTwelveBitsInSixteen) {
-  SShow how;
+  SDisplaySettings how;
   how.model = EColorModel::kGrey;
   how.nominal = NominalRange(16);
   how.stretch = true;
@@ -52,7 +52,7 @@ TEST(ShowAveraged, StretchesTwelveBitsInSixteen) {
 }
 
 TEST(ShowAveraged, InvertedInksAreAdobes) {
-  SShow how;
+  SDisplaySettings how;
   how.model = EColorModel::kCmyk;
   how.inverted = true;
   EXPECT_EQ(Shown({{2, 1}, 4, {255, 255, 255, 255, 0, 255, 255, 255}}, how, {2, 1}),
@@ -60,8 +60,8 @@ TEST(ShowAveraged, InvertedInksAreAdobes) {
 }
 
 TEST(ShowAveraged, FollowsTheProfileAndTheOrientation) {
-  const FileBytes profile = SwappedPrimariesProfile();
-  SShow how;
+  const SFileBytes profile = SwappedPrimariesProfile();
+  SDisplaySettings how;
   how.profile = profile;
   how.orientation = EOrientation::kRightTop;
   const auto shown = Shown({{2, 1}, 3, {255, 0, 0, 0, 0, 0}}, how, {1, 2});
@@ -70,7 +70,7 @@ TEST(ShowAveraged, FollowsTheProfileAndTheOrientation) {
 }
 
 TEST(ShowAveraged, EnlargesSmoothly) {
-  SShow how;
+  SDisplaySettings how;
   how.model = EColorModel::kGrey;
   const auto shown = Shown({{2, 1}, 1, {0, 200}}, how, {8, 2});
   for (std::size_t x = 1; x < 8; ++x) EXPECT_GE(shown[3 * x], shown[3 * x - 3]);

@@ -17,7 +17,7 @@ std::string Shown(EOrientation o, std::size_t pixelBytes) {
   const SSize stored{3, 2}, shown = DisplayedSize(stored, o);
   const std::size_t stride = shown.width * pixelBytes + 5;
   std::vector<char> displayed(stride * shown.height, '?');
-  const OrientedPlacement placement(stored, o, pixelBytes, displayed.data(), stride);
+  const COrientedPlacement placement(stored, o, pixelBytes, displayed.data(), stride);
   for (std::uint32_t y = 0; y < 2; ++y) {
     std::string row;
     for (std::size_t x = 0; x < 3; ++x) row += std::string(pixelBytes, static_cast<char>('a' + 3 * y + x));
@@ -48,9 +48,9 @@ TEST(OrientedPlacement, PlacesAllEight) {
 TEST(OrientedPlacement, OffersRowsThatKeepTheirOrder) {
   char displayed[6];
   const SSize size{3, 2};
-  EXPECT_EQ(OrientedPlacement(size, EOrientation::kTopLeft, 1, displayed, 3).DirectRow(1), displayed + 3);
-  EXPECT_EQ(OrientedPlacement(size, EOrientation::kBottomLeft, 1, displayed, 3).DirectRow(1), displayed);
-  EXPECT_EQ(OrientedPlacement(size, EOrientation::kTopRight, 1, displayed, 3).DirectRow(1), nullptr);
+  EXPECT_EQ(COrientedPlacement(size, EOrientation::kTopLeft, 1, displayed, 3).DirectRow(1), displayed + 3);
+  EXPECT_EQ(COrientedPlacement(size, EOrientation::kBottomLeft, 1, displayed, 3).DirectRow(1), displayed);
+  EXPECT_EQ(COrientedPlacement(size, EOrientation::kTopRight, 1, displayed, 3).DirectRow(1), nullptr);
 }
 
 TEST(Orientation, TagsOutOfRangeMeanUpright) {

@@ -13,7 +13,7 @@ namespace imageformats {
 namespace {
 
 // A source of any sample type, held as doubles too.
-struct Source {
+struct SSource {
   SSize size;
   std::uint32_t components = 1;
   ESampleType type = ESampleType::kU8;
@@ -27,7 +27,7 @@ struct Source {
 };
 
 template <class T>
-void Fill(Source& source, std::mt19937_64& random) {
+void Fill(SSource& source, std::mt19937_64& random) {
   const std::size_t count = std::size_t{source.size.width} * source.size.height * source.components;
   source.bytes.resize(count * sizeof(T));
   for (std::size_t i = 0; i < count; ++i) {
@@ -42,8 +42,8 @@ void Fill(Source& source, std::mt19937_64& random) {
   }
 }
 
-Source MakeSource(SSize size, std::uint32_t components, ESampleType type, unsigned seed) {
-  Source source{size, components, type, {}, {}};
+SSource MakeSource(SSize size, std::uint32_t components, ESampleType type, unsigned seed) {
+  SSource source{size, components, type, {}, {}};
   std::mt19937_64 random(seed);
   switch (type) {
     case ESampleType::kU8:
@@ -83,7 +83,7 @@ Source MakeSource(SSize size, std::uint32_t components, ESampleType type, unsign
 double Overlap(double a, double b, double c, double d) { return std::max(0.0, std::min(b, d) - std::max(a, c)); }
 
 // By definition, on axes of the given pitch and extent.
-std::vector<double> Reference(const Source& s, const SSourceAxis& x, const SSourceAxis& y, SSize result) {
+std::vector<double> Reference(const SSource& s, const SSourceAxis& x, const SSourceAxis& y, SSize result) {
   std::vector<double> means;
   const double stepX = static_cast<double>(x.extent) / result.width;
   const double stepY = static_cast<double>(y.extent) / result.height;
@@ -116,31 +116,31 @@ void ExpectNear(const SAveragedPicture& averages, const std::vector<double>& ref
   }
 }
 
-double ScaleOf(const Source& source) {
+double ScaleOf(const SSource& source) {
   double most = 1.0;
   for (const double v : source.values) most = std::max(most, std::abs(v));
   return most;
 }
 
-struct Shape {
+struct SShape {
   SSize source, result;
 };
-constexpr Shape kShapes[] = {{{1, 1}, {1, 1}},     {{7, 5}, {7, 5}},    {{64, 48}, {16, 12}},
-                             {{37, 53}, {11, 17}}, {{100, 3}, {33, 2}}, {{3, 90}, {1, 89}},
-                             {{50, 50}, {49, 1}},  {{33, 17}, {1, 1}},  {{129, 65}, {64, 64}}};
+constexpr SShape kShapes[] = {{{1, 1}, {1, 1}},     {{7, 5}, {7, 5}},    {{64, 48}, {16, 12}},
+                              {{37, 53}, {11, 17}}, {{100, 3}, {33, 2}}, {{3, 90}, {1, 89}},
+                              {{50, 50}, {49, 1}},  {{33, 17}, {1, 1}},  {{129, 65}, {64, 64}}};
 constexpr ESampleType kTypes[] = {ESampleType::kU8,  ESampleType::kU16, ESampleType::kU32, ESampleType::kU64,
                                   ESampleType::kI8,  ESampleType::kI16, ESampleType::kI32, ESampleType::kI64,
                                   ESampleType::kF32, ESampleType::kF64};
 
 TEST(AreaReducer, AgreesWithTheDefinitionForEveryTypeAndShape) {
   for (const ESampleType type : kTypes) {
-    for (const Shape& shape : kShapes) {
+    for (const SShape& shape : kShapes) {
       for (const std::uint32_t components : {1u, 2u, 3u, 4u}) {
         SCOPED_TRACE(testing::Message() << "type " << static_cast<int>(type) << " source " << shape.source.width << "x"
                                         << shape.source.height << " components " << components);
-        const Source source = MakeSource(shape.source, components, type, 17 * components);
-        RenderGuard guard;
-        AreaReducer reducer(source.size, shape.result, components, type, guard);
+        const SSource source = MakeSource(shape.source, components, type, 17 * components);
+        CRenderGuard guard;
+        CAreaReducer reducer(source.size, shape.result, components, type, guard);
         reducer.AddBand(0, 0, source.size.width, source.size.height, source.bytes.data(), source.RowBytes());
         EXPECT_TRUE(reducer.IsComplete());
         ExpectNear(reducer.Finish(),
@@ -152,23 +152,23 @@ TEST(AreaReducer, AgreesWithTheDefinitionForEveryTypeAndShape) {
 }
 
 TEST(AreaReducer, RowsOneByOneGiveTheSame) {
-  const Source source = MakeSource({83, 61}, 3, ESampleType::kU8, 4);
-  RenderGuard guard;
-  AreaReducer whole(source.size, {20, 13}, 3, source.type, guard), rows(source.size, {20, 13}, 3, source.type, guard);
+  const SSource source = MakeSource({83, 61}, 3, ESampleType::kU8, 4);
+  CRenderGuard guard;
+  CAreaReducer whole(source.size, {20, 13}, 3, source.type, guard), rows(source.size, {20, 13}, 3, source.type, guard);
   whole.AddBand(0, 0, 83, 61, source.bytes.data(), source.RowBytes());
   for (std::uint32_t y = 0; y < 61; ++y) rows.AddBand(0, y, 83, 1, source.At(0, y), source.RowBytes());
   EXPECT_EQ(whole.Finish().samples, rows.Finish().samples);
 }
 
 TEST(AreaReducer, TilesInAnyOrderGiveTheSame) {
-  const Source source = MakeSource({101, 77}, 1, ESampleType::kU16, 5);
+  const SSource source = MakeSource({101, 77}, 1, ESampleType::kU16, 5);
   std::vector<std::pair<std::uint32_t, std::uint32_t>> tiles;
   for (std::uint32_t y = 0; y < 77; y += 16) {
     for (std::uint32_t x = 0; x < 101; x += 16) tiles.emplace_back(x, y);
   }
   std::shuffle(tiles.begin(), tiles.end(), std::mt19937(3));
-  RenderGuard guard;
-  AreaReducer reducer(source.size, {30, 23}, 1, source.type, guard);
+  CRenderGuard guard;
+  CAreaReducer reducer(source.size, {30, 23}, 1, source.type, guard);
   for (const auto& [x, y] : tiles) {
     EXPECT_FALSE(reducer.IsComplete());
     // Edge tiles as they lie in files: as large as the others, filled up with rubbish.
@@ -186,9 +186,9 @@ TEST(AreaReducer, ScaledSourcesCountTheirLastPixelByItsShare) {
   // A picture of 100 x 75 pixels, decoded at 3/8: 38 x 29 pixels of 8/3 each, the last ones sticking out.
   const SSourceAxis x{38, 8, 300}, y{29, 8, 225};
   EXPECT_EQ(MaxResult(x), 37u);
-  const Source source = MakeSource({38, 29}, 3, ESampleType::kU8, 6);
-  RenderGuard guard;
-  AreaReducer reducer(x, y, {13, 10}, 3, source.type, guard);
+  const SSource source = MakeSource({38, 29}, 3, ESampleType::kU8, 6);
+  CRenderGuard guard;
+  CAreaReducer reducer(x, y, {13, 10}, 3, source.type, guard);
   reducer.AddBand(0, 0, 38, 29, source.bytes.data(), source.RowBytes());
   ExpectNear(reducer.Finish(), Reference(source, x, y, {13, 10}), 255);
 }
@@ -197,14 +197,14 @@ TEST(AreaReducer, TallColumnsDoNotOverflowTheSums) {
   const std::vector<std::uint8_t> bytes(2000 * 3, 255);
   const std::vector<std::uint16_t> words(200000, 65535);
   const std::vector<std::int8_t> negative(1000, -128);
-  RenderGuard guard;
-  AreaReducer a({1, 2000}, {1, 1}, 3, ESampleType::kU8, guard);
+  CRenderGuard guard;
+  CAreaReducer a({1, 2000}, {1, 1}, 3, ESampleType::kU8, guard);
   a.AddBand(0, 0, 1, 2000, bytes.data(), 3);
   EXPECT_FLOAT_EQ(a.Finish().samples[2], 255.0f);
-  AreaReducer b({1, 200000}, {1, 1}, 1, ESampleType::kU16, guard);
+  CAreaReducer b({1, 200000}, {1, 1}, 1, ESampleType::kU16, guard);
   b.AddBand(0, 0, 1, 200000, words.data(), 2);
   EXPECT_FLOAT_EQ(b.Finish().samples[0], 65535.0f);
-  AreaReducer c({1, 1000}, {1, 1}, 1, ESampleType::kI8, guard);
+  CAreaReducer c({1, 1000}, {1, 1}, 1, ESampleType::kI8, guard);
   c.AddBand(0, 0, 1, 1000, negative.data(), 1);
   EXPECT_FLOAT_EQ(c.Finish().samples[0], -128.0f);
 }
@@ -215,8 +215,8 @@ TEST(AreaReducer, SamplesThatAreNotFiniteAreLeftOut) {
                                       5, 7,    kInf, kNaN,   //
                                       9, kNaN, 4,    -kInf,  //
                                       9, 9,    4,    4};
-  RenderGuard guard;
-  AreaReducer reducer({4, 4}, {2, 2}, 1, ESampleType::kF32, guard);
+  CRenderGuard guard;
+  CAreaReducer reducer({4, 4}, {2, 2}, 1, ESampleType::kF32, guard);
   for (std::uint32_t y = 0; y < 4; ++y) reducer.AddBand(0, y, 4, 1, samples.data() + 4 * y, 16);
   const SAveragedPicture averages = reducer.Finish();
   EXPECT_FLOAT_EQ(averages.samples[0], 4.0f);
@@ -226,18 +226,18 @@ TEST(AreaReducer, SamplesThatAreNotFiniteAreLeftOut) {
 }
 
 TEST(AreaReducer, ImpossibleSizesAreRefused) {
-  RenderGuard guard;
-  EXPECT_THROW(AreaReducer({10, 10}, {11, 1}, 1, ESampleType::kU8, guard), DamagedError);
-  EXPECT_THROW(AreaReducer({10, 10}, {0, 1}, 1, ESampleType::kU8, guard), DamagedError);
-  EXPECT_THROW(AreaReducer({0, 10}, {1, 1}, 1, ESampleType::kU8, guard), DamagedError);
-  EXPECT_THROW(AreaReducer(SSourceAxis{10, 8, 90}, SourceAxis(1), {1, 1}, 1, ESampleType::kU8, guard), DamagedError);
-  EXPECT_THROW(AreaReducer({0xFFFFFFFF, 0xFFFFFFFF}, {60000, 60000}, 3, ESampleType::kU8, guard), DamagedError);
+  CRenderGuard guard;
+  EXPECT_THROW(CAreaReducer({10, 10}, {11, 1}, 1, ESampleType::kU8, guard), CDamagedError);
+  EXPECT_THROW(CAreaReducer({10, 10}, {0, 1}, 1, ESampleType::kU8, guard), CDamagedError);
+  EXPECT_THROW(CAreaReducer({0, 10}, {1, 1}, 1, ESampleType::kU8, guard), CDamagedError);
+  EXPECT_THROW(CAreaReducer(SSourceAxis{10, 8, 90}, SourceAxis(1), {1, 1}, 1, ESampleType::kU8, guard), CDamagedError);
+  EXPECT_THROW(CAreaReducer({0xFFFFFFFF, 0xFFFFFFFF}, {60000, 60000}, 3, ESampleType::kU8, guard), CDamagedError);
 }
 
 TEST(AreaReducer, BandsOutsideTheSourceAreIgnored) {
   const std::vector<std::uint8_t> bytes(64, 9);
-  RenderGuard guard;
-  AreaReducer reducer({4, 4}, {2, 2}, 1, ESampleType::kU8, guard);
+  CRenderGuard guard;
+  CAreaReducer reducer({4, 4}, {2, 2}, 1, ESampleType::kU8, guard);
   reducer.AddBand(4, 0, 4, 4, bytes.data(), 8);
   reducer.AddBand(0, 5, 4, 4, bytes.data(), 8);
   reducer.AddBand(0, 0, 0, 4, bytes.data(), 8);

@@ -6,18 +6,18 @@
 #include <fstream>
 #include <stdexcept>
 
-ScratchFolder::ScratchFolder() {
+CScratchFolder::CScratchFolder() {
   std::string pattern = (std::filesystem::temp_directory_path() / "qv_imageformats_XXXXXX").string();
   if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
   m_path = pattern;
 }
 
-ScratchFolder::~ScratchFolder() {
+CScratchFolder::~CScratchFolder() {
   std::error_code ignored;
   std::filesystem::remove_all(m_path, ignored);
 }
 
-CQvStringW ScratchFolder::Write(const std::string& name, std::span<const std::uint8_t> bytes) const {
+CQvStringW CScratchFolder::Write(const std::string& name, std::span<const std::uint8_t> bytes) const {
   const std::string path = m_path + "/" + name;
   std::ofstream file(path, std::ios::binary);
   file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));

@@ -7,12 +7,12 @@
 #include "system/qvstring.h"
 
 // A folder of its own for one test, removed with everything in it.
-class ScratchFolder {
+class CScratchFolder {
  public:
-  ScratchFolder();
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-  ~ScratchFolder();
+  CScratchFolder();
+  CScratchFolder(const CScratchFolder&) = delete;
+  CScratchFolder& operator=(const CScratchFolder&) = delete;
+  ~CScratchFolder();
 
   const std::string& Path() const noexcept { return m_path; }
   // Writes a file; returns its path.

@@ -15,8 +15,8 @@
 namespace qv_test {
 namespace {
 
-TiffPage Detailed(std::uint16_t compression, std::uint32_t tile) {
-  TiffPage page = MakePage<std::uint8_t>(
+STiffPage Detailed(std::uint16_t compression, std::uint32_t tile) {
+  STiffPage page = MakePage<std::uint8_t>(
       70, 50, 3, [](std::uint32_t x, std::uint32_t y, std::uint32_t s) { return (x * 37 + y * 101 + s * 59) % 256; });
   page.compression = compression;
   page.tile = tile;
@@ -30,12 +30,12 @@ std::vector<std::vector<std::uint8_t>> Files() {
            COMPRESSION_NONE, COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE, COMPRESSION_PACKBITS, COMPRESSION_JPEG}) {
     for (const std::uint32_t tile : {0u, 32u}) files.push_back(WriteTiff(Detailed(compression, tile)));
   }
-  TiffPage full = Detailed(COMPRESSION_NONE, 16);
+  STiffPage full = Detailed(COMPRESSION_NONE, 16);
   full.subIfds = 1;
-  TiffPage level = MakePage<std::uint8_t>(35, 25, 3, [](auto, auto, auto) { return 9; });
+  STiffPage level = MakePage<std::uint8_t>(35, 25, 3, [](auto, auto, auto) { return 9; });
   level.subfileType = FILETYPE_REDUCEDIMAGE;
   files.push_back(WriteTiff({full, level}, "wb8"));
-  std::vector<TiffPage> stack(6, MakePage<std::uint16_t>(20, 10, 1, [](auto x, auto, auto) { return x * 100; }));
+  std::vector<STiffPage> stack(6, MakePage<std::uint16_t>(20, 10, 1, [](auto x, auto, auto) { return x * 100; }));
   stack[0].description = "ImageJ=1.5\nimages=6\nchannels=2\nslices=3\n";
   files.push_back(WriteTiff(stack));
   stack[0].description =
@@ -49,14 +49,14 @@ std::vector<std::vector<std::uint8_t>> Files() {
 // Everything that can be asked of a file.
 void Exercise(const std::vector<std::uint8_t>& bytes) {
   try {
-    TestImage image(bytes);
+    CTestImage image(bytes);
     const SQvImageInfo info = image->Info();
     EXPECT_GT(info.width, 0u);
     EXPECT_GT(info.height, 0u);
     EXPECT_TRUE(info.bpcInMemory == 8 || info.bpcInMemory == 16);
     try {
       Render(image, 20, 15);
-    } catch (const imageformats::FormatError&) {
+    } catch (const imageformats::CFormatError&) {
     }
     CQvByteArray tag;
     image->CustomTag(L"QvCustomTag:ThumbailJpg", tag);
@@ -64,9 +64,9 @@ void Exercise(const std::vector<std::uint8_t>& bytes) {
     if (std::uint64_t{info.width} * info.height * info.components > 1 << 20) return;
     try {
       ReadSamples(image);
-    } catch (const imageformats::FormatError&) {
+    } catch (const imageformats::CFormatError&) {
     }
-  } catch (const imageformats::FormatError& error) {
+  } catch (const imageformats::CFormatError& error) {
     EXPECT_STRNE("", error.what());
   }
 }
@@ -75,7 +75,7 @@ TEST(TiffHostile, TruncatedFilesAreDamaged) {
   for (const auto& file : Files()) {
     ASSERT_EQ(0, StatusOf(file));
     // Of a file of several pages the first may be whole.
-    TestImage image(file);
+    CTestImage image(file);
     const bool single = image->Info().sequenceCount == 1 && file[2] != 43 && file[3] != 43;
     for (std::size_t size = 0; size < file.size(); size += 1 + size / 40) {
       const std::vector<std::uint8_t> cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(size));
@@ -158,7 +158,7 @@ void SetEntry(std::vector<std::uint8_t>* file, std::uint16_t tag, std::uint32_t 
 }
 
 TEST(TiffHostile, LoopsOfDirectoriesEnd) {
-  const std::vector<TiffPage> pages(3, MakePage<std::uint8_t>(8, 8, 1, [](auto, auto, auto) { return 77; }));
+  const std::vector<STiffPage> pages(3, MakePage<std::uint8_t>(8, 8, 1, [](auto, auto, auto) { return 77; }));
   std::vector<std::uint8_t> file = WriteTiff(pages);
   // The pointer behind each directory, in turn, leads back to the first.
   const std::uint32_t first = file[4] | file[5] << 8 | file[6] << 16 | static_cast<std::uint32_t>(file[7]) << 24;
@@ -167,7 +167,7 @@ TEST(TiffHostile, LoopsOfDirectoriesEnd) {
     const std::size_t pointer = at + 2 + 12 * (file[at] | file[at + 1] << 8);
     std::vector<std::uint8_t> looped = file;
     SetLong(&looped, pointer, first);
-    TestImage image(looped);
+    CTestImage image(looped);
     EXPECT_EQ(static_cast<std::uint32_t>(i + 1), image->Info().sequenceCount);
     EXPECT_EQ(77, Render(image, 4, 4).At(1, 1).r);
     at = file[pointer] | file[pointer + 1] << 8 | file[pointer + 2] << 16;
@@ -175,9 +175,9 @@ TEST(TiffHostile, LoopsOfDirectoriesEnd) {
 }
 
 TEST(TiffHostile, SubIfdsThatLeadBackEnd) {
-  TiffPage full = MakePage<std::uint8_t>(64, 64, 1, [](auto, auto, auto) { return 77; });
+  STiffPage full = MakePage<std::uint8_t>(64, 64, 1, [](auto, auto, auto) { return 77; });
   full.subIfds = 1;
-  TiffPage level = MakePage<std::uint8_t>(32, 32, 1, [](auto, auto, auto) { return 33; });
+  STiffPage level = MakePage<std::uint8_t>(32, 32, 1, [](auto, auto, auto) { return 33; });
   std::vector<std::uint8_t> file = WriteTiff({full, level});
   const std::uint32_t first = file[4] | file[5] << 8 | file[6] << 16 | static_cast<std::uint32_t>(file[7]) << 24;
   for (const std::uint32_t target : {first, first + 1, 0u, 0xFFFFFFFFu}) {
@@ -209,18 +209,18 @@ TEST(TiffHostile, AbsurdSizesAreRefusedBeforeMemoryIsTaken) {
 
 TEST(TiffHostile, ASmallFileThatUnfoldsStaysWithinTheMemory) {
   // 8192 x 8192 zeros in one strip of about 65 KiB.
-  TiffPage page;
+  STiffPage page;
   page.width = page.height = 8192;
   page.compression = COMPRESSION_ADOBE_DEFLATE;
   page.tags = [](TIFF* tiff) {
     std::vector<std::uint8_t> row(8192);
     for (std::uint32_t y = 0; y < 8192; ++y) TIFFWriteScanline(tiff, row.data(), y, 0);
   };
-  TestImage image(WriteTiff(page));
+  CTestImage image(WriteTiff(page));
   imageformats::SRenderLimits limits;
   limits.memory = 24 << 20;
   limits.time = std::chrono::minutes(5);
-  imageformats::RenderGuard guard(limits);
+  imageformats::CRenderGuard guard(limits);
   imageformats::PictureBuffer picture(64, 64, 8, 3);
   imageformats::SRenderRequest request;
   request.width = request.height = 64;
@@ -229,14 +229,14 @@ TEST(TiffHostile, ASmallFileThatUnfoldsStaysWithinTheMemory) {
 }
 
 TEST(TiffHostile, TheDeadlineEndsARendering) {
-  TestImage image(WriteTiff(Detailed(COMPRESSION_LZW, 16)));
+  CTestImage image(WriteTiff(Detailed(COMPRESSION_LZW, 16)));
   imageformats::SRenderLimits limits;
   limits.time = std::chrono::milliseconds(-1);
-  imageformats::RenderGuard guard(limits);
+  imageformats::CRenderGuard guard(limits);
   imageformats::PictureBuffer picture(16, 16, 8, 3);
   imageformats::SRenderRequest request;
   request.width = request.height = 16;
-  EXPECT_THROW(image->Render(request, picture.Get(), guard), imageformats::DamagedError);
+  EXPECT_THROW(image->Render(request, picture.Get(), guard), imageformats::CDamagedError);
 }
 
 TEST(TiffHostile, TilesThatWereNeverWrittenAreDamage) {
@@ -253,8 +253,8 @@ TEST(TiffHostile, ChannelsThatAPageDoesNotHaveAreDamage) {
   page.samples = 2;
   page.bits = 8;
   const imageformats::tiff::SDecodedLayout layout = imageformats::tiff::DecodedLayoutOf(page);
-  EXPECT_NO_THROW(imageformats::tiff::PixelRows(page, layout, {1, 0}));
-  EXPECT_THROW(imageformats::tiff::PixelRows(page, layout, {1, 2}), imageformats::DamagedError);
+  EXPECT_NO_THROW(imageformats::tiff::CRowConverter(page, layout, {1, 0}));
+  EXPECT_THROW(imageformats::tiff::CRowConverter(page, layout, {1, 2}), imageformats::CDamagedError);
 }
 
 TEST(TiffHostile, FilesThatAreNoTiffAreRefused) {

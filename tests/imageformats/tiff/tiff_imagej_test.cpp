@@ -16,8 +16,8 @@ namespace {
 using imageformats::tiff::ParseImageJDescription;
 using imageformats::tiff::ParseImageJMetadata;
 
-std::vector<TiffPage> Pages(int count, const std::string& description) {
-  std::vector<TiffPage> pages;
+std::vector<STiffPage> Pages(int count, const std::string& description) {
+  std::vector<STiffPage> pages;
   for (int i = 0; i < count; ++i) {
     pages.push_back(MakePage<std::uint8_t>(8, 6, 1, [&](auto, auto, auto) { return 10 * (i + 1); }));
     pages.back().description = description;
@@ -25,12 +25,12 @@ std::vector<TiffPage> Pages(int count, const std::string& description) {
   return pages;
 }
 
-Rgb Shown(TestImage& image) { return Render(image, 4, 3).At(1, 1); }
+SRgb Shown(CTestImage& image) { return Render(image, 4, 3).At(1, 1); }
 
 // The metadata block in the byte order of a file of that order: magic, types with counts, then the parts.
-class Block {
+class CMetadataBlock {
  public:
-  explicit Block(bool bigEndian) : m_big(bigEndian) { Add(m_header, 0x494A494Au, 4); }
+  explicit CMetadataBlock(bool bigEndian) : m_big(bigEndian) { Add(m_header, 0x494A494Au, 4); }
 
   void Begin(const char (&type)[5], std::uint32_t count) {
     std::uint32_t magic = 0;
@@ -87,7 +87,7 @@ std::vector<std::uint8_t> Table(int r, int g, int b) {
   return table;
 }
 
-void SetBlock(TiffPage* page, const Block& block) {
+void SetBlock(STiffPage* page, const CMetadataBlock& block) {
   page->tags = [block](TIFF* tiff) {
     SetLongsTag(tiff, 50838, block.Counts());
     SetBytesTag(tiff, 50839, block.Bytes());
@@ -95,14 +95,14 @@ void SetBlock(TiffPage* page, const Block& block) {
 }
 
 TEST(TiffImageJ, MiddleSliceOfTheFirstFrame) {
-  TestImage image(WriteTiff(Pages(6, "ImageJ=1.53c\nimages=6\nslices=3\nframes=2\nhyperstack=true\n")));
-  EXPECT_EQ((Rgb{20, 20, 20}), Shown(image));
+  CTestImage image(WriteTiff(Pages(6, "ImageJ=1.53c\nimages=6\nslices=3\nframes=2\nhyperstack=true\n")));
+  EXPECT_EQ((SRgb{20, 20, 20}), Shown(image));
   EXPECT_EQ(6u, image->Info().sequenceCount);
 }
 
 TEST(TiffImageJ, ChannelsRunFastest) {
-  TestImage image(WriteTiff(Pages(12, "ImageJ=1.53c\nimages=12\nchannels=2\nslices=3\nframes=2\nmode=composite\n")));
-  EXPECT_EQ((Rgb{30, 40, 0}), Shown(image));
+  CTestImage image(WriteTiff(Pages(12, "ImageJ=1.53c\nimages=12\nchannels=2\nslices=3\nframes=2\nmode=composite\n")));
+  EXPECT_EQ((SRgb{30, 40, 0}), Shown(image));
   const auto metadata = image->Metadata();
   ASSERT_EQ(3u, metadata.loops.size());
   EXPECT_EQ(std::uint32_t{kQvLoopTime}, metadata.loops[0].type);
@@ -113,12 +113,12 @@ TEST(TiffImageJ, ChannelsRunFastest) {
 
 TEST(TiffImageJ, LookupTablesAndRanges) {
   for (const bool big : {false, true}) {
-    std::vector<TiffPage> pages = Pages(2, "ImageJ=1.53c\nimages=2\nchannels=2\nmode=composite\n");
+    std::vector<STiffPage> pages = Pages(2, "ImageJ=1.53c\nimages=2\nchannels=2\nmode=composite\n");
     // Pixels from 0 to 40 and from 0 to 80.
     for (int c = 0; c < 2; ++c) {
       for (std::size_t i = 0; i < 48; ++i) pages[c].pixels[i] = static_cast<std::uint8_t>((c + 1) * 40 * (i % 8) / 7);
     }
-    Block block(big);
+    CMetadataBlock block(big);
     block.Begin("info", 1);
     block.Begin("rang", 1);
     block.Begin("luts", 2);
@@ -127,10 +127,10 @@ TEST(TiffImageJ, LookupTablesAndRanges) {
     block.AddPart(Table(255, 0, 255));
     block.AddPart(Table(0, 128, 0));
     SetBlock(&pages[0], block);
-    TestImage image(WriteTiff(pages, big ? "wb" : "wl"));
-    const Picture picture = Render(image, 8, 6);
-    EXPECT_EQ((Rgb{0, 0, 0}), picture.At(0, 0));
-    EXPECT_EQ((Rgb{255, 128, 255}), picture.At(7, 3));
+    CTestImage image(WriteTiff(pages, big ? "wb" : "wl"));
+    const SRgbPicture picture = Render(image, 8, 6);
+    EXPECT_EQ((SRgb{0, 0, 0}), picture.At(0, 0));
+    EXPECT_EQ((SRgb{255, 128, 255}), picture.At(7, 3));
     const auto metadata = image->Metadata();
     EXPECT_EQ(0xFF00FFu, metadata.picture.planes.planes[0].color);
     EXPECT_EQ(0x008000u, metadata.picture.planes.planes[1].color);
@@ -139,19 +139,19 @@ TEST(TiffImageJ, LookupTablesAndRanges) {
 }
 
 TEST(TiffImageJ, RangesThatHideThePictureAreNotTaken) {
-  std::vector<TiffPage> pages = Pages(1, "ImageJ=1.53c\nmin=0\nmax=60000\n");
+  std::vector<STiffPage> pages = Pages(1, "ImageJ=1.53c\nmin=0\nmax=60000\n");
   pages[0] = MakePage<std::uint16_t>(8, 6, 1, [](std::uint32_t x, auto, auto) { return 100 + x * 10; });
   pages[0].description = "ImageJ=1.53c\nmin=0\nmax=60000\n";
-  TestImage dark(WriteTiff(pages));
+  CTestImage dark(WriteTiff(pages));
   EXPECT_EQ(255, Render(dark, 8, 6).At(7, 3).r);
   pages[0].description = "ImageJ=1.53c\nmin=100\nmax=200\n";
-  TestImage chosen(WriteTiff(pages));
+  CTestImage chosen(WriteTiff(pages));
   EXPECT_EQ(179, Render(chosen, 8, 6).At(7, 3).r);
 }
 
 TEST(TiffImageJ, StacksUnderOneDirectory) {
   // Planes of 8 x 6 pixels behind each other; the directory describes the first.
-  TiffPage page = MakePage<std::uint8_t>(8, 18, 1, [](auto, std::uint32_t y, auto) { return 10 * (1 + y / 6); });
+  STiffPage page = MakePage<std::uint8_t>(8, 18, 1, [](auto, std::uint32_t y, auto) { return 10 * (1 + y / 6); });
   page.rowsPerStrip = 18;
   page.description = "ImageJ=1.53c\nimages=3\nslices=3\n";
   std::vector<std::uint8_t> bytes = WriteTiff(page);
@@ -163,14 +163,14 @@ TEST(TiffImageJ, StacksUnderOneDirectory) {
       if (place != bytes.end()) place[8] = 6;
     }
   }
-  TestImage image(bytes);
+  CTestImage image(bytes);
   EXPECT_EQ(6u, image->Info().height);
   EXPECT_EQ(3u, image->Info().sequenceCount);
   EXPECT_EQ(20, Shown(image).r);
 }
 
 TEST(TiffImageJ, SizesThatContradictTheFileAreGivenUp) {
-  TestImage image(WriteTiff(Pages(3, "ImageJ=1.53c\nimages=8\nchannels=2\nslices=4\n")));
+  CTestImage image(WriteTiff(Pages(3, "ImageJ=1.53c\nimages=8\nchannels=2\nslices=4\n")));
   EXPECT_EQ(10, Shown(image).r);
   EXPECT_EQ(3u, image->Info().sequenceCount);
 }
@@ -183,14 +183,14 @@ TEST(TiffImageJ, Calibration) {
                                           {"mm", 250.0},
                                           {"inch", 6350.0},
                                           {"pixel", 0.0}}) {
-    std::vector<TiffPage> pages =
+    std::vector<STiffPage> pages =
         Pages(2, std::string("ImageJ=1.53c\nimages=2\nslices=2\nspacing=3.0\nunit=") + unit + "\nfinterval=1.5\n");
     pages[0].tags = [](TIFF* tiff) {
       TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 4.0);
       TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 2.0);
       TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_NONE);
     };
-    TestImage image(WriteTiff(pages));
+    CTestImage image(WriteTiff(pages));
     const auto metadata = image->Metadata();
     EXPECT_DOUBLE_EQ(micrometres, metadata.calibration) << unit;
     EXPECT_DOUBLE_EQ(micrometres * 12, metadata.picture.zStep) << unit;
@@ -214,7 +214,7 @@ TEST(TiffImageJ, DescriptionsAreParsedWithCare) {
 }
 
 TEST(TiffImageJ, DamagedMetadataAddsWhatCanBeRead) {
-  Block block(true);
+  CMetadataBlock block(true);
   block.Begin("labl", 2);
   block.Begin("luts", 1);
   block.AddPart(block.Text(u"first"));

@@ -8,7 +8,7 @@
 namespace qv_test {
 namespace {
 
-TiffPage Plain() {
+STiffPage Plain() {
   return MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 1; });
 }
 
@@ -19,7 +19,7 @@ void SetResolution(TIFF* tiff, double x, double y, int unit) {
 }
 
 TEST(TiffMetadata, TagsBecomeTexts) {
-  TiffPage page = Plain();
+  STiffPage page = Plain();
   page.description = "Kidney, section 4";
   page.tags = [](TIFF* tiff) {
     TIFFSetField(tiff, TIFFTAG_DOCUMENTNAME, "kidney4.tif");
@@ -30,7 +30,7 @@ TEST(TiffMetadata, TagsBecomeTexts) {
     TIFFSetField(tiff, TIFFTAG_SOFTWARE, "Acquire 1.0");
     TIFFSetField(tiff, TIFFTAG_HOSTCOMPUTER, "room 5");
   };
-  TestImage image(WriteTiff(page));
+  CTestImage image(WriteTiff(page));
   const imageformats::SImageMetadata metadata = image->Metadata();
   EXPECT_EQ(CQvStringW(L"kidney4.tif"), metadata.text.imageID);
   EXPECT_EQ(CQvStringW(L"TIFF"), metadata.text.type);
@@ -46,13 +46,13 @@ TEST(TiffMetadata, TagsBecomeTexts) {
 }
 
 TEST(TiffMetadata, Latin1TextsAndMachineTexts) {
-  TiffPage page = Plain();
+  STiffPage page = Plain();
   page.description = "{\"shape\": [6, 8]}";
   page.tags = [](TIFF* tiff) {
     TIFFSetField(tiff, TIFFTAG_ARTIST, "Ren\xE9");
     TIFFSetField(tiff, TIFFTAG_DATETIME, "yesterday");
   };
-  TestImage image(WriteTiff(page));
+  CTestImage image(WriteTiff(page));
   const imageformats::SImageMetadata metadata = image->Metadata();
   EXPECT_EQ(CQvStringW(L"René"), metadata.text.author);
   EXPECT_TRUE(metadata.text.description.IsEmpty());
@@ -61,7 +61,7 @@ TEST(TiffMetadata, Latin1TextsAndMachineTexts) {
 }
 
 // A picture with an EXIF and a GPS directory, written by libtiff.
-std::string WriteWithExif(const TestFolder& folder, const char* mode) {
+std::string WriteWithExif(const CTestFolder& folder, const char* mode) {
   const std::string path = folder.Path() + "/exif.tif";
   TIFF* tiff = TIFFOpen(path.c_str(), mode);
   const auto setPicture = [&](std::uint64_t exif, std::uint64_t gps) {
@@ -98,8 +98,8 @@ std::string WriteWithExif(const TestFolder& folder, const char* mode) {
 
 TEST(TiffMetadata, ExifAddsWhatTheTagsDoNotSay) {
   for (const char* mode : {"wl", "wb", "wl8", "wb8"}) {
-    const TestFolder folder;
-    TestImage image(WriteWithExif(folder, mode));
+    const CTestFolder folder;
+    CTestImage image(WriteWithExif(folder, mode));
     const imageformats::SImageMetadata metadata = image->Metadata();
     EXPECT_EQ(CQvStringW(L"2021-02-03 04:05:06"), metadata.text.date) << mode << ": the shot's, not the last change's";
     EXPECT_NEAR(2459248.670208, metadata.acquisitionTime, 1e-5) << mode;
@@ -110,12 +110,12 @@ TEST(TiffMetadata, ExifAddsWhatTheTagsDoNotSay) {
 
 TEST(TiffMetadata, ExifThatLeadsNowhereAddsNothing) {
   for (const std::uint64_t place : {std::uint64_t{8}, std::uint64_t{100000}, std::uint64_t{0xFFFFFFF0u}}) {
-    TiffPage page = Plain();
+    STiffPage page = Plain();
     page.tags = [&](TIFF* tiff) {
       TIFFSetField(tiff, TIFFTAG_EXIFIFD, place);
       TIFFSetField(tiff, TIFFTAG_DATETIME, "2021:02:03 04:05:06");
     };
-    TestImage image(WriteTiff(page));
+    CTestImage image(WriteTiff(page));
     EXPECT_EQ(CQvStringW(L"2021-02-03 04:05:06"), image->Metadata().text.date);
   }
 }
@@ -132,9 +132,9 @@ TEST(TiffMetadata, OnlyMicroscopicResolutionsCalibrate) {
       {0, 0, RESUNIT_CENTIMETER, 0.0, 1.0},       {1e13, 1e13, RESUNIT_CENTIMETER, 0.0, 1.0},
   };
   for (const auto& c : cases) {
-    TiffPage page = Plain();
+    STiffPage page = Plain();
     page.tags = [&](TIFF* tiff) { SetResolution(tiff, c.x, c.y, c.unit); };
-    TestImage image(WriteTiff(page));
+    CTestImage image(WriteTiff(page));
     const imageformats::SImageMetadata metadata = image->Metadata();
     EXPECT_NEAR(c.calibration, metadata.calibration, 1e-6) << c.x;
     EXPECT_NEAR(c.aspect, metadata.aspect, 1e-6) << c.x;
@@ -142,10 +142,10 @@ TEST(TiffMetadata, OnlyMicroscopicResolutionsCalibrate) {
 }
 
 TEST(TiffMetadata, GeometryOfTheStoredPicture) {
-  TiffPage page = MakePage<std::uint16_t>(40, 30, 3, [](auto, auto, auto) { return 1; });
+  STiffPage page = MakePage<std::uint16_t>(40, 30, 3, [](auto, auto, auto) { return 1; });
   page.tile = 16;
   page.compression = COMPRESSION_LZW;
-  TestImage image(WriteTiff(page, "wb8"));
+  CTestImage image(WriteTiff(page, "wb8"));
   const SQvImageInfo& info = image->Info();
   EXPECT_EQ(40u, info.width);
   EXPECT_EQ(30u, info.height);
@@ -163,13 +163,13 @@ TEST(TiffMetadata, GeometryOfTheStoredPicture) {
 
 TEST(TiffMetadata, EmbeddedThumbnailsByTheirNames) {
   const std::vector<std::uint8_t> jpeg = {0xFF, 0xD8, 1, 2, 3}, pixels(8 * 6 * 3, 7);
-  TiffPage page = Plain();
+  STiffPage page = Plain();
   page.tags = [&](TIFF* tiff) {
     SetBytesTag(tiff, 65050, jpeg);
     SetBytesTag(tiff, 65051, pixels);
   };
   for (const char* mode : {"wl", "wb8"}) {
-    TestImage image(WriteTiff(page, mode));
+    CTestImage image(WriteTiff(page, mode));
     CQvByteArray bytes;
     bytes.Append("old", 3);
     ASSERT_TRUE(image->CustomTag(L"QvCustomTag:ThumbailJpg", bytes));
@@ -179,7 +179,7 @@ TEST(TiffMetadata, EmbeddedThumbnailsByTheirNames) {
     EXPECT_FALSE(image->CustomTag(L"QvCustomTag:ThumbnailJpg", bytes));
     EXPECT_EQ(pixels.size(), bytes.GetSize());
   }
-  TestImage without(WriteTiff(Plain()));
+  CTestImage without(WriteTiff(Plain()));
   CQvByteArray bytes;
   EXPECT_FALSE(without->CustomTag(L"QvCustomTag:ThumbailJpg", bytes));
 }

@@ -107,7 +107,7 @@ class TiffOmeSchemaTest : public testing::TestWithParam<SSchema> {
   TiffOmeSchemaTest() : m_image(File()), m_metadata(m_image->Metadata()) {}
 
   static std::vector<std::uint8_t> File() {
-    std::vector<TiffPage> pages;
+    std::vector<STiffPage> pages;
     for (int i = 0; i < 12; ++i) {
       pages.push_back(MakePage<std::uint8_t>(8, 6, 1, [i](auto, auto, auto) { return 10 * (i + 1); }));
     }
@@ -116,13 +116,13 @@ class TiffOmeSchemaTest : public testing::TestWithParam<SSchema> {
     return WriteTiff(pages);
   }
 
-  TestImage m_image;
+  CTestImage m_image;
   imageformats::SImageMetadata m_metadata;
 };
 
 TEST_P(TiffOmeSchemaTest, ShowsTheMiddlePlaneInTheChannelsColors) {
   // Channels run fastest: the middle plane is the third and fourth page.
-  EXPECT_EQ((Rgb{0, 40, 30}), Render(m_image, 4, 3).At(1, 1));
+  EXPECT_EQ((SRgb{0, 40, 30}), Render(m_image, 4, 3).At(1, 1));
 }
 
 TEST_P(TiffOmeSchemaTest, TellsWhoAndHow) {

@@ -28,8 +28,8 @@ std::string Document(const std::string& pixels, const std::string& imageInside =
 }
 
 // Pages of one grey each, 10, 20, 30 and so on; the first carries the document.
-std::vector<TiffPage> Pages(int count, const std::string& document) {
-  std::vector<TiffPage> pages;
+std::vector<STiffPage> Pages(int count, const std::string& document) {
+  std::vector<STiffPage> pages;
   for (int i = 0; i < count; ++i) {
     pages.push_back(MakePage<std::uint8_t>(8, 6, 1, [&](auto, auto, auto) { return 10 * (i + 1); }));
   }
@@ -37,13 +37,13 @@ std::vector<TiffPage> Pages(int count, const std::string& document) {
   return pages;
 }
 
-Rgb Shown(TestImage& image) { return Render(image, 4, 3).At(1, 1); }
-Rgb Shown(const std::vector<TiffPage>& pages) {
-  TestImage image(WriteTiff(pages));
+SRgb Shown(CTestImage& image) { return Render(image, 4, 3).At(1, 1); }
+SRgb Shown(const std::vector<STiffPage>& pages) {
+  CTestImage image(WriteTiff(pages));
   return Shown(image);
 }
 int ShownGrey(int pages, const std::string& pixels) {
-  const Rgb color = Shown(Pages(pages, Document(pixels)));
+  const SRgb color = Shown(Pages(pages, Document(pixels)));
   EXPECT_EQ(color.r, color.g);
   EXPECT_EQ(color.r, color.b);
   return color.r;
@@ -60,17 +60,17 @@ TEST(TiffOme, ChannelsInEveryDimensionOrder) {
       "<Channel ID=\"C:0\" Color=\"-16776961\"/><Channel ID=\"C:1\" Color=\"65535\"/>";  // red, blue
   // Planes: z 3, c 2, t 2; the wanted one has z 1, t 0.
   const auto index = [](int z, int c, int t) { return 10 * (1 + z + c + t); };
-  EXPECT_EQ((Rgb{index(1, 0, 0), 0, index(1, 3, 0)}),
+  EXPECT_EQ((SRgb{index(1, 0, 0), 0, index(1, 3, 0)}),
             Shown(Pages(12, Document(Pixels("XYZCT", 3, 2, 2, colors + "<TiffData/>")))));
-  EXPECT_EQ((Rgb{index(1, 0, 0), 0, index(1, 6, 0)}),
+  EXPECT_EQ((SRgb{index(1, 0, 0), 0, index(1, 6, 0)}),
             Shown(Pages(12, Document(Pixels("XYZTC", 3, 2, 2, colors + "<TiffData/>")))));
-  EXPECT_EQ((Rgb{index(2, 0, 0), 0, index(2, 1, 0)}),
+  EXPECT_EQ((SRgb{index(2, 0, 0), 0, index(2, 1, 0)}),
             Shown(Pages(12, Document(Pixels("XYCZT", 3, 2, 2, colors + "<TiffData/>")))));
-  EXPECT_EQ((Rgb{index(4, 0, 0), 0, index(4, 1, 0)}),
+  EXPECT_EQ((SRgb{index(4, 0, 0), 0, index(4, 1, 0)}),
             Shown(Pages(12, Document(Pixels("XYCTZ", 3, 2, 2, colors + "<TiffData/>")))));
-  EXPECT_EQ((Rgb{index(2, 0, 0), 0, index(2, 6, 0)}),
+  EXPECT_EQ((SRgb{index(2, 0, 0), 0, index(2, 6, 0)}),
             Shown(Pages(12, Document(Pixels("XYTZC", 3, 2, 2, colors + "<TiffData/>")))));
-  EXPECT_EQ((Rgb{index(4, 0, 0), 0, index(4, 2, 0)}),
+  EXPECT_EQ((SRgb{index(4, 0, 0), 0, index(4, 2, 0)}),
             Shown(Pages(12, Document(Pixels("XYTCZ", 3, 2, 2, colors + "<TiffData/>")))));
 }
 
@@ -91,18 +91,18 @@ TEST(TiffOme, MissingPlanesGiveWayToTheNearest) {
 
 TEST(TiffOme, DefaultColorsMeanNone) {
   const std::string same = "<Channel ID=\"C:0\" Color=\"-1\"/><Channel ID=\"C:1\" Color=\"-1\"/>";
-  EXPECT_EQ((Rgb{10, 20, 0}), Shown(Pages(2, Document(Pixels("XYCZT", 1, 2, 1, same + "<TiffData/>")))));
+  EXPECT_EQ((SRgb{10, 20, 0}), Shown(Pages(2, Document(Pixels("XYCZT", 1, 2, 1, same + "<TiffData/>")))));
   const std::string old = "<Channel Color=\"-2147483648\"/><Channel Color=\"-2147483648\"/>";
-  EXPECT_EQ((Rgb{10, 20, 0}), Shown(Pages(2, Document(Pixels("XYCZT", 1, 2, 1, old + "<TiffData/>")))));
+  EXPECT_EQ((SRgb{10, 20, 0}), Shown(Pages(2, Document(Pixels("XYCZT", 1, 2, 1, old + "<TiffData/>")))));
   // A single channel of that default is grey.
-  EXPECT_EQ((Rgb{10, 10, 10}),
+  EXPECT_EQ((SRgb{10, 10, 10}),
             Shown(Pages(1, Document(Pixels("XYCZT", 1, 1, 1, "<Channel Color=\"-2147483648\"/><TiffData/>")))));
 }
 
 TEST(TiffOme, LightTellsTheColorWhereNothingElseDoes) {
   const std::string light = "<Channel EmissionWavelength=\"460\"/><Channel EmissionWavelength=\"520\"/>";
-  TestImage image(WriteTiff(Pages(2, Document(Pixels("XYCZT", 1, 2, 1, light + "<TiffData/>")))));
-  const Rgb color = Shown(image);
+  CTestImage image(WriteTiff(Pages(2, Document(Pixels("XYCZT", 1, 2, 1, light + "<TiffData/>")))));
+  const SRgb color = Shown(image);
   EXPECT_GT(color.g, 19);
   EXPECT_GT(color.b, 9);
   EXPECT_LT(color.r, 10);
@@ -113,37 +113,37 @@ TEST(TiffOme, LightTellsTheColorWhereNothingElseDoes) {
 }
 
 TEST(TiffOme, SignedBytesAreOnlyCalledSigned) {
-  std::vector<TiffPage> pages = Pages(1, Document(Pixels("XYCZT", 1, 1, 1, "<TiffData/>", "", "int8")));
+  std::vector<STiffPage> pages = Pages(1, Document(Pixels("XYCZT", 1, 1, 1, "<TiffData/>", "", "int8")));
   pages[0].format = SAMPLEFORMAT_INT;
-  EXPECT_EQ((Rgb{10, 10, 10}), Shown(pages));
+  EXPECT_EQ((SRgb{10, 10, 10}), Shown(pages));
 }
 
 TEST(TiffOme, ColorPlanesAreShownAsStored) {
-  TiffPage page = MakePage<std::uint8_t>(8, 6, 3, [](auto, auto, std::uint32_t s) { return 50 + 50 * s; });
+  STiffPage page = MakePage<std::uint8_t>(8, 6, 3, [](auto, auto, std::uint32_t s) { return 50 + 50 * s; });
   page.description = Document(Pixels("XYCZT", 1, 3, 1, "<Channel SamplesPerPixel=\"3\"/><TiffData/>"));
-  EXPECT_EQ((Rgb{50, 100, 150}), Shown({page}));
-  TestImage image(WriteTiff(page));
+  EXPECT_EQ((SRgb{50, 100, 150}), Shown({page}));
+  CTestImage image(WriteTiff(page));
   const auto metadata = image->Metadata();
   ASSERT_EQ(1u, metadata.picture.planes.planes.size());
   EXPECT_EQ(3u, metadata.picture.planes.planes[0].components);
   EXPECT_TRUE(metadata.loops.empty());
   // A document that counts samples as channels, or does not count them at all.
   page.description = Document(Pixels("XYCZT", 1, 3, 1, "<TiffData/>"));
-  EXPECT_EQ((Rgb{50, 100, 150}), Shown({page}));
+  EXPECT_EQ((SRgb{50, 100, 150}), Shown({page}));
   page.description = Document(Pixels("XYCZT", 1, 1, 1, "<TiffData/>"));
-  EXPECT_EQ((Rgb{50, 100, 150}), Shown({page}));
+  EXPECT_EQ((SRgb{50, 100, 150}), Shown({page}));
 }
 
 TEST(TiffOme, LevelsInSubIfds) {
-  std::vector<TiffPage> pages = {MakePage<std::uint8_t>(64, 48, 1, [](auto, auto, auto) { return 10; }),
-                                 MakePage<std::uint8_t>(32, 24, 1, [](auto, auto, auto) { return 20; }),
-                                 MakePage<std::uint8_t>(64, 48, 1, [](auto, auto, auto) { return 30; }),
-                                 MakePage<std::uint8_t>(32, 24, 1, [](auto, auto, auto) { return 40; })};
+  std::vector<STiffPage> pages = {MakePage<std::uint8_t>(64, 48, 1, [](auto, auto, auto) { return 10; }),
+                                  MakePage<std::uint8_t>(32, 24, 1, [](auto, auto, auto) { return 20; }),
+                                  MakePage<std::uint8_t>(64, 48, 1, [](auto, auto, auto) { return 30; }),
+                                  MakePage<std::uint8_t>(32, 24, 1, [](auto, auto, auto) { return 40; })};
   pages[0].description = Document(Pixels("XYCZT", 1, 2, 1, "<TiffData/>"));
   pages[0].subIfds = pages[2].subIfds = 1;
-  TestImage image(WriteTiff(pages));
-  EXPECT_EQ((Rgb{10, 30, 0}), Render(image, 40, 30).At(5, 5));
-  EXPECT_EQ((Rgb{20, 40, 0}), Render(image, 32, 24).At(5, 5));
+  CTestImage image(WriteTiff(pages));
+  EXPECT_EQ((SRgb{10, 30, 0}), Render(image, 40, 30).At(5, 5));
+  EXPECT_EQ((SRgb{20, 40, 0}), Render(image, 32, 24).At(5, 5));
 }
 
 TEST(TiffOme, LoopsAndPlanes) {
@@ -156,7 +156,7 @@ TEST(TiffOme, LoopsAndPlanes) {
   const std::string attributes =
       "PhysicalSizeX=\"250\" PhysicalSizeXUnit=\"nm\" PhysicalSizeY=\"0.5\" PhysicalSizeZ=\"2\" TimeIncrement=\"1.5\" "
       "TimeIncrementUnit=\"min\" SignificantBits=\"7\"";
-  TestImage image(WriteTiff(Pages(12, Document(Pixels("XYZCT", 3, 2, 2, inside, attributes)))));
+  CTestImage image(WriteTiff(Pages(12, Document(Pixels("XYZCT", 3, 2, 2, inside, attributes)))));
   const imageformats::SImageMetadata metadata = image->Metadata();
   ASSERT_EQ(3u, metadata.loops.size());
   EXPECT_EQ(std::uint32_t{kQvLoopTime}, metadata.loops[0].type);
@@ -200,7 +200,7 @@ TEST(TiffOme, TextsOfTheCurrentSchema) {
   const std::string pixels = Pixels("XYZCT", 1, 1, 1,
                                     "<Channel ID=\"C:0\" Name=\"Bright\" AcquisitionMode=\"WideField\">"
                                     "<DetectorSettings ID=\"D:0\"/></Channel><TiffData/>");
-  TestImage image(WriteTiff(Pages(1, Document(pixels, inside, before))));
+  CTestImage image(WriteTiff(Pages(1, Document(pixels, inside, before))));
   const imageformats::SImageMetadata metadata = image->Metadata();
   const SQvImageTextInfo& text = metadata.text;
   EXPECT_EQ(CQvStringW(L"Slide 1"), text.imageID);
@@ -232,8 +232,8 @@ TEST(TiffOme, TextsOfTheFirstSchemas) {
       "<OME:ChannelInfo Name=\"FITC\" ExWave=\"490\" EmWave=\"525\" Mode=\"Wide-field\"><OME:ChannelComponent "
       "ColorDomain=\"G\"/></OME:ChannelInfo><OME:Pixels DimensionOrder=\"XYZCT\" PixelType=\"Uint8\" SizeX=\"8\" "
       "SizeY=\"6\" SizeZ=\"3\" SizeC=\"1\" SizeT=\"1\"><OME:TiffData/></OME:Pixels></OME:Image></OME:OME>";
-  TestImage image(WriteTiff(Pages(3, fc)));
-  EXPECT_EQ((Rgb{0, 20, 0}), Shown(image));
+  CTestImage image(WriteTiff(Pages(3, fc)));
+  EXPECT_EQ((SRgb{0, 20, 0}), Shown(image));
   const imageformats::SImageMetadata metadata = image->Metadata();
   EXPECT_EQ(CQvStringW(L"Ada L"), metadata.text.author);
   EXPECT_EQ(CQvStringW(L"Plan 40"), metadata.objective);
@@ -261,7 +261,7 @@ TEST(TiffOme, ImagesOfOneShapeArePositions) {
   document +=
       "<Image ID=\"Image:9\"><Pixels DimensionOrder=\"XYZCT\" Type=\"uint8\" SizeX=\"4\" SizeY=\"3\"><TiffData "
       "IFD=\"0\"/></Pixels></Image></OME>";
-  TestImage image(WriteTiff(Pages(3, document)));
+  CTestImage image(WriteTiff(Pages(3, document)));
   EXPECT_EQ(10, Shown(image).r);
   EXPECT_EQ(3u, image->Info().sequenceCount);
   const auto metadata = image->Metadata();
@@ -274,9 +274,9 @@ TEST(TiffOme, ImagesOfOneShapeArePositions) {
 
 // A z stack of three files. `document` tells the document for the file of a plane.
 template <class DocumentOf>
-void WriteSet(const TestFolder& folder, DocumentOf&& document) {
+void WriteSet(const CTestFolder& folder, DocumentOf&& document) {
   for (int z = 0; z < 3; ++z) {
-    TiffPage page = MakePage<std::uint8_t>(8, 6, 1, [&](auto, auto, auto) { return 10 * (z + 1); });
+    STiffPage page = MakePage<std::uint8_t>(8, 6, 1, [&](auto, auto, auto) { return 10 * (z + 1); });
     page.description = document(z);
     folder.Write("plane" + std::to_string(z) + ".ome.tif", WriteTiff(page));
   }
@@ -292,9 +292,9 @@ std::string SetPixels() {
   return Pixels("XYZCT", 3, 1, 1, data);
 }
 
-void ExpectSet(const TestFolder& folder) {
+void ExpectSet(const CTestFolder& folder) {
   for (int z = 0; z < 3; ++z) {
-    TestImage image(folder.Path() + "/plane" + std::to_string(z) + ".ome.tif");
+    CTestImage image(folder.Path() + "/plane" + std::to_string(z) + ".ome.tif");
     EXPECT_EQ(20, Shown(image).r) << z;
     EXPECT_EQ(3u, image->Info().sequenceCount) << z;
     const auto metadata = image->Metadata();
@@ -305,13 +305,13 @@ void ExpectSet(const TestFolder& folder) {
 }
 
 TEST(TiffOme, ASetIsTheSameFromAnyOfItsFiles) {
-  const TestFolder folder;
+  const CTestFolder folder;
   WriteSet(folder, [](int) { return Document(SetPixels()); });
   ExpectSet(folder);
 }
 
 TEST(TiffOme, BinaryOnlyFilesFollowTheMaster) {
-  const TestFolder folder;
+  const CTestFolder folder;
   WriteSet(folder, [](int z) {
     return z == 0 ? Document(SetPixels())
                   : std::string(kOpen) + "<BinaryOnly MetadataFile=\"plane0.ome.tif\" UUID=\"urn:uuid:0\"/></OME>";
@@ -320,7 +320,7 @@ TEST(TiffOme, BinaryOnlyFilesFollowTheMaster) {
 }
 
 TEST(TiffOme, BinaryOnlyFilesFollowTheCompanion) {
-  const TestFolder folder;
+  const CTestFolder folder;
   WriteSet(folder, [](int) {
     return std::string(kOpen) + "<BinaryOnly MetadataFile=\"set.companion.ome\" UUID=\"urn:uuid:9\"/></OME>";
   });
@@ -329,50 +329,50 @@ TEST(TiffOme, BinaryOnlyFilesFollowTheCompanion) {
 }
 
 TEST(TiffOme, WithoutItsDocumentABinaryOnlyFileIsAPlainPicture) {
-  const TestFolder folder;
+  const CTestFolder folder;
   WriteSet(folder, [](int) {
     return std::string(kOpen) + "<BinaryOnly MetadataFile=\"gone.ome\" UUID=\"urn:uuid:9\"/></OME>";
   });
-  TestImage image(folder.Path() + "/plane2.ome.tif");
+  CTestImage image(folder.Path() + "/plane2.ome.tif");
   EXPECT_EQ(30, Shown(image).r);
 }
 
 TEST(TiffOme, MissingSiblingsLeaveTheNearestPlane) {
-  const TestFolder folder;
-  TiffPage page = MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 99; });
+  const CTestFolder folder;
+  STiffPage page = MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 99; });
   page.description = Document(SetPixels());
-  TestImage image(folder.Write("plane2.ome.tif", WriteTiff(page)));
+  CTestImage image(folder.Write("plane2.ome.tif", WriteTiff(page)));
   EXPECT_EQ(99, Shown(image).r);
   EXPECT_EQ(3u, image->Info().sequenceCount);
 }
 
 TEST(TiffOme, RenamedFilesAreKnownByTheirUuid) {
-  const TestFolder folder;
-  TiffPage page = MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 99; });
+  const CTestFolder folder;
+  STiffPage page = MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 99; });
   page.description =
       Document(Pixels("XYZCT", 2, 1, 1,
                       "<TiffData FirstZ=\"0\" IFD=\"0\"><UUID FileName=\"a.tif\">urn:uuid:other</UUID></TiffData>"
                       "<TiffData FirstZ=\"1\" IFD=\"0\"><UUID FileName=\"b.tif\">urn:uuid:own</UUID></TiffData>"));
-  TestImage image(folder.Write("renamed.tif", WriteTiff(page)));
+  CTestImage image(folder.Write("renamed.tif", WriteTiff(page)));
   EXPECT_EQ(99, Shown(image).r);
 }
 
 TEST(TiffOme, NamesThatLeadOutOfTheFolderAreNotFollowed) {
-  const TestFolder outer, folder;
-  TiffPage secret = MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 200; });
+  const CTestFolder outer, folder;
+  STiffPage secret = MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 200; });
   const std::string path = outer.Write("secret.tif", WriteTiff(secret));
   const std::string up = "../" + path.substr(path.find_last_of('/', path.size() - 12) + 1);
   for (const std::string& name : {path, up, std::string("..\\secret.tif"), std::string("..")}) {
-    TiffPage page = MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 50; });
+    STiffPage page = MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 50; });
     page.description =
         Document(Pixels("XYZCT", 2, 1, 1,
                         "<TiffData FirstZ=\"0\" IFD=\"0\"><UUID FileName=\"own.tif\">urn:uuid:own</UUID></TiffData>"
                         "<TiffData FirstZ=\"1\" IFD=\"0\"><UUID FileName=\"" +
                             name + "\">urn:uuid:1</UUID></TiffData>"));
-    TestImage image(folder.Write("own.tif", WriteTiff(page)));
+    CTestImage image(folder.Write("own.tif", WriteTiff(page)));
     EXPECT_EQ(50, Shown(image).r) << name;
     page.description = std::string(kOpen) + "<BinaryOnly MetadataFile=\"" + name + "\"/></OME>";
-    TestImage binary(folder.Write("own.tif", WriteTiff(page)));
+    CTestImage binary(folder.Write("own.tif", WriteTiff(page)));
     EXPECT_EQ(50, Shown(binary).r) << name;
   }
 }
@@ -382,7 +382,7 @@ TEST(TiffOme, DamagedDocumentsLeaveAPlainPicture) {
        {std::string(kOpen), std::string(kOpen) + "<Image><Pixels SizeX=\"</OME>", Document(""),
         Document(Pixels("XYZCT", 2000000, 2000000, 2000000, "<TiffData/>")),
         std::string("<OME ><!DOCTYPE a [<!ENTITY b SYSTEM \"/etc/passwd\">]><Image Name=\"&b;\"/></OME>")}) {
-    TestImage image(WriteTiff(Pages(1, document)));
+    CTestImage image(WriteTiff(Pages(1, document)));
     EXPECT_EQ(10, Shown(image).r);
     EXPECT_EQ(std::wstring::npos, image->Metadata().text.imageID.Str().find(L"root:"));
   }

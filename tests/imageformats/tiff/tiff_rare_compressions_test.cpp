@@ -14,16 +14,16 @@ namespace {
 
 constexpr std::uint32_t kWide = 64, kHigh = 16;
 
-using Bytes = std::vector<std::uint8_t>;
+using SBytes = std::vector<std::uint8_t>;
 
 double Along(std::uint32_t x) { return static_cast<double>(x) / (kWide - 1); }
 
 // A grey picture whose columns are as bright as `expected` says, 0 to 255.
-void ExpectColumns(const Bytes& file, double tolerance, const std::function<double(std::uint32_t)>& expected) {
-  const Picture picture = Render(file, kWide, kHigh);
+void ExpectColumns(const SBytes& file, double tolerance, const std::function<double(std::uint32_t)>& expected) {
+  const SRgbPicture picture = Render(file, kWide, kHigh);
   for (std::uint32_t x = 0; x < kWide; ++x) {
     for (const std::uint32_t y : {0u, kHigh / 2, kHigh - 1}) {
-      const Rgb color = picture.At(x, y);
+      const SRgb color = picture.At(x, y);
       EXPECT_NEAR(color.r, expected(x), tolerance) << x << ", " << y;
       EXPECT_NEAR(color.g, expected(x), tolerance) << x << ", " << y;
       EXPECT_NEAR(color.b, expected(x), tolerance) << x << ", " << y;
@@ -34,14 +34,14 @@ void ExpectColumns(const Bytes& file, double tolerance, const std::function<doub
 double Ramp(std::uint32_t x) { return 255 * Along(x); }
 
 // One strip, encoded by libtiff when `encode` is set, else as it is.
-TiffPage OneStrip(std::uint16_t compression, std::uint16_t bits, const Bytes& strip, bool encode) {
-  TiffPage page;
+STiffPage OneStrip(std::uint16_t compression, std::uint16_t bits, const SBytes& strip, bool encode) {
+  STiffPage page;
   page.width = kWide;
   page.height = kHigh;
   page.bits = bits;
   page.compression = compression;
   page.tags = [strip, encode](TIFF* tiff) {
-    Bytes bytes = strip;
+    SBytes bytes = strip;
     const auto size = static_cast<tmsize_t>(bytes.size());
     EXPECT_EQ(size, encode ? TIFFWriteEncodedStrip(tiff, 0, bytes.data(), size)
                            : TIFFWriteRawStrip(tiff, 0, bytes.data(), size));
@@ -50,8 +50,8 @@ TiffPage OneStrip(std::uint16_t compression, std::uint16_t bits, const Bytes& st
 }
 
 template <class T>
-Bytes Rows(const std::function<double(std::uint32_t x)>& value, int samples = 1) {
-  Bytes bytes;
+SBytes Rows(const std::function<double(std::uint32_t x)>& value, int samples = 1) {
+  SBytes bytes;
   for (std::uint32_t i = 0; i < kWide * kHigh; ++i) {
     for (int s = 0; s < samples; ++s) Append<T>(&bytes, static_cast<T>(value(i % kWide)));
   }
@@ -61,8 +61,8 @@ Bytes Rows(const std::function<double(std::uint32_t x)>& value, int samples = 1)
 // libtiff says of all of them in the file that they have 8 bits.
 TEST(TiffRareCompressions, PixarLogOfAllDepths) {
   if (!TIFFIsCODECConfigured(COMPRESSION_PIXARLOG)) GTEST_SKIP() << "libtiff lacks it";
-  const auto page = [](std::uint16_t bits, std::uint16_t format, int dataFormat, const Bytes& strip) {
-    TiffPage made = OneStrip(COMPRESSION_PIXARLOG, bits, strip, true);
+  const auto page = [](std::uint16_t bits, std::uint16_t format, int dataFormat, const SBytes& strip) {
+    STiffPage made = OneStrip(COMPRESSION_PIXARLOG, bits, strip, true);
     made.samples = 3;
     made.photometric = PHOTOMETRIC_RGB;
     made.format = format;
@@ -76,7 +76,7 @@ TEST(TiffRareCompressions, PixarLogOfAllDepths) {
   const auto words = [](std::uint32_t x) { return 65535 * Along(x); };
   ExpectColumns(WriteTiff(page(8, SAMPLEFORMAT_UINT, PIXARLOGDATAFMT_8BIT, Rows<std::uint8_t>(Ramp, 3))), 2, Ramp);
   ExpectColumns(WriteTiff(page(16, SAMPLEFORMAT_UINT, PIXARLOGDATAFMT_16BIT, Rows<std::uint16_t>(words, 3))), 3, Ramp);
-  TiffPage grey = OneStrip(COMPRESSION_PIXARLOG, 8, Rows<std::uint8_t>(Ramp), true);
+  STiffPage grey = OneStrip(COMPRESSION_PIXARLOG, 8, Rows<std::uint8_t>(Ramp), true);
   EXPECT_EQ(-3, StatusOf(WriteTiff(grey))) << "libtiff decodes it wrongly";
   ExpectColumns(WriteTiff(page(32, SAMPLEFORMAT_IEEEFP, PIXARLOGDATAFMT_FLOAT, Rows<float>(Along, 3))), 3, Ramp);
 }
@@ -86,7 +86,7 @@ TEST(TiffRareCompressions, LogarithmicLuminance) {
   if (!TIFFIsCODECConfigured(COMPRESSION_SGILOG)) GTEST_SKIP() << "libtiff lacks it";
   const auto page = [](std::uint16_t compression, std::uint16_t photometric) {
     const int samples = photometric == PHOTOMETRIC_LOGL ? 1 : 3;
-    TiffPage made = OneStrip(compression, 16, Rows<float>(Along, samples), true);
+    STiffPage made = OneStrip(compression, 16, Rows<float>(Along, samples), true);
     made.samples = static_cast<std::uint16_t>(samples);
     made.format = SAMPLEFORMAT_INT;
     made.photometric = photometric;
@@ -106,9 +106,9 @@ TEST(TiffRareCompressions, LogarithmicLuminance) {
 // Bilevel rows that begin on words.
 TEST(TiffRareCompressions, RunLengthsOnWords) {
   if (!TIFFIsCODECConfigured(COMPRESSION_CCITTRLEW)) GTEST_SKIP() << "libtiff lacks it";
-  Bytes rows;
+  SBytes rows;
   for (std::uint32_t i = 0; i < kHigh * kWide / 8; ++i) rows.push_back(i % 8 < 3 ? 0x00 : 0xFF);
-  TiffPage page = OneStrip(COMPRESSION_CCITTRLEW, 1, rows, true);
+  STiffPage page = OneStrip(COMPRESSION_CCITTRLEW, 1, rows, true);
   page.photometric = PHOTOMETRIC_MINISWHITE;
   ExpectColumns(WriteTiff(page), 0, [](std::uint32_t x) { return x < 24 ? 255 : 0; });
 }
@@ -116,7 +116,7 @@ TEST(TiffRareCompressions, RunLengthsOnWords) {
 // Each code is a pixel of its own: 11 and four bits of grey.
 TEST(TiffRareCompressions, ThunderScan) {
   if (!TIFFIsCODECConfigured(COMPRESSION_THUNDERSCAN)) GTEST_SKIP() << "libtiff lacks it";
-  const Bytes codes = Rows<std::uint8_t>([](std::uint32_t x) { return 0xC0 + x / 4; });
+  const SBytes codes = Rows<std::uint8_t>([](std::uint32_t x) { return 0xC0 + x / 4; });
   ExpectColumns(WriteTiff(OneStrip(COMPRESSION_THUNDERSCAN, 4, codes, false)), 0,
                 [](std::uint32_t x) { return 17 * (x / 4); });
 }
@@ -124,7 +124,7 @@ TEST(TiffRareCompressions, ThunderScan) {
 // Rows of two-bit greys behind the code for a whole row.
 TEST(TiffRareCompressions, Next) {
   if (!TIFFIsCODECConfigured(COMPRESSION_NEXT)) GTEST_SKIP() << "libtiff lacks it";
-  Bytes codes;
+  SBytes codes;
   for (std::uint32_t y = 0; y < kHigh; ++y) {
     codes.push_back(0x00);
     for (std::uint32_t i = 0; i < kWide / 4; ++i) codes.push_back(static_cast<std::uint8_t>(0x55 * (i / 4)));
@@ -139,8 +139,8 @@ struct SEntry {
 };
 
 // A little-endian file of one directory whose data lie right behind the header.
-Bytes FileOf(const Bytes& data, const std::vector<SEntry>& entries) {
-  Bytes file = {'I', 'I', 42, 0};
+SBytes FileOf(const SBytes& data, const std::vector<SEntry>& entries) {
+  SBytes file = {'I', 'I', 42, 0};
   Append(&file, static_cast<std::uint32_t>(8 + data.size() + data.size() % 2));
   file.insert(file.end(), data.begin(), data.end());
   if (data.size() % 2 != 0) file.push_back(0);
@@ -158,27 +158,27 @@ Bytes FileOf(const Bytes& data, const std::vector<SEntry>& entries) {
 // The JPEG of TIFF 6.0: a whole stream that the directory points to.
 TEST(TiffRareCompressions, OldStyleJpeg) {
   if (!TIFFIsCODECConfigured(COMPRESSION_OJPEG)) GTEST_SKIP() << "libtiff lacks it";
-  const TestPicture picture = SmoothPicture(kWide, kHigh, 3);
-  JpegRecipe recipe;
+  const STestPicture picture = SmoothPicture(kWide, kHigh, 3);
+  SJpegRecipe recipe;
   recipe.quality = 95;
-  Bytes data = EncodeJpeg(picture, recipe);
+  SBytes data = EncodeJpeg(picture, recipe);
   const auto length = static_cast<std::uint32_t>(data.size());
   if (data.size() % 2 != 0) data.push_back(0);
   const auto bits = static_cast<std::uint32_t>(8 + data.size());
   for (int i = 0; i < 3; ++i) Append(&data, std::uint16_t{8});
-  const Bytes file = FileOf(data, {{TIFFTAG_IMAGEWIDTH, TIFF_LONG, 1, kWide},
-                                   {TIFFTAG_IMAGELENGTH, TIFF_LONG, 1, kHigh},
-                                   {TIFFTAG_BITSPERSAMPLE, TIFF_SHORT, 3, bits},
-                                   {TIFFTAG_COMPRESSION, TIFF_SHORT, 1, COMPRESSION_OJPEG},
-                                   {TIFFTAG_PHOTOMETRIC, TIFF_SHORT, 1, PHOTOMETRIC_YCBCR},
-                                   {TIFFTAG_STRIPOFFSETS, TIFF_LONG, 1, 8},
-                                   {TIFFTAG_SAMPLESPERPIXEL, TIFF_SHORT, 1, 3},
-                                   {TIFFTAG_ROWSPERSTRIP, TIFF_LONG, 1, kHigh},
-                                   {TIFFTAG_STRIPBYTECOUNTS, TIFF_LONG, 1, length},
-                                   {TIFFTAG_JPEGIFOFFSET, TIFF_LONG, 1, 8},
-                                   {TIFFTAG_JPEGIFBYTECOUNT, TIFF_LONG, 1, length},
-                                   {TIFFTAG_YCBCRSUBSAMPLING, TIFF_SHORT, 2, 0x00010001}});
-  const Picture shown = Render(file, kWide, kHigh);
+  const SBytes file = FileOf(data, {{TIFFTAG_IMAGEWIDTH, TIFF_LONG, 1, kWide},
+                                    {TIFFTAG_IMAGELENGTH, TIFF_LONG, 1, kHigh},
+                                    {TIFFTAG_BITSPERSAMPLE, TIFF_SHORT, 3, bits},
+                                    {TIFFTAG_COMPRESSION, TIFF_SHORT, 1, COMPRESSION_OJPEG},
+                                    {TIFFTAG_PHOTOMETRIC, TIFF_SHORT, 1, PHOTOMETRIC_YCBCR},
+                                    {TIFFTAG_STRIPOFFSETS, TIFF_LONG, 1, 8},
+                                    {TIFFTAG_SAMPLESPERPIXEL, TIFF_SHORT, 1, 3},
+                                    {TIFFTAG_ROWSPERSTRIP, TIFF_LONG, 1, kHigh},
+                                    {TIFFTAG_STRIPBYTECOUNTS, TIFF_LONG, 1, length},
+                                    {TIFFTAG_JPEGIFOFFSET, TIFF_LONG, 1, 8},
+                                    {TIFFTAG_JPEGIFBYTECOUNT, TIFF_LONG, 1, length},
+                                    {TIFFTAG_YCBCRSUBSAMPLING, TIFF_SHORT, 2, 0x00010001}});
+  const SRgbPicture shown = Render(file, kWide, kHigh);
   for (std::uint32_t x = 0; x < kWide; ++x) {
     EXPECT_NEAR(shown.At(x, 5).r, picture.At(x, 5, 0), 12) << x;
     EXPECT_NEAR(shown.At(x, 5).g, picture.At(x, 5, 1), 12) << x;

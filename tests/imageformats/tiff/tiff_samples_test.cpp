@@ -20,8 +20,8 @@ constexpr std::uint32_t kWide = 64, kHigh = 48;
 
 // A ramp from left to right in `levels` equal steps.
 template <class T>
-TiffPage Ramp(double least, double most, std::uint16_t format) {
-  TiffPage page = MakePage<T>(kWide, kHigh, 1, [&](std::uint32_t x, std::uint32_t, std::uint32_t) {
+STiffPage Ramp(double least, double most, std::uint16_t format) {
+  STiffPage page = MakePage<T>(kWide, kHigh, 1, [&](std::uint32_t x, std::uint32_t, std::uint32_t) {
     return least + (most - least) * x / (kWide - 1);
   });
   page.format = format;
@@ -30,7 +30,7 @@ TiffPage Ramp(double least, double most, std::uint16_t format) {
 
 // From black at the left to white at the right, straight.
 void ExpectRamp(const std::vector<std::uint8_t>& bytes) {
-  const Picture picture = Render(bytes, kWide, kHigh);
+  const SRgbPicture picture = Render(bytes, kWide, kHigh);
   for (std::uint32_t x = 0; x < kWide; ++x) {
     const double expected = 255.0 * x / (kWide - 1);
     EXPECT_NEAR(picture.At(x, kHigh / 2).r, expected, 3.0) << x;
@@ -58,18 +58,18 @@ TEST(TiffSamples, FloatingPointIsStretched) {
 }
 
 TEST(TiffSamples, NotANumberIsLeftOut) {
-  TiffPage page = Ramp<float>(0.0, 1.0, SAMPLEFORMAT_IEEEFP);
+  STiffPage page = Ramp<float>(0.0, 1.0, SAMPLEFORMAT_IEEEFP);
   for (const std::size_t i : {5u, 77u, 1000u}) {
     const float bad = i == 77 ? INFINITY : NAN;
     std::memcpy(&page.pixels[i * 4], &bad, sizeof bad);
   }
-  const Picture picture = Render(WriteTiff(page), 16, 12);
+  const SRgbPicture picture = Render(WriteTiff(page), 16, 12);
   EXPECT_LT(picture.At(0, 0).r, 16);
   EXPECT_GT(picture.At(15, 11).r, 239);
 }
 
 TEST(TiffSamples, HalfAndTripleFloats) {
-  TiffPage half = Ramp<std::uint16_t>(0, 0, SAMPLEFORMAT_IEEEFP), triple = half;
+  STiffPage half = Ramp<std::uint16_t>(0, 0, SAMPLEFORMAT_IEEEFP), triple = half;
   triple.bits = 24;
   half.pixels.clear();
   triple.pixels.clear();
@@ -104,7 +104,7 @@ std::vector<std::uint8_t> Pack(std::uint32_t bits, double most, std::uint32_t sa
 
 TEST(TiffSamples, OddNumbersOfBits) {
   for (const std::uint16_t bits : Codes{9, 10, 11, 12, 13, 14, 15, 17, 20, 31, 33, 37, 41, 52, 63}) {
-    TiffPage page = Ramp<std::uint8_t>(0, 0, SAMPLEFORMAT_UINT);
+    STiffPage page = Ramp<std::uint8_t>(0, 0, SAMPLEFORMAT_UINT);
     page.bits = bits;
     page.pixels = Pack(bits, std::ldexp(1.0, bits) - 1.0);
     for (const char* mode : {"wl", "wb"}) ExpectRamp(WriteTiff(page, mode));
@@ -117,7 +117,7 @@ TEST(TiffSamples, IntegersOfFiveToSevenBytes) {
   for (const std::uint16_t bits : Codes{40, 48, 56}) {
     for (const bool bigEndian : {false, true}) {
       for (const bool isSigned : {false, true}) {
-        TiffPage page = Ramp<std::uint8_t>(0, 0, isSigned ? SAMPLEFORMAT_INT : SAMPLEFORMAT_UINT);
+        STiffPage page = Ramp<std::uint8_t>(0, 0, isSigned ? SAMPLEFORMAT_INT : SAMPLEFORMAT_UINT);
         page.bits = bits;
         page.pixels.clear();
         for (std::uint32_t i = 0; i < kWide * kHigh; ++i) {
@@ -135,10 +135,10 @@ TEST(TiffSamples, IntegersOfFiveToSevenBytes) {
 
 TEST(TiffSamples, ReadScalesLongIntegersToSixteenBits) {
   for (const std::uint16_t bits : Codes{20, 31, 33, 52}) {
-    TiffPage page = Ramp<std::uint8_t>(0, 0, SAMPLEFORMAT_UINT);
+    STiffPage page = Ramp<std::uint8_t>(0, 0, SAMPLEFORMAT_UINT);
     page.bits = bits;
     page.pixels = Pack(bits, std::ldexp(1.0, bits) - 1.0);
-    TestImage image(WriteTiff(page));
+    CTestImage image(WriteTiff(page));
     const std::vector<std::uint16_t> samples = ReadSamples(image);
     EXPECT_EQ(0, samples[0]) << bits;
     EXPECT_NEAR(65535.0 * 21 / (kWide - 1), samples[21], 1.0) << bits;
@@ -147,7 +147,7 @@ TEST(TiffSamples, ReadScalesLongIntegersToSixteenBits) {
 }
 
 TEST(TiffSamples, TwentyFourBits) {
-  TiffPage page = Ramp<std::uint8_t>(0, 0, SAMPLEFORMAT_UINT);
+  STiffPage page = Ramp<std::uint8_t>(0, 0, SAMPLEFORMAT_UINT);
   page.bits = 24;
   page.pixels.clear();
   for (std::uint32_t i = 0; i < kWide * kHigh; ++i) {
@@ -160,11 +160,11 @@ TEST(TiffSamples, TwentyFourBits) {
 
 TEST(TiffSamples, FewBitsAreShownAsStoredOnTheFullScale) {
   for (const std::uint16_t bits : Codes{1, 2, 3, 4, 6}) {
-    TiffPage page = Ramp<std::uint8_t>(0, 0, SAMPLEFORMAT_UINT);
+    STiffPage page = Ramp<std::uint8_t>(0, 0, SAMPLEFORMAT_UINT);
     page.bits = bits;
     const double most = std::ldexp(1.0, bits) - 1.0;
     page.pixels = Pack(bits, most);
-    const Picture picture = Render(WriteTiff(page), kWide, kHigh);
+    const SRgbPicture picture = Render(WriteTiff(page), kWide, kHigh);
     for (std::uint32_t x = 0; x < kWide; ++x) {
       const double stored = std::round(most * x / (kWide - 1));
       EXPECT_NEAR(picture.At(x, 7).g, 255.0 * stored / most, 1.0) << bits << " " << x;
@@ -173,20 +173,20 @@ TEST(TiffSamples, FewBitsAreShownAsStoredOnTheFullScale) {
 }
 
 TEST(TiffSamples, TwelveBitsInSixteenAreNotDark) {
-  TiffPage page = Ramp<std::uint16_t>(0, 4095, SAMPLEFORMAT_UINT);
+  STiffPage page = Ramp<std::uint16_t>(0, 4095, SAMPLEFORMAT_UINT);
   page.tags = [](TIFF* tiff) { TIFFSetField(tiff, TIFFTAG_SMAXSAMPLEVALUE, 4095.0); };
   const std::vector<std::uint8_t> bytes = WriteTiff(page);
   ExpectRamp(bytes);
-  TestImage image(bytes);
+  CTestImage image(bytes);
   EXPECT_EQ(12, image->Info().bpcSignificant);
   EXPECT_EQ(16, image->Info().bpcInMemory);
 }
 
 TEST(TiffSamples, ReadDeliversWhatIsStored) {
-  TiffPage page =
+  STiffPage page =
       MakePage<std::uint16_t>(5, 4, 1, [](std::uint32_t x, std::uint32_t y, std::uint32_t) { return 1000 * y + x; });
   for (const char* mode : {"wl", "wb", "wl8", "wb8"}) {
-    TestImage image(WriteTiff(page, mode));
+    CTestImage image(WriteTiff(page, mode));
     const std::vector<std::uint16_t> samples = ReadSamples(image);
     ASSERT_EQ(20u, samples.size());
     EXPECT_EQ(0, samples[0]);
@@ -196,7 +196,7 @@ TEST(TiffSamples, ReadDeliversWhatIsStored) {
 }
 
 TEST(TiffSamples, ReadScalesFloatsBetweenTheirExtremes) {
-  TestImage image(WriteTiff(Ramp<float>(-7.0, 13.0, SAMPLEFORMAT_IEEEFP)));
+  CTestImage image(WriteTiff(Ramp<float>(-7.0, 13.0, SAMPLEFORMAT_IEEEFP)));
   EXPECT_EQ(std::uint32_t{kQvPixelFloat}, image->Info().pixelType);
   const std::vector<std::uint16_t> samples = ReadSamples(image);
   EXPECT_EQ(0, samples[0]);
@@ -204,13 +204,13 @@ TEST(TiffSamples, ReadScalesFloatsBetweenTheirExtremes) {
 }
 
 // A picture with detail in every block.
-TiffPage Colors() {
+STiffPage Colors() {
   return MakePage<std::uint8_t>(100, 70, 3, [](std::uint32_t x, std::uint32_t y, std::uint32_t s) {
     return s == 0 ? x * 2 : s == 1 ? y * 3 : (x * y) / 28;
   });
 }
 
-std::vector<std::uint8_t> Planes(const TiffPage& page) {
+std::vector<std::uint8_t> Planes(const STiffPage& page) {
   std::vector<std::uint8_t> planes;
   for (std::uint32_t s = 0; s < page.samples; ++s) {
     for (std::size_t i = s; i < page.pixels.size(); i += page.samples) planes.push_back(page.pixels[i]);
@@ -219,12 +219,12 @@ std::vector<std::uint8_t> Planes(const TiffPage& page) {
 }
 
 TEST(TiffSamples, AllLayoutsShowTheSame) {
-  const Picture expected = Render(WriteTiff(Colors()), 40, 28);
+  const SRgbPicture expected = Render(WriteTiff(Colors()), 40, 28);
   for (const char* mode : {"wl", "wb", "wl8", "wb8"}) {
     for (const bool planar : {false, true}) {
       for (const std::uint32_t tile : {0u, 16u, 64u}) {
         for (const std::uint32_t rows : {1u, 7u, 70u}) {
-          TiffPage page = Colors();
+          STiffPage page = Colors();
           if (planar) page.pixels = Planes(page);
           page.planar = planar ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG;
           page.tile = tile;
@@ -239,14 +239,14 @@ TEST(TiffSamples, AllLayoutsShowTheSame) {
 }
 
 TEST(TiffSamples, EveryLosslessCompressionShowsTheSame) {
-  const Picture expected = Render(WriteTiff(Colors()), 40, 28);
+  const SRgbPicture expected = Render(WriteTiff(Colors()), 40, 28);
   for (const std::uint16_t compression :
        Codes{COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE, COMPRESSION_DEFLATE, COMPRESSION_PACKBITS, COMPRESSION_ZSTD,
              COMPRESSION_LZMA, COMPRESSION_LERC}) {
     if (!TIFFIsCODECConfigured(compression)) continue;
     for (const std::uint16_t predictor : Codes{PREDICTOR_NONE, PREDICTOR_HORIZONTAL}) {
       for (const std::uint32_t tile : {0u, 32u}) {
-        TiffPage page = Colors();
+        STiffPage page = Colors();
         page.compression = compression;
         page.tile = tile;
         page.rowsPerStrip = 9;
@@ -258,7 +258,7 @@ TEST(TiffSamples, EveryLosslessCompressionShowsTheSame) {
 }
 
 TEST(TiffSamples, FloatingPointPredictor) {
-  TiffPage page = Ramp<float>(2.0, 9.0, SAMPLEFORMAT_IEEEFP);
+  STiffPage page = Ramp<float>(2.0, 9.0, SAMPLEFORMAT_IEEEFP);
   page.compression = COMPRESSION_ADOBE_DEFLATE;
   page.predictor = PREDICTOR_FLOATINGPOINT;
   // In the machine's order: libtiff writes it wrongly in the other.
@@ -266,11 +266,11 @@ TEST(TiffSamples, FloatingPointPredictor) {
 }
 
 TEST(TiffSamples, FaxAndBilevelCompressionsShowTheSame) {
-  TiffPage page = Ramp<std::uint8_t>(0, 0, SAMPLEFORMAT_UINT);
+  STiffPage page = Ramp<std::uint8_t>(0, 0, SAMPLEFORMAT_UINT);
   page.bits = 1;
   page.photometric = PHOTOMETRIC_MINISWHITE;
   page.pixels = Pack(1, 1.0);
-  const Picture expected = Render(WriteTiff(page), 32, 24);
+  const SRgbPicture expected = Render(WriteTiff(page), 32, 24);
   EXPECT_EQ(255, expected.At(2, 2).r);
   EXPECT_EQ(0, expected.At(30, 2).r);
   for (const std::uint16_t compression : Codes{COMPRESSION_CCITTRLE, COMPRESSION_CCITTFAX3, COMPRESSION_CCITTFAX4,
@@ -282,11 +282,11 @@ TEST(TiffSamples, FaxAndBilevelCompressionsShowTheSame) {
 }
 
 TEST(TiffSamples, LossyCompressionsShowAboutTheSame) {
-  const Picture expected = Render(WriteTiff(Colors()), 25, 17);
+  const SRgbPicture expected = Render(WriteTiff(Colors()), 25, 17);
   for (const std::uint16_t compression : Codes{COMPRESSION_JPEG, COMPRESSION_WEBP}) {
     if (!TIFFIsCODECConfigured(compression)) continue;
     for (const std::uint32_t tile : {0u, 32u}) {
-      TiffPage page = Colors();
+      STiffPage page = Colors();
       page.compression = compression;
       page.tile = tile;
       page.rowsPerStrip = 16;
@@ -297,10 +297,10 @@ TEST(TiffSamples, LossyCompressionsShowAboutTheSame) {
 
 TEST(TiffSamples, LargeStripsAreDecodedRowByRow) {
   // One strip of 9 MB: more than is decoded as a whole.
-  TiffPage page = MakePage<std::uint8_t>(3000, 1000, 3, [](std::uint32_t x, std::uint32_t y, std::uint32_t s) {
+  STiffPage page = MakePage<std::uint8_t>(3000, 1000, 3, [](std::uint32_t x, std::uint32_t y, std::uint32_t s) {
     return s == 0 ? x / 12 : s == 1 ? y / 4 : 128;
   });
-  const Picture expected = Render(WriteTiff(page), 30, 10);
+  const SRgbPicture expected = Render(WriteTiff(page), 30, 10);
   for (const std::uint16_t compression : Codes{COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE}) {
     page.compression = compression;
     EXPECT_EQ(0, MaxDifference(expected, Render(WriteTiff(page), 30, 10))) << compression;
@@ -308,15 +308,15 @@ TEST(TiffSamples, LargeStripsAreDecodedRowByRow) {
 }
 
 TEST(TiffSamples, UnsupportedPixelsAnswerMinusThree) {
-  TiffPage complex = MakePage<std::uint64_t>(8, 8, 1, [](auto, auto, auto) { return 1; });
+  STiffPage complex = MakePage<std::uint64_t>(8, 8, 1, [](auto, auto, auto) { return 1; });
   complex.format = SAMPLEFORMAT_COMPLEXIEEEFP;
   EXPECT_EQ(-3, StatusOf(WriteTiff(complex)));
 
-  TiffPage mosaic = MakePage<std::uint16_t>(8, 8, 1, [](auto x, auto, auto) { return x; });
+  STiffPage mosaic = MakePage<std::uint16_t>(8, 8, 1, [](auto x, auto, auto) { return x; });
   mosaic.photometric = PHOTOMETRIC_CFA;
   EXPECT_EQ(-3, StatusOf(WriteTiff(mosaic)));
 
-  TiffPage wide = MakePage<std::uint64_t>(8, 8, 1, [](auto x, auto, auto) { return x; });
+  STiffPage wide = MakePage<std::uint64_t>(8, 8, 1, [](auto x, auto, auto) { return x; });
   wide.bits = 40;
   wide.format = SAMPLEFORMAT_IEEEFP;
   EXPECT_EQ(-3, StatusOf(WriteTiff(wide)));
@@ -330,7 +330,7 @@ TEST(TiffSamples, UnknownCompressionAnswersMinusThreeAndStillHasGeometry) {
   ASSERT_NE(bytes.end(), place);
   place[8] = 0x77;
   EXPECT_EQ(-3, StatusOf(bytes));
-  TestImage image(bytes);
+  CTestImage image(bytes);
   EXPECT_EQ(8u, image->Info().width);
   EXPECT_EQ(6u, image->Info().height);
 }

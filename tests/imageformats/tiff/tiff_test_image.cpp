@@ -13,40 +13,40 @@
 
 namespace qv_test {
 
+using imageformats::CRenderGuard;
 using imageformats::PictureBuffer;
-using imageformats::RenderGuard;
 
-TestImage::TestImage(std::vector<std::uint8_t> bytes) : m_bytes(std::move(bytes)) {
-  m_image = imageformats::TiffCodec().Open(imageformats::Input::FromMemory(m_bytes.data(), m_bytes.size()));
+CTestImage::CTestImage(std::vector<std::uint8_t> bytes) : m_bytes(std::move(bytes)) {
+  m_image = imageformats::TiffCodec().Open(imageformats::CInput::FromMemory(m_bytes.data(), m_bytes.size()));
 }
 
-TestImage::TestImage(const std::string& path) {
-  m_image = imageformats::TiffCodec().Open(imageformats::Input::FromFile(CQvStringUtils::UTF8toW(path.c_str())));
+CTestImage::CTestImage(const std::string& path) {
+  m_image = imageformats::TiffCodec().Open(imageformats::CInput::FromFile(CQvStringUtils::UTF8toW(path.c_str())));
 }
 
-Rgb Picture::At(std::uint32_t x, std::uint32_t y) const {
+SRgb SRgbPicture::At(std::uint32_t x, std::uint32_t y) const {
   const std::uint8_t* pixel = &pixels[(std::size_t{y} * width + x) * 3];
   return {pixel[0], pixel[1], pixel[2]};
 }
 
-Picture Render(TestImage& image, std::uint32_t width, std::uint32_t height, bool fast, std::uint32_t channels) {
+SRgbPicture Render(CTestImage& image, std::uint32_t width, std::uint32_t height, bool fast, std::uint32_t channels) {
   PictureBuffer buffer(width, height, 8, 3);
-  RenderGuard guard;
+  CRenderGuard guard;
   imageformats::SRenderRequest request;
   request.width = width;
   request.height = height;
   request.fast = fast;
   request.channels = channels;
   image->Render(request, buffer.Get(), guard);
-  Picture picture{width, height, std::vector<std::uint8_t>(std::size_t{width} * height * 3)};
+  SRgbPicture picture{width, height, std::vector<std::uint8_t>(std::size_t{width} * height * 3)};
   for (std::uint32_t y = 0; y < height; ++y) {
     std::memcpy(&picture.pixels[std::size_t{y} * width * 3], buffer.Row(y), std::size_t{width} * 3);
   }
   return picture;
 }
 
-Picture Render(const std::vector<std::uint8_t>& bytes, std::uint32_t width, std::uint32_t height) {
-  TestImage image(bytes);
+SRgbPicture Render(const std::vector<std::uint8_t>& bytes, std::uint32_t width, std::uint32_t height) {
+  CTestImage image(bytes);
   return Render(image, width, height);
 }
 
@@ -54,16 +54,16 @@ int StatusOf(const std::vector<std::uint8_t>& bytes, std::uint32_t width, std::u
   try {
     Render(bytes, width, height);
     return 0;
-  } catch (const imageformats::FormatError& error) {
+  } catch (const imageformats::CFormatError& error) {
     EXPECT_STRNE("", error.what());
     return error.Status();
   }
 }
 
-std::vector<std::uint16_t> ReadSamples(TestImage& image) {
+std::vector<std::uint16_t> ReadSamples(CTestImage& image) {
   const SQvImageInfo& info = image->Info();
   PictureBuffer buffer(info.width, info.height, info.bpcInMemory, info.components);
-  RenderGuard guard;
+  CRenderGuard guard;
   image->Read(buffer.Get(), guard);
   std::vector<std::uint16_t> samples;
   for (std::uint32_t y = 0; y < info.height; ++y) {
@@ -77,7 +77,7 @@ std::vector<std::uint16_t> ReadSamples(TestImage& image) {
   return samples;
 }
 
-int MaxDifference(const Picture& a, const Picture& b) {
+int MaxDifference(const SRgbPicture& a, const SRgbPicture& b) {
   EXPECT_EQ(a.width, b.width);
   EXPECT_EQ(a.height, b.height);
   int most = 0;
@@ -87,22 +87,22 @@ int MaxDifference(const Picture& a, const Picture& b) {
   return most;
 }
 
-TestFolder::TestFolder() {
+CTestFolder::CTestFolder() {
   std::string path = (std::filesystem::temp_directory_path() / "qv_tiff_XXXXXX").string();
   EXPECT_NE(nullptr, mkdtemp(path.data()));
   m_path = path;
 }
 
-TestFolder::~TestFolder() {
+CTestFolder::~CTestFolder() {
   std::error_code ignored;
   std::filesystem::remove_all(m_path, ignored);
 }
 
-std::string TestFolder::Write(const std::string& name, const std::vector<std::uint8_t>& bytes) const {
+std::string CTestFolder::Write(const std::string& name, const std::vector<std::uint8_t>& bytes) const {
   return Write(name, std::string(bytes.begin(), bytes.end()));
 }
 
-std::string TestFolder::Write(const std::string& name, const std::string& text) const {
+std::string CTestFolder::Write(const std::string& name, const std::string& text) const {
   const std::string path = m_path + "/" + name;
   std::ofstream(path, std::ios::binary) << text;
   return path;

@@ -11,53 +11,53 @@
 namespace qv_test {
 
 // An image over bytes that it keeps.
-class TestImage {
+class CTestImage {
  public:
   // Throws what the codec throws.
-  explicit TestImage(std::vector<std::uint8_t> bytes);
-  explicit TestImage(const std::string& path);
+  explicit CTestImage(std::vector<std::uint8_t> bytes);
+  explicit CTestImage(const std::string& path);
 
-  imageformats::OpenedImage& operator*() { return *m_image; }
-  imageformats::OpenedImage* operator->() { return m_image.get(); }
+  imageformats::COpenedImage& operator*() { return *m_image; }
+  imageformats::COpenedImage* operator->() { return m_image.get(); }
 
  private:
   std::vector<std::uint8_t> m_bytes;
-  std::unique_ptr<imageformats::OpenedImage> m_image;
+  std::unique_ptr<imageformats::COpenedImage> m_image;
 };
 
-struct Rgb {
+struct SRgb {
   int r = 0, g = 0, b = 0;
-  friend bool operator==(const Rgb&, const Rgb&) = default;
+  friend bool operator==(const SRgb&, const SRgb&) = default;
 };
 
 // A picture of 8 bits and 3 components.
-struct Picture {
+struct SRgbPicture {
   std::uint32_t width = 0, height = 0;
   std::vector<std::uint8_t> pixels;
-  Rgb At(std::uint32_t x, std::uint32_t y) const;
+  SRgb At(std::uint32_t x, std::uint32_t y) const;
 };
 
 // Renders; throws what the codec throws.
-Picture Render(TestImage& image, std::uint32_t width, std::uint32_t height, bool fast = false,
-               std::uint32_t channels = 0xFFFFFFFFu);
-Picture Render(const std::vector<std::uint8_t>& bytes, std::uint32_t width, std::uint32_t height);
+SRgbPicture Render(CTestImage& image, std::uint32_t width, std::uint32_t height, bool fast = false,
+                   std::uint32_t channels = 0xFFFFFFFFu);
+SRgbPicture Render(const std::vector<std::uint8_t>& bytes, std::uint32_t width, std::uint32_t height);
 
 // Status of opening and rendering: 0, -3 or -9.
 int StatusOf(const std::vector<std::uint8_t>& bytes, std::uint32_t width = 32, std::uint32_t height = 32);
 
 // Reads the whole picture; samples of 8 or 16 bits in rows without gaps.
-std::vector<std::uint16_t> ReadSamples(TestImage& image);
+std::vector<std::uint16_t> ReadSamples(CTestImage& image);
 
 // The largest difference between two pictures of one size.
-int MaxDifference(const Picture& a, const Picture& b);
+int MaxDifference(const SRgbPicture& a, const SRgbPicture& b);
 
 // A fresh folder that is removed at the end.
-class TestFolder {
+class CTestFolder {
  public:
-  TestFolder();
-  ~TestFolder();
-  TestFolder(const TestFolder&) = delete;
-  TestFolder& operator=(const TestFolder&) = delete;
+  CTestFolder();
+  ~CTestFolder();
+  CTestFolder(const CTestFolder&) = delete;
+  CTestFolder& operator=(const CTestFolder&) = delete;
   // Writes a file; returns its path.
   std::string Write(const std::string& name, const std::vector<std::uint8_t>& bytes) const;
   std::string Write(const std::string& name, const std::string& text) const;

@@ -10,15 +10,15 @@ namespace qv_test {
 namespace {
 
 // A growing file in memory.
-struct MemoryFile {
+struct SMemoryFile {
   std::vector<std::uint8_t> bytes;
   std::size_t position = 0;
 };
 
-MemoryFile* File(thandle_t handle) { return static_cast<MemoryFile*>(handle); }
+SMemoryFile* File(thandle_t handle) { return static_cast<SMemoryFile*>(handle); }
 
 tmsize_t ReadFile(thandle_t handle, void* buffer, tmsize_t size) {
-  MemoryFile* file = File(handle);
+  SMemoryFile* file = File(handle);
   const std::size_t left = file->bytes.size() - std::min(file->position, file->bytes.size());
   const std::size_t count = std::min(static_cast<std::size_t>(size), left);
   if (count != 0) std::memcpy(buffer, file->bytes.data() + file->position, count);
@@ -27,7 +27,7 @@ tmsize_t ReadFile(thandle_t handle, void* buffer, tmsize_t size) {
 }
 
 tmsize_t WriteFile(thandle_t handle, void* buffer, tmsize_t size) {
-  MemoryFile* file = File(handle);
+  SMemoryFile* file = File(handle);
   const std::size_t end = file->position + static_cast<std::size_t>(size);
   if (end > file->bytes.size()) file->bytes.resize(end);
   if (size > 0) std::memcpy(file->bytes.data() + file->position, buffer, static_cast<std::size_t>(size));
@@ -36,14 +36,14 @@ tmsize_t WriteFile(thandle_t handle, void* buffer, tmsize_t size) {
 }
 
 toff_t SeekFile(thandle_t handle, toff_t offset, int whence) {
-  MemoryFile* file = File(handle);
+  SMemoryFile* file = File(handle);
   if (whence == SEEK_CUR) offset += file->position;
   if (whence == SEEK_END) offset += file->bytes.size();
   file->position = offset;
   return offset;
 }
 
-void SetTags(TIFF* tiff, const TiffPage& page) {
+void SetTags(TIFF* tiff, const STiffPage& page) {
   TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, page.width);
   TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, page.height);
   TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, page.bits);
@@ -73,7 +73,7 @@ void SetTags(TIFF* tiff, const TiffPage& page) {
 }
 
 // Tiles hold whole bytes a pixel in all tests.
-void WriteTiles(TIFF* tiff, const TiffPage& page, const std::uint8_t* plane, std::size_t pixelBytes,
+void WriteTiles(TIFF* tiff, const STiffPage& page, const std::uint8_t* plane, std::size_t pixelBytes,
                 std::uint16_t sample) {
   std::vector<std::uint8_t> tile(std::size_t{page.tile} * page.tile * pixelBytes);
   for (std::uint32_t y = 0; y < page.height; y += page.tile) {
@@ -91,7 +91,7 @@ void WriteTiles(TIFF* tiff, const TiffPage& page, const std::uint8_t* plane, std
   }
 }
 
-void WritePixels(TIFF* tiff, const TiffPage& page) {
+void WritePixels(TIFF* tiff, const STiffPage& page) {
   const bool planar = page.planar == PLANARCONFIG_SEPARATE;
   const std::uint32_t rowSamples = planar ? 1 : page.samples;
   const std::size_t rowBytes = (std::size_t{page.width} * rowSamples * page.bits + 7) / 8;
@@ -114,15 +114,15 @@ void WritePixels(TIFF* tiff, const TiffPage& page) {
 
 }  // namespace
 
-std::vector<std::uint8_t> WriteTiff(const std::vector<TiffPage>& pages, const char* mode) {
+std::vector<std::uint8_t> WriteTiff(const std::vector<STiffPage>& pages, const char* mode) {
   TIFFSetWarningHandler(nullptr);
-  MemoryFile file;
+  SMemoryFile file;
   TIFF* tiff = TIFFClientOpen(
       "memory", mode, &file, ReadFile, WriteFile, SeekFile, [](thandle_t) { return 0; },
       [](thandle_t handle) { return toff_t{File(handle)->bytes.size()}; }, nullptr, nullptr);
   EXPECT_NE(nullptr, tiff);
   if (!tiff) return {};
-  for (const TiffPage& page : pages) {
+  for (const STiffPage& page : pages) {
     SetTags(tiff, page);
     if (!page.pixels.empty()) WritePixels(tiff, page);
     EXPECT_EQ(1, TIFFWriteDirectory(tiff));
@@ -131,8 +131,8 @@ std::vector<std::uint8_t> WriteTiff(const std::vector<TiffPage>& pages, const ch
   return std::move(file.bytes);
 }
 
-std::vector<std::uint8_t> WriteTiff(const TiffPage& page, const char* mode) {
-  return WriteTiff(std::vector<TiffPage>{page}, mode);
+std::vector<std::uint8_t> WriteTiff(const STiffPage& page, const char* mode) {
+  return WriteTiff(std::vector<STiffPage>{page}, mode);
 }
 
 void SetBytesTag(TIFF* tiff, std::uint32_t tag, const std::vector<std::uint8_t>& bytes) {

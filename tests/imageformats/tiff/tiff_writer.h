@@ -10,7 +10,7 @@
 // Makes TIFF files in memory through libtiff, for tests of the reader.
 namespace qv_test {
 
-struct TiffPage {
+struct STiffPage {
   std::uint32_t width = 0, height = 0;
   std::uint16_t bits = 8, samples = 1;
   std::uint16_t format = SAMPLEFORMAT_UINT;
@@ -33,8 +33,8 @@ struct TiffPage {
 };
 
 // `mode` is libtiff's: "w" or "wl", "wb" for byte order, "8" for BigTIFF. Reports a test failure when libtiff fails.
-std::vector<std::uint8_t> WriteTiff(const std::vector<TiffPage>& pages, const char* mode = "wl");
-std::vector<std::uint8_t> WriteTiff(const TiffPage& page, const char* mode = "wl");
+std::vector<std::uint8_t> WriteTiff(const std::vector<STiffPage>& pages, const char* mode = "wl");
+std::vector<std::uint8_t> WriteTiff(const STiffPage& page, const char* mode = "wl");
 
 // Tags 65050 and 65051 (embedded thumbnails) and ImageJ's, as bytes or numbers.
 void SetBytesTag(TIFF* tiff, std::uint32_t tag, const std::vector<std::uint8_t>& bytes);
@@ -49,8 +49,8 @@ void Append(std::vector<std::uint8_t>* bytes, T value) {
 
 // A page of samples of one type whose value at (x, y, sample) `value` tells.
 template <class T, class Value>
-TiffPage MakePage(std::uint32_t width, std::uint32_t height, std::uint16_t samples, Value&& value) {
-  TiffPage page;
+STiffPage MakePage(std::uint32_t width, std::uint32_t height, std::uint16_t samples, Value&& value) {
+  STiffPage page;
   page.width = width;
   page.height = height;
   page.samples = samples;

@@ -16,11 +16,11 @@ namespace {
 
 // Tiled levels, each half the one before, as slide scanners write them. `description` makes it a scanner's file, or
 // not.
-CQvStringW WriteTiledTiff(const ScratchFolder& folder, const std::string& name, const std::string& description,
-                          const TestPicture& picture, int levels) {
+CQvStringW WriteTiledTiff(const CScratchFolder& folder, const std::string& name, const std::string& description,
+                          const STestPicture& picture, int levels) {
   const std::string path = folder.Path() + "/" + name;
   TIFF* tiff = TIFFOpen(path.c_str(), "w");
-  TestPicture level = picture;
+  STestPicture level = picture;
   for (int i = 0; i < levels; ++i) {
     if (i != 0) level = AreaAverage(picture, picture.width >> i, picture.height >> i);
     TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, level.width);
@@ -53,26 +53,26 @@ CQvStringW WriteTiledTiff(const ScratchFolder& folder, const std::string& name, 
 }
 
 template <class T>
-T Get(const FileBytes& bytes, std::size_t at) {
+T Get(const SFileBytes& bytes, std::size_t at) {
   T value;
   std::memcpy(&value, bytes.data() + at, sizeof value);
   return value;
 }
 
 // Where an entry of the first directory begins; the file is in the machine's byte order.
-std::size_t EntryOf(const FileBytes& bytes, std::uint16_t tag) {
+std::size_t EntryOf(const SFileBytes& bytes, std::uint16_t tag) {
   std::size_t entry = Get<std::uint32_t>(bytes, 4) + 2;
   while (Get<std::uint16_t>(bytes, entry) != tag) entry += 12;
   return entry;
 }
 
-FileBytes WithCount(FileBytes bytes, std::uint16_t tag, std::uint32_t count) {
+SFileBytes WithCount(SFileBytes bytes, std::uint16_t tag, std::uint32_t count) {
   std::memcpy(bytes.data() + EntryOf(bytes, tag) + 4, &count, sizeof count);
   return bytes;
 }
 
 // Changes an entry's own value, which becomes a long one, or the first of those it points to.
-FileBytes WithValue(FileBytes bytes, std::uint16_t tag, std::uint32_t value, bool elsewhere) {
+SFileBytes WithValue(SFileBytes bytes, std::uint16_t tag, std::uint32_t value, bool elsewhere) {
   const std::size_t entry = EntryOf(bytes, tag);
   const std::uint16_t type = TIFF_LONG;
   if (!elsewhere) std::memcpy(bytes.data() + entry + 2, &type, sizeof type);
@@ -85,22 +85,22 @@ constexpr const char* kScanner =
     "Aperio Image Library v1.0\n700x500 [0,0 700x500] (64x64) LZW|AppMag = 20|MPP = 0.4990|Date = 01/01/00";
 
 TEST(Wsi, ScannersFilesGoToItAndPlainTiledOnesDoNot) {
-  const ScratchFolder folder;
-  const TestPicture picture = SmoothPicture(300, 200, 3);
-  const auto slide = Input::FromFile(WriteTiledTiff(folder, "a.svs", kScanner, picture, 2));
-  const auto plain = Input::FromFile(WriteTiledTiff(folder, "b.tif", "a tiled picture", picture, 2));
+  const CScratchFolder folder;
+  const STestPicture picture = SmoothPicture(300, 200, 3);
+  const auto slide = CInput::FromFile(WriteTiledTiff(folder, "a.svs", kScanner, picture, 2));
+  const auto plain = CInput::FromFile(WriteTiledTiff(folder, "b.tif", "a tiled picture", picture, 2));
   EXPECT_STREQ(FindCodecFor(*slide)->Name(), "WSI");
   EXPECT_TRUE(MayBeSlideTiff(*plain));
   EXPECT_FALSE(IsSlide(*plain));
-  const CodecModule* other = FindCodecFor(*plain);
+  const CCodecModule* other = FindCodecFor(*plain);
   EXPECT_TRUE(other == nullptr || std::string(other->Name()) != "WSI");
-  const FileBytes jpeg = EncodeJpeg(picture);
-  EXPECT_FALSE(MayBeSlideTiff(*Input::FromMemory(jpeg.data(), jpeg.size())));
+  const SFileBytes jpeg = EncodeJpeg(picture);
+  EXPECT_FALSE(MayBeSlideTiff(*CInput::FromMemory(jpeg.data(), jpeg.size())));
 }
 
 TEST(Wsi, RendersTheAverageAndTellsTheScale) {
-  const ScratchFolder folder;
-  const TestPicture picture = SmoothPicture(700, 500, 3);
+  const CScratchFolder folder;
+  const STestPicture picture = SmoothPicture(700, 500, 3);
   const auto image = OpenPath(WriteTiledTiff(folder, "a.svs", kScanner, picture, 3));
   EXPECT_EQ(image->Info().width, 700u);
   EXPECT_EQ(image->Info().height, 500u);
@@ -120,9 +120,10 @@ TEST(Wsi, RendersTheAverageAndTellsTheScale) {
 }
 
 TEST(Wsi, PicturesOfOtherNamesAreStillPictures) {
-  const ScratchFolder folder;
-  const FileBytes jpeg = EncodeJpeg(SmoothPicture(30, 20, 3));
-  const auto usual = Input::FromFile(folder.Write("a.JPG", jpeg)), other = Input::FromFile(folder.Write("b.dat", jpeg));
+  const CScratchFolder folder;
+  const SFileBytes jpeg = EncodeJpeg(SmoothPicture(30, 20, 3));
+  const auto usual = CInput::FromFile(folder.Write("a.JPG", jpeg)),
+             other = CInput::FromFile(folder.Write("b.dat", jpeg));
   EXPECT_FALSE(MayBeSlidePreview(*usual));
   EXPECT_TRUE(MayBeSlidePreview(*other));
   EXPECT_STREQ(FindCodecFor(*usual)->Name(), "JPG");
@@ -130,16 +131,16 @@ TEST(Wsi, PicturesOfOtherNamesAreStillPictures) {
 }
 
 TEST(Wsi, NeedsAFile) {
-  const CodecModule* codec = FindCodecByName("WSI");
+  const CCodecModule* codec = FindCodecByName("WSI");
   ASSERT_NE(codec, nullptr);
   EXPECT_FALSE(codec->CanOpenMemory());
 }
 
 TEST(Wsi, DamagedSlidesAreDamage) {
-  const ScratchFolder folder;
+  const CScratchFolder folder;
   const CQvStringW path = WriteTiledTiff(folder, "a.svs", kScanner, SmoothPicture(700, 500, 3), 1);
-  const auto input = Input::FromFile(path);
-  FileBytes bytes(input->Size());
+  const auto input = CInput::FromFile(path);
+  SFileBytes bytes(input->Size());
   ASSERT_EQ(input->ReadAt(0, bytes.data(), bytes.size()), bytes.size());
   for (std::size_t i = 200; i < bytes.size() - 2000; i += 3) bytes[i] = 0xA5;
   const CQvStringW damaged = folder.Write("b.svs", bytes);
@@ -148,20 +149,20 @@ TEST(Wsi, DamagedSlidesAreDamage) {
         const auto image = OpenPath(damaged);
         Render(*image, 100, 70);
       },
-      FormatError);
+      CFormatError);
 }
 
 // The library would take the claimed memory, or end the process where there is none.
 TEST(Wsi, TilesOfImpossibleSizeAreDamage) {
-  const ScratchFolder folder;
+  const CScratchFolder folder;
   const CQvStringW path = WriteTiledTiff(folder, "a.svs", kScanner, SmoothPicture(300, 200, 3), 1);
-  const auto input = Input::FromFile(path);
-  FileBytes bytes(input->Size());
+  const auto input = CInput::FromFile(path);
+  SFileBytes bytes(input->Size());
   ASSERT_EQ(input->ReadAt(0, bytes.data(), bytes.size()), bytes.size());
-  const auto refused = [&](const FileBytes& damaged) {
-    const auto slide = Input::FromFile(folder.Write("b.svs", damaged));
+  const auto refused = [&](const SFileBytes& damaged) {
+    const auto slide = CInput::FromFile(folder.Write("b.svs", damaged));
     EXPECT_TRUE(IsSlide(*slide));
-    EXPECT_THROW(WsiCodec().Open(slide), DamagedError);
+    EXPECT_THROW(WsiCodec().Open(slide), CDamagedError);
   };
   EXPECT_NO_THROW(WsiCodec().Open(input));
   refused(WithValue(bytes, TIFFTAG_TILEBYTECOUNTS, 0x7FFFFF00u, true));
@@ -176,7 +177,7 @@ TEST(Wsi, ASampleSlideIsMade) {
   const auto image = OpenPath(CQvStringUtils::UTF8toW((samples + "/wsi/CMU-1-Small-Region.svs").c_str()));
   EXPECT_EQ(image->Info().width, 2220u);
   EXPECT_NEAR(image->Metadata().calibration, 0.499, 0.001);
-  const TestPicture shown = Render(*image, 134, 180);
+  const STestPicture shown = Render(*image, 134, 180);
   EXPECT_GT(shown.At(3, 100, 1), 220);  // glass
 }
 

@@ -6,8 +6,8 @@ namespace {
 
 constexpr float kMeanScale = 1.0f / 8.0f;
 
-SAveragedPicture AveragePlane(const SJpegDcPlane& plane, SSize wanted, RenderGuard& guard) {
-  AreaReducer reducer(plane.x, plane.y, wanted, 1, ESampleType::kU16, guard);
+SAveragedPicture AveragePlane(const SBlockMeansPlane& plane, SSize wanted, CRenderGuard& guard) {
+  CAreaReducer reducer(plane.x, plane.y, wanted, 1, ESampleType::kU16, guard);
   reducer.AddBand(0, 0, plane.x.pixels, plane.y.pixels, plane.means.data(), std::size_t{plane.stride} * 2);
   return reducer.Finish();
 }
@@ -24,9 +24,9 @@ void ConvertYCbCr(std::vector<float>& samples) {
 
 }  // namespace
 
-SAveragedPicture AverageDcPicture(const SJpegDcPicture& picture, SSize wanted, RenderGuard& guard) {
+SAveragedPicture AverageDcPicture(const SBlockMeans& picture, SSize wanted, CRenderGuard& guard) {
   std::vector<SAveragedPicture> planes;
-  for (const SJpegDcPlane& plane : picture.planes) planes.push_back(AveragePlane(plane, wanted, guard));
+  for (const SBlockMeansPlane& plane : picture.planes) planes.push_back(AveragePlane(plane, wanted, guard));
   return JoinDcAverages(planes, picture.isYCbCr);
 }
 

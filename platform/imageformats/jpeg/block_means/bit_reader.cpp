@@ -3,7 +3,7 @@
 namespace imageformats {
 
 // Keeps what is left, so that a marker is never cut in two.
-bool JpegBits::LoadBuffer() noexcept {
+bool CJpegBitReader::LoadBuffer() noexcept {
   const std::size_t left = m_end - m_next;
   std::memmove(m_buffer, m_buffer + m_next, left);
   const std::size_t count = m_input.ReadAt(m_offset, m_buffer + left, sizeof m_buffer - left);
@@ -13,7 +13,7 @@ bool JpegBits::LoadBuffer() noexcept {
   return count != 0;
 }
 
-void JpegBits::RefillSlowly() noexcept {
+void CJpegBitReader::RefillSlowly() noexcept {
   while (m_count <= 56) {
     if (!m_atMarker && m_end - m_next < 2 && !LoadBuffer() && m_end == m_next) m_atMarker = true;
     if (m_atMarker) {
@@ -35,7 +35,7 @@ void JpegBits::RefillSlowly() noexcept {
   }
 }
 
-bool JpegBits::PassRestart(unsigned number) noexcept {
+bool CJpegBitReader::PassRestart(unsigned number) noexcept {
   if (IsOverrun() || m_count - m_padding >= 8) return false;
   m_bits = 0;
   m_count = m_padding = 0;
@@ -46,7 +46,7 @@ bool JpegBits::PassRestart(unsigned number) noexcept {
   return true;
 }
 
-std::uint64_t JpegBits::Position() const noexcept {
+std::uint64_t CJpegBitReader::Position() const noexcept {
   // Stuffed bytes among those that are still in m_bits are not counted back: what follows is a search for a marker.
   return m_offset - (m_end - m_next);
 }

@@ -11,10 +11,10 @@ namespace imageformats {
 
 // Bits of an entropy-coded segment (T.81, F.2.2.5): stuffed zero bytes are taken out; at a marker, or at the end of the
 // data, the bits go on as zeros and are counted, so that the caller can tell whether it used any.
-class JpegBits {
+class CJpegBitReader {
  public:
   // Stands before entropy-coded data at `offset`.
-  JpegBits(const Input& input, std::uint64_t offset) noexcept : m_input(input), m_offset(offset) {}
+  CJpegBitReader(const CInput& input, std::uint64_t offset) noexcept : m_input(input), m_offset(offset) {}
 
   // At least 32 bits can be peeked at afterwards.
   void Refill() noexcept {
@@ -54,7 +54,7 @@ class JpegBits {
   void RefillSlowly() noexcept;
   bool LoadBuffer() noexcept;
 
-  const Input& m_input;
+  const CInput& m_input;
   std::uint64_t m_offset;    // of the buffer's end
   std::uint64_t m_bits = 0;  // from the top
   unsigned m_count = 0;      // valid bits, padding included

@@ -13,15 +13,15 @@ namespace {
 constexpr int kMaxScans = 100;
 
 // Walks a file's segments and scans.
-class DcReader {
+class CBlockMeansReader {
  public:
-  DcReader(const Input& input, bool fineColor, RenderGuard& guard, const SDcFrame* tables)
+  CBlockMeansReader(const CInput& input, bool fineColor, CRenderGuard& guard, const SJpegFrame* tables)
       : m_input(input), m_fineColor(fineColor), m_guard(guard) {
     if (tables != nullptr) m_frame = *tables;
   }
 
   bool Run() {
-    MarkerReader reader(m_input, 2);
+    CMarkerReader reader(m_input, 2);
     for (;;) {
       const auto marker = reader.NextMarker();
       if (!marker) return false;
@@ -38,7 +38,7 @@ class DcReader {
     }
   }
 
-  SJpegDcPicture Picture();
+  SBlockMeans Picture();
 
  private:
   bool TakeSegment(std::uint8_t marker, std::span<const std::uint8_t> payload) {
@@ -68,26 +68,26 @@ class DcReader {
 
   // `position` is where the scan's data begin, and becomes where the search for the next marker goes on.
   bool TakeScan(std::span<const std::uint8_t> payload, std::uint64_t& position) {
-    SDcScan scan;
+    SJpegScan scan;
     if (++m_scans > kMaxScans || !scan.Take(payload, m_frame)) return false;
     if (!IsConsistent(scan)) return false;
     // Later scans refine coefficients that only add to the quarters: they are fine enough.
     if (scan.first != 0 && (!scan.parts[0].component->fine || scan.highBit != 0)) return true;
-    JpegBits bits(m_input, position);
+    CJpegBitReader bits(m_input, position);
     if (!DecodeDcScan(m_frame, scan, bits, m_guard)) return false;
     position = bits.Position();
     return true;
   }
 
   // Checks the scan against what was seen before (T.81, G.1.1.1.1), and notes what it brings.
-  bool IsConsistent(const SDcScan& scan) {
+  bool IsConsistent(const SJpegScan& scan) {
     if (m_frame.progressive ? (scan.first == 0) != (scan.last == 0) || (scan.first != 0 && scan.parts.size() != 1)
                             : scan.first != 0 || scan.last != 63 || scan.highBit != 0 || scan.lowBit != 0) {
       return false;
     }
     if (scan.highBit != 0 && scan.highBit != scan.lowBit + 1) return false;
-    for (const SDcScan::SPart& part : scan.parts) {
-      SDcComponent& c = *part.component;
+    for (const SJpegScan::SScanComponent& part : scan.parts) {
+      SJpegComponent& c = *part.component;
       c.TakeQuantisers(m_frame.quantTables[c.quantTable]);
       if (c.quantisers[0] == 0) return false;
       for (std::size_t k = scan.first; k <= scan.last; ++k) {
@@ -99,14 +99,14 @@ class DcReader {
   }
 
   bool IsComplete() const {
-    const auto whole = [](const SDcComponent& c) { return c.IsComplete(); };
+    const auto whole = [](const SJpegComponent& c) { return c.IsComplete(); };
     return !m_frame.components.empty() && std::all_of(m_frame.components.begin(), m_frame.components.end(), whole);
   }
 
-  const Input& m_input;
+  const CInput& m_input;
   bool m_fineColor;
-  RenderGuard& m_guard;
-  SDcFrame m_frame;
+  CRenderGuard& m_guard;
+  SJpegFrame m_frame;
   int m_scans = 0;
 };
 
@@ -118,7 +118,7 @@ SSourceAxis MeansAxis(std::uint64_t pitch, std::uint64_t extent) {
   return {static_cast<std::uint32_t>((extent + pitch - 1) / pitch), pitch, extent};
 }
 
-void FillMeans(const SDcComponent& c, SJpegDcPlane& plane) {
+void FillMeans(const SJpegComponent& c, SBlockMeansPlane& plane) {
   const std::size_t side = c.fine ? 2 : 1, rows = c.coefficients.size() / c.stride;
   for (std::size_t y = 0; y < rows; ++y) {
     std::uint16_t* out = plane.means.data() + y * side * plane.stride;
@@ -134,12 +134,12 @@ void FillMeans(const SDcComponent& c, SJpegDcPlane& plane) {
   }
 }
 
-SJpegDcPicture DcReader::Picture() {
-  SJpegDcPicture picture;
+SBlockMeans CBlockMeansReader::Picture() {
+  SBlockMeans picture;
   picture.isYCbCr = m_frame.IsYCbCr();
-  for (SDcComponent& c : m_frame.components) {
+  for (SJpegComponent& c : m_frame.components) {
     const std::uint32_t side = c.fine ? 2 : 1;
-    SJpegDcPlane plane;
+    SBlockMeansPlane plane;
     plane.stride = c.stride * side;
     plane.x = MeansAxis(8 / side * std::uint64_t{m_frame.maxH}, std::uint64_t{m_frame.width} * c.h);
     plane.y = MeansAxis(8 / side * std::uint64_t{m_frame.maxV}, std::uint64_t{m_frame.height} * c.v);
@@ -152,18 +152,18 @@ SJpegDcPicture DcReader::Picture() {
 
 }  // namespace
 
-std::optional<SJpegDcPicture> ReadJpegDcPicture(const Input& input, bool fineColor, RenderGuard& guard,
-                                                const SDcFrame* tables) {
-  DcReader reader(input, fineColor, guard, tables);
+std::optional<SBlockMeans> ReadJpegDcPicture(const CInput& input, bool fineColor, CRenderGuard& guard,
+                                             const SJpegFrame* tables) {
+  CBlockMeansReader reader(input, fineColor, guard, tables);
   if (!reader.Run()) return std::nullopt;
   return reader.Picture();
 }
 
-std::shared_ptr<const SDcFrame> ReadJpegDcTables(std::span<const std::uint8_t> stream) {
+std::shared_ptr<const SJpegFrame> ReadJpegDcTables(std::span<const std::uint8_t> stream) {
   if (stream.empty()) return nullptr;
-  const std::shared_ptr<const Input> input = Input::FromMemory(stream.data(), stream.size());
-  auto tables = std::make_shared<SDcFrame>();
-  MarkerReader reader(*input, 2);
+  const std::shared_ptr<const CInput> input = CInput::FromMemory(stream.data(), stream.size());
+  auto tables = std::make_shared<SJpegFrame>();
+  CMarkerReader reader(*input, 2);
   for (auto marker = reader.NextMarker(); marker && *marker != kJpegEnd; marker = reader.NextMarker()) {
     if (IsLoneJpegMarker(*marker)) continue;
     const auto payload = reader.Payload(65536);

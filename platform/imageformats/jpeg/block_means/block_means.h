@@ -12,19 +12,19 @@
 
 namespace imageformats {
 
-struct SDcFrame;
+struct SJpegFrame;
 
 // One colour component at an eighth of its own size, the means of its 8 x 8 blocks, which are the blocks' first
 // coefficients; or at a quarter, the means of their quarters. Values are eight times the samples, 0..2040, so that
 // nothing is rounded.
-struct SJpegDcPlane {
+struct SBlockMeansPlane {
   std::uint32_t stride = 0;  // means in a row, those that merely fill up the last MCU included
   SSourceAxis x, y;          // of the picture's own means
   std::vector<std::uint16_t> means;
 };
 
-struct SJpegDcPicture {
-  std::vector<SJpegDcPlane> planes;
+struct SBlockMeans {
+  std::vector<SBlockMeansPlane> planes;
   bool isYCbCr = false;  // else grey, or R G B
 };
 
@@ -34,10 +34,10 @@ struct SJpegDcPicture {
 // levels. Nothing when the file is not for it (arithmetic coding, CMYK, 12 bits, unusual structure) or anything about
 // the data is odd, damage included: libjpeg is asked then, and its verdict counts.
 // `tables` are those that an abbreviated stream leaves out, or null.
-std::optional<SJpegDcPicture> ReadJpegDcPicture(const Input& input, bool fineColor, RenderGuard& guard,
-                                                const SDcFrame* tables = nullptr);
+std::optional<SBlockMeans> ReadJpegDcPicture(const CInput& input, bool fineColor, CRenderGuard& guard,
+                                             const SJpegFrame* tables = nullptr);
 
 // The tables of a tables-only stream (TIFF tag JPEGTables). Null when anything about it is odd.
-std::shared_ptr<const SDcFrame> ReadJpegDcTables(std::span<const std::uint8_t> stream);
+std::shared_ptr<const SJpegFrame> ReadJpegDcTables(std::span<const std::uint8_t> stream);
 
 }  // namespace imageformats

@@ -31,7 +31,7 @@ double HalfMean(int frequency) {
 
 }  // namespace
 
-void SDcComponent::TakeQuantisers(const std::array<std::uint16_t, 64>& table) {
+void SJpegComponent::TakeQuantisers(const std::array<std::uint16_t, 64>& table) {
   if (quantisers[0] != 0) return;
   quantisers = table;
   for (std::size_t k = 1; k < 64 && fine; ++k) {
@@ -44,7 +44,7 @@ void SDcComponent::TakeQuantisers(const std::array<std::uint16_t, 64>& table) {
   }
 }
 
-bool SDcComponent::IsComplete() const noexcept {
+bool SJpegComponent::IsComplete() const noexcept {
   if (missingBits[0] != 0) return false;
   for (std::size_t k = 1; k < 64 && fine; ++k) {
     if (weights[k][0] == 0.0f) continue;
@@ -53,8 +53,8 @@ bool SDcComponent::IsComplete() const noexcept {
   return true;
 }
 
-bool SDcFrame::TakeFrame(std::span<const std::uint8_t> payload, bool isProgressive, bool fineColor,
-                         RenderGuard& guard) {
+bool SJpegFrame::TakeFrame(std::span<const std::uint8_t> payload, bool isProgressive, bool fineColor,
+                           CRenderGuard& guard) {
   if (!components.empty() || payload.size() < 6 || payload[0] != 8) return false;
   progressive = isProgressive;
   height = static_cast<std::uint32_t>(payload[1] << 8 | payload[2]);
@@ -63,7 +63,7 @@ bool SDcFrame::TakeFrame(std::span<const std::uint8_t> payload, bool isProgressi
   if (width == 0 || height == 0 || (count != 1 && count != 3) || payload.size() != 6 + 3 * count) return false;
   components.resize(count);
   for (std::size_t i = 0; i < count; ++i) {
-    SDcComponent& c = components[i];
+    SJpegComponent& c = components[i];
     c.id = payload[6 + 3 * i];
     c.h = payload[7 + 3 * i] >> 4;
     c.v = payload[7 + 3 * i] & 15;
@@ -72,7 +72,7 @@ bool SDcFrame::TakeFrame(std::span<const std::uint8_t> payload, bool isProgressi
     maxH = std::max(maxH, c.h);
     maxV = std::max(maxV, c.v);
   }
-  for (SDcComponent& c : components) {
+  for (SJpegComponent& c : components) {
     const std::uint32_t across = (width * c.h + maxH - 1) / maxH, down = (height * c.v + maxV - 1) / maxV;
     c.blocksAcross = (across + 7) / 8;
     c.blocksDown = (down + 7) / 8;
@@ -86,7 +86,7 @@ bool SDcFrame::TakeFrame(std::span<const std::uint8_t> payload, bool isProgressi
   return true;
 }
 
-bool SDcFrame::TakeQuantTables(std::span<const std::uint8_t> payload) {
+bool SJpegFrame::TakeQuantTables(std::span<const std::uint8_t> payload) {
   while (!payload.empty()) {
     const std::size_t width16 = payload[0] >> 4, table = payload[0] & 15;
     const std::size_t size = 1 + 64 * (width16 + 1);
@@ -100,21 +100,21 @@ bool SDcFrame::TakeQuantTables(std::span<const std::uint8_t> payload) {
   return true;
 }
 
-bool SDcFrame::TakeHuffmanTables(std::span<const std::uint8_t> payload) {
+bool SJpegFrame::TakeHuffmanTables(std::span<const std::uint8_t> payload) {
   while (!payload.empty()) {
     if (payload.size() < 17) return false;
     const std::size_t isAc = payload[0] >> 4, table = payload[0] & 15;
     std::size_t symbols = 0;
     for (std::size_t i = 1; i <= 16; ++i) symbols += payload[i];
     if (isAc > 1 || table > 3 || symbols > 256 || payload.size() < 17 + symbols) return false;
-    JpegHuffman& huffman = isAc != 0 ? acTables[table] : dcTables[table];
+    CJpegHuffmanTable& huffman = isAc != 0 ? acTables[table] : dcTables[table];
     if (!huffman.Build(payload.subspan<1, 16>(), payload.subspan(17, symbols))) return false;
     payload = payload.subspan(17 + symbols);
   }
   return true;
 }
 
-bool SDcFrame::IsYCbCr() const noexcept {
+bool SJpegFrame::IsYCbCr() const noexcept {
   if (components.size() != 3) return false;
   if (hasJfif) return true;
   if (adobeTransform >= 0) return adobeTransform != 0;

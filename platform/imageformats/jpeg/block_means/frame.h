@@ -11,7 +11,7 @@
 namespace imageformats {
 
 // A component of the frame and the state of its decoding.
-struct SDcComponent {
+struct SJpegComponent {
   std::uint8_t id = 0;
   std::uint32_t h = 1, v = 1;  // sampling factors
   std::uint8_t quantTable = 0;
@@ -22,12 +22,12 @@ struct SDcComponent {
   std::array<std::uint16_t, 64> quantisers{};      // as of the component's first scan
 
   // What the other coefficients add to the quarters of the blocks (upper left, upper right, lower left, lower right),
-  // on the scale of SJpegDcPlane; only when `fine`.
+  // on the scale of SBlockMeansPlane; only when `fine`.
   bool fine = false;
   std::vector<std::array<float, 4>> quarters;
   std::array<std::array<float, 4>, 64> weights{};  // of a coefficient of 1
 
-  SDcComponent() { missingBits.fill(-1); }
+  SJpegComponent() { missingBits.fill(-1); }
   void TakeQuantisers(const std::array<std::uint16_t, 64>& table);
   // Whether the scans read so far hold what the means are made of.
   bool IsComplete() const noexcept;
@@ -35,18 +35,18 @@ struct SDcComponent {
 
 // The tables and the frame as far as the segments read so far define them. Each Take returns false for content that is
 // damaged or of a kind that is left to libjpeg.
-struct SDcFrame {
+struct SJpegFrame {
   bool progressive = false;
   std::uint32_t width = 0, height = 0;
   std::uint32_t maxH = 1, maxV = 1;
-  std::vector<SDcComponent> components;
+  std::vector<SJpegComponent> components;
   std::array<std::array<std::uint16_t, 64>, 4> quantTables{};  // zigzag order; zeros: not defined
-  std::array<JpegHuffman, 4> dcTables, acTables;
+  std::array<CJpegHuffmanTable, 4> dcTables, acTables;
   std::uint32_t restartInterval = 0;
   bool hasJfif = false;
   int adobeTransform = -1;
 
-  bool TakeFrame(std::span<const std::uint8_t> payload, bool isProgressive, bool fineColor, RenderGuard& guard);
+  bool TakeFrame(std::span<const std::uint8_t> payload, bool isProgressive, bool fineColor, CRenderGuard& guard);
   bool TakeQuantTables(std::span<const std::uint8_t> payload);
   bool TakeHuffmanTables(std::span<const std::uint8_t> payload);
   std::uint32_t McusAcross() const noexcept { return (width + 8 * maxH - 1) / (8 * maxH); }

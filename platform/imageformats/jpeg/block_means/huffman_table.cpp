@@ -4,7 +4,7 @@
 
 namespace imageformats {
 
-bool JpegHuffman::Build(std::span<const std::uint8_t, 16> counts, std::span<const std::uint8_t> symbols) {
+bool CJpegHuffmanTable::Build(std::span<const std::uint8_t, 16> counts, std::span<const std::uint8_t> symbols) {
   m_steps.clear();
   m_symbols.assign(symbols.begin(), symbols.end());
   std::int32_t code = 0, index = 0;
@@ -21,12 +21,12 @@ bool JpegHuffman::Build(std::span<const std::uint8_t, 16> counts, std::span<cons
   return true;
 }
 
-void JpegHuffman::BuildSteps() {
+void CJpegHuffmanTable::BuildSteps() {
   m_steps.assign(std::size_t{1} << kWindow, {});
   for (unsigned length = 1; length <= kWindow; ++length) {
     for (std::int32_t i = 0; i < m_count[length]; ++i) {
       const auto code = static_cast<std::size_t>(m_firstCode[length] + i);
-      SStep step;
+      SLookup step;
       step.codeBits = static_cast<std::uint8_t>(length);
       step.symbol = m_symbols[static_cast<std::size_t>(m_firstIndex[length] + i)];
       const unsigned rest = kWindow - length;
@@ -35,11 +35,11 @@ void JpegHuffman::BuildSteps() {
   }
   constexpr std::size_t kMask = (std::size_t{1} << kWindow) - 1;
   for (std::size_t window = 0; window <= kMask; ++window) {
-    SStep& many = m_steps[window];
+    SLookup& many = m_steps[window];
     unsigned bits = 0, advance = 0;
     bool end = false;
     while (bits < kWindow && !end) {
-      const SStep& one = m_steps[(window << bits) & kMask];
+      const SLookup& one = m_steps[(window << bits) & kMask];
       if (one.codeBits == 0 || bits + one.codeBits > kWindow) break;
       const unsigned size = one.symbol & 15;
       end = size == 0 && one.symbol != 0xF0;
@@ -53,7 +53,7 @@ void JpegHuffman::BuildSteps() {
   }
 }
 
-int JpegHuffman::DecodeLong(JpegBits& bits) const noexcept {
+int CJpegHuffmanTable::DecodeLong(CJpegBitReader& bits) const noexcept {
   const auto peeked = static_cast<std::int32_t>(bits.Peek(16));
   for (unsigned length = kWindow + 1; length <= 16; ++length) {
     const std::int32_t offset = (peeked >> (16 - length)) - m_firstCode[length];

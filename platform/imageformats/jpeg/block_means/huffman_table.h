@@ -11,7 +11,7 @@ namespace imageformats {
 
 // A Huffman table (T.81, annex C) made for two uses: decoding single symbols, and stepping over AC coefficients
 // without decoding them, several at a time.
-class JpegHuffman {
+class CJpegHuffmanTable {
  public:
   // `counts`: codes of each length 1..16; `symbols`: their values in order. False, and unusable, when they do not make
   // a prefix code.
@@ -19,8 +19,8 @@ class JpegHuffman {
   bool IsBuilt() const noexcept { return !m_steps.empty(); }
 
   // The next symbol; -1 for bits that are no code. Needs 16 bits refilled.
-  int Decode(JpegBits& bits) const noexcept {
-    const SStep& step = m_steps[bits.Peek(kWindow)];
+  int Decode(CJpegBitReader& bits) const noexcept {
+    const SLookup& step = m_steps[bits.Peek(kWindow)];
     if (step.codeBits != 0) {
       bits.Skip(step.codeBits);
       return step.symbol;
@@ -29,10 +29,10 @@ class JpegHuffman {
   }
 
   // Steps over the 63 AC coefficients of a block. False for damaged data.
-  bool SkipBlock(JpegBits& bits) const noexcept {
+  bool SkipBlock(CJpegBitReader& bits) const noexcept {
     for (unsigned k = 1; k < 64;) {
       bits.Refill();
-      const SStep& step = m_steps[bits.Peek(kWindow)];
+      const SLookup& step = m_steps[bits.Peek(kWindow)];
       if (step.manyBits != 0 && k + step.manyAdvance < 64) {
         bits.Skip(step.manyBits);
         k += step.manyAdvance;
@@ -52,7 +52,7 @@ class JpegHuffman {
  private:
   static constexpr unsigned kWindow = 11;  // bits looked up at once; the table stays in the first-level cache
 
-  struct SStep {
+  struct SLookup {
     std::uint8_t codeBits = 0;  // of the first symbol; 0 when its code is longer than the window
     std::uint8_t symbol = 0;
     std::uint8_t manyBits = 0;  // of all symbols whose codes the window shows, with their values' bits; at most 32
@@ -60,10 +60,10 @@ class JpegHuffman {
     std::uint8_t manyEnd : 1 = 0;      // the last ends the block
   };
 
-  int DecodeLong(JpegBits& bits) const noexcept;
+  int DecodeLong(CJpegBitReader& bits) const noexcept;
   void BuildSteps();
 
-  std::vector<SStep> m_steps;
+  std::vector<SLookup> m_steps;
   std::vector<std::uint8_t> m_symbols;
   std::array<std::int32_t, 18> m_firstCode{};   // of each length
   std::array<std::int32_t, 18> m_firstIndex{};  // into m_symbols

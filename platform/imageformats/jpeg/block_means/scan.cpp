@@ -12,15 +12,15 @@ int Extend(std::uint32_t value, unsigned size) noexcept {
   return v < 1 << (size - 1) ? v - (1 << size) + 1 : v;
 }
 
-class DcScanDecoder {
+class CScanDecoder {
  public:
-  DcScanDecoder(const SDcFrame& frame, const SDcScan& scan, JpegBits& bits, RenderGuard& guard)
+  CScanDecoder(const SJpegFrame& frame, const SJpegScan& scan, CJpegBitReader& bits, CRenderGuard& guard)
       : m_frame(frame), m_scan(scan), m_bits(bits), m_guard(guard) {}
 
   bool Run() {
     // A scan of one component consists of the component's own blocks; else of whole MCUs.
     const bool single = m_scan.parts.size() == 1;
-    const SDcComponent& only = *m_scan.parts[0].component;
+    const SJpegComponent& only = *m_scan.parts[0].component;
     const std::uint32_t across = single ? only.blocksAcross : m_frame.McusAcross();
     const std::uint32_t down = single ? only.blocksDown : m_frame.McusDown();
     for (std::uint32_t y = 0; y < down; ++y) {
@@ -50,7 +50,7 @@ class DcScanDecoder {
 
   bool Mcu(std::uint32_t x, std::uint32_t y) {
     for (std::size_t i = 0; i < m_scan.parts.size(); ++i) {
-      const SDcComponent& c = *m_scan.parts[i].component;
+      const SJpegComponent& c = *m_scan.parts[i].component;
       for (std::uint32_t row = 0; row < c.v; ++row) {
         for (std::uint32_t column = 0; column < c.h; ++column) {
           if (!Block(i, x * c.h + column, y * c.v + row)) return false;
@@ -61,7 +61,7 @@ class DcScanDecoder {
   }
 
   bool Block(std::size_t part, std::uint32_t x, std::uint32_t y) {
-    const SDcScan::SPart& p = m_scan.parts[part];
+    const SJpegScan::SScanComponent& p = m_scan.parts[part];
     const std::size_t index = std::size_t{y} * p.component->stride + x;
     m_bits.Refill();
     if (m_scan.first != 0) return Others(*p.component, *p.ac, p.component->quarters[index]);
@@ -85,7 +85,7 @@ class DcScanDecoder {
   }
 
   // The AC coefficients of a block (F.2.2.2, G.1.2.2), added to its quarters.
-  bool Others(const SDcComponent& component, const JpegHuffman& table, std::array<float, 4>& quarters) {
+  bool Others(const SJpegComponent& component, const CJpegHuffmanTable& table, std::array<float, 4>& quarters) {
     if (m_endRun > 0) {
       --m_endRun;
       return true;
@@ -118,10 +118,10 @@ class DcScanDecoder {
     return value;
   }
 
-  const SDcFrame& m_frame;
-  const SDcScan& m_scan;
-  JpegBits& m_bits;
-  RenderGuard& m_guard;
+  const SJpegFrame& m_frame;
+  const SJpegScan& m_scan;
+  CJpegBitReader& m_bits;
+  CRenderGuard& m_guard;
   int m_predictors[4] = {};
   std::uint32_t m_untilRestart = 0;
   unsigned m_restarts = 0;
@@ -131,7 +131,7 @@ class DcScanDecoder {
 
 }  // namespace
 
-bool SDcScan::Take(std::span<const std::uint8_t> payload, SDcFrame& frame) {
+bool SJpegScan::Take(std::span<const std::uint8_t> payload, SJpegFrame& frame) {
   if (payload.empty() || frame.components.empty()) return false;
   const std::size_t count = payload[0];
   if (count < 1 || count > frame.components.size() || payload.size() != 4 + 2 * count) return false;
@@ -139,9 +139,9 @@ bool SDcScan::Take(std::span<const std::uint8_t> payload, SDcFrame& frame) {
   for (std::size_t i = 0; i < count; ++i) {
     const std::uint8_t id = payload[1 + 2 * i], dc = payload[2 + 2 * i] >> 4, ac = payload[2 + 2 * i] & 15;
     const auto component = std::find_if(frame.components.begin(), frame.components.end(),
-                                        [id](const SDcComponent& c) { return c.id == id; });
+                                        [id](const SJpegComponent& c) { return c.id == id; });
     if (component == frame.components.end() || dc > 3 || ac > 3) return false;
-    for (const SPart& part : parts) {
+    for (const SScanComponent& part : parts) {
       if (part.component == &*component) return false;
     }
     parts.push_back({&*component, &frame.dcTables[dc], &frame.acTables[ac]});
@@ -154,12 +154,12 @@ bool SDcScan::Take(std::span<const std::uint8_t> payload, SDcFrame& frame) {
   return first <= last && last < 64 && lowBit <= 13 && (count == 1 || blocks <= 10);
 }
 
-bool DecodeDcScan(const SDcFrame& frame, const SDcScan& scan, JpegBits& bits, RenderGuard& guard) {
-  for (const SDcScan::SPart& part : scan.parts) {
+bool DecodeDcScan(const SJpegFrame& frame, const SJpegScan& scan, CJpegBitReader& bits, CRenderGuard& guard) {
+  for (const SJpegScan::SScanComponent& part : scan.parts) {
     if (scan.first == 0 && scan.highBit == 0 && !part.dc->IsBuilt()) return false;
     if (scan.last != 0 && !part.ac->IsBuilt()) return false;
   }
-  return DcScanDecoder(frame, scan, bits, guard).Run();
+  return CScanDecoder(frame, scan, bits, guard).Run();
 }
 
 }  // namespace imageformats

@@ -9,21 +9,21 @@
 namespace imageformats {
 
 // One scan's header (T.81, B.2.3).
-struct SDcScan {
-  struct SPart {
-    SDcComponent* component = nullptr;
-    const JpegHuffman* dc = nullptr;
-    const JpegHuffman* ac = nullptr;
+struct SJpegScan {
+  struct SScanComponent {
+    SJpegComponent* component = nullptr;
+    const CJpegHuffmanTable* dc = nullptr;
+    const CJpegHuffmanTable* ac = nullptr;
   };
-  std::vector<SPart> parts;
+  std::vector<SScanComponent> parts;
   unsigned first = 0, last = 0;      // spectral selection
   unsigned highBit = 0, lowBit = 0;  // successive approximation
 
-  bool Take(std::span<const std::uint8_t> payload, SDcFrame& frame);
+  bool Take(std::span<const std::uint8_t> payload, SJpegFrame& frame);
 };
 
 // Decodes at `bits` what the means need of the scan: first coefficients, and for fine components the others. False for
 // damage.
-bool DecodeDcScan(const SDcFrame& frame, const SDcScan& scan, JpegBits& bits, RenderGuard& guard);
+bool DecodeDcScan(const SJpegFrame& frame, const SJpegScan& scan, CJpegBitReader& bits, CRenderGuard& guard);
 
 }  // namespace imageformats

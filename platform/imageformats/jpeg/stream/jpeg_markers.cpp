@@ -17,7 +17,7 @@ constexpr std::size_t kMaxSegments = 100000;  // a real stream has some dozens
 constexpr std::size_t kMaxProfileBytes = 16u << 20;
 
 void TakeFrame(const std::vector<std::uint8_t>& payload, std::uint8_t marker, SJpegMarkers& markers) {
-  if (payload.size() < 6) throw DamagedError("The JPEG frame header is damaged");
+  if (payload.size() < 6) throw CDamagedError("The JPEG frame header is damaged");
   markers.frameMarker = marker;
   markers.precision = payload[0];
   markers.height = static_cast<std::uint32_t>(payload[1] << 8 | payload[2]);
@@ -90,11 +90,11 @@ void Take(std::uint8_t marker, const std::vector<std::uint8_t>& payload, SJpegMa
 
 }  // namespace
 
-SJpegMarkers ReadJpegMarkers(const Input& input) {
+SJpegMarkers ReadJpegMarkers(const CInput& input) {
   SJpegMarkers markers;
   const auto head = input.Head();
-  if (head.size() < 4 || head[0] != 0xFF || head[1] != 0xD8) throw DamagedError("The file is not a JPEG file");
-  MarkerReader reader(input, 2);
+  if (head.size() < 4 || head[0] != 0xFF || head[1] != 0xD8) throw CDamagedError("The file is not a JPEG file");
+  CMarkerReader reader(input, 2);
   for (std::size_t count = 0; count < kMaxSegments; ++count) {
     const auto marker = reader.NextMarker();
     if (!marker || *marker == kJpegEnd || *marker == kJpegScan) break;
@@ -103,13 +103,13 @@ SJpegMarkers ReadJpegMarkers(const Input& input) {
     if (!payload) break;
     Take(*marker, *payload, markers);
   }
-  if (markers.frameMarker == 0) throw DamagedError("The JPEG file ends before its picture begins");
-  if (markers.width == 0 || markers.height == 0) throw DamagedError("The JPEG picture has no size");
+  if (markers.frameMarker == 0) throw CDamagedError("The JPEG file ends before its picture begins");
+  if (markers.width == 0 || markers.height == 0) throw CDamagedError("The JPEG picture has no size");
   return markers;
 }
 
-bool HasEndOfImage(const Input& input, std::uint64_t offset) {
-  MarkerReader reader(input, offset);
+bool HasEndOfImage(const CInput& input, std::uint64_t offset) {
+  CMarkerReader reader(input, offset);
   for (std::size_t count = 0; count < kMaxSegments;) {
     const auto marker = reader.NextMarker();
     if (!marker) return false;

@@ -24,12 +24,12 @@ struct SJpegMarkers {
   std::string comment;
 };
 
-// Reads up to the first scan (or the end). Bytes between segments are skipped, as decoders do. Throws DamagedError when
-// the content does not begin as JPEG, the frame header is missing or damaged, or the picture has no size.
-SJpegMarkers ReadJpegMarkers(const Input& input);
+// Reads up to the first scan (or the end). Bytes between segments are skipped, as decoders do. Throws CDamagedError
+// when the content does not begin as JPEG, the frame header is missing or damaged, or the picture has no size.
+SJpegMarkers ReadJpegMarkers(const CInput& input);
 
 // Whether an end-of-image marker follows, walking scans and segments from `offset` on, which lies within
 // entropy-coded data or before a marker.
-bool HasEndOfImage(const Input& input, std::uint64_t offset);
+bool HasEndOfImage(const CInput& input, std::uint64_t offset);
 
 }  // namespace imageformats

@@ -5,7 +5,7 @@
 
 namespace imageformats {
 
-std::optional<std::uint8_t> MarkerReader::NextMarker() noexcept {
+std::optional<std::uint8_t> CMarkerReader::NextMarker() noexcept {
   while (Fill()) {
     const auto* found = static_cast<const std::uint8_t*>(std::memchr(m_buffer + m_next, 0xFF, m_end - m_next));
     if (found == nullptr) {
@@ -20,7 +20,7 @@ std::optional<std::uint8_t> MarkerReader::NextMarker() noexcept {
   return std::nullopt;
 }
 
-std::optional<std::vector<std::uint8_t>> MarkerReader::Payload(std::size_t most) {
+std::optional<std::vector<std::uint8_t>> CMarkerReader::Payload(std::size_t most) {
   const auto high = Byte(), low = Byte();
   if (!high || !low) return std::nullopt;
   const std::size_t length = static_cast<std::size_t>(*high) << 8 | *low;
@@ -33,7 +33,7 @@ std::optional<std::vector<std::uint8_t>> MarkerReader::Payload(std::size_t most)
   return payload;
 }
 
-void MarkerReader::Seek(std::uint64_t position) noexcept {
+void CMarkerReader::Seek(std::uint64_t position) noexcept {
   if (position <= m_offset && position + m_end >= m_offset) {
     m_next = m_end - static_cast<std::size_t>(m_offset - position);
   } else {
@@ -42,7 +42,7 @@ void MarkerReader::Seek(std::uint64_t position) noexcept {
   }
 }
 
-bool MarkerReader::Fill() noexcept {
+bool CMarkerReader::Fill() noexcept {
   if (m_next < m_end) return true;
   m_next = 0;
   m_end = m_input.ReadAt(m_offset, m_buffer, sizeof m_buffer);
@@ -50,7 +50,7 @@ bool MarkerReader::Fill() noexcept {
   return m_end != 0;
 }
 
-std::optional<std::uint8_t> MarkerReader::Byte() noexcept {
+std::optional<std::uint8_t> CMarkerReader::Byte() noexcept {
   if (!Fill()) return std::nullopt;
   return m_buffer[m_next++];
 }

@@ -21,9 +21,9 @@ constexpr bool IsJpegFrame(std::uint8_t m) noexcept {
 
 // Walks the markers of a JPEG stream (T.81, annex B) through a buffer, from segment to segment and over entropy-coded
 // data.
-class MarkerReader {
+class CMarkerReader {
  public:
-  MarkerReader(const Input& input, std::uint64_t offset) noexcept : m_input(input), m_offset(offset) {}
+  CMarkerReader(const CInput& input, std::uint64_t offset) noexcept : m_input(input), m_offset(offset) {}
 
   // The next marker, whatever lies before it; nothing at the end of the data.
   std::optional<std::uint8_t> NextMarker() noexcept;
@@ -38,7 +38,7 @@ class MarkerReader {
   bool Fill() noexcept;
   std::optional<std::uint8_t> Byte() noexcept;
 
-  const Input& m_input;
+  const CInput& m_input;
   std::uint64_t m_offset;  // of the buffer's end
   std::size_t m_next = 0, m_end = 0;
   std::uint8_t m_buffer[16384];

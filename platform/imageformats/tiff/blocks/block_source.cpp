@@ -42,9 +42,9 @@ SDecodedLayout DecodedLayoutOf(const SPage& page) noexcept {
   return layout;
 }
 
-std::unique_ptr<BlockSource> OpenBlocks(TiffHandle& tiff, const SPage& page, const SBlockRequest& request,
-                                        RenderGuard& guard) {
-  if (const std::string why = WhyUnsupported(page); !why.empty()) throw UnsupportedError(why);
+std::unique_ptr<CBlockSource> OpenBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
+                                         CRenderGuard& guard) {
+  if (const std::string why = WhyUnsupported(page); !why.empty()) throw CUnsupportedError(why);
   guard.CheckPixels(page.width, page.height);
   tiff.Select(page.offset);
   if (IsPlainJpeg(page)) return OpenJpegBlocks(tiff, page, request, guard);
@@ -55,16 +55,16 @@ std::unique_ptr<BlockSource> OpenBlocks(TiffHandle& tiff, const SPage& page, con
   return OpenCodecBlocks(tiff, page, guard);
 }
 
-SBlockBytes LocateBlock(TiffHandle& tiff, std::uint32_t index) {
+SBlockExtent LocateBlock(CTiffHandle& tiff, std::uint32_t index) {
   int failed = 0;
-  SBlockBytes bytes;
+  SBlockExtent bytes;
   bytes.offset = TIFFGetStrileOffsetWithErr(tiff.Get(), index, &failed);
   if (!failed) bytes.size = TIFFGetStrileByteCountWithErr(tiff.Get(), index, &failed);
-  if (failed) throw DamagedError("The table of strips or tiles is damaged");
-  if (bytes.size == 0) throw DamagedError("A strip or tile was never written");
+  if (failed) throw CDamagedError("The table of strips or tiles is damaged");
+  if (bytes.size == 0) throw CDamagedError("A strip or tile was never written");
   const std::uint64_t end = tiff.Source().Size();
   if (bytes.offset > end || bytes.size > end - bytes.offset) {
-    throw DamagedError("The file is truncated: a strip or tile lies behind its end");
+    throw CDamagedError("The file is truncated: a strip or tile lies behind its end");
   }
   return bytes;
 }

@@ -26,9 +26,9 @@ SDecodedLayout DecodedLayoutOf(const SPage& page) noexcept;
 
 // Delivers a page's pixels in blocks of a size that suits how they are stored: tiles, strips, or some rows. The blocks
 // form a grid over the axes; those at the right and lower border may be smaller than BlockSize.
-class BlockSource {
+class CBlockSource {
  public:
-  virtual ~BlockSource() = default;
+  virtual ~CBlockSource() = default;
 
   const SDecodedLayout& Layout() const noexcept { return m_layout; }
   // The grid's axes, those of a scaled decoding where the source scales.
@@ -39,7 +39,7 @@ class BlockSource {
   std::size_t Stride() const noexcept { return m_stride; }
 
   // Decodes the block at the grid place; `plane` is 0 unless the layout is planar. The rows stay valid until the next
-  // call and may be changed by the caller. Throws DamagedError when the file ends before the block or the block does
+  // call and may be changed by the caller. Throws CDamagedError when the file ends before the block or the block does
   // not decode.
   virtual std::uint8_t* Fetch(std::uint32_t column, std::uint32_t row, std::uint32_t plane) = 0;
 
@@ -52,29 +52,29 @@ class BlockSource {
 
 struct SBlockRequest {
   SSize wanted;                 // what the picture is reduced to; 0 x 0: full size
-  bool fast = false;            // see SJpegDecode
+  bool fast = false;            // see SJpegDecodeOptions
   std::uint64_t planeSkip = 0;  // bytes to add to where pixels lie (see SPlane)
 };
 
 // The source that reads the page at least cost: uncompressed data straight from the file, JPEG scaled while decoding,
-// everything else through libtiff. `tiff` and `guard` must outlive it. Throws UnsupportedError for what WhyUnsupported
+// everything else through libtiff. `tiff` and `guard` must outlive it. Throws CUnsupportedError for what WhyUnsupported
 // names.
-std::unique_ptr<BlockSource> OpenBlocks(TiffHandle& tiff, const SPage& page, const SBlockRequest& request,
-                                        RenderGuard& guard);
+std::unique_ptr<CBlockSource> OpenBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
+                                         CRenderGuard& guard);
 
 // The single kinds; for OpenBlocks.
-std::unique_ptr<BlockSource> OpenRawBlocks(TiffHandle& tiff, const SPage& page, std::uint64_t planeSkip,
-                                           RenderGuard& guard);
-std::unique_ptr<BlockSource> OpenCodecBlocks(TiffHandle& tiff, const SPage& page, RenderGuard& guard);
-std::unique_ptr<BlockSource> OpenJpegBlocks(TiffHandle& tiff, const SPage& page, const SBlockRequest& request,
-                                            RenderGuard& guard);
-std::unique_ptr<BlockSource> OpenRgbaBlocks(TiffHandle& tiff, const SPage& page, RenderGuard& guard);
+std::unique_ptr<CBlockSource> OpenRawBlocks(CTiffHandle& tiff, const SPage& page, std::uint64_t planeSkip,
+                                            CRenderGuard& guard);
+std::unique_ptr<CBlockSource> OpenCodecBlocks(CTiffHandle& tiff, const SPage& page, CRenderGuard& guard);
+std::unique_ptr<CBlockSource> OpenJpegBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
+                                             CRenderGuard& guard);
+std::unique_ptr<CBlockSource> OpenRgbaBlocks(CTiffHandle& tiff, const SPage& page, CRenderGuard& guard);
 
-// Where a tile or strip lies in the file. Throws DamagedError when it has no bytes or they are not all there.
-struct SBlockBytes {
+// Where a tile or strip lies in the file. Throws CDamagedError when it has no bytes or they are not all there.
+struct SBlockExtent {
   std::uint64_t offset = 0;
   std::uint64_t size = 0;
 };
-SBlockBytes LocateBlock(TiffHandle& tiff, std::uint32_t index);
+SBlockExtent LocateBlock(CTiffHandle& tiff, std::uint32_t index);
 
 }  // namespace imageformats::tiff

@@ -32,9 +32,9 @@ constexpr std::uint32_t Scaled(std::uint32_t side, std::uint32_t scale) noexcept
 
 // JPEG tiles and strips (TIFF Technical Note 2), scaled while they are decoded. A picture in a single strip comes in
 // pieces of some rows.
-class JpegBlocks final : public BlockSource {
+class CJpegBlocks final : public CBlockSource {
  public:
-  JpegBlocks(TiffHandle& tiff, const SPage& page, const SBlockRequest& request, RenderGuard& guard)
+  CJpegBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request, CRenderGuard& guard)
       : m_page(page), m_guard(guard), m_streams(tiff, guard), m_decoder(std::span<const std::uint8_t>()) {
     m_how.scale = ScaleFor(page, request.wanted, request.fast);
     m_how.fast = request.fast;
@@ -46,7 +46,7 @@ class JpegBlocks final : public BlockSource {
     m_singleStrip = !page.tiled && page.BlocksDown() == 1 && m_block.height > kPieceRows;
     if (m_singleStrip) m_block.height = kPieceRows;
     m_stride = std::size_t{m_block.width} * page.RowSamples();
-    m_rows = guard.NewVector<std::uint8_t>(RenderGuard::Multiply(m_stride, m_block.height));
+    m_rows = guard.NewVector<std::uint8_t>(CRenderGuard::Multiply(m_stride, m_block.height));
     if (!m_streams.Tables().empty()) m_decoder.LoadTables(m_streams.Tables());
   }
 
@@ -76,24 +76,24 @@ class JpegBlocks final : public BlockSource {
     const std::uint32_t height = std::min(m_page.blockHeight, m_page.height - row * m_page.blockHeight);
     if (header.width < width || header.width > m_page.blockWidth || header.height < height ||
         header.height > m_page.blockHeight || header.components != m_page.RowSamples()) {
-      throw DamagedError("The JPEG data of a strip or tile does not fit the picture");
+      throw CDamagedError("The JPEG data of a strip or tile does not fit the picture");
     }
   }
 
   const SPage m_page;
-  RenderGuard& m_guard;
-  JpegStreams m_streams;
-  JpegDecoder m_decoder;
-  SJpegDecode m_how;
+  CRenderGuard& m_guard;
+  CJpegStreams m_streams;
+  CJpegDecoder m_decoder;
+  SJpegDecodeOptions m_how;
   bool m_singleStrip = false;
   std::vector<std::uint8_t> m_rows;
 };
 
 }  // namespace
 
-std::unique_ptr<BlockSource> OpenJpegBlocks(TiffHandle& tiff, const SPage& page, const SBlockRequest& request,
-                                            RenderGuard& guard) {
-  return std::make_unique<JpegBlocks>(tiff, page, request, guard);
+std::unique_ptr<CBlockSource> OpenJpegBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
+                                             CRenderGuard& guard) {
+  return std::make_unique<CJpegBlocks>(tiff, page, request, guard);
 }
 
 }  // namespace imageformats::tiff

@@ -18,7 +18,7 @@ bool EndsInHole(std::span<const std::uint8_t> stream) noexcept {
 
 }  // namespace
 
-JpegStreams::JpegStreams(TiffHandle& tiff, RenderGuard& guard) : m_tiff(tiff), m_guard(guard) {
+CJpegStreams::CJpegStreams(CTiffHandle& tiff, CRenderGuard& guard) : m_tiff(tiff), m_guard(guard) {
   std::uint32_t size = 0;
   void* tables = nullptr;
   if (!TIFFGetField(tiff.Get(), TIFFTAG_JPEGTABLES, &size, &tables) || !tables || size == 0) return;
@@ -26,18 +26,18 @@ JpegStreams::JpegStreams(TiffHandle& tiff, RenderGuard& guard) : m_tiff(tiff), m
   m_tables.assign(first, first + size);
 }
 
-std::span<const std::uint8_t> JpegStreams::Read(std::uint32_t index) {
-  const SBlockBytes place = LocateBlock(m_tiff, index);
+std::span<const std::uint8_t> CJpegStreams::Read(std::uint32_t index) {
+  const SBlockExtent place = LocateBlock(m_tiff, index);
   if (place.size > m_stream.size()) {
     m_guard.Take(place.size - m_stream.size());
     m_stream.resize(static_cast<std::size_t>(place.size));
   }
   const auto size = static_cast<std::size_t>(place.size);
   if (m_tiff.Source().ReadAt(place.offset, m_stream.data(), size) != size) {
-    throw DamagedError("The file is truncated: a strip or tile lies behind its end");
+    throw CDamagedError("The file is truncated: a strip or tile lies behind its end");
   }
   const std::span<const std::uint8_t> stream(m_stream.data(), size);
-  if (EndsInHole(stream)) throw DamagedError("The JPEG data of a strip or tile was not written to its end");
+  if (EndsInHole(stream)) throw CDamagedError("The JPEG data of a strip or tile was not written to its end");
   return stream;
 }
 

@@ -10,20 +10,20 @@
 namespace imageformats::tiff {
 
 // The JPEG streams of a page's tiles or strips (TIFF Technical Note 2).
-class JpegStreams {
+class CJpegStreams {
  public:
   // Of the selected directory.
-  JpegStreams(TiffHandle& tiff, RenderGuard& guard);
+  CJpegStreams(CTiffHandle& tiff, CRenderGuard& guard);
 
   // Tables that the streams leave out; empty when there are none.
   std::span<const std::uint8_t> Tables() const noexcept { return m_tables; }
-  // The stream of that tile or strip; valid until the next call. Throws DamagedError when it was not written to its
+  // The stream of that tile or strip; valid until the next call. Throws CDamagedError when it was not written to its
   // end.
   std::span<const std::uint8_t> Read(std::uint32_t index);
 
  private:
-  TiffHandle& m_tiff;
-  RenderGuard& m_guard;
+  CTiffHandle& m_tiff;
+  CRenderGuard& m_guard;
   std::vector<std::uint8_t> m_tables, m_stream;
 };
 

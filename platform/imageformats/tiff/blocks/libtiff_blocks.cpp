@@ -40,9 +40,10 @@ bool IsPlainLzw(TIFF* tiff, const SPage& page) {
 }
 
 // Everything that libtiff decompresses: tile by tile, strip by strip, or row by row within large strips.
-class CodecBlocks final : public BlockSource {
+class CLibtiffBlocks final : public CBlockSource {
  public:
-  CodecBlocks(TiffHandle& tiff, const SPage& page, RenderGuard& guard) : m_tiff(tiff), m_page(page), m_guard(guard) {
+  CLibtiffBlocks(CTiffHandle& tiff, const SPage& page, CRenderGuard& guard)
+      : m_tiff(tiff), m_page(page), m_guard(guard) {
     m_layout = DecodedLayoutOf(page);
     AskForPlainSamples(tiff.Get(), page, m_layout);
     m_x = SourceAxis(page.width);
@@ -50,14 +51,14 @@ class CodecBlocks final : public BlockSource {
     m_block = {page.blockWidth, page.blockHeight};
     const std::uint64_t rowBits = std::uint64_t{page.blockWidth} * page.RowSamples() * m_layout.bits;
     m_stride = static_cast<std::size_t>((rowBits + 7) / 8);
-    const std::uint64_t blockBytes = RenderGuard::Multiply(m_stride, m_block.height);
+    const std::uint64_t blockBytes = CRenderGuard::Multiply(m_stride, m_block.height);
     CheckSizeAgreed(blockBytes);
     m_byRow = !page.tiled && !page.planar && blockBytes > kMaxStripBytes && DecodesByRow(page.compression);
     if (m_byRow) {
       m_block.height = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(kPieceBytes / m_stride, 1, page.height));
     }
     m_plainLzw = !m_byRow && IsPlainLzw(tiff.Get(), page);
-    m_bytes = guard.NewVector<std::uint8_t>(RenderGuard::Multiply(m_stride, m_block.height) + kLzwSlack);
+    m_bytes = guard.NewVector<std::uint8_t>(CRenderGuard::Multiply(m_stride, m_block.height) + kLzwSlack);
   }
 
   std::uint8_t* Fetch(std::uint32_t column, std::uint32_t row, std::uint32_t plane) override {
@@ -77,12 +78,12 @@ class CodecBlocks final : public BlockSource {
   void CheckSizeAgreed(std::uint64_t blockBytes) const {
     TIFF* tiff = m_tiff.Get();
     const std::uint64_t theirs = m_page.tiled ? TIFFTileSize64(tiff) : TIFFVStripSize64(tiff, m_page.blockHeight);
-    if (theirs != blockBytes) throw DamagedError("The layout of strips or tiles is contradictory");
+    if (theirs != blockBytes) throw CDamagedError("The layout of strips or tiles is contradictory");
   }
 
   // The compressed bytes are held, mostly by libtiff, while a block is decoded.
-  SBlockBytes TakeCompressed(std::uint32_t index) {
-    const SBlockBytes bytes = LocateBlock(m_tiff, index);
+  SBlockExtent TakeCompressed(std::uint32_t index) {
+    const SBlockExtent bytes = LocateBlock(m_tiff, index);
     if (bytes.size > m_compressed) {
       m_guard.Take(bytes.size - m_compressed);
       m_compressed = bytes.size;
@@ -91,7 +92,7 @@ class CodecBlocks final : public BlockSource {
   }
 
   void FetchBlock(std::uint32_t index, std::uint32_t row) {
-    const SBlockBytes place = TakeCompressed(index);
+    const SBlockExtent place = TakeCompressed(index);
     std::uint32_t rows = m_block.height;
     if (!m_page.tiled) rows = std::min(rows, m_page.height - row * m_block.height);
     const std::size_t size = rows * m_stride;
@@ -103,7 +104,7 @@ class CodecBlocks final : public BlockSource {
     CheckDecoded(got == wanted);
   }
 
-  bool DecodePlainLzw(const SBlockBytes& place, std::size_t size) {
+  bool DecodePlainLzw(const SBlockExtent& place, std::size_t size) {
     m_stream.resize(static_cast<std::size_t>(place.size));
     if (m_tiff.Source().ReadAt(place.offset, m_stream.data(), m_stream.size()) != m_stream.size()) return false;
     if (!DecodeLzw(m_stream, m_bytes.data(), size)) return false;
@@ -129,12 +130,12 @@ class CodecBlocks final : public BlockSource {
     const bool endsEarly = m_tiff.Warning().find("Premature EOF") != std::string::npos;
     if (complete && m_tiff.Error().empty() && !endsEarly) return;
     const std::string& reason = m_tiff.Error().empty() ? m_tiff.Warning() : m_tiff.Error();
-    throw DamagedError("The pixels are damaged" + (reason.empty() ? std::string() : ": " + reason));
+    throw CDamagedError("The pixels are damaged" + (reason.empty() ? std::string() : ": " + reason));
   }
 
-  TiffHandle& m_tiff;
+  CTiffHandle& m_tiff;
   const SPage m_page;
-  RenderGuard& m_guard;
+  CRenderGuard& m_guard;
   bool m_byRow = false, m_plainLzw = false;
   std::uint64_t m_compressed = 0;
   std::vector<std::uint8_t> m_stream;
@@ -143,8 +144,8 @@ class CodecBlocks final : public BlockSource {
 
 }  // namespace
 
-std::unique_ptr<BlockSource> OpenCodecBlocks(TiffHandle& tiff, const SPage& page, RenderGuard& guard) {
-  return std::make_unique<CodecBlocks>(tiff, page, guard);
+std::unique_ptr<CBlockSource> OpenCodecBlocks(CTiffHandle& tiff, const SPage& page, CRenderGuard& guard) {
+  return std::make_unique<CLibtiffBlocks>(tiff, page, guard);
 }
 
 }  // namespace imageformats::tiff

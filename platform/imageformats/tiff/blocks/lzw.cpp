@@ -10,9 +10,9 @@ constexpr unsigned kClear = 256, kEnd = 257, kFirstString = 258, kMostCodes = 40
 constexpr unsigned kShortest = 9, kLongest = 12;
 
 // Codes from the high bit on. Behind the end of the data there are zeros; the caller asks whether any were taken.
-class CodeReader {
+class CLzwCodeReader {
  public:
-  explicit CodeReader(std::span<const std::uint8_t> stream) noexcept
+  explicit CLzwCodeReader(std::span<const std::uint8_t> stream) noexcept
       : m_next(stream.data()), m_end(stream.data() + stream.size()) {}
 
   unsigned Take(unsigned width) noexcept {
@@ -41,7 +41,7 @@ class CodeReader {
 
 // Where the string of a code stands: in the table of single bytes, or among the bytes decoded already. A new string is
 // the one before with the next byte behind it, and that is just how they stand there.
-struct SString {
+struct SLzwString {
   const std::uint8_t* text;
   std::size_t length;
 };
@@ -55,7 +55,7 @@ struct SSingleBytes {
 constexpr SSingleBytes kSingleBytes;
 
 // Most strings are short: a fixed number of bytes is copied at once, and what is too much is overwritten later.
-void Copy(std::uint8_t* out, const SString& string) noexcept {
+void Copy(std::uint8_t* out, const SLzwString& string) noexcept {
   for (std::size_t done = 0; done < string.length; done += kLzwSlack) {
     std::array<std::uint8_t, kLzwSlack> piece;
     std::memcpy(piece.data(), string.text + done, piece.size());
@@ -64,20 +64,20 @@ void Copy(std::uint8_t* out, const SString& string) noexcept {
 }
 
 // The string of the code that is made at this moment overlaps what it writes.
-void CopyOverlapping(std::uint8_t* out, const SString& string) noexcept {
+void CopyOverlapping(std::uint8_t* out, const SLzwString& string) noexcept {
   for (std::size_t i = 0; i < string.length; ++i) out[i] = string.text[i];
 }
 
 }  // namespace
 
 bool DecodeLzw(std::span<const std::uint8_t> stream, std::uint8_t* out, std::size_t size) noexcept {
-  std::array<SString, kMostCodes> strings;
+  std::array<SLzwString, kMostCodes> strings;
   for (unsigned i = 0; i < 256; ++i) strings[i] = {kSingleBytes.values.data() + i, 1};
-  CodeReader reader(stream);
+  CLzwCodeReader reader(stream);
   if (reader.Take(kShortest) != kClear) return false;
   std::uint8_t* const end = out + size;
   unsigned width = kShortest, made = kFirstString;
-  SString last = {nullptr, 0};  // as decoded; none after a clear code
+  SLzwString last = {nullptr, 0};  // as decoded; none after a clear code
   while (out != end) {
     const unsigned code = reader.Take(width);
     if (code == kClear) {
@@ -95,7 +95,7 @@ bool DecodeLzw(std::span<const std::uint8_t> stream, std::uint8_t* out, std::siz
       if (made + 1 == 1u << width && width < kLongest) ++width;
     }
     if (code == kEnd || code >= made) return false;
-    const SString& string = strings[code];
+    const SLzwString& string = strings[code];
     if (string.length > static_cast<std::size_t>(end - out)) return false;
     code + 1 == made&& code >= kFirstString ? CopyOverlapping(out, string) : Copy(out, string);
     last = {out, string.length};

@@ -28,9 +28,9 @@ void SwapSamples(std::uint8_t* bytes, std::size_t size, std::uint32_t bits) {
 }
 
 // Uncompressed data. Strips are handed out in pieces of some rows, however the file cuts them; tiles as they are.
-class RawBlocks final : public BlockSource {
+class CRawBlocks final : public CBlockSource {
  public:
-  RawBlocks(TiffHandle& tiff, const SPage& page, std::uint64_t planeSkip, RenderGuard& guard)
+  CRawBlocks(CTiffHandle& tiff, const SPage& page, std::uint64_t planeSkip, CRenderGuard& guard)
       : m_tiff(tiff), m_page(page), m_skip(planeSkip), m_guard(guard) {
     m_layout = DecodedLayoutOf(page);
     m_x = SourceAxis(page.width);
@@ -43,7 +43,7 @@ class RawBlocks final : public BlockSource {
       m_block.height = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(kPieceBytes / rowBytes, 1, page.height));
     }
     m_stride = static_cast<std::size_t>(rowBytes);
-    m_bytes = guard.NewVector<std::uint8_t>(RenderGuard::Multiply(rowBytes, m_block.height));
+    m_bytes = guard.NewVector<std::uint8_t>(CRenderGuard::Multiply(rowBytes, m_block.height));
   }
 
   std::uint8_t* Fetch(std::uint32_t column, std::uint32_t row, std::uint32_t plane) override {
@@ -62,10 +62,10 @@ class RawBlocks final : public BlockSource {
   // Uncompressed pictures cannot be larger than their file: nothing is allocated or read for one that claims to be.
   void CheckFileHolds(std::uint64_t rowBytes) const {
     const std::uint64_t rows = m_page.tiled ? std::uint64_t{m_page.BlocksDown()} * m_page.blockHeight : m_page.height;
-    std::uint64_t size = RenderGuard::Multiply(rowBytes, rows);
-    if (m_page.tiled) size = RenderGuard::Multiply(size, m_page.BlocksAcross());
-    if (m_page.planar) size = RenderGuard::Multiply(size, m_page.samples);
-    if (size > m_tiff.Source().Size()) throw DamagedError("The file is truncated: it is smaller than its picture");
+    std::uint64_t size = CRenderGuard::Multiply(rowBytes, rows);
+    if (m_page.tiled) size = CRenderGuard::Multiply(size, m_page.BlocksAcross());
+    if (m_page.planar) size = CRenderGuard::Multiply(size, m_page.samples);
+    if (size > m_tiff.Source().Size()) throw CDamagedError("The file is truncated: it is smaller than its picture");
   }
 
   // Strips that lie one behind the other are read together.
@@ -93,29 +93,29 @@ class RawBlocks final : public BlockSource {
   std::uint64_t OffsetOf(std::uint32_t index) const {
     int failed = 0;
     const std::uint64_t offset = TIFFGetStrileOffsetWithErr(m_tiff.Get(), index, &failed);
-    if (failed) throw DamagedError("The table of strips or tiles is damaged");
-    if (offset == 0) throw DamagedError("A strip or tile was never written");
+    if (failed) throw CDamagedError("The table of strips or tiles is damaged");
+    if (offset == 0) throw CDamagedError("A strip or tile was never written");
     return offset + m_skip;
   }
 
   void ReadAt(std::uint64_t offset, std::uint8_t* out, std::size_t size) const {
     if (m_tiff.Source().ReadAt(offset, out, size) != size) {
-      throw DamagedError("The file is truncated: a strip or tile lies behind its end");
+      throw CDamagedError("The file is truncated: a strip or tile lies behind its end");
     }
   }
 
-  TiffHandle& m_tiff;
+  CTiffHandle& m_tiff;
   const SPage m_page;
   const std::uint64_t m_skip;
-  RenderGuard& m_guard;
+  CRenderGuard& m_guard;
   std::vector<std::uint8_t> m_bytes;
 };
 
 }  // namespace
 
-std::unique_ptr<BlockSource> OpenRawBlocks(TiffHandle& tiff, const SPage& page, std::uint64_t planeSkip,
-                                           RenderGuard& guard) {
-  return std::make_unique<RawBlocks>(tiff, page, planeSkip, guard);
+std::unique_ptr<CBlockSource> OpenRawBlocks(CTiffHandle& tiff, const SPage& page, std::uint64_t planeSkip,
+                                            CRenderGuard& guard) {
+  return std::make_unique<CRawBlocks>(tiff, page, planeSkip, guard);
 }
 
 }  // namespace imageformats::tiff

@@ -10,11 +10,11 @@ namespace {
 
 // YCbCr that is not plain JPEG: libtiff's own conversion, which knows the subsampling layouts, coefficients and old
 // JPEG streams. Delivers R G B.
-class RgbaBlocks final : public BlockSource {
+class CRgbaBlocks final : public CBlockSource {
  public:
-  RgbaBlocks(TiffHandle& tiff, const SPage& page, RenderGuard& guard) : m_tiff(tiff), m_page(page), m_guard(guard) {
+  CRgbaBlocks(CTiffHandle& tiff, const SPage& page, CRenderGuard& guard) : m_tiff(tiff), m_page(page), m_guard(guard) {
     char reason[1024] = "";
-    if (!TIFFRGBAImageOK(tiff.Get(), reason)) throw UnsupportedError(reason);
+    if (!TIFFRGBAImageOK(tiff.Get(), reason)) throw CUnsupportedError(reason);
     // libtiff would turn every strip by itself; the whole picture is turned at the end.
     TIFFSetField(tiff.Get(), TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
     m_layout = DecodedLayoutOf(page);
@@ -22,16 +22,16 @@ class RgbaBlocks final : public BlockSource {
     m_y = SourceAxis(page.height);
     m_block = {page.blockWidth, page.blockHeight};
     m_stride = std::size_t{page.blockWidth} * 4;
-    m_raster = guard.NewVector<std::uint32_t>(RenderGuard::Multiply(page.blockWidth, page.blockHeight));
+    m_raster = guard.NewVector<std::uint32_t>(CRenderGuard::Multiply(page.blockWidth, page.blockHeight));
     // libtiff decodes into a buffer of its own and reads the compressed bytes into another.
-    guard.Take(RenderGuard::Multiply(m_stride, page.blockHeight));
+    guard.Take(CRenderGuard::Multiply(m_stride, page.blockHeight));
   }
 
-  ~RgbaBlocks() override {
+  ~CRgbaBlocks() override {
     TIFFSetField(m_tiff.Get(), TIFFTAG_ORIENTATION, static_cast<std::uint32_t>(m_page.orientation));
   }
-  RgbaBlocks(const RgbaBlocks&) = delete;
-  RgbaBlocks& operator=(const RgbaBlocks&) = delete;
+  CRgbaBlocks(const CRgbaBlocks&) = delete;
+  CRgbaBlocks& operator=(const CRgbaBlocks&) = delete;
 
   std::uint8_t* Fetch(std::uint32_t column, std::uint32_t row, std::uint32_t) override {
     m_guard.CheckTime();
@@ -44,7 +44,7 @@ class RgbaBlocks final : public BlockSource {
     const int done = m_page.tiled ? TIFFReadRGBATileExt(tiff, x, y, m_raster.data(), 1)
                                   : TIFFReadRGBAStripExt(tiff, y, m_raster.data(), 1);
     if (!done || !m_tiff.Error().empty()) {
-      throw DamagedError("The pixels are damaged" + (m_tiff.Error().empty() ? std::string() : ": " + m_tiff.Error()));
+      throw CDamagedError("The pixels are damaged" + (m_tiff.Error().empty() ? std::string() : ": " + m_tiff.Error()));
     }
     TurnOver(m_page.tiled ? m_block.height : std::min(m_block.height, m_page.height - y));
     return reinterpret_cast<std::uint8_t*>(m_raster.data());
@@ -70,16 +70,16 @@ class RgbaBlocks final : public BlockSource {
     }
   }
 
-  TiffHandle& m_tiff;
+  CTiffHandle& m_tiff;
   const SPage m_page;
-  RenderGuard& m_guard;
+  CRenderGuard& m_guard;
   std::vector<std::uint32_t> m_raster;
 };
 
 }  // namespace
 
-std::unique_ptr<BlockSource> OpenRgbaBlocks(TiffHandle& tiff, const SPage& page, RenderGuard& guard) {
-  return std::make_unique<RgbaBlocks>(tiff, page, guard);
+std::unique_ptr<CBlockSource> OpenRgbaBlocks(CTiffHandle& tiff, const SPage& page, CRenderGuard& guard) {
+  return std::make_unique<CRgbaBlocks>(tiff, page, guard);
 }
 
 }  // namespace imageformats::tiff

@@ -14,21 +14,21 @@ namespace {
 constexpr std::uint32_t kReducedOrMask = FILETYPE_REDUCEDIMAGE | FILETYPE_MASK;
 
 // The first page that is neither a reduced copy nor a mask.
-const SIfdFacts& MainPage(const std::vector<SIfdFacts>& chain) {
-  const auto full = std::find_if(chain.begin(), chain.end(), [](const SIfdFacts& facts) {
+const SIfdSummary& MainPage(const std::vector<SIfdSummary>& chain) {
+  const auto full = std::find_if(chain.begin(), chain.end(), [](const SIfdSummary& facts) {
     return (facts.subfileType & kReducedOrMask) == 0 && facts.width > 0 && facts.height > 0;
   });
   return full == chain.end() ? chain.front() : *full;
 }
 
-bool SameShape(const SIfdFacts& a, const SIfdFacts& b) noexcept {
+bool SameShape(const SIfdSummary& a, const SIfdSummary& b) noexcept {
   return a.width == b.width && a.height == b.height && a.samples == b.samples && a.bits == b.bits;
 }
 
 // Raw camera files keep a small picture in the chain and the real one in a sub-IFD.
 void PreferFullSubIfd(STiffFile& file, SDataset* dataset) {
   for (const std::uint64_t offset : dataset->page.subIfds) {
-    for (const SIfdFacts& facts : WalkIfdChainFrom(*file.input, offset, 1)) {
+    for (const SIfdSummary& facts : WalkIfdChainFrom(*file.input, offset, 1)) {
       if ((facts.subfileType & kReducedOrMask) != 0 || facts.width <= dataset->page.width) continue;
       if (facts.photometric == PHOTOMETRIC_CFA) continue;
       dataset->page = ReadPage(file.handle, facts.offset);
@@ -38,13 +38,13 @@ void PreferFullSubIfd(STiffFile& file, SDataset* dataset) {
   }
 }
 
-void OpenPlainDataset(FileSet& files, SDataset* dataset) {
+void OpenPlainDataset(CFileSet& files, SDataset* dataset) {
   STiffFile& file = files.Main();
-  const SIfdFacts& main = MainPage(file.chain);
+  const SIfdSummary& main = MainPage(file.chain);
   dataset->kind = SDataset::EKind::kPlain;
   dataset->mainPlane.directory = main.offset;
   dataset->pages = 0;
-  for (const SIfdFacts& facts : file.chain) {
+  for (const SIfdSummary& facts : file.chain) {
     const bool reduced = (facts.subfileType & kReducedOrMask) != 0;
     if (!reduced && SameShape(facts, main)) ++dataset->pages;
     const bool flagged = (facts.subfileType & kReducedOrMask) == FILETYPE_REDUCEDIMAGE && IsFlaggedLevel(main, facts);
@@ -54,7 +54,7 @@ void OpenPlainDataset(FileSet& files, SDataset* dataset) {
   dataset->page = ReadPage(file.handle, main.offset);
   if (main.subfileType & FILETYPE_REDUCEDIMAGE) PreferFullSubIfd(file, dataset);
   for (const std::uint32_t sample : ChannelSamples(dataset->page)) {
-    SShownChannel channel;
+    SOverviewChannel channel;
     channel.plane = dataset->mainPlane;
     channel.sample = sample;
     dataset->channels.push_back(channel);
@@ -86,14 +86,14 @@ std::vector<std::uint32_t> ChannelSamples(const SPage& page) {
   return samples;
 }
 
-SDataset OpenDataset(FileSet& files) {
+SDataset OpenDataset(CFileSet& files) {
   SDataset dataset;
   STiffFile& file = files.Main();
   std::string description;
   try {
     file.handle.Select(file.chain.front().offset);
     description = TextTag(file.handle, TIFFTAG_IMAGEDESCRIPTION);
-  } catch (const DamagedError&) {
+  } catch (const CDamagedError&) {
     // Another page may still be readable.
   }
   if (LooksLikeOmeXml(description) && OpenOmeDataset(files, description, &dataset)) return dataset;
@@ -106,11 +106,11 @@ SDataset OpenDataset(FileSet& files) {
   return dataset;
 }
 
-std::uint32_t DisplayColor(const std::vector<SShownChannel>& channels, std::size_t index) {
+std::uint32_t DisplayColor(const std::vector<SOverviewChannel>& channels, std::size_t index) {
   if (channels[index].color) return *channels[index].color;
-  const auto known = [&](const SShownChannel& channel) {
+  const auto known = [&](const SOverviewChannel& channel) {
     const std::uint32_t color = WavelengthColor(channel.emission);
-    const auto same = [&](const SShownChannel& other) { return WavelengthColor(other.emission) == color; };
+    const auto same = [&](const SOverviewChannel& other) { return WavelengthColor(other.emission) == color; };
     return color != 0 && std::count_if(channels.begin(), channels.end(), same) == 1;
   };
   const bool byLight = channels.size() > 1 && std::all_of(channels.begin(), channels.end(), known);

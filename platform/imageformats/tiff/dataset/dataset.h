@@ -20,18 +20,18 @@ struct SPlane {
   std::uint64_t directory = 0;  // offset
   // Bytes behind where the directory says: the planes of a large ImageJ stack follow each other under one directory.
   std::uint64_t skip = 0;
-  std::vector<SIfdFacts> levels;  // reduced copies in the main chain
+  std::vector<SIfdSummary> levels;  // reduced copies in the main chain
 };
 
 // A channel as the overview shows it.
-struct SShownChannel {
+struct SOverviewChannel {
   SPlane plane;
   std::uint32_t sample = 0;
-  std::string name;                         // UTF-8
-  std::optional<std::uint32_t> color;       // 0x00RRGGBB
-  double emission = 0.0;                    // nanometres, 0 unknown: a colour to fall back on
-  std::shared_ptr<const ColorTable> table;  // instead of the colour
-  std::optional<SDisplayRange> range;       // what the author last looked at
+  std::string name;                           // UTF-8
+  std::optional<std::uint32_t> color;         // 0x00RRGGBB
+  double emission = 0.0;                      // nanometres, 0 unknown: a colour to fall back on
+  std::shared_ptr<const SLookupTable> table;  // instead of the colour
+  std::optional<SDisplayRange> range;         // what the author last looked at
 };
 
 // What the file as a whole is: the sizes of its dimensions, and the planes of the overview (middle z plane of the first
@@ -42,7 +42,7 @@ struct SDataset {
   SPage page;        // of the overview's first plane
   SPlane mainPlane;  // the overview's first plane
   // Several channels, or channels that lie in samples: each in a colour of its own. Empty: `page` is one picture.
-  std::vector<SShownChannel> channels;
+  std::vector<SOverviewChannel> channels;
   std::uint32_t pages = 1;  // plain files: pictures of the first one's shape
 
   std::uint32_t sizeZ = 1, sizeT = 1, sizeC = 1;
@@ -53,8 +53,8 @@ struct SDataset {
 };
 
 // Works the dataset out. Descriptions that contradict the file are given up for what the pages themselves show. Throws
-// DamagedError when not even that can be read.
-SDataset OpenDataset(FileSet& files);
+// CDamagedError when not even that can be read.
+SDataset OpenDataset(CFileSet& files);
 
 // Reads a page of a dataset of that kind. The 8-bit signed samples of OME-TIFF are taken as unsigned: its writers in
 // Java, whose only byte is signed, call ordinary pictures so.
@@ -66,10 +66,10 @@ std::vector<std::uint32_t> ChannelSamples(const SPage& page);
 
 // The colour of a channel that has no table: its own, else that of its light where every channel's is known and
 // different, else a default one.
-std::uint32_t DisplayColor(const std::vector<SShownChannel>& channels, std::size_t index);
+std::uint32_t DisplayColor(const std::vector<SOverviewChannel>& channels, std::size_t index);
 
 // The kinds of datasets; false, *dataset untouched, when the description does not fit the file.
-bool OpenOmeDataset(FileSet& files, const std::string& description, SDataset* dataset);
-bool OpenImageJDataset(FileSet& files, const SImageJ& imageJ, SDataset* dataset);
+bool OpenOmeDataset(CFileSet& files, const std::string& description, SDataset* dataset);
+bool OpenImageJDataset(CFileSet& files, const SImageJ& imageJ, SDataset* dataset);
 
 }  // namespace imageformats::tiff

@@ -26,9 +26,9 @@ bool LocatePlane(STiffFile& file, const SPage& first, std::uint64_t number, SPla
   return true;
 }
 
-SShownChannel DescribeChannel(const SImageJ& imageJ, std::uint32_t index) {
-  SShownChannel channel;
-  if (index < imageJ.tables.size()) channel.table = std::make_shared<ColorTable>(imageJ.tables[index]);
+SOverviewChannel DescribeChannel(const SImageJ& imageJ, std::uint32_t index) {
+  SOverviewChannel channel;
+  if (index < imageJ.tables.size()) channel.table = std::make_shared<SLookupTable>(imageJ.tables[index]);
   if (index < imageJ.ranges.size() && imageJ.ranges[index].low < imageJ.ranges[index].high) {
     channel.range = imageJ.ranges[index];
   } else if (imageJ.channels == 1) {
@@ -45,7 +45,7 @@ bool SizesFit(const STiffFile& file, const SImageJ& imageJ) noexcept {
 
 }  // namespace
 
-bool OpenImageJDataset(FileSet& files, const SImageJ& imageJ, SDataset* dataset) {
+bool OpenImageJDataset(CFileSet& files, const SImageJ& imageJ, SDataset* dataset) {
   STiffFile& file = files.Main();
   if (!SizesFit(file, imageJ)) return false;
   SDataset result;
@@ -57,7 +57,7 @@ bool OpenImageJDataset(FileSet& files, const SImageJ& imageJ, SDataset* dataset)
   const SPage first = ReadPage(file.handle, file.chain.front().offset);
   const std::uint64_t middle = std::uint64_t{imageJ.slices / 2} * imageJ.channels;
   for (std::uint32_t c = 0; c < std::min(imageJ.channels, kMaxShown); ++c) {
-    SShownChannel channel = DescribeChannel(imageJ, c);
+    SOverviewChannel channel = DescribeChannel(imageJ, c);
     if (!LocatePlane(file, first, middle + c, &channel.plane)) return false;
     result.channels.push_back(std::move(channel));
   }

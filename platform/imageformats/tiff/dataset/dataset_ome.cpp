@@ -22,11 +22,11 @@ bool SameName(const std::string& a, const std::string& b) {
 }
 
 // Finds the files that an OME document speaks of.
-class OmeFiles {
+class COmeFiles {
  public:
   // `ownUuid` is that of the opened file; `documentFile` the name of the file that holds the document, empty when it is
   // the opened one.
-  OmeFiles(FileSet& files, const SOmeDocument& document, std::string ownUuid, std::string documentFile)
+  COmeFiles(CFileSet& files, const SOmeDocument& document, std::string ownUuid, std::string documentFile)
       : m_files(files), m_ownUuid(std::move(ownUuid)), m_documentFile(std::move(documentFile)) {
     m_allInOne = AllInOneFile(document);
   }
@@ -60,16 +60,16 @@ class OmeFiles {
     return true;
   }
 
-  FileSet& m_files;
+  CFileSet& m_files;
   std::string m_ownUuid, m_documentFile;
   bool m_allInOne = false;
 };
 
 // A binary-only file points to the one that holds the document: a companion of pure XML, or another TIFF file.
-bool FollowToDocument(FileSet& files, SOmeDocument* document, std::string* documentFile) {
+bool FollowToDocument(CFileSet& files, SOmeDocument* document, std::string* documentFile) {
   if (document->metadataFile.empty() || !document->images.empty()) return !document->images.empty();
   *documentFile = document->metadataFile;
-  const std::shared_ptr<const Input> input = files.OpenBeside(*documentFile);
+  const std::shared_ptr<const CInput> input = files.OpenBeside(*documentFile);
   if (!input) return false;
   std::string text;
   const auto head = input->Head();
@@ -90,9 +90,9 @@ bool FollowToDocument(FileSet& files, SOmeDocument* document, std::string* docum
 }
 
 // Picks the planes of the overview: for each channel the plane next to the middle z of the first time that exists.
-class OverviewPlanes {
+class COverviewPlanes {
  public:
-  OverviewPlanes(FileSet& files, OmeFiles& omeFiles, const SOmeImage& image, std::uint32_t channelPlanes)
+  COverviewPlanes(CFileSet& files, COmeFiles& omeFiles, const SOmeImage& image, std::uint32_t channelPlanes)
       : m_files(files), m_omeFiles(omeFiles), m_image(image), m_candidates(std::min(channelPlanes, kMaxShown)) {
     ForEachOmePlane(
         image, channelPlanes, [&](const SOmeTiffData& data) { return omeFiles.CountPlanes(data); },
@@ -128,8 +128,8 @@ class OverviewPlanes {
     return plane;
   }
 
-  FileSet& m_files;
-  OmeFiles& m_omeFiles;
+  CFileSet& m_files;
+  COmeFiles& m_omeFiles;
   const SOmeImage& m_image;
   std::vector<std::vector<SOmePlaneRef>> m_candidates;  // by channel
 };
@@ -140,7 +140,7 @@ bool SameShape(const SOmeImage& a, const SOmeImage& b) {
 }
 
 // The first image with a plane in the opened file: of a set with a file for each position every file shows its own.
-std::size_t ChooseImage(const SOmeDocument& document, const OmeFiles& files) {
+std::size_t ChooseImage(const SOmeDocument& document, const COmeFiles& files) {
   for (std::size_t i = 0; i < document.images.size(); ++i) {
     const auto& data = document.images[i].tiffData;
     if (std::any_of(data.begin(), data.end(), [&](const SOmeTiffData& d) { return files.IsOwn(d); })) return i;
@@ -148,7 +148,7 @@ std::size_t ChooseImage(const SOmeDocument& document, const OmeFiles& files) {
   return 0;
 }
 
-void DescribeChannel(const SOmeImage& image, std::uint32_t index, SShownChannel* shown) {
+void DescribeChannel(const SOmeImage& image, std::uint32_t index, SOverviewChannel* shown) {
   if (index >= image.channels.size()) return;
   const SOmeChannel& channel = image.channels[index];
   shown->name = channel.name;
@@ -166,7 +166,7 @@ void AddPlane(const SPlane& plane, const SPage& page, const SOmeImage& image, st
   if (isColor && page.samples >= 3) samples = {0, 1, 2};
   if (samples.empty()) samples = {0};
   for (const std::uint32_t sample : samples) {
-    SShownChannel shown;
+    SOverviewChannel shown;
     shown.plane = plane;
     shown.sample = sample;
     DescribeChannel(image, samples.size() > 1 && !isColor ? index + sample : index, &shown);
@@ -175,15 +175,15 @@ void AddPlane(const SPlane& plane, const SPage& page, const SOmeImage& image, st
   }
 }
 
-bool AddPlanes(FileSet& files, OmeFiles& omeFiles, SDataset* dataset) {
+bool AddPlanes(CFileSet& files, COmeFiles& omeFiles, SDataset* dataset) {
   const SOmeImage& image = dataset->ome.images[dataset->omeImage];
   std::uint32_t channelPlanes = image.ChannelPlanes();
-  const SIfdFacts& first = files.Main().chain.front();
+  const SIfdSummary& first = files.Main().chain.front();
   // Documents that do not say that their channels are samples of one plane.
   if (first.samples > 1 && channelPlanes == image.sizeC && image.sizeC % first.samples == 0) {
     channelPlanes = image.sizeC / first.samples;
   }
-  OverviewPlanes planes(files, omeFiles, image, channelPlanes);
+  COverviewPlanes planes(files, omeFiles, image, channelPlanes);
   bool found = false;
   for (std::uint32_t c = 0; c < std::min(channelPlanes, kMaxShown); ++c) {
     const std::optional<SPlane> plane = planes.Choose(c);
@@ -203,7 +203,7 @@ bool AddPlanes(FileSet& files, OmeFiles& omeFiles, SDataset* dataset) {
 
 }  // namespace
 
-bool OpenOmeDataset(FileSet& files, const std::string& description, SDataset* dataset) {
+bool OpenOmeDataset(CFileSet& files, const std::string& description, SDataset* dataset) {
   SDataset result;
   result.kind = SDataset::EKind::kOme;
   std::string error;
@@ -211,7 +211,7 @@ bool OpenOmeDataset(FileSet& files, const std::string& description, SDataset* da
   const std::string ownUuid = result.ome.uuid;
   std::string documentFile;
   if (!FollowToDocument(files, &result.ome, &documentFile)) return false;
-  OmeFiles omeFiles(files, result.ome, ownUuid, documentFile);
+  COmeFiles omeFiles(files, result.ome, ownUuid, documentFile);
   result.omeImage = ChooseImage(result.ome, omeFiles);
   const SOmeImage& image = result.ome.images[result.omeImage];
   for (std::size_t i = 0; i < result.ome.images.size(); ++i) {

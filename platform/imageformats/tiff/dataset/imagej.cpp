@@ -82,9 +82,9 @@ std::string_view NextLine(std::string_view* text) {
 }
 
 // The parts of the metadata block one after the other. Numbers are in the file's byte order, which the magic tells.
-class Block {
+class CMetadataBlock {
  public:
-  explicit Block(std::span<const std::uint8_t> bytes) : m_bytes(bytes) {
+  explicit CMetadataBlock(std::span<const std::uint8_t> bytes) : m_bytes(bytes) {
     if (bytes.size() < 4) return;
     m_bigEndian = std::memcmp(bytes.data(), "IJIJ", 4) == 0;
     m_valid = m_bigEndian || std::memcmp(bytes.data(), "JIJI", 4) == 0;
@@ -127,7 +127,7 @@ constexpr std::uint32_t Magic(const char (&name)[5]) noexcept {
          static_cast<std::uint32_t>(name[2]) << 8 | static_cast<std::uint32_t>(name[3]);
 }
 
-void TakePart(const Block& block, std::uint32_t type, std::size_t offset, std::size_t size, SImageJ* imageJ) {
+void TakePart(const CMetadataBlock& block, std::uint32_t type, std::size_t offset, std::size_t size, SImageJ* imageJ) {
   if (type == Magic("info")) imageJ->info = block.Text(offset, std::min(size, 2 * kMaxInfoUnits));
   if (type == Magic("labl") && imageJ->labels.size() < kMaxLabels) {
     imageJ->labels.push_back(block.Text(offset, std::min(size, kMaxInfoUnits)));
@@ -137,9 +137,9 @@ void TakePart(const Block& block, std::uint32_t type, std::size_t offset, std::s
       imageJ->ranges.push_back({block.Double(offset + i), block.Double(offset + i + 8)});
     }
   }
-  if (type == Magic("luts") && size == std::tuple_size_v<ColorTable> && imageJ->tables.size() < kMaxChannels) {
+  if (type == Magic("luts") && size == std::tuple_size_v<SLookupTable> && imageJ->tables.size() < kMaxChannels) {
     // Stored as 256 reds, greens, blues.
-    ColorTable& table = imageJ->tables.emplace_back();
+    SLookupTable& table = imageJ->tables.emplace_back();
     for (std::size_t i = 0; i < size; ++i) table[i % 256 * 3 + i / 256] = block.Bytes()[offset + i];
   }
 }
@@ -167,7 +167,7 @@ std::optional<SImageJ> ParseImageJDescription(std::string_view text) {
 }
 
 void ParseImageJMetadata(std::span<const std::uint32_t> counts, std::span<const std::uint8_t> bytes, SImageJ* imageJ) {
-  const Block block(bytes);
+  const CMetadataBlock block(bytes);
   if (!block.IsValid() || counts.empty() || counts[0] < 12 || counts[0] > bytes.size()) return;
   std::size_t offset = counts[0], next = 1;
   for (std::size_t entry = 4; entry + 8 <= counts[0]; entry += 8) {

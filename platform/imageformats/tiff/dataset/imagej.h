@@ -25,7 +25,7 @@ struct SImageJ {
   std::string info;                   // the image's Info property, UTF-8
   std::vector<std::string> labels;    // of the first slices
   std::vector<SDisplayRange> ranges;  // per channel
-  std::vector<ColorTable> tables;     // lookup tables, per channel
+  std::vector<SLookupTable> tables;   // lookup tables, per channel
 };
 
 // Parses a description; nothing when the text is not ImageJ's. Values that make no sense are left at their defaults;

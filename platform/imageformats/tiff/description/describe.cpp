@@ -9,7 +9,7 @@ namespace {
 
 // The colour of a channel's full intensity.
 std::uint32_t PlaneColor(const SDataset& dataset, std::size_t index) {
-  const SShownChannel& channel = dataset.channels[index];
+  const SOverviewChannel& channel = dataset.channels[index];
   if (!channel.color && channel.table) {
     const std::uint8_t* last = channel.table->data() + channel.table->size() - 3;
     return std::uint32_t{last[0]} << 16 | std::uint32_t{last[1]} << 8 | last[2];
@@ -23,7 +23,7 @@ std::uint32_t ColorComponents(const SPage& page) noexcept {
   return grey && page.photometric != PHOTOMETRIC_PALETTE ? 1 : 3;
 }
 
-const char* FormatName(FileSet& files, const SDataset& dataset) {
+const char* FormatName(CFileSet& files, const SDataset& dataset) {
   if (dataset.kind == SDataset::EKind::kOme) return "OME-TIFF";
   if (dataset.imageJ) return "ImageJ TIFF";
   return files.Main().handle.IsBigTiff() ? "BigTIFF" : "TIFF";
@@ -85,7 +85,7 @@ std::string SamplingText(double pixelWidth, double pixelHeight, double zStep, do
   return Joined({pixel, Labelled("z step ", zStep, 6, " \xC2\xB5m"), Labelled("time step ", timeStep, 6, " s")}, ", ");
 }
 
-SImageMetadata DescribeDataset(FileSet& files, const SDataset& dataset, const SQvImageInfo& info) {
+SImageMetadata DescribeDataset(CFileSet& files, const SDataset& dataset, const SQvImageInfo& info) {
   SImageMetadata metadata = PlainMetadata(info, FormatName(files, dataset), ColorComponents(dataset.page));
   DescribePlanes(dataset, &metadata);
   if (dataset.kind == SDataset::EKind::kOme) DescribeOme(dataset, &metadata);

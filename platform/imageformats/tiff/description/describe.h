@@ -9,13 +9,13 @@
 // still unknown.
 namespace imageformats::tiff {
 
-// All of it: OpenedImage::Metadata.
-SImageMetadata DescribeDataset(FileSet& files, const SDataset& dataset, const SQvImageInfo& info);
+// All of it: COpenedImage::Metadata.
+SImageMetadata DescribeDataset(CFileSet& files, const SDataset& dataset, const SQvImageInfo& info);
 
 void DescribeOme(const SDataset& dataset, SImageMetadata* metadata);
-void DescribeImageJ(FileSet& files, const SDataset& dataset, SImageMetadata* metadata);
+void DescribeImageJ(CFileSet& files, const SDataset& dataset, SImageMetadata* metadata);
 // TIFF's own tags, and EXIF directories.
-void DescribeTags(FileSet& files, const SDataset& dataset, SImageMetadata* metadata);
+void DescribeTags(CFileSet& files, const SDataset& dataset, SImageMetadata* metadata);
 
 // Planes of the dataset's channels with names and colours; kind-specific facts are added by the functions above.
 void DescribePlanes(const SDataset& dataset, SImageMetadata* metadata);

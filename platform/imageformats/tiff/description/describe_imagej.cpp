@@ -8,13 +8,13 @@ namespace {
 // The longest Info property that is kept: acquisition programs dump all their settings there.
 constexpr std::size_t kMaxInfo = 4096;
 
-float ResolutionTag(TiffHandle& tiff, std::uint32_t tag) {
+float ResolutionTag(CTiffHandle& tiff, std::uint32_t tag) {
   float value = 0.0f;
   return TIFFGetField(tiff.Get(), tag, &value) && value > 0.0f ? value : 0.0f;
 }
 
 // ImageJ stores pixels per unit in the resolution tags.
-void Calibrate(FileSet& files, const SImageJ& imageJ, SImageMetadata* metadata) {
+void Calibrate(CFileSet& files, const SImageJ& imageJ, SImageMetadata* metadata) {
   const double unit = MicrometresPer(imageJ.unit).value_or(0.0);
   if (unit == 0.0) return;
   STiffFile& file = files.Main();
@@ -28,7 +28,7 @@ void Calibrate(FileSet& files, const SImageJ& imageJ, SImageMetadata* metadata) 
 
 }  // namespace
 
-void DescribeImageJ(FileSet& files, const SDataset& dataset, SImageMetadata* metadata) {
+void DescribeImageJ(CFileSet& files, const SDataset& dataset, SImageMetadata* metadata) {
   const SImageJ& imageJ = *dataset.imageJ;
   SQvImageTextInfo& text = metadata->text;
   Calibrate(files, imageJ, metadata);

@@ -53,7 +53,7 @@ void AddPageLoop(const SDataset& dataset, SImageMetadata* metadata) {
 
 }  // namespace
 
-void DescribeTags(FileSet& files, const SDataset& dataset, SImageMetadata* metadata) {
+void DescribeTags(CFileSet& files, const SDataset& dataset, SImageMetadata* metadata) {
   STiffFile& file = files.Main();
   file.handle.Select(dataset.kind == SDataset::EKind::kPlain ? dataset.page.offset : file.chain.front().offset);
   const auto tag = [&](std::uint32_t number) { return TextOf(TextTag(file.handle, number)); };

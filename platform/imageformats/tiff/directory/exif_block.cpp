@@ -13,9 +13,9 @@ constexpr std::uint64_t kMaxEntries = 256;
 constexpr std::uint64_t kMaxValueBytes = 4096;
 
 // Copies directories, which may lie anywhere in a file of any size, one behind the other.
-class ExifCopy {
+class CExifBlockBuilder {
  public:
-  ExifCopy(const Input& input, bool bigEndian, bool bigTiff)
+  CExifBlockBuilder(const CInput& input, bool bigEndian, bool bigTiff)
       : m_input(input), m_bigEndian(bigEndian), m_bigTiff(bigTiff) {}
 
   // A block whose first directory has these pointers.
@@ -103,21 +103,21 @@ class ExifCopy {
     Put(m_block.size() - bytes, value, bytes);
   }
 
-  const Input& m_input;
+  const CInput& m_input;
   const bool m_bigEndian, m_bigTiff;
   std::vector<std::uint8_t> m_block;
 };
 
 }  // namespace
 
-std::vector<std::uint8_t> ExifBlockOf(TiffHandle& tiff) {
+std::vector<std::uint8_t> ExifBlockOf(CTiffHandle& tiff) {
   std::vector<std::pair<std::uint32_t, std::uint64_t>> pointers;
   for (const std::uint32_t tag : {std::uint32_t{TIFFTAG_EXIFIFD}, std::uint32_t{TIFFTAG_GPSIFD}}) {
     std::uint64_t offset = 0;
     if (TIFFGetField(tiff.Get(), tag, &offset)) pointers.emplace_back(tag, offset);
   }
   if (pointers.empty()) return {};
-  return ExifCopy(tiff.Source(), tiff.IsBigEndian(), tiff.IsBigTiff()).Make(pointers);
+  return CExifBlockBuilder(tiff.Source(), tiff.IsBigEndian(), tiff.IsBigTiff()).Make(pointers);
 }
 
 }  // namespace imageformats::tiff

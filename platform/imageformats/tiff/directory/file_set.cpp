@@ -17,12 +17,12 @@ bool IsPlainName(const std::string& name) {
 
 }  // namespace
 
-STiffFile::STiffFile(std::shared_ptr<const Input> source)
+STiffFile::STiffFile(std::shared_ptr<const CInput> source)
     : input(std::move(source)), chain(WalkIfdChain(*input)), handle(input) {}
 
-FileSet::FileSet(std::shared_ptr<const Input> input) {
+CFileSet::CFileSet(std::shared_ptr<const CInput> input) {
   m_files.push_back(std::make_unique<STiffFile>(std::move(input)));
-  const Input& main = *Main().input;
+  const CInput& main = *Main().input;
   if (!main.IsFile()) return;
   const std::string path = CQvStringUtils::WtoUTF8(main.Path()).Str();
   const std::size_t slash = path.find_last_of("/\\");
@@ -30,27 +30,27 @@ FileSet::FileSet(std::shared_ptr<const Input> input) {
   m_name = slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-std::shared_ptr<const Input> FileSet::OpenBeside(const std::string& name) const {
+std::shared_ptr<const CInput> CFileSet::OpenBeside(const std::string& name) const {
   if (m_name.empty() || !IsPlainName(name)) return nullptr;
   try {
-    return Input::FromFile(CQvStringUtils::UTF8toW(CQvStringA(m_folder + name)));
-  } catch (const FormatError&) {
+    return CInput::FromFile(CQvStringUtils::UTF8toW(CQvStringA(m_folder + name)));
+  } catch (const CFormatError&) {
     return nullptr;
   }
 }
 
-int FileSet::FindTiff(const std::string& name) {
+int CFileSet::FindTiff(const std::string& name) {
   const auto known = m_found.find(name);
   if (known != m_found.end()) return known->second;
   if (m_files.size() >= kMaxFiles || m_found.size() >= kMaxNames) return -1;
   int& index = m_found[name];
   index = -1;
-  std::shared_ptr<const Input> input = OpenBeside(name);
+  std::shared_ptr<const CInput> input = OpenBeside(name);
   if (!input) return index;
   try {
     m_files.push_back(std::make_unique<STiffFile>(std::move(input)));
     index = static_cast<int>(m_files.size()) - 1;
-  } catch (const FormatError&) {
+  } catch (const CFormatError&) {
     // A sibling that is no TIFF file is as good as none.
   }
   return index;

@@ -13,18 +13,18 @@ namespace imageformats::tiff {
 
 // A TIFF file and its main chain. One thread.
 struct STiffFile {
-  explicit STiffFile(std::shared_ptr<const Input> source);
+  explicit STiffFile(std::shared_ptr<const CInput> source);
 
-  std::shared_ptr<const Input> input;
-  std::vector<SIfdFacts> chain;
-  TiffHandle handle;
+  std::shared_ptr<const CInput> input;
+  std::vector<SIfdSummary> chain;
+  CTiffHandle handle;
 };
 
 // The opened file and the files beside it that a document names. Only plain names in the same folder are followed.
-class FileSet {
+class CFileSet {
  public:
-  // Throws DamagedError when the file is no TIFF file.
-  explicit FileSet(std::shared_ptr<const Input> input);
+  // Throws CDamagedError when the file is no TIFF file.
+  explicit CFileSet(std::shared_ptr<const CInput> input);
 
   STiffFile& Main() noexcept { return *m_files.front(); }
   STiffFile& File(std::size_t index) noexcept { return *m_files[index]; }
@@ -35,7 +35,7 @@ class FileSet {
   // name leads elsewhere.
   int FindTiff(const std::string& name);
   // Any file beside the main one; null when there is none.
-  std::shared_ptr<const Input> OpenBeside(const std::string& name) const;
+  std::shared_ptr<const CInput> OpenBeside(const std::string& name) const;
 
  private:
   std::vector<std::unique_ptr<STiffFile>> m_files;

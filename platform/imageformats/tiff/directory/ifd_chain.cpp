@@ -18,18 +18,18 @@ constexpr std::size_t kUsualBytes = 512;
 
 // Layout of TIFF 6.0, section 2, and of the BigTIFF design: entry counts of 2 (8) bytes, entries of 12 (20) bytes,
 // pointers of 4 (8) bytes.
-class IfdReader {
+class CIfdReader {
  public:
-  explicit IfdReader(const Input& input) : m_input(input) {
+  explicit CIfdReader(const CInput& input) : m_input(input) {
     const auto head = input.Head();
-    if (head.size() < 8) throw DamagedError("Not a TIFF file: too short");
+    if (head.size() < 8) throw CDamagedError("Not a TIFF file: too short");
     const bool bigEndian = head[0] == 'M';
     m_swap = bigEndian != (std::endian::native == std::endian::big);
     const auto version = Get<std::uint16_t>(head.data() + 2);
     m_big = version == TIFF_VERSION_BIG;
     if ((head[0] != 'I' && head[0] != 'M') || head[0] != head[1] || (!m_big && version != TIFF_VERSION_CLASSIC) ||
         (m_big && head.size() < 16)) {
-      throw DamagedError("Not a TIFF file: no TIFF header");
+      throw CDamagedError("Not a TIFF file: no TIFF header");
     }
     m_first = m_big ? Get<std::uint64_t>(head.data() + 8) : Get<std::uint32_t>(head.data() + 4);
   }
@@ -38,7 +38,7 @@ class IfdReader {
   std::uint64_t BytesRead() const noexcept { return m_bytesRead; }
 
   // Reads the directory at facts->offset and the pointer behind it. False when it cannot be read.
-  bool Read(SIfdFacts* facts, std::uint64_t* next);
+  bool Read(SIfdSummary* facts, std::uint64_t* next);
 
  private:
   template <class T>
@@ -50,10 +50,10 @@ class IfdReader {
     if constexpr (sizeof(T) == 4) return static_cast<T>(__builtin_bswap32(value));
     if constexpr (sizeof(T) == 8) return static_cast<T>(__builtin_bswap64(value));
   }
-  void TakeEntry(const std::uint8_t* entry, SIfdFacts* facts) const noexcept;
+  void TakeEntry(const std::uint8_t* entry, SIfdSummary* facts) const noexcept;
   std::optional<std::uint32_t> FirstValue(const std::uint8_t* entry) const noexcept;
 
-  const Input& m_input;
+  const CInput& m_input;
   bool m_swap = false, m_big = false;
   std::uint64_t m_first = 0;
   std::uint64_t m_bytesRead = 0;
@@ -61,7 +61,7 @@ class IfdReader {
 };
 
 // The first value of a SHORT, LONG or LONG8 entry.
-std::optional<std::uint32_t> IfdReader::FirstValue(const std::uint8_t* entry) const noexcept {
+std::optional<std::uint32_t> CIfdReader::FirstValue(const std::uint8_t* entry) const noexcept {
   const std::uint16_t type = Get<std::uint16_t>(entry + 2);
   const std::uint64_t count = m_big ? Get<std::uint64_t>(entry + 4) : Get<std::uint32_t>(entry + 4);
   const std::uint8_t* value = entry + (m_big ? 12 : 8);
@@ -80,7 +80,7 @@ std::optional<std::uint32_t> IfdReader::FirstValue(const std::uint8_t* entry) co
   return wide > 0xFFFFFFFFu ? std::nullopt : std::optional(static_cast<std::uint32_t>(wide));
 }
 
-void IfdReader::TakeEntry(const std::uint8_t* entry, SIfdFacts* facts) const noexcept {
+void CIfdReader::TakeEntry(const std::uint8_t* entry, SIfdSummary* facts) const noexcept {
   std::uint32_t* target = nullptr;
   switch (Get<std::uint16_t>(entry)) {
     case TIFFTAG_SUBFILETYPE:
@@ -107,7 +107,7 @@ void IfdReader::TakeEntry(const std::uint8_t* entry, SIfdFacts* facts) const noe
   *target = FirstValue(entry).value_or(*target);
 }
 
-bool IfdReader::Read(SIfdFacts* facts, std::uint64_t* next) {
+bool CIfdReader::Read(SIfdSummary* facts, std::uint64_t* next) {
   const std::size_t countSize = m_big ? 8 : 2, entrySize = m_big ? 20 : 12, pointerSize = m_big ? 8 : 4;
   m_bytes.resize(kUsualBytes);
   std::size_t got = m_input.ReadAt(facts->offset, m_bytes.data(), m_bytes.size());
@@ -132,12 +132,12 @@ bool IfdReader::Read(SIfdFacts* facts, std::uint64_t* next) {
 
 // A loop, a pointer out of the file or an unreadable directory ends the walk. Directories of an honest file do not
 // overlap, so all of them together are no larger than the file.
-std::vector<SIfdFacts> Walk(IfdReader& reader, const Input& input, std::uint64_t offset, std::size_t limit) {
-  std::vector<SIfdFacts> chain;
+std::vector<SIfdSummary> Walk(CIfdReader& reader, const CInput& input, std::uint64_t offset, std::size_t limit) {
+  std::vector<SIfdSummary> chain;
   std::unordered_set<std::uint64_t> seen;
   while (offset != 0 && offset < input.Size() && chain.size() < limit && reader.BytesRead() <= input.Size() &&
          seen.insert(offset).second) {
-    SIfdFacts facts;
+    SIfdSummary facts;
     facts.offset = offset;
     if (!reader.Read(&facts, &offset)) break;
     chain.push_back(facts);
@@ -147,15 +147,15 @@ std::vector<SIfdFacts> Walk(IfdReader& reader, const Input& input, std::uint64_t
 
 }  // namespace
 
-std::vector<SIfdFacts> WalkIfdChain(const Input& input) {
-  IfdReader reader(input);
-  std::vector<SIfdFacts> chain = Walk(reader, input, reader.First(), kMaxDirectories);
-  if (chain.empty()) throw DamagedError("The TIFF file has no readable directory");
+std::vector<SIfdSummary> WalkIfdChain(const CInput& input) {
+  CIfdReader reader(input);
+  std::vector<SIfdSummary> chain = Walk(reader, input, reader.First(), kMaxDirectories);
+  if (chain.empty()) throw CDamagedError("The TIFF file has no readable directory");
   return chain;
 }
 
-std::vector<SIfdFacts> WalkIfdChainFrom(const Input& input, std::uint64_t offset, std::size_t limit) {
-  IfdReader reader(input);
+std::vector<SIfdSummary> WalkIfdChainFrom(const CInput& input, std::uint64_t offset, std::size_t limit) {
+  CIfdReader reader(input);
   return Walk(reader, input, offset, limit);
 }
 

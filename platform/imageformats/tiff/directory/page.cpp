@@ -42,9 +42,9 @@ ESampleFormat Format(std::uint32_t tag) noexcept {
 void ReadGeometry(TIFF* tiff, SPage* page) {
   page->width = LongTag(tiff, TIFFTAG_IMAGEWIDTH, 0);
   page->height = LongTag(tiff, TIFFTAG_IMAGELENGTH, 0);
-  if (page->width == 0 || page->height == 0) throw DamagedError("The picture has no size");
+  if (page->width == 0 || page->height == 0) throw CDamagedError("The picture has no size");
   constexpr std::uint32_t kMaxSide = 0x7FFFFFFFu;
-  if (page->width > kMaxSide || page->height > kMaxSide) throw DamagedError("The picture's size is impossible");
+  if (page->width > kMaxSide || page->height > kMaxSide) throw CDamagedError("The picture's size is impossible");
   page->tiled = TIFFIsTiled(tiff) != 0;
   if (page->tiled) {
     page->blockWidth = LongTag(tiff, TIFFTAG_TILEWIDTH, 0);
@@ -54,7 +54,7 @@ void ReadGeometry(TIFF* tiff, SPage* page) {
     page->blockHeight = std::min(LongTag(tiff, TIFFTAG_ROWSPERSTRIP, page->height), page->height);
   }
   if (page->blockWidth == 0 || page->blockHeight == 0 || page->blockWidth > kMaxSide || page->blockHeight > kMaxSide) {
-    throw DamagedError("The size of tiles or strips is impossible");
+    throw CDamagedError("The size of tiles or strips is impossible");
   }
   page->orientation = OrientationFromTag(ShortTag(tiff, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT));
 }
@@ -66,7 +66,7 @@ void ReadSampleLayout(TIFF* tiff, SPage* page) {
   value = 1;
   TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLESPERPIXEL, &value);
   page->samples = value;
-  if (page->bits == 0 || page->samples == 0) throw DamagedError("The pixels have no samples");
+  if (page->bits == 0 || page->samples == 0) throw CDamagedError("The pixels have no samples");
   page->format = Format(ShortTag(tiff, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT));
   page->compression = ShortTag(tiff, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
   page->planar =
@@ -89,7 +89,7 @@ void ReadSampleLayout(TIFF* tiff, SPage* page) {
 // libtiff counts strips and tiles with 32 bits.
 void CheckBlockCount(const SPage& page) {
   const std::uint64_t blocks = std::uint64_t{page.BlocksAcross()} * page.BlocksDown();
-  if (blocks > 0x7FFFFFFFu / page.samples) throw DamagedError("The number of tiles or strips is impossible");
+  if (blocks > 0x7FFFFFFFu / page.samples) throw CDamagedError("The number of tiles or strips is impossible");
 }
 
 // The extreme values that a file states, over all samples.
@@ -138,7 +138,7 @@ std::uint32_t SPage::SignificantBits() const noexcept {
   return static_cast<std::uint32_t>(std::ilogb(maxValue)) + 1;
 }
 
-SPage ReadPage(TiffHandle& handle, std::uint64_t directoryOffset) {
+SPage ReadPage(CTiffHandle& handle, std::uint64_t directoryOffset) {
   handle.Select(directoryOffset);
   TIFF* tiff = handle.Get();
   SPage page;

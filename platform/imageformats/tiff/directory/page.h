@@ -42,8 +42,8 @@ struct SPage {
   std::uint32_t SignificantBits() const noexcept;
 };
 
-// Selects and reads the directory. Throws DamagedError for directories without geometry or with impossible values.
-SPage ReadPage(TiffHandle& tiff, std::uint64_t directoryOffset);
+// Selects and reads the directory. Throws CDamagedError for directories without geometry or with impossible values.
+SPage ReadPage(CTiffHandle& tiff, std::uint64_t directoryOffset);
 
 // Why this build cannot turn the page's pixels into a picture; empty when it can.
 std::string WhyUnsupported(const SPage& page);

@@ -8,7 +8,9 @@ namespace {
 // Levels of one chain that are looked at; a halving pyramid of the largest picture has 31.
 constexpr std::size_t kMaxLevels = 64;
 
-bool SameLayout(const SIfdFacts& a, const SIfdFacts& b) noexcept { return a.bits == b.bits && a.samples == b.samples; }
+bool SameLayout(const SIfdSummary& a, const SIfdSummary& b) noexcept {
+  return a.bits == b.bits && a.samples == b.samples;
+}
 
 }  // namespace
 
@@ -22,11 +24,11 @@ bool IsReduction(SSize full, SSize level) noexcept {
          std::fabs(full.width / byHeight - level.width) <= kRounding;
 }
 
-bool IsFlaggedLevel(const SIfdFacts& full, const SIfdFacts& level) noexcept {
+bool IsFlaggedLevel(const SIfdSummary& full, const SIfdSummary& level) noexcept {
   return SameLayout(full, level) && IsReduction({full.width, full.height}, {level.width, level.height});
 }
 
-bool IsUnflaggedLevel(const SIfdFacts& full, const SIfdFacts& level) noexcept {
+bool IsUnflaggedLevel(const SIfdSummary& full, const SIfdSummary& level) noexcept {
   if (!SameLayout(full, level)) return false;
   if (!IsReduction({full.width, full.height}, {level.width, level.height})) return false;
   const double factor = double{1} * full.width / level.width;
@@ -35,10 +37,10 @@ bool IsUnflaggedLevel(const SIfdFacts& full, const SIfdFacts& level) noexcept {
   return power >= 2.0 && std::fabs(exact - level.width) <= 2.0;
 }
 
-std::vector<SIfdFacts> SubIfdLevels(const Input& input, const SPage& page) {
-  std::vector<SIfdFacts> levels;
+std::vector<SIfdSummary> SubIfdLevels(const CInput& input, const SPage& page) {
+  std::vector<SIfdSummary> levels;
   for (const std::uint64_t offset : page.subIfds) {
-    for (const SIfdFacts& facts : WalkIfdChainFrom(input, offset, kMaxLevels)) {
+    for (const SIfdSummary& facts : WalkIfdChainFrom(input, offset, kMaxLevels)) {
       const bool sameLayout = facts.bits == page.bits && facts.samples == page.samples;
       if (sameLayout && IsReduction(page.Size(), {facts.width, facts.height})) levels.push_back(facts);
     }
@@ -46,10 +48,10 @@ std::vector<SIfdFacts> SubIfdLevels(const Input& input, const SPage& page) {
   return levels;
 }
 
-std::uint64_t ChooseLevel(const SPage& page, const std::vector<SIfdFacts>& levels, SSize wanted) noexcept {
+std::uint64_t ChooseLevel(const SPage& page, const std::vector<SIfdSummary>& levels, SSize wanted) noexcept {
   std::uint64_t best = page.offset;
   SSize bestSize = page.Size();
-  for (const SIfdFacts& level : levels) {
+  for (const SIfdSummary& level : levels) {
     if (level.width < wanted.width || level.height < wanted.height || level.width >= bestSize.width) continue;
     best = level.offset;
     bestSize = {level.width, level.height};

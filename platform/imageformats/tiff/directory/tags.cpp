@@ -16,7 +16,7 @@ bool GetArray(TIFF* tiff, std::uint32_t tag, std::uint32_t* count, const void** 
 
 }  // namespace
 
-std::string TextTag(TiffHandle& tiff, std::uint32_t tag) {
+std::string TextTag(CTiffHandle& tiff, std::uint32_t tag) {
   const char* text = nullptr;
   if (!TIFFGetField(tiff.Get(), tag, &text) || !text) return {};
   std::string copy(text);
@@ -24,7 +24,7 @@ std::string TextTag(TiffHandle& tiff, std::uint32_t tag) {
   return copy;
 }
 
-std::span<const std::uint8_t> BytesTag(TiffHandle& tiff, std::uint32_t tag) {
+std::span<const std::uint8_t> BytesTag(CTiffHandle& tiff, std::uint32_t tag) {
   std::uint32_t count = 0;
   const void* data = nullptr;
   TIFFDataType type = TIFF_NOTYPE;
@@ -33,7 +33,7 @@ std::span<const std::uint8_t> BytesTag(TiffHandle& tiff, std::uint32_t tag) {
   return {static_cast<const std::uint8_t*>(data), count};
 }
 
-std::span<const std::uint32_t> LongsTag(TiffHandle& tiff, std::uint32_t tag) {
+std::span<const std::uint32_t> LongsTag(CTiffHandle& tiff, std::uint32_t tag) {
   std::uint32_t count = 0;
   const void* data = nullptr;
   TIFFDataType type = TIFF_NOTYPE;

@@ -18,10 +18,10 @@ inline constexpr std::uint32_t kTagThumbnailJpeg = 65050;
 inline constexpr std::uint32_t kTagThumbnailPixels = 65051;
 
 // A text without trailing blanks, in the file's encoding; empty when missing.
-std::string TextTag(TiffHandle& tiff, std::uint32_t tag);
+std::string TextTag(CTiffHandle& tiff, std::uint32_t tag);
 // A private tag of bytes; empty when missing or of another type.
-std::span<const std::uint8_t> BytesTag(TiffHandle& tiff, std::uint32_t tag);
+std::span<const std::uint8_t> BytesTag(CTiffHandle& tiff, std::uint32_t tag);
 // A private tag of 32-bit numbers; empty when missing or of another type.
-std::span<const std::uint32_t> LongsTag(TiffHandle& tiff, std::uint32_t tag);
+std::span<const std::uint32_t> LongsTag(CTiffHandle& tiff, std::uint32_t tag);
 
 }  // namespace imageformats::tiff

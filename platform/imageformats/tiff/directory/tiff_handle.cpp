@@ -22,8 +22,8 @@ struct SOptionsDeleter {
 
 }  // namespace
 
-struct TiffHandle::State {
-  std::shared_ptr<const Input> input;
+struct CTiffHandle::SState {
+  std::shared_ptr<const CInput> input;
   TIFF* tiff = nullptr;
   std::optional<std::uint64_t> directory;
 
@@ -39,7 +39,7 @@ struct TiffHandle::State {
   static void Keep(std::string* text, const char* format, va_list arguments) noexcept;
 };
 
-tmsize_t TiffHandle::State::Read(void* buffer, tmsize_t wanted) noexcept {
+tmsize_t CTiffHandle::SState::Read(void* buffer, tmsize_t wanted) noexcept {
   if (wanted <= 0) return 0;
   const auto size = static_cast<std::size_t>(wanted);
   std::size_t done = 0;
@@ -58,14 +58,14 @@ tmsize_t TiffHandle::State::Read(void* buffer, tmsize_t wanted) noexcept {
   return static_cast<tmsize_t>(done);
 }
 
-toff_t TiffHandle::State::Seek(toff_t offset, int whence) noexcept {
+toff_t CTiffHandle::SState::Seek(toff_t offset, int whence) noexcept {
   if (whence == SEEK_CUR) offset += position;
   if (whence == SEEK_END) offset += input->Size();
   position = offset;
   return position;
 }
 
-void TiffHandle::State::Keep(std::string* text, const char* format, va_list arguments) noexcept {
+void CTiffHandle::SState::Keep(std::string* text, const char* format, va_list arguments) noexcept {
   if (!text->empty()) return;
   char line[512];
   if (std::vsnprintf(line, sizeof line, format, arguments) < 0) return;
@@ -76,8 +76,8 @@ void TiffHandle::State::Keep(std::string* text, const char* format, va_list argu
   }
 }
 
-TiffHandle::TiffHandle(std::shared_ptr<const Input> input) : m_state(std::make_unique<State>()) {
-  State& state = *m_state;
+CTiffHandle::CTiffHandle(std::shared_ptr<const CInput> input) : m_state(std::make_unique<SState>()) {
+  SState& state = *m_state;
   state.input = std::move(input);
   state.window.resize(kWindowBytes);
 
@@ -87,55 +87,55 @@ TiffHandle::TiffHandle(std::shared_ptr<const Input> input) : m_state(std::make_u
   TIFFOpenOptionsSetErrorHandlerExtR(
       options.get(),
       [](TIFF*, void* user, const char*, const char* format, va_list arguments) {
-        State::Keep(&static_cast<State*>(user)->error, format, arguments);
+        SState::Keep(&static_cast<SState*>(user)->error, format, arguments);
         return 1;
       },
       &state);
   TIFFOpenOptionsSetWarningHandlerExtR(
       options.get(),
       [](TIFF*, void* user, const char*, const char* format, va_list arguments) {
-        State::Keep(&static_cast<State*>(user)->warning, format, arguments);
+        SState::Keep(&static_cast<SState*>(user)->warning, format, arguments);
         return 1;
       },
       &state);
   // r: read; m: no mapping; h: header only; O: strip tables on demand; c: no invented strips in single-strip pictures.
   state.tiff = TIFFClientOpenExt(
       "image", "rmhOc", &state,
-      [](thandle_t user, void* buffer, tmsize_t size) { return static_cast<State*>(user)->Read(buffer, size); },
+      [](thandle_t user, void* buffer, tmsize_t size) { return static_cast<SState*>(user)->Read(buffer, size); },
       [](thandle_t, void*, tmsize_t) { return tmsize_t{0}; },
-      [](thandle_t user, toff_t offset, int whence) { return static_cast<State*>(user)->Seek(offset, whence); },
-      [](thandle_t) { return 0; }, [](thandle_t user) { return toff_t{static_cast<State*>(user)->input->Size()}; },
+      [](thandle_t user, toff_t offset, int whence) { return static_cast<SState*>(user)->Seek(offset, whence); },
+      [](thandle_t) { return 0; }, [](thandle_t user) { return toff_t{static_cast<SState*>(user)->input->Size()}; },
       nullptr, nullptr, options.get());
-  if (!state.tiff) throw DamagedError("Not a TIFF file: " + (state.error.empty() ? "no TIFF header" : state.error));
+  if (!state.tiff) throw CDamagedError("Not a TIFF file: " + (state.error.empty() ? "no TIFF header" : state.error));
 }
 
-TiffHandle::~TiffHandle() {
+CTiffHandle::~CTiffHandle() {
   if (m_state->tiff) TIFFClose(m_state->tiff);
 }
 
-TIFF* TiffHandle::Get() const noexcept { return m_state->tiff; }
-const Input& TiffHandle::Source() const noexcept { return *m_state->input; }
+TIFF* CTiffHandle::Get() const noexcept { return m_state->tiff; }
+const CInput& CTiffHandle::Source() const noexcept { return *m_state->input; }
 
-void TiffHandle::Select(std::uint64_t directoryOffset) {
+void CTiffHandle::Select(std::uint64_t directoryOffset) {
   if (m_state->directory == directoryOffset) return;
   m_state->directory.reset();
   ClearMessages();
   if (directoryOffset == 0 || directoryOffset >= m_state->input->Size()) {
-    throw DamagedError("A directory lies outside the file");
+    throw CDamagedError("A directory lies outside the file");
   }
   if (!TIFFSetSubDirectory(m_state->tiff, directoryOffset)) {
-    throw DamagedError("Unreadable TIFF directory" + (Error().empty() ? std::string() : ": " + Error()));
+    throw CDamagedError("Unreadable TIFF directory" + (Error().empty() ? std::string() : ": " + Error()));
   }
   m_state->directory = directoryOffset;
 }
 
-bool TiffHandle::IsBigTiff() const noexcept { return TIFFIsBigTIFF(m_state->tiff) != 0; }
-bool TiffHandle::IsBigEndian() const noexcept { return TIFFIsBigEndian(m_state->tiff) != 0; }
-bool TiffHandle::IsSwapped() const noexcept { return TIFFIsByteSwapped(m_state->tiff) != 0; }
+bool CTiffHandle::IsBigTiff() const noexcept { return TIFFIsBigTIFF(m_state->tiff) != 0; }
+bool CTiffHandle::IsBigEndian() const noexcept { return TIFFIsBigEndian(m_state->tiff) != 0; }
+bool CTiffHandle::IsSwapped() const noexcept { return TIFFIsByteSwapped(m_state->tiff) != 0; }
 
-const std::string& TiffHandle::Error() const noexcept { return m_state->error; }
-const std::string& TiffHandle::Warning() const noexcept { return m_state->warning; }
-void TiffHandle::ClearMessages() noexcept {
+const std::string& CTiffHandle::Error() const noexcept { return m_state->error; }
+const std::string& CTiffHandle::Warning() const noexcept { return m_state->warning; }
+void CTiffHandle::ClearMessages() noexcept {
   m_state->error.clear();
   m_state->warning.clear();
 }

@@ -10,21 +10,21 @@
 
 namespace imageformats::tiff {
 
-// The one owner of a libtiff handle. Reads through an Input, never maps it (a file that shrinks under a mapping would
+// The one owner of a libtiff handle. Reads through a CInput, never maps it (a file that shrinks under a mapping would
 // end the process), loads strip and tile tables piece by piece, and keeps the library's messages to itself. One thread.
-class TiffHandle {
+class CTiffHandle {
  public:
-  // Reads the file header only. Throws DamagedError when it is not a TIFF header.
-  explicit TiffHandle(std::shared_ptr<const Input> input);
-  TiffHandle(const TiffHandle&) = delete;
-  TiffHandle& operator=(const TiffHandle&) = delete;
-  ~TiffHandle();
+  // Reads the file header only. Throws CDamagedError when it is not a TIFF header.
+  explicit CTiffHandle(std::shared_ptr<const CInput> input);
+  CTiffHandle(const CTiffHandle&) = delete;
+  CTiffHandle& operator=(const CTiffHandle&) = delete;
+  ~CTiffHandle();
 
   // libtiff's handle for reading tags and pixels of the selected directory.
   TIFF* Get() const noexcept;
-  const Input& Source() const noexcept;
+  const CInput& Source() const noexcept;
 
-  // Makes the directory at that file offset the current one; does nothing when it is already. Throws DamagedError with
+  // Makes the directory at that file offset the current one; does nothing when it is already. Throws CDamagedError with
   // libtiff's reason.
   void Select(std::uint64_t directoryOffset);
 
@@ -39,8 +39,8 @@ class TiffHandle {
   void ClearMessages() noexcept;
 
  private:
-  struct State;
-  std::unique_ptr<State> m_state;
+  struct SState;
+  std::unique_ptr<SState> m_state;
 };
 
 // Single allocations of libtiff, from sizes that a file claims, stay below this.

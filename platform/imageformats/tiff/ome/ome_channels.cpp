@@ -48,7 +48,7 @@ double Wavelength(pugi::xml_node node, std::string_view now, std::string_view fo
   return std::max(Number(text) * toNanometres, 0.0);
 }
 
-SOmeChannel ReadChannel(const CIndex& index, pugi::xml_node node) {
+SOmeChannel ReadChannel(const COmeIndex& index, pugi::xml_node node) {
   SOmeChannel channel;
   channel.name = Attribute(node, "Name");
   if (channel.name.empty()) channel.name = Attribute(node, "Fluor");
@@ -77,7 +77,7 @@ void DropEqualColors(std::vector<SOmeChannel>* channels) {
 
 }  // namespace
 
-void ReadChannels(const CIndex& index, pugi::xml_node imageNode, pugi::xml_node pixels, SOmeImage* image) {
+void ReadChannels(const COmeIndex& index, pugi::xml_node imageNode, pugi::xml_node pixels, SOmeImage* image) {
   const auto add = [&](pugi::xml_node node) {
     if (image->channels.size() < kMaxOmeChannels) image->channels.push_back(ReadChannel(index, node));
   };

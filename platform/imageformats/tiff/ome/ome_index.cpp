@@ -26,7 +26,7 @@ std::string WellName(pugi::xml_node well) {
 
 }  // namespace
 
-CIndex::CIndex(pugi::xml_node root) {
+COmeIndex::COmeIndex(pugi::xml_node root) {
   const auto add = [this](pugi::xml_node node) {
     if (const std::string id = Id(node); !id.empty()) m_byId.try_emplace(Key(node.name(), id), node);
   };
@@ -42,7 +42,7 @@ CIndex::CIndex(pugi::xml_node root) {
   }
 }
 
-void CIndex::AddPlate(pugi::xml_node plate) {
+void COmeIndex::AddPlate(pugi::xml_node plate) {
   const std::string name = Value(plate, "Name");
   ForEach(plate, "Well", [&](pugi::xml_node well) {
     ForEach(well, "WellSample", [&](pugi::xml_node sample) {
@@ -52,22 +52,22 @@ void CIndex::AddPlate(pugi::xml_node plate) {
   });
 }
 
-pugi::xml_node CIndex::Find(std::string_view kind, const std::string& id) const {
+pugi::xml_node COmeIndex::Find(std::string_view kind, const std::string& id) const {
   const auto hit = id.empty() ? m_byId.end() : m_byId.find(Key(kind, id));
   return hit == m_byId.end() ? pugi::xml_node() : hit->second;
 }
 
-pugi::xml_node CIndex::Only(std::string_view kind) const {
+pugi::xml_node COmeIndex::Only(std::string_view kind) const {
   const auto hit = m_only.find(LocalLower(kind));
   return hit == m_only.end() ? pugi::xml_node() : hit->second;
 }
 
-pugi::xml_node CIndex::Follow(pugi::xml_node node, std::string_view reference, std::string_view kind) const {
+pugi::xml_node COmeIndex::Follow(pugi::xml_node node, std::string_view reference, std::string_view kind) const {
   const pugi::xml_node ref = Child(node, reference);
   return ref ? Find(kind, Id(ref)) : Only(kind);
 }
 
-const std::string& CIndex::Well(const std::string& imageId) const {
+const std::string& COmeIndex::Well(const std::string& imageId) const {
   static const std::string kNone;
   const auto hit = m_wells.find(imageId);
   return hit == m_wells.end() ? kNone : hit->second;

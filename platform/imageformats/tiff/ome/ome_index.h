@@ -9,9 +9,9 @@ namespace imageformats::tiff::ome {
 
 // The elements of a document that others refer to, found once so that a document of thousands of images resolves its
 // references in one pass. Refers to the document's nodes.
-class CIndex {
+class COmeIndex {
  public:
-  explicit CIndex(pugi::xml_node root);
+  explicit COmeIndex(pugi::xml_node root);
 
   // The element of that kind and identifier among the root's children and grandchildren; empty when there is none.
   pugi::xml_node Find(std::string_view kind, const std::string& id) const;

@@ -17,7 +17,7 @@ std::string PersonName(pugi::xml_node person) {
   return {};
 }
 
-std::string GroupName(const CIndex& index, pugi::xml_node image, pugi::xml_node person) {
+std::string GroupName(const COmeIndex& index, pugi::xml_node image, pugi::xml_node person) {
   pugi::xml_node group = index.Follow(image, "ExperimenterGroupRef", "ExperimenterGroup");
   if (!group) group = index.Follow(image, "GroupRef", "Group");
   if (!group) group = index.Find("Group", Id(Child(person, "GroupRef")));
@@ -25,7 +25,7 @@ std::string GroupName(const CIndex& index, pugi::xml_node image, pugi::xml_node 
   return name.empty() ? Value(person, "Institution") : name;
 }
 
-pugi::xml_node FindObjective(const CIndex& index, pugi::xml_node image) {
+pugi::xml_node FindObjective(const COmeIndex& index, pugi::xml_node image) {
   for (const char* reference : {"ObjectiveSettings", "ObjectiveRef"}) {
     if (const pugi::xml_node ref = Child(image, reference)) {
       const std::string id = Attribute(ref, "ObjectiveID");
@@ -60,7 +60,7 @@ std::string MicroscopeName(pugi::xml_node instrument) {
 
 }  // namespace
 
-void ReadCircumstances(const CIndex& index, pugi::xml_node imageNode, SOmeImage* image) {
+void ReadCircumstances(const COmeIndex& index, pugi::xml_node imageNode, SOmeImage* image) {
   const pugi::xml_node person = index.Follow(imageNode, "ExperimenterRef", "Experimenter");
   image->experimenter = PersonName(person);
   image->group = GroupName(index, imageNode, person);

@@ -119,7 +119,7 @@ void ReadPlanes(pugi::xml_node pixels, SOmeImage* image) {
 
 }  // namespace
 
-bool ReadPixels(const CIndex& index, pugi::xml_node imageNode, SOmeImage* image) {
+bool ReadPixels(const COmeIndex& index, pugi::xml_node imageNode, SOmeImage* image) {
   const pugi::xml_node pixels = ChoosePixels(imageNode);
   if (!pixels || !ReadSizes(pixels, image)) return false;
   ReadCalibration(imageNode, pixels, image);

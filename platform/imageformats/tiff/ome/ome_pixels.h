@@ -9,9 +9,9 @@ namespace imageformats::tiff::ome {
 
 // Fills the pixel part of *image (sizes, type, channels, TiffData, positions and times of planes) from an Image
 // element. False when the element has no Pixels that lie in TIFF files or their sizes are impossible.
-bool ReadPixels(const CIndex& index, pugi::xml_node imageNode, SOmeImage* image);
+bool ReadPixels(const COmeIndex& index, pugi::xml_node imageNode, SOmeImage* image);
 
 // Channels of the Pixels element, or the LogicalChannel elements that the schemas before 2009-09 keep in the image.
-void ReadChannels(const CIndex& index, pugi::xml_node imageNode, pugi::xml_node pixels, SOmeImage* image);
+void ReadChannels(const COmeIndex& index, pugi::xml_node imageNode, pugi::xml_node pixels, SOmeImage* image);
 
 }  // namespace imageformats::tiff::ome

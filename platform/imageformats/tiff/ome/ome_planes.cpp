@@ -6,9 +6,9 @@ namespace imageformats::tiff {
 namespace {
 
 // A counter of three digits whose order the dimension order gives, the first running fastest.
-class PlaneCounter {
+class CPlaneCounter {
  public:
-  PlaneCounter(const SOmeImage& image, std::uint32_t channelPlanes) {
+  CPlaneCounter(const SOmeImage& image, std::uint32_t channelPlanes) {
     for (std::size_t i = 0; i < 3; ++i) {
       const char axis = image.dimensionOrder[2 + i];
       m_axes[i] = axis;
@@ -50,7 +50,7 @@ std::uint32_t FirstChannelPlane(const SOmeImage& image, std::uint32_t firstC, st
 void ForEachOmePlane(const SOmeImage& image, std::uint32_t channelPlanes,
                      const std::function<std::size_t(const SOmeTiffData&)>& planesInFile,
                      const std::function<bool(const SOmePlaneRef&)>& visit) {
-  PlaneCounter counter(image, channelPlanes);
+  CPlaneCounter counter(image, channelPlanes);
   std::size_t visited = 0;
   // A document without a single element means all planes in order.
   static const SOmeTiffData kAll;

@@ -27,7 +27,7 @@ pugi::xml_node Root(const pugi::xml_document& document) { return ome::Child(docu
 
 // The images that lie in TIFF files; others (binary data inside the XML) are left out.
 void ReadImages(pugi::xml_node root, SOmeDocument* document) {
-  const ome::CIndex index(root);
+  const ome::COmeIndex index(root);
   ome::ForEach(root, "Image", [&](pugi::xml_node node) {
     if (document->images.size() >= kMaxOmeImages) return;
     SOmeImage image;

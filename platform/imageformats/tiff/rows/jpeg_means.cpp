@@ -9,7 +9,7 @@ namespace imageformats::tiff {
 namespace {
 
 // A component's place in the picture: its means are `pitch` units wide, of which a pixel has `scale`.
-struct SGrid {
+struct SMeansGrid {
   std::uint64_t pitchX = 0, pitchY = 0;
   std::uint64_t scaleX = 0, scaleY = 0;
 };
@@ -28,9 +28,9 @@ bool IsForMeans(const SPage& page) noexcept {
   }
 }
 
-class MeansReader {
+class CPageMeansReader {
  public:
-  MeansReader(TiffHandle& tiff, const SPage& page, SSize wanted, RenderGuard& guard)
+  CPageMeansReader(CTiffHandle& tiff, const SPage& page, SSize wanted, CRenderGuard& guard)
       : m_page(page), m_wanted(wanted), m_guard(guard), m_streams(tiff, guard) {
     if (!m_streams.Tables().empty()) m_tables = ReadJpegDcTables(m_streams.Tables());
   }
@@ -48,14 +48,14 @@ class MeansReader {
 
   SAveragedPicture Finish() {
     std::vector<SAveragedPicture> planes;
-    for (AreaReducer& reducer : m_reducers) planes.push_back(reducer.Finish());
+    for (CAreaReducer& reducer : m_reducers) planes.push_back(reducer.Finish());
     return JoinDcAverages(planes, m_page.photometric == PHOTOMETRIC_YCBCR);
   }
 
  private:
   bool TakeBlock(std::uint32_t index, std::uint32_t column, std::uint32_t row) {
     const std::span<const std::uint8_t> stream = m_streams.Read(index);
-    const std::shared_ptr<const Input> input = Input::FromMemory(stream.data(), stream.size());
+    const std::shared_ptr<const CInput> input = CInput::FromMemory(stream.data(), stream.size());
     const std::uint64_t before = m_guard.Available();
     const auto picture = ReadJpegDcPicture(*input, false, m_guard, m_tables.get());
     m_guard.Give(before - m_guard.Available());
@@ -68,10 +68,10 @@ class MeansReader {
   }
 
   // The first stream tells how the components are sampled. Only streams of the blocks' full size are taken.
-  bool MakeGrids(const SJpegDcPicture& picture, std::uint32_t column, std::uint32_t row) {
+  bool MakeGrids(const SBlockMeans& picture, std::uint32_t column, std::uint32_t row) {
     const std::uint32_t width = BlockWidth(column), height = BlockHeight(row);
-    for (const SJpegDcPlane& plane : picture.planes) {
-      SGrid grid;
+    for (const SBlockMeansPlane& plane : picture.planes) {
+      SMeansGrid grid;
       grid.pitchX = plane.x.pitch;
       grid.pitchY = plane.y.pitch;
       grid.scaleX = plane.x.extent / (m_page.tiled ? m_page.blockWidth : width);
@@ -86,19 +86,19 @@ class MeansReader {
   }
 
   // Means must be at least twice as fine as the result, or what is seen depends on how they lie.
-  bool Spares(const SGrid& grid) const noexcept {
+  bool Spares(const SMeansGrid& grid) const noexcept {
     return m_page.width * grid.scaleX / grid.pitchX >= 2 * std::uint64_t{m_wanted.width} &&
            m_page.height * grid.scaleY / grid.pitchY >= 2 * std::uint64_t{m_wanted.height};
   }
 
   // Where there are several blocks, each must begin with a mean of its own.
-  bool Fits(const SGrid& grid) const noexcept {
+  bool Fits(const SMeansGrid& grid) const noexcept {
     return (m_page.BlocksAcross() == 1 || m_page.blockWidth * grid.scaleX % grid.pitchX == 0) &&
            (m_page.BlocksDown() == 1 || m_page.blockHeight * grid.scaleY % grid.pitchY == 0);
   }
 
-  bool TakePlane(std::size_t k, const SJpegDcPlane& plane, std::uint32_t column, std::uint32_t row) {
-    const SGrid& grid = m_grids[k];
+  bool TakePlane(std::size_t k, const SBlockMeansPlane& plane, std::uint32_t column, std::uint32_t row) {
+    const SMeansGrid& grid = m_grids[k];
     const std::uint64_t width = BlockWidth(column) * grid.scaleX, height = BlockHeight(row) * grid.scaleY;
     const std::uint64_t fullWidth = m_page.blockWidth * grid.scaleX, fullHeight = m_page.blockHeight * grid.scaleY;
     if (plane.x.pitch != grid.pitchX || plane.y.pitch != grid.pitchY || plane.x.extent < width ||
@@ -125,24 +125,24 @@ class MeansReader {
 
   const SPage& m_page;
   const SSize m_wanted;
-  RenderGuard& m_guard;
-  JpegStreams m_streams;
-  std::shared_ptr<const SDcFrame> m_tables;
-  std::vector<SGrid> m_grids;
-  std::vector<AreaReducer> m_reducers;
+  CRenderGuard& m_guard;
+  CJpegStreams m_streams;
+  std::shared_ptr<const SJpegFrame> m_tables;
+  std::vector<SMeansGrid> m_grids;
+  std::vector<CAreaReducer> m_reducers;
 };
 
 }  // namespace
 
-std::optional<SAveragedPicture> ReduceJpegMeans(TiffHandle& tiff, const SPage& page, SSize displayed,
-                                                RenderGuard& guard) {
+std::optional<SAveragedPicture> ReduceJpegMeans(CTiffHandle& tiff, const SPage& page, SSize displayed,
+                                                CRenderGuard& guard) {
   if (!IsForMeans(page)) return std::nullopt;
   const SSize wanted = ReducedSize(page.Size(), displayed, page.orientation);
   constexpr std::uint64_t kFinest = 16;  // two blocks for each pixel of the result
   if (page.width < kFinest * wanted.width || page.height < kFinest * wanted.height) return std::nullopt;
   guard.CheckPixels(page.width, page.height);
   tiff.Select(page.offset);
-  MeansReader reader(tiff, page, wanted, guard);
+  CPageMeansReader reader(tiff, page, wanted, guard);
   if (!reader.Run()) return std::nullopt;
   return reader.Finish();
 }

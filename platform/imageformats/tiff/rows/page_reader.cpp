@@ -9,17 +9,17 @@ namespace {
 constexpr std::size_t kPieceBytes = 128 << 10;
 
 // One pass over a source's blocks.
-class Pass {
+class CBlockPass {
  public:
-  Pass(BlockSource& source, PixelRows& rows, PixelSink& sink, RenderGuard& guard)
+  CBlockPass(CBlockSource& source, CRowConverter& rows, IPixelSink& sink, CRenderGuard& guard)
       : m_source(source), m_rows(rows), m_sink(sink), m_block(source.BlockSize()) {
     if (rows.IsDirect()) return;
-    const std::uint64_t rowBytes = RenderGuard::Multiply(m_block.width, rows.PixelBytes());
+    const std::uint64_t rowBytes = CRenderGuard::Multiply(m_block.width, rows.PixelBytes());
     m_pieceRows = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(kPieceBytes / rowBytes, 1, m_block.height));
-    m_converted = guard.NewVector<std::uint8_t>(RenderGuard::Multiply(rowBytes, m_pieceRows));
+    m_converted = guard.NewVector<std::uint8_t>(CRenderGuard::Multiply(rowBytes, m_pieceRows));
     if (!source.Layout().planar) return;
-    const std::uint64_t pixels = RenderGuard::Multiply(m_block.width, m_block.height);
-    m_gathered = guard.NewVector<std::uint8_t>(RenderGuard::Multiply(pixels, rows.GatheredBytes()));
+    const std::uint64_t pixels = CRenderGuard::Multiply(m_block.width, m_block.height);
+    m_gathered = guard.NewVector<std::uint8_t>(CRenderGuard::Multiply(pixels, rows.GatheredBytes()));
   }
 
   void Run() {
@@ -70,9 +70,9 @@ class Pass {
     }
   }
 
-  BlockSource& m_source;
-  PixelRows& m_rows;
-  PixelSink& m_sink;
+  CBlockSource& m_source;
+  CRowConverter& m_rows;
+  IPixelSink& m_sink;
   const SSize m_block;
   std::uint32_t m_pieceRows = 0;
   std::vector<std::uint8_t> m_converted, m_gathered;
@@ -80,8 +80,8 @@ class Pass {
 
 }  // namespace
 
-void ReadPixels(BlockSource& source, PixelRows& rows, PixelSink& sink, RenderGuard& guard) {
-  Pass(source, rows, sink, guard).Run();
+void ReadPixels(CBlockSource& source, CRowConverter& rows, IPixelSink& sink, CRenderGuard& guard) {
+  CBlockPass(source, rows, sink, guard).Run();
 }
 
 }  // namespace imageformats::tiff

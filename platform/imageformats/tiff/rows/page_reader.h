@@ -8,15 +8,15 @@
 namespace imageformats::tiff {
 
 // Takes converted rows as they come: rectangles that together cover the picture once, in any order.
-class PixelSink {
+class IPixelSink {
  public:
-  virtual ~PixelSink() = default;
+  virtual ~IPixelSink() = default;
   // Rows of `width` pixels, `stride` bytes apart, at (x, y) of the source's axes. What sticks out is to be ignored.
   virtual void Add(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height,
                    const std::uint8_t* rows, std::size_t stride) = 0;
 };
 
 // Decodes every block of the source once and passes its converted rows on.
-void ReadPixels(BlockSource& source, PixelRows& rows, PixelSink& sink, RenderGuard& guard);
+void ReadPixels(CBlockSource& source, CRowConverter& rows, IPixelSink& sink, CRenderGuard& guard);
 
 }  // namespace imageformats::tiff

@@ -80,7 +80,8 @@ std::uint32_t ColorSamples(std::uint32_t photometric, std::uint32_t samples) noe
 
 }  // namespace
 
-PixelRows::PixelRows(const SPage& page, const SDecodedLayout& layout, const std::vector<std::uint32_t>& channels)
+CRowConverter::CRowConverter(const SPage& page, const SDecodedLayout& layout,
+                             const std::vector<std::uint32_t>& channels)
     : m_layout(layout) {
   m_meaning.stretch = layout.bits > 8 || layout.format != ESampleFormat::kUnsigned;
   const bool isFloat = layout.format == ESampleFormat::kFloat;
@@ -90,16 +91,16 @@ PixelRows::PixelRows(const SPage& page, const SDecodedLayout& layout, const std:
   std::vector<std::uint32_t> inOrder(m_picks.size());
   std::iota(inOrder.begin(), inOrder.end(), 0);
   m_direct = IsUnpacked(layout) && allPicked && m_picks == inOrder && (!layout.planar || layout.samples == 1) &&
-             m_last == ELast::kNothing;
+             m_last == EFinalStep::kNothing;
 }
 
-void PixelRows::ChoosePicture(const SPage& page, const std::vector<std::uint32_t>& channels) {
+void CRowConverter::ChoosePicture(const SPage& page, const std::vector<std::uint32_t>& channels) {
   const bool indices = channels.empty() && m_layout.photometric == PHOTOMETRIC_PALETTE && !page.palette.empty();
   ChooseWorkType(indices);
   if (!channels.empty()) {
     // Pages of one picture may contradict each other.
     if (*std::max_element(channels.begin(), channels.end()) >= m_layout.samples) {
-      throw DamagedError("A page has fewer channels than the picture it belongs to");
+      throw CDamagedError("A page has fewer channels than the picture it belongs to");
     }
     m_picks = channels;
     m_meaning.inverted = m_layout.photometric == PHOTOMETRIC_MINISWHITE;
@@ -118,7 +119,7 @@ void PixelRows::ChoosePicture(const SPage& page, const std::vector<std::uint32_t
   }
 }
 
-void PixelRows::ChooseWorkType(bool indices) {
+void CRowConverter::ChooseWorkType(bool indices) {
   m_work = UnpackedType(m_layout);
   m_meaning.type = m_work;
   if (m_work == ESampleType::kU8) m_meaning.nominal = NominalRange(8);
@@ -126,7 +127,7 @@ void PixelRows::ChooseWorkType(bool indices) {
 }
 
 // Samples of 3, 5, 6 and 7 bits, which hardly occur, are scaled one by one: the table then has an entry a value.
-void PixelRows::MakeExpansion(bool indices) {
+void CRowConverter::MakeExpansion(bool indices) {
   const std::uint32_t bits = m_layout.bits, most = (1u << bits) - 1;
   const bool wholeBytes = 8 % bits == 0;
   for (std::uint32_t entry = 0; entry < (wholeBytes ? 256 : most + 1); ++entry) {
@@ -138,7 +139,7 @@ void PixelRows::MakeExpansion(bool indices) {
   }
 }
 
-const std::uint8_t* PixelRows::Unpacked(const std::uint8_t* row, std::size_t samples) {
+const std::uint8_t* CRowConverter::Unpacked(const std::uint8_t* row, std::size_t samples) {
   if (IsUnpacked(m_layout)) return row;
   m_unpacked.resize((samples + 8) * SampleBytes(m_work));  // room for what a last byte holds too many
   std::uint8_t* out = m_unpacked.data();
@@ -156,7 +157,7 @@ const std::uint8_t* PixelRows::Unpacked(const std::uint8_t* row, std::size_t sam
   return out;
 }
 
-void PixelRows::ChooseColors(const SPage& page) {
+void CRowConverter::ChooseColors(const SPage& page) {
   switch (m_layout.photometric) {
     case PHOTOMETRIC_RGB:
       m_meaning.model = m_meaning.components == 3 ? EColorModel::kRgb : EColorModel::kGrey;
@@ -182,16 +183,16 @@ void PixelRows::ChooseColors(const SPage& page) {
 
 // TIFF 6.0, section 23 (CIELab: a and b signed), and Adobe's TIFF Technical Note 4 (ICCLab: offset by half the range,
 // L of 16 bits full at FF00).
-void PixelRows::ChooseLab() {
+void CRowConverter::ChooseLab() {
   const bool isSigned = m_layout.photometric == PHOTOMETRIC_CIELAB;
   const bool wide = m_work == ESampleType::kU16;
   m_meaning.lightnessScale = !wide ? 100.0 / 255.0 : isSigned ? 100.0 / 65535.0 : 100.0 / 65280.0;
   m_meaning.labScale = wide ? 1.0 / 256.0 : 1.0;
   m_meaning.labOffset = 128.0;
-  if (isSigned) m_last = ELast::kSignedLab;
+  if (isSigned) m_last = EFinalStep::kSignedLab;
 }
 
-void PixelRows::ChooseAlpha(const SPage& page, std::uint32_t colors) {
+void CRowConverter::ChooseAlpha(const SPage& page, std::uint32_t colors) {
   const bool integers = m_work == ESampleType::kU8 || m_work == ESampleType::kU16;
   const bool laidOver = m_meaning.model == EColorModel::kRgb || m_meaning.model == EColorModel::kGrey;
   if (!integers || !laidOver || m_meaning.inverted) return;
@@ -199,13 +200,13 @@ void PixelRows::ChooseAlpha(const SPage& page, std::uint32_t colors) {
     const std::uint16_t type = page.extraSamples[i];
     if (type != EXTRASAMPLE_ASSOCALPHA && type != EXTRASAMPLE_UNASSALPHA) continue;
     m_picks.push_back(colors + i);
-    m_last = type == EXTRASAMPLE_ASSOCALPHA ? ELast::kPremultipliedAlpha : ELast::kAlpha;
+    m_last = type == EXTRASAMPLE_ASSOCALPHA ? EFinalStep::kPremultipliedAlpha : EFinalStep::kAlpha;
     return;
   }
 }
 
 // Palettes hold 16-bit values; some writers put 8-bit ones there, all of them below 256.
-void PixelRows::MakePalette(const SPage& page) {
+void CRowConverter::MakePalette(const SPage& page) {
   const std::size_t count = page.palette.size() / 3;
   const bool narrow = std::all_of(page.palette.begin(), page.palette.end(), [](std::uint16_t v) { return v < 256; });
   m_palette.resize(page.palette.size());
@@ -215,7 +216,7 @@ void PixelRows::MakePalette(const SPage& page) {
       m_palette[3 * i + k] = static_cast<std::uint8_t>(narrow ? value : value >> 8);
     }
   }
-  m_last = ELast::kPalette;
+  m_last = EFinalStep::kPalette;
   m_meaning.type = ESampleType::kU8;
   m_meaning.components = 3;
   m_meaning.model = EColorModel::kRgb;
@@ -223,7 +224,7 @@ void PixelRows::MakePalette(const SPage& page) {
   m_meaning.nominal = NominalRange(8);
 }
 
-void PixelRows::Convert(const std::uint8_t* row, std::size_t pixels, std::uint8_t* out) {
+void CRowConverter::Convert(const std::uint8_t* row, std::size_t pixels, std::uint8_t* out) {
   const std::uint8_t* unpacked = Unpacked(row, pixels * m_layout.samples);
   m_gathered.resize(pixels * GatheredBytes());
   WithSize(SampleBytes(m_work),
@@ -231,27 +232,27 @@ void PixelRows::Convert(const std::uint8_t* row, std::size_t pixels, std::uint8_
   FinishGathered(m_gathered.data(), pixels, out);
 }
 
-void PixelRows::Gather(std::size_t pick, const std::uint8_t* row, std::size_t pixels, std::uint8_t* gathered) {
+void CRowConverter::Gather(std::size_t pick, const std::uint8_t* row, std::size_t pixels, std::uint8_t* gathered) {
   const std::uint8_t* unpacked = Unpacked(row, pixels);
   WithSize(SampleBytes(m_work), [&]<class T>(T) { Spread<T>(unpacked, pixels, pick, m_picks.size(), gathered); });
 }
 
-void PixelRows::FinishGathered(const std::uint8_t* gathered, std::size_t pixels, std::uint8_t* out) const {
+void CRowConverter::FinishGathered(const std::uint8_t* gathered, std::size_t pixels, std::uint8_t* out) const {
   const bool wide = m_work == ESampleType::kU16;
   const auto colors = static_cast<std::uint32_t>(m_picks.size() - 1);
-  const bool premultiplied = m_last == ELast::kPremultipliedAlpha;
+  const bool premultiplied = m_last == EFinalStep::kPremultipliedAlpha;
   switch (m_last) {
-    case ELast::kPalette:
+    case EFinalStep::kPalette:
       return wide ? LookUp<std::uint16_t>(gathered, pixels, m_palette, out)
                   : LookUp<std::uint8_t>(gathered, pixels, m_palette, out);
-    case ELast::kSignedLab:
+    case EFinalStep::kSignedLab:
       return wide ? OffsetLab<std::uint16_t>(gathered, pixels, out) : OffsetLab<std::uint8_t>(gathered, pixels, out);
-    case ELast::kAlpha:
-    case ELast::kPremultipliedAlpha:
+    case EFinalStep::kAlpha:
+    case EFinalStep::kPremultipliedAlpha:
       if (!wide) return LayOverWhite(gathered, pixels, colors, premultiplied, out);
       return LayOverWhite(reinterpret_cast<const std::uint16_t*>(gathered), pixels, colors, premultiplied,
                           static_cast<std::uint16_t>((1u << m_layout.bits) - 1), reinterpret_cast<std::uint16_t*>(out));
-    case ELast::kNothing:
+    case EFinalStep::kNothing:
       std::memcpy(out, gathered, pixels * PixelBytes());
   }
 }

@@ -11,7 +11,7 @@
 namespace imageformats::tiff {
 
 // What converted rows mean.
-struct SPixelMeaning {
+struct SPixelFormat {
   ESampleType type = ESampleType::kU8;
   std::uint32_t components = 1;
   EColorModel model = EColorModel::kGrey;  // not for channels
@@ -25,12 +25,12 @@ struct SPixelMeaning {
 // Turns decoded rows into rows that can be averaged: samples widened to whole bytes (those of less than 8 bits
 // onto 0..255), palettes looked up, transparency laid over white, signed Lab coordinates made positive, samples that
 // are not shown left out.
-class PixelRows {
+class CRowConverter {
  public:
   // The page's picture; or, with `channels` not empty, those samples as independent channels.
-  PixelRows(const SPage& page, const SDecodedLayout& layout, const std::vector<std::uint32_t>& channels);
+  CRowConverter(const SPage& page, const SDecodedLayout& layout, const std::vector<std::uint32_t>& channels);
 
-  const SPixelMeaning& Meaning() const noexcept { return m_meaning; }
+  const SPixelFormat& Meaning() const noexcept { return m_meaning; }
   // Decoded rows are converted rows already.
   bool IsDirect() const noexcept { return m_direct; }
   std::size_t PixelBytes() const noexcept { return m_meaning.components * SampleBytes(m_meaning.type); }
@@ -46,7 +46,7 @@ class PixelRows {
   std::size_t GatheredBytes() const noexcept { return m_picks.size() * SampleBytes(m_work); }
 
  private:
-  enum class ELast { kNothing, kPalette, kAlpha, kPremultipliedAlpha, kSignedLab };
+  enum class EFinalStep { kNothing, kPalette, kAlpha, kPremultipliedAlpha, kSignedLab };
 
   void ChoosePicture(const SPage& page, const std::vector<std::uint32_t>& channels);
   void ChooseColors(const SPage& page);
@@ -58,10 +58,10 @@ class PixelRows {
   void MakePalette(const SPage& page);
 
   SDecodedLayout m_layout;
-  SPixelMeaning m_meaning;
+  SPixelFormat m_meaning;
   std::vector<std::uint32_t> m_picks;
   ESampleType m_work = ESampleType::kU8;  // of unpacked samples
-  ELast m_last = ELast::kNothing;
+  EFinalStep m_last = EFinalStep::kNothing;
   bool m_direct = false;
   std::vector<std::uint8_t> m_expanded;  // of 1, 2 and 4 bits: the samples of each byte, onto 0..255 unless indices
   std::vector<std::uint8_t> m_palette;   // R G B by index

@@ -8,19 +8,19 @@
 namespace imageformats::tiff {
 namespace {
 
-class ReducerSink final : public PixelSink {
+class CReducerSink final : public IPixelSink {
  public:
-  explicit ReducerSink(AreaReducer& reducer) : m_reducer(reducer) {}
+  explicit CReducerSink(CAreaReducer& reducer) : m_reducer(reducer) {}
   void Add(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, const std::uint8_t* rows,
            std::size_t stride) override {
     m_reducer.AddBand(x, y, width, height, rows, stride);
   }
 
  private:
-  AreaReducer& m_reducer;
+  CAreaReducer& m_reducer;
 };
 
-void ScaleLab(const SPixelMeaning& meaning, SAveragedPicture* picture) {
+void ScaleLab(const SPixelFormat& meaning, SAveragedPicture* picture) {
   for (std::size_t i = 0; i + 2 < picture->samples.size(); i += 3) {
     float* lab = &picture->samples[i];
     lab[0] = static_cast<float>(lab[0] * meaning.lightnessScale);
@@ -31,19 +31,19 @@ void ScaleLab(const SPixelMeaning& meaning, SAveragedPicture* picture) {
 
 }  // namespace
 
-SReducedPage ReducePage(TiffHandle& tiff, const SPage& page, const SReduceRequest& request, RenderGuard& guard) {
+SReducedPage ReducePage(CTiffHandle& tiff, const SPage& page, const SReduceRequest& request, CRenderGuard& guard) {
   if (std::optional<SAveragedPicture> averages = ReduceJpegMeans(tiff, page, request.displayed, guard)) {
-    return {std::move(*averages), PixelRows(page, DecodedLayoutOf(page), request.channels).Meaning()};
+    return {std::move(*averages), CRowConverter(page, DecodedLayoutOf(page), request.channels).Meaning()};
   }
   SBlockRequest blocks;
   blocks.wanted = DisplayedSize(request.displayed, request.orientation);
   blocks.fast = request.fast;
   blocks.planeSkip = request.planeSkip;
-  const std::unique_ptr<BlockSource> source = OpenBlocks(tiff, page, blocks, guard);
-  PixelRows rows(page, source->Layout(), request.channels);
+  const std::unique_ptr<CBlockSource> source = OpenBlocks(tiff, page, blocks, guard);
+  CRowConverter rows(page, source->Layout(), request.channels);
   const SSize size = ReducedSize(source->AxisX(), source->AxisY(), request.displayed, request.orientation);
-  AreaReducer reducer(source->AxisX(), source->AxisY(), size, rows.Meaning().components, rows.Meaning().type, guard);
-  ReducerSink sink(reducer);
+  CAreaReducer reducer(source->AxisX(), source->AxisY(), size, rows.Meaning().components, rows.Meaning().type, guard);
+  CReducerSink sink(reducer);
   ReadPixels(*source, rows, sink, guard);
   SReducedPage reduced{reducer.Finish(), rows.Meaning()};
   if (reduced.meaning.model == EColorModel::kLab) ScaleLab(reduced.meaning, &reduced.averages);

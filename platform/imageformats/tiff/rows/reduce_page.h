@@ -12,15 +12,15 @@ struct SReduceRequest {
   EOrientation orientation = EOrientation::kTopLeft;
   bool fast = false;
   std::uint64_t planeSkip = 0;          // see SBlockRequest
-  std::vector<std::uint32_t> channels;  // see PixelRows
+  std::vector<std::uint32_t> channels;  // see CRowConverter
 };
 
 // A page's averages at the wanted size, or at the page's own along an axis where that is smaller. Lab comes on the
 // scale of EColorModel.
 struct SReducedPage {
   SAveragedPicture averages;
-  SPixelMeaning meaning;
+  SPixelFormat meaning;
 };
-SReducedPage ReducePage(TiffHandle& tiff, const SPage& page, const SReduceRequest& request, RenderGuard& guard);
+SReducedPage ReducePage(CTiffHandle& tiff, const SPage& page, const SReduceRequest& request, CRenderGuard& guard);
 
 }  // namespace imageformats::tiff

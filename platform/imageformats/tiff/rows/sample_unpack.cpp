@@ -10,9 +10,9 @@ namespace imageformats::tiff {
 namespace {
 
 // Reads samples of any width up to 32 bits, packed from the high bit on.
-class BitReader {
+class CBitReader {
  public:
-  explicit BitReader(const std::uint8_t* bytes) : m_next(bytes) {}
+  explicit CBitReader(const std::uint8_t* bytes) : m_next(bytes) {}
   std::uint32_t Get(std::uint32_t bits) noexcept {
     while (m_held < bits) {
       m_bits = m_bits << 8 | *m_next++;
@@ -72,7 +72,7 @@ void Fill(void* out, std::size_t count, Next&& next) noexcept {
 
 // Integers of 33 to 63 bits.
 void UnpackLongIntegers(const SDecodedLayout& layout, const std::uint8_t* row, std::size_t count, void* out) noexcept {
-  BitReader reader(row);
+  CBitReader reader(row);
   const std::uint32_t bits = layout.bits, bytes = bits / 8;
   const auto value = [&](std::size_t i) {
     if (bits % 8 == 0) return IntegerAt(row + bytes * i, bytes, layout.bigEndian);
@@ -85,7 +85,7 @@ void UnpackLongIntegers(const SDecodedLayout& layout, const std::uint8_t* row, s
 
 // Integers of less than 32 bits that are no whole bytes, and 24-bit ones.
 void UnpackIntegers(const SDecodedLayout& layout, const std::uint8_t* row, std::size_t count, void* out) noexcept {
-  BitReader reader(row);
+  CBitReader reader(row);
   const std::uint32_t bits = layout.bits;
   const auto value = [&](std::size_t i) { return bits == 24 ? Triple(row + 3 * i) : reader.Get(bits); };
   const auto signedValue = [&](std::size_t i) { return SignExtended(value(i), bits); };
