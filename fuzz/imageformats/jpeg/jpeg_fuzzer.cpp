@@ -8,10 +8,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace imageformats;
   Exercise(JpegCodec(), data, size);
   // Also where a rendering would not ask for them.
-  for (const bool fineColor : {false, true}) {
+  for (const bool quarterBlockChroma : {false, true}) {
     Attempt([&] {
       CRenderGuard guard(SmallLimits());
-      ReadJpegDcPicture(*CInput::FromMemory(data, size), fineColor, guard);
+      ReadBlockMeans(*CInput::FromMemory(data, size), quarterBlockChroma, guard);
     });
   }
   return 0;

@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!tiff::ParseOmeXml(text, &document, &error)) return error.empty() ? __builtin_trap(), 0 : 0;
   for (const tiff::SOmeImage& image : document.images) {
     std::size_t visited = 0;
-    tiff::ForEachOmePlane(
+    tiff::VisitOmePlanes(
         image, image.ChannelPlanes(), [](const tiff::SOmeTiffData&) { return std::size_t{5}; },
         [&](const tiff::SOmePlaneRef& plane) {
           if (plane.z >= image.sizeZ || plane.t >= image.sizeT || plane.c >= image.ChannelPlanes()) __builtin_trap();

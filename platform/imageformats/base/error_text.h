@@ -29,7 +29,7 @@ class CErrorText {
 
 // Runs an interface operation's body, which throws to fail: no exception leaves it, and the text is kept.
 template <class Body>
-std::int32_t RunGuarded(CErrorText& error, Body&& body) noexcept {
+std::int32_t RunReportingErrors(CErrorText& error, Body&& body) noexcept {
   try {
     std::forward<Body>(body)();
     error.Set("");

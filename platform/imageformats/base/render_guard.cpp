@@ -36,14 +36,14 @@ void CRenderGuard::CheckTime() const {
                       std::to_string(static_cast<double>(m_limits.time.count()) / 1000.0).substr(0, 5) + " seconds");
 }
 
-void CRenderGuard::Take(std::uint64_t bytes) {
+void CRenderGuard::Reserve(std::uint64_t bytes) {
   if (bytes > Available()) {
     throw CDamagedError("Reading the picture needs more than " + std::to_string(m_limits.memory >> 20) + " MiB");
   }
-  m_taken += bytes;
+  m_reserved += bytes;
 }
 
-void CRenderGuard::Give(std::uint64_t bytes) noexcept { m_taken -= std::min(bytes, m_taken); }
+void CRenderGuard::Release(std::uint64_t bytes) noexcept { m_reserved -= std::min(bytes, m_reserved); }
 
 std::uint64_t CRenderGuard::Multiply(std::uint64_t a, std::uint64_t b) noexcept {
   constexpr std::uint64_t kMax = std::numeric_limits<std::uint64_t>::max();

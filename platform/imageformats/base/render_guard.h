@@ -13,7 +13,7 @@ struct SRenderLimits {
   std::chrono::milliseconds time = std::chrono::seconds(30);  // the processor's: a busy machine refuses nothing
 };
 
-// Keeps one operation within its limits. Codec code reports what it takes before it allocates and asks for the time
+// Keeps one operation within its limits. Codec code reserves memory before it allocates it and asks for the time
 // once a band. Used by one thread. All refusals throw CDamagedError with a text for people.
 class CRenderGuard {
  public:
@@ -25,25 +25,25 @@ class CRenderGuard {
   // rows, not per pixel.
   void CheckTime() const;
 
-  // Reports memory about to be allocated; throws when it would be too much. Give returns it.
-  void Take(std::uint64_t bytes);
-  void Give(std::uint64_t bytes) noexcept;
-  std::uint64_t Available() const noexcept { return m_limits.memory - m_taken; }
+  // Reserves memory about to be allocated; throws when it would be too much.
+  void Reserve(std::uint64_t bytes);
+  void Release(std::uint64_t bytes) noexcept;
+  std::uint64_t Available() const noexcept { return m_limits.memory - m_reserved; }
 
-  // A zeroed vector whose memory is reported; it counts until the guard's end.
+  // A zeroed vector whose memory is reserved; it counts until the guard's end.
   template <class T>
   std::vector<T> NewVector(std::uint64_t count) {
-    Take(Multiply(count, sizeof(T)));
+    Reserve(Multiply(count, sizeof(T)));
     return std::vector<T>(static_cast<std::size_t>(count));
   }
 
-  // The product, saturated, so that a later Take refuses it.
+  // The product, saturated, so that a later Reserve refuses it.
   static std::uint64_t Multiply(std::uint64_t a, std::uint64_t b) noexcept;
 
  private:
   SRenderLimits m_limits;
   std::chrono::nanoseconds m_deadline;
-  std::uint64_t m_taken = 0;
+  std::uint64_t m_reserved = 0;
 };
 
 }  // namespace imageformats

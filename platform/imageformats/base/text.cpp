@@ -12,7 +12,7 @@ CQvStringW Cleaned(std::wstring text) {
   const auto first = text.find_first_not_of(L" \t\r\n");
   if (first == std::wstring::npos) return {};
   const auto last = text.find_last_not_of(L" \t\r\n");
-  return CQvStringW(text.substr(first, std::min(last - first + 1, kMaxText)));
+  return CQvStringW(text.substr(first, std::min(last - first + 1, kMaxTextLength)));
 }
 
 std::string_view UpToZero(std::string_view bytes) { return bytes.substr(0, std::min(bytes.find('\0'), bytes.size())); }
@@ -27,7 +27,7 @@ std::wstring Latin1(std::string_view bytes) {
 }  // namespace
 
 CQvStringW TextOf(std::string_view bytes) {
-  bytes = UpToZero(bytes).substr(0, 4 * kMaxText);
+  bytes = UpToZero(bytes).substr(0, 4 * kMaxTextLength);
   CQvStringW text = CQvStringUtils::UTF8toW(bytes);
   // The platform's conversion marks invalid bytes by lone low surrogates.
   const bool valid =
@@ -35,11 +35,13 @@ CQvStringW TextOf(std::string_view bytes) {
   return Cleaned(valid ? std::move(text.Str()) : Latin1(bytes));
 }
 
-CQvStringW TextOfLatin1(std::string_view bytes) { return Cleaned(Latin1(UpToZero(bytes).substr(0, 4 * kMaxText))); }
+CQvStringW TextOfLatin1(std::string_view bytes) {
+  return Cleaned(Latin1(UpToZero(bytes).substr(0, 4 * kMaxTextLength)));
+}
 
 CQvStringW TextOfUtf16(std::string_view bytes, bool bigEndian) {
   std::u16string units;
-  for (std::size_t i = 0; i + 1 < bytes.size() && units.size() < kMaxText; i += 2) {
+  for (std::size_t i = 0; i + 1 < bytes.size() && units.size() < kMaxTextLength; i += 2) {
     const auto first = static_cast<unsigned char>(bytes[i]);
     const auto second = static_cast<unsigned char>(bytes[i + 1]);
     const auto unit = static_cast<char16_t>(bigEndian ? first << 8 | second : second << 8 | first);

@@ -10,8 +10,8 @@
 namespace imageformats {
 
 // Texts out of files, made fit for a record: ended at the first zero byte, trimmed of blanks at both ends, control
-// characters except tabs and line ends left out, at most kMaxText characters.
-constexpr std::size_t kMaxText = 65536;
+// characters except tabs and line ends left out, at most kMaxTextLength characters.
+constexpr std::size_t kMaxTextLength = 65536;
 
 // UTF-8 when the bytes are valid UTF-8, else Latin-1.
 CQvStringW TextOf(std::string_view bytes);

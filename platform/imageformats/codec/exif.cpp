@@ -18,13 +18,13 @@ namespace imageformats {
 namespace {
 
 constexpr std::string_view kPrefix{"Exif\0\0", 6};
-constexpr std::size_t kMaxExif = 16u << 20;
+constexpr std::size_t kMaxExifBytes = 16u << 20;
 
 // Owns libexif's data.
 class CExifReader {
  public:
   explicit CExifReader(std::span<const std::uint8_t> bytes) {
-    if (bytes.size() < 8 || bytes.size() > kMaxExif) return;
+    if (bytes.size() < 8 || bytes.size() > kMaxExifBytes) return;
     std::string block;
     if (std::memcmp(bytes.data(), kPrefix.data(), kPrefix.size()) != 0) block = kPrefix;
     block.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());

@@ -20,14 +20,14 @@ class CCodecObject final : public CComponentObject<IQvImageCodec> {
       : CComponentObject("CQvImageCodec", "IQvImageCodec"), m_module(module), m_error(std::move(manager)) {}
 
   std::int32_t OpenInputFile(const CQvStringW& path, IQvPictureSource** source) override {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       Require(source != nullptr, "No place for the picture was given");
       *source = NewPictureSource(m_module.Open(CInput::FromFile(path)), m_error.Manager());
     });
   }
 
   std::int32_t OpenInputMemory(const void* data, std::size_t size, IQvPictureSource** source) override {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       Require(source != nullptr, "No place for the picture was given");
       if (!m_module.CanOpenMemory()) throw CUnsupportedError("This format can only be read from files");
       *source = NewPictureSource(m_module.Open(CInput::FromMemory(data, size)), m_error.Manager());
@@ -35,7 +35,7 @@ class CCodecObject final : public CComponentObject<IQvImageCodec> {
   }
 
   std::int32_t CreateOutputMemory(CQvByteArray* destination, IQvOutputImageFile** output) override {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       Require(destination != nullptr && output != nullptr, "No place for the picture was given");
       std::unique_ptr<IPictureWriter> writer = m_module.CreateWriter(*destination);
       if (!writer) throw CUnsupportedError("This format cannot be written");
@@ -59,7 +59,7 @@ class CImageFile final : public CComponentObject<IQvImageFile> {
         m_error(std::move(manager)) {}
 
   std::int32_t GetMetadataReader(const CQvStringW& path, IQvMetadataReader** reader) override {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       Require(reader != nullptr, "No place for the reader was given");
       Require(path == m_path, "Another file was opened");
       *reader = NewMetadataReader(m_image->Metadata());
@@ -67,7 +67,7 @@ class CImageFile final : public CComponentObject<IQvImageFile> {
   }
 
   std::int32_t GetFileSize(const wchar_t* path, std::int64_t* size) override {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       Require(path != nullptr && size != nullptr && m_path == CQvStringW(path), "Another file was opened");
       *size = static_cast<std::int64_t>(m_size);
     });

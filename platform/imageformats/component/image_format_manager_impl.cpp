@@ -24,7 +24,7 @@ CQvImageFormatManagerImpl::CQvImageFormatManagerImpl()
     : CComponentObject("CQvImageFormatManagerImpl", "IQvImageFormatManager"), m_error(std::make_shared<CErrorText>()) {}
 
 std::int32_t CQvImageFormatManagerImpl::GetCodecByName(const CQvStringA& formatName, IQvImageCodec** codec) {
-  return RunGuarded(*m_error, [&] {
+  return RunReportingErrors(*m_error, [&] {
     Require(codec != nullptr, "No place for the codec was given");
     const CCodecModule* module = FindCodecByName(formatName.Str());
     Require(module != nullptr, "There is no such format");
@@ -33,14 +33,14 @@ std::int32_t CQvImageFormatManagerImpl::GetCodecByName(const CQvStringA& formatN
 }
 
 std::int32_t CQvImageFormatManagerImpl::GetCodecForFile(const CQvStringW& path, IQvImageCodec** codec) {
-  return RunGuarded(*m_error, [&] {
+  return RunReportingErrors(*m_error, [&] {
     Require(codec != nullptr, "No place for the codec was given");
     *codec = NewCodecObject(CodecFor(*CInput::FromFile(path)), m_error);
   });
 }
 
 std::int32_t CQvImageFormatManagerImpl::OpenImageFile(const CQvStringW& path, IQvImageFile** file) {
-  return RunGuarded(*m_error, [&] {
+  return RunReportingErrors(*m_error, [&] {
     Require(file != nullptr, "No place for the file was given");
     const std::shared_ptr<const CInput> input = CInput::FromFile(path);
     *file = NewImageFile(path, input->Size(), CodecFor(*input).Open(input), m_error);

@@ -45,7 +45,7 @@ class CMetadataReader final : public IQvMetadataReader {
   void Destroy() override { delete this; }
 
   std::int32_t GetPictureMetadata(std::uint32_t index, SQvPictureMetadata* metadata, std::uint32_t reserved) override {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       Require(metadata != nullptr && reserved == 0 && index < std::max(m_metadata.info.sequenceCount, 1u));
       SQvPictureMetadata copy = m_metadata.picture;
       if (copy.calibration == 0.0) copy.calibration = m_metadata.calibration;
@@ -56,7 +56,7 @@ class CMetadataReader final : public IQvMetadataReader {
   }
 
   std::int32_t GetExperiment(SQvExperiment* experiment, std::uint32_t reserved) override {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       Require(experiment != nullptr && reserved == 0);
       Require(!m_metadata.loops.empty());
       FillChain(*experiment, m_metadata.loops);
@@ -64,7 +64,7 @@ class CMetadataReader final : public IQvMetadataReader {
   }
 
   std::int32_t GetImageInfo(SQvImageInfo* info) override {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       Require(info != nullptr);
       *info = m_metadata.info;
     });
@@ -72,7 +72,7 @@ class CMetadataReader final : public IQvMetadataReader {
 
   std::int32_t GetCalibration(std::uint32_t index, double* calibration, double* aspect,
                               CQvStringW* objective) override {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       Require(index < std::max(m_metadata.info.sequenceCount, 1u));
       if (objective != nullptr) *objective = m_metadata.objective;
       Require(calibration != nullptr && m_metadata.calibration > 0.0);
@@ -82,14 +82,14 @@ class CMetadataReader final : public IQvMetadataReader {
   }
 
   std::int32_t GetAcquisitionTime(double* acquisitionTime) override {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       Require(acquisitionTime != nullptr && m_metadata.acquisitionTime > 0.0);
       *acquisitionTime = m_metadata.acquisitionTime;
     });
   }
 
   std::int32_t GetTextInfo(SQvImageTextInfo* textInfo) override {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       Require(textInfo != nullptr);
       *textInfo = m_metadata.text;
     });

@@ -31,14 +31,14 @@ class CPictureSource final : public IQvPictureSource {
   void Release() override { delete this; }
 
   std::int32_t GetPictureInfo(SQvImageInfo* info) override {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       Require(info != nullptr, "No place for the picture's geometry was given");
       *info = m_image->Info();
     });
   }
 
   std::int32_t ReadPicture(SQvPicBuf* picture, std::uint32_t reserved1, std::uint32_t reserved2) override {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       const SQvImageInfo& info = m_image->Info();
       Require(picture != nullptr && reserved1 == 0 && reserved2 == 0, "The picture is asked for in an unknown way");
       Require(HasShape(*picture, info.width, info.height, info.bpcInMemory, info.components),
@@ -49,7 +49,7 @@ class CPictureSource final : public IQvPictureSource {
   }
 
   std::int32_t GetCustomTag(const CQvStringW& name, CQvByteArray* bytes) override {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       Require(bytes != nullptr, "No place for the tag was given");
       Require(m_image->CustomTag(name, *bytes), "The file has no such tag");
     });
@@ -58,7 +58,7 @@ class CPictureSource final : public IQvPictureSource {
   std::int32_t RenderPicture(const std::uint32_t* width, const std::uint32_t* height, SQvPicBuf* picture,
                              std::uint32_t mode, bool fast, std::uint32_t first, std::uint32_t reserved,
                              std::uint32_t channels) override {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       Require(width != nullptr && height != nullptr && picture != nullptr, "No place for the rendering was given");
       Require(mode == kOverview && first == 0 && reserved == 0, "The rendering is asked for in an unknown way");
       Require(HasShape(*picture, *width, *height, 8, 3), "The rendering is asked for in an impossible shape");
@@ -68,7 +68,7 @@ class CPictureSource final : public IQvPictureSource {
   }
 
   std::int32_t GetMetadataReader(IQvMetadataReader** reader) override {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       Require(reader != nullptr, "No place for the reader was given");
       *reader = NewMetadataReader(m_image->Metadata());
     });
@@ -110,7 +110,7 @@ class COutputFile final : public IQvOutputImageFile {
   // A step that fails cannot be taken again: the writer's state is unknown.
   template <class Body>
   std::int32_t Step(EStep step, Body&& body) {
-    return RunGuarded(m_error, [&] {
+    return RunReportingErrors(m_error, [&] {
       Require(m_next == step, "The picture is written out of order");
       m_next = EStep::kDone;
       body();

@@ -4,6 +4,7 @@
 
 #include "platform/imageformats/jpeg/jpeg_image.h"
 #include "platform/imageformats/jpeg/jpeg_writer.h"
+#include "platform/imageformats/jpeg/stream/marker_reader.h"
 
 namespace imageformats {
 
@@ -15,7 +16,7 @@ class CJpegCodecModule final : public CCodecModule {
 
   bool Matches(const CInput& input) const noexcept override {
     const auto head = input.Head();
-    return head.size() >= 3 && head[0] == 0xFF && head[1] == 0xD8 && head[2] == 0xFF;
+    return head.size() >= 3 && head[0] == 0xFF && head[1] == kMarkerSoi && head[2] == 0xFF;
   }
 
   std::unique_ptr<COpenedImage> Open(std::shared_ptr<const CInput> input) const override {

@@ -6,14 +6,14 @@
 #include "platform/imageformats/jpeg/jpeg_errors.h"
 #include "platform/imageformats/jpeg/jpeg_scans.h"
 #include "platform/imageformats/jpeg/jpeg_source.h"
+#include "platform/imageformats/jpeg/stream/coding.h"
 #include "platform/imageformats/jpeg/stream/jpeg_markers.h"
 
 namespace imageformats {
 
 namespace {
 
-constexpr int kMaxScans = 100;  // a hostile stream repeats scans; real ones have about ten
-constexpr std::uint32_t kRowsAtOnce = 16;
+constexpr std::uint32_t kBandRows = 16;
 
 J_COLOR_SPACE LibraryColor(EJpegColor color, J_COLOR_SPACE fromMarkers) {
   switch (color) {
@@ -74,7 +74,7 @@ struct CJpegDecoder::SState {
   }
 
   // Every call into libjpeg goes through here.
-  void Run(void (*step)(SState&)) { RunJpeg(errors, *this, step); }
+  void Run(void (*step)(SState&)) { CallJpegLibrary(errors, *this, step); }
 
   void Rewind() {
     Run([](SState& s) { jpeg_abort_decompress(&s.info); });
@@ -88,9 +88,9 @@ struct CJpegDecoder::SState {
   }
 
   void ApplyOptions(const SJpegDecodeOptions& how);
-  void TakeCoefficientMemory();
-  void GiveCoefficientMemory();
-  void LoadScans(bool fast);
+  void ReserveCoefficientMemory();
+  void ReleaseCoefficientMemory();
+  void ReadScans(bool fast);
   SSourceAxis Axis(std::uint32_t stored, std::uint32_t scaled) const;
 
   int status = 0;  // of jpeg_consume_input
@@ -166,25 +166,25 @@ void CJpegDecoder::SState::ApplyOptions(const SJpegDecodeOptions& how) {
 }
 
 // Streams of several scans keep all coefficients, two bytes each.
-void CJpegDecoder::SState::TakeCoefficientMemory() {
+void CJpegDecoder::SState::ReserveCoefficientMemory() {
   std::uint64_t blocks = 0;
   for (int i = 0; i < info.num_components; ++i) {
     const jpeg_component_info& component = info.comp_info[i];
     blocks += std::uint64_t{component.width_in_blocks} * component.height_in_blocks;
   }
-  guard->Take(blocks * sizeof(JBLOCK));
+  guard->Reserve(blocks * sizeof(JBLOCK));
   coefficientMemory = blocks * sizeof(JBLOCK);
 }
 
-void CJpegDecoder::SState::GiveCoefficientMemory() {
+void CJpegDecoder::SState::ReleaseCoefficientMemory() {
   if (coefficientMemory == 0) return;
   Run([](SState& s) { jpeg_abort_decompress(&s.info); });
-  guard->Give(coefficientMemory);
+  guard->Release(coefficientMemory);
   coefficientMemory = 0;
 }
 
-void CJpegDecoder::SState::LoadScans(bool fast) {
-  const ENeededScans need = fast ? ENeededScans::kUsable : ENeededScans::kVisible;
+void CJpegDecoder::SState::ReadScans(bool fast) {
+  const ENeededScans need = fast ? ENeededScans::kWithinTolerance : ENeededScans::kAtScale;
   bool mayStopEarly = true;
   for (status = JPEG_ROW_COMPLETED; status != JPEG_REACHED_EOI;) {
     Run([](SState& s) { s.status = jpeg_consume_input(&s.info); });
@@ -208,10 +208,10 @@ void CJpegDecoder::Start(const SJpegDecodeOptions& how, CRenderGuard& guard) {
   s.guard = &guard;
   s.coefficientMemory = 0;
   s.ApplyOptions(how);
-  if (s.info.buffered_image) s.TakeCoefficientMemory();
+  if (s.info.buffered_image) s.ReserveCoefficientMemory();
   s.Run([](SState& state) { jpeg_start_decompress(&state.info); });
   if (!s.info.buffered_image) return;
-  s.LoadScans(how.fast);
+  s.ReadScans(how.fast);
   s.Run([](SState& state) { jpeg_start_output(&state.info, state.info.input_scan_number); });
 }
 
@@ -243,16 +243,16 @@ void CJpegDecoder::ReadRows(std::uint8_t* rows, std::size_t stride, std::uint32_
     s.guard->CheckTime();
     s.rows = rows;
     s.stride = stride;
-    s.rowCount = std::min(count, kRowsAtOnce);
+    s.rowCount = std::min(count, kBandRows);
     s.Run([](SState& state) {
-      JSAMPROW pointers[kRowsAtOnce];
+      JSAMPROW pointers[kBandRows];
       for (std::uint32_t i = 0; i < state.rowCount; ++i) pointers[i] = state.rows + i * state.stride;
       for (std::uint32_t done = 0; done < state.rowCount;) {
         done += jpeg_read_scanlines(&state.info, pointers + done, state.rowCount - done);
       }
     });
   }
-  if (RowsLeft() == 0) s.GiveCoefficientMemory();
+  if (RowsLeft() == 0) s.ReleaseCoefficientMemory();
 }
 
 std::uint32_t CJpegDecoder::RowsLeft() const noexcept {

@@ -28,7 +28,7 @@ jpeg_error_mgr* InitJpegErrors(SJpegErrors& errors) noexcept;
 
 // Runs a step that calls libjpeg; throws what its failure means.
 template <class State>
-void RunJpeg(SJpegErrors& errors, State& state, void (*step)(State&)) {
+void CallJpegLibrary(SJpegErrors& errors, State& state, void (*step)(State&)) {
   if (!CallLibrary(errors.jump, state, step)) ThrowJpegError(errors);
 }
 

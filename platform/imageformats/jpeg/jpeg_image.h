@@ -23,7 +23,7 @@ class CJpegImage final : public COpenedImage {
  private:
   // The averages from block means alone, where these are fine enough and the file is plain; nothing otherwise.
   std::optional<SAveragedPicture> AverageMeans(const SRenderRequest& request, CRenderGuard& guard) const;
-  SSize FinestNeeded(const SRenderRequest& request) const noexcept;
+  SSize SizeToCover(const SRenderRequest& request) const noexcept;
   SAveragedPicture AverageDecoded(const SRenderRequest& request, CRenderGuard& guard);
   // Throws CUnsupportedError for frames that libjpeg does not decode.
   CJpegDecoder& Decoder();

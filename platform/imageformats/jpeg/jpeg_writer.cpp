@@ -74,7 +74,7 @@ struct CJpegWriter::SState {
     if (created) jpeg_destroy_compress(&info);
   }
 
-  void Run(void (*step)(SState&)) { RunJpeg(errors, *this, step); }
+  void Run(void (*step)(SState&)) { CallJpegLibrary(errors, *this, step); }
 };
 
 CJpegWriter::CJpegWriter(CQvByteArray& destination) : m_state(std::make_unique<SState>(destination)) {}

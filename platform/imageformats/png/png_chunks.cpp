@@ -44,7 +44,7 @@ std::optional<SPngChunk> PngChunkAt(const CInput& input, std::uint64_t offset) n
   return chunk;
 }
 
-bool AppendPngContent(const CInput& input, const SPngChunk& chunk, std::uint8_t* out) {
+bool CopyPngContent(const CInput& input, const SPngChunk& chunk, std::uint8_t* out) {
   std::uint8_t tag[4], stored[4];
   if (input.ReadAt(chunk.data - 4, tag, 4) != 4) return false;
   if (input.ReadAt(chunk.data, out, chunk.size) != chunk.size) return false;
@@ -52,10 +52,10 @@ bool AppendPngContent(const CInput& input, const SPngChunk& chunk, std::uint8_t*
   return libdeflate_crc32(libdeflate_crc32(0, tag, 4), out, chunk.size) == Word(stored);
 }
 
-std::optional<std::vector<std::uint8_t>> PngContent(const CInput& input, const SPngChunk& chunk, std::size_t most) {
+std::optional<std::vector<std::uint8_t>> ReadPngContent(const CInput& input, const SPngChunk& chunk, std::size_t most) {
   if (chunk.size > most) return std::nullopt;
   std::vector<std::uint8_t> content(chunk.size + std::size_t{1});  // never null
-  if (!AppendPngContent(input, chunk, content.data())) return std::nullopt;
+  if (!CopyPngContent(input, chunk, content.data())) return std::nullopt;
   content.pop_back();
   return content;
 }

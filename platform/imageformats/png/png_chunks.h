@@ -33,9 +33,9 @@ inline std::optional<SPngChunk> NextPngChunk(const CInput& input, const SPngChun
 }
 
 // The content, its CRC verified; nothing when it is damaged or longer than `most`.
-std::optional<std::vector<std::uint8_t>> PngContent(const CInput& input, const SPngChunk& chunk, std::size_t most);
+std::optional<std::vector<std::uint8_t>> ReadPngContent(const CInput& input, const SPngChunk& chunk, std::size_t most);
 // Appends the content to `out`, its CRC verified; false when it is damaged.
-bool AppendPngContent(const CInput& input, const SPngChunk& chunk, std::uint8_t* out);
+bool CopyPngContent(const CInput& input, const SPngChunk& chunk, std::uint8_t* out);
 
 // Decompresses a zlib stream whose size is not known; nothing when it is damaged or gives more than `most`.
 std::optional<std::vector<std::uint8_t>> Inflate(std::span<const std::uint8_t> stream, std::size_t most);

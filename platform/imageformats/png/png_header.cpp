@@ -12,7 +12,7 @@ namespace imageformats {
 
 namespace {
 
-constexpr std::size_t kMaxAncillary = 4u << 20;  // bytes of one descriptive chunk, packed or not
+constexpr std::size_t kMaxAncillaryBytes = 4u << 20;  // bytes of one descriptive chunk, packed or not
 constexpr std::size_t kMaxTexts = 1000;
 constexpr std::size_t kMaxChunks = 1000000;
 constexpr std::uint32_t kMaxSide = 0x7FFFFFFFu;  // ISO/IEC 15948, 11.2.2
@@ -39,7 +39,7 @@ bool IsDepthAllowed(std::uint8_t colorType, std::uint8_t depth) {
   }
 }
 
-SPngHeader HeaderOf(const SBytes& content) {
+SPngHeader ParseHeader(const SBytes& content) {
   if (content.size() != 13) throw CDamagedError("The PNG header is damaged");
   SPngHeader header;
   header.width = Word(content.data());
@@ -60,10 +60,10 @@ SPngHeader HeaderOf(const SBytes& content) {
 std::optional<SBytes> InflateNamed(const SBytes& content) {
   const auto zero = std::find(content.begin(), content.end(), std::uint8_t{0});
   if (content.end() - zero < 3 || zero[1] != 0) return std::nullopt;
-  return Inflate({zero + 2, content.end()}, kMaxAncillary);
+  return Inflate({zero + 2, content.end()}, kMaxAncillaryBytes);
 }
 
-void TakeAncillary(const SPngChunk& chunk, SBytes content, SPngHeader& header) {
+void ParseAncillary(const SPngChunk& chunk, SBytes content, SPngHeader& header) {
   switch (chunk.tag) {
     case PngTag("tRNS"):
       if ((header.colorType & 4) == 0) header.transparency = std::move(content);
@@ -115,14 +115,14 @@ std::optional<std::wstring> TextContent(std::uint32_t tag, const SBytes& content
   if (from == content.end()) return std::nullopt;
   SBytes text(from + 1, content.end());
   if (packed) {
-    auto inflated = Inflate(text, kMaxAncillary);
+    auto inflated = Inflate(text, kMaxAncillaryBytes);
     if (!inflated) return std::nullopt;
     text = std::move(*inflated);
   }
   return TextOf(Chars(text)).Str();
 }
 
-void TakeText(const SPngChunk& chunk, const SBytes& content, SPngTexts& texts) {
+void ParseText(const SPngChunk& chunk, const SBytes& content, SPngTexts& texts) {
   if (chunk.tag == PngTag("tIME")) {
     if (content.size() == 7) {
       texts.modified = {content[0] * 256 + content[1], content[2], content[3], content[4], content[5], content[6]};
@@ -160,25 +160,25 @@ std::uint64_t SPngHeader::RowBytes() const noexcept {
 SPngHeader ReadPngHeader(const CInput& input) {
   auto chunk = IsPng(input) ? FirstPngChunk(input) : std::nullopt;
   if (!chunk || chunk->tag != PngTag("IHDR")) throw CDamagedError("The file is not a PNG file");
-  const auto content = PngContent(input, *chunk, 13);
+  const auto content = ReadPngContent(input, *chunk, 13);
   if (!content) throw CDamagedError("The PNG header is damaged");
-  SPngHeader header = HeaderOf(*content);
+  SPngHeader header = ParseHeader(*content);
   for (std::size_t count = 0; count < kMaxChunks; ++count) {
     chunk = NextPngChunk(input, *chunk);
     if (!chunk || chunk->tag == PngTag("IEND")) break;
     if (chunk->tag == PngTag("IDAT")) {
-      header.firstData = chunk->data - 8;
+      header.firstIdat = chunk->data - 8;
       CheckPalette(header);
       return header;
     }
     if (IsTextChunk(chunk->tag)) continue;
-    auto bytes = PngContent(input, *chunk, chunk->tag == PngTag("PLTE") ? 768 : kMaxAncillary);
+    auto bytes = ReadPngContent(input, *chunk, chunk->tag == PngTag("PLTE") ? 768 : kMaxAncillaryBytes);
     if (!bytes && chunk->IsCritical()) throw CDamagedError("The PNG file is damaged");
     if (!bytes) continue;
     if (chunk->tag == PngTag("PLTE")) {
       header.palette = std::move(*bytes);
     } else {
-      TakeAncillary(*chunk, std::move(*bytes), header);
+      ParseAncillary(*chunk, std::move(*bytes), header);
     }
   }
   throw CDamagedError("The PNG file ends before its picture begins");
@@ -189,7 +189,7 @@ SPngTexts ReadPngTexts(const CInput& input) {
   auto chunk = IsPng(input) ? FirstPngChunk(input) : std::nullopt;
   for (std::size_t count = 0; chunk && count < kMaxChunks; ++count) {
     if (IsTextChunk(chunk->tag)) {
-      if (const auto content = PngContent(input, *chunk, kMaxAncillary)) TakeText(*chunk, *content, texts);
+      if (const auto content = ReadPngContent(input, *chunk, kMaxAncillaryBytes)) ParseText(*chunk, *content, texts);
     }
     chunk = NextPngChunk(input, *chunk);
   }

@@ -26,7 +26,7 @@ struct SPngHeader {
   bool isSrgb = false;
   std::vector<std::uint8_t> profile;  // ICC
   std::vector<std::uint8_t> exif;
-  std::uint64_t firstData = 0;  // offset of the first IDAT chunk
+  std::uint64_t firstIdat = 0;  // offset of the first IDAT chunk
 
   std::uint32_t StoredChannels() const noexcept;  // samples per pixel in the file
   // Bytes of a row as filtered, without the filter's own byte.

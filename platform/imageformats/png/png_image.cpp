@@ -12,7 +12,7 @@ namespace imageformats {
 
 namespace {
 
-constexpr std::uint32_t kRowsAtOnce = 16;
+constexpr std::uint32_t kBandRows = 16;
 
 SQvImageInfo InfoOf(const SPngHeader& header, const CPngRowConverter& pixels, SSize displayed) {
   SQvImageInfo info = PlainInfo(displayed, pixels.Components(), static_cast<std::uint8_t>(8 * pixels.SampleBytes()));
@@ -39,7 +39,7 @@ void CPngImage::Read(SQvPicBuf& picture, CRenderGuard& guard) {
   std::vector<std::uint16_t> buffer = guard.NewVector<std::uint16_t>((m_pixels.RowBytes() + 1) / 2);
   auto* converted = reinterpret_cast<std::uint8_t*>(buffer.data());
   for (std::uint32_t y = 0; y < m_stored.height;) {
-    const IPngRowSource::SBand band = rows->NextBand(kRowsAtOnce);
+    const IPngRowSource::SBand band = rows->NextBand(kBandRows);
     for (std::uint32_t i = 0; i < band.count; ++i, ++y) {
       m_pixels.Convert(band.rows + i * band.stride, converted);
       placement.PlaceRow(y, converted);
@@ -54,13 +54,13 @@ SAveragedPicture CPngImage::Average(SSize reduced, CRenderGuard& guard) const {
   CAreaReducer reducer(m_stored, reduced, colors, type, guard);
   const bool asStored = m_pixels.IsIdentity() && !m_pixels.HasAlpha();
   const std::size_t words = asStored ? 0 : (m_pixels.RowBytes() + 1) / 2;
-  std::vector<std::uint16_t> buffer = guard.NewVector<std::uint16_t>(words * kRowsAtOnce);
+  std::vector<std::uint16_t> buffer = guard.NewVector<std::uint16_t>(words * kBandRows);
   for (std::uint32_t y = 0; y < m_stored.height;) {
-    IPngRowSource::SBand band = rows->NextBand(kRowsAtOnce);
+    IPngRowSource::SBand band = rows->NextBand(kBandRows);
     for (std::uint32_t i = 0; i < band.count && !asStored; ++i) {
       auto* row = reinterpret_cast<std::uint8_t*>(buffer.data() + i * words);
       m_pixels.Convert(band.rows + i * band.stride, row);
-      LayPngRowOverWhite(m_pixels, row, m_stored.width);
+      BlendPngRowOverWhite(m_pixels, row, m_stored.width);
     }
     if (!asStored) band = {reinterpret_cast<std::uint8_t*>(buffer.data()), words * 2, band.count};
     reducer.AddBand(0, y, m_stored.width, band.count, band.rows, band.stride);
@@ -79,7 +79,7 @@ void CPngImage::Render(const SRenderRequest& request, SQvPicBuf& picture, CRende
   show.profile = m_header.profile;
   show.orientation = m_orientation;
   CorrectPngGamma(m_header, show.nominal.high, averages);
-  ShowAveraged(averages, show, picture);
+  DisplayAverages(averages, show, picture);
 }
 
 SImageMetadata CPngImage::Metadata() {

@@ -4,7 +4,7 @@
 
 #include "platform/imageformats/codec/codec_module.h"
 #include "platform/imageformats/png/png_header.h"
-#include "platform/imageformats/png/png_pixels.h"
+#include "platform/imageformats/png/png_row_converter.h"
 #include "platform/imageformats/render/area_reducer.h"
 #include "platform/imageformats/render/orientation.h"
 

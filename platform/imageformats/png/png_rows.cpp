@@ -7,8 +7,8 @@ namespace imageformats {
 std::unique_ptr<IPngRowSource> OpenPngRows(std::shared_ptr<const CInput> input, const SPngHeader& header,
                                            CRenderGuard& guard) {
   guard.CheckPixels(header.width, header.height);
-  if (auto rows = OpenWholePng(*input, header, guard)) return rows;
-  return OpenLibraryPng(std::move(input), header, guard);
+  if (auto rows = OpenWholePngRows(*input, header, guard)) return rows;
+  return OpenLibpngRows(std::move(input), header, guard);
 }
 
 }  // namespace imageformats

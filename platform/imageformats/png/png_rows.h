@@ -29,9 +29,9 @@ class IPngRowSource {
 std::unique_ptr<IPngRowSource> OpenPngRows(std::shared_ptr<const CInput> input, const SPngHeader& header,
                                            CRenderGuard& guard);
 
-// The two ways. OpenWholePng gives nothing when the picture is not for it.
-std::unique_ptr<IPngRowSource> OpenWholePng(const CInput& input, const SPngHeader& header, CRenderGuard& guard);
-std::unique_ptr<IPngRowSource> OpenLibraryPng(std::shared_ptr<const CInput> input, const SPngHeader& header,
+// The two ways. OpenWholePngRows gives nothing when the picture is not for it.
+std::unique_ptr<IPngRowSource> OpenWholePngRows(const CInput& input, const SPngHeader& header, CRenderGuard& guard);
+std::unique_ptr<IPngRowSource> OpenLibpngRows(std::shared_ptr<const CInput> input, const SPngHeader& header,
                                               CRenderGuard& guard);
 
 }  // namespace imageformats

@@ -77,7 +77,7 @@ class CLibpngRows final : public IPngRowSource {
   CLibpngRows(std::shared_ptr<const CInput> input, const SPngHeader& header, CRenderGuard& guard)
       : m_input(std::move(input)), m_rowBytes(header.RowBytes()), m_height(header.height), m_guard(guard) {
     // libpng holds two rows, as wide as the file says.
-    guard.Take(CRenderGuard::Multiply(m_rowBytes + kRowPadding, 2));
+    guard.Reserve(CRenderGuard::Multiply(m_rowBytes + kRowPadding, 2));
     m_state.input = m_input.get();
     Begin();
     const bool agrees = png_get_image_width(m_state.png, m_state.info) == header.width &&
@@ -131,12 +131,12 @@ class CLibpngRows final : public IPngRowSource {
 
   // Each pass fills in pixels of the whole picture.
   void ReadInterlaced() {
-    constexpr std::uint32_t kRowsAtOnce = 64;
+    constexpr std::uint32_t kBandRows = 64;
     m_rows = m_guard.NewVector<std::uint8_t>(CRenderGuard::Multiply(m_rowBytes, m_height));
     for (int pass = 0; pass < m_state.passes; ++pass) {
-      for (std::uint32_t y = 0; y < m_height; y += kRowsAtOnce) {
+      for (std::uint32_t y = 0; y < m_height; y += kBandRows) {
         m_guard.CheckTime();
-        ReadRows(m_rows.data() + y * m_rowBytes, std::min(kRowsAtOnce, m_height - y));
+        ReadRows(m_rows.data() + y * m_rowBytes, std::min(kBandRows, m_height - y));
       }
     }
   }
@@ -152,7 +152,7 @@ class CLibpngRows final : public IPngRowSource {
 
 }  // namespace
 
-std::unique_ptr<IPngRowSource> OpenLibraryPng(std::shared_ptr<const CInput> input, const SPngHeader& header,
+std::unique_ptr<IPngRowSource> OpenLibpngRows(std::shared_ptr<const CInput> input, const SPngHeader& header,
                                               CRenderGuard& guard) {
   return std::make_unique<CLibpngRows>(std::move(input), header, guard);
 }

@@ -11,7 +11,7 @@ namespace imageformats {
 namespace {
 
 // Packed and unpacked data together: two workers stay within 60 MiB.
-constexpr std::uint64_t kMaxWhole = 24u << 20;
+constexpr std::uint64_t kMaxWholeBytes = 24u << 20;
 // Deflate cannot pack better; a file that claims more is lying.
 constexpr std::uint64_t kMaxDeflateRatio = 1032;
 
@@ -48,18 +48,18 @@ class CWholePngRows final : public IPngRowSource {
 };
 
 // All IDAT contents in one; empty when they are damaged or too much.
-std::vector<std::uint8_t> PackedData(const CInput& input, const SPngHeader& header, std::uint64_t most) {
+std::vector<std::uint8_t> ReadIdatContent(const CInput& input, const SPngHeader& header, std::uint64_t most) {
   std::uint64_t size = 0;
   const auto isData = [](const std::optional<SPngChunk>& c) { return c && c->tag == PngTag("IDAT"); };
-  for (auto chunk = PngChunkAt(input, header.firstData); isData(chunk); chunk = NextPngChunk(input, *chunk)) {
+  for (auto chunk = PngChunkAt(input, header.firstIdat); isData(chunk); chunk = NextPngChunk(input, *chunk)) {
     size += chunk->size;
     if (size > most) return {};
   }
   std::vector<std::uint8_t> packed(static_cast<std::size_t>(size));
   std::size_t done = 0;
-  for (auto chunk = PngChunkAt(input, header.firstData); done < size; chunk = NextPngChunk(input, *chunk)) {
+  for (auto chunk = PngChunkAt(input, header.firstIdat); done < size; chunk = NextPngChunk(input, *chunk)) {
     if (!isData(chunk) || chunk->size > size - done) return {};
-    if (!AppendPngContent(input, *chunk, packed.data() + done)) return {};
+    if (!CopyPngContent(input, *chunk, packed.data() + done)) return {};
     done += chunk->size;
   }
   return packed;
@@ -67,15 +67,15 @@ std::vector<std::uint8_t> PackedData(const CInput& input, const SPngHeader& head
 
 }  // namespace
 
-std::unique_ptr<IPngRowSource> OpenWholePng(const CInput& input, const SPngHeader& header, CRenderGuard& guard) {
+std::unique_ptr<IPngRowSource> OpenWholePngRows(const CInput& input, const SPngHeader& header, CRenderGuard& guard) {
   const std::uint64_t unpacked = CRenderGuard::Multiply(header.RowBytes() + 1, header.height);
-  const std::uint64_t budget = std::min(kMaxWhole, guard.Available());
+  const std::uint64_t budget = std::min(kMaxWholeBytes, guard.Available());
   if (header.interlaced || unpacked >= budget) return nullptr;
-  const std::vector<std::uint8_t> packed = PackedData(input, header, budget - unpacked);
+  const std::vector<std::uint8_t> packed = ReadIdatContent(input, header, budget - unpacked);
   if (packed.empty() || unpacked / kMaxDeflateRatio > packed.size()) return nullptr;
   std::vector<std::uint8_t> filtered(static_cast<std::size_t>(unpacked));
   if (!InflateExactly(packed, filtered)) return nullptr;
-  guard.Take(unpacked);
+  guard.Reserve(unpacked);
   return std::make_unique<CWholePngRows>(std::move(filtered), header, guard);
 }
 

@@ -65,11 +65,11 @@ std::size_t SampleBytes(ESampleType type) noexcept {
 
 SSize ReducedSize(const SSourceAxis& x, const SSourceAxis& y, SSize displayedRequest, EOrientation o) noexcept {
   const SSize wanted = DisplayedSize(displayedRequest, o);
-  return {std::min(wanted.width, MaxResult(x)), std::min(wanted.height, MaxResult(y))};
+  return {std::min(wanted.width, MaxResultPixels(x)), std::min(wanted.height, MaxResultPixels(y))};
 }
 
 SSize ReducedSize(SSize stored, SSize displayedRequest, EOrientation o) noexcept {
-  return ReducedSize(SourceAxis(stored.width), SourceAxis(stored.height), displayedRequest, o);
+  return ReducedSize(PlainAxis(stored.width), PlainAxis(stored.height), displayedRequest, o);
 }
 
 CAreaReducer::CAreaReducer(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components,
@@ -77,7 +77,7 @@ CAreaReducer::CAreaReducer(const SSourceAxis& x, const SSourceAxis& y, SSize res
     : m_kernel(MakeKernel(x, y, result, components, type, guard)) {}
 
 CAreaReducer::CAreaReducer(SSize source, SSize result, std::uint32_t components, ESampleType type, CRenderGuard& guard)
-    : CAreaReducer(SourceAxis(source.width), SourceAxis(source.height), result, components, type, guard) {}
+    : CAreaReducer(PlainAxis(source.width), PlainAxis(source.height), result, components, type, guard) {}
 
 CAreaReducer::CAreaReducer(CAreaReducer&&) noexcept = default;
 CAreaReducer& CAreaReducer::operator=(CAreaReducer&&) noexcept = default;

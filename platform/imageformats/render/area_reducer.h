@@ -23,21 +23,21 @@ struct SAveragedPicture {
 
 // One axis of a source. `pixels` samples lie on it, each `pitch` units wide, over an extent of `extent` units; the last
 // may stick out. A decoder that scales by M/8 delivers ceil(n * M / 8) samples for n: {ceil(n*M/8), 8, n*M} keeps the
-// average exact. Plain sources: SourceAxis(n).
+// average exact. Plain sources: PlainAxis(n).
 struct SSourceAxis {
   std::uint32_t pixels = 0;
   std::uint64_t pitch = 1;
   std::uint64_t extent = 0;
 };
-constexpr SSourceAxis SourceAxis(std::uint32_t pixels) noexcept { return {pixels, 1, pixels}; }
+constexpr SSourceAxis PlainAxis(std::uint32_t pixels) noexcept { return {pixels, 1, pixels}; }
 // Whole samples that the axis covers: the most that a result may have.
-constexpr std::uint32_t MaxResult(const SSourceAxis& axis) noexcept {
+constexpr std::uint32_t MaxResultPixels(const SSourceAxis& axis) noexcept {
   const std::uint64_t whole = axis.extent / axis.pitch;
   return whole == 0 ? 1 : static_cast<std::uint32_t>(whole);
 }
 
 // The size a codec reduces a stored picture to: the request turned back into stored orientation, along each axis not
-// more than the source has. ShowAveraged and DeliverRgb enlarge what remains.
+// more than the source has. DisplayAverages and OrientAndFitRgb enlarge what remains.
 SSize ReducedSize(const SSourceAxis& x, const SSourceAxis& y, SSize displayedRequest, EOrientation o) noexcept;
 SSize ReducedSize(SSize stored, SSize displayedRequest, EOrientation o) noexcept;
 
@@ -47,8 +47,8 @@ SSize ReducedSize(SSize stored, SSize displayedRequest, EOrientation o) noexcept
 // finished result row is summed across. Memory: the result in doubles and some rows.
 class CAreaReducer {
  public:
-  // `result` must lie within MaxResult of the axes and both be non-zero; CDamagedError otherwise, and when memory is
-  // over the guard's limit.
+  // `result` must lie within MaxResultPixels of the axes and both be non-zero; CDamagedError otherwise, and when memory
+  // is over the guard's limit.
   CAreaReducer(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, ESampleType type,
                CRenderGuard& guard);
   CAreaReducer(SSize source, SSize result, std::uint32_t components, ESampleType type, CRenderGuard& guard);

@@ -10,8 +10,8 @@ namespace imageformats {
 
 namespace {
 
-constexpr std::size_t kMaxProfile = 16u << 20;  // no real profile comes near
-constexpr std::size_t kBlock = 1024;            // pixels converted at a time
+constexpr std::size_t kMaxProfileBytes = 16u << 20;  // no real profile comes near
+constexpr std::size_t kPixelsPerBlock = 1024;        // pixels converted at a time
 
 struct SContextDelete {
   void operator()(cmsContext context) const { cmsDeleteContext(context); }
@@ -48,31 +48,31 @@ SLibraryFormat FormatOf(EColorModel model) {
 }
 
 CProfilePtr SourceProfile(cmsContext context, EColorModel model, std::span<const std::uint8_t> bytes) {
-  if (!bytes.empty() && bytes.size() <= kMaxProfile) {
+  if (!bytes.empty() && bytes.size() <= kMaxProfileBytes) {
     CProfilePtr profile(cmsOpenProfileFromMemTHR(context, bytes.data(), static_cast<cmsUInt32Number>(bytes.size())));
     if (profile && cmsGetColorSpace(profile.get()) == FormatOf(model).space) return profile;
   }
   return CProfilePtr(model == EColorModel::kLab ? cmsCreateLab4ProfileTHR(context, nullptr) : nullptr);
 }
 
-std::uint8_t Byte(float value) {
+std::uint8_t ToByte(float value) {
   return value > 0.0f ? static_cast<std::uint8_t>(std::min(value, 1.0f) * 255.0f + 0.5f) : std::uint8_t{0};
 }
 
-std::uint16_t Word(float value) {
+std::uint16_t ToWord(float value) {
   return value > 0.0f ? static_cast<std::uint16_t>(std::min(value, 1.0f) * 65535.0f + 0.5f) : std::uint16_t{0};
 }
 
 // Without a profile: grey and RGB as stored, CMYK as inks that each swallow their complement.
-void ConvertPlain(EColorModel model, const float* pixels, std::size_t count, std::uint8_t* rgb) {
+void ConvertWithoutProfile(EColorModel model, const float* pixels, std::size_t count, std::uint8_t* rgb) {
   for (std::size_t i = 0; i < count; ++i, rgb += 3) {
     if (model == EColorModel::kGrey) {
-      rgb[0] = rgb[1] = rgb[2] = Byte(pixels[i]);
+      rgb[0] = rgb[1] = rgb[2] = ToByte(pixels[i]);
       continue;
     }
     const float* p = pixels + i * ModelComponents(model);
     const float light = model == EColorModel::kCmyk ? 1.0f - std::clamp(p[3], 0.0f, 1.0f) : 1.0f;
-    for (std::size_t k = 0; k < 3; ++k) rgb[k] = Byte(model == EColorModel::kCmyk ? (1.0f - p[k]) * light : p[k]);
+    for (std::size_t k = 0; k < 3; ++k) rgb[k] = ToByte(model == EColorModel::kCmyk ? (1.0f - p[k]) * light : p[k]);
   }
 }
 
@@ -90,7 +90,7 @@ struct CColorTransform::SState {
 
   void Open(std::span<const std::uint8_t> profile);
   void ConvertBlock(const float* pixels, std::size_t count, std::uint8_t* rgb) const;
-  bool LeavesColorsAlone() const;
+  bool IsNearIdentity() const;
 };
 
 void CColorTransform::SState::Open(std::span<const std::uint8_t> profile) {
@@ -104,12 +104,12 @@ void CColorTransform::SState::Open(std::span<const std::uint8_t> profile) {
   if (!source || !screen) return;
   transform.reset(cmsCreateTransformTHR(context.get(), source.get(), FormatOf(model).format, screen.get(), TYPE_RGB_8,
                                         INTENT_PERCEPTUAL, cmsFLAGS_NOCACHE));
-  if (transform && identity) identity = LeavesColorsAlone();
+  if (transform && identity) identity = IsNearIdentity();
   if (identity) transform.reset();
 }
 
 // sRGB profiles come in many wordings; what they do to a few colours tells.
-bool CColorTransform::SState::LeavesColorsAlone() const {
+bool CColorTransform::SState::IsNearIdentity() const {
   constexpr int kTolerance = 2;
   constexpr float kLevels[] = {0.0f, 0.05f, 0.2f, 0.5f, 0.8f, 1.0f};
   const std::size_t components = ModelComponents(model);
@@ -121,7 +121,7 @@ bool CColorTransform::SState::LeavesColorsAlone() const {
   }
   const std::size_t count = probes.size() / components;
   std::vector<std::uint8_t> plain(count * 3), managed(count * 3);
-  ConvertPlain(model, probes.data(), count, plain.data());
+  ConvertWithoutProfile(model, probes.data(), count, plain.data());
   ConvertBlock(probes.data(), count, managed.data());
   return std::equal(plain.begin(), plain.end(), managed.begin(),
                     [](int a, int b) { return std::abs(a - b) <= kTolerance; });
@@ -135,7 +135,7 @@ void CColorTransform::SState::ConvertBlock(const float* pixels, std::size_t coun
     return cmsDoTransform(transform.get(), finite.data(), rgb, static_cast<cmsUInt32Number>(count));
   }
   std::vector<std::uint16_t> words(samples);
-  std::transform(pixels, pixels + samples, words.begin(), Word);
+  std::transform(pixels, pixels + samples, words.begin(), ToWord);
   cmsDoTransform(transform.get(), words.data(), rgb, static_cast<cmsUInt32Number>(count));
 }
 
@@ -152,10 +152,10 @@ CColorTransform::~CColorTransform() = default;
 bool CColorTransform::IsIdentity() const noexcept { return m_state->identity; }
 
 void CColorTransform::Convert(const float* pixels, std::size_t count, std::uint8_t* rgb) {
-  if (!m_state->transform) return ConvertPlain(m_state->model, pixels, count, rgb);
+  if (!m_state->transform) return ConvertWithoutProfile(m_state->model, pixels, count, rgb);
   const std::size_t components = ModelComponents(m_state->model);
-  for (std::size_t done = 0; done < count; done += kBlock) {
-    m_state->ConvertBlock(pixels + done * components, std::min(kBlock, count - done), rgb + done * 3);
+  for (std::size_t done = 0; done < count; done += kPixelsPerBlock) {
+    m_state->ConvertBlock(pixels + done * components, std::min(kPixelsPerBlock, count - done), rgb + done * 3);
   }
 }
 

@@ -45,7 +45,7 @@ void NormaliseRow(const float* in, std::size_t pixels, std::uint32_t step, const
 
 }  // namespace
 
-void ShowAveraged(const SAveragedPicture& averages, const SDisplaySettings& how, SQvPicBuf& picture) {
+void DisplayAverages(const SAveragedPicture& averages, const SDisplaySettings& how, SQvPicBuf& picture) {
   if (averages.components < ModelComponents(how.model)) throw CDamagedError("The picture lacks colour components");
   const SDisplayRange range = RangeFor(averages, how);
   CColorTransform transform(how.model, how.profile);
@@ -63,10 +63,10 @@ void ShowAveraged(const SAveragedPicture& averages, const SDisplaySettings& how,
       transform.Convert(row.data(), pixels, out);
     }
   }
-  DeliverRgb(rgb, averages.size, how.orientation, picture);
+  OrientAndFitRgb(rgb, averages.size, how.orientation, picture);
 }
 
-void DeliverRgb(std::span<const std::uint8_t> rgb, SSize size, EOrientation orientation, SQvPicBuf& picture) {
+void OrientAndFitRgb(std::span<const std::uint8_t> rgb, SSize size, EOrientation orientation, SQvPicBuf& picture) {
   const SSize shown = DisplayedSize(size, orientation);
   const auto place = [&](SQvPicBuf& to) {
     const COrientedPlacement placement(size, orientation, 3, to.data, to.widthBytes);

@@ -26,9 +26,9 @@ struct SDisplaySettings {
 
 // Averages (at least ModelComponents(model) components per pixel; further ones are ignored) to the caller's picture:
 // tone, colour, orientation, and enlargement where the picture is bigger than the averages.
-void ShowAveraged(const SAveragedPicture& averages, const SDisplaySettings& how, SQvPicBuf& picture);
+void DisplayAverages(const SAveragedPicture& averages, const SDisplaySettings& how, SQvPicBuf& picture);
 
 // Finished R G B bytes, tightly packed, in stored orientation, to the caller's picture: orientation and enlargement.
-void DeliverRgb(std::span<const std::uint8_t> rgb, SSize size, EOrientation orientation, SQvPicBuf& picture);
+void OrientAndFitRgb(std::span<const std::uint8_t> rgb, SSize size, EOrientation orientation, SQvPicBuf& picture);
 
 }  // namespace imageformats

@@ -9,7 +9,7 @@ namespace imageformats {
 
 CReducerAxis::CReducerAxis(const SSourceAxis& source, std::uint32_t result)
     : m_source(source), m_result(result), m_step(source.pitch * result) {
-  if (source.pixels == 0 || source.pitch == 0 || result == 0 || result > MaxResult(source)) {
+  if (source.pixels == 0 || source.pitch == 0 || result == 0 || result > MaxResultPixels(source)) {
     throw CDamagedError("The picture's size is impossible");
   }
   const std::uint64_t reach = std::uint64_t{source.pixels} * source.pitch;

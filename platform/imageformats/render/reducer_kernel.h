@@ -18,7 +18,7 @@ class CAreaReducer::CKernel {
   CKernel(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, CRenderGuard& guard)
       : m_x(x, result.width), m_y(y, result.height), m_components(components) {
     const std::uint64_t samples = CRenderGuard::Multiply(std::uint64_t{result.width} * result.height, components);
-    guard.Take(CRenderGuard::Multiply(samples, sizeof(float)));  // Finish makes them
+    guard.Reserve(CRenderGuard::Multiply(samples, sizeof(float)));  // Finish makes them
     m_sums = guard.NewVector<double>(samples);
   }
   virtual ~CKernel() = default;
@@ -56,7 +56,8 @@ class CTypedKernel final : public CAreaReducer::CKernel {
  public:
   CTypedKernel(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, CRenderGuard& guard)
       : CKernel(x, y, result, components, guard), m_guard(guard) {
-    guard.Take(CRenderGuard::Multiply(CRenderGuard::Multiply(x.pixels, components), sizeof(Sum) + 2 * sizeof(Column)));
+    guard.Reserve(
+        CRenderGuard::Multiply(CRenderGuard::Multiply(x.pixels, components), sizeof(Sum) + 2 * sizeof(Column)));
   }
 
   void AddBand(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, const void* data,
@@ -79,7 +80,7 @@ class CTypedKernel final : public CAreaReducer::CKernel {
   SAveragedPicture Finish() override {
     Flush();
     SAveragedPicture averages = Averages();
-    if (m_missing) TakeOutMissing(averages);
+    if (m_missing) RemoveMissing(averages);
     return averages;
   }
 
@@ -101,7 +102,7 @@ class CTypedKernel final : public CAreaReducer::CKernel {
   std::uint32_t AddRows(std::uint32_t y, std::uint32_t rows, const std::uint8_t* data, std::size_t stride) {
     const std::uint32_t inner = std::min(m_y.InnerPixelsFrom(y), rows);
     if constexpr (std::is_floating_point_v<T>) {
-      const T* row = Finite(y, reinterpret_cast<const T*>(data));
+      const T* row = WithoutNonFinite(y, reinterpret_cast<const T*>(data));
       if (inner == 0) {
         CloseRow(y, row);
       } else {
@@ -136,7 +137,7 @@ class CTypedKernel final : public CAreaReducer::CKernel {
     CloseColumns(m_totals.data(), m_columns.data(), m_rowSums.data(), row, static_cast<Column>(share.first),
                  static_cast<Column>(share.next), Samples());
     m_rowsSummed = 0;
-    Emit(share.result);
+    AddRowTotals(share.result);
     m_pending = share.next > 0.0f;
     m_pendingRow = share.result + 1;
   }
@@ -145,11 +146,11 @@ class CTypedKernel final : public CAreaReducer::CKernel {
     if (!m_pending) return;
     CloseColumns<T>(m_totals.data(), m_columns.data(), m_rowSums.data(), nullptr, Column{}, Column{}, Samples());
     m_rowsSummed = 0;
-    Emit(m_pendingRow);
+    AddRowTotals(m_pendingRow);
     m_pending = false;
   }
 
-  void Emit(std::uint32_t resultRow) {
+  void AddRowTotals(std::uint32_t resultRow) {
     double* out = m_sums.data() + std::size_t{resultRow} * m_x.Result() * m_components;
     for (const SPixelSpan& span : m_spans) {
       AddSpan(out + std::size_t{span.result} * m_components, m_totals.data(), span, m_components);
@@ -158,7 +159,7 @@ class CTypedKernel final : public CAreaReducer::CKernel {
 
   // The row itself, or a copy with 0 for what is not finite; those samples are counted in m_missing and taken out of
   // the averages at the end.
-  const T* Finite(std::uint32_t y, const T* row) {
+  const T* WithoutNonFinite(std::uint32_t y, const T* row) {
     const std::size_t samples = Samples();
     if (AllFinite(row, samples)) return row;
     if (!m_missing) {
@@ -167,17 +168,17 @@ class CTypedKernel final : public CAreaReducer::CKernel {
                                                                m_components, m_guard);
     }
     m_cleaned.resize(samples);
-    m_marks.resize(samples);
+    m_missingMarks.resize(samples);
     for (std::size_t i = 0; i < samples; ++i) {
       const bool finite = std::isfinite(row[i]);
       m_cleaned[i] = finite ? row[i] : T{};
-      m_marks[i] = finite ? 0 : 1;
+      m_missingMarks[i] = finite ? 0 : 1;
     }
-    m_missing->AddBand(m_rangeX, y, m_rangeWidth, 1, m_marks.data(), samples);
+    m_missing->AddBand(m_rangeX, y, m_rangeWidth, 1, m_missingMarks.data(), samples);
     return m_cleaned.data();
   }
 
-  void TakeOutMissing(SAveragedPicture& averages) {
+  void RemoveMissing(SAveragedPicture& averages) {
     constexpr float kNothingLeft = 1.0f - 1e-5f;  // single-precision weights do not add up to 1 exactly
     const SAveragedPicture missing = m_missing->Finish();
     for (std::size_t i = 0; i < averages.samples.size(); ++i) {
@@ -197,7 +198,7 @@ class CTypedKernel final : public CAreaReducer::CKernel {
   CRenderGuard& m_guard;
   std::unique_ptr<CTypedKernel<std::uint8_t>> m_missing;
   std::vector<T> m_cleaned;
-  std::vector<std::uint8_t> m_marks;
+  std::vector<std::uint8_t> m_missingMarks;
 };
 
 }  // namespace imageformats

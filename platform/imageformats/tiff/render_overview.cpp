@@ -20,7 +20,7 @@ SReducedPage ReducePlane(STiffFile& file, SDataset::EKind kind, const SPlane& pl
   const SSize wanted = ReducedSize(page.Size(), request.displayed, page.orientation);
   const std::uint64_t level = ChooseLevel(page, levels, wanted);
   request.orientation = page.orientation;
-  request.planeSkip = plane.skip;
+  request.dataOffset = plane.dataOffset;
   if (level == page.offset) return ReducePage(file.handle, page, request, guard);
   return ReducePage(file.handle, ReadDatasetPage(file, kind, level), request, guard);
 }
@@ -31,13 +31,13 @@ void RenderPicture(CFileSet& files, const SDataset& dataset, const SReduceReques
   STiffFile& file = files.File(dataset.mainPlane.file);
   const SReducedPage reduced = ReducePlane(file, dataset.kind, dataset.mainPlane, page, request, guard);
   SDisplaySettings show;
-  show.model = reduced.meaning.model;
-  show.nominal = reduced.meaning.nominal;
-  show.stretch = reduced.meaning.stretch;
-  show.inverted = reduced.meaning.inverted;
+  show.model = reduced.pixelFormat.model;
+  show.nominal = reduced.pixelFormat.nominal;
+  show.stretch = reduced.pixelFormat.stretch;
+  show.inverted = reduced.pixelFormat.inverted;
   show.profile = page.profile;
   show.orientation = page.orientation;
-  ShowAveraged(reduced.averages, show, picture);
+  DisplayAverages(reduced.averages, show, picture);
 }
 
 // The range that the author left a picture with is kept while it still shows it: neither mostly black nor mostly
@@ -48,15 +48,15 @@ bool ShowsPicture(const SDisplayRange& range, const SDisplayRange& full) noexcep
          range.low <= full.low + 0.5 * span && range.high >= full.low + 0.3 * span;
 }
 
-SDisplayRange ChooseRange(const SOverviewChannel& channel, const SPixelFormat& meaning,
+SDisplayRange ChooseRange(const SOverviewChannel& channel, const SPixelFormat& pixelFormat,
                           const std::vector<float>& samples) {
-  const SDisplayRange full = PercentileRange(samples, 0, 1, meaning.nominal);
+  const SDisplayRange full = PercentileRange(samples, 0, 1, pixelFormat.nominal);
   if (channel.range && ShowsPicture(*channel.range, full)) return *channel.range;
-  return meaning.stretch ? full : meaning.nominal;
+  return pixelFormat.stretch ? full : pixelFormat.nominal;
 }
 
 bool SamePlane(const SPlane& a, const SPlane& b) noexcept {
-  return a.file == b.file && a.directory == b.directory && a.skip == b.skip;
+  return a.file == b.file && a.directory == b.directory && a.dataOffset == b.dataOffset;
 }
 
 bool IsWanted(std::size_t channel, std::uint32_t mask) noexcept { return channel >= 32 || (mask >> channel & 1) != 0; }
@@ -79,7 +79,7 @@ class CChannelRenderer {
       first = next;
     }
     if (m_displayed.empty()) m_size = {1, 1};
-    DeliverRgb(CompositeChannels(m_displayed, m_size), m_size, m_dataset.page.orientation, picture);
+    OrientAndFitRgb(CompositeChannels(m_displayed, m_size), m_size, m_dataset.page.orientation, picture);
   }
 
  private:
@@ -103,10 +103,10 @@ class CChannelRenderer {
     displayed.samples.reserve(reduced.averages.samples.size() / step);
     for (std::size_t i = component; i < reduced.averages.samples.size(); i += step) {
       const float value = reduced.averages.samples[i];
-      displayed.samples.push_back(reduced.meaning.inverted ? static_cast<float>(reduced.meaning.nominal.high) - value
-                                                           : value);
+      displayed.samples.push_back(
+          reduced.pixelFormat.inverted ? static_cast<float>(reduced.pixelFormat.nominal.high) - value : value);
     }
-    displayed.range = ChooseRange(channel, reduced.meaning, displayed.samples);
+    displayed.range = ChooseRange(channel, reduced.pixelFormat, displayed.samples);
     displayed.table = channel.table;
     displayed.color = DisplayColor(m_dataset.channels, index);
     m_displayed.push_back(std::move(displayed));

@@ -6,7 +6,7 @@
 #include "platform/imageformats/tiff/directory/tags.h"
 #include "platform/imageformats/tiff/read_picture.h"
 #include "platform/imageformats/tiff/render_overview.h"
-#include "platform/imageformats/tiff/rows/pixel_rows.h"
+#include "platform/imageformats/tiff/rows/row_converter.h"
 
 namespace imageformats::tiff {
 namespace {
@@ -67,10 +67,10 @@ SQvImageInfo DescribePage(const SDataset& dataset) {
   info.height = shown.height;
   info.tileWidth = tile.width;
   info.tileHeight = tile.height;
-  if (WhyUnsupported(page).empty()) {
-    const SPixelFormat meaning = CRowConverter(page, DecodedLayoutOf(page), ChannelSamples(page)).Meaning();
-    info.components = meaning.components;
-    info.bpcInMemory = SampleBytes(meaning.type) == 1 || meaning.model == EColorModel::kLab ? 8 : 16;
+  if (UnsupportedReason(page).empty()) {
+    const SPixelFormat pixelFormat = CRowConverter(page, DecodedLayoutOf(page), ChannelSamples(page)).PixelFormat();
+    info.components = pixelFormat.components;
+    info.bpcInMemory = SampleBytes(pixelFormat.type) == 1 || pixelFormat.model == EColorModel::kLab ? 8 : 16;
   } else {
     info.components = page.samples;
     info.bpcInMemory = page.bits <= 8 ? 8 : 16;

@@ -51,7 +51,7 @@ bool IsTiled(tiff::CTiffHandle& handle, std::uint64_t directory) {
 
 std::vector<tiff::SIfdSummary> Directories(const CInput& input) {
   try {
-    return tiff::WalkIfdChain(input);
+    return tiff::ReadIfdChain(input);
   } catch (const CDamagedError&) {
     return {};
   }

@@ -15,13 +15,13 @@ class CTiffEntries {
 
   std::uint64_t FirstDirectory() const noexcept { return m_isBig ? Read(8, 8) : Read(4, 4); }
   // Calls take(tag, type, count) for the entries of a directory until it returns false.
-  template <class Take>
-  void ForEach(std::uint64_t directory, Take&& take) const {
+  template <class Visitor>
+  void ForEach(std::uint64_t directory, Visitor&& visit) const {
     const std::uint64_t entries = Read(directory, m_isBig ? 8 : 2), size = m_isBig ? 20 : 12;
     std::uint64_t at = directory + (m_isBig ? 8 : 2);
     for (std::uint64_t i = 0; i < entries && i < kMaxEntries; ++i, at += size) {
-      if (!take(static_cast<std::uint16_t>(Read(at, 2)), static_cast<std::uint16_t>(Read(at + 2, 2)),
-                Read(at + 4, m_isBig ? 8 : 4))) {
+      if (!visit(static_cast<std::uint16_t>(Read(at, 2)), static_cast<std::uint16_t>(Read(at + 2, 2)),
+                 Read(at + 4, m_isBig ? 8 : 4))) {
         return;
       }
     }

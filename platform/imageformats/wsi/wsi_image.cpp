@@ -21,7 +21,7 @@ constexpr std::uint32_t kBlockHeight = 256;  // where the tiles' height is not k
 constexpr std::uint32_t kMaxTile = 2048;
 
 // Over white, three bytes a pixel.
-void UnpackOverWhite(const std::uint32_t* argb, std::size_t pixels, std::uint8_t* rgb) noexcept {
+void BlendArgbOverWhite(const std::uint32_t* argb, std::size_t pixels, std::uint8_t* rgb) noexcept {
   for (std::size_t i = 0; i < pixels; ++i, rgb += 3) {
     const std::uint32_t p = argb[i], through = 255 - (p >> 24);
     rgb[0] = static_cast<std::uint8_t>(std::min(((p >> 16) & 255) + through, 255u));
@@ -111,8 +111,8 @@ SSize CWsiImage::BlockSize(std::int32_t level) const {
   return {std::max(kBlockWidth / tile, 1u) * tile, TileSide(m_slide, level, "tile-height", kBlockHeight)};
 }
 
-template <class Take>
-void CWsiImage::ForEachBlock(std::int32_t level, CRenderGuard& guard, Take&& take) {
+template <class Visitor>
+void CWsiImage::ForEachBlock(std::int32_t level, CRenderGuard& guard, Visitor&& visit) {
   const SSize size = m_slide.LevelSize(level);
   guard.CheckPixels(size.width, size.height);
   const SSize block = BlockSize(level);
@@ -124,8 +124,8 @@ void CWsiImage::ForEachBlock(std::int32_t level, CRenderGuard& guard, Take&& tak
       guard.CheckTime();
       const SSize part{std::min(block.width, size.width - x), std::min(block.height, size.height - y)};
       m_slide.ReadRegion(argb.data(), level, x, y, part);
-      UnpackOverWhite(argb.data(), std::size_t{part.width} * part.height, rgb.data());
-      take(x, y, part, rgb.data());
+      BlendArgbOverWhite(argb.data(), std::size_t{part.width} * part.height, rgb.data());
+      visit(x, y, part, rgb.data());
     }
   }
 }
@@ -149,7 +149,7 @@ void CWsiImage::Render(const SRenderRequest& request, SQvPicBuf& picture, CRende
   ForEachBlock(level, guard, [&](std::uint32_t x, std::uint32_t y, SSize part, const std::uint8_t* rgb) {
     reducer.AddBand(x, y, part.width, part.height, rgb, std::size_t{part.width} * 3);
   });
-  ShowAveraged(reducer.Finish(), SDisplaySettings{}, picture);
+  DisplayAverages(reducer.Finish(), SDisplaySettings{}, picture);
 }
 
 SImageMetadata CWsiImage::Metadata() {

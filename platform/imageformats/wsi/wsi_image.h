@@ -46,8 +46,8 @@ class CWsiImage final : public COpenedImage {
 
  private:
   // Calls take(x, y, size, rgb) for blocks that cover the level; rgb is packed.
-  template <class Take>
-  void ForEachBlock(std::int32_t level, CRenderGuard& guard, Take&& take);
+  template <class Visitor>
+  void ForEachBlock(std::int32_t level, CRenderGuard& guard, Visitor&& visit);
   // The smallest level that still covers the wanted size.
   std::int32_t LevelFor(SSize wanted) const;
   SSize BlockSize(std::int32_t level) const;

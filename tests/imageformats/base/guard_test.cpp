@@ -10,11 +10,11 @@ namespace {
 
 TEST(RenderGuard, CountsMemory) {
   CRenderGuard guard(SRenderLimits{1000, 1000, std::chrono::hours(1)});
-  guard.Take(600);
+  guard.Reserve(600);
   EXPECT_EQ(guard.Available(), 400u);
-  EXPECT_THROW(guard.Take(401), CDamagedError);
-  guard.Give(100);
-  guard.Take(500);
+  EXPECT_THROW(guard.Reserve(401), CDamagedError);
+  guard.Release(100);
+  guard.Reserve(500);
   EXPECT_THROW(guard.NewVector<int>(1), CDamagedError);
   EXPECT_THROW(guard.NewVector<std::uint64_t>(0x2000000000000001u), CDamagedError);  // 8 bytes, were it not for care
 }

@@ -16,7 +16,7 @@ TEST(TextOf, TakesUtf8AndElseLatin1) {
 TEST(TextOf, TrimsAndCleans) {
   EXPECT_EQ(TextOf(std::string_view("  a\x01 b\r\nc \n\0rest", 17)), CQvStringW(L"a b\r\nc"));
   EXPECT_TRUE(TextOf(" \t\n").IsEmpty());
-  EXPECT_EQ(TextOf(std::string(1000000, 'x')).GetLength(), kMaxText);
+  EXPECT_EQ(TextOf(std::string(1000000, 'x')).GetLength(), kMaxTextLength);
 }
 
 TEST(TextOfUtf16, HonoursByteOrder) {

@@ -23,7 +23,7 @@ std::int32_t Outcome(const SFileBytes& bytes, bool* opened = nullptr) {
   CErrorText text;
   IQvPictureSource* source = nullptr;
   const std::int32_t opening =
-      RunGuarded(text, [&] { source = NewPictureSource(OpenBytes(bytes), std::make_shared<CErrorText>()); });
+      RunReportingErrors(text, [&] { source = NewPictureSource(OpenBytes(bytes), std::make_shared<CErrorText>()); });
   if (opened != nullptr) *opened = opening == 0;
   if (opening != 0) {
     EXPECT_FALSE(text.Get().IsEmpty());

@@ -9,9 +9,9 @@
 namespace imageformats {
 namespace {
 
-std::optional<SBlockMeans> Means(const SFileBytes& bytes, bool fineColor = false) {
+std::optional<SBlockMeans> Means(const SFileBytes& bytes, bool quarterBlockChroma = false) {
   CRenderGuard guard;
-  return ReadJpegDcPicture(*CInput::FromMemory(bytes.data(), bytes.size()), fineColor, guard);
+  return ReadBlockMeans(*CInput::FromMemory(bytes.data(), bytes.size()), quarterBlockChroma, guard);
 }
 
 // libjpeg's own eighth, as YCbCr.

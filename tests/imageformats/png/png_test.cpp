@@ -59,7 +59,7 @@ TEST(Png, BothWaysOfDecodingAgree) {
     const auto input = CInput::FromMemory(bytes.data(), bytes.size());
     const SPngHeader header = ReadPngHeader(*input);
     CRenderGuard guard;
-    const auto whole = OpenWholePng(*input, header, guard), library = OpenLibraryPng(input, header, guard);
+    const auto whole = OpenWholePngRows(*input, header, guard), library = OpenLibpngRows(input, header, guard);
     ASSERT_NE(whole, nullptr);
     for (std::uint32_t y = 0; y < header.height;) {
       const IPngRowSource::SBand a = whole->NextBand(7), b = library->NextBand(a.count);
@@ -78,7 +78,7 @@ TEST(Png, LargePicturesAreStreamedWithinTheLimit) {
   const SFileBytes bytes = EncodePng(picture);
   const auto input = CInput::FromMemory(bytes.data(), bytes.size());
   CRenderGuard guard(SRenderLimits{4u << 20, 1ull << 40, std::chrono::hours(1)});
-  EXPECT_EQ(OpenWholePng(*input, ReadPngHeader(*input), guard), nullptr);
+  EXPECT_EQ(OpenWholePngRows(*input, ReadPngHeader(*input), guard), nullptr);
   const auto image = OpenBytes(bytes);
   SQvPicBuf out;
   CQvPicBufAPI::Init(&out);

@@ -13,26 +13,26 @@ namespace {
 
 std::vector<int> Shown(const SAveragedPicture& averages, const SDisplaySettings& how, SSize size) {
   PictureBuffer picture(size.width, size.height, 8, 3);
-  ShowAveraged(averages, how, picture.Get());
+  DisplayAverages(averages, how, picture.Get());
   std::vector<int> samples;
   for (std::uint32_t y = 0; y < size.height; ++y)
     samples.insert(samples.end(), picture.Row(y), picture.Row(y) + size.width * 3);
   return samples;
 }
 
-TEST(ShowAveraged, RgbAsStored) {
+TEST(DisplayAverages, RgbAsStored) {
   EXPECT_EQ(Shown({{2, 1}, 3, {0.4f, 100.5f, 255, 300, -4, NAN}}, {}, {2, 1}),
             (std::vector<int>{0, 101, 255, 255, 0, 0}));
 }
 
-TEST(ShowAveraged, GreyIsSpreadAndMayBeInverted) {
+TEST(DisplayAverages, GreyIsSpreadAndMayBeInverted) {
   SDisplaySettings how;
   how.model = EColorModel::kGrey;
   how.inverted = true;
   EXPECT_EQ(Shown({{2, 1}, 1, {0, 200}}, how, {2, 1}), (std::vector<int>{255, 255, 255, 55, 55, 55}));
 }
 
-TEST(ShowAveraged, FurtherComponentsAreIgnored) {
+TEST(DisplayAverages, FurtherComponentsAreIgnored) {
   SDisplaySettings how;
   how.model = EColorModel::kGrey;
   EXPECT_EQ(Shown({{1, 1}, 2, {9, 200}}, how, {1, 1}), (std::vector<int>{9, 9, 9}));
@@ -40,7 +40,7 @@ TEST(ShowAveraged, FurtherComponentsAreIgnored) {
   EXPECT_THROW(Shown({{1, 1}, 2, {9, 200}}, how, {1, 1}), CDamagedError);
 }
 
-TEST(ShowAveraged, StretchesTwelveBitsInSixteen) {
+TEST(DisplayAverages, StretchesTwelveBitsInSixteen) {
   SDisplaySettings how;
   how.model = EColorModel::kGrey;
   how.nominal = NominalRange(16);
@@ -51,7 +51,7 @@ TEST(ShowAveraged, StretchesTwelveBitsInSixteen) {
   EXPECT_EQ(shown[6], 255);
 }
 
-TEST(ShowAveraged, InvertedInksAreAdobes) {
+TEST(DisplayAverages, InvertedInksAreAdobes) {
   SDisplaySettings how;
   how.model = EColorModel::kCmyk;
   how.inverted = true;
@@ -59,7 +59,7 @@ TEST(ShowAveraged, InvertedInksAreAdobes) {
             (std::vector<int>{255, 255, 255, 0, 255, 255}));
 }
 
-TEST(ShowAveraged, FollowsTheProfileAndTheOrientation) {
+TEST(DisplayAverages, FollowsTheProfileAndTheOrientation) {
   const SFileBytes profile = SwappedPrimariesProfile();
   SDisplaySettings how;
   how.profile = profile;
@@ -69,7 +69,7 @@ TEST(ShowAveraged, FollowsTheProfileAndTheOrientation) {
   EXPECT_EQ(shown[3], 0);
 }
 
-TEST(ShowAveraged, EnlargesSmoothly) {
+TEST(DisplayAverages, EnlargesSmoothly) {
   SDisplaySettings how;
   how.model = EColorModel::kGrey;
   const auto shown = Shown({{2, 1}, 1, {0, 200}}, how, {8, 2});

@@ -144,7 +144,7 @@ TEST(AreaReducer, AgreesWithTheDefinitionForEveryTypeAndShape) {
         reducer.AddBand(0, 0, source.size.width, source.size.height, source.bytes.data(), source.RowBytes());
         EXPECT_TRUE(reducer.IsComplete());
         ExpectNear(reducer.Finish(),
-                   Reference(source, SourceAxis(source.size.width), SourceAxis(source.size.height), shape.result),
+                   Reference(source, PlainAxis(source.size.width), PlainAxis(source.size.height), shape.result),
                    ScaleOf(source));
       }
     }
@@ -179,13 +179,13 @@ TEST(AreaReducer, TilesInAnyOrderGiveTheSame) {
     reducer.AddBand(x, y, 16, 16, tile.data(), 32);
   }
   EXPECT_TRUE(reducer.IsComplete());
-  ExpectNear(reducer.Finish(), Reference(source, SourceAxis(101), SourceAxis(77), {30, 23}), ScaleOf(source));
+  ExpectNear(reducer.Finish(), Reference(source, PlainAxis(101), PlainAxis(77), {30, 23}), ScaleOf(source));
 }
 
 TEST(AreaReducer, ScaledSourcesCountTheirLastPixelByItsShare) {
   // A picture of 100 x 75 pixels, decoded at 3/8: 38 x 29 pixels of 8/3 each, the last ones sticking out.
   const SSourceAxis x{38, 8, 300}, y{29, 8, 225};
-  EXPECT_EQ(MaxResult(x), 37u);
+  EXPECT_EQ(MaxResultPixels(x), 37u);
   const SSource source = MakeSource({38, 29}, 3, ESampleType::kU8, 6);
   CRenderGuard guard;
   CAreaReducer reducer(x, y, {13, 10}, 3, source.type, guard);
@@ -230,7 +230,7 @@ TEST(AreaReducer, ImpossibleSizesAreRefused) {
   EXPECT_THROW(CAreaReducer({10, 10}, {11, 1}, 1, ESampleType::kU8, guard), CDamagedError);
   EXPECT_THROW(CAreaReducer({10, 10}, {0, 1}, 1, ESampleType::kU8, guard), CDamagedError);
   EXPECT_THROW(CAreaReducer({0, 10}, {1, 1}, 1, ESampleType::kU8, guard), CDamagedError);
-  EXPECT_THROW(CAreaReducer(SSourceAxis{10, 8, 90}, SourceAxis(1), {1, 1}, 1, ESampleType::kU8, guard), CDamagedError);
+  EXPECT_THROW(CAreaReducer(SSourceAxis{10, 8, 90}, PlainAxis(1), {1, 1}, 1, ESampleType::kU8, guard), CDamagedError);
   EXPECT_THROW(CAreaReducer({0xFFFFFFFF, 0xFFFFFFFF}, {60000, 60000}, 3, ESampleType::kU8, guard), CDamagedError);
 }
 

@@ -8,7 +8,7 @@
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/base/picture_buffer.h"
 #include "platform/imageformats/tiff/blocks/block_source.h"
-#include "platform/imageformats/tiff/rows/pixel_rows.h"
+#include "platform/imageformats/tiff/rows/row_converter.h"
 #include "tests/imageformats/tiff/tiff_test_image.h"
 #include "tests/imageformats/tiff/tiff_writer.h"
 

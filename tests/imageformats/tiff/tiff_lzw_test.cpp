@@ -142,7 +142,7 @@ TEST(TiffLzw, LeftNeighboursAreAddedPixelByPixel) {
     SBytes row = Noise(samples * 37, 256), expected = row;
     for (std::size_t i = samples; i < row.size(); ++i)
       expected[i] = static_cast<std::uint8_t>(expected[i] + expected[i - samples]);
-    AddLeftNeighbours(row.data(), row.size(), samples);
+    UndoHorizontalPredictor(row.data(), row.size(), samples);
     EXPECT_EQ(row, expected) << samples;
   }
 }

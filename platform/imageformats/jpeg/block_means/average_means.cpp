@@ -24,13 +24,13 @@ void ConvertYCbCr(std::vector<float>& samples) {
 
 }  // namespace
 
-SAveragedPicture AverageDcPicture(const SBlockMeans& picture, SSize wanted, CRenderGuard& guard) {
+SAveragedPicture AverageBlockMeans(const SBlockMeans& picture, SSize wanted, CRenderGuard& guard) {
   std::vector<SAveragedPicture> planes;
   for (const SBlockMeansPlane& plane : picture.planes) planes.push_back(AveragePlane(plane, wanted, guard));
-  return JoinDcAverages(planes, picture.isYCbCr);
+  return JoinPlaneAverages(planes, picture.isYCbCr);
 }
 
-SAveragedPicture JoinDcAverages(const std::vector<SAveragedPicture>& planes, bool isYCbCr) {
+SAveragedPicture JoinPlaneAverages(const std::vector<SAveragedPicture>& planes, bool isYCbCr) {
   const std::size_t components = planes.size();
   SAveragedPicture averages{planes.front().size, static_cast<std::uint32_t>(components), {}};
   averages.samples.resize(planes.front().samples.size() * components);

@@ -8,10 +8,10 @@ namespace imageformats {
 
 // The averages of the wanted size (in stored orientation), 0..255: grey, or R G B. The planes are averaged each on its
 // own grid and converted afterwards, which comes to the same and needs no upsampling. `wanted` must not exceed what the
-// planes hold (MaxResult of their axes).
-SAveragedPicture AverageDcPicture(const SBlockMeans& picture, SSize wanted, CRenderGuard& guard);
+// planes hold (MaxResultPixels of their axes).
+SAveragedPicture AverageBlockMeans(const SBlockMeans& picture, SSize wanted, CRenderGuard& guard);
 
 // Averages of the planes, each on its own grid, put together: grey, or R G B. All have the same size.
-SAveragedPicture JoinDcAverages(const std::vector<SAveragedPicture>& planes, bool isYCbCr);
+SAveragedPicture JoinPlaneAverages(const std::vector<SAveragedPicture>& planes, bool isYCbCr);
 
 }  // namespace imageformats

@@ -13,7 +13,7 @@ bool CJpegBitReader::LoadBuffer() noexcept {
   return count != 0;
 }
 
-void CJpegBitReader::RefillSlowly() noexcept {
+void CJpegBitReader::RefillByBytes() noexcept {
   while (m_count <= 56) {
     if (!m_atMarker && m_end - m_next < 2 && !LoadBuffer() && m_end == m_next) m_atMarker = true;
     if (m_atMarker) {
@@ -35,7 +35,7 @@ void CJpegBitReader::RefillSlowly() noexcept {
   }
 }
 
-bool CJpegBitReader::PassRestart(unsigned number) noexcept {
+bool CJpegBitReader::SkipRestartMarker(unsigned number) noexcept {
   if (IsOverrun() || m_count - m_padding >= 8) return false;
   m_bits = 0;
   m_count = m_padding = 0;

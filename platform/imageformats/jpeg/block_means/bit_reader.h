@@ -32,7 +32,7 @@ class CJpegBitReader {
         return;
       }
     }
-    RefillSlowly();
+    RefillByBytes();
   }
 
   // The next `count` bits, 1 to 32, without taking them.
@@ -45,13 +45,13 @@ class CJpegBitReader {
   // Whether bits were taken that are not there.
   bool IsOverrun() const noexcept { return m_padding > m_count; }
   // Drops the bits up to the next marker and passes it when it is the restart marker of that number (0..7).
-  bool PassRestart(unsigned number) noexcept;
+  bool SkipRestartMarker(unsigned number) noexcept;
   // Offset of the next byte not taken; bits of a begun byte are dropped.
   std::uint64_t Position() const noexcept;
 
  private:
   static bool HasFF(std::uint64_t v) noexcept { return ((~v - 0x0101010101010101u) & v & 0x8080808080808080u) != 0; }
-  void RefillSlowly() noexcept;
+  void RefillByBytes() noexcept;
   bool LoadBuffer() noexcept;
 
   const CInput& m_input;

@@ -14,7 +14,7 @@ namespace imageformats {
 
 struct SJpegFrame;
 
-// One colour component at an eighth of its own size, the means of its 8 x 8 blocks, which are the blocks' first
+// One colour component at an eighth of its own size, the means of its 8 x 8 blocks, which are the blocks' DC
 // coefficients; or at a quarter, the means of their quarters. Values are eight times the samples, 0..2040, so that
 // nothing is rounded.
 struct SBlockMeansPlane {
@@ -29,15 +29,15 @@ struct SBlockMeans {
 };
 
 // Reads the block means of a whole file without decoding what they do not need: no memory for all coefficients, no
-// transform, most AC coefficients stepped over; a tenth of the work for progressive files. `fineColor` gives components
-// that are sampled less often than others at a quarter of their size, in progressive files perhaps off by two grey
-// levels. Nothing when the file is not for it (arithmetic coding, CMYK, 12 bits, unusual structure) or anything about
-// the data is odd, damage included: libjpeg is asked then, and its verdict counts.
-// `tables` are those that an abbreviated stream leaves out, or null.
-std::optional<SBlockMeans> ReadJpegDcPicture(const CInput& input, bool fineColor, CRenderGuard& guard,
-                                             const SJpegFrame* tables = nullptr);
+// transform, most AC coefficients stepped over; a tenth of the work for progressive files. `quarterBlockChroma` gives
+// components that are sampled less often than others at a quarter of their size, in progressive files perhaps off by
+// two grey levels. Nothing when the file is not for it (arithmetic coding, CMYK, 12 bits, unusual structure) or
+// anything about the data is odd, damage included: libjpeg is asked then, and its verdict counts. `tables` are those
+// that an abbreviated stream leaves out, or null.
+std::optional<SBlockMeans> ReadBlockMeans(const CInput& input, bool quarterBlockChroma, CRenderGuard& guard,
+                                          const SJpegFrame* tables = nullptr);
 
 // The tables of a tables-only stream (TIFF tag JPEGTables). Null when anything about it is odd.
-std::shared_ptr<const SJpegFrame> ReadJpegDcTables(std::span<const std::uint8_t> stream);
+std::shared_ptr<const SJpegFrame> ReadTablesOnlyStream(std::span<const std::uint8_t> stream);
 
 }  // namespace imageformats

@@ -4,19 +4,14 @@
 #include <cmath>
 #include <numbers>
 
+#include "platform/imageformats/jpeg/stream/coding.h"
+
 namespace imageformats {
 
 namespace {
 
 // Coefficient, quarters and their means, at most: libjpeg gets by with a few rows.
 constexpr std::uint64_t kBytesPerBlock = 2 + 16 + 8;
-constexpr double kTolerance = 2.0;  // grey levels that missing bits may stand for
-
-// Column and row of the kth coefficient in zigzag order (T.81, figure A.6), as column + 8 * row.
-constexpr std::uint8_t kNatural[64] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,
-                                       12, 19, 26, 33, 40, 48, 41, 34, 27, 20, 13, 6,  7,  14, 21, 28,
-                                       35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
-                                       58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
 
 // Mean over the first half of a block of the transform's basis function of that frequency, on a scale where frequency 0
 // has 1 (T.81, A.3.3). Over the second half it is the same for frequency 0 and the opposite for odd ones; that of other
@@ -31,30 +26,30 @@ double HalfMean(int frequency) {
 
 }  // namespace
 
-void SJpegComponent::TakeQuantisers(const std::array<std::uint16_t, 64>& table) {
+void SJpegComponent::KeepQuantisers(const std::array<std::uint16_t, 64>& table) {
   if (quantisers[0] != 0) return;
   quantisers = table;
-  for (std::size_t k = 1; k < 64 && fine; ++k) {
-    const int column = kNatural[k] % 8, row = kNatural[k] / 8;
+  for (std::size_t k = 1; k < 64 && hasQuarters; ++k) {
+    const int column = kNaturalOrder[k] % 8, row = kNaturalOrder[k] / 8;
     const double weight = table[k] * HalfMean(column) * HalfMean(row);
     for (std::size_t quarter = 0; quarter < 4; ++quarter) {
       const bool flipped = (quarter % 2 == 1 && column != 0) != (quarter / 2 == 1 && row != 0);
-      weights[k][quarter] = static_cast<float>(flipped ? -weight : weight);
+      quarterWeights[k][quarter] = static_cast<float>(flipped ? -weight : weight);
     }
   }
 }
 
 bool SJpegComponent::IsComplete() const noexcept {
   if (missingBits[0] != 0) return false;
-  for (std::size_t k = 1; k < 64 && fine; ++k) {
-    if (weights[k][0] == 0.0f) continue;
-    if (missingBits[k] < 0 || ((1 << missingBits[k]) - 1) * quantisers[k] / 8.0 > kTolerance) return false;
+  for (std::size_t k = 1; k < 64 && hasQuarters; ++k) {
+    if (quarterWeights[k][0] == 0.0f) continue;
+    if (missingBits[k] < 0 || ((1 << missingBits[k]) - 1) * quantisers[k] / 8.0 > kToleratedGreyLevels) return false;
   }
   return true;
 }
 
-bool SJpegFrame::TakeFrame(std::span<const std::uint8_t> payload, bool isProgressive, bool fineColor,
-                           CRenderGuard& guard) {
+bool SJpegFrame::ParseFrameHeader(std::span<const std::uint8_t> payload, bool isProgressive, bool quarterBlockChroma,
+                                  CRenderGuard& guard) {
   if (!components.empty() || payload.size() < 6 || payload[0] != 8) return false;
   progressive = isProgressive;
   height = static_cast<std::uint32_t>(payload[1] << 8 | payload[2]);
@@ -79,14 +74,14 @@ bool SJpegFrame::TakeFrame(std::span<const std::uint8_t> payload, bool isProgres
     c.stride = McusAcross() * c.h;
     const std::uint64_t blocks = std::uint64_t{c.stride} * McusDown() * c.v;
     if (blocks > guard.Available() / kBytesPerBlock / components.size()) return false;
-    c.coefficients = guard.NewVector<std::int16_t>(blocks);
-    c.fine = fineColor && (c.h < maxH || c.v < maxV);
-    if (c.fine) c.quarters = guard.NewVector<std::array<float, 4>>(blocks);
+    c.dcCoefficients = guard.NewVector<std::int16_t>(blocks);
+    c.hasQuarters = quarterBlockChroma && (c.h < maxH || c.v < maxV);
+    if (c.hasQuarters) c.quarterOffsets = guard.NewVector<std::array<float, 4>>(blocks);
   }
   return true;
 }
 
-bool SJpegFrame::TakeQuantTables(std::span<const std::uint8_t> payload) {
+bool SJpegFrame::ParseQuantTables(std::span<const std::uint8_t> payload) {
   while (!payload.empty()) {
     const std::size_t width16 = payload[0] >> 4, table = payload[0] & 15;
     const std::size_t size = 1 + 64 * (width16 + 1);
@@ -100,7 +95,7 @@ bool SJpegFrame::TakeQuantTables(std::span<const std::uint8_t> payload) {
   return true;
 }
 
-bool SJpegFrame::TakeHuffmanTables(std::span<const std::uint8_t> payload) {
+bool SJpegFrame::ParseHuffmanTables(std::span<const std::uint8_t> payload) {
   while (!payload.empty()) {
     if (payload.size() < 17) return false;
     const std::size_t isAc = payload[0] >> 4, table = payload[0] & 15;

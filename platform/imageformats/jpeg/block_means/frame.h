@@ -17,23 +17,23 @@ struct SJpegComponent {
   std::uint8_t quantTable = 0;
   std::uint32_t blocksAcross = 0, blocksDown = 0;  // of the component itself
   std::uint32_t stride = 0;                        // blocks in a row, filled up to whole MCUs
-  std::vector<std::int16_t> coefficients;          // the first of each block
+  std::vector<std::int16_t> dcCoefficients;        // of each block
   std::array<int, 64> missingBits;                 // of the coefficients, in zigzag order; -1: not yet seen
   std::array<std::uint16_t, 64> quantisers{};      // as of the component's first scan
 
-  // What the other coefficients add to the quarters of the blocks (upper left, upper right, lower left, lower right),
-  // on the scale of SBlockMeansPlane; only when `fine`.
-  bool fine = false;
-  std::vector<std::array<float, 4>> quarters;
-  std::array<std::array<float, 4>, 64> weights{};  // of a coefficient of 1
+  // What the AC coefficients add to the quarters of the blocks (upper left, upper right, lower left, lower right), on
+  // the scale of SBlockMeansPlane; only when the quarters are wanted.
+  bool hasQuarters = false;
+  std::vector<std::array<float, 4>> quarterOffsets;
+  std::array<std::array<float, 4>, 64> quarterWeights{};  // of an AC coefficient of 1
 
   SJpegComponent() { missingBits.fill(-1); }
-  void TakeQuantisers(const std::array<std::uint16_t, 64>& table);
+  void KeepQuantisers(const std::array<std::uint16_t, 64>& table);
   // Whether the scans read so far hold what the means are made of.
   bool IsComplete() const noexcept;
 };
 
-// The tables and the frame as far as the segments read so far define them. Each Take returns false for content that is
+// The tables and the frame as far as the segments read so far define them. Each Parse returns false for content that is
 // damaged or of a kind that is left to libjpeg.
 struct SJpegFrame {
   bool progressive = false;
@@ -46,9 +46,10 @@ struct SJpegFrame {
   bool hasJfif = false;
   int adobeTransform = -1;
 
-  bool TakeFrame(std::span<const std::uint8_t> payload, bool isProgressive, bool fineColor, CRenderGuard& guard);
-  bool TakeQuantTables(std::span<const std::uint8_t> payload);
-  bool TakeHuffmanTables(std::span<const std::uint8_t> payload);
+  bool ParseFrameHeader(std::span<const std::uint8_t> payload, bool isProgressive, bool quarterBlockChroma,
+                        CRenderGuard& guard);
+  bool ParseQuantTables(std::span<const std::uint8_t> payload);
+  bool ParseHuffmanTables(std::span<const std::uint8_t> payload);
   std::uint32_t McusAcross() const noexcept { return (width + 8 * maxH - 1) / (8 * maxH); }
   std::uint32_t McusDown() const noexcept { return (height + 8 * maxV - 1) / (8 * maxV); }
   // Whether three components are YCbCr; libjpeg's rules.

@@ -16,27 +16,27 @@ class CJpegHuffmanTable {
   // `counts`: codes of each length 1..16; `symbols`: their values in order. False, and unusable, when they do not make
   // a prefix code.
   bool Build(std::span<const std::uint8_t, 16> counts, std::span<const std::uint8_t> symbols);
-  bool IsBuilt() const noexcept { return !m_steps.empty(); }
+  bool IsBuilt() const noexcept { return !m_lookup.empty(); }
 
   // The next symbol; -1 for bits that are no code. Needs 16 bits refilled.
   int Decode(CJpegBitReader& bits) const noexcept {
-    const SLookup& step = m_steps[bits.Peek(kWindow)];
+    const SLookup& step = m_lookup[bits.Peek(kLookupBits)];
     if (step.codeBits != 0) {
       bits.Skip(step.codeBits);
       return step.symbol;
     }
-    return DecodeLong(bits);
+    return DecodeLongCode(bits);
   }
 
   // Steps over the 63 AC coefficients of a block. False for damaged data.
-  bool SkipBlock(CJpegBitReader& bits) const noexcept {
+  bool SkipAcCoefficients(CJpegBitReader& bits) const noexcept {
     for (unsigned k = 1; k < 64;) {
       bits.Refill();
-      const SLookup& step = m_steps[bits.Peek(kWindow)];
-      if (step.manyBits != 0 && k + step.manyAdvance < 64) {
-        bits.Skip(step.manyBits);
-        k += step.manyAdvance;
-        if (step.manyEnd) return true;
+      const SLookup& step = m_lookup[bits.Peek(kLookupBits)];
+      if (step.skipBits != 0 && k + step.skipCoefficients < 64) {
+        bits.Skip(step.skipBits);
+        k += step.skipCoefficients;
+        if (step.skipEndsBlock) return true;
         continue;
       }
       const int symbol = Decode(bits);
@@ -50,20 +50,20 @@ class CJpegHuffmanTable {
   }
 
  private:
-  static constexpr unsigned kWindow = 11;  // bits looked up at once; the table stays in the first-level cache
+  static constexpr unsigned kLookupBits = 11;  // bits looked up at once; the table stays in the first-level cache
 
   struct SLookup {
     std::uint8_t codeBits = 0;  // of the first symbol; 0 when its code is longer than the window
     std::uint8_t symbol = 0;
-    std::uint8_t manyBits = 0;  // of all symbols whose codes the window shows, with their values' bits; at most 32
-    std::uint8_t manyAdvance : 7 = 0;  // coefficients they stand for
-    std::uint8_t manyEnd : 1 = 0;      // the last ends the block
+    std::uint8_t skipBits = 0;  // of all symbols whose codes the window shows, with their values' bits; at most 32
+    std::uint8_t skipCoefficients : 7 = 0;  // coefficients they stand for
+    std::uint8_t skipEndsBlock : 1 = 0;     // the last ends the block
   };
 
-  int DecodeLong(CJpegBitReader& bits) const noexcept;
-  void BuildSteps();
+  int DecodeLongCode(CJpegBitReader& bits) const noexcept;
+  void BuildLookup();
 
-  std::vector<SLookup> m_steps;
+  std::vector<SLookup> m_lookup;
   std::vector<std::uint8_t> m_symbols;
   std::array<std::int32_t, 18> m_firstCode{};   // of each length
   std::array<std::int32_t, 18> m_firstIndex{};  // into m_symbols

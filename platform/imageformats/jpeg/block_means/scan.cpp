@@ -17,17 +17,17 @@ class CScanDecoder {
   CScanDecoder(const SJpegFrame& frame, const SJpegScan& scan, CJpegBitReader& bits, CRenderGuard& guard)
       : m_frame(frame), m_scan(scan), m_bits(bits), m_guard(guard) {}
 
-  bool Run() {
+  bool Decode() {
     // A scan of one component consists of the component's own blocks; else of whole MCUs.
-    const bool single = m_scan.parts.size() == 1;
-    const SJpegComponent& only = *m_scan.parts[0].component;
+    const bool single = m_scan.components.size() == 1;
+    const SJpegComponent& only = *m_scan.components[0].component;
     const std::uint32_t across = single ? only.blocksAcross : m_frame.McusAcross();
     const std::uint32_t down = single ? only.blocksDown : m_frame.McusDown();
     for (std::uint32_t y = 0; y < down; ++y) {
       m_guard.CheckTime();
       for (std::uint32_t x = 0; x < across; ++x) {
-        if (!PassRestartIfDue()) return false;
-        if (!(single ? Block(0, x, y) : Mcu(x, y))) return false;
+        if (!SkipRestartMarkerIfDue()) return false;
+        if (!(single ? DecodeBlock(0, x, y) : DecodeMcu(x, y))) return false;
       }
       if (m_bits.IsOverrun()) return false;
     }
@@ -35,59 +35,60 @@ class CScanDecoder {
   }
 
  private:
-  bool PassRestartIfDue() {
+  bool SkipRestartMarkerIfDue() {
     if (m_frame.restartInterval == 0) return true;
-    if (m_untilRestart == 0) {
-      if (m_started && !m_bits.PassRestart(m_restarts++ % 8)) return false;
+    if (m_mcusToRestart == 0) {
+      if (m_started && !m_bits.SkipRestartMarker(m_restartCount++ % 8)) return false;
       for (int& predictor : m_predictors) predictor = 0;
-      m_endRun = 0;
-      m_untilRestart = m_frame.restartInterval;
+      m_endOfBandRun = 0;
+      m_mcusToRestart = m_frame.restartInterval;
       m_started = true;
     }
-    --m_untilRestart;
+    --m_mcusToRestart;
     return true;
   }
 
-  bool Mcu(std::uint32_t x, std::uint32_t y) {
-    for (std::size_t i = 0; i < m_scan.parts.size(); ++i) {
-      const SJpegComponent& c = *m_scan.parts[i].component;
+  bool DecodeMcu(std::uint32_t x, std::uint32_t y) {
+    for (std::size_t i = 0; i < m_scan.components.size(); ++i) {
+      const SJpegComponent& c = *m_scan.components[i].component;
       for (std::uint32_t row = 0; row < c.v; ++row) {
         for (std::uint32_t column = 0; column < c.h; ++column) {
-          if (!Block(i, x * c.h + column, y * c.v + row)) return false;
+          if (!DecodeBlock(i, x * c.h + column, y * c.v + row)) return false;
         }
       }
     }
     return true;
   }
 
-  bool Block(std::size_t part, std::uint32_t x, std::uint32_t y) {
-    const SJpegScan::SScanComponent& p = m_scan.parts[part];
-    const std::size_t index = std::size_t{y} * p.component->stride + x;
+  bool DecodeBlock(std::size_t index, std::uint32_t x, std::uint32_t y) {
+    const SJpegScan::SScanComponent& p = m_scan.components[index];
+    const std::size_t block = std::size_t{y} * p.component->stride + x;
     m_bits.Refill();
-    if (m_scan.first != 0) return Others(*p.component, *p.ac, p.component->quarters[index]);
-    if (!First(part, p.component->coefficients[index])) return false;
+    if (m_scan.first != 0) return DecodeAc(*p.component, *p.ac, p.component->quarterOffsets[block]);
+    if (!DecodeDc(index, p.component->dcCoefficients[block])) return false;
     if (m_frame.progressive) return true;
-    return p.component->fine ? Others(*p.component, *p.ac, p.component->quarters[index]) : p.ac->SkipBlock(m_bits);
+    return p.component->hasQuarters ? DecodeAc(*p.component, *p.ac, p.component->quarterOffsets[block])
+                                    : p.ac->SkipAcCoefficients(m_bits);
   }
 
-  bool First(std::size_t part, std::int16_t& coefficient) {
+  bool DecodeDc(std::size_t index, std::int16_t& coefficient) {
     if (m_scan.highBit != 0) {  // one more bit of a value that is known already (G.1.2.1)
       coefficient = static_cast<std::int16_t>(coefficient | static_cast<int>(m_bits.Peek(1) << m_scan.lowBit));
       m_bits.Skip(1);
       return true;
     }
-    const int size = m_scan.parts[part].dc->Decode(m_bits);
+    const int size = m_scan.components[index].dc->Decode(m_bits);
     if (size < 0 || size > 11) return false;
-    m_predictors[part] += Value(static_cast<unsigned>(size));
-    if (m_predictors[part] < -32768 || m_predictors[part] > 32767) return false;
-    coefficient = static_cast<std::int16_t>(static_cast<std::uint32_t>(m_predictors[part]) << m_scan.lowBit);
+    m_predictors[index] += ReceiveExtend(static_cast<unsigned>(size));
+    if (m_predictors[index] < -32768 || m_predictors[index] > 32767) return false;
+    coefficient = static_cast<std::int16_t>(static_cast<std::uint32_t>(m_predictors[index]) << m_scan.lowBit);
     return true;
   }
 
   // The AC coefficients of a block (F.2.2.2, G.1.2.2), added to its quarters.
-  bool Others(const SJpegComponent& component, const CJpegHuffmanTable& table, std::array<float, 4>& quarters) {
-    if (m_endRun > 0) {
-      --m_endRun;
+  bool DecodeAc(const SJpegComponent& component, const CJpegHuffmanTable& table, std::array<float, 4>& quarterOffsets) {
+    if (m_endOfBandRun > 0) {
+      --m_endOfBandRun;
       return true;
     }
     for (unsigned k = std::max(m_scan.first, 1u); k <= m_scan.last; ++k) {
@@ -97,21 +98,21 @@ class CScanDecoder {
       const unsigned run = static_cast<unsigned>(symbol) >> 4, size = static_cast<unsigned>(symbol) & 15;
       if (size == 0 && run != 15) {
         if (run == 0 || !m_frame.progressive) return true;
-        m_endRun = (1u << run) - 1 + m_bits.Peek(run);
+        m_endOfBandRun = (1u << run) - 1 + m_bits.Peek(run);
         m_bits.Skip(run);
         return true;
       }
       k += run;
       if (size == 0) continue;
       if (k > 63) return false;
-      const auto value = static_cast<float>(Value(size) * (1 << m_scan.lowBit));
-      for (std::size_t q = 0; q < 4; ++q) quarters[q] += value * component.weights[k][q];
+      const auto value = static_cast<float>(ReceiveExtend(size) * (1 << m_scan.lowBit));
+      for (std::size_t q = 0; q < 4; ++q) quarterOffsets[q] += value * component.quarterWeights[k][q];
     }
     return true;
   }
 
-  // A value of `size` bits; they are refilled.
-  int Value(unsigned size) noexcept {
+  // A value of `size` bits, which are refilled (F.2.2.1).
+  int ReceiveExtend(unsigned size) noexcept {
     if (size == 0) return 0;
     const int value = Extend(m_bits.Peek(size), size);
     m_bits.Skip(size);
@@ -123,15 +124,15 @@ class CScanDecoder {
   CJpegBitReader& m_bits;
   CRenderGuard& m_guard;
   int m_predictors[4] = {};
-  std::uint32_t m_untilRestart = 0;
-  unsigned m_restarts = 0;
+  std::uint32_t m_mcusToRestart = 0;
+  unsigned m_restartCount = 0;
   bool m_started = false;
-  std::uint32_t m_endRun = 0;  // blocks still to come without coefficients
+  std::uint32_t m_endOfBandRun = 0;  // blocks still to come without coefficients
 };
 
 }  // namespace
 
-bool SJpegScan::Take(std::span<const std::uint8_t> payload, SJpegFrame& frame) {
+bool SJpegScan::ParseHeader(std::span<const std::uint8_t> payload, SJpegFrame& frame) {
   if (payload.empty() || frame.components.empty()) return false;
   const std::size_t count = payload[0];
   if (count < 1 || count > frame.components.size() || payload.size() != 4 + 2 * count) return false;
@@ -141,10 +142,10 @@ bool SJpegScan::Take(std::span<const std::uint8_t> payload, SJpegFrame& frame) {
     const auto component = std::find_if(frame.components.begin(), frame.components.end(),
                                         [id](const SJpegComponent& c) { return c.id == id; });
     if (component == frame.components.end() || dc > 3 || ac > 3) return false;
-    for (const SScanComponent& part : parts) {
-      if (part.component == &*component) return false;
+    for (const SScanComponent& scanned : components) {
+      if (scanned.component == &*component) return false;
     }
-    parts.push_back({&*component, &frame.dcTables[dc], &frame.acTables[ac]});
+    components.push_back({&*component, &frame.dcTables[dc], &frame.acTables[ac]});
     blocks += component->h * component->v;
   }
   first = payload[1 + 2 * count];
@@ -154,12 +155,12 @@ bool SJpegScan::Take(std::span<const std::uint8_t> payload, SJpegFrame& frame) {
   return first <= last && last < 64 && lowBit <= 13 && (count == 1 || blocks <= 10);
 }
 
-bool DecodeDcScan(const SJpegFrame& frame, const SJpegScan& scan, CJpegBitReader& bits, CRenderGuard& guard) {
-  for (const SJpegScan::SScanComponent& part : scan.parts) {
-    if (scan.first == 0 && scan.highBit == 0 && !part.dc->IsBuilt()) return false;
-    if (scan.last != 0 && !part.ac->IsBuilt()) return false;
+bool DecodeScan(const SJpegFrame& frame, const SJpegScan& scan, CJpegBitReader& bits, CRenderGuard& guard) {
+  for (const SJpegScan::SScanComponent& scanned : scan.components) {
+    if (scan.first == 0 && scan.highBit == 0 && !scanned.dc->IsBuilt()) return false;
+    if (scan.last != 0 && !scanned.ac->IsBuilt()) return false;
   }
-  return CScanDecoder(frame, scan, bits, guard).Run();
+  return CScanDecoder(frame, scan, bits, guard).Decode();
 }
 
 }  // namespace imageformats

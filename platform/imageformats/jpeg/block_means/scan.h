@@ -15,15 +15,15 @@ struct SJpegScan {
     const CJpegHuffmanTable* dc = nullptr;
     const CJpegHuffmanTable* ac = nullptr;
   };
-  std::vector<SScanComponent> parts;
+  std::vector<SScanComponent> components;
   unsigned first = 0, last = 0;      // spectral selection
   unsigned highBit = 0, lowBit = 0;  // successive approximation
 
-  bool Take(std::span<const std::uint8_t> payload, SJpegFrame& frame);
+  bool ParseHeader(std::span<const std::uint8_t> payload, SJpegFrame& frame);
 };
 
-// Decodes at `bits` what the means need of the scan: first coefficients, and for fine components the others. False for
-// damage.
-bool DecodeDcScan(const SJpegFrame& frame, const SJpegScan& scan, CJpegBitReader& bits, CRenderGuard& guard);
+// Decodes at `bits` what the means need of the scan: DC coefficients, and AC coefficients of components with quarters.
+// False for damage.
+bool DecodeScan(const SJpegFrame& frame, const SJpegScan& scan, CJpegBitReader& bits, CRenderGuard& guard);
 
 }  // namespace imageformats

@@ -12,11 +12,10 @@ namespace imageformats {
 
 namespace {
 
-constexpr std::uint8_t kQuantTables = 0xDB, kApp1 = 0xE1, kApp2 = 0xE2, kApp14 = 0xEE, kComment = 0xFE;
 constexpr std::size_t kMaxSegments = 100000;  // a real stream has some dozens
 constexpr std::size_t kMaxProfileBytes = 16u << 20;
 
-void TakeFrame(const std::vector<std::uint8_t>& payload, std::uint8_t marker, SJpegMarkers& markers) {
+void ParseFrameHeader(const std::vector<std::uint8_t>& payload, std::uint8_t marker, SJpegMarkers& markers) {
   if (payload.size() < 6) throw CDamagedError("The JPEG frame header is damaged");
   markers.frameMarker = marker;
   markers.precision = payload[0];
@@ -37,7 +36,7 @@ void TakeFrame(const std::vector<std::uint8_t>& payload, std::uint8_t marker, SJ
 
 // How the free JPEG library derives tables from a quality, turned around on the table's mean: its standard luminance
 // table (T.81, K.1) has a sum of 3688.
-double QualityOf(const std::vector<std::uint8_t>& payload) {
+double EstimateQuality(const std::vector<std::uint8_t>& payload) {
   if (payload.empty()) return 0.0;
   const std::size_t width = payload[0] >> 4 ? 2 : 1;
   if (payload.size() < 1 + 64 * width) return 0.0;
@@ -52,39 +51,39 @@ double QualityOf(const std::vector<std::uint8_t>& payload) {
 }
 
 // ICC.1, annex B.4: the profile in numbered pieces. Pieces out of order are left out, and with them the profile's use.
-void TakeProfilePiece(const std::vector<std::uint8_t>& payload, std::vector<std::uint8_t>& profile) {
+void AppendProfileSegment(const std::vector<std::uint8_t>& payload, std::vector<std::uint8_t>& profile) {
   constexpr std::string_view kName{"ICC_PROFILE\0", 12};
   if (payload.size() <= 14 || std::memcmp(payload.data(), kName.data(), kName.size()) != 0) return;
   if (profile.size() + payload.size() > kMaxProfileBytes) return;
   profile.insert(profile.end(), payload.begin() + 14, payload.end());
 }
 
-void TakeExif(const std::vector<std::uint8_t>& payload, std::vector<std::uint8_t>& exif) {
+void ParseExifSegment(const std::vector<std::uint8_t>& payload, std::vector<std::uint8_t>& exif) {
   constexpr std::string_view kName{"Exif\0", 5};
   if (!exif.empty() || payload.size() <= 6 || std::memcmp(payload.data(), kName.data(), kName.size()) != 0) return;
   exif.assign(payload.begin() + 6, payload.end());
 }
 
-std::size_t WantedBytes(std::uint8_t marker) {
-  if (marker == kApp1 || marker == kApp2 || marker == kComment) return 65536;
-  if (marker == kQuantTables) return 129;
-  if (marker == kApp14) return 12;
-  return IsJpegFrame(marker) ? 6 + 3 * 4 : 0;
+std::size_t PayloadBytesNeeded(std::uint8_t marker) {
+  if (marker == kMarkerApp1 || marker == kMarkerApp2 || marker == kMarkerCom) return kMaxPayload;
+  if (marker == kMarkerDqt) return 129;
+  if (marker == kMarkerApp14) return 12;
+  return IsFrameMarker(marker) ? 6 + 3 * 4 : 0;
 }
 
-void Take(std::uint8_t marker, const std::vector<std::uint8_t>& payload, SJpegMarkers& markers) {
-  if (IsJpegFrame(marker)) {
-    TakeFrame(payload, marker, markers);
-  } else if (marker == kApp1) {
-    TakeExif(payload, markers.exif);
-  } else if (marker == kApp2) {
-    TakeProfilePiece(payload, markers.profile);
-  } else if (marker == kApp14) {
+void ParseSegment(std::uint8_t marker, const std::vector<std::uint8_t>& payload, SJpegMarkers& markers) {
+  if (IsFrameMarker(marker)) {
+    ParseFrameHeader(payload, marker, markers);
+  } else if (marker == kMarkerApp1) {
+    ParseExifSegment(payload, markers.exif);
+  } else if (marker == kMarkerApp2) {
+    AppendProfileSegment(payload, markers.profile);
+  } else if (marker == kMarkerApp14) {
     if (payload.size() >= 12 && std::memcmp(payload.data(), "Adobe", 5) == 0) markers.hasAdobe = true;
-  } else if (marker == kComment && markers.comment.empty()) {
+  } else if (marker == kMarkerCom && markers.comment.empty()) {
     markers.comment.assign(payload.begin(), payload.end());
-  } else if (marker == kQuantTables && markers.quality == 0.0) {
-    markers.quality = QualityOf(payload);
+  } else if (marker == kMarkerDqt && markers.quality == 0.0) {
+    markers.quality = EstimateQuality(payload);
   }
 }
 
@@ -93,15 +92,15 @@ void Take(std::uint8_t marker, const std::vector<std::uint8_t>& payload, SJpegMa
 SJpegMarkers ReadJpegMarkers(const CInput& input) {
   SJpegMarkers markers;
   const auto head = input.Head();
-  if (head.size() < 4 || head[0] != 0xFF || head[1] != 0xD8) throw CDamagedError("The file is not a JPEG file");
+  if (head.size() < 4 || head[0] != 0xFF || head[1] != kMarkerSoi) throw CDamagedError("The file is not a JPEG file");
   CMarkerReader reader(input, 2);
   for (std::size_t count = 0; count < kMaxSegments; ++count) {
     const auto marker = reader.NextMarker();
-    if (!marker || *marker == kJpegEnd || *marker == kJpegScan) break;
-    if (IsLoneJpegMarker(*marker)) continue;
-    const auto payload = reader.Payload(WantedBytes(*marker));
+    if (!marker || *marker == kMarkerEoi || *marker == kMarkerSos) break;
+    if (IsStandaloneMarker(*marker)) continue;
+    const auto payload = reader.ReadPayload(PayloadBytesNeeded(*marker));
     if (!payload) break;
-    Take(*marker, *payload, markers);
+    ParseSegment(*marker, *payload, markers);
   }
   if (markers.frameMarker == 0) throw CDamagedError("The JPEG file ends before its picture begins");
   if (markers.width == 0 || markers.height == 0) throw CDamagedError("The JPEG picture has no size");
@@ -113,9 +112,9 @@ bool HasEndOfImage(const CInput& input, std::uint64_t offset) {
   for (std::size_t count = 0; count < kMaxSegments;) {
     const auto marker = reader.NextMarker();
     if (!marker) return false;
-    if (*marker == kJpegEnd) return true;
-    if (IsLoneJpegMarker(*marker)) continue;
-    if (!reader.Payload(0)) return false;
+    if (*marker == kMarkerEoi) return true;
+    if (IsStandaloneMarker(*marker)) continue;
+    if (!reader.ReadPayload(0)) return false;
     ++count;
   }
   return false;

@@ -13,15 +13,15 @@ std::optional<std::uint8_t> CMarkerReader::NextMarker() noexcept {
       continue;
     }
     m_next = static_cast<std::size_t>(found - m_buffer) + 1;
-    std::optional<std::uint8_t> code = Byte();
-    while (code == 0xFF) code = Byte();
+    std::optional<std::uint8_t> code = ReadByte();
+    while (code == 0xFF) code = ReadByte();
     if (code && *code != 0) return code;
   }
   return std::nullopt;
 }
 
-std::optional<std::vector<std::uint8_t>> CMarkerReader::Payload(std::size_t most) {
-  const auto high = Byte(), low = Byte();
+std::optional<std::vector<std::uint8_t>> CMarkerReader::ReadPayload(std::size_t most) {
+  const auto high = ReadByte(), low = ReadByte();
   if (!high || !low) return std::nullopt;
   const std::size_t length = static_cast<std::size_t>(*high) << 8 | *low;
   if (length < 2) return std::nullopt;
@@ -50,7 +50,7 @@ bool CMarkerReader::Fill() noexcept {
   return m_end != 0;
 }
 
-std::optional<std::uint8_t> CMarkerReader::Byte() noexcept {
+std::optional<std::uint8_t> CMarkerReader::ReadByte() noexcept {
   if (!Fill()) return std::nullopt;
   return m_buffer[m_next++];
 }

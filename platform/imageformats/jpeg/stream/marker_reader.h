@@ -9,14 +9,27 @@
 
 namespace imageformats {
 
-constexpr std::uint8_t kJpegEnd = 0xD9;   // EOI
-constexpr std::uint8_t kJpegScan = 0xDA;  // SOS
+// Markers by their names in T.81, table B.1.
+inline constexpr std::uint8_t kMarkerSof0 = 0xC0, kMarkerSof1 = 0xC1,
+                              kMarkerSof2 = 0xC2;                       // baseline, extended, progressive
+inline constexpr std::uint8_t kMarkerSof9 = 0xC9, kMarkerSof10 = 0xCA;  // the latter two in arithmetic coding
+inline constexpr std::uint8_t kMarkerSof15 = 0xCF;
+inline constexpr std::uint8_t kMarkerDht = 0xC4, kMarkerJpg = 0xC8, kMarkerDac = 0xCC;
+inline constexpr std::uint8_t kMarkerTem = 0x01, kMarkerRst0 = 0xD0, kMarkerRst7 = 0xD7;
+inline constexpr std::uint8_t kMarkerSoi = 0xD8, kMarkerEoi = 0xD9, kMarkerSos = 0xDA;
+inline constexpr std::uint8_t kMarkerDqt = 0xDB, kMarkerDnl = 0xDC, kMarkerDri = 0xDD;
+inline constexpr std::uint8_t kMarkerApp0 = 0xE0, kMarkerApp1 = 0xE1, kMarkerApp2 = 0xE2, kMarkerApp14 = 0xEE;
+inline constexpr std::uint8_t kMarkerCom = 0xFE;
+// More than any segment's payload has.
+inline constexpr std::size_t kMaxPayload = 65536;
 
 // Markers without a length: TEM, SOI, RST0..RST7.
-constexpr bool IsLoneJpegMarker(std::uint8_t m) noexcept { return m == 0x01 || m == 0xD8 || (m >= 0xD0 && m <= 0xD7); }
+constexpr bool IsStandaloneMarker(std::uint8_t m) noexcept {
+  return m == kMarkerTem || m == kMarkerSoi || (m >= kMarkerRst0 && m <= kMarkerRst7);
+}
 // SOF0..SOF15.
-constexpr bool IsJpegFrame(std::uint8_t m) noexcept {
-  return m >= 0xC0 && m <= 0xCF && m != 0xC4 && m != 0xC8 && m != 0xCC;
+constexpr bool IsFrameMarker(std::uint8_t m) noexcept {
+  return m >= kMarkerSof0 && m <= kMarkerSof15 && m != kMarkerDht && m != kMarkerJpg && m != kMarkerDac;
 }
 
 // Walks the markers of a JPEG stream (T.81, annex B) through a buffer, from segment to segment and over entropy-coded
@@ -29,14 +42,14 @@ class CMarkerReader {
   std::optional<std::uint8_t> NextMarker() noexcept;
   // The payload of the segment whose marker was just read, up to `most` bytes of it; the reader then stands behind the
   // segment. Nothing when the length is impossible or the data ends within.
-  std::optional<std::vector<std::uint8_t>> Payload(std::size_t most);
+  std::optional<std::vector<std::uint8_t>> ReadPayload(std::size_t most);
 
   std::uint64_t Position() const noexcept { return m_offset - (m_end - m_next); }
   void Seek(std::uint64_t position) noexcept;
 
  private:
   bool Fill() noexcept;
-  std::optional<std::uint8_t> Byte() noexcept;
+  std::optional<std::uint8_t> ReadByte() noexcept;
 
   const CInput& m_input;
   std::uint64_t m_offset;  // of the buffer's end

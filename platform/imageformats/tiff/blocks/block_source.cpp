@@ -11,7 +11,7 @@ bool IsBitReversed(TIFF* tiff) {
   return order == FILLORDER_LSB2MSB;
 }
 
-// The own decoder takes grey, three colours and CMYK; odd numbers of samples are left to libtiff.
+// The JPEG codec decodes grey, three colours and CMYK; odd numbers of samples are left to libtiff.
 bool IsPlainJpeg(const SPage& page) {
   if (page.compression != COMPRESSION_JPEG || page.bits != 8) return false;
   const std::uint32_t samples = page.RowSamples();
@@ -44,15 +44,15 @@ SDecodedLayout DecodedLayoutOf(const SPage& page) noexcept {
 
 std::unique_ptr<CBlockSource> OpenBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
                                          CRenderGuard& guard) {
-  if (const std::string why = WhyUnsupported(page); !why.empty()) throw CUnsupportedError(why);
+  if (const std::string why = UnsupportedReason(page); !why.empty()) throw CUnsupportedError(why);
   guard.CheckPixels(page.width, page.height);
   tiff.Select(page.offset);
   if (IsPlainJpeg(page)) return OpenJpegBlocks(tiff, page, request, guard);
   if (page.photometric == PHOTOMETRIC_YCBCR) return OpenRgbaBlocks(tiff, page, guard);
   if (page.compression == COMPRESSION_NONE && !IsBitReversed(tiff.Get())) {
-    return OpenRawBlocks(tiff, page, request.planeSkip, guard);
+    return OpenRawBlocks(tiff, page, request.dataOffset, guard);
   }
-  return OpenCodecBlocks(tiff, page, guard);
+  return OpenLibtiffBlocks(tiff, page, guard);
 }
 
 SBlockExtent LocateBlock(CTiffHandle& tiff, std::uint32_t index) {

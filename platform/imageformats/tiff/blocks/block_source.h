@@ -41,7 +41,7 @@ class CBlockSource {
   // Decodes the block at the grid place; `plane` is 0 unless the layout is planar. The rows stay valid until the next
   // call and may be changed by the caller. Throws CDamagedError when the file ends before the block or the block does
   // not decode.
-  virtual std::uint8_t* Fetch(std::uint32_t column, std::uint32_t row, std::uint32_t plane) = 0;
+  virtual std::uint8_t* ReadBlock(std::uint32_t column, std::uint32_t row, std::uint32_t plane) = 0;
 
  protected:
   SDecodedLayout m_layout;
@@ -51,21 +51,21 @@ class CBlockSource {
 };
 
 struct SBlockRequest {
-  SSize wanted;                 // what the picture is reduced to; 0 x 0: full size
-  bool fast = false;            // see SJpegDecodeOptions
-  std::uint64_t planeSkip = 0;  // bytes to add to where pixels lie (see SPlane)
+  SSize wanted;                  // what the picture is reduced to; 0 x 0: full size
+  bool fast = false;             // see SJpegDecodeOptions
+  std::uint64_t dataOffset = 0;  // bytes to add to where pixels lie (see SPlane)
 };
 
 // The source that reads the page at least cost: uncompressed data straight from the file, JPEG scaled while decoding,
-// everything else through libtiff. `tiff` and `guard` must outlive it. Throws CUnsupportedError for what WhyUnsupported
-// names.
+// everything else through libtiff. `tiff` and `guard` must outlive it. Throws CUnsupportedError for what
+// UnsupportedReason names.
 std::unique_ptr<CBlockSource> OpenBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
                                          CRenderGuard& guard);
 
 // The single kinds; for OpenBlocks.
-std::unique_ptr<CBlockSource> OpenRawBlocks(CTiffHandle& tiff, const SPage& page, std::uint64_t planeSkip,
+std::unique_ptr<CBlockSource> OpenRawBlocks(CTiffHandle& tiff, const SPage& page, std::uint64_t dataOffset,
                                             CRenderGuard& guard);
-std::unique_ptr<CBlockSource> OpenCodecBlocks(CTiffHandle& tiff, const SPage& page, CRenderGuard& guard);
+std::unique_ptr<CBlockSource> OpenLibtiffBlocks(CTiffHandle& tiff, const SPage& page, CRenderGuard& guard);
 std::unique_ptr<CBlockSource> OpenJpegBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
                                              CRenderGuard& guard);
 std::unique_ptr<CBlockSource> OpenRgbaBlocks(CTiffHandle& tiff, const SPage& page, CRenderGuard& guard);

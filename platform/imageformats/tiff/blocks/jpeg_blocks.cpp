@@ -9,7 +9,7 @@
 namespace imageformats::tiff {
 namespace {
 
-constexpr std::uint32_t kPieceRows = 64;
+constexpr std::uint32_t kBandRows = 64;
 
 EJpegColor ColorOf(const SPage& page) noexcept {
   if (page.RowSamples() == 1) return EJpegColor::kGrey;
@@ -43,14 +43,14 @@ class CJpegBlocks final : public CBlockSource {
     m_x = {Scaled(page.width, m_how.scale), 8, std::uint64_t{page.width} * m_how.scale};
     m_y = {Scaled(page.height, m_how.scale), 8, std::uint64_t{page.height} * m_how.scale};
     m_block = {Scaled(page.blockWidth, m_how.scale), Scaled(page.blockHeight, m_how.scale)};
-    m_singleStrip = !page.tiled && page.BlocksDown() == 1 && m_block.height > kPieceRows;
-    if (m_singleStrip) m_block.height = kPieceRows;
+    m_singleStrip = !page.tiled && page.BlocksDown() == 1 && m_block.height > kBandRows;
+    if (m_singleStrip) m_block.height = kBandRows;
     m_stride = std::size_t{m_block.width} * page.RowSamples();
     m_rows = guard.NewVector<std::uint8_t>(CRenderGuard::Multiply(m_stride, m_block.height));
     if (!m_streams.Tables().empty()) m_decoder.LoadTables(m_streams.Tables());
   }
 
-  std::uint8_t* Fetch(std::uint32_t column, std::uint32_t row, std::uint32_t plane) override {
+  std::uint8_t* ReadBlock(std::uint32_t column, std::uint32_t row, std::uint32_t plane) override {
     m_guard.CheckTime();
     const std::uint32_t blocks = m_page.BlocksAcross() * m_page.BlocksDown();
     if (!m_singleStrip) {

@@ -8,7 +8,7 @@ namespace {
 
 // A stream that an instrument has only begun to write ends in zeros, which decode to something. Whole ones end in the
 // end-of-image marker, perhaps padded, or at least not in a long run of zeros.
-bool EndsInHole(std::span<const std::uint8_t> stream) noexcept {
+bool EndsInZeros(std::span<const std::uint8_t> stream) noexcept {
   constexpr std::size_t kLongestPadding = 16;
   std::size_t end = stream.size();
   while (end > 0 && stream[end - 1] == 0) --end;
@@ -29,7 +29,7 @@ CJpegStreams::CJpegStreams(CTiffHandle& tiff, CRenderGuard& guard) : m_tiff(tiff
 std::span<const std::uint8_t> CJpegStreams::Read(std::uint32_t index) {
   const SBlockExtent place = LocateBlock(m_tiff, index);
   if (place.size > m_stream.size()) {
-    m_guard.Take(place.size - m_stream.size());
+    m_guard.Reserve(place.size - m_stream.size());
     m_stream.resize(static_cast<std::size_t>(place.size));
   }
   const auto size = static_cast<std::size_t>(place.size);
@@ -37,7 +37,7 @@ std::span<const std::uint8_t> CJpegStreams::Read(std::uint32_t index) {
     throw CDamagedError("The file is truncated: a strip or tile lies behind its end");
   }
   const std::span<const std::uint8_t> stream(m_stream.data(), size);
-  if (EndsInHole(stream)) throw CDamagedError("The JPEG data of a strip or tile was not written to its end");
+  if (EndsInZeros(stream)) throw CDamagedError("The JPEG data of a strip or tile was not written to its end");
   return stream;
 }
 

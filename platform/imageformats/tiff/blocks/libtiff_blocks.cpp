@@ -10,7 +10,7 @@ namespace {
 
 // Larger strips are decoded row by row, where the codec can: pictures in one strip are common.
 constexpr std::uint64_t kMaxStripBytes = 8u << 20;
-constexpr std::uint64_t kPieceBytes = 256 << 10;
+constexpr std::uint64_t kBandBytes = 256 << 10;
 
 // Codecs that decode a strip only as a whole would decode it again for every row.
 bool DecodesByRow(std::uint32_t compression) {
@@ -31,7 +31,7 @@ void AskForPlainSamples(TIFF* tiff, const SPage& page, const SDecodedLayout& lay
   }
 }
 
-// What the own decoder takes; libtiff takes the rest, and what that one does not understand.
+// What DecodeLzw is for; libtiff decodes the rest, and what DecodeLzw refuses.
 bool IsPlainLzw(TIFF* tiff, const SPage& page) {
   std::uint16_t order = FILLORDER_MSB2LSB;
   TIFFGetFieldDefaulted(tiff, TIFFTAG_FILLORDER, &order);
@@ -46,8 +46,8 @@ class CLibtiffBlocks final : public CBlockSource {
       : m_tiff(tiff), m_page(page), m_guard(guard) {
     m_layout = DecodedLayoutOf(page);
     AskForPlainSamples(tiff.Get(), page, m_layout);
-    m_x = SourceAxis(page.width);
-    m_y = SourceAxis(page.height);
+    m_x = PlainAxis(page.width);
+    m_y = PlainAxis(page.height);
     m_block = {page.blockWidth, page.blockHeight};
     const std::uint64_t rowBits = std::uint64_t{page.blockWidth} * page.RowSamples() * m_layout.bits;
     m_stride = static_cast<std::size_t>((rowBits + 7) / 8);
@@ -55,20 +55,20 @@ class CLibtiffBlocks final : public CBlockSource {
     CheckSizeAgreed(blockBytes);
     m_byRow = !page.tiled && !page.planar && blockBytes > kMaxStripBytes && DecodesByRow(page.compression);
     if (m_byRow) {
-      m_block.height = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(kPieceBytes / m_stride, 1, page.height));
+      m_block.height = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(kBandBytes / m_stride, 1, page.height));
     }
     m_plainLzw = !m_byRow && IsPlainLzw(tiff.Get(), page);
     m_bytes = guard.NewVector<std::uint8_t>(CRenderGuard::Multiply(m_stride, m_block.height) + kLzwSlack);
   }
 
-  std::uint8_t* Fetch(std::uint32_t column, std::uint32_t row, std::uint32_t plane) override {
+  std::uint8_t* ReadBlock(std::uint32_t column, std::uint32_t row, std::uint32_t plane) override {
     m_guard.CheckTime();
     m_tiff.ClearMessages();
     if (m_byRow) {
-      FetchRows(row * m_block.height);
+      DecodeRows(row * m_block.height);
     } else {
       const std::uint32_t blocks = m_page.BlocksAcross() * m_page.BlocksDown();
-      FetchBlock(plane * blocks + row * m_page.BlocksAcross() + column, row);
+      DecodeBlock(plane * blocks + row * m_page.BlocksAcross() + column, row);
     }
     return m_bytes.data();
   }
@@ -82,17 +82,17 @@ class CLibtiffBlocks final : public CBlockSource {
   }
 
   // The compressed bytes are held, mostly by libtiff, while a block is decoded.
-  SBlockExtent TakeCompressed(std::uint32_t index) {
+  SBlockExtent LocateAndReserve(std::uint32_t index) {
     const SBlockExtent bytes = LocateBlock(m_tiff, index);
     if (bytes.size > m_compressed) {
-      m_guard.Take(bytes.size - m_compressed);
+      m_guard.Reserve(bytes.size - m_compressed);
       m_compressed = bytes.size;
     }
     return bytes;
   }
 
-  void FetchBlock(std::uint32_t index, std::uint32_t row) {
-    const SBlockExtent place = TakeCompressed(index);
+  void DecodeBlock(std::uint32_t index, std::uint32_t row) {
+    const SBlockExtent place = LocateAndReserve(index);
     std::uint32_t rows = m_block.height;
     if (!m_page.tiled) rows = std::min(rows, m_page.height - row * m_block.height);
     const std::size_t size = rows * m_stride;
@@ -110,17 +110,17 @@ class CLibtiffBlocks final : public CBlockSource {
     if (!DecodeLzw(m_stream, m_bytes.data(), size)) return false;
     if (m_page.predictor == PREDICTOR_HORIZONTAL) {
       for (std::size_t at = 0; at < size; at += m_stride) {
-        AddLeftNeighbours(m_bytes.data() + at, m_stride, m_page.RowSamples());
+        UndoHorizontalPredictor(m_bytes.data() + at, m_stride, m_page.RowSamples());
       }
     }
     return true;
   }
 
-  void FetchRows(std::uint32_t y) {
+  void DecodeRows(std::uint32_t y) {
     const std::uint32_t end = std::min(y + m_block.height, m_page.height);
     std::uint8_t* out = m_bytes.data();
     for (; y < end; ++y, out += m_stride) {
-      if (y % m_page.blockHeight == 0) TakeCompressed(y / m_page.blockHeight);
+      if (y % m_page.blockHeight == 0) LocateAndReserve(y / m_page.blockHeight);
       CheckDecoded(TIFFReadScanline(m_tiff.Get(), out, y, 0) == 1);
     }
   }
@@ -144,7 +144,7 @@ class CLibtiffBlocks final : public CBlockSource {
 
 }  // namespace
 
-std::unique_ptr<CBlockSource> OpenCodecBlocks(CTiffHandle& tiff, const SPage& page, CRenderGuard& guard) {
+std::unique_ptr<CBlockSource> OpenLibtiffBlocks(CTiffHandle& tiff, const SPage& page, CRenderGuard& guard) {
   return std::make_unique<CLibtiffBlocks>(tiff, page, guard);
 }
 

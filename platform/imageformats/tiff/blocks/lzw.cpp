@@ -6,16 +6,16 @@
 namespace imageformats::tiff {
 namespace {
 
-constexpr unsigned kClear = 256, kEnd = 257, kFirstString = 258, kMostCodes = 4096;
-constexpr unsigned kShortest = 9, kLongest = 12;
+constexpr unsigned kClearCode = 256, kEndOfInformation = 257, kFirstStringCode = 258, kMaxCodes = 4096;
+constexpr unsigned kMinCodeBits = 9, kMaxCodeBits = 12;
 
-// Codes from the high bit on. Behind the end of the data there are zeros; the caller asks whether any were taken.
+// Codes from the high bit on. Behind the end of the data there are zeros; the caller asks whether any were read.
 class CLzwCodeReader {
  public:
   explicit CLzwCodeReader(std::span<const std::uint8_t> stream) noexcept
       : m_next(stream.data()), m_end(stream.data() + stream.size()) {}
 
-  unsigned Take(unsigned width) noexcept {
+  unsigned Read(unsigned width) noexcept {
     if (m_count < width) Refill();
     const auto code = static_cast<unsigned>(m_bits >> (64 - width));
     m_bits <<= width;
@@ -71,33 +71,37 @@ void CopyOverlapping(std::uint8_t* out, const SLzwString& string) noexcept {
 }  // namespace
 
 bool DecodeLzw(std::span<const std::uint8_t> stream, std::uint8_t* out, std::size_t size) noexcept {
-  std::array<SLzwString, kMostCodes> strings;
+  std::array<SLzwString, kMaxCodes> strings;
   for (unsigned i = 0; i < 256; ++i) strings[i] = {kSingleBytes.values.data() + i, 1};
   CLzwCodeReader reader(stream);
-  if (reader.Take(kShortest) != kClear) return false;
+  if (reader.Read(kMinCodeBits) != kClearCode) return false;
   std::uint8_t* const end = out + size;
-  unsigned width = kShortest, made = kFirstString;
+  unsigned width = kMinCodeBits, nextCode = kFirstStringCode;
   SLzwString last = {nullptr, 0};  // as decoded; none after a clear code
   while (out != end) {
-    const unsigned code = reader.Take(width);
-    if (code == kClear) {
-      width = kShortest;
-      made = kFirstString;
+    const unsigned code = reader.Read(width);
+    if (code == kClearCode) {
+      width = kMinCodeBits;
+      nextCode = kFirstStringCode;
       last = {nullptr, 0};
       if (reader.IsOverrun()) return false;
       continue;
     }
     if (last.length != 0) {
-      if (made == kMostCodes) return false;
-      strings[made] = {last.text, last.length + 1};
-      ++made;
+      if (nextCode == kMaxCodes) return false;
+      strings[nextCode] = {last.text, last.length + 1};
+      ++nextCode;
       // One earlier than needed: TIFF's way.
-      if (made + 1 == 1u << width && width < kLongest) ++width;
+      if (nextCode + 1 == 1u << width && width < kMaxCodeBits) ++width;
     }
-    if (code == kEnd || code >= made) return false;
+    if (code == kEndOfInformation || code >= nextCode) return false;
     const SLzwString& string = strings[code];
     if (string.length > static_cast<std::size_t>(end - out)) return false;
-    code + 1 == made&& code >= kFirstString ? CopyOverlapping(out, string) : Copy(out, string);
+    if (code >= kFirstStringCode && code + 1 == nextCode) {
+      CopyOverlapping(out, string);
+    } else {
+      Copy(out, string);
+    }
     last = {out, string.length};
     out += string.length;
   }
@@ -119,7 +123,7 @@ void AddLeft(std::uint8_t* row, std::size_t size) noexcept {
 
 }  // namespace
 
-void AddLeftNeighbours(std::uint8_t* row, std::size_t size, std::size_t samplesPerPixel) noexcept {
+void UndoHorizontalPredictor(std::uint8_t* row, std::size_t size, std::size_t samplesPerPixel) noexcept {
   switch (samplesPerPixel) {
     case 1:
       return AddLeft<1>(row, size);

@@ -15,6 +15,6 @@ inline constexpr std::size_t kLzwSlack = 16;
 bool DecodeLzw(std::span<const std::uint8_t> stream, std::uint8_t* out, std::size_t size) noexcept;
 
 // Undoes the horizontal predictor of 8-bit samples in a row of `size` bytes.
-void AddLeftNeighbours(std::uint8_t* row, std::size_t size, std::size_t samplesPerPixel) noexcept;
+void UndoHorizontalPredictor(std::uint8_t* row, std::size_t size, std::size_t samplesPerPixel) noexcept;
 
 }  // namespace imageformats::tiff

@@ -9,7 +9,7 @@ namespace {
 
 // Rows are read in pieces of about this size: large enough for the disk, small enough to be still in the processor's
 // cache when they are summed.
-constexpr std::size_t kPieceBytes = 256 << 10;
+constexpr std::size_t kBandBytes = 256 << 10;
 
 // Samples lie in the file's byte order; packed bits do not depend on it. The loops are kept plain for the vectoriser.
 void SwapSamples(std::uint8_t* bytes, std::size_t size, std::uint32_t bits) {
@@ -30,23 +30,23 @@ void SwapSamples(std::uint8_t* bytes, std::size_t size, std::uint32_t bits) {
 // Uncompressed data. Strips are handed out in pieces of some rows, however the file cuts them; tiles as they are.
 class CRawBlocks final : public CBlockSource {
  public:
-  CRawBlocks(CTiffHandle& tiff, const SPage& page, std::uint64_t planeSkip, CRenderGuard& guard)
-      : m_tiff(tiff), m_page(page), m_skip(planeSkip), m_guard(guard) {
+  CRawBlocks(CTiffHandle& tiff, const SPage& page, std::uint64_t dataOffset, CRenderGuard& guard)
+      : m_tiff(tiff), m_page(page), m_dataOffset(dataOffset), m_guard(guard) {
     m_layout = DecodedLayoutOf(page);
-    m_x = SourceAxis(page.width);
-    m_y = SourceAxis(page.height);
+    m_x = PlainAxis(page.width);
+    m_y = PlainAxis(page.height);
     const std::uint64_t rowBits = std::uint64_t{page.blockWidth} * page.RowSamples() * page.bits;
     const std::uint64_t rowBytes = (rowBits + 7) / 8;
     CheckFileHolds(rowBytes);
     m_block = {page.blockWidth, page.blockHeight};
     if (!page.tiled) {
-      m_block.height = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(kPieceBytes / rowBytes, 1, page.height));
+      m_block.height = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(kBandBytes / rowBytes, 1, page.height));
     }
     m_stride = static_cast<std::size_t>(rowBytes);
     m_bytes = guard.NewVector<std::uint8_t>(CRenderGuard::Multiply(rowBytes, m_block.height));
   }
 
-  std::uint8_t* Fetch(std::uint32_t column, std::uint32_t row, std::uint32_t plane) override {
+  std::uint8_t* ReadBlock(std::uint32_t column, std::uint32_t row, std::uint32_t plane) override {
     m_guard.CheckTime();
     const std::uint32_t blocks = m_page.BlocksAcross() * m_page.BlocksDown();
     if (m_page.tiled) {
@@ -95,7 +95,7 @@ class CRawBlocks final : public CBlockSource {
     const std::uint64_t offset = TIFFGetStrileOffsetWithErr(m_tiff.Get(), index, &failed);
     if (failed) throw CDamagedError("The table of strips or tiles is damaged");
     if (offset == 0) throw CDamagedError("A strip or tile was never written");
-    return offset + m_skip;
+    return offset + m_dataOffset;
   }
 
   void ReadAt(std::uint64_t offset, std::uint8_t* out, std::size_t size) const {
@@ -106,16 +106,16 @@ class CRawBlocks final : public CBlockSource {
 
   CTiffHandle& m_tiff;
   const SPage m_page;
-  const std::uint64_t m_skip;
+  const std::uint64_t m_dataOffset;
   CRenderGuard& m_guard;
   std::vector<std::uint8_t> m_bytes;
 };
 
 }  // namespace
 
-std::unique_ptr<CBlockSource> OpenRawBlocks(CTiffHandle& tiff, const SPage& page, std::uint64_t planeSkip,
+std::unique_ptr<CBlockSource> OpenRawBlocks(CTiffHandle& tiff, const SPage& page, std::uint64_t dataOffset,
                                             CRenderGuard& guard) {
-  return std::make_unique<CRawBlocks>(tiff, page, planeSkip, guard);
+  return std::make_unique<CRawBlocks>(tiff, page, dataOffset, guard);
 }
 
 }  // namespace imageformats::tiff

@@ -18,13 +18,13 @@ class CRgbaBlocks final : public CBlockSource {
     // libtiff would turn every strip by itself; the whole picture is turned at the end.
     TIFFSetField(tiff.Get(), TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
     m_layout = DecodedLayoutOf(page);
-    m_x = SourceAxis(page.width);
-    m_y = SourceAxis(page.height);
+    m_x = PlainAxis(page.width);
+    m_y = PlainAxis(page.height);
     m_block = {page.blockWidth, page.blockHeight};
     m_stride = std::size_t{page.blockWidth} * 4;
     m_raster = guard.NewVector<std::uint32_t>(CRenderGuard::Multiply(page.blockWidth, page.blockHeight));
     // libtiff decodes into a buffer of its own and reads the compressed bytes into another.
-    guard.Take(CRenderGuard::Multiply(m_stride, page.blockHeight));
+    guard.Reserve(CRenderGuard::Multiply(m_stride, page.blockHeight));
   }
 
   ~CRgbaBlocks() override {
@@ -33,7 +33,7 @@ class CRgbaBlocks final : public CBlockSource {
   CRgbaBlocks(const CRgbaBlocks&) = delete;
   CRgbaBlocks& operator=(const CRgbaBlocks&) = delete;
 
-  std::uint8_t* Fetch(std::uint32_t column, std::uint32_t row, std::uint32_t) override {
+  std::uint8_t* ReadBlock(std::uint32_t column, std::uint32_t row, std::uint32_t) override {
     m_guard.CheckTime();
     const std::uint32_t index = row * m_page.BlocksAcross() + column;
     // Old JPEG keeps its stream elsewhere.

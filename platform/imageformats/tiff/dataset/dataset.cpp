@@ -28,7 +28,7 @@ bool SameShape(const SIfdSummary& a, const SIfdSummary& b) noexcept {
 // Raw camera files keep a small picture in the chain and the real one in a sub-IFD.
 void PreferFullSubIfd(STiffFile& file, SDataset* dataset) {
   for (const std::uint64_t offset : dataset->page.subIfds) {
-    for (const SIfdSummary& facts : WalkIfdChainFrom(*file.input, offset, 1)) {
+    for (const SIfdSummary& facts : ReadIfdChainFrom(*file.input, offset, 1)) {
       if ((facts.subfileType & kReducedOrMask) != 0 || facts.width <= dataset->page.width) continue;
       if (facts.photometric == PHOTOMETRIC_CFA) continue;
       dataset->page = ReadPage(file.handle, facts.offset);
@@ -75,9 +75,9 @@ SPage ReadDatasetPage(STiffFile& file, SDataset::EKind kind, std::uint64_t direc
 std::vector<std::uint32_t> ChannelSamples(const SPage& page) {
   if (page.photometric != PHOTOMETRIC_MINISBLACK && page.photometric != PHOTOMETRIC_MINISWHITE) return {};
   // More channels than a mask of 32 bits can name are not shown.
-  constexpr std::uint32_t kMaxShown = 32;
+  constexpr std::uint32_t kMaxOverviewChannels = 32;
   std::vector<std::uint32_t> samples = {0};
-  for (std::uint32_t sample = 1; sample < page.samples && samples.size() < kMaxShown; ++sample) {
+  for (std::uint32_t sample = 1; sample < page.samples && samples.size() < kMaxOverviewChannels; ++sample) {
     const std::uint16_t type =
         sample - 1 < page.extraSamples.size() ? page.extraSamples[sample - 1] : std::uint16_t{EXTRASAMPLE_UNSPECIFIED};
     if (type != EXTRASAMPLE_ASSOCALPHA && type != EXTRASAMPLE_UNASSALPHA) samples.push_back(sample);

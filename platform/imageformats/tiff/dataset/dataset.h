@@ -19,7 +19,7 @@ struct SPlane {
   std::size_t file = 0;         // in the file set
   std::uint64_t directory = 0;  // offset
   // Bytes behind where the directory says: the planes of a large ImageJ stack follow each other under one directory.
-  std::uint64_t skip = 0;
+  std::uint64_t dataOffset = 0;
   std::vector<SIfdSummary> levels;  // reduced copies in the main chain
 };
 

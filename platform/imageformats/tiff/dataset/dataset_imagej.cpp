@@ -6,7 +6,7 @@
 namespace imageformats::tiff {
 namespace {
 
-constexpr std::uint32_t kMaxShown = 32;
+constexpr std::uint32_t kMaxOverviewChannels = 32;
 
 // Bytes of one uncompressed plane, by which the planes of a stack under a single directory follow each other.
 std::uint64_t PlaneBytes(const SPage& page) noexcept {
@@ -22,7 +22,7 @@ bool LocatePlane(STiffFile& file, const SPage& first, std::uint64_t number, SPla
   }
   if (first.compression != COMPRESSION_NONE || first.tiled || first.bits % 8 != 0) return false;
   plane->directory = first.offset;
-  plane->skip = number * PlaneBytes(first);
+  plane->dataOffset = number * PlaneBytes(first);
   return true;
 }
 
@@ -56,7 +56,7 @@ bool OpenImageJDataset(CFileSet& files, const SImageJ& imageJ, SDataset* dataset
   result.sizeT = imageJ.frames;
   const SPage first = ReadPage(file.handle, file.chain.front().offset);
   const std::uint64_t middle = std::uint64_t{imageJ.slices / 2} * imageJ.channels;
-  for (std::uint32_t c = 0; c < std::min(imageJ.channels, kMaxShown); ++c) {
+  for (std::uint32_t c = 0; c < std::min(imageJ.channels, kMaxOverviewChannels); ++c) {
     SOverviewChannel channel = DescribeChannel(imageJ, c);
     if (!LocatePlane(file, first, middle + c, &channel.plane)) return false;
     result.channels.push_back(std::move(channel));

@@ -14,7 +14,7 @@
 namespace imageformats::tiff {
 namespace {
 
-constexpr std::uint32_t kMaxShown = 32;
+constexpr std::uint32_t kMaxOverviewChannels = 32;
 
 bool SameName(const std::string& a, const std::string& b) {
   return a == b || CQvStringUtils::EqualNoCase(CQvStringUtils::UTF8toW(a.c_str()).Str(),
@@ -66,7 +66,7 @@ class COmeFiles {
 };
 
 // A binary-only file points to the one that holds the document: a companion of pure XML, or another TIFF file.
-bool FollowToDocument(CFileSet& files, SOmeDocument* document, std::string* documentFile) {
+bool ResolveDocument(CFileSet& files, SOmeDocument* document, std::string* documentFile) {
   if (document->metadataFile.empty() || !document->images.empty()) return !document->images.empty();
   *documentFile = document->metadataFile;
   const std::shared_ptr<const CInput> input = files.OpenBeside(*documentFile);
@@ -89,12 +89,15 @@ bool FollowToDocument(CFileSet& files, SOmeDocument* document, std::string* docu
   return LooksLikeOmeXml(text) && ParseOmeXml(text, document, &error) && !document->images.empty();
 }
 
-// Picks the planes of the overview: for each channel the plane next to the middle z of the first time that exists.
+// Chooses the planes of the overview: for each channel the plane next to the middle z of the first time that exists.
 class COverviewPlanes {
  public:
   COverviewPlanes(CFileSet& files, COmeFiles& omeFiles, const SOmeImage& image, std::uint32_t channelPlanes)
-      : m_files(files), m_omeFiles(omeFiles), m_image(image), m_candidates(std::min(channelPlanes, kMaxShown)) {
-    ForEachOmePlane(
+      : m_files(files),
+        m_omeFiles(omeFiles),
+        m_image(image),
+        m_candidates(std::min(channelPlanes, kMaxOverviewChannels)) {
+    VisitOmePlanes(
         image, channelPlanes, [&](const SOmeTiffData& data) { return omeFiles.CountPlanes(data); },
         [&](const SOmePlaneRef& ref) {
           if (ref.c < m_candidates.size()) m_candidates[ref.c].push_back(ref);
@@ -185,7 +188,7 @@ bool AddPlanes(CFileSet& files, COmeFiles& omeFiles, SDataset* dataset) {
   }
   COverviewPlanes planes(files, omeFiles, image, channelPlanes);
   bool found = false;
-  for (std::uint32_t c = 0; c < std::min(channelPlanes, kMaxShown); ++c) {
+  for (std::uint32_t c = 0; c < std::min(channelPlanes, kMaxOverviewChannels); ++c) {
     const std::optional<SPlane> plane = planes.Choose(c);
     if (!plane) continue;
     const SPage page = ReadDatasetPage(files.File(plane->file), SDataset::EKind::kOme, plane->directory);
@@ -210,7 +213,7 @@ bool OpenOmeDataset(CFileSet& files, const std::string& description, SDataset* d
   if (!ParseOmeXml(description, &result.ome, &error)) return false;
   const std::string ownUuid = result.ome.uuid;
   std::string documentFile;
-  if (!FollowToDocument(files, &result.ome, &documentFile)) return false;
+  if (!ResolveDocument(files, &result.ome, &documentFile)) return false;
   COmeFiles omeFiles(files, result.ome, ownUuid, documentFile);
   result.omeImage = ChooseImage(result.ome, omeFiles);
   const SOmeImage& image = result.ome.images[result.omeImage];

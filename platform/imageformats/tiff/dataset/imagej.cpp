@@ -14,14 +14,14 @@ constexpr std::size_t kMaxLabels = 16;
 constexpr std::size_t kMaxInfoUnits = 32768;
 constexpr std::size_t kMaxChannels = 4096;
 
-double Number(std::string_view text) {
+double ParseNumber(std::string_view text) {
   double value = 0.0;
   const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   return error == std::errc() && std::isfinite(value) ? value : 0.0;
 }
 
-std::uint32_t Count(std::string_view text) {
-  const double value = Number(text);
+std::uint32_t ParseCount(std::string_view text) {
+  const double value = ParseNumber(text);
   return value >= 1.0 && value <= 1e9 ? static_cast<std::uint32_t>(value) : 1;
 }
 
@@ -59,18 +59,18 @@ std::string Unescaped(std::string_view text) {
   return out;
 }
 
-void TakeLine(std::string_view key, std::string_view value, SImageJ* imageJ) {
+void ParseLine(std::string_view key, std::string_view value, SImageJ* imageJ) {
   if (key == "ImageJ") imageJ->version = value;
-  if (key == "images") imageJ->images = Count(value);
-  if (key == "channels") imageJ->channels = Count(value);
-  if (key == "slices") imageJ->slices = Count(value);
-  if (key == "frames") imageJ->frames = Count(value);
+  if (key == "images") imageJ->images = ParseCount(value);
+  if (key == "channels") imageJ->channels = ParseCount(value);
+  if (key == "slices") imageJ->slices = ParseCount(value);
+  if (key == "frames") imageJ->frames = ParseCount(value);
   if (key == "mode") imageJ->mode = value;
   if (key == "unit") imageJ->unit = Unescaped(value);
-  if (key == "spacing") imageJ->spacing = std::fabs(Number(value));
-  if (key == "finterval") imageJ->frameInterval = std::max(Number(value), 0.0);
-  if (key == "fps" && imageJ->frameInterval == 0.0 && Number(value) > 0.0) {
-    imageJ->frameInterval = 1.0 / Number(value);
+  if (key == "spacing") imageJ->spacing = std::fabs(ParseNumber(value));
+  if (key == "finterval") imageJ->frameInterval = std::max(ParseNumber(value), 0.0);
+  if (key == "fps" && imageJ->frameInterval == 0.0 && ParseNumber(value) > 0.0) {
+    imageJ->frameInterval = 1.0 / ParseNumber(value);
   }
 }
 
@@ -91,11 +91,11 @@ class CMetadataBlock {
   }
   bool IsValid() const noexcept { return m_valid; }
 
-  std::uint64_t Number(std::size_t offset, std::size_t size) const noexcept {
+  std::uint64_t Integer(std::size_t offset, std::size_t size) const noexcept {
     return IntegerAt(m_bytes.data() + offset, size, m_bigEndian);
   }
   double Double(std::size_t offset) const noexcept {
-    const std::uint64_t bits = Number(offset, 8);
+    const std::uint64_t bits = Integer(offset, 8);
     double value;
     std::memcpy(&value, &bits, sizeof value);
     return value;
@@ -103,9 +103,9 @@ class CMetadataBlock {
   std::string Text(std::size_t offset, std::size_t size) const {
     std::string text;
     for (std::size_t i = 0; i + 1 < size; i += 2) {
-      std::uint32_t unit = static_cast<std::uint32_t>(Number(offset + i, 2));
+      std::uint32_t unit = static_cast<std::uint32_t>(Integer(offset + i, 2));
       if (unit >= 0xD800 && unit < 0xDC00 && i + 3 < size) {
-        const auto low = static_cast<std::uint32_t>(Number(offset + i + 2, 2));
+        const auto low = static_cast<std::uint32_t>(Integer(offset + i + 2, 2));
         if (low >= 0xDC00 && low < 0xE000) {
           unit = 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00);
           i += 2;
@@ -127,7 +127,7 @@ constexpr std::uint32_t Magic(const char (&name)[5]) noexcept {
          static_cast<std::uint32_t>(name[2]) << 8 | static_cast<std::uint32_t>(name[3]);
 }
 
-void TakePart(const CMetadataBlock& block, std::uint32_t type, std::size_t offset, std::size_t size, SImageJ* imageJ) {
+void ParsePart(const CMetadataBlock& block, std::uint32_t type, std::size_t offset, std::size_t size, SImageJ* imageJ) {
   if (type == Magic("info")) imageJ->info = block.Text(offset, std::min(size, 2 * kMaxInfoUnits));
   if (type == Magic("labl") && imageJ->labels.size() < kMaxLabels) {
     imageJ->labels.push_back(block.Text(offset, std::min(size, kMaxInfoUnits)));
@@ -155,9 +155,9 @@ std::optional<SImageJ> ParseImageJDescription(std::string_view text) {
     const std::size_t equals = line.find('=');
     if (equals == std::string_view::npos) continue;
     const std::string_view key = line.substr(0, equals), value = line.substr(equals + 1);
-    TakeLine(key, value, &imageJ);
-    if (key == "min") low = Number(value);
-    if (key == "max") high = Number(value);
+    ParseLine(key, value, &imageJ);
+    if (key == "min") low = ParseNumber(value);
+    if (key == "max") high = ParseNumber(value);
   }
   if (low && high && *low < *high) imageJ.range = SDisplayRange{*low, *high};
   const double planes = double{1} * imageJ.channels * imageJ.slices * imageJ.frames;
@@ -171,11 +171,11 @@ void ParseImageJMetadata(std::span<const std::uint32_t> counts, std::span<const 
   if (!block.IsValid() || counts.empty() || counts[0] < 12 || counts[0] > bytes.size()) return;
   std::size_t offset = counts[0], next = 1;
   for (std::size_t entry = 4; entry + 8 <= counts[0]; entry += 8) {
-    const auto type = static_cast<std::uint32_t>(block.Number(entry, 4));
-    const auto parts = static_cast<std::uint32_t>(block.Number(entry + 4, 4));
+    const auto type = static_cast<std::uint32_t>(block.Integer(entry, 4));
+    const auto parts = static_cast<std::uint32_t>(block.Integer(entry + 4, 4));
     for (std::uint32_t i = 0; i < parts; ++i, ++next) {
       if (next >= counts.size() || counts[next] > bytes.size() - offset) return;
-      TakePart(block, type, offset, counts[next], imageJ);
+      ParsePart(block, type, offset, counts[next], imageJ);
       offset += counts[next];
     }
   }

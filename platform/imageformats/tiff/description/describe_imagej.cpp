@@ -6,7 +6,7 @@ namespace imageformats::tiff {
 namespace {
 
 // The longest Info property that is kept: acquisition programs dump all their settings there.
-constexpr std::size_t kMaxInfo = 4096;
+constexpr std::size_t kMaxInfoLength = 4096;
 
 float ResolutionTag(CTiffHandle& tiff, std::uint32_t tag) {
   float value = 0.0f;
@@ -38,7 +38,7 @@ void DescribeImageJ(CFileSet& files, const SDataset& dataset, SImageMetadata* me
     AddChannelLoop(metadata);
   }
   if (!imageJ.labels.empty()) SetIfEmpty(text.imageID, TextOf(imageJ.labels.front().substr(0, 256)));
-  SetIfEmpty(text.info1, TextOf(std::string_view(imageJ.info).substr(0, kMaxInfo)));
+  SetIfEmpty(text.info1, TextOf(std::string_view(imageJ.info).substr(0, kMaxInfoLength)));
   SetIfEmpty(text.info2, TextOf("ImageJ " + imageJ.version));
   SetIfEmpty(text.sampling, TextOf(SamplingText(metadata->calibration, metadata->calibration * metadata->aspect,
                                                 metadata->picture.zStep, imageJ.frameInterval)));

@@ -36,7 +36,7 @@ void Calibrate(TIFF* tiff, SImageMetadata* metadata) {
   if (y > 0.0) metadata->aspect = y / x;
 }
 
-void TakeDate(const std::string& date, SImageMetadata* metadata) {
+void ApplyDate(const std::string& date, SImageMetadata* metadata) {
   CQvStringW text;
   double julianDay = 0.0;
   if (!ParseExifDate(date.c_str(), 0, &text, &julianDay)) return SetIfEmpty(metadata->text.date, TextOf(date));
@@ -68,7 +68,7 @@ void DescribeTags(CFileSet& files, const SDataset& dataset, SImageMetadata* meta
   // The time of the shot is EXIF's; TIFF's own may be that of a later change.
   ApplyExif(ExifBlockOf(file.handle), *metadata);
   const std::string date = TextTag(file.handle, TIFFTAG_DATETIME);
-  if (!date.empty() && metadata->acquisitionTime == 0.0) TakeDate(date, metadata);
+  if (!date.empty() && metadata->acquisitionTime == 0.0) ApplyDate(date, metadata);
   // OME-TIFF and ImageJ say it elsewhere; their writers fill these tags with anything.
   const bool plain = dataset.kind == SDataset::EKind::kPlain && !dataset.imageJ;
   if (plain) Calibrate(file.handle.Get(), metadata);

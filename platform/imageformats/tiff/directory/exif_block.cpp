@@ -19,7 +19,7 @@ class CExifBlockBuilder {
       : m_input(input), m_bigEndian(bigEndian), m_bigTiff(bigTiff) {}
 
   // A block whose first directory has these pointers.
-  std::vector<std::uint8_t> Make(const std::vector<std::pair<std::uint32_t, std::uint64_t>>& pointers) {
+  std::vector<std::uint8_t> Build(const std::vector<std::pair<std::uint32_t, std::uint64_t>>& pointers) {
     m_block = {std::uint8_t(m_bigEndian ? 'M' : 'I'), std::uint8_t(m_bigEndian ? 'M' : 'I')};
     Append(42, 2);
     Append(8, 4);
@@ -117,7 +117,7 @@ std::vector<std::uint8_t> ExifBlockOf(CTiffHandle& tiff) {
     if (TIFFGetField(tiff.Get(), tag, &offset)) pointers.emplace_back(tag, offset);
   }
   if (pointers.empty()) return {};
-  return CExifBlockBuilder(tiff.Source(), tiff.IsBigEndian(), tiff.IsBigTiff()).Make(pointers);
+  return CExifBlockBuilder(tiff.Source(), tiff.IsBigEndian(), tiff.IsBigTiff()).Build(pointers);
 }
 
 }  // namespace imageformats::tiff

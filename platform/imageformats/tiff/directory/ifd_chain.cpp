@@ -14,7 +14,7 @@ namespace imageformats::tiff {
 namespace {
 
 // Most directories fit: one read each.
-constexpr std::size_t kUsualBytes = 512;
+constexpr std::size_t kFirstReadBytes = 512;
 
 // Layout of TIFF 6.0, section 2, and of the BigTIFF design: entry counts of 2 (8) bytes, entries of 12 (20) bytes,
 // pointers of 4 (8) bytes.
@@ -50,7 +50,7 @@ class CIfdReader {
     if constexpr (sizeof(T) == 4) return static_cast<T>(__builtin_bswap32(value));
     if constexpr (sizeof(T) == 8) return static_cast<T>(__builtin_bswap64(value));
   }
-  void TakeEntry(const std::uint8_t* entry, SIfdSummary* facts) const noexcept;
+  void ParseEntry(const std::uint8_t* entry, SIfdSummary* facts) const noexcept;
   std::optional<std::uint32_t> FirstValue(const std::uint8_t* entry) const noexcept;
 
   const CInput& m_input;
@@ -80,7 +80,7 @@ std::optional<std::uint32_t> CIfdReader::FirstValue(const std::uint8_t* entry) c
   return wide > 0xFFFFFFFFu ? std::nullopt : std::optional(static_cast<std::uint32_t>(wide));
 }
 
-void CIfdReader::TakeEntry(const std::uint8_t* entry, SIfdSummary* facts) const noexcept {
+void CIfdReader::ParseEntry(const std::uint8_t* entry, SIfdSummary* facts) const noexcept {
   std::uint32_t* target = nullptr;
   switch (Get<std::uint16_t>(entry)) {
     case TIFFTAG_SUBFILETYPE:
@@ -109,7 +109,7 @@ void CIfdReader::TakeEntry(const std::uint8_t* entry, SIfdSummary* facts) const 
 
 bool CIfdReader::Read(SIfdSummary* facts, std::uint64_t* next) {
   const std::size_t countSize = m_big ? 8 : 2, entrySize = m_big ? 20 : 12, pointerSize = m_big ? 8 : 4;
-  m_bytes.resize(kUsualBytes);
+  m_bytes.resize(kFirstReadBytes);
   std::size_t got = m_input.ReadAt(facts->offset, m_bytes.data(), m_bytes.size());
   if (got < countSize) return false;
   const std::uint64_t count =
@@ -117,13 +117,13 @@ bool CIfdReader::Read(SIfdSummary* facts, std::uint64_t* next) {
   // As many entries as there are tags; libtiff has the same limit.
   if (count == 0 || count > 65535) return false;
   const std::size_t entriesEnd = countSize + count * entrySize;
-  if (entriesEnd + pointerSize > kUsualBytes) {
+  if (entriesEnd + pointerSize > kFirstReadBytes) {
     m_bytes.resize(entriesEnd + pointerSize);
     got = m_input.ReadAt(facts->offset, m_bytes.data(), m_bytes.size());
   }
   m_bytesRead += std::min(got, entriesEnd);
   if (got < entriesEnd) return false;
-  for (std::size_t at = countSize; at < entriesEnd; at += entrySize) TakeEntry(m_bytes.data() + at, facts);
+  for (std::size_t at = countSize; at < entriesEnd; at += entrySize) ParseEntry(m_bytes.data() + at, facts);
   const std::uint8_t* pointer = m_bytes.data() + entriesEnd;
   const bool ends = got < entriesEnd + pointerSize;
   *next = ends ? 0 : m_big ? Get<std::uint64_t>(pointer) : Get<std::uint32_t>(pointer);
@@ -132,7 +132,7 @@ bool CIfdReader::Read(SIfdSummary* facts, std::uint64_t* next) {
 
 // A loop, a pointer out of the file or an unreadable directory ends the walk. Directories of an honest file do not
 // overlap, so all of them together are no larger than the file.
-std::vector<SIfdSummary> Walk(CIfdReader& reader, const CInput& input, std::uint64_t offset, std::size_t limit) {
+std::vector<SIfdSummary> ReadChain(CIfdReader& reader, const CInput& input, std::uint64_t offset, std::size_t limit) {
   std::vector<SIfdSummary> chain;
   std::unordered_set<std::uint64_t> seen;
   while (offset != 0 && offset < input.Size() && chain.size() < limit && reader.BytesRead() <= input.Size() &&
@@ -147,16 +147,16 @@ std::vector<SIfdSummary> Walk(CIfdReader& reader, const CInput& input, std::uint
 
 }  // namespace
 
-std::vector<SIfdSummary> WalkIfdChain(const CInput& input) {
+std::vector<SIfdSummary> ReadIfdChain(const CInput& input) {
   CIfdReader reader(input);
-  std::vector<SIfdSummary> chain = Walk(reader, input, reader.First(), kMaxDirectories);
+  std::vector<SIfdSummary> chain = ReadChain(reader, input, reader.First(), kMaxDirectories);
   if (chain.empty()) throw CDamagedError("The TIFF file has no readable directory");
   return chain;
 }
 
-std::vector<SIfdSummary> WalkIfdChainFrom(const CInput& input, std::uint64_t offset, std::size_t limit) {
+std::vector<SIfdSummary> ReadIfdChainFrom(const CInput& input, std::uint64_t offset, std::size_t limit) {
   CIfdReader reader(input);
-  return Walk(reader, input, offset, limit);
+  return ReadChain(reader, input, offset, limit);
 }
 
 }  // namespace imageformats::tiff

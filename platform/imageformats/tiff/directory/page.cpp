@@ -154,7 +154,7 @@ SPage ReadPage(CTiffHandle& handle, std::uint64_t directoryOffset) {
   return page;
 }
 
-std::string WhyUnsupported(const SPage& page) {
+std::string UnsupportedReason(const SPage& page) {
   const bool bitsFit = page.format == ESampleFormat::kFloat
                            ? page.bits == 16 || page.bits == 24 || page.bits == 32 || page.bits == 64
                            : page.bits <= 64;

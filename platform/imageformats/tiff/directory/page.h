@@ -46,6 +46,6 @@ struct SPage {
 SPage ReadPage(CTiffHandle& tiff, std::uint64_t directoryOffset);
 
 // Why this build cannot turn the page's pixels into a picture; empty when it can.
-std::string WhyUnsupported(const SPage& page);
+std::string UnsupportedReason(const SPage& page);
 
 }  // namespace imageformats::tiff

@@ -40,7 +40,7 @@ bool IsUnflaggedLevel(const SIfdSummary& full, const SIfdSummary& level) noexcep
 std::vector<SIfdSummary> SubIfdLevels(const CInput& input, const SPage& page) {
   std::vector<SIfdSummary> levels;
   for (const std::uint64_t offset : page.subIfds) {
-    for (const SIfdSummary& facts : WalkIfdChainFrom(input, offset, kMaxLevels)) {
+    for (const SIfdSummary& facts : ReadIfdChainFrom(input, offset, kMaxLevels)) {
       const bool sameLayout = facts.bits == page.bits && facts.samples == page.samples;
       if (sameLayout && IsReduction(page.Size(), {facts.width, facts.height})) levels.push_back(facts);
     }

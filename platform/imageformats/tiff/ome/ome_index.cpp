@@ -57,17 +57,17 @@ pugi::xml_node COmeIndex::Find(std::string_view kind, const std::string& id) con
   return hit == m_byId.end() ? pugi::xml_node() : hit->second;
 }
 
-pugi::xml_node COmeIndex::Only(std::string_view kind) const {
+pugi::xml_node COmeIndex::FindOnly(std::string_view kind) const {
   const auto hit = m_only.find(LocalLower(kind));
   return hit == m_only.end() ? pugi::xml_node() : hit->second;
 }
 
-pugi::xml_node COmeIndex::Follow(pugi::xml_node node, std::string_view reference, std::string_view kind) const {
+pugi::xml_node COmeIndex::Resolve(pugi::xml_node node, std::string_view reference, std::string_view kind) const {
   const pugi::xml_node ref = Child(node, reference);
-  return ref ? Find(kind, Id(ref)) : Only(kind);
+  return ref ? Find(kind, Id(ref)) : FindOnly(kind);
 }
 
-const std::string& COmeIndex::Well(const std::string& imageId) const {
+const std::string& COmeIndex::WellOf(const std::string& imageId) const {
   static const std::string kNone;
   const auto hit = m_wells.find(imageId);
   return hit == m_wells.end() ? kNone : hit->second;

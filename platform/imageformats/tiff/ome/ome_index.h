@@ -16,11 +16,11 @@ class COmeIndex {
   // The element of that kind and identifier among the root's children and grandchildren; empty when there is none.
   pugi::xml_node Find(std::string_view kind, const std::string& id) const;
   // The root's child of that kind when it is the only one.
-  pugi::xml_node Only(std::string_view kind) const;
+  pugi::xml_node FindOnly(std::string_view kind) const;
   // What the child `reference` of `node` refers to; without such a child the only element of the kind.
-  pugi::xml_node Follow(pugi::xml_node node, std::string_view reference, std::string_view kind) const;
+  pugi::xml_node Resolve(pugi::xml_node node, std::string_view reference, std::string_view kind) const;
   // Plate and well ("Plate 1 B3") whose sample refers to the image; empty when none does.
-  const std::string& Well(const std::string& imageId) const;
+  const std::string& WellOf(const std::string& imageId) const;
 
  private:
   void AddPlate(pugi::xml_node plate);

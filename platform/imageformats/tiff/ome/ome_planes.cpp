@@ -47,9 +47,9 @@ std::uint32_t FirstChannelPlane(const SOmeImage& image, std::uint32_t firstC, st
 
 }  // namespace
 
-void ForEachOmePlane(const SOmeImage& image, std::uint32_t channelPlanes,
-                     const std::function<std::size_t(const SOmeTiffData&)>& planesInFile,
-                     const std::function<bool(const SOmePlaneRef&)>& visit) {
+void VisitOmePlanes(const SOmeImage& image, std::uint32_t channelPlanes,
+                    const std::function<std::size_t(const SOmeTiffData&)>& planesInFile,
+                    const std::function<bool(const SOmePlaneRef&)>& visit) {
   CPlaneCounter counter(image, channelPlanes);
   std::size_t visited = 0;
   // A document without a single element means all planes in order.

@@ -21,8 +21,8 @@ inline constexpr std::size_t kMaxOmePlanes = 1u << 20;
 // Calls `visit` for every plane that the image's TiffData elements place, in their order, until it returns false.
 // `channelPlanes` is the number of planes of one z and time. `planesInFile` tells how many directories the file of an
 // element has, for elements that take all of them.
-void ForEachOmePlane(const SOmeImage& image, std::uint32_t channelPlanes,
-                     const std::function<std::size_t(const SOmeTiffData&)>& planesInFile,
-                     const std::function<bool(const SOmePlaneRef&)>& visit);
+void VisitOmePlanes(const SOmeImage& image, std::uint32_t channelPlanes,
+                    const std::function<std::size_t(const SOmeTiffData&)>& planesInFile,
+                    const std::function<bool(const SOmePlaneRef&)>& visit);
 
 }  // namespace imageformats::tiff

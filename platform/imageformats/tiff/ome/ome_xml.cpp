@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/imageformats/tiff/ome/ome_acquisition.h"
 #include "platform/imageformats/tiff/ome/ome_node.h"
-#include "platform/imageformats/tiff/ome/ome_people.h"
 #include "platform/imageformats/tiff/ome/ome_pixels.h"
 
 namespace imageformats::tiff {
@@ -35,7 +35,7 @@ void ReadImages(pugi::xml_node root, SOmeDocument* document) {
     image.name = ome::Value(node, "Name");
     image.description = ome::Value(node, "Description");
     if (!ome::ReadPixels(index, node, &image)) return;
-    ome::ReadCircumstances(index, node, &image);
+    ome::ReadAcquisition(index, node, &image);
     document->images.push_back(std::move(image));
   });
 }

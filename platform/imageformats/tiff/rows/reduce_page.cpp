@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "platform/imageformats/tiff/rows/jpeg_means.h"
-#include "platform/imageformats/tiff/rows/page_reader.h"
+#include "platform/imageformats/tiff/rows/convert_blocks.h"
+#include "platform/imageformats/tiff/rows/reduce_block_means.h"
 
 namespace imageformats::tiff {
 namespace {
@@ -20,33 +20,34 @@ class CReducerSink final : public IPixelSink {
   CAreaReducer& m_reducer;
 };
 
-void ScaleLab(const SPixelFormat& meaning, SAveragedPicture* picture) {
+void ScaleLab(const SPixelFormat& pixelFormat, SAveragedPicture* picture) {
   for (std::size_t i = 0; i + 2 < picture->samples.size(); i += 3) {
     float* lab = &picture->samples[i];
-    lab[0] = static_cast<float>(lab[0] * meaning.lightnessScale);
-    lab[1] = static_cast<float>(lab[1] * meaning.labScale - meaning.labOffset);
-    lab[2] = static_cast<float>(lab[2] * meaning.labScale - meaning.labOffset);
+    lab[0] = static_cast<float>(lab[0] * pixelFormat.lightnessScale);
+    lab[1] = static_cast<float>(lab[1] * pixelFormat.labScale - pixelFormat.labOffset);
+    lab[2] = static_cast<float>(lab[2] * pixelFormat.labScale - pixelFormat.labOffset);
   }
 }
 
 }  // namespace
 
 SReducedPage ReducePage(CTiffHandle& tiff, const SPage& page, const SReduceRequest& request, CRenderGuard& guard) {
-  if (std::optional<SAveragedPicture> averages = ReduceJpegMeans(tiff, page, request.displayed, guard)) {
-    return {std::move(*averages), CRowConverter(page, DecodedLayoutOf(page), request.channels).Meaning()};
+  if (std::optional<SAveragedPicture> averages = ReduceByBlockMeans(tiff, page, request.displayed, guard)) {
+    return {std::move(*averages), CRowConverter(page, DecodedLayoutOf(page), request.channels).PixelFormat()};
   }
   SBlockRequest blocks;
   blocks.wanted = DisplayedSize(request.displayed, request.orientation);
   blocks.fast = request.fast;
-  blocks.planeSkip = request.planeSkip;
+  blocks.dataOffset = request.dataOffset;
   const std::unique_ptr<CBlockSource> source = OpenBlocks(tiff, page, blocks, guard);
-  CRowConverter rows(page, source->Layout(), request.channels);
+  CRowConverter converter(page, source->Layout(), request.channels);
   const SSize size = ReducedSize(source->AxisX(), source->AxisY(), request.displayed, request.orientation);
-  CAreaReducer reducer(source->AxisX(), source->AxisY(), size, rows.Meaning().components, rows.Meaning().type, guard);
+  CAreaReducer reducer(source->AxisX(), source->AxisY(), size, converter.PixelFormat().components,
+                       converter.PixelFormat().type, guard);
   CReducerSink sink(reducer);
-  ReadPixels(*source, rows, sink, guard);
-  SReducedPage reduced{reducer.Finish(), rows.Meaning()};
-  if (reduced.meaning.model == EColorModel::kLab) ScaleLab(reduced.meaning, &reduced.averages);
+  ConvertBlocks(*source, converter, sink, guard);
+  SReducedPage reduced{reducer.Finish(), converter.PixelFormat()};
+  if (reduced.pixelFormat.model == EColorModel::kLab) ScaleLab(reduced.pixelFormat, &reduced.averages);
   return reduced;
 }
 

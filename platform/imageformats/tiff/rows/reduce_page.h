@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform/imageformats/tiff/rows/pixel_rows.h"
+#include "platform/imageformats/tiff/rows/row_converter.h"
 
 namespace imageformats::tiff {
 
@@ -11,7 +11,7 @@ struct SReduceRequest {
   SSize displayed;  // wanted size, orientation applied
   EOrientation orientation = EOrientation::kTopLeft;
   bool fast = false;
-  std::uint64_t planeSkip = 0;          // see SBlockRequest
+  std::uint64_t dataOffset = 0;         // see SBlockRequest
   std::vector<std::uint32_t> channels;  // see CRowConverter
 };
 
@@ -19,7 +19,7 @@ struct SReduceRequest {
 // scale of EColorModel.
 struct SReducedPage {
   SAveragedPicture averages;
-  SPixelFormat meaning;
+  SPixelFormat pixelFormat;
 };
 SReducedPage ReducePage(CTiffHandle& tiff, const SPage& page, const SReduceRequest& request, CRenderGuard& guard);
 

@@ -13,7 +13,7 @@ namespace {
 class CBitReader {
  public:
   explicit CBitReader(const std::uint8_t* bytes) : m_next(bytes) {}
-  std::uint32_t Get(std::uint32_t bits) noexcept {
+  std::uint32_t Read(std::uint32_t bits) noexcept {
     while (m_held < bits) {
       m_bits = m_bits << 8 | *m_next++;
       m_held += 8;
@@ -31,7 +31,7 @@ class CBitReader {
   std::uint32_t m_held = 0;
 };
 
-std::uint32_t Triple(const std::uint8_t* p) noexcept {
+std::uint32_t Read24Bits(const std::uint8_t* p) noexcept {
   if constexpr (std::endian::native == std::endian::little) {
     return p[0] | std::uint32_t{p[1]} << 8 | std::uint32_t{p[2]} << 16;
   }
@@ -76,8 +76,8 @@ void UnpackLongIntegers(const SDecodedLayout& layout, const std::uint8_t* row, s
   const std::uint32_t bits = layout.bits, bytes = bits / 8;
   const auto value = [&](std::size_t i) {
     if (bits % 8 == 0) return IntegerAt(row + bytes * i, bytes, layout.bigEndian);
-    const std::uint64_t high = reader.Get(bits - 32);
-    return high << 32 | reader.Get(32);
+    const std::uint64_t high = reader.Read(bits - 32);
+    return high << 32 | reader.Read(32);
   };
   if (layout.format != ESampleFormat::kSigned) return Fill<std::uint64_t>(out, count, value);
   Fill<std::int64_t>(out, count, [&](std::size_t i) { return SignExtended(value(i), bits); });
@@ -87,7 +87,7 @@ void UnpackLongIntegers(const SDecodedLayout& layout, const std::uint8_t* row, s
 void UnpackIntegers(const SDecodedLayout& layout, const std::uint8_t* row, std::size_t count, void* out) noexcept {
   CBitReader reader(row);
   const std::uint32_t bits = layout.bits;
-  const auto value = [&](std::size_t i) { return bits == 24 ? Triple(row + 3 * i) : reader.Get(bits); };
+  const auto value = [&](std::size_t i) { return bits == 24 ? Read24Bits(row + 3 * i) : reader.Read(bits); };
   const auto signedValue = [&](std::size_t i) { return SignExtended(value(i), bits); };
   switch (UnpackedType(layout)) {
     case ESampleType::kU8:
@@ -130,7 +130,7 @@ void UnpackRow(const SDecodedLayout& layout, const std::uint8_t* row, std::size_
       return SmallFloat(half, 5, 10);
     });
   } else {
-    Fill<float>(out, count, [&](std::size_t i) { return SmallFloat(Triple(row + 3 * i), 7, 16); });
+    Fill<float>(out, count, [&](std::size_t i) { return SmallFloat(Read24Bits(row + 3 * i), 7, 16); });
   }
 }
 

@@ -1,4 +1,4 @@
-#include "platform/imageformats/tiff/ome/ome_people.h"
+#include "platform/imageformats/tiff/ome/ome_acquisition.h"
 
 #include <algorithm>
 
@@ -18,8 +18,8 @@ std::string PersonName(pugi::xml_node person) {
 }
 
 std::string GroupName(const COmeIndex& index, pugi::xml_node image, pugi::xml_node person) {
-  pugi::xml_node group = index.Follow(image, "ExperimenterGroupRef", "ExperimenterGroup");
-  if (!group) group = index.Follow(image, "GroupRef", "Group");
+  pugi::xml_node group = index.Resolve(image, "ExperimenterGroupRef", "ExperimenterGroup");
+  if (!group) group = index.Resolve(image, "GroupRef", "Group");
   if (!group) group = index.Find("Group", Id(Child(person, "GroupRef")));
   const std::string name = Value(group, "Name");
   return name.empty() ? Value(person, "Institution") : name;
@@ -36,7 +36,7 @@ pugi::xml_node FindObjective(const COmeIndex& index, pugi::xml_node image) {
   if (const std::string id = Attribute(Child(image, "InstrumentRef"), "ObjectiveID"); !id.empty()) {
     return index.Find("Objective", id);
   }
-  const pugi::xml_node instrument = index.Follow(image, "InstrumentRef", "Instrument");
+  const pugi::xml_node instrument = index.Resolve(image, "InstrumentRef", "Instrument");
   int count = 0;
   ForEach(instrument, "Objective", [&](pugi::xml_node) { ++count; });
   return count == 1 ? Child(instrument, "Objective") : pugi::xml_node();
@@ -60,14 +60,14 @@ std::string MicroscopeName(pugi::xml_node instrument) {
 
 }  // namespace
 
-void ReadCircumstances(const COmeIndex& index, pugi::xml_node imageNode, SOmeImage* image) {
-  const pugi::xml_node person = index.Follow(imageNode, "ExperimenterRef", "Experimenter");
+void ReadAcquisition(const COmeIndex& index, pugi::xml_node imageNode, SOmeImage* image) {
+  const pugi::xml_node person = index.Resolve(imageNode, "ExperimenterRef", "Experimenter");
   image->experimenter = PersonName(person);
   image->group = GroupName(index, imageNode, person);
-  image->experimentType = Value(index.Follow(imageNode, "ExperimentRef", "Experiment"), "Type");
-  image->microscope = MicroscopeName(index.Follow(imageNode, "InstrumentRef", "Instrument"));
+  image->experimentType = Value(index.Resolve(imageNode, "ExperimentRef", "Experiment"), "Type");
+  image->microscope = MicroscopeName(index.Resolve(imageNode, "InstrumentRef", "Instrument"));
   ReadObjective(FindObjective(index, imageNode), &image->objective);
-  image->well = index.Well(image->id);
+  image->well = index.WellOf(image->id);
 }
 
 }  // namespace imageformats::tiff::ome

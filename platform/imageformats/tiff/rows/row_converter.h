@@ -10,7 +10,7 @@
 
 namespace imageformats::tiff {
 
-// What converted rows mean.
+// What converted rows are made of, and how they are displayed.
 struct SPixelFormat {
   ESampleType type = ESampleType::kU8;
   std::uint32_t components = 1;
@@ -30,20 +30,20 @@ class CRowConverter {
   // The page's picture; or, with `channels` not empty, those samples as independent channels.
   CRowConverter(const SPage& page, const SDecodedLayout& layout, const std::vector<std::uint32_t>& channels);
 
-  const SPixelFormat& Meaning() const noexcept { return m_meaning; }
+  const SPixelFormat& PixelFormat() const noexcept { return m_pixelFormat; }
   // Decoded rows are converted rows already.
-  bool IsDirect() const noexcept { return m_direct; }
-  std::size_t PixelBytes() const noexcept { return m_meaning.components * SampleBytes(m_meaning.type); }
+  bool IsIdentity() const noexcept { return m_isIdentity; }
+  std::size_t PixelBytes() const noexcept { return m_pixelFormat.components * SampleBytes(m_pixelFormat.type); }
   // The samples that rows are made of, in order: the planes to decode of a planar page.
-  const std::vector<std::uint32_t>& Picks() const noexcept { return m_picks; }
+  const std::vector<std::uint32_t>& ShownSamples() const noexcept { return m_shownSamples; }
 
   // Converts a row of a chunky layout. `out` takes pixels * PixelBytes().
   void Convert(const std::uint8_t* row, std::size_t pixels, std::uint8_t* out);
-  // Takes a row of plane Picks()[pick] of a planar layout into the row being gathered at `gathered`, of pixels *
-  // GatheredBytes(); when all are in, FinishGathered makes the converted row of it.
-  void Gather(std::size_t pick, const std::uint8_t* row, std::size_t pixels, std::uint8_t* gathered);
+  // Adds a row of plane ShownSamples()[index] of a planar layout to the row being gathered at `gathered`, of pixels *
+  // GatheredPixelBytes(); when all are in, FinishGathered makes the converted row of it.
+  void GatherPlane(std::size_t index, const std::uint8_t* row, std::size_t pixels, std::uint8_t* gathered);
   void FinishGathered(const std::uint8_t* gathered, std::size_t pixels, std::uint8_t* out) const;
-  std::size_t GatheredBytes() const noexcept { return m_picks.size() * SampleBytes(m_work); }
+  std::size_t GatheredPixelBytes() const noexcept { return m_shownSamples.size() * SampleBytes(m_unpackedType); }
 
  private:
   enum class EFinalStep { kNothing, kPalette, kAlpha, kPremultipliedAlpha, kSignedLab };
@@ -52,21 +52,21 @@ class CRowConverter {
   void ChooseColors(const SPage& page);
   void ChooseAlpha(const SPage& page, std::uint32_t colors);
   void ChooseLab();
-  void ChooseWorkType(bool indices);
+  void ChooseUnpackedType(bool indices);
   void MakeExpansion(bool indices);
   const std::uint8_t* Unpacked(const std::uint8_t* row, std::size_t samples);
   void MakePalette(const SPage& page);
 
   SDecodedLayout m_layout;
-  SPixelFormat m_meaning;
-  std::vector<std::uint32_t> m_picks;
-  ESampleType m_work = ESampleType::kU8;  // of unpacked samples
-  EFinalStep m_last = EFinalStep::kNothing;
-  bool m_direct = false;
-  std::vector<std::uint8_t> m_expanded;  // of 1, 2 and 4 bits: the samples of each byte, onto 0..255 unless indices
-  std::vector<std::uint8_t> m_palette;   // R G B by index
-  std::vector<std::uint8_t> m_unpacked;  // all samples of a row
-  std::vector<std::uint8_t> m_gathered;  // the picked ones
+  SPixelFormat m_pixelFormat;
+  std::vector<std::uint32_t> m_shownSamples;
+  ESampleType m_unpackedType = ESampleType::kU8;  // of unpacked samples
+  EFinalStep m_finalStep = EFinalStep::kNothing;
+  bool m_isIdentity = false;
+  std::vector<std::uint8_t> m_expansion;  // of 1, 2 and 4 bits: the samples of each byte, onto 0..255 unless indices
+  std::vector<std::uint8_t> m_palette;    // R G B by index
+  std::vector<std::uint8_t> m_unpacked;   // all samples of a row
+  std::vector<std::uint8_t> m_gathered;   // the shown ones
 };
 
 }  // namespace imageformats::tiff

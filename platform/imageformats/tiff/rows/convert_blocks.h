@@ -3,11 +3,11 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform/imageformats/tiff/rows/pixel_rows.h"
+#include "platform/imageformats/tiff/rows/row_converter.h"
 
 namespace imageformats::tiff {
 
-// Takes converted rows as they come: rectangles that together cover the picture once, in any order.
+// Receives converted rows as they come: rectangles that together cover the picture once, in any order.
 class IPixelSink {
  public:
   virtual ~IPixelSink() = default;
@@ -16,7 +16,7 @@ class IPixelSink {
                    const std::uint8_t* rows, std::size_t stride) = 0;
 };
 
-// Decodes every block of the source once and passes its converted rows on.
-void ReadPixels(CBlockSource& source, CRowConverter& rows, IPixelSink& sink, CRenderGuard& guard);
+// Reads every block of the source once and passes its converted rows on.
+void ConvertBlocks(CBlockSource& source, CRowConverter& converter, IPixelSink& sink, CRenderGuard& guard);
 
 }  // namespace imageformats::tiff

@@ -1,4 +1,4 @@
-#include "platform/imageformats/png/png_pixels.h"
+#include "platform/imageformats/png/png_row_converter.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "platform/imageformats/tiff/rows/pixel_rows.h"
+#include "platform/imageformats/tiff/rows/row_converter.h"
 
 #include <algorithm>
 #include <cstring>
@@ -12,20 +12,20 @@ namespace imageformats::tiff {
 namespace {
 
 template <class T>
-void PickSamples(const void* in, std::uint32_t stride, const std::vector<std::uint32_t>& picks, std::size_t pixels,
-                 void* out) noexcept {
+void CopyShownSamples(const void* in, std::uint32_t stride, const std::vector<std::uint32_t>& shown, std::size_t pixels,
+                      void* out) noexcept {
   const T* from = static_cast<const T*>(in);
   T* to = static_cast<T*>(out);
   for (std::size_t i = 0; i < pixels; ++i, from += stride) {
-    for (const std::uint32_t pick : picks) *to++ = from[pick];
+    for (const std::uint32_t sample : shown) *to++ = from[sample];
   }
 }
 
 template <class T>
-void Spread(const void* in, std::size_t pixels, std::size_t pick, std::size_t picks, void* out) noexcept {
+void InterleaveSample(const void* in, std::size_t pixels, std::size_t index, std::size_t shown, void* out) noexcept {
   const T* from = static_cast<const T*>(in);
-  T* to = static_cast<T*>(out) + pick;
-  for (std::size_t i = 0; i < pixels; ++i, to += picks) *to = from[i];
+  T* to = static_cast<T*>(out) + index;
+  for (std::size_t i = 0; i < pixels; ++i, to += shown) *to = from[i];
 }
 
 // Calls the function with a value of the unsigned type of that size.
@@ -44,7 +44,8 @@ void WithSize(std::size_t bytes, Function&& function) {
 }
 
 template <class T>
-void LookUp(const void* in, std::size_t pixels, const std::vector<std::uint8_t>& palette, std::uint8_t* out) noexcept {
+void LookUpPalette(const void* in, std::size_t pixels, const std::vector<std::uint8_t>& palette,
+                   std::uint8_t* out) noexcept {
   const T* from = static_cast<const T*>(in);
   const std::size_t last = palette.size() / 3 - 1;
   for (std::size_t i = 0; i < pixels; ++i, out += 3) {
@@ -83,34 +84,35 @@ std::uint32_t ColorSamples(std::uint32_t photometric, std::uint32_t samples) noe
 CRowConverter::CRowConverter(const SPage& page, const SDecodedLayout& layout,
                              const std::vector<std::uint32_t>& channels)
     : m_layout(layout) {
-  m_meaning.stretch = layout.bits > 8 || layout.format != ESampleFormat::kUnsigned;
+  m_pixelFormat.stretch = layout.bits > 8 || layout.format != ESampleFormat::kUnsigned;
   const bool isFloat = layout.format == ESampleFormat::kFloat;
-  m_meaning.nominal = isFloat ? SDisplayRange{0.0, 1.0} : NominalRange(std::min(page.SignificantBits(), layout.bits));
+  m_pixelFormat.nominal =
+      isFloat ? SDisplayRange{0.0, 1.0} : NominalRange(std::min(page.SignificantBits(), layout.bits));
   ChoosePicture(page, channels);
-  const bool allPicked = m_picks.size() == layout.samples;
-  std::vector<std::uint32_t> inOrder(m_picks.size());
+  const bool allPicked = m_shownSamples.size() == layout.samples;
+  std::vector<std::uint32_t> inOrder(m_shownSamples.size());
   std::iota(inOrder.begin(), inOrder.end(), 0);
-  m_direct = IsUnpacked(layout) && allPicked && m_picks == inOrder && (!layout.planar || layout.samples == 1) &&
-             m_last == EFinalStep::kNothing;
+  m_isIdentity = IsUnpacked(layout) && allPicked && m_shownSamples == inOrder &&
+                 (!layout.planar || layout.samples == 1) && m_finalStep == EFinalStep::kNothing;
 }
 
 void CRowConverter::ChoosePicture(const SPage& page, const std::vector<std::uint32_t>& channels) {
   const bool indices = channels.empty() && m_layout.photometric == PHOTOMETRIC_PALETTE && !page.palette.empty();
-  ChooseWorkType(indices);
+  ChooseUnpackedType(indices);
   if (!channels.empty()) {
     // Pages of one picture may contradict each other.
     if (*std::max_element(channels.begin(), channels.end()) >= m_layout.samples) {
       throw CDamagedError("A page has fewer channels than the picture it belongs to");
     }
-    m_picks = channels;
-    m_meaning.inverted = m_layout.photometric == PHOTOMETRIC_MINISWHITE;
-    m_meaning.components = static_cast<std::uint32_t>(channels.size());
+    m_shownSamples = channels;
+    m_pixelFormat.inverted = m_layout.photometric == PHOTOMETRIC_MINISWHITE;
+    m_pixelFormat.components = static_cast<std::uint32_t>(channels.size());
     return;
   }
   const std::uint32_t colors = ColorSamples(m_layout.photometric, m_layout.samples);
-  m_picks.resize(colors);
-  std::iota(m_picks.begin(), m_picks.end(), 0);
-  m_meaning.components = colors;
+  m_shownSamples.resize(colors);
+  std::iota(m_shownSamples.begin(), m_shownSamples.end(), 0);
+  m_pixelFormat.components = colors;
   if (indices) {
     MakePalette(page);
   } else {
@@ -119,11 +121,11 @@ void CRowConverter::ChoosePicture(const SPage& page, const std::vector<std::uint
   }
 }
 
-void CRowConverter::ChooseWorkType(bool indices) {
-  m_work = UnpackedType(m_layout);
-  m_meaning.type = m_work;
-  if (m_work == ESampleType::kU8) m_meaning.nominal = NominalRange(8);
-  if (m_work == ESampleType::kU8 && m_layout.bits < 8) MakeExpansion(indices);
+void CRowConverter::ChooseUnpackedType(bool indices) {
+  m_unpackedType = UnpackedType(m_layout);
+  m_pixelFormat.type = m_unpackedType;
+  if (m_unpackedType == ESampleType::kU8) m_pixelFormat.nominal = NominalRange(8);
+  if (m_unpackedType == ESampleType::kU8 && m_layout.bits < 8) MakeExpansion(indices);
 }
 
 // Samples of 3, 5, 6 and 7 bits, which hardly occur, are scaled one by one: the table then has an entry a value.
@@ -134,25 +136,25 @@ void CRowConverter::MakeExpansion(bool indices) {
     for (std::uint32_t shift = wholeBytes ? 8 : bits; shift > 0;) {
       shift -= bits;
       const std::uint32_t value = entry >> shift & most;
-      m_expanded.push_back(static_cast<std::uint8_t>(indices ? value : (value * 255 + most / 2) / most));
+      m_expansion.push_back(static_cast<std::uint8_t>(indices ? value : (value * 255 + most / 2) / most));
     }
   }
 }
 
 const std::uint8_t* CRowConverter::Unpacked(const std::uint8_t* row, std::size_t samples) {
   if (IsUnpacked(m_layout)) return row;
-  m_unpacked.resize((samples + 8) * SampleBytes(m_work));  // room for what a last byte holds too many
+  m_unpacked.resize((samples + 8) * SampleBytes(m_unpackedType));  // room for what a last byte holds too many
   std::uint8_t* out = m_unpacked.data();
-  const std::size_t together = m_expanded.size() / 256;
+  const std::size_t together = m_expansion.size() / 256;
   if (together > 0) {
     for (std::size_t done = 0; done < samples; done += together) {
-      std::memcpy(out + done, m_expanded.data() + *row++ * together, together);
+      std::memcpy(out + done, m_expansion.data() + *row++ * together, together);
     }
     return out;
   }
   UnpackRow(m_layout, row, samples, out);
-  if (!m_expanded.empty()) {
-    for (std::size_t i = 0; i < samples; ++i) out[i] = m_expanded[out[i]];
+  if (!m_expansion.empty()) {
+    for (std::size_t i = 0; i < samples; ++i) out[i] = m_expansion[out[i]];
   }
   return out;
 }
@@ -160,47 +162,48 @@ const std::uint8_t* CRowConverter::Unpacked(const std::uint8_t* row, std::size_t
 void CRowConverter::ChooseColors(const SPage& page) {
   switch (m_layout.photometric) {
     case PHOTOMETRIC_RGB:
-      m_meaning.model = m_meaning.components == 3 ? EColorModel::kRgb : EColorModel::kGrey;
+      m_pixelFormat.model = m_pixelFormat.components == 3 ? EColorModel::kRgb : EColorModel::kGrey;
       break;
     case PHOTOMETRIC_SEPARATED:
-      m_meaning.model = m_meaning.components == 4 ? EColorModel::kCmyk : EColorModel::kGrey;
-      m_meaning.inverted = m_meaning.components == 1;
-      m_meaning.nominal = NominalRange(m_work == ESampleType::kU8 ? 8 : m_layout.bits);
+      m_pixelFormat.model = m_pixelFormat.components == 4 ? EColorModel::kCmyk : EColorModel::kGrey;
+      m_pixelFormat.inverted = m_pixelFormat.components == 1;
+      m_pixelFormat.nominal = NominalRange(m_unpackedType == ESampleType::kU8 ? 8 : m_layout.bits);
       break;
     case PHOTOMETRIC_CIELAB:
     case PHOTOMETRIC_ICCLAB:
-      m_meaning.model = m_meaning.components == 3 ? EColorModel::kLab : EColorModel::kGrey;
-      if (m_meaning.components == 3) ChooseLab();
+      m_pixelFormat.model = m_pixelFormat.components == 3 ? EColorModel::kLab : EColorModel::kGrey;
+      if (m_pixelFormat.components == 3) ChooseLab();
       break;
     case PHOTOMETRIC_MINISWHITE:
-      m_meaning.inverted = true;
+      m_pixelFormat.inverted = true;
       break;
     default:
       break;
   }
-  if (page.photometric == PHOTOMETRIC_SEPARATED || m_meaning.model == EColorModel::kLab) m_meaning.stretch = false;
+  if (page.photometric == PHOTOMETRIC_SEPARATED || m_pixelFormat.model == EColorModel::kLab)
+    m_pixelFormat.stretch = false;
 }
 
 // TIFF 6.0, section 23 (CIELab: a and b signed), and Adobe's TIFF Technical Note 4 (ICCLab: offset by half the range,
 // L of 16 bits full at FF00).
 void CRowConverter::ChooseLab() {
   const bool isSigned = m_layout.photometric == PHOTOMETRIC_CIELAB;
-  const bool wide = m_work == ESampleType::kU16;
-  m_meaning.lightnessScale = !wide ? 100.0 / 255.0 : isSigned ? 100.0 / 65535.0 : 100.0 / 65280.0;
-  m_meaning.labScale = wide ? 1.0 / 256.0 : 1.0;
-  m_meaning.labOffset = 128.0;
-  if (isSigned) m_last = EFinalStep::kSignedLab;
+  const bool wide = m_unpackedType == ESampleType::kU16;
+  m_pixelFormat.lightnessScale = !wide ? 100.0 / 255.0 : isSigned ? 100.0 / 65535.0 : 100.0 / 65280.0;
+  m_pixelFormat.labScale = wide ? 1.0 / 256.0 : 1.0;
+  m_pixelFormat.labOffset = 128.0;
+  if (isSigned) m_finalStep = EFinalStep::kSignedLab;
 }
 
 void CRowConverter::ChooseAlpha(const SPage& page, std::uint32_t colors) {
-  const bool integers = m_work == ESampleType::kU8 || m_work == ESampleType::kU16;
-  const bool laidOver = m_meaning.model == EColorModel::kRgb || m_meaning.model == EColorModel::kGrey;
-  if (!integers || !laidOver || m_meaning.inverted) return;
+  const bool integers = m_unpackedType == ESampleType::kU8 || m_unpackedType == ESampleType::kU16;
+  const bool laidOver = m_pixelFormat.model == EColorModel::kRgb || m_pixelFormat.model == EColorModel::kGrey;
+  if (!integers || !laidOver || m_pixelFormat.inverted) return;
   for (std::uint32_t i = 0; i < page.extraSamples.size() && colors + i < m_layout.samples; ++i) {
     const std::uint16_t type = page.extraSamples[i];
     if (type != EXTRASAMPLE_ASSOCALPHA && type != EXTRASAMPLE_UNASSALPHA) continue;
-    m_picks.push_back(colors + i);
-    m_last = type == EXTRASAMPLE_ASSOCALPHA ? EFinalStep::kPremultipliedAlpha : EFinalStep::kAlpha;
+    m_shownSamples.push_back(colors + i);
+    m_finalStep = type == EXTRASAMPLE_ASSOCALPHA ? EFinalStep::kPremultipliedAlpha : EFinalStep::kAlpha;
     return;
   }
 }
@@ -216,42 +219,46 @@ void CRowConverter::MakePalette(const SPage& page) {
       m_palette[3 * i + k] = static_cast<std::uint8_t>(narrow ? value : value >> 8);
     }
   }
-  m_last = EFinalStep::kPalette;
-  m_meaning.type = ESampleType::kU8;
-  m_meaning.components = 3;
-  m_meaning.model = EColorModel::kRgb;
-  m_meaning.stretch = false;
-  m_meaning.nominal = NominalRange(8);
+  m_finalStep = EFinalStep::kPalette;
+  m_pixelFormat.type = ESampleType::kU8;
+  m_pixelFormat.components = 3;
+  m_pixelFormat.model = EColorModel::kRgb;
+  m_pixelFormat.stretch = false;
+  m_pixelFormat.nominal = NominalRange(8);
 }
 
 void CRowConverter::Convert(const std::uint8_t* row, std::size_t pixels, std::uint8_t* out) {
   const std::uint8_t* unpacked = Unpacked(row, pixels * m_layout.samples);
-  m_gathered.resize(pixels * GatheredBytes());
-  WithSize(SampleBytes(m_work),
-           [&]<class T>(T) { PickSamples<T>(unpacked, m_layout.samples, m_picks, pixels, m_gathered.data()); });
+  m_gathered.resize(pixels * GatheredPixelBytes());
+  WithSize(SampleBytes(m_unpackedType), [&]<class T>(T) {
+    CopyShownSamples<T>(unpacked, m_layout.samples, m_shownSamples, pixels, m_gathered.data());
+  });
   FinishGathered(m_gathered.data(), pixels, out);
 }
 
-void CRowConverter::Gather(std::size_t pick, const std::uint8_t* row, std::size_t pixels, std::uint8_t* gathered) {
+void CRowConverter::GatherPlane(std::size_t index, const std::uint8_t* row, std::size_t pixels,
+                                std::uint8_t* gathered) {
   const std::uint8_t* unpacked = Unpacked(row, pixels);
-  WithSize(SampleBytes(m_work), [&]<class T>(T) { Spread<T>(unpacked, pixels, pick, m_picks.size(), gathered); });
+  WithSize(SampleBytes(m_unpackedType),
+           [&]<class T>(T) { InterleaveSample<T>(unpacked, pixels, index, m_shownSamples.size(), gathered); });
 }
 
 void CRowConverter::FinishGathered(const std::uint8_t* gathered, std::size_t pixels, std::uint8_t* out) const {
-  const bool wide = m_work == ESampleType::kU16;
-  const auto colors = static_cast<std::uint32_t>(m_picks.size() - 1);
-  const bool premultiplied = m_last == EFinalStep::kPremultipliedAlpha;
-  switch (m_last) {
+  const bool wide = m_unpackedType == ESampleType::kU16;
+  const auto colors = static_cast<std::uint32_t>(m_shownSamples.size() - 1);
+  const bool premultiplied = m_finalStep == EFinalStep::kPremultipliedAlpha;
+  switch (m_finalStep) {
     case EFinalStep::kPalette:
-      return wide ? LookUp<std::uint16_t>(gathered, pixels, m_palette, out)
-                  : LookUp<std::uint8_t>(gathered, pixels, m_palette, out);
+      return wide ? LookUpPalette<std::uint16_t>(gathered, pixels, m_palette, out)
+                  : LookUpPalette<std::uint8_t>(gathered, pixels, m_palette, out);
     case EFinalStep::kSignedLab:
       return wide ? OffsetLab<std::uint16_t>(gathered, pixels, out) : OffsetLab<std::uint8_t>(gathered, pixels, out);
     case EFinalStep::kAlpha:
     case EFinalStep::kPremultipliedAlpha:
-      if (!wide) return LayOverWhite(gathered, pixels, colors, premultiplied, out);
-      return LayOverWhite(reinterpret_cast<const std::uint16_t*>(gathered), pixels, colors, premultiplied,
-                          static_cast<std::uint16_t>((1u << m_layout.bits) - 1), reinterpret_cast<std::uint16_t*>(out));
+      if (!wide) return BlendOverWhite(gathered, pixels, colors, premultiplied, out);
+      return BlendOverWhite(reinterpret_cast<const std::uint16_t*>(gathered), pixels, colors, premultiplied,
+                            static_cast<std::uint16_t>((1u << m_layout.bits) - 1),
+                            reinterpret_cast<std::uint16_t*>(out));
     case EFinalStep::kNothing:
       std::memcpy(out, gathered, pixels * PixelBytes());
   }

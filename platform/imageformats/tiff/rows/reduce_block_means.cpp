@@ -1,4 +1,4 @@
-#include "platform/imageformats/tiff/rows/jpeg_means.h"
+#include "platform/imageformats/tiff/rows/reduce_block_means.h"
 
 #include <algorithm>
 
@@ -14,7 +14,7 @@ struct SMeansGrid {
   std::uint64_t scaleX = 0, scaleY = 0;
 };
 
-bool IsForMeans(const SPage& page) noexcept {
+bool HasBlockMeans(const SPage& page) noexcept {
   if (page.compression != COMPRESSION_JPEG || page.bits != 8 || (page.planar && page.samples > 1)) return false;
   switch (page.photometric) {
     case PHOTOMETRIC_MINISBLACK:
@@ -32,7 +32,7 @@ class CPageMeansReader {
  public:
   CPageMeansReader(CTiffHandle& tiff, const SPage& page, SSize wanted, CRenderGuard& guard)
       : m_page(page), m_wanted(wanted), m_guard(guard), m_streams(tiff, guard) {
-    if (!m_streams.Tables().empty()) m_tables = ReadJpegDcTables(m_streams.Tables());
+    if (!m_streams.Tables().empty()) m_tables = ReadTablesOnlyStream(m_streams.Tables());
   }
 
   bool Run() {
@@ -40,7 +40,7 @@ class CPageMeansReader {
     for (std::uint32_t row = 0, index = 0; row < m_page.BlocksDown(); ++row) {
       for (std::uint32_t column = 0; column < m_page.BlocksAcross(); ++column, ++index) {
         m_guard.CheckTime();
-        if (!TakeBlock(index, column, row)) return false;
+        if (!AddBlock(index, column, row)) return false;
       }
     }
     return true;
@@ -49,26 +49,26 @@ class CPageMeansReader {
   SAveragedPicture Finish() {
     std::vector<SAveragedPicture> planes;
     for (CAreaReducer& reducer : m_reducers) planes.push_back(reducer.Finish());
-    return JoinDcAverages(planes, m_page.photometric == PHOTOMETRIC_YCBCR);
+    return JoinPlaneAverages(planes, m_page.photometric == PHOTOMETRIC_YCBCR);
   }
 
  private:
-  bool TakeBlock(std::uint32_t index, std::uint32_t column, std::uint32_t row) {
+  bool AddBlock(std::uint32_t index, std::uint32_t column, std::uint32_t row) {
     const std::span<const std::uint8_t> stream = m_streams.Read(index);
     const std::shared_ptr<const CInput> input = CInput::FromMemory(stream.data(), stream.size());
     const std::uint64_t before = m_guard.Available();
-    const auto picture = ReadJpegDcPicture(*input, false, m_guard, m_tables.get());
-    m_guard.Give(before - m_guard.Available());
+    const auto picture = ReadBlockMeans(*input, false, m_guard, m_tables.get());
+    m_guard.Release(before - m_guard.Available());
     if (!picture || picture->planes.size() != m_page.samples) return false;
-    if (m_grids.empty() && !MakeGrids(*picture, column, row)) return false;
+    if (m_grids.empty() && !MakeMeansGrids(*picture, column, row)) return false;
     for (std::size_t k = 0; k < m_grids.size(); ++k) {
-      if (!TakePlane(k, picture->planes[k], column, row)) return false;
+      if (!AddPlane(k, picture->planes[k], column, row)) return false;
     }
     return true;
   }
 
   // The first stream tells how the components are sampled. Only streams of the blocks' full size are taken.
-  bool MakeGrids(const SBlockMeans& picture, std::uint32_t column, std::uint32_t row) {
+  bool MakeMeansGrids(const SBlockMeans& picture, std::uint32_t column, std::uint32_t row) {
     const std::uint32_t width = BlockWidth(column), height = BlockHeight(row);
     for (const SBlockMeansPlane& plane : picture.planes) {
       SMeansGrid grid;
@@ -76,7 +76,7 @@ class CPageMeansReader {
       grid.pitchY = plane.y.pitch;
       grid.scaleX = plane.x.extent / (m_page.tiled ? m_page.blockWidth : width);
       grid.scaleY = plane.y.extent / (m_page.tiled ? m_page.blockHeight : height);
-      if (grid.scaleX == 0 || grid.scaleY == 0 || !Spares(grid) || !Fits(grid)) return false;
+      if (grid.scaleX == 0 || grid.scaleY == 0 || !IsFineEnough(grid) || !IsAligned(grid)) return false;
       m_grids.push_back(grid);
       const SSourceAxis x = Axis(m_page.width, grid.pitchX, grid.scaleX);
       const SSourceAxis y = Axis(m_page.height, grid.pitchY, grid.scaleY);
@@ -86,18 +86,18 @@ class CPageMeansReader {
   }
 
   // Means must be at least twice as fine as the result, or what is seen depends on how they lie.
-  bool Spares(const SMeansGrid& grid) const noexcept {
+  bool IsFineEnough(const SMeansGrid& grid) const noexcept {
     return m_page.width * grid.scaleX / grid.pitchX >= 2 * std::uint64_t{m_wanted.width} &&
            m_page.height * grid.scaleY / grid.pitchY >= 2 * std::uint64_t{m_wanted.height};
   }
 
   // Where there are several blocks, each must begin with a mean of its own.
-  bool Fits(const SMeansGrid& grid) const noexcept {
+  bool IsAligned(const SMeansGrid& grid) const noexcept {
     return (m_page.BlocksAcross() == 1 || m_page.blockWidth * grid.scaleX % grid.pitchX == 0) &&
            (m_page.BlocksDown() == 1 || m_page.blockHeight * grid.scaleY % grid.pitchY == 0);
   }
 
-  bool TakePlane(std::size_t k, const SBlockMeansPlane& plane, std::uint32_t column, std::uint32_t row) {
+  bool AddPlane(std::size_t k, const SBlockMeansPlane& plane, std::uint32_t column, std::uint32_t row) {
     const SMeansGrid& grid = m_grids[k];
     const std::uint64_t width = BlockWidth(column) * grid.scaleX, height = BlockHeight(row) * grid.scaleY;
     const std::uint64_t fullWidth = m_page.blockWidth * grid.scaleX, fullHeight = m_page.blockHeight * grid.scaleY;
@@ -134,9 +134,9 @@ class CPageMeansReader {
 
 }  // namespace
 
-std::optional<SAveragedPicture> ReduceJpegMeans(CTiffHandle& tiff, const SPage& page, SSize displayed,
-                                                CRenderGuard& guard) {
-  if (!IsForMeans(page)) return std::nullopt;
+std::optional<SAveragedPicture> ReduceByBlockMeans(CTiffHandle& tiff, const SPage& page, SSize displayed,
+                                                   CRenderGuard& guard) {
+  if (!HasBlockMeans(page)) return std::nullopt;
   const SSize wanted = ReducedSize(page.Size(), displayed, page.orientation);
   constexpr std::uint64_t kFinest = 16;  // two blocks for each pixel of the result
   if (page.width < kFinest * wanted.width || page.height < kFinest * wanted.height) return std::nullopt;
