@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <new>
 
-#include "platform/imageformats/base/picture_buffer.h"
+#include "platform/imageformats/base/new_picture.h"
 #include "platform/imageformats/codec/codec_module.h"
 
 namespace imageformats {
@@ -24,8 +24,8 @@ inline SRenderLimits SmallLimits() { return {64u << 20, 1u << 22, std::chrono::s
 
 inline void RenderAt(COpenedImage& image, std::uint32_t width, std::uint32_t height, bool fast) {
   CRenderGuard guard(SmallLimits());
-  PictureBuffer picture(width, height, 8, 3);
-  image.Render({width, height, fast, 0xFFFFFFFFu}, picture.Get(), guard);
+  CQvPicture picture = NewPicture(width, height, 8, 3);
+  image.Render({width, height, fast, kAllChannels}, *picture.Get(), guard);
 }
 
 // Opens, describes, renders small and large, and reads.
@@ -33,14 +33,18 @@ inline void Exercise(const CCodecModule& codec, const std::shared_ptr<const CInp
   Attempt([&] {
     const auto image = codec.Open(input);
     Attempt([&] { image->Metadata(); });
+    Attempt([&] {
+      CQvByteArray bytes;
+      image->CustomTag(L"QvCustomTag:ThumbailJpg", bytes);
+    });
     Attempt([&] { RenderAt(*image, 5, 4, true); });
     Attempt([&] { RenderAt(*image, 48, 18, false); });
     const SQvImageInfo& info = image->Info();
     if (std::uint64_t{info.width} * info.height > 1u << 18) return;
     Attempt([&] {
       CRenderGuard guard(SmallLimits());
-      PictureBuffer picture(info.width, info.height, info.bpcInMemory, info.components);
-      image->Read(picture.Get(), guard);
+      CQvPicture picture = NewPicture(info.width, info.height, info.bpcInMemory, info.components);
+      image->Read(*picture.Get(), guard);
     });
   });
 }

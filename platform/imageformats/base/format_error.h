@@ -34,4 +34,9 @@ class CUnsupportedError : public CFormatError {
   explicit CUnsupportedError(const std::string& text) : CFormatError(kQvUnsupported, text) {}
 };
 
+// For arguments of operations and what files must have. Throws CDamagedError.
+inline void Require(bool condition, const char* text) {
+  if (!condition) throw CDamagedError(text);
+}
+
 }  // namespace imageformats

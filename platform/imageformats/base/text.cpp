@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 
 namespace imageformats {
 
@@ -49,6 +50,25 @@ CQvStringW TextOfUtf16(std::string_view bytes, bool bigEndian) {
     units.push_back(unit);
   }
   return Cleaned(CQvStringUtils::UTF16toW(std::u16string_view(units)).Str());
+}
+
+std::string LowerAscii(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) c = LowerAscii(c);
+  return lower;
+}
+
+std::string_view Trimmed(std::string_view text) {
+  constexpr std::string_view kBlanks{" \t\r\n\0", 5};
+  const auto first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+double LeadingNumber(std::string_view text) {
+  double value = 0.0;
+  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  return error == std::errc() && std::isfinite(value) ? value : 0.0;
 }
 
 std::string NumberText(double value, int decimals) {

@@ -18,6 +18,14 @@ CQvStringW TextOf(std::string_view bytes);
 CQvStringW TextOfLatin1(std::string_view bytes);
 CQvStringW TextOfUtf16(std::string_view bytes, bool bigEndian);
 
+constexpr char LowerAscii(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+// The text in lower case where it is ASCII.
+std::string LowerAscii(std::string_view text);
+// Without blanks, line ends and zero bytes at both ends.
+std::string_view Trimmed(std::string_view text);
+// The finite number that the text begins with; 0 when there is none.
+double LeadingNumber(std::string_view text);
+
 // A number as people write it, with a point whatever the locale: at most `decimals` places, no trailing zeros.
 std::string NumberText(double value, int decimals);
 

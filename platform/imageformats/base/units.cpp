@@ -1,8 +1,9 @@
 #include "platform/imageformats/base/units.h"
 
 #include <algorithm>
-#include <cctype>
-#include <string>
+#include <iterator>
+
+#include "platform/imageformats/base/text.h"
 
 namespace imageformats {
 namespace {
@@ -63,29 +64,14 @@ std::optional<double> Find(const SUnit (&table)[N], std::string_view name) {
   return hit->factor;
 }
 
-std::string_view Trim(std::string_view text) {
-  const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\0'; };
-  while (!text.empty() && blank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && blank(text.back())) text.remove_suffix(1);
-  return text;
-}
-
-std::string LowerAscii(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
-
 }  // namespace
 
 std::optional<double> MicrometresPer(std::string_view unit) {
-  unit = Trim(unit);
+  unit = Trimmed(unit);
   if (const auto exact = Find(kLengthSymbols, unit)) return exact;
   return Find(kLengthWords, LowerAscii(unit));
 }
 
-std::optional<double> SecondsPer(std::string_view unit) { return Find(kTimeWords, LowerAscii(Trim(unit))); }
+std::optional<double> SecondsPer(std::string_view unit) { return Find(kTimeWords, LowerAscii(Trimmed(unit))); }
 
 }  // namespace imageformats

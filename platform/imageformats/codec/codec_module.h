@@ -18,12 +18,14 @@
 
 namespace imageformats {
 
+inline constexpr std::uint32_t kAllChannels = 0xFFFFFFFFu;
+
 // A rendering that a caller wants. Sizes are those of the displayed picture, orientation applied.
 struct SRenderRequest {
   std::uint32_t width = 0;   // pixels, > 0
   std::uint32_t height = 0;  // pixels, > 0
   bool fast = false;         // may trade accuracy for speed: at most 1 dB of PSNR, at least 36 dB against the average
-  std::uint32_t channels = 0xFFFFFFFFu;  // mask, bit n is channel n; channels from 32 on are always shown
+  std::uint32_t channels = kAllChannels;  // mask, bit n is channel n; channels from 32 on are always shown
 };
 
 // An opened image. Used by one thread at a time; operations may come in any order and any number of times.
@@ -45,7 +47,7 @@ class COpenedImage {
   virtual void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) = 0;
 
   // The custom tag's bytes, replacing the array's content. False, array untouched, when the file has no such tag.
-  virtual bool CustomTag(const CQvStringW& name, CQvByteArray& bytes);
+  virtual bool CustomTag(const CQvStringW& /*name*/, CQvByteArray& /*bytes*/) { return false; }
 
   // Parsed when asked for. Damaged descriptions are no failure: what cannot be understood is left unknown.
   virtual SImageMetadata Metadata() = 0;
@@ -77,7 +79,7 @@ class CCodecModule {
   // Formats that need a file answer OpenInputMemory with -3.
   virtual bool CanOpenMemory() const noexcept { return true; }
   // Null for formats that cannot be written.
-  virtual std::unique_ptr<IPictureWriter> CreateWriter(CQvByteArray& destination) const;
+  virtual std::unique_ptr<IPictureWriter> CreateWriter(CQvByteArray& /*destination*/) const { return nullptr; }
 };
 
 }  // namespace imageformats

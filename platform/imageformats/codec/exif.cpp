@@ -67,7 +67,7 @@ class CExifReader {
   std::unique_ptr<ExifData, SUnref> m_data;
 };
 
-double Value(const ExifRational& r) { return static_cast<double>(r.numerator) / r.denominator; }
+double ToDouble(const ExifRational& r) { return static_cast<double>(r.numerator) / r.denominator; }
 
 CQvStringW UserComment(const CExifReader& exif) {
   const std::string_view bytes = exif.Bytes(EXIF_IFD_EXIF, EXIF_TAG_USER_COMMENT);
@@ -80,11 +80,11 @@ CQvStringW UserComment(const CExifReader& exif) {
 std::string ExposureText(const CExifReader& exif) {
   std::string exposure, aperture, sensitivity;
   if (const auto time = exif.Rational(EXIF_IFD_EXIF, EXIF_TAG_EXPOSURE_TIME); time && time->numerator != 0) {
-    const double seconds = Value(*time);
+    const double seconds = ToDouble(*time);
     exposure = seconds < 0.3 ? "1/" + NumberText(1.0 / seconds, 0) + " s" : NumberText(seconds, 2) + " s";
   }
   if (const auto f = exif.Rational(EXIF_IFD_EXIF, EXIF_TAG_FNUMBER); f && f->numerator != 0) {
-    aperture = "f/" + NumberText(Value(*f), 1);
+    aperture = "f/" + NumberText(ToDouble(*f), 1);
   }
   if (const auto iso = exif.Short(EXIF_IFD_EXIF, EXIF_TAG_ISO_SPEED_RATINGS)) {
     sensitivity = "ISO " + std::to_string(*iso);
@@ -97,7 +97,7 @@ CQvStringW OpticsText(const CExifReader& exif) {
   const CQvStringW lens = exif.Text(EXIF_IFD_EXIF, static_cast<ExifTag>(0xA434));
   const auto focal = exif.Rational(EXIF_IFD_EXIF, EXIF_TAG_FOCAL_LENGTH);
   if (!focal || focal->numerator == 0) return lens;
-  return Joined(lens, L", ", TextOf(NumberText(Value(*focal), 1) + " mm"));
+  return Joined(lens, L", ", TextOf(NumberText(ToDouble(*focal), 1) + " mm"));
 }
 
 // Degrees, minutes and seconds with the letter of the direction.
@@ -105,7 +105,7 @@ std::string GpsText(const CExifReader& exif, ExifTag coordinate, ExifTag referen
   double degrees = 0.0, unit = 1.0;
   for (unsigned int i = 0; i < 3; ++i, unit *= 60.0) {
     const auto part = exif.Rational(EXIF_IFD_GPS, coordinate, i);
-    if (part) degrees += Value(*part) / unit;
+    if (part) degrees += ToDouble(*part) / unit;
     if (!part && i == 0) return {};
   }
   const std::string_view letter = exif.Bytes(EXIF_IFD_GPS, reference);

@@ -10,10 +10,6 @@ namespace imageformats {
 
 namespace {
 
-void Require(bool condition, const char* text) {
-  if (!condition) throw CDamagedError(text);
-}
-
 class CCodecObject final : public CComponentObject<IQvImageCodec> {
  public:
   CCodecObject(const CCodecModule& module, std::shared_ptr<CErrorText> manager)

@@ -7,10 +7,6 @@ using namespace imageformats;
 
 namespace {
 
-void Require(bool condition, const char* text) {
-  if (!condition) throw CDamagedError(text);
-}
-
 const CCodecModule& CodecFor(const CInput& input) {
   Require(input.Size() != 0, "The file is empty");
   const CCodecModule* codec = FindCodecFor(input);

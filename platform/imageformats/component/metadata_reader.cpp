@@ -46,7 +46,7 @@ class CMetadataReader final : public IQvMetadataReader {
 
   std::int32_t GetPictureMetadata(std::uint32_t index, SQvPictureMetadata* metadata, std::uint32_t reserved) override {
     return RunReportingErrors(m_error, [&] {
-      Require(metadata != nullptr && reserved == 0 && index < std::max(m_metadata.info.sequenceCount, 1u));
+      RequireKnown(metadata != nullptr && reserved == 0 && index < std::max(m_metadata.info.sequenceCount, 1u));
       SQvPictureMetadata copy = m_metadata.picture;
       if (copy.calibration == 0.0) copy.calibration = m_metadata.calibration;
       if (copy.objectiveName.IsEmpty()) copy.objectiveName = m_metadata.objective;
@@ -57,15 +57,15 @@ class CMetadataReader final : public IQvMetadataReader {
 
   std::int32_t GetExperiment(SQvExperiment* experiment, std::uint32_t reserved) override {
     return RunReportingErrors(m_error, [&] {
-      Require(experiment != nullptr && reserved == 0);
-      Require(!m_metadata.loops.empty());
+      RequireKnown(experiment != nullptr && reserved == 0);
+      RequireKnown(!m_metadata.loops.empty());
       FillChain(*experiment, m_metadata.loops);
     });
   }
 
   std::int32_t GetImageInfo(SQvImageInfo* info) override {
     return RunReportingErrors(m_error, [&] {
-      Require(info != nullptr);
+      RequireKnown(info != nullptr);
       *info = m_metadata.info;
     });
   }
@@ -73,9 +73,9 @@ class CMetadataReader final : public IQvMetadataReader {
   std::int32_t GetCalibration(std::uint32_t index, double* calibration, double* aspect,
                               CQvStringW* objective) override {
     return RunReportingErrors(m_error, [&] {
-      Require(index < std::max(m_metadata.info.sequenceCount, 1u));
+      RequireKnown(index < std::max(m_metadata.info.sequenceCount, 1u));
       if (objective != nullptr) *objective = m_metadata.objective;
-      Require(calibration != nullptr && m_metadata.calibration > 0.0);
+      RequireKnown(calibration != nullptr && m_metadata.calibration > 0.0);
       *calibration = m_metadata.calibration;
       if (aspect != nullptr) *aspect = m_metadata.aspect;
     });
@@ -83,22 +83,20 @@ class CMetadataReader final : public IQvMetadataReader {
 
   std::int32_t GetAcquisitionTime(double* acquisitionTime) override {
     return RunReportingErrors(m_error, [&] {
-      Require(acquisitionTime != nullptr && m_metadata.acquisitionTime > 0.0);
+      RequireKnown(acquisitionTime != nullptr && m_metadata.acquisitionTime > 0.0);
       *acquisitionTime = m_metadata.acquisitionTime;
     });
   }
 
   std::int32_t GetTextInfo(SQvImageTextInfo* textInfo) override {
     return RunReportingErrors(m_error, [&] {
-      Require(textInfo != nullptr);
+      RequireKnown(textInfo != nullptr);
       *textInfo = m_metadata.text;
     });
   }
 
  private:
-  static void Require(bool condition) {
-    if (!condition) throw CDamagedError("The file does not say");
-  }
+  static void RequireKnown(bool condition) { Require(condition, "The file does not say"); }
 
   SImageMetadata m_metadata;
   CErrorText m_error;

@@ -8,10 +8,6 @@ namespace imageformats {
 
 namespace {
 
-void Require(bool condition, const char* text) {
-  if (!condition) throw CDamagedError(text);
-}
-
 // Whether the record's shape and memory agree, so that rows can be written without further thought.
 bool HasShape(const SQvPicBuf& picture, std::uint32_t width, std::uint32_t height, std::uint32_t bpc,
               std::uint32_t components) {
@@ -60,7 +56,7 @@ class CPictureSource final : public IQvPictureSource {
                              std::uint32_t channels) override {
     return RunReportingErrors(m_error, [&] {
       Require(width != nullptr && height != nullptr && picture != nullptr, "No place for the rendering was given");
-      Require(mode == kOverview && first == 0 && reserved == 0, "The rendering is asked for in an unknown way");
+      Require(mode == kOverviewMode && first == 0 && reserved == 0, "The rendering is asked for in an unknown way");
       Require(HasShape(*picture, *width, *height, 8, 3), "The rendering is asked for in an impossible shape");
       CRenderGuard guard;
       m_image->Render({*width, *height, fast, channels}, *picture, guard);
@@ -77,8 +73,6 @@ class CPictureSource final : public IQvPictureSource {
   CQvStringW GetErrorText() const override { return m_error.Get(); }
 
  private:
-  static constexpr std::uint32_t kOverview = 1;
-
   std::unique_ptr<COpenedImage> m_image;
   CErrorText m_error;
 };

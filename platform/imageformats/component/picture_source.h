@@ -8,6 +8,9 @@
 
 namespace imageformats {
 
+// The one mode of IQvPictureSource::RenderPicture.
+inline constexpr std::uint32_t kOverviewMode = 1;
+
 // The opened image as an interface: arguments checked, exceptions caught, texts kept, each operation under a
 // CRenderGuard of its own. Throws std::bad_alloc.
 IQvPictureSource* NewPictureSource(std::unique_ptr<COpenedImage> image, std::shared_ptr<CErrorText> manager);

@@ -13,11 +13,6 @@ namespace {
 
 constexpr std::uint8_t kSignature[8] = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A};
 
-std::uint32_t Word(const std::uint8_t* p) {
-  return static_cast<std::uint32_t>(p[0]) << 24 | static_cast<std::uint32_t>(p[1]) << 16 |
-         static_cast<std::uint32_t>(p[2]) << 8 | p[3];
-}
-
 struct SDecompressorFree {
   void operator()(libdeflate_decompressor* d) const { libdeflate_free_decompressor(d); }
 };
@@ -39,7 +34,7 @@ bool IsPng(const CInput& input) noexcept {
 std::optional<SPngChunk> PngChunkAt(const CInput& input, std::uint64_t offset) noexcept {
   std::uint8_t header[8];
   if (input.ReadAt(offset, header, sizeof header) != sizeof header) return std::nullopt;
-  const SPngChunk chunk{Word(header + 4), Word(header), offset + 8};
+  const SPngChunk chunk{PngWord(header + 4), PngWord(header), offset + 8};
   if (chunk.size > 0x7FFFFFFFu || chunk.data + chunk.size + 4 > input.Size()) return std::nullopt;
   return chunk;
 }
@@ -49,7 +44,7 @@ bool CopyPngContent(const CInput& input, const SPngChunk& chunk, std::uint8_t* o
   if (input.ReadAt(chunk.data - 4, tag, 4) != 4) return false;
   if (input.ReadAt(chunk.data, out, chunk.size) != chunk.size) return false;
   if (input.ReadAt(chunk.data + chunk.size, stored, 4) != 4) return false;
-  return libdeflate_crc32(libdeflate_crc32(0, tag, 4), out, chunk.size) == Word(stored);
+  return libdeflate_crc32(libdeflate_crc32(0, tag, 4), out, chunk.size) == PngWord(stored);
 }
 
 std::optional<std::vector<std::uint8_t>> ReadPngContent(const CInput& input, const SPngChunk& chunk, std::size_t most) {

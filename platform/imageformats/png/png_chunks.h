@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/imageformats/base/input.h"
+#include "platform/imageformats/base/integers.h"
 
 namespace imageformats {
 
@@ -13,6 +13,11 @@ constexpr std::uint32_t PngTag(const char (&name)[5]) noexcept {
   return static_cast<std::uint32_t>(static_cast<unsigned char>(name[0])) << 24 |
          static_cast<std::uint32_t>(static_cast<unsigned char>(name[1])) << 16 |
          static_cast<std::uint32_t>(static_cast<unsigned char>(name[2])) << 8 | static_cast<unsigned char>(name[3]);
+}
+
+// PNG's integers are of four bytes, the highest first.
+inline std::uint32_t PngWord(const std::uint8_t* bytes) noexcept {
+  return static_cast<std::uint32_t>(IntegerAt(bytes, 4, true));
 }
 
 struct SPngChunk {
@@ -34,7 +39,7 @@ inline std::optional<SPngChunk> NextPngChunk(const CInput& input, const SPngChun
 
 // The content, its CRC verified; nothing when it is damaged or longer than `most`.
 std::optional<std::vector<std::uint8_t>> ReadPngContent(const CInput& input, const SPngChunk& chunk, std::size_t most);
-// Appends the content to `out`, its CRC verified; false when it is damaged.
+// Copies the content to `out`, its CRC verified; false when it is damaged.
 bool CopyPngContent(const CInput& input, const SPngChunk& chunk, std::uint8_t* out);
 
 // Decompresses a zlib stream whose size is not known; nothing when it is damaged or gives more than `most`.

@@ -19,11 +19,6 @@ constexpr std::uint32_t kMaxSide = 0x7FFFFFFFu;  // ISO/IEC 15948, 11.2.2
 
 using SBytes = std::vector<std::uint8_t>;
 
-std::uint32_t Word(const std::uint8_t* p) {
-  return static_cast<std::uint32_t>(p[0]) << 24 | static_cast<std::uint32_t>(p[1]) << 16 |
-         static_cast<std::uint32_t>(p[2]) << 8 | p[3];
-}
-
 bool IsDepthAllowed(std::uint8_t colorType, std::uint8_t depth) {
   switch (colorType) {
     case kPngGrey:
@@ -42,8 +37,8 @@ bool IsDepthAllowed(std::uint8_t colorType, std::uint8_t depth) {
 SPngHeader ParseHeader(const SBytes& content) {
   if (content.size() != 13) throw CDamagedError("The PNG header is damaged");
   SPngHeader header;
-  header.width = Word(content.data());
-  header.height = Word(content.data() + 4);
+  header.width = PngWord(content.data());
+  header.height = PngWord(content.data() + 4);
   header.bitDepth = content[8];
   header.colorType = content[9];
   header.interlaced = content[12] == 1;
@@ -72,7 +67,7 @@ void ParseAncillary(const SPngChunk& chunk, SBytes content, SPngHeader& header) 
       for (const std::uint8_t bits : content) header.significantBits = std::max(header.significantBits, bits);
       break;
     case PngTag("gAMA"):
-      if (content.size() == 4) header.gamma = Word(content.data()) / 100000.0;
+      if (content.size() == 4) header.gamma = PngWord(content.data()) / 100000.0;
       break;
     case PngTag("sRGB"):
       header.isSrgb = true;

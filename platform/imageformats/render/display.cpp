@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "platform/imageformats/base/format_error.h"
-#include "platform/imageformats/base/picture_buffer.h"
+#include "platform/imageformats/base/new_picture.h"
 
 namespace imageformats {
 
@@ -75,9 +75,9 @@ void OrientAndFitRgb(std::span<const std::uint8_t> rgb, SSize size, EOrientation
     }
   };
   if (shown == SSize{picture.width, picture.height}) return place(picture);
-  PictureBuffer small(shown.width, shown.height, 8, 3);
-  place(small.Get());
-  if (CQvPicBufAPI_GeomTrans::Stretch(&picture, &small.Get(), CQvPicBufAPI_GeomTrans::kStretchArea) != 0) {
+  CQvPicture small = NewPicture(shown.width, shown.height, 8, 3);
+  place(*small.Get());
+  if (CQvPicBufAPI_GeomTrans::Stretch(&picture, small.Get(), CQvPicBufAPI_GeomTrans::kStretchArea) != 0) {
     throw CDamagedError("The picture cannot be brought to the wanted size");
   }
 }

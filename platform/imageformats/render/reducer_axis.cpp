@@ -30,8 +30,8 @@ SPixelShare CReducerAxis::ShareOf(std::uint32_t pixel) const noexcept {
   share.result = static_cast<std::uint32_t>(begin / m_source.extent);
   const std::uint64_t border = (std::uint64_t{share.result} + 1) * m_source.extent;
   const auto whole = static_cast<float>(m_step);
-  share.first = static_cast<float>(std::min(end, border) - begin) / whole;
-  share.next = end > border ? static_cast<float>(end - border) / whole : 0.0f;
+  share.weight = static_cast<float>(std::min(end, border) - begin) / whole;
+  share.nextWeight = end > border ? static_cast<float>(end - border) / whole : 0.0f;
   share.completes = end >= border;
   return share;
 }
@@ -55,8 +55,8 @@ std::vector<SPixelSpan> CReducerAxis::SpansOf(std::uint32_t first, std::uint32_t
   };
   for (std::uint32_t i = 0; i < count; ++i) {
     const SPixelShare share = ShareOf(first + i);
-    add(share.result, i, share.first);
-    if (share.next > 0.0f) add(share.result + 1, i, share.next);
+    add(share.result, i, share.weight);
+    if (share.nextWeight > 0.0f) add(share.result + 1, i, share.nextWeight);
   }
   return spans;
 }

@@ -7,12 +7,12 @@
 
 namespace imageformats {
 
-// How one source pixel is shared out along an axis: `first` of it to result pixel `result`, `next` of it to the one
-// behind. A pixel never reaches further, because a result has no more pixels than its source.
+// How one source pixel is shared out along an axis: `weight` of it to result pixel `result`, `nextWeight` of it to the
+// one behind. A pixel never reaches further, because a result has no more pixels than its source.
 struct SPixelShare {
   std::uint32_t result = 0;
-  float first = 1.0f;
-  float next = 0.0f;
+  float weight = 1.0f;
+  float nextWeight = 0.0f;
   bool completes = false;  // it is the last pixel that `result` gets something of
 };
 

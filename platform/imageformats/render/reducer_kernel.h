@@ -134,11 +134,11 @@ class CTypedKernel final : public CAreaReducer::CKernel {
   // A row that ends a result row, or shares itself between two.
   void CloseRow(std::uint32_t y, const T* row) {
     const SPixelShare share = m_y.ShareOf(y);
-    CloseColumns(m_totals.data(), m_columns.data(), m_rowSums.data(), row, static_cast<Column>(share.first),
-                 static_cast<Column>(share.next), Samples());
+    CloseColumns(m_totals.data(), m_columns.data(), m_rowSums.data(), row, static_cast<Column>(share.weight),
+                 static_cast<Column>(share.nextWeight), Samples());
     m_rowsSummed = 0;
     AddRowTotals(share.result);
-    m_pending = share.next > 0.0f;
+    m_pending = share.nextWeight > 0.0f;
     m_pendingRow = share.result + 1;
   }
 

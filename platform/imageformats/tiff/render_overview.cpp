@@ -59,7 +59,9 @@ bool SamePlane(const SPlane& a, const SPlane& b) noexcept {
   return a.file == b.file && a.directory == b.directory && a.dataOffset == b.dataOffset;
 }
 
-bool IsWanted(std::size_t channel, std::uint32_t mask) noexcept { return channel >= 32 || (mask >> channel & 1) != 0; }
+bool IsWanted(std::size_t channel, std::uint32_t mask) noexcept {
+  return channel >= kMaxOverviewChannels || (mask >> channel & 1) != 0;
+}
 
 // The wanted channels, those of one plane decoded together.
 class CChannelRenderer {

@@ -44,7 +44,7 @@ std::uint32_t PixelType(ESampleFormat format) noexcept {
 
 // Frames: pictures with all their channels.
 std::uint32_t SequenceCount(const SDataset& dataset) noexcept {
-  const std::uint64_t positions = std::max<std::size_t>(dataset.omePosition.size(), 1);
+  const std::uint64_t positions = std::max<std::size_t>(dataset.omePositions.size(), 1);
   const std::uint64_t frames = CRenderGuard::Multiply(std::uint64_t{dataset.sizeZ} * dataset.sizeT, positions);
   const std::uint64_t count = dataset.kind == SDataset::EKind::kPlain ? dataset.pages : frames;
   return static_cast<std::uint32_t>(std::min<std::uint64_t>(count, 0xFFFFFFFFu));

@@ -1,7 +1,6 @@
 #include "platform/imageformats/wsi/wsi_image.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -79,12 +78,7 @@ std::string CSlide::Property(const std::string& name) const {
   return value ? value : "";
 }
 
-double CSlide::NumberProperty(const std::string& name) const {
-  const std::string text = Property(name);
-  double value = 0.0;
-  const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-  return result.ec == std::errc() && std::isfinite(value) ? value : 0.0;
-}
+double CSlide::NumberProperty(const std::string& name) const { return LeadingNumber(Property(name)); }
 
 void CSlide::ReadRegion(std::uint32_t* pixels, std::int32_t level, std::uint32_t x, std::uint32_t y, SSize size) {
   // OpenSlide takes the corner in pixels of level 0.

@@ -6,6 +6,7 @@
 
 #include "imageformats/iqvimageformatmanager.h"
 #include "system/qvrtti.h"
+#include "system/qvstatus.h"
 
 namespace {
 
@@ -47,12 +48,12 @@ TEST_F(RegistrationTest, NothingIsLeftBehind) {
   const std::int64_t before = QV_GetLiveClassObjects();
   IQvImageFormatManager* manager = NewManager();
   IQvImageCodec* codec = nullptr;
-  ASSERT_EQ(manager->GetCodecByName("JPG", &codec), 0);
+  ASSERT_EQ(manager->GetCodecByName("JPG", &codec), kQvOk);
   CQvRTTI::Release(manager);
   // What a manager hands out may outlive it.
   const char text[] = "not a picture";
   IQvPictureSource* source = nullptr;
-  EXPECT_EQ(codec->OpenInputMemory(text, sizeof text, &source), -9);
+  EXPECT_EQ(codec->OpenInputMemory(text, sizeof text, &source), kQvFailure);
   EXPECT_EQ(source, nullptr);
   EXPECT_STREQ(codec->GetClassName(), "CQvImageCodec");
   CQvRTTI::Release(codec);
@@ -67,7 +68,7 @@ TEST_F(RegistrationTest, FactoriesRunOnSeveralThreads) {
         IQvImageFormatManager* manager = NewManager();
         ASSERT_NE(manager, nullptr);
         IQvImageCodec* codec = nullptr;
-        EXPECT_EQ(manager->GetCodecByName(k % 2 ? "PNG" : "JPG", &codec), 0);
+        EXPECT_EQ(manager->GetCodecByName(k % 2 ? "PNG" : "JPG", &codec), kQvOk);
         CQvRTTI::Release(codec);
         CQvRTTI::Release(manager);
       }

@@ -7,13 +7,13 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
-#include <memory>
 #include <set>
 
 #include "picture/qvpicbuf.h"
-#include "platform/imageformats/base/picture_buffer.h"
+#include "platform/imageformats/base/new_picture.h"
 #include "platform/imageformats/component/image_format_manager_impl.h"
-#include "system/qvrtti.h"
+#include "platform/imageformats/component/picture_source.h"
+#include "system/qvref.h"
 #include "system/qvstatus.h"
 #include "tests/imageformats/support/measured_child.h"
 #include "tests/imageformats/support/samples.h"
@@ -25,33 +25,22 @@ namespace fs = std::filesystem;
 
 constexpr std::uint64_t kMemory = 256ull << 20;
 
-struct SRelease {
-  void operator()(IQvInterface* object) const { CQvRTTI::Release(object); }
-  void operator()(IQvPictureSource* source) const { source->Release(); }
-  void operator()(IQvMetadataReader* reader) const { reader->Destroy(); }
-};
-template <class T>
-using Owned = std::unique_ptr<T, SRelease>;
-
 // "made", "unsupported" or "damaged", and behind a tab the thumbnail's size or the reason.
-class CViewer {
+class CThumbnailMaker {
  public:
-  std::string Look(const std::string& path) {
-    IQvImageCodec* codec = nullptr;
+  std::string Open(const std::string& path) {
     const CQvStringW file = CQvStringUtils::UTF8toW(path);
-    if (const auto status = m_manager->GetCodecForFile(file, &codec)) return Refusal(status);
-    const Owned<IQvImageCodec> keepCodec(codec);
-    IQvPictureSource* source = nullptr;
-    if (const auto status = codec->OpenInputFile(file, &source)) return Refusal(status);
-    const Owned<IQvPictureSource> keepSource(source);
-    return LookAt(*source);
+    CQvRef<IQvImageCodec> codec;
+    if (const auto status = m_manager->GetCodecForFile(file, codec.Out())) return Refusal(status);
+    CQvRef<IQvPictureSource> source;
+    if (const auto status = codec->OpenInputFile(file, source.Out())) return Refusal(status);
+    return Thumbnail(*source);
   }
 
  private:
-  std::string LookAt(IQvPictureSource& source) {
-    IQvMetadataReader* reader = nullptr;
-    if (const auto status = source.GetMetadataReader(&reader)) return Refusal(status);
-    reader->Destroy();
+  std::string Thumbnail(IQvPictureSource& source) {
+    CQvRef<IQvMetadataReader> reader;
+    if (const auto status = source.GetMetadataReader(reader.Out())) return Refusal(status);
     SQvImageInfo info;
     if (const auto status = source.GetPictureInfo(&info)) return Refusal(status);
     const SThumbnailSize large = FitInto({640, 240}, info.width, info.height);
@@ -63,8 +52,8 @@ class CViewer {
   }
 
   static std::int32_t Render(IQvPictureSource& source, SThumbnailSize size, bool fast) {
-    PictureBuffer picture(size.width, size.height, 8, 3);
-    return source.RenderPicture(&size.width, &size.height, &picture.Get(), 1, fast, 0, 0, 0xFFFFFFFFu);
+    CQvPicture picture = NewPicture(size.width, size.height, 8, 3);
+    return source.RenderPicture(&size.width, &size.height, picture.Get(), kOverviewMode, fast, 0, 0, kAllChannels);
   }
 
   std::string Refusal(std::int32_t status) const {
@@ -72,7 +61,7 @@ class CViewer {
     return outcome + '\t' + CQvStringUtils::WtoUTF8(m_manager->GetErrorText()).Str();
   }
 
-  Owned<IQvImageFormatManager> m_manager{new ("test", 1) CQvImageFormatManagerImpl};
+  CQvRef<IQvImageFormatManager> m_manager{new ("test", 1) CQvImageFormatManagerImpl};
 };
 
 class SamplesTest : public testing::Test {
@@ -93,12 +82,12 @@ TEST_F(SamplesTest, EveryFileIsInTheTable) {
   EXPECT_EQ(listed, present);
 }
 
-// Each in a process of its own: a crash, a hang and what it takes of memory belong to one file.
+// Each in a process of its own: a crash, a hang and the memory it needs belong to one file.
 TEST_F(SamplesTest, EveryFileEndsAsTheTableSays) {
   std::int64_t most = 0;
   for (const SSampleOutcome& expected : ReadSampleOutcomes()) {
     const std::string path = folder + "/" + expected.file;
-    const SChildResult child = RunMeasured(kMemory, [&] { return CViewer().Look(path); });
+    const SChildResult child = RunMeasured(kMemory, [&] { return CThumbnailMaker().Open(path); });
     EXPECT_EQ(child.ended, 0) << expected.file;
     EXPECT_THAT(child.answer, testing::StartsWith(expected.outcome + '\t' + expected.detail)) << expected.file;
     if (expected.file.rfind("broken/", 0) == 0) most = std::max(most, child.kilobytes);
@@ -112,7 +101,7 @@ TEST_F(SamplesTest, EveryFileEndsAsTheTableSays) {
 // The limit is one: work that wants more of it fails.
 TEST(MeasuredChild, LimitsMemoryAndReportsIt) {
   if (!kMemoryIsMeasurable) GTEST_SKIP() << "a sanitizer's own memory hides it";
-  const auto take = [](std::size_t bytes) {
+  const auto fill = [](std::size_t bytes) {
     return RunMeasured(kMemory, [&]() -> std::string {
       try {
         const std::vector<char> memory(bytes, 'x');
@@ -122,8 +111,8 @@ TEST(MeasuredChild, LimitsMemoryAndReportsIt) {
       }
     });
   };
-  EXPECT_EQ(take(kMemory + (1 << 20)).answer, "refused");
-  const SChildResult half = take(kMemory / 2);
+  EXPECT_EQ(fill(kMemory + (1 << 20)).answer, "refused");
+  const SChildResult half = fill(kMemory / 2);
   EXPECT_EQ(half.answer, "x");
   EXPECT_GT(half.kilobytes, static_cast<std::int64_t>(kMemory / 2 >> 10));
 }

@@ -83,7 +83,7 @@ TEST(Png, LargePicturesAreStreamedWithinTheLimit) {
   SQvPicBuf out;
   CQvPicBufAPI::Init(&out);
   ASSERT_EQ(CQvPicBufAPI::Reinit(&out, 207, 180, 0, 8, 3, true), 0);
-  EXPECT_NO_THROW(image->Render({207, 180, true, 0xFFFFFFFFu}, out, guard));
+  EXPECT_NO_THROW(image->Render({207, 180, true, kAllChannels}, out, guard));
   const STestPicture average = AreaAverage(picture, 207, 180);
   EXPECT_NEAR(static_cast<const std::uint8_t*>(out.data)[90 * out.widthBytes + 300], average.At(100, 90, 0), 1);
   CQvPicBufAPI::Free(&out);
@@ -98,7 +98,7 @@ TEST(Png, InterlacedPicturesNeedTheirMemory) {
   CQvPicBufAPI::Init(&out);
   ASSERT_EQ(CQvPicBufAPI::Reinit(&out, 18, 18, 0, 8, 3, true), 0);
   CRenderGuard guard(SRenderLimits{1u << 20, 1ull << 40, std::chrono::hours(1)});
-  EXPECT_THROW(image->Render({18, 18, true, 0xFFFFFFFFu}, out, guard), CDamagedError);
+  EXPECT_THROW(image->Render({18, 18, true, kAllChannels}, out, guard), CDamagedError);
   CQvPicBufAPI::Free(&out);
 }
 

@@ -5,15 +5,15 @@
 #include <cmath>
 
 #include "platform/imageformats/base/format_error.h"
-#include "platform/imageformats/base/picture_buffer.h"
+#include "platform/imageformats/base/new_picture.h"
 #include "tests/imageformats/support/encode_jpeg.h"
 
 namespace imageformats {
 namespace {
 
 std::vector<int> Shown(const SAveragedPicture& averages, const SDisplaySettings& how, SSize size) {
-  PictureBuffer picture(size.width, size.height, 8, 3);
-  DisplayAverages(averages, how, picture.Get());
+  CQvPicture picture = NewPicture(size.width, size.height, 8, 3);
+  DisplayAverages(averages, how, *picture.Get());
   std::vector<int> samples;
   for (std::uint32_t y = 0; y < size.height; ++y)
     samples.insert(samples.end(), picture.Row(y), picture.Row(y) + size.width * 3);

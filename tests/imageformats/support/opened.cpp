@@ -4,7 +4,7 @@
 #include <numbers>
 #include <random>
 
-#include "platform/imageformats/base/picture_buffer.h"
+#include "platform/imageformats/base/new_picture.h"
 #include "platform/imageformats/component/codec_registry.h"
 
 using namespace imageformats;
@@ -129,15 +129,15 @@ std::unique_ptr<COpenedImage> OpenPath(const CQvStringW& path) { return Open(CIn
 
 STestPicture ReadAll(COpenedImage& image) {
   const SQvImageInfo& info = image.Info();
-  PictureBuffer buffer(info.width, info.height, info.bpcInMemory, info.components);
+  CQvPicture buffer = NewPicture(info.width, info.height, info.bpcInMemory, info.components);
   CRenderGuard guard;
-  image.Read(buffer.Get(), guard);
-  return FromBuffer(buffer.Get());
+  image.Read(*buffer.Get(), guard);
+  return FromBuffer(*buffer.Get());
 }
 
 STestPicture Render(COpenedImage& image, std::uint32_t width, std::uint32_t height, bool fast) {
-  PictureBuffer buffer(width, height, 8, 3);
+  CQvPicture buffer = NewPicture(width, height, 8, 3);
   CRenderGuard guard;
-  image.Render({width, height, fast, 0xFFFFFFFFu}, buffer.Get(), guard);
-  return FromBuffer(buffer.Get());
+  image.Render({width, height, fast, kAllChannels}, *buffer.Get(), guard);
+  return FromBuffer(*buffer.Get());
 }

@@ -22,5 +22,13 @@ CQvStringW CScratchFolder::Write(const std::string& name, std::span<const std::u
   std::ofstream file(path, std::ios::binary);
   file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   if (!file) throw std::runtime_error("cannot write " + path);
-  return CQvStringUtils::UTF8toW(path.c_str());
+  return PathOf(name);
+}
+
+CQvStringW CScratchFolder::Write(const std::string& name, const std::string& text) const {
+  return Write(name, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+}
+
+CQvStringW CScratchFolder::PathOf(const std::string& name) const {
+  return CQvStringUtils::UTF8toW((m_path + "/" + name).c_str());
 }

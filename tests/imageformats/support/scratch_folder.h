@@ -17,6 +17,8 @@ class CScratchFolder {
   const std::string& Path() const noexcept { return m_path; }
   // Writes a file; returns its path.
   CQvStringW Write(const std::string& name, std::span<const std::uint8_t> bytes) const;
+  CQvStringW Write(const std::string& name, const std::string& text) const;
+  CQvStringW PathOf(const std::string& name) const;
 
  private:
   std::string m_path;

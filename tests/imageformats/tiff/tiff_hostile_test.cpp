@@ -6,9 +6,10 @@
 #include <random>
 
 #include "platform/imageformats/base/format_error.h"
-#include "platform/imageformats/base/picture_buffer.h"
+#include "platform/imageformats/base/new_picture.h"
 #include "platform/imageformats/tiff/blocks/block_source.h"
 #include "platform/imageformats/tiff/rows/row_converter.h"
+#include "system/qvstatus.h"
 #include "tests/imageformats/tiff/tiff_test_image.h"
 #include "tests/imageformats/tiff/tiff_writer.h"
 
@@ -73,7 +74,7 @@ void Exercise(const std::vector<std::uint8_t>& bytes) {
 
 TEST(TiffHostile, TruncatedFilesAreDamaged) {
   for (const auto& file : Files()) {
-    ASSERT_EQ(0, StatusOf(file));
+    ASSERT_EQ(kQvOk, StatusOf(file));
     // Of a file of several pages the first may be whole.
     CTestImage image(file);
     const bool single = image->Info().sequenceCount == 1 && file[2] != 43 && file[3] != 43;
@@ -82,7 +83,7 @@ TEST(TiffHostile, TruncatedFilesAreDamaged) {
       if (cut.empty()) continue;
       const int status = StatusOf(cut);
       // The directory lies behind the pixels, so nothing is left of a shorter file but its header.
-      EXPECT_TRUE(status == -9 || (!single && status == 0)) << size << " of " << file.size();
+      EXPECT_TRUE(status == kQvFailure || (!single && status == kQvOk)) << size << " of " << file.size();
     }
   }
 }
@@ -99,7 +100,7 @@ TEST(TiffHostile, HolesInCompressedPixelsAreDamage) {
         std::vector<std::uint8_t> holed = file;
         std::fill(holed.begin() + static_cast<std::ptrdiff_t>(kept),
                   holed.begin() + static_cast<std::ptrdiff_t>(directory), std::uint8_t{0});
-        EXPECT_EQ(-9, StatusOf(holed)) << compression << " tile " << tile << " kept " << kept;
+        EXPECT_EQ(kQvFailure, StatusOf(holed)) << compression << " tile " << tile << " kept " << kept;
       }
     }
   }
@@ -197,11 +198,11 @@ TEST(TiffHostile, AbsurdSizesAreRefusedBeforeMemoryIsTaken) {
         SetEntry(&file, TIFFTAG_IMAGEWIDTH, side);
         SetEntry(&file, TIFFTAG_IMAGELENGTH, side);
         if (tile == 0) SetEntry(&file, TIFFTAG_ROWSPERSTRIP, side);
-        EXPECT_EQ(-9, StatusOf(file)) << compression << " " << side;
+        EXPECT_EQ(kQvFailure, StatusOf(file)) << compression << " " << side;
         if (tile == 0) continue;
         SetEntry(&file, TIFFTAG_TILEWIDTH, side & ~15u);
         SetEntry(&file, TIFFTAG_TILELENGTH, side & ~15u);
-        EXPECT_EQ(-9, StatusOf(file)) << compression << " " << side;
+        EXPECT_EQ(kQvFailure, StatusOf(file)) << compression << " " << side;
       }
     }
   }
@@ -221,10 +222,10 @@ TEST(TiffHostile, ASmallFileThatUnfoldsStaysWithinTheMemory) {
   limits.memory = 24 << 20;
   limits.time = std::chrono::minutes(5);
   imageformats::CRenderGuard guard(limits);
-  imageformats::PictureBuffer picture(64, 64, 8, 3);
+  CQvPicture picture = imageformats::NewPicture(64, 64, 8, 3);
   imageformats::SRenderRequest request;
   request.width = request.height = 64;
-  image->Render(request, picture.Get(), guard);
+  image->Render(request, *picture.Get(), guard);
   EXPECT_EQ(0, picture.Row(5)[5]);
 }
 
@@ -233,10 +234,10 @@ TEST(TiffHostile, TheDeadlineEndsARendering) {
   imageformats::SRenderLimits limits;
   limits.time = std::chrono::milliseconds(-1);
   imageformats::CRenderGuard guard(limits);
-  imageformats::PictureBuffer picture(16, 16, 8, 3);
+  CQvPicture picture = imageformats::NewPicture(16, 16, 8, 3);
   imageformats::SRenderRequest request;
   request.width = request.height = 16;
-  EXPECT_THROW(image->Render(request, picture.Get(), guard), imageformats::CDamagedError);
+  EXPECT_THROW(image->Render(request, *picture.Get(), guard), imageformats::CDamagedError);
 }
 
 TEST(TiffHostile, TilesThatWereNeverWrittenAreDamage) {
@@ -245,7 +246,7 @@ TEST(TiffHostile, TilesThatWereNeverWrittenAreDamage) {
   const std::uint32_t table = file[counts + 8] | file[counts + 9] << 8 | file[counts + 10] << 16;
   const bool shorts = file[counts + 2] == 3;
   for (int i = 0; i < (shorts ? 2 : 4); ++i) file[table + i] = 0;
-  EXPECT_EQ(-9, StatusOf(file));
+  EXPECT_EQ(kQvFailure, StatusOf(file));
 }
 
 TEST(TiffHostile, ChannelsThatAPageDoesNotHaveAreDamage) {
@@ -258,10 +259,10 @@ TEST(TiffHostile, ChannelsThatAPageDoesNotHaveAreDamage) {
 }
 
 TEST(TiffHostile, FilesThatAreNoTiffAreRefused) {
-  EXPECT_EQ(-9, StatusOf({'I', 'I', 42, 0}));
-  EXPECT_EQ(-9, StatusOf({'I', 'I', 42, 0, 0, 0, 0, 0}));
-  EXPECT_EQ(-9, StatusOf({'M', 'M', 0, 42, 0xFF, 0xFF, 0xFF, 0xFF}));
-  EXPECT_EQ(-9, StatusOf({'t', 'e', 'x', 't', ' ', 'f', 'i', 'l', 'e'}));
+  EXPECT_EQ(kQvFailure, StatusOf({'I', 'I', 42, 0}));
+  EXPECT_EQ(kQvFailure, StatusOf({'I', 'I', 42, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(kQvFailure, StatusOf({'M', 'M', 0, 42, 0xFF, 0xFF, 0xFF, 0xFF}));
+  EXPECT_EQ(kQvFailure, StatusOf({'t', 'e', 'x', 't', ' ', 'f', 'i', 'l', 'e'}));
 }
 
 }  // namespace

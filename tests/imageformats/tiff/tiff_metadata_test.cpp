@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/imageformats/support/scratch_folder.h"
 #include "tests/imageformats/tiff/tiff_test_image.h"
 #include "tests/imageformats/tiff/tiff_writer.h"
 
@@ -61,7 +62,7 @@ TEST(TiffMetadata, Latin1TextsAndMachineTexts) {
 }
 
 // A picture with an EXIF and a GPS directory, written by libtiff.
-std::string WriteWithExif(const CTestFolder& folder, const char* mode) {
+CQvStringW WriteWithExif(const CScratchFolder& folder, const char* mode) {
   const std::string path = folder.Path() + "/exif.tif";
   TIFF* tiff = TIFFOpen(path.c_str(), mode);
   const auto setPicture = [&](std::uint64_t exif, std::uint64_t gps) {
@@ -93,12 +94,12 @@ std::string WriteWithExif(const CTestFolder& folder, const char* mode) {
   TIFFCreateDirectory(tiff);
   setPicture(exif, gps);
   TIFFClose(tiff);
-  return path;
+  return folder.PathOf("exif.tif");
 }
 
 TEST(TiffMetadata, ExifAddsWhatTheTagsDoNotSay) {
   for (const char* mode : {"wl", "wb", "wl8", "wb8"}) {
-    const CTestFolder folder;
+    const CScratchFolder folder;
     CTestImage image(WriteWithExif(folder, mode));
     const imageformats::SImageMetadata metadata = image->Metadata();
     EXPECT_EQ(CQvStringW(L"2021-02-03 04:05:06"), metadata.text.date) << mode << ": the shot's, not the last change's";

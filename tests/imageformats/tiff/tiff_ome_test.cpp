@@ -1,4 +1,4 @@
-// OME-TIFF: which planes are shown, sets of files, and what becomes of the document.
+// OME-TIFF: which planes are shown, and what becomes of the document.
 
 #include <gtest/gtest.h>
 
@@ -6,42 +6,11 @@
 
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/render/channel_composite.h"
-#include "tests/imageformats/tiff/tiff_test_image.h"
-#include "tests/imageformats/tiff/tiff_writer.h"
+#include "tests/imageformats/tiff/tiff_ome_document.h"
 
 namespace qv_test {
 namespace {
 
-constexpr char kOpen[] =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?><!-- a warning --><OME "
-    "xmlns=\"http://www.openmicroscopy.org/Schemas/OME/2016-06\" UUID=\"urn:uuid:own\">";
-
-std::string Pixels(const std::string& order, int z, int c, int t, const std::string& inside,
-                   const std::string& attributes = "", const std::string& type = "uint8") {
-  return "<Pixels ID=\"Pixels:0\" DimensionOrder=\"" + order + "\" Type=\"" + type +
-         "\" SizeX=\"8\" SizeY=\"6\" SizeZ=\"" + std::to_string(z) + "\" SizeC=\"" + std::to_string(c) + "\" SizeT=\"" +
-         std::to_string(t) + "\" " + attributes + ">" + inside + "</Pixels>";
-}
-
-std::string Document(const std::string& pixels, const std::string& imageInside = "", const std::string& before = "") {
-  return kOpen + before + "<Image ID=\"Image:0\" Name=\"Slide 1\">" + imageInside + pixels + "</Image></OME>";
-}
-
-// Pages of one grey each, 10, 20, 30 and so on; the first carries the document.
-std::vector<STiffPage> Pages(int count, const std::string& document) {
-  std::vector<STiffPage> pages;
-  for (int i = 0; i < count; ++i) {
-    pages.push_back(MakePage<std::uint8_t>(8, 6, 1, [&](auto, auto, auto) { return 10 * (i + 1); }));
-  }
-  pages[0].description = document;
-  return pages;
-}
-
-SRgb Shown(CTestImage& image) { return Render(image, 4, 3).At(1, 1); }
-SRgb Shown(const std::vector<STiffPage>& pages) {
-  CTestImage image(WriteTiff(pages));
-  return Shown(image);
-}
 int ShownGrey(int pages, const std::string& pixels) {
   const SRgb color = Shown(Pages(pages, Document(pixels)));
   EXPECT_EQ(color.r, color.g);
@@ -270,111 +239,6 @@ TEST(TiffOme, ImagesOfOneShapeArePositions) {
   ASSERT_EQ(3u, metadata.loops[0].positions.size());
   EXPECT_EQ(CQvStringW(L"field 2"), metadata.loops[0].positions[2].name);
   EXPECT_DOUBLE_EQ(200.0, metadata.loops[0].positions[2].x);
-}
-
-// A z stack of three files. `document` tells the document for the file of a plane.
-template <class DocumentOf>
-void WriteSet(const CTestFolder& folder, DocumentOf&& document) {
-  for (int z = 0; z < 3; ++z) {
-    STiffPage page = MakePage<std::uint8_t>(8, 6, 1, [&](auto, auto, auto) { return 10 * (z + 1); });
-    page.description = document(z);
-    folder.Write("plane" + std::to_string(z) + ".ome.tif", WriteTiff(page));
-  }
-}
-
-std::string SetPixels() {
-  std::string data;
-  for (int z = 0; z < 3; ++z) {
-    const std::string number = std::to_string(z);
-    data += "<TiffData FirstZ=\"" + number + "\" IFD=\"0\" PlaneCount=\"1\"><UUID FileName=\"plane" + number +
-            ".ome.tif\">urn:uuid:" + number + "</UUID></TiffData>";
-  }
-  return Pixels("XYZCT", 3, 1, 1, data);
-}
-
-void ExpectSet(const CTestFolder& folder) {
-  for (int z = 0; z < 3; ++z) {
-    CTestImage image(folder.Path() + "/plane" + std::to_string(z) + ".ome.tif");
-    EXPECT_EQ(20, Shown(image).r) << z;
-    EXPECT_EQ(3u, image->Info().sequenceCount) << z;
-    const auto metadata = image->Metadata();
-    ASSERT_EQ(1u, metadata.loops.size()) << z;
-    EXPECT_EQ(std::uint32_t{kQvLoopZ}, metadata.loops[0].type);
-    EXPECT_EQ(3u, metadata.loops[0].size);
-  }
-}
-
-TEST(TiffOme, ASetIsTheSameFromAnyOfItsFiles) {
-  const CTestFolder folder;
-  WriteSet(folder, [](int) { return Document(SetPixels()); });
-  ExpectSet(folder);
-}
-
-TEST(TiffOme, BinaryOnlyFilesFollowTheMaster) {
-  const CTestFolder folder;
-  WriteSet(folder, [](int z) {
-    return z == 0 ? Document(SetPixels())
-                  : std::string(kOpen) + "<BinaryOnly MetadataFile=\"plane0.ome.tif\" UUID=\"urn:uuid:0\"/></OME>";
-  });
-  ExpectSet(folder);
-}
-
-TEST(TiffOme, BinaryOnlyFilesFollowTheCompanion) {
-  const CTestFolder folder;
-  WriteSet(folder, [](int) {
-    return std::string(kOpen) + "<BinaryOnly MetadataFile=\"set.companion.ome\" UUID=\"urn:uuid:9\"/></OME>";
-  });
-  folder.Write("set.companion.ome", Document(SetPixels()));
-  ExpectSet(folder);
-}
-
-TEST(TiffOme, WithoutItsDocumentABinaryOnlyFileIsAPlainPicture) {
-  const CTestFolder folder;
-  WriteSet(folder, [](int) {
-    return std::string(kOpen) + "<BinaryOnly MetadataFile=\"gone.ome\" UUID=\"urn:uuid:9\"/></OME>";
-  });
-  CTestImage image(folder.Path() + "/plane2.ome.tif");
-  EXPECT_EQ(30, Shown(image).r);
-}
-
-TEST(TiffOme, MissingSiblingsLeaveTheNearestPlane) {
-  const CTestFolder folder;
-  STiffPage page = MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 99; });
-  page.description = Document(SetPixels());
-  CTestImage image(folder.Write("plane2.ome.tif", WriteTiff(page)));
-  EXPECT_EQ(99, Shown(image).r);
-  EXPECT_EQ(3u, image->Info().sequenceCount);
-}
-
-TEST(TiffOme, RenamedFilesAreKnownByTheirUuid) {
-  const CTestFolder folder;
-  STiffPage page = MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 99; });
-  page.description =
-      Document(Pixels("XYZCT", 2, 1, 1,
-                      "<TiffData FirstZ=\"0\" IFD=\"0\"><UUID FileName=\"a.tif\">urn:uuid:other</UUID></TiffData>"
-                      "<TiffData FirstZ=\"1\" IFD=\"0\"><UUID FileName=\"b.tif\">urn:uuid:own</UUID></TiffData>"));
-  CTestImage image(folder.Write("renamed.tif", WriteTiff(page)));
-  EXPECT_EQ(99, Shown(image).r);
-}
-
-TEST(TiffOme, NamesThatLeadOutOfTheFolderAreNotFollowed) {
-  const CTestFolder outer, folder;
-  STiffPage secret = MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 200; });
-  const std::string path = outer.Write("secret.tif", WriteTiff(secret));
-  const std::string up = "../" + path.substr(path.find_last_of('/', path.size() - 12) + 1);
-  for (const std::string& name : {path, up, std::string("..\\secret.tif"), std::string("..")}) {
-    STiffPage page = MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 50; });
-    page.description =
-        Document(Pixels("XYZCT", 2, 1, 1,
-                        "<TiffData FirstZ=\"0\" IFD=\"0\"><UUID FileName=\"own.tif\">urn:uuid:own</UUID></TiffData>"
-                        "<TiffData FirstZ=\"1\" IFD=\"0\"><UUID FileName=\"" +
-                            name + "\">urn:uuid:1</UUID></TiffData>"));
-    CTestImage image(folder.Write("own.tif", WriteTiff(page)));
-    EXPECT_EQ(50, Shown(image).r) << name;
-    page.description = std::string(kOpen) + "<BinaryOnly MetadataFile=\"" + name + "\"/></OME>";
-    CTestImage binary(folder.Write("own.tif", WriteTiff(page)));
-    EXPECT_EQ(50, Shown(binary).r) << name;
-  }
 }
 
 TEST(TiffOme, DamagedDocumentsLeaveAPlainPicture) {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <functional>
 
+#include "system/qvstatus.h"
 #include "tests/imageformats/support/encode_jpeg.h"
 #include "tests/imageformats/tiff/tiff_test_image.h"
 #include "tests/imageformats/tiff/tiff_writer.h"
@@ -77,7 +78,7 @@ TEST(TiffRareCompressions, PixarLogOfAllDepths) {
   ExpectColumns(WriteTiff(page(8, SAMPLEFORMAT_UINT, PIXARLOGDATAFMT_8BIT, Rows<std::uint8_t>(Ramp, 3))), 2, Ramp);
   ExpectColumns(WriteTiff(page(16, SAMPLEFORMAT_UINT, PIXARLOGDATAFMT_16BIT, Rows<std::uint16_t>(words, 3))), 3, Ramp);
   STiffPage grey = OneStrip(COMPRESSION_PIXARLOG, 8, Rows<std::uint8_t>(Ramp), true);
-  EXPECT_EQ(-3, StatusOf(WriteTiff(grey))) << "libtiff decodes it wrongly";
+  EXPECT_EQ(kQvUnsupported, StatusOf(WriteTiff(grey))) << "libtiff decodes it wrongly";
   ExpectColumns(WriteTiff(page(32, SAMPLEFORMAT_IEEEFP, PIXARLOGDATAFMT_FLOAT, Rows<float>(Along, 3))), 3, Ramp);
 }
 

@@ -1,4 +1,4 @@
-// Sample types, storage layouts and compressions.
+// Sample types.
 
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@
 namespace qv_test {
 namespace {
 
-using Codes = std::initializer_list<std::uint16_t>;
+using SCodes = std::initializer_list<std::uint16_t>;
 
 constexpr std::uint32_t kWide = 64, kHigh = 48;
 
@@ -103,7 +103,7 @@ std::vector<std::uint8_t> Pack(std::uint32_t bits, double most, std::uint32_t sa
 }
 
 TEST(TiffSamples, OddNumbersOfBits) {
-  for (const std::uint16_t bits : Codes{9, 10, 11, 12, 13, 14, 15, 17, 20, 31, 33, 37, 41, 52, 63}) {
+  for (const std::uint16_t bits : SCodes{9, 10, 11, 12, 13, 14, 15, 17, 20, 31, 33, 37, 41, 52, 63}) {
     STiffPage page = Ramp<std::uint8_t>(0, 0, SAMPLEFORMAT_UINT);
     page.bits = bits;
     page.pixels = Pack(bits, std::ldexp(1.0, bits) - 1.0);
@@ -114,7 +114,7 @@ TEST(TiffSamples, OddNumbersOfBits) {
 }
 
 TEST(TiffSamples, IntegersOfFiveToSevenBytes) {
-  for (const std::uint16_t bits : Codes{40, 48, 56}) {
+  for (const std::uint16_t bits : SCodes{40, 48, 56}) {
     for (const bool bigEndian : {false, true}) {
       for (const bool isSigned : {false, true}) {
         STiffPage page = Ramp<std::uint8_t>(0, 0, isSigned ? SAMPLEFORMAT_INT : SAMPLEFORMAT_UINT);
@@ -134,7 +134,7 @@ TEST(TiffSamples, IntegersOfFiveToSevenBytes) {
 }
 
 TEST(TiffSamples, ReadScalesLongIntegersToSixteenBits) {
-  for (const std::uint16_t bits : Codes{20, 31, 33, 52}) {
+  for (const std::uint16_t bits : SCodes{20, 31, 33, 52}) {
     STiffPage page = Ramp<std::uint8_t>(0, 0, SAMPLEFORMAT_UINT);
     page.bits = bits;
     page.pixels = Pack(bits, std::ldexp(1.0, bits) - 1.0);
@@ -159,7 +159,7 @@ TEST(TiffSamples, TwentyFourBits) {
 }
 
 TEST(TiffSamples, FewBitsAreShownAsStoredOnTheFullScale) {
-  for (const std::uint16_t bits : Codes{1, 2, 3, 4, 6}) {
+  for (const std::uint16_t bits : SCodes{1, 2, 3, 4, 6}) {
     STiffPage page = Ramp<std::uint8_t>(0, 0, SAMPLEFORMAT_UINT);
     page.bits = bits;
     const double most = std::ldexp(1.0, bits) - 1.0;
@@ -203,60 +203,6 @@ TEST(TiffSamples, ReadScalesFloatsBetweenTheirExtremes) {
   EXPECT_EQ(65535, samples[kWide - 1]);
 }
 
-// A picture with detail in every block.
-STiffPage Colors() {
-  return MakePage<std::uint8_t>(100, 70, 3, [](std::uint32_t x, std::uint32_t y, std::uint32_t s) {
-    return s == 0 ? x * 2 : s == 1 ? y * 3 : (x * y) / 28;
-  });
-}
-
-std::vector<std::uint8_t> Planes(const STiffPage& page) {
-  std::vector<std::uint8_t> planes;
-  for (std::uint32_t s = 0; s < page.samples; ++s) {
-    for (std::size_t i = s; i < page.pixels.size(); i += page.samples) planes.push_back(page.pixels[i]);
-  }
-  return planes;
-}
-
-TEST(TiffSamples, AllLayoutsShowTheSame) {
-  const SRgbPicture expected = Render(WriteTiff(Colors()), 40, 28);
-  for (const char* mode : {"wl", "wb", "wl8", "wb8"}) {
-    for (const bool planar : {false, true}) {
-      for (const std::uint32_t tile : {0u, 16u, 64u}) {
-        for (const std::uint32_t rows : {1u, 7u, 70u}) {
-          STiffPage page = Colors();
-          if (planar) page.pixels = Planes(page);
-          page.planar = planar ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG;
-          page.tile = tile;
-          page.rowsPerStrip = rows;
-          page.compression = rows == 7 ? COMPRESSION_LZW : COMPRESSION_NONE;
-          EXPECT_EQ(0, MaxDifference(expected, Render(WriteTiff(page, mode), 40, 28)))
-              << mode << " planar " << planar << " tile " << tile << " rows " << rows;
-        }
-      }
-    }
-  }
-}
-
-TEST(TiffSamples, EveryLosslessCompressionShowsTheSame) {
-  const SRgbPicture expected = Render(WriteTiff(Colors()), 40, 28);
-  for (const std::uint16_t compression :
-       Codes{COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE, COMPRESSION_DEFLATE, COMPRESSION_PACKBITS, COMPRESSION_ZSTD,
-             COMPRESSION_LZMA, COMPRESSION_LERC}) {
-    if (!TIFFIsCODECConfigured(compression)) continue;
-    for (const std::uint16_t predictor : Codes{PREDICTOR_NONE, PREDICTOR_HORIZONTAL}) {
-      for (const std::uint32_t tile : {0u, 32u}) {
-        STiffPage page = Colors();
-        page.compression = compression;
-        page.tile = tile;
-        page.rowsPerStrip = 9;
-        if (compression != COMPRESSION_PACKBITS && compression != COMPRESSION_LERC) page.predictor = predictor;
-        EXPECT_EQ(0, MaxDifference(expected, Render(WriteTiff(page), 40, 28))) << compression << " " << tile;
-      }
-    }
-  }
-}
-
 TEST(TiffSamples, FloatingPointPredictor) {
   STiffPage page = Ramp<float>(2.0, 9.0, SAMPLEFORMAT_IEEEFP);
   page.compression = COMPRESSION_ADOBE_DEFLATE;
@@ -273,66 +219,12 @@ TEST(TiffSamples, FaxAndBilevelCompressionsShowTheSame) {
   const SRgbPicture expected = Render(WriteTiff(page), 32, 24);
   EXPECT_EQ(255, expected.At(2, 2).r);
   EXPECT_EQ(0, expected.At(30, 2).r);
-  for (const std::uint16_t compression : Codes{COMPRESSION_CCITTRLE, COMPRESSION_CCITTFAX3, COMPRESSION_CCITTFAX4,
-                                               COMPRESSION_JBIG, COMPRESSION_PACKBITS}) {
+  for (const std::uint16_t compression : SCodes{COMPRESSION_CCITTRLE, COMPRESSION_CCITTFAX3, COMPRESSION_CCITTFAX4,
+                                                COMPRESSION_JBIG, COMPRESSION_PACKBITS}) {
     if (!TIFFIsCODECConfigured(compression)) continue;
     page.compression = compression;
     EXPECT_EQ(0, MaxDifference(expected, Render(WriteTiff(page), 32, 24))) << compression;
   }
-}
-
-TEST(TiffSamples, LossyCompressionsShowAboutTheSame) {
-  const SRgbPicture expected = Render(WriteTiff(Colors()), 25, 17);
-  for (const std::uint16_t compression : Codes{COMPRESSION_JPEG, COMPRESSION_WEBP}) {
-    if (!TIFFIsCODECConfigured(compression)) continue;
-    for (const std::uint32_t tile : {0u, 32u}) {
-      STiffPage page = Colors();
-      page.compression = compression;
-      page.tile = tile;
-      page.rowsPerStrip = 16;
-      EXPECT_GE(12, MaxDifference(expected, Render(WriteTiff(page), 25, 17))) << compression << " tile " << tile;
-    }
-  }
-}
-
-TEST(TiffSamples, LargeStripsAreDecodedRowByRow) {
-  // One strip of 9 MB: more than is decoded as a whole.
-  STiffPage page = MakePage<std::uint8_t>(3000, 1000, 3, [](std::uint32_t x, std::uint32_t y, std::uint32_t s) {
-    return s == 0 ? x / 12 : s == 1 ? y / 4 : 128;
-  });
-  const SRgbPicture expected = Render(WriteTiff(page), 30, 10);
-  for (const std::uint16_t compression : Codes{COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE}) {
-    page.compression = compression;
-    EXPECT_EQ(0, MaxDifference(expected, Render(WriteTiff(page), 30, 10))) << compression;
-  }
-}
-
-TEST(TiffSamples, UnsupportedPixelsAnswerMinusThree) {
-  STiffPage complex = MakePage<std::uint64_t>(8, 8, 1, [](auto, auto, auto) { return 1; });
-  complex.format = SAMPLEFORMAT_COMPLEXIEEEFP;
-  EXPECT_EQ(-3, StatusOf(WriteTiff(complex)));
-
-  STiffPage mosaic = MakePage<std::uint16_t>(8, 8, 1, [](auto x, auto, auto) { return x; });
-  mosaic.photometric = PHOTOMETRIC_CFA;
-  EXPECT_EQ(-3, StatusOf(WriteTiff(mosaic)));
-
-  STiffPage wide = MakePage<std::uint64_t>(8, 8, 1, [](auto x, auto, auto) { return x; });
-  wide.bits = 40;
-  wide.format = SAMPLEFORMAT_IEEEFP;
-  EXPECT_EQ(-3, StatusOf(WriteTiff(wide)));
-}
-
-TEST(TiffSamples, UnknownCompressionAnswersMinusThreeAndStillHasGeometry) {
-  std::vector<std::uint8_t> bytes = WriteTiff(MakePage<std::uint8_t>(8, 6, 1, [](auto x, auto, auto) { return x; }));
-  // The entry of tag 259: SHORT, count 1, value 1.
-  const std::uint8_t entry[] = {0x03, 0x01, 0x03, 0x00, 0x01, 0x00, 0x00, 0x00, 0x01, 0x00};
-  const auto place = std::search(bytes.begin(), bytes.end(), std::begin(entry), std::end(entry));
-  ASSERT_NE(bytes.end(), place);
-  place[8] = 0x77;
-  EXPECT_EQ(-3, StatusOf(bytes));
-  CTestImage image(bytes);
-  EXPECT_EQ(8u, image->Info().width);
-  EXPECT_EQ(6u, image->Info().height);
 }
 
 }  // namespace

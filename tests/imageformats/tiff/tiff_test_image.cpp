@@ -5,23 +5,21 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 
-#include "platform/imageformats/base/picture_buffer.h"
+#include "platform/imageformats/base/new_picture.h"
 #include "platform/imageformats/tiff/tiff_codec.h"
 
 namespace qv_test {
 
 using imageformats::CRenderGuard;
-using imageformats::PictureBuffer;
+using imageformats::NewPicture;
 
 CTestImage::CTestImage(std::vector<std::uint8_t> bytes) : m_bytes(std::move(bytes)) {
   m_image = imageformats::TiffCodec().Open(imageformats::CInput::FromMemory(m_bytes.data(), m_bytes.size()));
 }
 
-CTestImage::CTestImage(const std::string& path) {
-  m_image = imageformats::TiffCodec().Open(imageformats::CInput::FromFile(CQvStringUtils::UTF8toW(path.c_str())));
+CTestImage::CTestImage(const CQvStringW& path) {
+  m_image = imageformats::TiffCodec().Open(imageformats::CInput::FromFile(path));
 }
 
 SRgb SRgbPicture::At(std::uint32_t x, std::uint32_t y) const {
@@ -30,14 +28,14 @@ SRgb SRgbPicture::At(std::uint32_t x, std::uint32_t y) const {
 }
 
 SRgbPicture Render(CTestImage& image, std::uint32_t width, std::uint32_t height, bool fast, std::uint32_t channels) {
-  PictureBuffer buffer(width, height, 8, 3);
+  CQvPicture buffer = NewPicture(width, height, 8, 3);
   CRenderGuard guard;
   imageformats::SRenderRequest request;
   request.width = width;
   request.height = height;
   request.fast = fast;
   request.channels = channels;
-  image->Render(request, buffer.Get(), guard);
+  image->Render(request, *buffer.Get(), guard);
   SRgbPicture picture{width, height, std::vector<std::uint8_t>(std::size_t{width} * height * 3)};
   for (std::uint32_t y = 0; y < height; ++y) {
     std::memcpy(&picture.pixels[std::size_t{y} * width * 3], buffer.Row(y), std::size_t{width} * 3);
@@ -62,9 +60,9 @@ int StatusOf(const std::vector<std::uint8_t>& bytes, std::uint32_t width, std::u
 
 std::vector<std::uint16_t> ReadSamples(CTestImage& image) {
   const SQvImageInfo& info = image->Info();
-  PictureBuffer buffer(info.width, info.height, info.bpcInMemory, info.components);
+  CQvPicture buffer = NewPicture(info.width, info.height, info.bpcInMemory, info.components);
   CRenderGuard guard;
-  image->Read(buffer.Get(), guard);
+  image->Read(*buffer.Get(), guard);
   std::vector<std::uint16_t> samples;
   for (std::uint32_t y = 0; y < info.height; ++y) {
     const std::uint8_t* row = buffer.Row(y);
@@ -85,27 +83,6 @@ int MaxDifference(const SRgbPicture& a, const SRgbPicture& b) {
     most = std::max(most, std::abs(a.pixels[i] - b.pixels[i]));
   }
   return most;
-}
-
-CTestFolder::CTestFolder() {
-  std::string path = (std::filesystem::temp_directory_path() / "qv_tiff_XXXXXX").string();
-  EXPECT_NE(nullptr, mkdtemp(path.data()));
-  m_path = path;
-}
-
-CTestFolder::~CTestFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(m_path, ignored);
-}
-
-std::string CTestFolder::Write(const std::string& name, const std::vector<std::uint8_t>& bytes) const {
-  return Write(name, std::string(bytes.begin(), bytes.end()));
-}
-
-std::string CTestFolder::Write(const std::string& name, const std::string& text) const {
-  const std::string path = m_path + "/" + name;
-  std::ofstream(path, std::ios::binary) << text;
-  return path;
 }
 
 }  // namespace qv_test

@@ -15,7 +15,7 @@ class CTestImage {
  public:
   // Throws what the codec throws.
   explicit CTestImage(std::vector<std::uint8_t> bytes);
-  explicit CTestImage(const std::string& path);
+  explicit CTestImage(const CQvStringW& path);
 
   imageformats::COpenedImage& operator*() { return *m_image; }
   imageformats::COpenedImage* operator->() { return m_image.get(); }
@@ -39,7 +39,7 @@ struct SRgbPicture {
 
 // Renders; throws what the codec throws.
 SRgbPicture Render(CTestImage& image, std::uint32_t width, std::uint32_t height, bool fast = false,
-                   std::uint32_t channels = 0xFFFFFFFFu);
+                   std::uint32_t channels = imageformats::kAllChannels);
 SRgbPicture Render(const std::vector<std::uint8_t>& bytes, std::uint32_t width, std::uint32_t height);
 
 // Status of opening and rendering: 0, -3 or -9.
@@ -50,21 +50,5 @@ std::vector<std::uint16_t> ReadSamples(CTestImage& image);
 
 // The largest difference between two pictures of one size.
 int MaxDifference(const SRgbPicture& a, const SRgbPicture& b);
-
-// A fresh folder that is removed at the end.
-class CTestFolder {
- public:
-  CTestFolder();
-  ~CTestFolder();
-  CTestFolder(const CTestFolder&) = delete;
-  CTestFolder& operator=(const CTestFolder&) = delete;
-  // Writes a file; returns its path.
-  std::string Write(const std::string& name, const std::vector<std::uint8_t>& bytes) const;
-  std::string Write(const std::string& name, const std::string& text) const;
-  const std::string& Path() const { return m_path; }
-
- private:
-  std::string m_path;
-};
 
 }  // namespace qv_test

@@ -71,7 +71,8 @@ class CBlockMeansReader {
     if (++m_scans > kMaxScans || !scan.ParseHeader(payload, m_frame)) return false;
     if (!IsConsistent(scan)) return false;
     // Later scans refine AC coefficients, whose first bits are exact enough for the quarters.
-    if (scan.first != 0 && (!scan.components[0].component->hasQuarters || scan.highBit != 0)) return true;
+    if (scan.spectralStart != 0 && (!scan.components[0].component->hasQuarters || scan.approximationHigh != 0))
+      return true;
     CJpegBitReader bits(m_input, position);
     if (!DecodeScan(m_frame, scan, bits, m_guard)) return false;
     position = bits.Position();
@@ -80,18 +81,21 @@ class CBlockMeansReader {
 
   // Checks the scan against what was seen before (T.81, G.1.1.1.1), and notes what it brings.
   bool IsConsistent(const SJpegScan& scan) {
-    if (m_frame.progressive ? (scan.first == 0) != (scan.last == 0) || (scan.first != 0 && scan.components.size() != 1)
-                            : scan.first != 0 || scan.last != 63 || scan.highBit != 0 || scan.lowBit != 0) {
+    if (m_frame.progressive ? (scan.spectralStart == 0) != (scan.spectralEnd == 0) ||
+                                  (scan.spectralStart != 0 && scan.components.size() != 1)
+                            : scan.spectralStart != 0 || scan.spectralEnd != 63 || scan.approximationHigh != 0 ||
+                                  scan.approximationLow != 0) {
       return false;
     }
-    if (scan.highBit != 0 && scan.highBit != scan.lowBit + 1) return false;
+    if (scan.approximationHigh != 0 && scan.approximationHigh != scan.approximationLow + 1) return false;
     for (const SJpegScan::SScanComponent& scanned : scan.components) {
       SJpegComponent& c = *scanned.component;
       c.KeepQuantisers(m_frame.quantTables[c.quantTable]);
       if (c.quantisers[0] == 0) return false;
-      for (std::size_t k = scan.first; k <= scan.last; ++k) {
-        if (c.missingBits[k] != (scan.highBit == 0 ? -1 : static_cast<int>(scan.highBit))) return false;
-        c.missingBits[k] = static_cast<int>(scan.lowBit);
+      for (std::size_t k = scan.spectralStart; k <= scan.spectralEnd; ++k) {
+        if (c.missingBits[k] != (scan.approximationHigh == 0 ? -1 : static_cast<int>(scan.approximationHigh)))
+          return false;
+        c.missingBits[k] = static_cast<int>(scan.approximationLow);
       }
     }
     return true;

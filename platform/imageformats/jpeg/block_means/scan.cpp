@@ -64,7 +64,7 @@ class CScanDecoder {
     const SJpegScan::SScanComponent& p = m_scan.components[index];
     const std::size_t block = std::size_t{y} * p.component->stride + x;
     m_bits.Refill();
-    if (m_scan.first != 0) return DecodeAc(*p.component, *p.ac, p.component->quarterOffsets[block]);
+    if (m_scan.spectralStart != 0) return DecodeAc(*p.component, *p.ac, p.component->quarterOffsets[block]);
     if (!DecodeDc(index, p.component->dcCoefficients[block])) return false;
     if (m_frame.progressive) return true;
     return p.component->hasQuarters ? DecodeAc(*p.component, *p.ac, p.component->quarterOffsets[block])
@@ -72,8 +72,9 @@ class CScanDecoder {
   }
 
   bool DecodeDc(std::size_t index, std::int16_t& coefficient) {
-    if (m_scan.highBit != 0) {  // one more bit of a value that is known already (G.1.2.1)
-      coefficient = static_cast<std::int16_t>(coefficient | static_cast<int>(m_bits.Peek(1) << m_scan.lowBit));
+    if (m_scan.approximationHigh != 0) {  // one more bit of a value that is known already (G.1.2.1)
+      coefficient =
+          static_cast<std::int16_t>(coefficient | static_cast<int>(m_bits.Peek(1) << m_scan.approximationLow));
       m_bits.Skip(1);
       return true;
     }
@@ -81,7 +82,7 @@ class CScanDecoder {
     if (size < 0 || size > 11) return false;
     m_predictors[index] += ReceiveExtend(static_cast<unsigned>(size));
     if (m_predictors[index] < -32768 || m_predictors[index] > 32767) return false;
-    coefficient = static_cast<std::int16_t>(static_cast<std::uint32_t>(m_predictors[index]) << m_scan.lowBit);
+    coefficient = static_cast<std::int16_t>(static_cast<std::uint32_t>(m_predictors[index]) << m_scan.approximationLow);
     return true;
   }
 
@@ -91,7 +92,7 @@ class CScanDecoder {
       --m_endOfBandRun;
       return true;
     }
-    for (unsigned k = std::max(m_scan.first, 1u); k <= m_scan.last; ++k) {
+    for (unsigned k = std::max(m_scan.spectralStart, 1u); k <= m_scan.spectralEnd; ++k) {
       m_bits.Refill();
       const int symbol = table.Decode(m_bits);
       if (symbol < 0) return false;
@@ -105,7 +106,7 @@ class CScanDecoder {
       k += run;
       if (size == 0) continue;
       if (k > 63) return false;
-      const auto value = static_cast<float>(ReceiveExtend(size) * (1 << m_scan.lowBit));
+      const auto value = static_cast<float>(ReceiveExtend(size) * (1 << m_scan.approximationLow));
       for (std::size_t q = 0; q < 4; ++q) quarterOffsets[q] += value * component.quarterWeights[k][q];
     }
     return true;
@@ -148,17 +149,17 @@ bool SJpegScan::ParseHeader(std::span<const std::uint8_t> payload, SJpegFrame& f
     components.push_back({&*component, &frame.dcTables[dc], &frame.acTables[ac]});
     blocks += component->h * component->v;
   }
-  first = payload[1 + 2 * count];
-  last = payload[2 + 2 * count];
-  highBit = payload[3 + 2 * count] >> 4;
-  lowBit = payload[3 + 2 * count] & 15;
-  return first <= last && last < 64 && lowBit <= 13 && (count == 1 || blocks <= 10);
+  spectralStart = payload[1 + 2 * count];
+  spectralEnd = payload[2 + 2 * count];
+  approximationHigh = payload[3 + 2 * count] >> 4;
+  approximationLow = payload[3 + 2 * count] & 15;
+  return spectralStart <= spectralEnd && spectralEnd < 64 && approximationLow <= 13 && (count == 1 || blocks <= 10);
 }
 
 bool DecodeScan(const SJpegFrame& frame, const SJpegScan& scan, CJpegBitReader& bits, CRenderGuard& guard) {
   for (const SJpegScan::SScanComponent& scanned : scan.components) {
-    if (scan.first == 0 && scan.highBit == 0 && !scanned.dc->IsBuilt()) return false;
-    if (scan.last != 0 && !scanned.ac->IsBuilt()) return false;
+    if (scan.spectralStart == 0 && scan.approximationHigh == 0 && !scanned.dc->IsBuilt()) return false;
+    if (scan.spectralEnd != 0 && !scanned.ac->IsBuilt()) return false;
   }
   return CScanDecoder(frame, scan, bits, guard).Decode();
 }

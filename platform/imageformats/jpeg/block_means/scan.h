@@ -16,8 +16,8 @@ struct SJpegScan {
     const CJpegHuffmanTable* ac = nullptr;
   };
   std::vector<SScanComponent> components;
-  unsigned first = 0, last = 0;      // spectral selection
-  unsigned highBit = 0, lowBit = 0;  // successive approximation
+  unsigned spectralStart = 0, spectralEnd = 0;           // Ss, Se: coefficients in zigzag order
+  unsigned approximationHigh = 0, approximationLow = 0;  // Ah, Al: bits of them
 
   bool ParseHeader(std::span<const std::uint8_t> payload, SJpegFrame& frame);
 };

@@ -10,9 +10,11 @@
 namespace imageformats {
 
 // Markers by their names in T.81, table B.1.
-inline constexpr std::uint8_t kMarkerSof0 = 0xC0, kMarkerSof1 = 0xC1,
-                              kMarkerSof2 = 0xC2;                       // baseline, extended, progressive
-inline constexpr std::uint8_t kMarkerSof9 = 0xC9, kMarkerSof10 = 0xCA;  // the latter two in arithmetic coding
+inline constexpr std::uint8_t kMarkerSof0 = 0xC0;   // baseline
+inline constexpr std::uint8_t kMarkerSof1 = 0xC1;   // extended
+inline constexpr std::uint8_t kMarkerSof2 = 0xC2;   // progressive
+inline constexpr std::uint8_t kMarkerSof9 = 0xC9;   // extended, arithmetic coding
+inline constexpr std::uint8_t kMarkerSof10 = 0xCA;  // progressive, arithmetic coding
 inline constexpr std::uint8_t kMarkerSof15 = 0xCF;
 inline constexpr std::uint8_t kMarkerDht = 0xC4, kMarkerJpg = 0xC8, kMarkerDac = 0xCC;
 inline constexpr std::uint8_t kMarkerTem = 0x01, kMarkerRst0 = 0xD0, kMarkerRst7 = 0xD7;

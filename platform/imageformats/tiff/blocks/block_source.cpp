@@ -5,12 +5,6 @@
 namespace imageformats::tiff {
 namespace {
 
-bool IsBitReversed(TIFF* tiff) {
-  std::uint16_t order = FILLORDER_MSB2LSB;
-  TIFFGetFieldDefaulted(tiff, TIFFTAG_FILLORDER, &order);
-  return order == FILLORDER_LSB2MSB;
-}
-
 // The JPEG codec decodes grey, three colours and CMYK; odd numbers of samples are left to libtiff.
 bool IsPlainJpeg(const SPage& page) {
   if (page.compression != COMPRESSION_JPEG || page.bits != 8) return false;
@@ -55,6 +49,12 @@ std::unique_ptr<CBlockSource> OpenBlocks(CTiffHandle& tiff, const SPage& page, c
   return OpenLibtiffBlocks(tiff, page, guard);
 }
 
+bool IsBitReversed(TIFF* tiff) {
+  std::uint16_t order = FILLORDER_MSB2LSB;
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_FILLORDER, &order);
+  return order == FILLORDER_LSB2MSB;
+}
+
 SBlockExtent LocateBlock(CTiffHandle& tiff, std::uint32_t index) {
   int failed = 0;
   SBlockExtent bytes;
@@ -67,6 +67,12 @@ SBlockExtent LocateBlock(CTiffHandle& tiff, std::uint32_t index) {
     throw CDamagedError("The file is truncated: a strip or tile lies behind its end");
   }
   return bytes;
+}
+
+void ReadBlockBytes(const CTiffHandle& tiff, std::uint64_t offset, std::uint8_t* out, std::size_t size) {
+  if (tiff.Source().ReadAt(offset, out, size) != size) {
+    throw CDamagedError("The file is truncated: a strip or tile lies behind its end");
+  }
 }
 
 }  // namespace imageformats::tiff

@@ -77,4 +77,10 @@ struct SBlockExtent {
 };
 SBlockExtent LocateBlock(CTiffHandle& tiff, std::uint32_t index);
 
+// Reads bytes of a tile or strip; throws CDamagedError when they are not all there.
+void ReadBlockBytes(const CTiffHandle& tiff, std::uint64_t offset, std::uint8_t* out, std::size_t size);
+
+// Whether bytes are stored with their lowest bit first.
+bool IsBitReversed(TIFF* tiff);
+
 }  // namespace imageformats::tiff

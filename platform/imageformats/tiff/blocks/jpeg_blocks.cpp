@@ -52,9 +52,8 @@ class CJpegBlocks final : public CBlockSource {
 
   std::uint8_t* ReadBlock(std::uint32_t column, std::uint32_t row, std::uint32_t plane) override {
     m_guard.CheckTime();
-    const std::uint32_t blocks = m_page.BlocksAcross() * m_page.BlocksDown();
     if (!m_singleStrip) {
-      Start(plane * blocks + row * m_page.BlocksAcross() + column, column, row);
+      Start(m_page.BlockIndex(column, row, plane), column, row);
     } else if (row == 0) {
       Start(plane, 0, 0);
     }
@@ -72,8 +71,8 @@ class CJpegBlocks final : public CBlockSource {
 
   // The stream must cover its part of the picture and fit the block.
   void CheckHeader(const SJpegHeader& header, std::uint32_t column, std::uint32_t row) const {
-    const std::uint32_t width = std::min(m_page.blockWidth, m_page.width - column * m_page.blockWidth);
-    const std::uint32_t height = std::min(m_page.blockHeight, m_page.height - row * m_page.blockHeight);
+    const std::uint32_t width = m_page.UsedBlockWidth(column);
+    const std::uint32_t height = m_page.UsedBlockHeight(row);
     if (header.width < width || header.width > m_page.blockWidth || header.height < height ||
         header.height > m_page.blockHeight || header.components != m_page.RowSamples()) {
       throw CDamagedError("The JPEG data of a strip or tile does not fit the picture");

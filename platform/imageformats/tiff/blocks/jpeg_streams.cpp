@@ -33,9 +33,7 @@ std::span<const std::uint8_t> CJpegStreams::Read(std::uint32_t index) {
     m_stream.resize(static_cast<std::size_t>(place.size));
   }
   const auto size = static_cast<std::size_t>(place.size);
-  if (m_tiff.Source().ReadAt(place.offset, m_stream.data(), size) != size) {
-    throw CDamagedError("The file is truncated: a strip or tile lies behind its end");
-  }
+  ReadBlockBytes(m_tiff, place.offset, m_stream.data(), size);
   const std::span<const std::uint8_t> stream(m_stream.data(), size);
   if (EndsInZeros(stream)) throw CDamagedError("The JPEG data of a strip or tile was not written to its end");
   return stream;

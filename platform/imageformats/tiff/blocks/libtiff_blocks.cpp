@@ -33,9 +33,7 @@ void AskForPlainSamples(TIFF* tiff, const SPage& page, const SDecodedLayout& lay
 
 // What DecodeLzw is for; libtiff decodes the rest, and what DecodeLzw refuses.
 bool IsPlainLzw(TIFF* tiff, const SPage& page) {
-  std::uint16_t order = FILLORDER_MSB2LSB;
-  TIFFGetFieldDefaulted(tiff, TIFFTAG_FILLORDER, &order);
-  return page.compression == COMPRESSION_LZW && order == FILLORDER_MSB2LSB && page.bits == 8 &&
+  return page.compression == COMPRESSION_LZW && !IsBitReversed(tiff) && page.bits == 8 &&
          (page.predictor == PREDICTOR_NONE || page.predictor == PREDICTOR_HORIZONTAL);
 }
 
@@ -67,8 +65,7 @@ class CLibtiffBlocks final : public CBlockSource {
     if (m_byRow) {
       DecodeRows(row * m_block.height);
     } else {
-      const std::uint32_t blocks = m_page.BlocksAcross() * m_page.BlocksDown();
-      DecodeBlock(plane * blocks + row * m_page.BlocksAcross() + column, row);
+      DecodeBlock(m_page.BlockIndex(column, row, plane), row);
     }
     return m_bytes.data();
   }

@@ -48,11 +48,10 @@ class CRawBlocks final : public CBlockSource {
 
   std::uint8_t* ReadBlock(std::uint32_t column, std::uint32_t row, std::uint32_t plane) override {
     m_guard.CheckTime();
-    const std::uint32_t blocks = m_page.BlocksAcross() * m_page.BlocksDown();
     if (m_page.tiled) {
-      ReadAt(OffsetOf(plane * blocks + row * m_page.BlocksAcross() + column), m_bytes.data(), m_bytes.size());
+      ReadBlockBytes(m_tiff, OffsetOf(m_page.BlockIndex(column, row, plane)), m_bytes.data(), m_bytes.size());
     } else {
-      ReadRows(plane * blocks, row * m_block.height);
+      ReadRows(m_page.BlockIndex(0, 0, plane), row * m_block.height);
     }
     if (m_tiff.IsSwapped()) SwapSamples(m_bytes.data(), m_bytes.size(), m_page.bits);
     return m_bytes.data();
@@ -79,7 +78,7 @@ class CRawBlocks final : public CBlockSource {
       const std::uint32_t rows = std::min(m_page.blockHeight - inStrip, end - y);
       const std::uint64_t at = OffsetOf(firstStrip + y / m_page.blockHeight) + std::uint64_t{inStrip} * m_stride;
       if (size != 0 && at != from + size) {
-        ReadAt(from, out, size);
+        ReadBlockBytes(m_tiff, from, out, size);
         out += size;
         size = 0;
       }
@@ -87,7 +86,7 @@ class CRawBlocks final : public CBlockSource {
       size += rows * m_stride;
       y += rows;
     }
-    ReadAt(from, out, size);
+    ReadBlockBytes(m_tiff, from, out, size);
   }
 
   std::uint64_t OffsetOf(std::uint32_t index) const {
@@ -96,12 +95,6 @@ class CRawBlocks final : public CBlockSource {
     if (failed) throw CDamagedError("The table of strips or tiles is damaged");
     if (offset == 0) throw CDamagedError("A strip or tile was never written");
     return offset + m_dataOffset;
-  }
-
-  void ReadAt(std::uint64_t offset, std::uint8_t* out, std::size_t size) const {
-    if (m_tiff.Source().ReadAt(offset, out, size) != size) {
-      throw CDamagedError("The file is truncated: a strip or tile lies behind its end");
-    }
   }
 
   CTiffHandle& m_tiff;

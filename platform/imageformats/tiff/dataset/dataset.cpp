@@ -74,8 +74,6 @@ SPage ReadDatasetPage(STiffFile& file, SDataset::EKind kind, std::uint64_t direc
 
 std::vector<std::uint32_t> ChannelSamples(const SPage& page) {
   if (page.photometric != PHOTOMETRIC_MINISBLACK && page.photometric != PHOTOMETRIC_MINISWHITE) return {};
-  // More channels than a mask of 32 bits can name are not shown.
-  constexpr std::uint32_t kMaxOverviewChannels = 32;
   std::vector<std::uint32_t> samples = {0};
   for (std::uint32_t sample = 1; sample < page.samples && samples.size() < kMaxOverviewChannels; ++sample) {
     const std::uint16_t type =

@@ -23,6 +23,9 @@ struct SPlane {
   std::vector<SIfdSummary> levels;  // reduced copies in the main chain
 };
 
+// More channels than a mask of 32 bits can name are not shown.
+inline constexpr std::uint32_t kMaxOverviewChannels = 32;
+
 // A channel as the overview shows it.
 struct SOverviewChannel {
   SPlane plane;
@@ -48,8 +51,8 @@ struct SDataset {
   std::uint32_t sizeZ = 1, sizeT = 1, sizeC = 1;
   std::optional<SImageJ> imageJ;
   SOmeDocument ome;
-  std::size_t omeImage = 0;              // the shown one
-  std::vector<std::size_t> omePosition;  // images of its shape, in order
+  std::size_t omeImage = 0;               // the shown one
+  std::vector<std::size_t> omePositions;  // images of its shape, in order
 };
 
 // Works the dataset out. Descriptions that contradict the file are given up for what the pages themselves show. Throws

@@ -6,8 +6,6 @@
 namespace imageformats::tiff {
 namespace {
 
-constexpr std::uint32_t kMaxOverviewChannels = 32;
-
 // Bytes of one uncompressed plane, by which the planes of a stack under a single directory follow each other.
 std::uint64_t PlaneBytes(const SPage& page) noexcept {
   return std::uint64_t{page.width} * page.height * page.samples * (page.bits / 8);

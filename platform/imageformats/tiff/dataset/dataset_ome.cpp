@@ -14,8 +14,6 @@
 namespace imageformats::tiff {
 namespace {
 
-constexpr std::uint32_t kMaxOverviewChannels = 32;
-
 bool SameName(const std::string& a, const std::string& b) {
   return a == b || CQvStringUtils::EqualNoCase(CQvStringUtils::UTF8toW(a.c_str()).Str(),
                                                CQvStringUtils::UTF8toW(b.c_str()).Str());
@@ -120,8 +118,7 @@ class COverviewPlanes {
 
  private:
   std::optional<SPlane> Locate(const SOmePlaneRef& ref) {
-    static const SOmeTiffData kAll;
-    const int file = m_omeFiles.Find(m_image.tiffData.empty() ? kAll : m_image.tiffData[ref.tiffData]);
+    const int file = m_omeFiles.Find(m_image.TiffData(ref.tiffData));
     if (file < 0) return std::nullopt;
     const auto& chain = m_files.File(static_cast<std::size_t>(file)).chain;
     if (ref.ifd >= chain.size()) return std::nullopt;
@@ -218,7 +215,7 @@ bool OpenOmeDataset(CFileSet& files, const std::string& description, SDataset* d
   result.omeImage = ChooseImage(result.ome, omeFiles);
   const SOmeImage& image = result.ome.images[result.omeImage];
   for (std::size_t i = 0; i < result.ome.images.size(); ++i) {
-    if (SameShape(result.ome.images[i], image)) result.omePosition.push_back(i);
+    if (SameShape(result.ome.images[i], image)) result.omePositions.push_back(i);
   }
   result.sizeZ = image.sizeZ;
   result.sizeT = image.sizeT;

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "platform/imageformats/base/integers.h"
+#include "platform/imageformats/base/text.h"
 
 namespace imageformats::tiff {
 namespace {
@@ -14,14 +15,8 @@ constexpr std::size_t kMaxLabels = 16;
 constexpr std::size_t kMaxInfoUnits = 32768;
 constexpr std::size_t kMaxChannels = 4096;
 
-double ParseNumber(std::string_view text) {
-  double value = 0.0;
-  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc() && std::isfinite(value) ? value : 0.0;
-}
-
 std::uint32_t ParseCount(std::string_view text) {
-  const double value = ParseNumber(text);
+  const double value = LeadingNumber(text);
   return value >= 1.0 && value <= 1e9 ? static_cast<std::uint32_t>(value) : 1;
 }
 
@@ -67,10 +62,10 @@ void ParseLine(std::string_view key, std::string_view value, SImageJ* imageJ) {
   if (key == "frames") imageJ->frames = ParseCount(value);
   if (key == "mode") imageJ->mode = value;
   if (key == "unit") imageJ->unit = Unescaped(value);
-  if (key == "spacing") imageJ->spacing = std::fabs(ParseNumber(value));
-  if (key == "finterval") imageJ->frameInterval = std::max(ParseNumber(value), 0.0);
-  if (key == "fps" && imageJ->frameInterval == 0.0 && ParseNumber(value) > 0.0) {
-    imageJ->frameInterval = 1.0 / ParseNumber(value);
+  if (key == "spacing") imageJ->spacing = std::fabs(LeadingNumber(value));
+  if (key == "finterval") imageJ->frameInterval = std::max(LeadingNumber(value), 0.0);
+  if (key == "fps" && imageJ->frameInterval == 0.0 && LeadingNumber(value) > 0.0) {
+    imageJ->frameInterval = 1.0 / LeadingNumber(value);
   }
 }
 
@@ -156,8 +151,8 @@ std::optional<SImageJ> ParseImageJDescription(std::string_view text) {
     if (equals == std::string_view::npos) continue;
     const std::string_view key = line.substr(0, equals), value = line.substr(equals + 1);
     ParseLine(key, value, &imageJ);
-    if (key == "min") low = ParseNumber(value);
-    if (key == "max") high = ParseNumber(value);
+    if (key == "min") low = LeadingNumber(value);
+    if (key == "max") high = LeadingNumber(value);
   }
   if (low && high && *low < *high) imageJ.range = SDisplayRange{*low, *high};
   const double planes = double{1} * imageJ.channels * imageJ.slices * imageJ.frames;

@@ -86,8 +86,8 @@ void DescribePlanesOfImage(const SDataset& dataset, const SOmeImage& image, SIma
 SLoop PositionLoop(const SDataset& dataset) {
   SLoop loop;
   loop.type = kQvLoopXYPosition;
-  loop.size = static_cast<std::uint32_t>(dataset.omePosition.size());
-  for (const std::size_t index : dataset.omePosition) {
+  loop.size = static_cast<std::uint32_t>(dataset.omePositions.size());
+  for (const std::size_t index : dataset.omePositions) {
     if (loop.positions.size() >= kMaxPositions) break;
     const SOmeImage& image = dataset.ome.images[index];
     SQvStagePosition position;
@@ -104,7 +104,7 @@ SLoop PositionLoop(const SDataset& dataset) {
 
 void AddLoops(const SDataset& dataset, const SOmeImage& image, SImageMetadata* metadata) {
   AddLoop(kQvLoopTime, dataset.sizeT, image.timeStep, metadata);
-  if (dataset.omePosition.size() > 1) metadata->loops.push_back(PositionLoop(dataset));
+  if (dataset.omePositions.size() > 1) metadata->loops.push_back(PositionLoop(dataset));
   AddLoop(kQvLoopZ, dataset.sizeZ, image.zStep, metadata);
   AddChannelLoop(metadata);
   for (SLoop& loop : metadata->loops) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -36,6 +37,17 @@ struct SPage {
   SSize Size() const noexcept { return {width, height}; }
   std::uint32_t BlocksAcross() const noexcept { return 1 + (width - 1) / blockWidth; }
   std::uint32_t BlocksDown() const noexcept { return 1 + (height - 1) / blockHeight; }
+  // The number of a tile or strip in the file; `plane` is 0 unless the page is planar.
+  std::uint32_t BlockIndex(std::uint32_t column, std::uint32_t row, std::uint32_t plane) const noexcept {
+    return (plane * BlocksDown() + row) * BlocksAcross() + column;
+  }
+  // The part of a block that lies in the picture.
+  std::uint32_t UsedBlockWidth(std::uint32_t column) const noexcept {
+    return std::min(blockWidth, width - column * blockWidth);
+  }
+  std::uint32_t UsedBlockHeight(std::uint32_t row) const noexcept {
+    return std::min(blockHeight, height - row * blockHeight);
+  }
   // Samples of one plane as they lie in a row: 1 for planar pages.
   std::uint32_t RowSamples() const noexcept { return planar ? 1 : samples; }
   // Bits that carry information: from the stated extreme values, else all.

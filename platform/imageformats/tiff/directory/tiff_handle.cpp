@@ -36,7 +36,7 @@ struct CTiffHandle::SState {
 
   tmsize_t Read(void* buffer, tmsize_t wanted) noexcept;
   toff_t Seek(toff_t offset, int whence) noexcept;
-  static void Keep(std::string* text, const char* format, va_list arguments) noexcept;
+  static void KeepFirstMessage(std::string* text, const char* format, va_list arguments) noexcept;
 };
 
 tmsize_t CTiffHandle::SState::Read(void* buffer, tmsize_t wanted) noexcept {
@@ -65,7 +65,7 @@ toff_t CTiffHandle::SState::Seek(toff_t offset, int whence) noexcept {
   return position;
 }
 
-void CTiffHandle::SState::Keep(std::string* text, const char* format, va_list arguments) noexcept {
+void CTiffHandle::SState::KeepFirstMessage(std::string* text, const char* format, va_list arguments) noexcept {
   if (!text->empty()) return;
   char line[512];
   if (std::vsnprintf(line, sizeof line, format, arguments) < 0) return;
@@ -87,14 +87,14 @@ CTiffHandle::CTiffHandle(std::shared_ptr<const CInput> input) : m_state(std::mak
   TIFFOpenOptionsSetErrorHandlerExtR(
       options.get(),
       [](TIFF*, void* user, const char*, const char* format, va_list arguments) {
-        SState::Keep(&static_cast<SState*>(user)->error, format, arguments);
+        SState::KeepFirstMessage(&static_cast<SState*>(user)->error, format, arguments);
         return 1;
       },
       &state);
   TIFFOpenOptionsSetWarningHandlerExtR(
       options.get(),
       [](TIFF*, void* user, const char*, const char* format, va_list arguments) {
-        SState::Keep(&static_cast<SState*>(user)->warning, format, arguments);
+        SState::KeepFirstMessage(&static_cast<SState*>(user)->warning, format, arguments);
         return 1;
       },
       &state);

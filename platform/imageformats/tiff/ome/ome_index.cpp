@@ -1,18 +1,12 @@
 #include "platform/imageformats/tiff/ome/ome_index.h"
 
+#include "platform/imageformats/base/text.h"
 #include "platform/imageformats/tiff/ome/ome_node.h"
 
 namespace imageformats::tiff::ome {
 namespace {
 
-std::string LocalLower(std::string_view name) {
-  if (const auto colon = name.rfind(':'); colon != std::string_view::npos) name.remove_prefix(colon + 1);
-  std::string lower(name);
-  for (char& c : lower) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  return lower;
-}
-
-std::string Key(std::string_view kind, const std::string& id) { return LocalLower(kind) + '\n' + id; }
+std::string Key(std::string_view kind, const std::string& id) { return LowerAscii(kind) + '\n' + id; }
 
 // A well as people call it: rows by letters, columns by numbers. Indices count from 0.
 std::string WellName(pugi::xml_node well) {
@@ -28,11 +22,11 @@ std::string WellName(pugi::xml_node well) {
 
 COmeIndex::COmeIndex(pugi::xml_node root) {
   const auto add = [this](pugi::xml_node node) {
-    if (const std::string id = Id(node); !id.empty()) m_byId.try_emplace(Key(node.name(), id), node);
+    if (const std::string id = Id(node); !id.empty()) m_byId.try_emplace(Key(LocalName(node.name()), id), node);
   };
   for (pugi::xml_node child : root.children()) {
     if (child.type() != pugi::node_element) continue;
-    const auto [place, first] = m_only.try_emplace(LocalLower(child.name()), child);
+    const auto [place, first] = m_only.try_emplace(LowerAscii(LocalName(child.name())), child);
     if (!first) place->second = pugi::xml_node();
     add(child);
     if (NameIs(child.name(), "Plate")) AddPlate(child);
@@ -58,7 +52,7 @@ pugi::xml_node COmeIndex::Find(std::string_view kind, const std::string& id) con
 }
 
 pugi::xml_node COmeIndex::FindOnly(std::string_view kind) const {
-  const auto hit = m_only.find(LocalLower(kind));
+  const auto hit = m_only.find(LowerAscii(kind));
   return hit == m_only.end() ? pugi::xml_node() : hit->second;
 }
 

@@ -59,6 +59,9 @@ struct SOmeImage {
   std::vector<SOmeChannel> channels;
   std::vector<SOmeTiffData> tiffData;
 
+  // The element of that index; a document without a single one means all planes of its file in order.
+  const SOmeTiffData& TiffData(std::size_t index) const;
+
   // Planes of one z and time: channels of several samples are one plane. At least 1.
   std::uint32_t ChannelPlanes() const;
 };

@@ -1,14 +1,14 @@
 #include "platform/imageformats/tiff/ome/ome_node.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
+#include "platform/imageformats/base/text.h"
 #include "platform/imageformats/base/units.h"
 
 namespace imageformats::tiff::ome {
 namespace {
-
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 pugi::xml_attribute Find(pugi::xml_node node, std::string_view local) {
   for (pugi::xml_attribute a : node.attributes()) {
@@ -27,14 +27,16 @@ double TimeFactor(const std::string& unit) { return unit.empty() ? 1.0 : Seconds
 
 }  // namespace
 
-bool NameIs(const char* qualified, std::string_view local) {
+std::string_view LocalName(const char* qualified) {
   std::string_view name(qualified);
   if (const auto colon = name.rfind(':'); colon != std::string_view::npos) name.remove_prefix(colon + 1);
-  if (name.size() != local.size()) return false;
-  for (std::size_t i = 0; i < name.size(); ++i) {
-    if (Lower(name[i]) != Lower(local[i])) return false;
-  }
-  return true;
+  return name;
+}
+
+bool NameIs(const char* qualified, std::string_view local) {
+  const std::string_view name = LocalName(qualified);
+  return std::equal(name.begin(), name.end(), local.begin(), local.end(),
+                    [](char a, char b) { return LowerAscii(a) == LowerAscii(b); });
 }
 
 pugi::xml_node Child(pugi::xml_node parent, std::string_view local) {
@@ -44,13 +46,15 @@ pugi::xml_node Child(pugi::xml_node parent, std::string_view local) {
   return {};
 }
 
-std::string Attribute(pugi::xml_node node, std::string_view local) { return Trimmed(Find(node, local).value()); }
+std::string Attribute(pugi::xml_node node, std::string_view local) {
+  return std::string(Trimmed(Find(node, local).value()));
+}
 
 bool HasAttribute(pugi::xml_node node, std::string_view local) { return !Find(node, local).empty(); }
 
 std::string Value(pugi::xml_node node, std::string_view local) {
   if (HasAttribute(node, local)) return Attribute(node, local);
-  return Trimmed(Child(node, local).text().get());
+  return std::string(Trimmed(Child(node, local).text().get()));
 }
 
 double Number(const std::string& text, double fallback) {
@@ -74,21 +78,12 @@ std::uint32_t Unsigned(const std::string& text, std::uint32_t fallback) {
 
 std::string Id(pugi::xml_node node) {
   if (HasAttribute(node, "ID")) return Attribute(node, "ID");
-  std::string_view name(node.name());
-  if (const auto colon = name.rfind(':'); colon != std::string_view::npos) name.remove_prefix(colon + 1);
+  std::string_view name = LocalName(node.name());
   if (name.size() > 3 && name.ends_with("Ref")) name.remove_suffix(3);
   return Attribute(node, std::string(name) + "ID");
 }
 
 double Micrometres(pugi::xml_node node, std::string_view local) { return Scaled(node, local, LengthFactor); }
 double Seconds(pugi::xml_node node, std::string_view local) { return Scaled(node, local, TimeFactor); }
-
-std::string Trimmed(std::string text) {
-  const auto first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string::npos) return {};
-  text.erase(text.find_last_not_of(" \t\r\n") + 1);
-  text.erase(0, first);
-  return text;
-}
 
 }  // namespace imageformats::tiff::ome

@@ -10,6 +10,8 @@
 // casing changed between the schemas.
 namespace imageformats::tiff::ome {
 
+// Without the namespace prefix.
+std::string_view LocalName(const char* qualified);
 bool NameIs(const char* qualified, std::string_view local);
 
 // The first child of that name; an empty node when there is none.
@@ -35,8 +37,6 @@ std::string Id(pugi::xml_node node);
 double Micrometres(pugi::xml_node node, std::string_view local);
 // Likewise in seconds.
 double Seconds(pugi::xml_node node, std::string_view local);
-
-std::string Trimmed(std::string text);
 
 // Every child element of that name.
 template <class Visitor>

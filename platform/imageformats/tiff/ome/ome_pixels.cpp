@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/imageformats/base/text.h"
 #include "platform/imageformats/tiff/ome/ome_node.h"
 #include "platform/imageformats/tiff/ome/ome_xml.h"
 
@@ -49,8 +50,7 @@ bool ReadSizes(pugi::xml_node pixels, SOmeImage* image) {
   std::string order = Attribute(pixels, "DimensionOrder");
   for (char& c : order) c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
   if (IsDimensionOrder(order)) image->dimensionOrder = order;
-  image->pixelType = FirstOf(pixels, {"Type", "PixelType"});
-  for (char& c : image->pixelType) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  image->pixelType = LowerAscii(FirstOf(pixels, {"Type", "PixelType"}));
   image->sizeX = Unsigned(Attribute(pixels, "SizeX"), 0);
   image->sizeY = Unsigned(Attribute(pixels, "SizeY"), 0);
   image->sizeZ = std::max(Unsigned(Attribute(pixels, "SizeZ"), 1), 1u);

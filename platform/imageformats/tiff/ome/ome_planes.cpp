@@ -52,11 +52,9 @@ void VisitOmePlanes(const SOmeImage& image, std::uint32_t channelPlanes,
                     const std::function<bool(const SOmePlaneRef&)>& visit) {
   CPlaneCounter counter(image, channelPlanes);
   std::size_t visited = 0;
-  // A document without a single element means all planes in order.
-  static const SOmeTiffData kAll;
   const std::size_t elements = std::max<std::size_t>(image.tiffData.size(), 1);
   for (std::size_t i = 0; i < elements; ++i) {
-    const SOmeTiffData& data = image.tiffData.empty() ? kAll : image.tiffData[i];
+    const SOmeTiffData& data = image.TiffData(i);
     if (!counter.Set(data.firstZ, FirstChannelPlane(image, data.firstC, channelPlanes), data.firstT)) continue;
     const std::size_t all = data.ifd ? 1 : planesInFile(data);
     const std::size_t count = data.planeCount ? *data.planeCount : all;

@@ -42,6 +42,11 @@ void ReadImages(pugi::xml_node root, SOmeDocument* document) {
 
 }  // namespace
 
+const SOmeTiffData& SOmeImage::TiffData(std::size_t index) const {
+  static const SOmeTiffData kWholeFile;
+  return tiffData.empty() ? kWholeFile : tiffData[index];
+}
+
 std::uint32_t SOmeImage::ChannelPlanes() const {
   std::uint64_t samples = 0;
   for (const SOmeChannel& channel : channels) samples += channel.samplesPerPixel;

@@ -35,7 +35,7 @@ class CPageMeansReader {
     if (!m_streams.Tables().empty()) m_tables = ReadTablesOnlyStream(m_streams.Tables());
   }
 
-  bool Run() {
+  bool Read() {
     if (!m_streams.Tables().empty() && !m_tables) return false;
     for (std::uint32_t row = 0, index = 0; row < m_page.BlocksDown(); ++row) {
       for (std::uint32_t column = 0; column < m_page.BlocksAcross(); ++column, ++index) {
@@ -69,7 +69,7 @@ class CPageMeansReader {
 
   // The first stream tells how the components are sampled. Only streams of the blocks' full size are taken.
   bool MakeMeansGrids(const SBlockMeans& picture, std::uint32_t column, std::uint32_t row) {
-    const std::uint32_t width = BlockWidth(column), height = BlockHeight(row);
+    const std::uint32_t width = m_page.UsedBlockWidth(column), height = m_page.UsedBlockHeight(row);
     for (const SBlockMeansPlane& plane : picture.planes) {
       SMeansGrid grid;
       grid.pitchX = plane.x.pitch;
@@ -99,7 +99,8 @@ class CPageMeansReader {
 
   bool AddPlane(std::size_t k, const SBlockMeansPlane& plane, std::uint32_t column, std::uint32_t row) {
     const SMeansGrid& grid = m_grids[k];
-    const std::uint64_t width = BlockWidth(column) * grid.scaleX, height = BlockHeight(row) * grid.scaleY;
+    const std::uint64_t width = m_page.UsedBlockWidth(column) * grid.scaleX,
+                        height = m_page.UsedBlockHeight(row) * grid.scaleY;
     const std::uint64_t fullWidth = m_page.blockWidth * grid.scaleX, fullHeight = m_page.blockHeight * grid.scaleY;
     if (plane.x.pitch != grid.pitchX || plane.y.pitch != grid.pitchY || plane.x.extent < width ||
         plane.x.extent > fullWidth || plane.y.extent < height || plane.y.extent > fullHeight) {
@@ -114,13 +115,6 @@ class CPageMeansReader {
   static SSourceAxis Axis(std::uint32_t side, std::uint64_t pitch, std::uint64_t scale) noexcept {
     const std::uint64_t extent = side * scale;
     return {static_cast<std::uint32_t>((extent + pitch - 1) / pitch), pitch, extent};
-  }
-  // The part of a block that lies in the picture.
-  std::uint32_t BlockWidth(std::uint32_t column) const noexcept {
-    return std::min(m_page.blockWidth, m_page.width - column * m_page.blockWidth);
-  }
-  std::uint32_t BlockHeight(std::uint32_t row) const noexcept {
-    return std::min(m_page.blockHeight, m_page.height - row * m_page.blockHeight);
   }
 
   const SPage& m_page;
@@ -143,7 +137,7 @@ std::optional<SAveragedPicture> ReduceByBlockMeans(CTiffHandle& tiff, const SPag
   guard.CheckPixels(page.width, page.height);
   tiff.Select(page.offset);
   CPageMeansReader reader(tiff, page, wanted, guard);
-  if (!reader.Run()) return std::nullopt;
+  if (!reader.Read()) return std::nullopt;
   return reader.Finish();
 }
 
