@@ -4,8 +4,8 @@
 
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/tiff/directory/ifd_chain.h"
+#include "platform/imageformats/tiff/directory/ifd_reader.h"
 #include "platform/imageformats/tiff/directory/tiff_handle.h"
-#include "platform/imageformats/wsi/tiff_entries.h"
 
 namespace imageformats {
 
@@ -29,14 +29,13 @@ void CheckTiles(TIFF* tiff, std::uint64_t fileSize) {
   }
 }
 
-// OpenSlide takes the memory of a whole entry before it reads it.
-void CheckEntries(const CTiffEntries& entries, std::uint64_t directory, std::uint64_t fileSize) {
-  entries.ForEach(directory, [&](std::uint16_t, std::uint16_t type, std::uint64_t count) {
-    const auto size = static_cast<std::uint64_t>(TIFFDataWidth(static_cast<TIFFDataType>(type)));
-    if (size != 0 && count > fileSize / size)
-      throw CDamagedError("An entry of the slide's directory is larger than the file");
-    return true;
-  });
+// OpenSlide allocates a whole entry before it reads it.
+void CheckEntries(const tiff::CIfdReader& directory, std::uint64_t fileSize) {
+  for (std::size_t i = 0; i < directory.EntryCount(); ++i) {
+    const tiff::SIfdEntry entry = directory.Entry(i);
+    const auto size = static_cast<std::uint64_t>(TIFFDataWidth(static_cast<TIFFDataType>(entry.type)));
+    Require(size == 0 || entry.count <= fileSize / size, "An entry of the slide's directory is larger than the file");
+  }
 }
 
 // Without those that cannot be read: which of them it needs is OpenSlide's business.
@@ -60,12 +59,13 @@ std::vector<tiff::SIfdSummary> Directories(const CInput& input) {
 }  // namespace
 
 void CheckSlideTiles(const std::shared_ptr<const CInput>& input) {
-  const std::optional<CTiffEntries> entries = CTiffEntries::Of(*input);
+  std::optional<tiff::CIfdReader> reader = tiff::CIfdReader::Open(*input);
   const std::vector<tiff::SIfdSummary> directories = Directories(*input);
-  if (!entries || directories.empty()) return;
+  if (!reader || directories.empty()) return;
   tiff::CTiffHandle handle(input);
   for (const tiff::SIfdSummary& directory : directories) {
-    CheckEntries(*entries, directory.offset, input->Size());
+    reader->Read(directory.offset);
+    CheckEntries(*reader, input->Size());
     if (IsTiled(handle, directory.offset)) CheckTiles(handle.Get(), input->Size());
   }
 }

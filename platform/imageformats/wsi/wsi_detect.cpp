@@ -6,10 +6,11 @@
 #include <cstdint>
 #include <cstring>
 #include <iterator>
+#include <new>
 #include <optional>
 #include <string_view>
 
-#include "platform/imageformats/wsi/tiff_entries.h"
+#include "platform/imageformats/tiff/directory/ifd_reader.h"
 
 namespace imageformats {
 
@@ -21,14 +22,18 @@ constexpr std::uint16_t kFirstHighPrivateTag = 65400;
 }  // namespace
 
 bool MayBeSlideTiff(const CInput& input) noexcept {
-  const std::optional<CTiffEntries> entries = CTiffEntries::Of(input);
-  if (!entries) return false;
-  bool found = false;
-  entries->ForEach(entries->FirstDirectory(), [&](std::uint16_t tag, std::uint16_t, std::uint64_t) {
-    found = tag == kTileWidth || tag >= kFirstHighPrivateTag;
-    return !found;
-  });
-  return found;
+  try {
+    std::optional<tiff::CIfdReader> directory = tiff::CIfdReader::Open(input);
+    if (!directory) return false;
+    directory->Read(directory->FirstOffset());
+    for (std::size_t i = 0; i < directory->EntryCount(); ++i) {
+      const std::uint16_t tag = directory->Entry(i).tag;
+      if (tag == kTileWidth || tag >= kFirstHighPrivateTag) return true;
+    }
+  } catch (const std::bad_alloc&) {
+    // Whoever opens the file says so.
+  }
+  return false;
 }
 
 bool MayBeSlidePreview(const CInput& input) noexcept {

@@ -3,20 +3,19 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/imageformats/base/integers.h"
+#include "platform/imageformats/tiff/directory/ifd_reader.h"
 
 namespace imageformats::tiff {
 namespace {
 
-constexpr std::uint64_t kMaxEntries = 256;
+constexpr std::size_t kMaxEntries = 256;
 // Longer values are left out: they are thumbnails and the notes of camera makers.
 constexpr std::uint64_t kMaxValueBytes = 4096;
 
 // Copies directories, which may lie anywhere in a file of any size, one behind the other.
 class CExifBlockBuilder {
  public:
-  CExifBlockBuilder(const CInput& input, bool bigEndian, bool bigTiff)
-      : m_input(input), m_bigEndian(bigEndian), m_bigTiff(bigTiff) {}
+  CExifBlockBuilder(CIfdReader reader, bool bigEndian) : m_reader(std::move(reader)), m_bigEndian(bigEndian) {}
 
   // A block whose first directory has these pointers.
   std::vector<std::uint8_t> Build(const std::vector<std::pair<std::uint32_t, std::uint64_t>>& pointers) {
@@ -41,21 +40,21 @@ class CExifBlockBuilder {
   }
 
  private:
-  struct SEntry {
+  struct SCopiedEntry {
     std::uint64_t tag = 0, type = 0, count = 0;
     std::vector<std::uint8_t> value;
   };
 
   void CopyDirectory(std::uint64_t offset) {
-    const std::uint64_t count = Read(offset, m_bigTiff ? 8 : 2), size = m_bigTiff ? 20 : 12;
-    std::vector<SEntry> entries;
-    for (std::uint64_t i = 0; i < std::min(count, kMaxEntries); ++i) {
-      SEntry entry;
-      if (ReadEntry(offset + (m_bigTiff ? 8 : 2) + i * size, &entry)) entries.push_back(std::move(entry));
+    m_reader.Read(offset);
+    std::vector<SCopiedEntry> entries;
+    for (std::size_t i = 0; i < std::min(m_reader.EntryCount(), kMaxEntries); ++i) {
+      SCopiedEntry entry;
+      if (ReadEntry(m_reader.Entry(i), &entry)) entries.push_back(std::move(entry));
     }
     Append(entries.size(), 2);
     std::size_t values = m_block.size() + entries.size() * 12 + 4;
-    for (const SEntry& entry : entries) {
+    for (const SCopiedEntry& entry : entries) {
       Append(entry.tag, 2);
       Append(entry.type, 2);
       Append(entry.count, 4);
@@ -69,28 +68,22 @@ class CExifBlockBuilder {
       }
     }
     Append(0, 4);
-    for (const SEntry& entry : entries) {
+    for (const SCopiedEntry& entry : entries) {
       if (entry.value.size() > 4) m_block.insert(m_block.end(), entry.value.begin(), entry.value.end());
     }
   }
 
   // False for an entry that EXIF does not know, or that is longer than is of use.
-  bool ReadEntry(std::uint64_t at, SEntry* entry) const {
-    const std::size_t room = m_bigTiff ? 8 : 4;
-    entry->tag = Read(at, 2);
-    entry->type = Read(at + 2, 2);
-    entry->count = Read(at + 4, room);
+  bool ReadEntry(const SIfdEntry& stored, SCopiedEntry* entry) const {
+    entry->tag = stored.tag;
+    entry->type = stored.type;
+    entry->count = stored.count;
     if (entry->type < TIFF_BYTE || entry->type > TIFF_DOUBLE || entry->count > kMaxValueBytes) return false;
     const std::uint64_t size =
         entry->count * static_cast<std::uint64_t>(TIFFDataWidth(static_cast<TIFFDataType>(entry->type)));
     if (size == 0 || size > kMaxValueBytes) return false;
     entry->value.resize(static_cast<std::size_t>(size));
-    const std::uint64_t place = at + 4 + room;
-    return m_input.ReadAt(size > room ? Read(place, room) : place, entry->value.data(), entry->value.size()) == size;
-  }
-
-  std::uint64_t Read(std::uint64_t offset, std::size_t bytes) const {
-    return ReadInteger(m_input, offset, bytes, m_bigEndian);
+    return m_reader.ReadValues(stored, entry->value.data(), entry->value.size());
   }
 
   void Put(std::size_t at, std::uint64_t value, std::size_t bytes) {
@@ -103,8 +96,8 @@ class CExifBlockBuilder {
     Put(m_block.size() - bytes, value, bytes);
   }
 
-  const CInput& m_input;
-  const bool m_bigEndian, m_bigTiff;
+  CIfdReader m_reader;
+  const bool m_bigEndian;
   std::vector<std::uint8_t> m_block;
 };
 
@@ -117,7 +110,9 @@ std::vector<std::uint8_t> ExifBlockOf(CTiffHandle& tiff) {
     if (TIFFGetField(tiff.Get(), tag, &offset)) pointers.emplace_back(tag, offset);
   }
   if (pointers.empty()) return {};
-  return CExifBlockBuilder(tiff.Source(), tiff.IsBigEndian(), tiff.IsBigTiff()).Build(pointers);
+  std::optional<CIfdReader> reader = CIfdReader::Open(tiff.Source());
+  if (!reader) return {};
+  return CExifBlockBuilder(std::move(*reader), tiff.IsBigEndian()).Build(pointers);
 }
 
 }  // namespace imageformats::tiff
