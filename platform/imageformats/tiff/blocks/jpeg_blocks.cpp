@@ -31,7 +31,7 @@ constexpr std::uint32_t Scaled(std::uint32_t side, std::uint32_t scale) noexcept
 }
 
 // JPEG tiles and strips (TIFF Technical Note 2), scaled while they are decoded. A picture in a single strip comes in
-// pieces of some rows.
+// bands of some rows.
 class CJpegBlocks final : public CBlockSource {
  public:
   CJpegBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request, CRenderGuard& guard)

@@ -7,7 +7,7 @@
 namespace imageformats::tiff {
 namespace {
 
-// Rows are read in pieces of about this size: large enough for the disk, small enough to be still in the processor's
+// Rows are read in bands of about this size: large enough for the disk, small enough to be still in the processor's
 // cache when they are summed.
 constexpr std::size_t kBandBytes = 256 << 10;
 
@@ -27,7 +27,7 @@ void SwapSamples(std::uint8_t* bytes, std::size_t size, std::uint32_t bits) {
   }
 }
 
-// Uncompressed data. Strips are handed out in pieces of some rows, however the file cuts them; tiles as they are.
+// Uncompressed data. Strips are handed out in bands of some rows, however the file cuts them; tiles as they are.
 class CRawBlocks final : public CBlockSource {
  public:
   CRawBlocks(CTiffHandle& tiff, const SPage& page, std::uint64_t dataOffset, CRenderGuard& guard)

@@ -15,8 +15,8 @@ constexpr std::uint32_t kReducedOrMask = FILETYPE_REDUCEDIMAGE | FILETYPE_MASK;
 
 // The first page that is neither a reduced copy nor a mask.
 const SIfdSummary& MainPage(const std::vector<SIfdSummary>& chain) {
-  const auto full = std::find_if(chain.begin(), chain.end(), [](const SIfdSummary& facts) {
-    return (facts.subfileType & kReducedOrMask) == 0 && facts.width > 0 && facts.height > 0;
+  const auto full = std::find_if(chain.begin(), chain.end(), [](const SIfdSummary& ifd) {
+    return (ifd.subfileType & kReducedOrMask) == 0 && ifd.width > 0 && ifd.height > 0;
   });
   return full == chain.end() ? chain.front() : *full;
 }
@@ -28,11 +28,11 @@ bool SameShape(const SIfdSummary& a, const SIfdSummary& b) noexcept {
 // Raw camera files keep a small picture in the chain and the real one in a sub-IFD.
 void PreferFullSubIfd(STiffFile& file, SDataset* dataset) {
   for (const std::uint64_t offset : dataset->page.subIfds) {
-    for (const SIfdSummary& facts : ReadIfdChainFrom(*file.input, offset, 1)) {
-      if ((facts.subfileType & kReducedOrMask) != 0 || facts.width <= dataset->page.width) continue;
-      if (facts.photometric == PHOTOMETRIC_CFA) continue;
-      dataset->page = ReadPage(file.handle, facts.offset);
-      dataset->mainPlane.directory = facts.offset;
+    for (const SIfdSummary& ifd : ReadIfdChainFrom(*file.input, offset, 1)) {
+      if ((ifd.subfileType & kReducedOrMask) != 0 || ifd.width <= dataset->page.width) continue;
+      if (ifd.photometric == PHOTOMETRIC_CFA) continue;
+      dataset->page = ReadPage(file.handle, ifd.offset);
+      dataset->mainPlane.directory = ifd.offset;
       return;
     }
   }
@@ -44,11 +44,11 @@ void OpenPlainDataset(CFileSet& files, SDataset* dataset) {
   dataset->kind = SDataset::EKind::kPlain;
   dataset->mainPlane.directory = main.offset;
   dataset->pages = 0;
-  for (const SIfdSummary& facts : file.chain) {
-    const bool reduced = (facts.subfileType & kReducedOrMask) != 0;
-    if (!reduced && SameShape(facts, main)) ++dataset->pages;
-    const bool flagged = (facts.subfileType & kReducedOrMask) == FILETYPE_REDUCEDIMAGE && IsFlaggedLevel(main, facts);
-    if (flagged || (!reduced && IsUnflaggedLevel(main, facts))) dataset->mainPlane.levels.push_back(facts);
+  for (const SIfdSummary& ifd : file.chain) {
+    const bool reduced = (ifd.subfileType & kReducedOrMask) != 0;
+    if (!reduced && SameShape(ifd, main)) ++dataset->pages;
+    const bool flagged = (ifd.subfileType & kReducedOrMask) == FILETYPE_REDUCEDIMAGE && IsFlaggedLevel(main, ifd);
+    if (flagged || (!reduced && IsUnflaggedLevel(main, ifd))) dataset->mainPlane.levels.push_back(ifd);
   }
   dataset->pages = std::max(dataset->pages, 1u);
   dataset->page = ReadPage(file.handle, main.offset);

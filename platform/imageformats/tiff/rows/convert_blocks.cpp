@@ -5,7 +5,7 @@
 namespace imageformats::tiff {
 namespace {
 
-// Rows are converted in pieces of about this size, which stay in the cache until they are summed.
+// Rows are converted in bands of about this size, which stay in the cache until they are summed.
 constexpr std::size_t kBandBytes = 128 << 10;
 
 // One pass over a source's blocks.
