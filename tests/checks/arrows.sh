@@ -60,6 +60,58 @@ check_includes() {
     sed -E 's/^([^:]*:[0-9]+:)[[:space:]]*#[[:space:]]*include[[:space:]]*["<]([^">]*)[">].*/\1\2/')
 }
 
+# The rooms of the image formats: the longest of these folders that a file lies in.
+format_rooms='base render codec jpeg/stream jpeg/block_means jpeg png tiff/directory tiff/blocks tiff/rows tiff/ome
+  tiff/dataset tiff/description tiff wsi component'
+format_room_of() {  # sets `room`; `none` for a file outside all of them
+  room=none
+  local candidate
+  for candidate in $format_rooms; do
+    [[ $1 == platform/imageformats/"$candidate"/* ]] || continue
+    [ "$room" != none ] && [ ${#candidate} -lt ${#room} ] || room=$candidate
+  done
+}
+
+# What a room of the image formats may include beside itself: only what stands below it.
+allowed_for_format_room() {  # sets `allowed`
+  local decoders='base render codec jpeg/stream jpeg/block_means jpeg'
+  case $1 in
+    base) allowed="" ;;
+    render) allowed="base" ;;
+    codec) allowed="base render" ;;
+    jpeg/stream) allowed="base" ;;
+    jpeg/block_means) allowed="base render jpeg/stream" ;;
+    jpeg) allowed="base render codec jpeg/stream jpeg/block_means" ;;
+    png) allowed="base render codec" ;;
+    tiff/directory) allowed="base render" ;;
+    tiff/blocks) allowed="$decoders tiff/directory" ;;
+    tiff/rows) allowed="$decoders tiff/directory tiff/blocks" ;;
+    tiff/ome) allowed="base" ;;
+    tiff/dataset) allowed="base render tiff/directory tiff/ome" ;;
+    tiff/description) allowed="base render codec tiff/directory tiff/ome tiff/dataset" ;;
+    tiff)
+      allowed="base render codec tiff/directory tiff/blocks tiff/rows tiff/ome tiff/dataset tiff/description" ;;
+    wsi) allowed="base render codec tiff/directory" ;;
+    component) allowed="base render codec jpeg png tiff wsi" ;;
+    *) allowed="" ;;
+  esac
+}
+
+check_format_rooms() {
+  local file line name from room allowed
+  while IFS=: read -r file line name; do
+    format_room_of "$file"
+    from=$room
+    [ "$from" != none ] || breach "$file:1: no room of the image formats"
+    format_room_of "$name"
+    [ "$room" != "$from" ] || continue
+    allowed_for_format_room "$from"
+    [[ " $allowed " == *" $room "* ]] || breach "$file:$line: $from must not include $name ($room)"
+  done < <(grep -rnoE --include='*.h' --include='*.cpp' --include='*.inc' \
+    '^[[:space:]]*#[[:space:]]*include[[:space:]]*"platform/imageformats/[^"]*' platform/imageformats |
+    sed -E 's/^([^:]*:[0-9]+:).*"/\1/')
+}
+
 # The links of the platform libraries follow the same layers as their includes.
 check_links() {
   local file library
@@ -129,6 +181,7 @@ check_wording() {
 }
 
 check_includes
+check_format_rooms
 check_links
 check_sizes
 check_wording
