@@ -60,19 +60,21 @@ check_includes() {
     sed -E 's/^([^:]*:[0-9]+:)[[:space:]]*#[[:space:]]*include[[:space:]]*["<]([^">]*)[">].*/\1\2/')
 }
 
-# The rooms of the image formats: the longest of these folders that a file lies in.
-format_rooms='base render codec jpeg/stream jpeg/block_means jpeg png tiff/directory tiff/blocks tiff/rows tiff/ome
-  tiff/dataset tiff/description tiff wsi component'
-format_room_of() {  # sets `room`; `none` for a file outside all of them
-  room=none
-  local candidate
-  for candidate in $format_rooms; do
-    [[ $1 == platform/imageformats/"$candidate"/* ]] || continue
-    [ "$room" != none ] && [ ${#candidate} -lt ${#room} ] || room=$candidate
-  done
+# What the rooms of a house with several floors may include beside themselves: only what stands below them. A file lies
+# in the longest of the folders that it is below.
+component_rooms='base memory database textinfo stored experiments thumbnails service'
+allowed_for_component_room() {  # sets `allowed`
+  case $1 in
+    memory | database) allowed="base" ;;
+    textinfo | stored | experiments) allowed="base database" ;;
+    thumbnails) allowed="base database memory textinfo" ;;
+    service) allowed="base database memory textinfo stored experiments thumbnails" ;;
+    *) allowed="" ;;
+  esac
 }
 
-# What a room of the image formats may include beside itself: only what stands below it.
+format_rooms='base render codec jpeg/stream jpeg/block_means jpeg png tiff/directory tiff/blocks tiff/rows tiff/ome
+  tiff/dataset tiff/description tiff wsi component'
 allowed_for_format_room() {  # sets `allowed`
   local decoders='base render codec jpeg/stream jpeg/block_means jpeg'
   case $1 in
@@ -97,19 +99,27 @@ allowed_for_format_room() {  # sets `allowed`
   esac
 }
 
-check_format_rooms() {
+inner_room_of() {  # HOUSE ROOMS FILE; sets `room`; `none` for a file outside all of them
+  room=none
+  local candidate
+  for candidate in $2; do
+    [[ $3 == "$1/$candidate/"* ]] || continue
+    [ "$room" != none ] && [ ${#candidate} -lt ${#room} ] || room=$candidate
+  done
+}
+
+check_rooms() {  # HOUSE ROOMS ALLOWED_FOR_ROOM
   local file line name from room allowed
   while IFS=: read -r file line name; do
-    format_room_of "$file"
+    inner_room_of "$1" "$2" "$file"
     from=$room
-    [ "$from" != none ] || breach "$file:1: no room of the image formats"
-    format_room_of "$name"
+    [ "$from" != none ] || breach "$file:1: no room of $1"
+    inner_room_of "$1" "$2" "$name"
     [ "$room" != "$from" ] || continue
-    allowed_for_format_room "$from"
+    "$3" "$from"
     [[ " $allowed " == *" $room "* ]] || breach "$file:$line: $from must not include $name ($room)"
   done < <(grep -rnoE --include='*.h' --include='*.cpp' --include='*.inc' \
-    '^[[:space:]]*#[[:space:]]*include[[:space:]]*"platform/imageformats/[^"]*' platform/imageformats |
-    sed -E 's/^([^:]*:[0-9]+:).*"/\1/')
+    "^[[:space:]]*#[[:space:]]*include[[:space:]]*\"$1/[^\"]*" "$1" | sed -E 's/^([^:]*:[0-9]+:).*"/\1/')
 }
 
 # The links of the platform libraries follow the same layers as their includes.
@@ -181,7 +191,8 @@ check_wording() {
 }
 
 check_includes
-check_format_rooms
+check_rooms gnr_thumbnailcache "$component_rooms" allowed_for_component_room
+check_rooms platform/imageformats "$format_rooms" allowed_for_format_room
 check_links
 check_sizes
 check_wording
