@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <new>
 
-#include "platform/imageformats/common/codec_module.h"
-#include "platform/imageformats/render/picture_buffer.h"
+#include "platform/imageformats/base/new_picture.h"
+#include "platform/imageformats/codec/codec_module.h"
 
 namespace imageformats {
 
@@ -14,7 +14,7 @@ template <class Body>
 void Attempt(Body&& body) {
   try {
     body();
-  } catch (const FormatError&) {
+  } catch (const CFormatError&) {
   } catch (const std::bad_alloc&) {
   }
 }
@@ -22,31 +22,35 @@ void Attempt(Body&& body) {
 // Much less than a host gets: an input that unfolds to many pixels is slow and teaches nothing.
 inline SRenderLimits SmallLimits() { return {64u << 20, 1u << 22, std::chrono::seconds(5)}; }
 
-inline void RenderAt(OpenedImage& image, std::uint32_t width, std::uint32_t height, bool fast) {
-  RenderGuard guard(SmallLimits());
-  PictureBuffer picture(width, height, 8, 3);
-  image.Render({width, height, fast, 0xFFFFFFFFu}, picture.Get(), guard);
+inline void RenderAt(COpenedImage& image, std::uint32_t width, std::uint32_t height, bool fast) {
+  CRenderGuard guard(SmallLimits());
+  CQvPicture picture = NewPicture(width, height, 8, 3);
+  image.Render({width, height, fast, kAllChannels}, *picture.Get(), guard);
 }
 
 // Opens, describes, renders small and large, and reads.
-inline void Exercise(const CodecModule& codec, const std::shared_ptr<const Input>& input) {
+inline void Exercise(const CCodecModule& codec, const std::shared_ptr<const CInput>& input) {
   Attempt([&] {
     const auto image = codec.Open(input);
     Attempt([&] { image->Metadata(); });
+    Attempt([&] {
+      CQvByteArray bytes;
+      image->CustomTag(L"QvCustomTag:ThumbailJpg", bytes);
+    });
     Attempt([&] { RenderAt(*image, 5, 4, true); });
     Attempt([&] { RenderAt(*image, 48, 18, false); });
     const SQvImageInfo& info = image->Info();
     if (std::uint64_t{info.width} * info.height > 1u << 18) return;
     Attempt([&] {
-      RenderGuard guard(SmallLimits());
-      PictureBuffer picture(info.width, info.height, info.bpcInMemory, info.components);
-      image->Read(picture.Get(), guard);
+      CRenderGuard guard(SmallLimits());
+      CQvPicture picture = NewPicture(info.width, info.height, info.bpcInMemory, info.components);
+      image->Read(*picture.Get(), guard);
     });
   });
 }
 
-inline void Exercise(const CodecModule& codec, const std::uint8_t* data, std::size_t size) {
-  Attempt([&] { Exercise(codec, Input::FromMemory(data, size)); });
+inline void Exercise(const CCodecModule& codec, const std::uint8_t* data, std::size_t size) {
+  Attempt([&] { Exercise(codec, CInput::FromMemory(data, size)); });
 }
 
 }  // namespace imageformats

@@ -60,6 +60,68 @@ check_includes() {
     sed -E 's/^([^:]*:[0-9]+:)[[:space:]]*#[[:space:]]*include[[:space:]]*["<]([^">]*)[">].*/\1\2/')
 }
 
+# What the rooms of a house with several floors may include beside themselves: only what stands below them. A file lies
+# in the longest of the folders that it is below.
+component_rooms='base memory database textinfo stored experiments thumbnails service'
+allowed_for_component_room() {  # sets `allowed`
+  case $1 in
+    memory | database) allowed="base" ;;
+    textinfo | stored | experiments) allowed="base database" ;;
+    thumbnails) allowed="base database memory textinfo" ;;
+    service) allowed="base database memory textinfo stored experiments thumbnails" ;;
+    *) allowed="" ;;
+  esac
+}
+
+format_rooms='base render codec jpeg/stream jpeg/block_means jpeg png tiff/directory tiff/blocks tiff/rows tiff/ome
+  tiff/dataset tiff/description tiff wsi component'
+allowed_for_format_room() {  # sets `allowed`
+  local decoders='base render codec jpeg/stream jpeg/block_means jpeg'
+  case $1 in
+    base) allowed="" ;;
+    render) allowed="base" ;;
+    codec) allowed="base render" ;;
+    jpeg/stream) allowed="base" ;;
+    jpeg/block_means) allowed="base render jpeg/stream" ;;
+    jpeg) allowed="base render codec jpeg/stream jpeg/block_means" ;;
+    png) allowed="base render codec" ;;
+    tiff/directory) allowed="base render" ;;
+    tiff/blocks) allowed="$decoders tiff/directory" ;;
+    tiff/rows) allowed="$decoders tiff/directory tiff/blocks" ;;
+    tiff/ome) allowed="base" ;;
+    tiff/dataset) allowed="base render tiff/directory tiff/ome" ;;
+    tiff/description) allowed="base render codec tiff/directory tiff/ome tiff/dataset" ;;
+    tiff)
+      allowed="base render codec tiff/directory tiff/blocks tiff/rows tiff/ome tiff/dataset tiff/description" ;;
+    wsi) allowed="base render codec tiff/directory" ;;
+    component) allowed="base render codec jpeg png tiff wsi" ;;
+    *) allowed="" ;;
+  esac
+}
+
+inner_room_of() {  # HOUSE ROOMS FILE; sets `room`; `none` for a file outside all of them
+  room=none
+  local candidate
+  for candidate in $2; do
+    [[ $3 == "$1/$candidate/"* ]] || continue
+    [ "$room" != none ] && [ ${#candidate} -lt ${#room} ] || room=$candidate
+  done
+}
+
+check_rooms() {  # HOUSE ROOMS ALLOWED_FOR_ROOM
+  local file line name from room allowed
+  while IFS=: read -r file line name; do
+    inner_room_of "$1" "$2" "$file"
+    from=$room
+    [ "$from" != none ] || breach "$file:1: no room of $1"
+    inner_room_of "$1" "$2" "$name"
+    [ "$room" != "$from" ] || continue
+    "$3" "$from"
+    [[ " $allowed " == *" $room "* ]] || breach "$file:$line: $from must not include $name ($room)"
+  done < <(grep -rnoE --include='*.h' --include='*.cpp' --include='*.inc' \
+    "^[[:space:]]*#[[:space:]]*include[[:space:]]*\"$1/[^\"]*" "$1" | sed -E 's/^([^:]*:[0-9]+:).*"/\1/')
+}
+
 # The links of the platform libraries follow the same layers as their includes.
 check_links() {
   local file library
@@ -129,6 +191,8 @@ check_wording() {
 }
 
 check_includes
+check_rooms gnr_thumbnailcache "$component_rooms" allowed_for_component_room
+check_rooms platform/imageformats "$format_rooms" allowed_for_format_room
 check_links
 check_sizes
 check_wording

@@ -2,18 +2,18 @@
 
 #include <algorithm>
 
-#include "platform/imageformats/common/format_error.h"
+#include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/jpeg/jpeg_errors.h"
-#include "platform/imageformats/jpeg/jpeg_markers.h"
 #include "platform/imageformats/jpeg/jpeg_scans.h"
 #include "platform/imageformats/jpeg/jpeg_source.h"
+#include "platform/imageformats/jpeg/stream/coding.h"
+#include "platform/imageformats/jpeg/stream/jpeg_markers.h"
 
 namespace imageformats {
 
 namespace {
 
-constexpr int kMaxScans = 100;  // a hostile stream repeats scans; real ones have about ten
-constexpr std::uint32_t kRowsAtOnce = 16;
+constexpr std::uint32_t kBandRows = 16;
 
 J_COLOR_SPACE LibraryColor(EJpegColor color, J_COLOR_SPACE fromMarkers) {
   switch (color) {
@@ -52,32 +52,32 @@ EJpegColor ColorOf(J_COLOR_SPACE color) {
 
 }  // namespace
 
-struct JpegDecoder::State {
+struct CJpegDecoder::SState {
   jpeg_decompress_struct info;
   SJpegErrors errors;
   SJpegSource source;
-  std::shared_ptr<const Input> input;  // null when decoding a span
+  std::shared_ptr<const CInput> input;  // null when decoding a span
   std::span<const std::uint8_t> stream;
   SJpegHeader header;
   bool created = false;
   bool hasHeader = false;  // of the current stream, and nothing decoded since
-  RenderGuard* guard = nullptr;
+  CRenderGuard* guard = nullptr;
   std::uint64_t coefficientMemory = 0;
 
-  State() {
+  SState() {
     info.err = InitJpegErrors(errors);
-    Run([](State& s) { jpeg_create_decompress(&s.info); });
+    Run([](SState& s) { jpeg_create_decompress(&s.info); });
     created = true;
   }
-  ~State() {
+  ~SState() {
     if (created) jpeg_destroy_decompress(&info);
   }
 
   // Every call into libjpeg goes through here.
-  void Run(void (*step)(State&)) { RunJpeg(errors, *this, step); }
+  void Run(void (*step)(SState&)) { CallJpegLibrary(errors, *this, step); }
 
   void Rewind() {
-    Run([](State& s) { jpeg_abort_decompress(&s.info); });
+    Run([](SState& s) { jpeg_abort_decompress(&s.info); });
     if (input) {
       InitJpegSource(source, *input);
     } else {
@@ -87,10 +87,10 @@ struct JpegDecoder::State {
     hasHeader = false;
   }
 
-  void ApplyOptions(const SJpegDecode& how);
-  void TakeCoefficientMemory();
-  void GiveCoefficientMemory();
-  void LoadScans(bool fast);
+  void ApplyOptions(const SJpegDecodeOptions& how);
+  void ReserveCoefficientMemory();
+  void ReleaseCoefficientMemory();
+  void ReadScans(bool fast);
   SSourceAxis Axis(std::uint32_t stored, std::uint32_t scaled) const;
 
   int status = 0;  // of jpeg_consume_input
@@ -100,36 +100,36 @@ struct JpegDecoder::State {
   std::uint32_t rowCount = 0;
 };
 
-JpegDecoder::JpegDecoder(std::shared_ptr<const Input> input) : m_state(std::make_unique<State>()) {
+CJpegDecoder::CJpegDecoder(std::shared_ptr<const CInput> input) : m_state(std::make_unique<SState>()) {
   m_state->input = std::move(input);
 }
 
-JpegDecoder::JpegDecoder(std::span<const std::uint8_t> stream) : m_state(std::make_unique<State>()) {
+CJpegDecoder::CJpegDecoder(std::span<const std::uint8_t> stream) : m_state(std::make_unique<SState>()) {
   m_state->stream = stream;
 }
 
-JpegDecoder::~JpegDecoder() = default;
+CJpegDecoder::~CJpegDecoder() = default;
 
-void JpegDecoder::LoadTables(std::span<const std::uint8_t> tables) {
-  State& s = *m_state;
-  s.Run([](State& state) { jpeg_abort_decompress(&state.info); });
+void CJpegDecoder::LoadTables(std::span<const std::uint8_t> tables) {
+  SState& s = *m_state;
+  s.Run([](SState& state) { jpeg_abort_decompress(&state.info); });
   InitJpegSource(s.source, tables);
   s.info.src = &s.source.base;
   s.hasHeader = false;
-  s.Run([](State& state) { jpeg_read_header(&state.info, FALSE); });
+  s.Run([](SState& state) { jpeg_read_header(&state.info, FALSE); });
 }
 
-void JpegDecoder::SetStream(std::span<const std::uint8_t> stream) {
+void CJpegDecoder::SetStream(std::span<const std::uint8_t> stream) {
   m_state->input.reset();
   m_state->stream = stream;
   m_state->hasHeader = false;
 }
 
-const SJpegHeader& JpegDecoder::ReadHeader() {
-  State& s = *m_state;
+const SJpegHeader& CJpegDecoder::ReadHeader() {
+  SState& s = *m_state;
   if (s.hasHeader) return s.header;
   s.Rewind();
-  s.Run([](State& state) { jpeg_read_header(&state.info, TRUE); });
+  s.Run([](SState& state) { jpeg_read_header(&state.info, TRUE); });
   s.header.width = s.info.image_width;
   s.header.height = s.info.image_height;
   s.header.components = static_cast<std::uint32_t>(s.info.num_components);
@@ -140,7 +140,7 @@ const SJpegHeader& JpegDecoder::ReadHeader() {
   return s.header;
 }
 
-void JpegDecoder::State::ApplyOptions(const SJpegDecode& how) {
+void CJpegDecoder::SState::ApplyOptions(const SJpegDecodeOptions& how) {
   info.scale_num = std::clamp<std::uint32_t>(how.scale, 1, 8);
   info.scale_denom = 8;
   info.jpeg_color_space = LibraryColor(how.color, info.jpeg_color_space);
@@ -155,8 +155,8 @@ void JpegDecoder::State::ApplyOptions(const SJpegDecode& how) {
       info.out_color_space = JCS_CMYK;
       break;
     default:
-      throw UnsupportedError("JPEG pictures of " + std::to_string(info.num_components) +
-                             " components cannot be decoded");
+      throw CUnsupportedError("JPEG pictures of " + std::to_string(info.num_components) +
+                              " components cannot be decoded");
   }
   info.dct_method = JDCT_ISLOW;
   info.do_fancy_upsampling = how.fast ? FALSE : TRUE;
@@ -166,96 +166,96 @@ void JpegDecoder::State::ApplyOptions(const SJpegDecode& how) {
 }
 
 // Streams of several scans keep all coefficients, two bytes each.
-void JpegDecoder::State::TakeCoefficientMemory() {
+void CJpegDecoder::SState::ReserveCoefficientMemory() {
   std::uint64_t blocks = 0;
   for (int i = 0; i < info.num_components; ++i) {
     const jpeg_component_info& component = info.comp_info[i];
     blocks += std::uint64_t{component.width_in_blocks} * component.height_in_blocks;
   }
-  guard->Take(blocks * sizeof(JBLOCK));
+  guard->Reserve(blocks * sizeof(JBLOCK));
   coefficientMemory = blocks * sizeof(JBLOCK);
 }
 
-void JpegDecoder::State::GiveCoefficientMemory() {
+void CJpegDecoder::SState::ReleaseCoefficientMemory() {
   if (coefficientMemory == 0) return;
-  Run([](State& s) { jpeg_abort_decompress(&s.info); });
-  guard->Give(coefficientMemory);
+  Run([](SState& s) { jpeg_abort_decompress(&s.info); });
+  guard->Release(coefficientMemory);
   coefficientMemory = 0;
 }
 
-void JpegDecoder::State::LoadScans(bool fast) {
-  const EJpegScans need = fast ? EJpegScans::kUsable : EJpegScans::kVisible;
+void CJpegDecoder::SState::ReadScans(bool fast) {
+  const ENeededScans need = fast ? ENeededScans::kWithinTolerance : ENeededScans::kAtScale;
   bool mayStopEarly = true;
   for (status = JPEG_ROW_COMPLETED; status != JPEG_REACHED_EOI;) {
-    Run([](State& s) { s.status = jpeg_consume_input(&s.info); });
+    Run([](SState& s) { s.status = jpeg_consume_input(&s.info); });
     guard->CheckTime();
-    if (info.input_scan_number > kMaxScans) throw DamagedError("The JPEG stream has too many scans");
+    if (info.input_scan_number > kMaxScans) throw CDamagedError("The JPEG stream has too many scans");
     if (status != JPEG_SCAN_COMPLETED || !mayStopEarly || !HasScans(info, need)) continue;
     // The scans left would not change a pixel; that they are there still has to be seen, for a file that is being
     // written must not pass as complete.
     if (input && HasEndOfImage(*input, JpegSourcePosition(source))) return;
     mayStopEarly = false;
   }
-  if (source.pastEnd && !HasScans(info, EJpegScans::kAll)) {
-    throw DamagedError("The JPEG data ends before the picture is complete");
+  if (source.pastEnd && !HasScans(info, ENeededScans::kAll)) {
+    throw CDamagedError("The JPEG data ends before the picture is complete");
   }
 }
 
-void JpegDecoder::Start(const SJpegDecode& how, RenderGuard& guard) {
+void CJpegDecoder::Start(const SJpegDecodeOptions& how, CRenderGuard& guard) {
   ReadHeader();
-  State& s = *m_state;
+  SState& s = *m_state;
   s.hasHeader = false;
   s.guard = &guard;
   s.coefficientMemory = 0;
   s.ApplyOptions(how);
-  if (s.info.buffered_image) s.TakeCoefficientMemory();
-  s.Run([](State& state) { jpeg_start_decompress(&state.info); });
+  if (s.info.buffered_image) s.ReserveCoefficientMemory();
+  s.Run([](SState& state) { jpeg_start_decompress(&state.info); });
   if (!s.info.buffered_image) return;
-  s.LoadScans(how.fast);
-  s.Run([](State& state) { jpeg_start_output(&state.info, state.info.input_scan_number); });
+  s.ReadScans(how.fast);
+  s.Run([](SState& state) { jpeg_start_output(&state.info, state.info.input_scan_number); });
 }
 
-SSize JpegDecoder::OutputSize() const noexcept { return {m_state->info.output_width, m_state->info.output_height}; }
+SSize CJpegDecoder::OutputSize() const noexcept { return {m_state->info.output_width, m_state->info.output_height}; }
 
-std::uint32_t JpegDecoder::OutputComponents() const noexcept {
+std::uint32_t CJpegDecoder::OutputComponents() const noexcept {
   return static_cast<std::uint32_t>(m_state->info.output_components);
 }
 
-SSourceAxis JpegDecoder::State::Axis(std::uint32_t stored, std::uint32_t scaled) const {
+SSourceAxis CJpegDecoder::SState::Axis(std::uint32_t stored, std::uint32_t scaled) const {
   // libjpeg may settle on a larger scale than it was asked for; the size tells which.
   std::uint64_t scale = info.scale_num;
   while (scale < 8 && (stored * scale + 7) / 8 < scaled) ++scale;
   return {scaled, 8, stored * scale};
 }
 
-SSourceAxis JpegDecoder::AxisX() const noexcept {
+SSourceAxis CJpegDecoder::AxisX() const noexcept {
   return m_state->Axis(m_state->info.image_width, m_state->info.output_width);
 }
 
-SSourceAxis JpegDecoder::AxisY() const noexcept {
+SSourceAxis CJpegDecoder::AxisY() const noexcept {
   return m_state->Axis(m_state->info.image_height, m_state->info.output_height);
 }
 
-void JpegDecoder::ReadRows(std::uint8_t* rows, std::size_t stride, std::uint32_t count) {
-  State& s = *m_state;
-  if (count > RowsLeft()) throw DamagedError("The JPEG picture has fewer rows");
+void CJpegDecoder::ReadRows(std::uint8_t* rows, std::size_t stride, std::uint32_t count) {
+  SState& s = *m_state;
+  if (count > RowsLeft()) throw CDamagedError("The JPEG picture has fewer rows");
   for (; count > 0; count -= s.rowCount, rows += s.rowCount * stride) {
     s.guard->CheckTime();
     s.rows = rows;
     s.stride = stride;
-    s.rowCount = std::min(count, kRowsAtOnce);
-    s.Run([](State& state) {
-      JSAMPROW pointers[kRowsAtOnce];
+    s.rowCount = std::min(count, kBandRows);
+    s.Run([](SState& state) {
+      JSAMPROW pointers[kBandRows];
       for (std::uint32_t i = 0; i < state.rowCount; ++i) pointers[i] = state.rows + i * state.stride;
       for (std::uint32_t done = 0; done < state.rowCount;) {
         done += jpeg_read_scanlines(&state.info, pointers + done, state.rowCount - done);
       }
     });
   }
-  if (RowsLeft() == 0) s.GiveCoefficientMemory();
+  if (RowsLeft() == 0) s.ReleaseCoefficientMemory();
 }
 
-std::uint32_t JpegDecoder::RowsLeft() const noexcept {
+std::uint32_t CJpegDecoder::RowsLeft() const noexcept {
   return m_state->info.output_height - m_state->info.output_scanline;
 }
 

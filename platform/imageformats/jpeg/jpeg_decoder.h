@@ -6,9 +6,9 @@
 #include <span>
 #include <vector>
 
-#include "platform/imageformats/common/input.h"
+#include "platform/imageformats/base/input.h"
+#include "platform/imageformats/base/render_guard.h"
 #include "platform/imageformats/render/area_reducer.h"
-#include "platform/imageformats/render/render_guard.h"
 
 namespace imageformats {
 
@@ -24,7 +24,7 @@ struct SJpegHeader {
   EJpegColor color = EJpegColor::kFromMarkers;
 };
 
-struct SJpegDecode {
+struct SJpegDecodeOptions {
   std::uint32_t scale = 8;  // of 8: the picture is decoded at scale/8 of its size, 1..8
   bool fast = false;        // faster, less exact transform and upsampling; early stop of progressive streams
   EJpegColor color = EJpegColor::kFromMarkers;  // overrides what the markers say (TIFF's photometric interpretation)
@@ -33,16 +33,16 @@ struct SJpegDecode {
 
 // Decodes one JPEG stream through libjpeg-turbo; the only owner of its state, and the only place with setjmp. Delivers
 // 1 (grey), 3 (R G B) or 4 (C M Y K, as stored: see adobeInverted) components of 8 bits. A stream that ends early, or
-// whose entropy-coded data is damaged, throws DamagedError; warnings that leave whole pictures are tolerated. 12-bit,
-// lossless and hierarchical streams throw UnsupportedError from ReadHeader. One thread.
-class JpegDecoder {
+// whose entropy-coded data is damaged, throws CDamagedError; warnings that leave whole pictures are tolerated. 12-bit,
+// lossless and hierarchical streams throw CUnsupportedError from ReadHeader. One thread.
+class CJpegDecoder {
  public:
   // A whole file, or memory that outlives the decoder.
-  explicit JpegDecoder(std::shared_ptr<const Input> input);
-  explicit JpegDecoder(std::span<const std::uint8_t> stream);
-  JpegDecoder(const JpegDecoder&) = delete;
-  JpegDecoder& operator=(const JpegDecoder&) = delete;
-  ~JpegDecoder();
+  explicit CJpegDecoder(std::shared_ptr<const CInput> input);
+  explicit CJpegDecoder(std::span<const std::uint8_t> stream);
+  CJpegDecoder(const CJpegDecoder&) = delete;
+  CJpegDecoder& operator=(const CJpegDecoder&) = delete;
+  ~CJpegDecoder();
 
   // Quantisation and Huffman tables that abbreviated streams leave out (TIFF tag JPEGTables): a tables-only stream.
   // Before ReadHeader; they stay in force for later streams.
@@ -54,11 +54,11 @@ class JpegDecoder {
 
   // Begins decoding; reads the header first when that was not done. Ends a decoding in progress. `guard` must live
   // until the last row.
-  void Start(const SJpegDecode& how, RenderGuard& guard);
+  void Start(const SJpegDecodeOptions& how, CRenderGuard& guard);
   // After Start.
   SSize OutputSize() const noexcept;
   std::uint32_t OutputComponents() const noexcept;
-  // The axes of the output for an AreaReducer: exact extents of scaled pixels.
+  // The axes of the output for a CAreaReducer: exact extents of scaled pixels.
   SSourceAxis AxisX() const noexcept;
   SSourceAxis AxisY() const noexcept;
   // Decodes the next `count` rows to `rows`, `stride` bytes apart. count must not exceed the rows left.
@@ -67,8 +67,8 @@ class JpegDecoder {
   std::uint32_t RowsLeft() const noexcept;
 
  private:
-  struct State;
-  std::unique_ptr<State> m_state;
+  struct SState;
+  std::unique_ptr<SState> m_state;
 };
 
 // The scale, of 8, at which to decode a picture of `stored` pixels that is to be averaged down to `wanted`: the

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "platform/imageformats/common/format_error.h"
+#include "platform/imageformats/base/format_error.h"
 
 namespace imageformats {
 
@@ -70,9 +70,9 @@ jpeg_error_mgr* InitJpegErrors(SJpegErrors& errors) noexcept {
 
 void ThrowJpegError(const SJpegErrors& errors) {
   const std::string detail(errors.text);
-  if (IsUnsupported(errors)) throw UnsupportedError("This kind of JPEG cannot be decoded: " + detail);
-  if (errors.code == JWRN_HIT_MARKER) throw DamagedError("The JPEG data ends before the picture is complete");
-  throw DamagedError("The JPEG data is damaged: " + detail);
+  if (IsUnsupported(errors)) throw CUnsupportedError("This kind of JPEG cannot be decoded: " + detail);
+  if (errors.code == JWRN_HIT_MARKER) throw CDamagedError("The JPEG data ends before the picture is complete");
+  throw CDamagedError("The JPEG data is damaged: " + detail);
 }
 
 }  // namespace imageformats

@@ -6,7 +6,7 @@
 
 #include <jpeglib.h>
 
-#include "platform/imageformats/common/c_call.h"
+#include "platform/imageformats/base/c_call.h"
 
 namespace imageformats {
 
@@ -23,12 +23,12 @@ struct SJpegErrors {
 // errors; those that leave the picture whole are passed over.
 jpeg_error_mgr* InitJpegErrors(SJpegErrors& errors) noexcept;
 
-// Throws what the last failure means: UnsupportedError or DamagedError.
+// Throws what the last failure means: CUnsupportedError or CDamagedError.
 [[noreturn]] void ThrowJpegError(const SJpegErrors& errors);
 
 // Runs a step that calls libjpeg; throws what its failure means.
 template <class State>
-void RunJpeg(SJpegErrors& errors, State& state, void (*step)(State&)) {
+void CallJpegLibrary(SJpegErrors& errors, State& state, void (*step)(State&)) {
   if (!CallLibrary(errors.jump, state, step)) ThrowJpegError(errors);
 }
 

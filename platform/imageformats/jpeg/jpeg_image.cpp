@@ -4,16 +4,17 @@
 #include <string>
 #include <utility>
 
-#include "platform/imageformats/common/exif.h"
-#include "platform/imageformats/common/text.h"
-#include "platform/imageformats/jpeg/dc_render.h"
-#include "platform/imageformats/render/show.h"
+#include "platform/imageformats/base/text.h"
+#include "platform/imageformats/codec/exif.h"
+#include "platform/imageformats/jpeg/block_means/average_means.h"
+#include "platform/imageformats/jpeg/stream/marker_reader.h"
+#include "platform/imageformats/render/display.h"
 
 namespace imageformats {
 
 namespace {
 
-constexpr std::uint32_t kRowsAtOnce = 16;
+constexpr std::uint32_t kBandRows = 16;
 
 EColorModel ModelOf(std::uint32_t components) {
   return components == 1 ? EColorModel::kGrey : components == 3 ? EColorModel::kRgb : EColorModel::kCmyk;
@@ -33,28 +34,29 @@ SQvImageInfo InfoOf(const SJpegMarkers& markers, SSize displayed) {
 
 }  // namespace
 
-JpegImage::JpegImage(std::shared_ptr<const Input> input)
+CJpegImage::CJpegImage(std::shared_ptr<const CInput> input)
     : m_input(std::move(input)),
       m_markers(ReadJpegMarkers(*m_input)),
       m_stored{m_markers.width, m_markers.height},
       m_orientation(ExifOrientation(m_markers.exif)),
       m_info(InfoOf(m_markers, DisplayedSize(m_stored, m_orientation))) {}
 
-JpegDecoder& JpegImage::Decoder() {
-  if (m_markers.frameMarker > 0xC2 && m_markers.frameMarker != 0xC9 && m_markers.frameMarker != 0xCA) {
-    throw UnsupportedError("Lossless and hierarchical JPEG cannot be decoded");
+CJpegDecoder& CJpegImage::Decoder() {
+  if (m_markers.frameMarker > kMarkerSof2 && m_markers.frameMarker != kMarkerSof9 &&
+      m_markers.frameMarker != kMarkerSof10) {
+    throw CUnsupportedError("Lossless and hierarchical JPEG cannot be decoded");
   }
-  if (m_markers.precision == 12) throw UnsupportedError("JPEG with 12 bits per sample cannot be decoded");
-  if (!m_decoder) m_decoder = std::make_unique<JpegDecoder>(m_input);
+  if (m_markers.precision == 12) throw CUnsupportedError("JPEG with 12 bits per sample cannot be decoded");
+  if (!m_decoder) m_decoder = std::make_unique<CJpegDecoder>(m_input);
   const SJpegHeader& header = m_decoder->ReadHeader();
   if (SSize{header.width, header.height} != m_stored || header.components != m_markers.components) {
-    throw DamagedError("The JPEG file has contradictory headers");
+    throw CDamagedError("The JPEG file has contradictory headers");
   }
   return *m_decoder;
 }
 
-void JpegImage::Read(SQvPicBuf& picture, RenderGuard& guard) {
-  JpegDecoder& decoder = Decoder();
+void CJpegImage::Read(SQvPicBuf& picture, CRenderGuard& guard) {
+  CJpegDecoder& decoder = Decoder();
   const bool inverted = m_markers.components == 4 && m_markers.hasAdobe;
   decoder.Start({}, guard);
   auto* const pixels = static_cast<std::uint8_t*>(picture.data);
@@ -62,10 +64,10 @@ void JpegImage::Read(SQvPicBuf& picture, RenderGuard& guard) {
     return decoder.ReadRows(pixels, picture.widthBytes, m_stored.height);
   }
   const std::size_t rowBytes = std::size_t{m_stored.width} * decoder.OutputComponents();
-  const OrientedPlacement placement(m_stored, m_orientation, decoder.OutputComponents(), pixels, picture.widthBytes);
-  std::vector<std::uint8_t> rows = guard.NewVector<std::uint8_t>(rowBytes * kRowsAtOnce);
+  const COrientedPlacement placement(m_stored, m_orientation, decoder.OutputComponents(), pixels, picture.widthBytes);
+  std::vector<std::uint8_t> rows = guard.NewVector<std::uint8_t>(rowBytes * kBandRows);
   for (std::uint32_t y = 0; y < m_stored.height;) {
-    const std::uint32_t count = std::min(kRowsAtOnce, m_stored.height - y);
+    const std::uint32_t count = std::min(kBandRows, m_stored.height - y);
     decoder.ReadRows(rows.data(), rowBytes, count);
     if (inverted) InvertRow(rows.data(), rowBytes * count);
     for (std::uint32_t i = 0; i < count; ++i) placement.PlaceRow(y + i, rows.data() + i * rowBytes);
@@ -73,52 +75,52 @@ void JpegImage::Read(SQvPicBuf& picture, RenderGuard& guard) {
   }
 }
 
-std::optional<SAveragedPicture> JpegImage::AverageMeans(const SRenderRequest& request, RenderGuard& guard) const {
-  if (m_markers.frameMarker > 0xC2 || m_markers.precision != 8) return std::nullopt;
+std::optional<SAveragedPicture> CJpegImage::AverageMeans(const SRenderRequest& request, CRenderGuard& guard) const {
+  if (m_markers.frameMarker > kMarkerSof2 || m_markers.precision != 8) return std::nullopt;
   const SSize wanted = ReducedSize(m_stored, {request.width, request.height}, m_orientation);
   if (JpegScaleFor(m_stored, wanted, request.fast) != 1) return std::nullopt;
-  // Colour that is sampled less often needs finer means; where quality counts, and for odd samplings, libjpeg makes
+  // Chroma that is sampled less often needs finer means; where quality counts, and for odd samplings, libjpeg makes
   // them.
-  const auto spares = [&](std::uint32_t blockSide) {
+  const auto leavesTwo = [&](std::uint32_t blockSide) {
     return m_stored.width / (blockSide * m_markers.subsamplingX) >= 2 * wanted.width &&
            m_stored.height / (blockSide * m_markers.subsamplingY) >= 2 * wanted.height;
   };
-  const bool fineColor = !spares(8);
-  if (fineColor && (!request.fast || !spares(4))) return std::nullopt;
-  const auto means = ReadJpegDcPicture(*m_input, fineColor, guard);
+  const bool quarterBlockChroma = !leavesTwo(8);
+  if (quarterBlockChroma && (!request.fast || !leavesTwo(4))) return std::nullopt;
+  const auto means = ReadBlockMeans(*m_input, quarterBlockChroma, guard);
   if (!means) return std::nullopt;
-  return AverageDcPicture(*means, wanted, guard);
+  return AverageBlockMeans(*means, wanted, guard);
 }
 
 // The size that the scale has to cover. libjpeg makes up for colour that is sampled less often, but only as far as it
 // is so along both axes.
-SSize JpegImage::FinestNeeded(const SRenderRequest& request) const noexcept {
+SSize CJpegImage::SizeToCover(const SRenderRequest& request) const noexcept {
   SSize wanted = ReducedSize(m_stored, {request.width, request.height}, m_orientation);
-  const auto spared = [&](std::uint32_t own, std::uint32_t other) {
+  const auto coarsening = [&](std::uint32_t own, std::uint32_t other) {
     const std::uint32_t uneven = own / std::min(own, other);
     return request.fast ? std::max(uneven / 2, 1u) : uneven;
   };
-  wanted.width *= spared(m_markers.subsamplingX, m_markers.subsamplingY);
-  wanted.height *= spared(m_markers.subsamplingY, m_markers.subsamplingX);
+  wanted.width *= coarsening(m_markers.subsamplingX, m_markers.subsamplingY);
+  wanted.height *= coarsening(m_markers.subsamplingY, m_markers.subsamplingX);
   return wanted;
 }
 
-SAveragedPicture JpegImage::AverageDecoded(const SRenderRequest& request, RenderGuard& guard) {
-  JpegDecoder& decoder = Decoder();
+SAveragedPicture CJpegImage::AverageDecoded(const SRenderRequest& request, CRenderGuard& guard) {
+  CJpegDecoder& decoder = Decoder();
   const SSize displayed{request.width, request.height};
-  SJpegDecode how;
-  how.scale = JpegScaleFor(m_stored, FinestNeeded(request), request.fast);
+  SJpegDecodeOptions how;
+  how.scale = JpegScaleFor(m_stored, SizeToCover(request), request.fast);
   // Where nothing is averaged, coarse colour would show.
   how.fast = request.fast && ReducedSize(m_stored, displayed, m_orientation) != m_stored;
   decoder.Start(how, guard);
   const SSize scaled = decoder.OutputSize();
   const std::uint32_t components = decoder.OutputComponents();
   const SSourceAxis x = decoder.AxisX(), y = decoder.AxisY();
-  AreaReducer reducer(x, y, ReducedSize(x, y, displayed, m_orientation), components, ESampleType::kU8, guard);
+  CAreaReducer reducer(x, y, ReducedSize(x, y, displayed, m_orientation), components, ESampleType::kU8, guard);
   const std::size_t rowBytes = std::size_t{scaled.width} * components;
-  std::vector<std::uint8_t> rows = guard.NewVector<std::uint8_t>(rowBytes * kRowsAtOnce);
+  std::vector<std::uint8_t> rows = guard.NewVector<std::uint8_t>(rowBytes * kBandRows);
   for (std::uint32_t row = 0; row < scaled.height;) {
-    const std::uint32_t count = std::min(kRowsAtOnce, scaled.height - row);
+    const std::uint32_t count = std::min(kBandRows, scaled.height - row);
     decoder.ReadRows(rows.data(), rowBytes, count);
     reducer.AddBand(0, row, scaled.width, count, rows.data(), rowBytes);
     row += count;
@@ -126,18 +128,18 @@ SAveragedPicture JpegImage::AverageDecoded(const SRenderRequest& request, Render
   return reducer.Finish();
 }
 
-void JpegImage::Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) {
+void CJpegImage::Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) {
   std::optional<SAveragedPicture> averages = AverageMeans(request, guard);
   if (!averages) averages = AverageDecoded(request, guard);
-  SShow show;
+  SDisplaySettings show;
   show.model = ModelOf(averages->components);
   show.inverted = m_markers.components == 4 && m_markers.hasAdobe;
   show.profile = m_markers.profile;
   show.orientation = m_orientation;
-  ShowAveraged(*averages, show, picture);
+  DisplayAverages(*averages, show, picture);
 }
 
-SImageMetadata JpegImage::Metadata() {
+SImageMetadata CJpegImage::Metadata() {
   SImageMetadata metadata = PlainMetadata(m_info, "JPEG", m_markers.components == 1 ? 1 : 3);
   ApplyExif(m_markers.exif, metadata);
   SetIfEmpty(metadata.text.description, TextOf(m_markers.comment));

@@ -1,16 +1,10 @@
 #include "platform/imageformats/jpeg/jpeg_scans.h"
 
+#include "platform/imageformats/jpeg/stream/coding.h"
+
 namespace imageformats {
 
 namespace {
-
-constexpr double kTolerance = 2.0;  // grey levels, for kUsable
-
-// Natural position (row * 8 + column) of the kth coefficient in zigzag order (T.81, figure A.6).
-constexpr int kNatural[DCTSIZE2] = {0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,
-                                    12, 19, 26, 33, 40, 48, 41, 34, 27, 20, 13, 6,  7,  14, 21, 28,
-                                    35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23, 30, 37, 44, 51,
-                                    58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
 
 int ScaledSize(const jpeg_component_info& component) noexcept {
 #if JPEG_LIB_VERSION >= 70
@@ -28,25 +22,26 @@ double Uncertainty(const JQUANT_TBL* table, int natural, int missingBits) noexce
   return static_cast<double>((1 << missingBits) - 1) * step / 8.0;
 }
 
-bool HasCoefficients(const jpeg_decompress_struct& info, int index, EJpegScans need) noexcept {
+bool HasCoefficients(const jpeg_decompress_struct& info, int index, ENeededScans need) noexcept {
   const jpeg_component_info& component = info.comp_info[index];
   const int* missingBits = info.coef_bits[index];
   const JQUANT_TBL* table =
       component.quant_table != nullptr ? component.quant_table : info.quant_tbl_ptrs[component.quant_tbl_no];
-  const int size = need == EJpegScans::kAll ? DCTSIZE : ScaledSize(component);
+  const int size = need == ENeededScans::kAll ? DCTSIZE : ScaledSize(component);
   for (int k = 0; k < DCTSIZE2; ++k) {
-    const int natural = kNatural[k];
+    const int natural = kNaturalOrder[k];
     if (natural / DCTSIZE >= size || natural % DCTSIZE >= size) continue;
     if (missingBits[k] < 0) return false;
     if (missingBits[k] == 0) continue;
-    if (need != EJpegScans::kUsable || Uncertainty(table, natural, missingBits[k]) > kTolerance) return false;
+    if (need != ENeededScans::kWithinTolerance || Uncertainty(table, natural, missingBits[k]) > kToleratedGreyLevels)
+      return false;
   }
   return true;
 }
 
 }  // namespace
 
-bool HasScans(const jpeg_decompress_struct& info, EJpegScans need) noexcept {
+bool HasScans(const jpeg_decompress_struct& info, ENeededScans need) noexcept {
   if (info.coef_bits == nullptr) return false;
   for (int i = 0; i < info.num_components; ++i) {
     if (!HasCoefficients(info, i, need)) return false;

@@ -49,7 +49,7 @@ void InitCallbacks(jpeg_source_mgr& base) {
 
 }  // namespace
 
-void InitJpegSource(SJpegSource& source, const Input& input) noexcept {
+void InitJpegSource(SJpegSource& source, const CInput& input) noexcept {
   if (!input.IsFile()) return InitJpegSource(source, input.Memory());
   InitCallbacks(source.base);
   source.file = &input;

@@ -7,7 +7,7 @@
 
 #include <jpeglib.h>
 
-#include "platform/imageformats/common/input.h"
+#include "platform/imageformats/base/input.h"
 
 namespace imageformats {
 
@@ -15,14 +15,14 @@ namespace imageformats {
 // shows by libjpeg's warning, one that merely lacks the marker does not. Never fails by itself.
 struct SJpegSource {
   jpeg_source_mgr base;  // first: libjpeg knows only this part
-  const Input* file;     // null when reading memory
+  const CInput* file;    // null when reading memory
   std::uint64_t offset;  // of what will be read next
   std::uint64_t size;
   bool pastEnd;  // more was asked for than there is
   JOCTET buffer[32768];
 };
 
-void InitJpegSource(SJpegSource& source, const Input& input) noexcept;
+void InitJpegSource(SJpegSource& source, const CInput& input) noexcept;
 void InitJpegSource(SJpegSource& source, std::span<const std::uint8_t> memory) noexcept;
 // Position in the input of the next byte that libjpeg has not taken.
 std::uint64_t JpegSourcePosition(const SJpegSource& source) noexcept;

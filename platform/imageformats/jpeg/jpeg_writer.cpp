@@ -51,7 +51,7 @@ void OnTerminate(j_compress_ptr info) {
 
 }  // namespace
 
-struct JpegWriter::State {
+struct CJpegWriter::SState {
   jpeg_compress_struct info;
   SJpegErrors errors;
   SJpegDestination destination;
@@ -60,9 +60,9 @@ struct JpegWriter::State {
   const std::uint8_t* rows = nullptr;
   bool created = false;
 
-  explicit State(CQvByteArray& bytes) {
+  explicit SState(CQvByteArray& bytes) {
     info.err = InitJpegErrors(errors);
-    Run([](State& s) { jpeg_create_compress(&s.info); });
+    Run([](SState& s) { jpeg_create_compress(&s.info); });
     created = true;
     destination.bytes = &bytes;
     destination.base.init_destination = OnInit;
@@ -70,27 +70,27 @@ struct JpegWriter::State {
     destination.base.term_destination = OnTerminate;
     info.dest = &destination.base;
   }
-  ~State() {
+  ~SState() {
     if (created) jpeg_destroy_compress(&info);
   }
 
-  void Run(void (*step)(State&)) { RunJpeg(errors, *this, step); }
+  void Run(void (*step)(SState&)) { CallJpegLibrary(errors, *this, step); }
 };
 
-JpegWriter::JpegWriter(CQvByteArray& destination) : m_state(std::make_unique<State>(destination)) {}
-JpegWriter::~JpegWriter() = default;
+CJpegWriter::CJpegWriter(CQvByteArray& destination) : m_state(std::make_unique<SState>(destination)) {}
+CJpegWriter::~CJpegWriter() = default;
 
-void JpegWriter::SetFormat(const SQvImageInfo& format, double quality) {
+void CJpegWriter::SetFormat(const SQvImageInfo& format, double quality) {
   if (format.bpcInMemory != 8 || (format.components != 1 && format.components != 3)) {
-    throw DamagedError("JPEG files are written from 8-bit grey or RGB pictures only");
+    throw CDamagedError("JPEG files are written from 8-bit grey or RGB pictures only");
   }
   if (format.width == 0 || format.height == 0 || format.width > JPEG_MAX_DIMENSION ||
       format.height > JPEG_MAX_DIMENSION) {
-    throw DamagedError("A JPEG picture has 1 to 65500 pixels a side");
+    throw CDamagedError("A JPEG picture has 1 to 65500 pixels a side");
   }
-  if (format.widthBytes < format.width * format.components) throw DamagedError("The picture's rows are too short");
-  if (!(quality >= 0.0 && quality <= 1.0)) throw DamagedError("The quality must lie between 0 and 1");
-  State& s = *m_state;
+  if (format.widthBytes < format.width * format.components) throw CDamagedError("The picture's rows are too short");
+  if (!(quality >= 0.0 && quality <= 1.0)) throw CDamagedError("The quality must lie between 0 and 1");
+  SState& s = *m_state;
   s.destination.bytes->Clear();
   s.stride = format.widthBytes;
   s.quality = std::max(1, static_cast<int>(std::lround(quality * 100.0)));
@@ -98,16 +98,16 @@ void JpegWriter::SetFormat(const SQvImageInfo& format, double quality) {
   s.info.image_height = format.height;
   s.info.input_components = static_cast<int>(format.components);
   s.info.in_color_space = format.components == 1 ? JCS_GRAYSCALE : JCS_RGB;
-  s.Run([](State& state) {
+  s.Run([](SState& state) {
     jpeg_set_defaults(&state.info);
     jpeg_set_quality(&state.info, state.quality, TRUE);
     jpeg_start_compress(&state.info, TRUE);
   });
 }
 
-void JpegWriter::Write(const void* rows) {
+void CJpegWriter::Write(const void* rows) {
   m_state->rows = static_cast<const std::uint8_t*>(rows);
-  m_state->Run([](State& s) {
+  m_state->Run([](SState& s) {
     while (s.info.next_scanline < s.info.image_height) {
       // libjpeg's type has no const; it only reads.
       auto* row = const_cast<JSAMPROW>(s.rows + s.info.next_scanline * s.stride);
@@ -116,8 +116,8 @@ void JpegWriter::Write(const void* rows) {
   });
 }
 
-void JpegWriter::Finish() {
-  m_state->Run([](State& s) { jpeg_finish_compress(&s.info); });
+void CJpegWriter::Finish() {
+  m_state->Run([](SState& s) { jpeg_finish_compress(&s.info); });
 }
 
 }  // namespace imageformats

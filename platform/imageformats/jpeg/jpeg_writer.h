@@ -2,23 +2,23 @@
 
 #include <memory>
 
-#include "platform/imageformats/common/codec_module.h"
+#include "platform/imageformats/codec/codec_module.h"
 
 namespace imageformats {
 
 // Writes 8-bit grey or RGB as baseline JFIF into a byte array.
-class JpegWriter final : public PictureWriter {
+class CJpegWriter final : public IPictureWriter {
  public:
-  explicit JpegWriter(CQvByteArray& destination);
-  ~JpegWriter() override;
+  explicit CJpegWriter(CQvByteArray& destination);
+  ~CJpegWriter() override;
 
   void SetFormat(const SQvImageInfo& format, double quality) override;
   void Write(const void* rows) override;
   void Finish() override;
 
  private:
-  struct State;
-  std::unique_ptr<State> m_state;
+  struct SState;
+  std::unique_ptr<SState> m_state;
 };
 
 }  // namespace imageformats

@@ -13,55 +13,50 @@ namespace {
 
 constexpr std::uint8_t kSignature[8] = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A};
 
-std::uint32_t Word(const std::uint8_t* p) {
-  return static_cast<std::uint32_t>(p[0]) << 24 | static_cast<std::uint32_t>(p[1]) << 16 |
-         static_cast<std::uint32_t>(p[2]) << 8 | p[3];
-}
-
 struct SDecompressorFree {
   void operator()(libdeflate_decompressor* d) const { libdeflate_free_decompressor(d); }
 };
-using DecompressorPtr = std::unique_ptr<libdeflate_decompressor, SDecompressorFree>;
+using CDecompressorPtr = std::unique_ptr<libdeflate_decompressor, SDecompressorFree>;
 
-DecompressorPtr NewDecompressor() {
-  DecompressorPtr decompressor(libdeflate_alloc_decompressor());
+CDecompressorPtr NewDecompressor() {
+  CDecompressorPtr decompressor(libdeflate_alloc_decompressor());
   if (!decompressor) throw std::bad_alloc();
   return decompressor;
 }
 
 }  // namespace
 
-bool IsPng(const Input& input) noexcept {
+bool IsPng(const CInput& input) noexcept {
   const auto head = input.Head();
   return head.size() >= sizeof kSignature && std::memcmp(head.data(), kSignature, sizeof kSignature) == 0;
 }
 
-std::optional<SPngChunk> PngChunkAt(const Input& input, std::uint64_t offset) noexcept {
+std::optional<SPngChunk> PngChunkAt(const CInput& input, std::uint64_t offset) noexcept {
   std::uint8_t header[8];
   if (input.ReadAt(offset, header, sizeof header) != sizeof header) return std::nullopt;
-  const SPngChunk chunk{Word(header + 4), Word(header), offset + 8};
+  const SPngChunk chunk{PngWord(header + 4), PngWord(header), offset + 8};
   if (chunk.size > 0x7FFFFFFFu || chunk.data + chunk.size + 4 > input.Size()) return std::nullopt;
   return chunk;
 }
 
-bool AppendPngContent(const Input& input, const SPngChunk& chunk, std::uint8_t* out) {
+bool CopyPngContent(const CInput& input, const SPngChunk& chunk, std::uint8_t* out) {
   std::uint8_t tag[4], stored[4];
   if (input.ReadAt(chunk.data - 4, tag, 4) != 4) return false;
   if (input.ReadAt(chunk.data, out, chunk.size) != chunk.size) return false;
   if (input.ReadAt(chunk.data + chunk.size, stored, 4) != 4) return false;
-  return libdeflate_crc32(libdeflate_crc32(0, tag, 4), out, chunk.size) == Word(stored);
+  return libdeflate_crc32(libdeflate_crc32(0, tag, 4), out, chunk.size) == PngWord(stored);
 }
 
-std::optional<std::vector<std::uint8_t>> PngContent(const Input& input, const SPngChunk& chunk, std::size_t most) {
+std::optional<std::vector<std::uint8_t>> ReadPngContent(const CInput& input, const SPngChunk& chunk, std::size_t most) {
   if (chunk.size > most) return std::nullopt;
   std::vector<std::uint8_t> content(chunk.size + std::size_t{1});  // never null
-  if (!AppendPngContent(input, chunk, content.data())) return std::nullopt;
+  if (!CopyPngContent(input, chunk, content.data())) return std::nullopt;
   content.pop_back();
   return content;
 }
 
 std::optional<std::vector<std::uint8_t>> Inflate(std::span<const std::uint8_t> stream, std::size_t most) {
-  const DecompressorPtr decompressor = NewDecompressor();
+  const CDecompressorPtr decompressor = NewDecompressor();
   for (std::size_t size = std::min(std::max<std::size_t>(stream.size() * 4, 4096), most);; size *= 4) {
     std::vector<std::uint8_t> out(std::min(size, most));
     std::size_t actual = 0;
@@ -76,7 +71,7 @@ std::optional<std::vector<std::uint8_t>> Inflate(std::span<const std::uint8_t> s
 }
 
 bool InflateExactly(std::span<const std::uint8_t> stream, std::span<std::uint8_t> out) {
-  const DecompressorPtr decompressor = NewDecompressor();
+  const CDecompressorPtr decompressor = NewDecompressor();
   return libdeflate_zlib_decompress(decompressor.get(), stream.data(), stream.size(), out.data(), out.size(),
                                     nullptr) == LIBDEFLATE_SUCCESS;
 }

@@ -9,19 +9,19 @@ namespace imageformats {
 
 namespace {
 
-class PngCodecModule final : public CodecModule {
+class CPngCodecModule final : public CCodecModule {
  public:
   const char* Name() const noexcept override { return "PNG"; }
-  bool Matches(const Input& input) const noexcept override { return IsPng(input); }
-  std::unique_ptr<OpenedImage> Open(std::shared_ptr<const Input> input) const override {
-    return std::make_unique<PngImage>(std::move(input));
+  bool Matches(const CInput& input) const noexcept override { return IsPng(input); }
+  std::unique_ptr<COpenedImage> Open(std::shared_ptr<const CInput> input) const override {
+    return std::make_unique<CPngImage>(std::move(input));
   }
 };
 
 }  // namespace
 
-const CodecModule& PngCodec() noexcept {
-  static const PngCodecModule module;
+const CCodecModule& PngCodec() noexcept {
+  static const CPngCodecModule module;
   return module;
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "platform/imageformats/common/codec_module.h"
+#include "platform/imageformats/codec/codec_module.h"
 
 namespace imageformats {
 
 // PNG (ISO/IEC 15948), all colour types and depths, interlaced or not.
-const CodecModule& PngCodec() noexcept;
+const CCodecModule& PngCodec() noexcept;
 
 }  // namespace imageformats

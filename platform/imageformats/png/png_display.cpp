@@ -13,7 +13,7 @@ constexpr double kScreenGamma = 2.2;
 constexpr double kGammaTolerance = 0.05;  // differences below it are not seen; libpng's threshold
 
 // IEC 61966-2-1.
-double SrgbFromLight(double light) {
+double SrgbFromLinear(double light) {
   return light <= 0.0031308 ? 12.92 * light : 1.055 * std::pow(light, 1.0 / 2.4) - 0.055;
 }
 
@@ -25,14 +25,14 @@ bool NeedsCorrection(const SPngHeader& header) {
 
 }  // namespace
 
-void LayPngRowOverWhite(const PngPixels& pixels, std::uint8_t* row, std::uint32_t width) noexcept {
+void BlendPngRowOverWhite(const CPngRowConverter& pixels, std::uint8_t* row, std::uint32_t width) noexcept {
   if (!pixels.HasAlpha()) return;
   const std::uint32_t colors = pixels.Components() - 1;
   if (pixels.SampleBytes() == 2) {
     auto* wide = reinterpret_cast<std::uint16_t*>(row);
-    LayOverWhite(wide, width, colors, false, 65535, wide);
+    BlendOverWhite(wide, width, colors, false, 65535, wide);
   } else {
-    LayOverWhite(row, width, colors, false, row);
+    BlendOverWhite(row, width, colors, false, row);
   }
 }
 
@@ -40,7 +40,7 @@ void CorrectPngGamma(const SPngHeader& header, double most, SAveragedPicture& av
   if (!NeedsCorrection(header)) return;
   for (float& sample : averages.samples) {
     const double stored = std::clamp(static_cast<double>(sample) / most, 0.0, 1.0);
-    sample = static_cast<float>(most * SrgbFromLight(std::pow(stored, 1.0 / header.gamma)));
+    sample = static_cast<float>(most * SrgbFromLinear(std::pow(stored, 1.0 / header.gamma)));
   }
 }
 

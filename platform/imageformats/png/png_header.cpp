@@ -4,25 +4,20 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/imageformats/common/format_error.h"
-#include "platform/imageformats/common/text.h"
+#include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/base/text.h"
 #include "platform/imageformats/png/png_chunks.h"
 
 namespace imageformats {
 
 namespace {
 
-constexpr std::size_t kMaxAncillary = 4u << 20;  // bytes of one descriptive chunk, packed or not
+constexpr std::size_t kMaxAncillaryBytes = 4u << 20;  // bytes of one descriptive chunk, packed or not
 constexpr std::size_t kMaxTexts = 1000;
 constexpr std::size_t kMaxChunks = 1000000;
 constexpr std::uint32_t kMaxSide = 0x7FFFFFFFu;  // ISO/IEC 15948, 11.2.2
 
-using Bytes = std::vector<std::uint8_t>;
-
-std::uint32_t Word(const std::uint8_t* p) {
-  return static_cast<std::uint32_t>(p[0]) << 24 | static_cast<std::uint32_t>(p[1]) << 16 |
-         static_cast<std::uint32_t>(p[2]) << 8 | p[3];
-}
+using SBytes = std::vector<std::uint8_t>;
 
 bool IsDepthAllowed(std::uint8_t colorType, std::uint8_t depth) {
   switch (colorType) {
@@ -39,31 +34,31 @@ bool IsDepthAllowed(std::uint8_t colorType, std::uint8_t depth) {
   }
 }
 
-SPngHeader HeaderOf(const Bytes& content) {
-  if (content.size() != 13) throw DamagedError("The PNG header is damaged");
+SPngHeader ParseHeader(const SBytes& content) {
+  if (content.size() != 13) throw CDamagedError("The PNG header is damaged");
   SPngHeader header;
-  header.width = Word(content.data());
-  header.height = Word(content.data() + 4);
+  header.width = PngWord(content.data());
+  header.height = PngWord(content.data() + 4);
   header.bitDepth = content[8];
   header.colorType = content[9];
   header.interlaced = content[12] == 1;
   if (header.width == 0 || header.height == 0 || header.width > kMaxSide || header.height > kMaxSide) {
-    throw DamagedError("The PNG picture has an impossible size");
+    throw CDamagedError("The PNG picture has an impossible size");
   }
   if (!IsDepthAllowed(header.colorType, header.bitDepth) || content[10] != 0 || content[11] != 0 || content[12] > 1) {
-    throw DamagedError("The PNG header is damaged");
+    throw CDamagedError("The PNG header is damaged");
   }
   return header;
 }
 
 // iCCP and zTXt: a keyword, a zero byte, the method (0), a zlib stream.
-std::optional<Bytes> InflateNamed(const Bytes& content) {
+std::optional<SBytes> InflateNamed(const SBytes& content) {
   const auto zero = std::find(content.begin(), content.end(), std::uint8_t{0});
   if (content.end() - zero < 3 || zero[1] != 0) return std::nullopt;
-  return Inflate({zero + 2, content.end()}, kMaxAncillary);
+  return Inflate({zero + 2, content.end()}, kMaxAncillaryBytes);
 }
 
-void TakeAncillary(const SPngChunk& chunk, Bytes content, SPngHeader& header) {
+void ParseAncillary(const SPngChunk& chunk, SBytes content, SPngHeader& header) {
   switch (chunk.tag) {
     case PngTag("tRNS"):
       if ((header.colorType & 4) == 0) header.transparency = std::move(content);
@@ -72,7 +67,7 @@ void TakeAncillary(const SPngChunk& chunk, Bytes content, SPngHeader& header) {
       for (const std::uint8_t bits : content) header.significantBits = std::max(header.significantBits, bits);
       break;
     case PngTag("gAMA"):
-      if (content.size() == 4) header.gamma = Word(content.data()) / 100000.0;
+      if (content.size() == 4) header.gamma = PngWord(content.data()) / 100000.0;
       break;
     case PngTag("sRGB"):
       header.isSrgb = true;
@@ -90,19 +85,19 @@ void TakeAncillary(const SPngChunk& chunk, Bytes content, SPngHeader& header) {
 
 void CheckPalette(SPngHeader& header) {
   if (header.colorType == kPngPalette && (header.palette.empty() || header.palette.size() % 3 != 0)) {
-    throw DamagedError("The PNG file's palette is missing or damaged");
+    throw CDamagedError("The PNG file's palette is missing or damaged");
   }
   const std::size_t needed = header.colorType == kPngRgb ? 6 : header.colorType == kPngGrey ? 2 : 1;
   if (header.transparency.size() < needed) header.transparency.clear();
   if (header.significantBits > header.bitDepth) header.significantBits = 0;
 }
 
-std::string_view Chars(const Bytes& content, std::size_t from = 0) {
+std::string_view Chars(const SBytes& content, std::size_t from = 0) {
   return {reinterpret_cast<const char*>(content.data()) + from, content.size() - from};
 }
 
 // tEXt, zTXt and iTXt (11.3.4).
-std::optional<std::wstring> TextContent(std::uint32_t tag, const Bytes& content, std::size_t keyword) {
+std::optional<std::wstring> TextContent(std::uint32_t tag, const SBytes& content, std::size_t keyword) {
   if (tag == PngTag("tEXt")) return TextOfLatin1(Chars(content, std::min(keyword + 1, content.size()))).Str();
   if (tag == PngTag("zTXt")) {
     const auto text = InflateNamed(content);
@@ -113,16 +108,16 @@ std::optional<std::wstring> TextContent(std::uint32_t tag, const Bytes& content,
   auto from = std::find(content.begin() + static_cast<std::ptrdiff_t>(keyword) + 3, content.end(), std::uint8_t{0});
   if (from != content.end()) from = std::find(from + 1, content.end(), std::uint8_t{0});
   if (from == content.end()) return std::nullopt;
-  Bytes text(from + 1, content.end());
+  SBytes text(from + 1, content.end());
   if (packed) {
-    auto inflated = Inflate(text, kMaxAncillary);
+    auto inflated = Inflate(text, kMaxAncillaryBytes);
     if (!inflated) return std::nullopt;
     text = std::move(*inflated);
   }
   return TextOf(Chars(text)).Str();
 }
 
-void TakeText(const SPngChunk& chunk, const Bytes& content, SPngTexts& texts) {
+void ParseText(const SPngChunk& chunk, const SBytes& content, SPngTexts& texts) {
   if (chunk.tag == PngTag("tIME")) {
     if (content.size() == 7) {
       texts.modified = {content[0] * 256 + content[1], content[2], content[3], content[4], content[5], content[6]};
@@ -157,39 +152,39 @@ std::uint64_t SPngHeader::RowBytes() const noexcept {
   return (std::uint64_t{width} * StoredChannels() * bitDepth + 7) / 8;
 }
 
-SPngHeader ReadPngHeader(const Input& input) {
+SPngHeader ReadPngHeader(const CInput& input) {
   auto chunk = IsPng(input) ? FirstPngChunk(input) : std::nullopt;
-  if (!chunk || chunk->tag != PngTag("IHDR")) throw DamagedError("The file is not a PNG file");
-  const auto content = PngContent(input, *chunk, 13);
-  if (!content) throw DamagedError("The PNG header is damaged");
-  SPngHeader header = HeaderOf(*content);
+  if (!chunk || chunk->tag != PngTag("IHDR")) throw CDamagedError("The file is not a PNG file");
+  const auto content = ReadPngContent(input, *chunk, 13);
+  if (!content) throw CDamagedError("The PNG header is damaged");
+  SPngHeader header = ParseHeader(*content);
   for (std::size_t count = 0; count < kMaxChunks; ++count) {
     chunk = NextPngChunk(input, *chunk);
     if (!chunk || chunk->tag == PngTag("IEND")) break;
     if (chunk->tag == PngTag("IDAT")) {
-      header.firstData = chunk->data - 8;
+      header.firstIdat = chunk->data - 8;
       CheckPalette(header);
       return header;
     }
     if (IsTextChunk(chunk->tag)) continue;
-    auto bytes = PngContent(input, *chunk, chunk->tag == PngTag("PLTE") ? 768 : kMaxAncillary);
-    if (!bytes && chunk->IsCritical()) throw DamagedError("The PNG file is damaged");
+    auto bytes = ReadPngContent(input, *chunk, chunk->tag == PngTag("PLTE") ? 768 : kMaxAncillaryBytes);
+    if (!bytes && chunk->IsCritical()) throw CDamagedError("The PNG file is damaged");
     if (!bytes) continue;
     if (chunk->tag == PngTag("PLTE")) {
       header.palette = std::move(*bytes);
     } else {
-      TakeAncillary(*chunk, std::move(*bytes), header);
+      ParseAncillary(*chunk, std::move(*bytes), header);
     }
   }
-  throw DamagedError("The PNG file ends before its picture begins");
+  throw CDamagedError("The PNG file ends before its picture begins");
 }
 
-SPngTexts ReadPngTexts(const Input& input) {
+SPngTexts ReadPngTexts(const CInput& input) {
   SPngTexts texts;
   auto chunk = IsPng(input) ? FirstPngChunk(input) : std::nullopt;
   for (std::size_t count = 0; chunk && count < kMaxChunks; ++count) {
     if (IsTextChunk(chunk->tag)) {
-      if (const auto content = PngContent(input, *chunk, kMaxAncillary)) TakeText(*chunk, *content, texts);
+      if (const auto content = ReadPngContent(input, *chunk, kMaxAncillaryBytes)) ParseText(*chunk, *content, texts);
     }
     chunk = NextPngChunk(input, *chunk);
   }

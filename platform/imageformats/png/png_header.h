@@ -6,11 +6,11 @@
 #include <utility>
 #include <vector>
 
-#include "platform/imageformats/common/input.h"
+#include "platform/imageformats/base/input.h"
 
 namespace imageformats {
 
-enum EPngColor : std::uint8_t { kPngGrey = 0, kPngRgb = 2, kPngPalette = 3, kPngGreyAlpha = 4, kPngRgba = 6 };
+enum EPngColorType : std::uint8_t { kPngGrey = 0, kPngRgb = 2, kPngPalette = 3, kPngGreyAlpha = 4, kPngRgba = 6 };
 
 // What the chunks before the pixels say (PNG, ISO/IEC 15948).
 struct SPngHeader {
@@ -26,7 +26,7 @@ struct SPngHeader {
   bool isSrgb = false;
   std::vector<std::uint8_t> profile;  // ICC
   std::vector<std::uint8_t> exif;
-  std::uint64_t firstData = 0;  // offset of the first IDAT chunk
+  std::uint64_t firstIdat = 0;  // offset of the first IDAT chunk
 
   std::uint32_t StoredChannels() const noexcept;  // samples per pixel in the file
   // Bytes of a row as filtered, without the filter's own byte.
@@ -34,15 +34,15 @@ struct SPngHeader {
   bool HasAlpha() const noexcept { return (colorType & 4) != 0 || !transparency.empty(); }
 };
 
-// Reads up to the first data chunk. Throws DamagedError when the file is no PNG, a critical chunk is missing or
+// Reads up to the first data chunk. Throws CDamagedError when the file is no PNG, a critical chunk is missing or
 // damaged, or the header is impossible. Damaged ancillary chunks are passed over.
-SPngHeader ReadPngHeader(const Input& input);
+SPngHeader ReadPngHeader(const CInput& input);
 
 struct SPngTexts {
   std::vector<std::pair<std::string, std::wstring>> texts;  // keyword, text
   std::array<int, 6> modified{};                            // tIME: year, month, day, hour, minute, second; 0 unknown
 };
 // The texts of the whole file, those behind the pixels included. Damage ends the reading without an error.
-SPngTexts ReadPngTexts(const Input& input);
+SPngTexts ReadPngTexts(const CInput& input);
 
 }  // namespace imageformats

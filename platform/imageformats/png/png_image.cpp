@@ -2,19 +2,19 @@
 
 #include <utility>
 
-#include "platform/imageformats/common/exif.h"
+#include "platform/imageformats/codec/exif.h"
 #include "platform/imageformats/png/png_display.h"
 #include "platform/imageformats/png/png_rows.h"
 #include "platform/imageformats/png/png_texts.h"
-#include "platform/imageformats/render/show.h"
+#include "platform/imageformats/render/display.h"
 
 namespace imageformats {
 
 namespace {
 
-constexpr std::uint32_t kRowsAtOnce = 16;
+constexpr std::uint32_t kBandRows = 16;
 
-SQvImageInfo InfoOf(const SPngHeader& header, const PngPixels& pixels, SSize displayed) {
+SQvImageInfo InfoOf(const SPngHeader& header, const CPngRowConverter& pixels, SSize displayed) {
   SQvImageInfo info = PlainInfo(displayed, pixels.Components(), static_cast<std::uint8_t>(8 * pixels.SampleBytes()));
   if (header.bitDepth == 16 && header.significantBits != 0) info.bpcSignificant = header.significantBits;
   info.compression = kQvCompressionLossless;
@@ -23,7 +23,7 @@ SQvImageInfo InfoOf(const SPngHeader& header, const PngPixels& pixels, SSize dis
 
 }  // namespace
 
-PngImage::PngImage(std::shared_ptr<const Input> input)
+CPngImage::CPngImage(std::shared_ptr<const CInput> input)
     : m_input(std::move(input)),
       m_header(ReadPngHeader(*m_input)),
       m_pixels(m_header),
@@ -31,15 +31,15 @@ PngImage::PngImage(std::shared_ptr<const Input> input)
       m_orientation(ExifOrientation(m_header.exif)),
       m_info(InfoOf(m_header, m_pixels, DisplayedSize(m_stored, m_orientation))) {}
 
-void PngImage::Read(SQvPicBuf& picture, RenderGuard& guard) {
-  const std::unique_ptr<PngRows> rows = OpenPngRows(m_input, m_header, guard);
-  const OrientedPlacement placement(m_stored, m_orientation, m_pixels.Components() * m_pixels.SampleBytes(),
-                                    picture.data, picture.widthBytes);
+void CPngImage::Read(SQvPicBuf& picture, CRenderGuard& guard) {
+  const std::unique_ptr<IPngRowSource> rows = OpenPngRows(m_input, m_header, guard);
+  const COrientedPlacement placement(m_stored, m_orientation, m_pixels.Components() * m_pixels.SampleBytes(),
+                                     picture.data, picture.widthBytes);
   // In 16-bit units, for alignment.
   std::vector<std::uint16_t> buffer = guard.NewVector<std::uint16_t>((m_pixels.RowBytes() + 1) / 2);
   auto* converted = reinterpret_cast<std::uint8_t*>(buffer.data());
   for (std::uint32_t y = 0; y < m_stored.height;) {
-    const PngRows::SBand band = rows->NextBand(kRowsAtOnce);
+    const IPngRowSource::SBand band = rows->NextBand(kBandRows);
     for (std::uint32_t i = 0; i < band.count; ++i, ++y) {
       m_pixels.Convert(band.rows + i * band.stride, converted);
       placement.PlaceRow(y, converted);
@@ -47,20 +47,20 @@ void PngImage::Read(SQvPicBuf& picture, RenderGuard& guard) {
   }
 }
 
-SAveragedPicture PngImage::Average(SSize reduced, RenderGuard& guard) const {
-  const std::unique_ptr<PngRows> rows = OpenPngRows(m_input, m_header, guard);
+SAveragedPicture CPngImage::Average(SSize reduced, CRenderGuard& guard) const {
+  const std::unique_ptr<IPngRowSource> rows = OpenPngRows(m_input, m_header, guard);
   const std::uint32_t colors = m_pixels.Components() - (m_pixels.HasAlpha() ? 1 : 0);
   const ESampleType type = m_pixels.SampleBytes() == 2 ? ESampleType::kU16 : ESampleType::kU8;
-  AreaReducer reducer(m_stored, reduced, colors, type, guard);
+  CAreaReducer reducer(m_stored, reduced, colors, type, guard);
   const bool asStored = m_pixels.IsIdentity() && !m_pixels.HasAlpha();
   const std::size_t words = asStored ? 0 : (m_pixels.RowBytes() + 1) / 2;
-  std::vector<std::uint16_t> buffer = guard.NewVector<std::uint16_t>(words * kRowsAtOnce);
+  std::vector<std::uint16_t> buffer = guard.NewVector<std::uint16_t>(words * kBandRows);
   for (std::uint32_t y = 0; y < m_stored.height;) {
-    PngRows::SBand band = rows->NextBand(kRowsAtOnce);
+    IPngRowSource::SBand band = rows->NextBand(kBandRows);
     for (std::uint32_t i = 0; i < band.count && !asStored; ++i) {
       auto* row = reinterpret_cast<std::uint8_t*>(buffer.data() + i * words);
       m_pixels.Convert(band.rows + i * band.stride, row);
-      LayPngRowOverWhite(m_pixels, row, m_stored.width);
+      BlendPngRowOverWhite(m_pixels, row, m_stored.width);
     }
     if (!asStored) band = {reinterpret_cast<std::uint8_t*>(buffer.data()), words * 2, band.count};
     reducer.AddBand(0, y, m_stored.width, band.count, band.rows, band.stride);
@@ -69,20 +69,20 @@ SAveragedPicture PngImage::Average(SSize reduced, RenderGuard& guard) const {
   return reducer.Finish();
 }
 
-void PngImage::Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) {
+void CPngImage::Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) {
   const SSize reduced = ReducedSize(m_stored, {request.width, request.height}, m_orientation);
   SAveragedPicture averages = Average(reduced, guard);
-  SShow show;
+  SDisplaySettings show;
   show.model = averages.components == 1 ? EColorModel::kGrey : EColorModel::kRgb;
   show.nominal = NominalRange(m_info.bpcInMemory);
   show.stretch = m_info.bpcSignificant > 8;
   show.profile = m_header.profile;
   show.orientation = m_orientation;
   CorrectPngGamma(m_header, show.nominal.high, averages);
-  ShowAveraged(averages, show, picture);
+  DisplayAverages(averages, show, picture);
 }
 
-SImageMetadata PngImage::Metadata() {
+SImageMetadata CPngImage::Metadata() {
   const bool isColor = (m_header.colorType & 2) != 0;
   SImageMetadata metadata = PlainMetadata(m_info, "PNG", isColor ? 3 : 1);
   ApplyPngTexts(ReadPngTexts(*m_input), metadata);

@@ -2,31 +2,31 @@
 
 #include <memory>
 
-#include "platform/imageformats/common/codec_module.h"
+#include "platform/imageformats/codec/codec_module.h"
 #include "platform/imageformats/png/png_header.h"
-#include "platform/imageformats/png/png_pixels.h"
+#include "platform/imageformats/png/png_row_converter.h"
 #include "platform/imageformats/render/area_reducer.h"
 #include "platform/imageformats/render/orientation.h"
 
 namespace imageformats {
 
 // An opened PNG file. Opening reads the chunks before the pixels.
-class PngImage final : public OpenedImage {
+class CPngImage final : public COpenedImage {
  public:
-  explicit PngImage(std::shared_ptr<const Input> input);
+  explicit CPngImage(std::shared_ptr<const CInput> input);
 
   const SQvImageInfo& Info() const override { return m_info; }
-  void Read(SQvPicBuf& picture, RenderGuard& guard) override;
-  void Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) override;
+  void Read(SQvPicBuf& picture, CRenderGuard& guard) override;
+  void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) override;
   SImageMetadata Metadata() override;
 
  private:
   // Laid over white, on the scale of the samples.
-  SAveragedPicture Average(SSize reduced, RenderGuard& guard) const;
+  SAveragedPicture Average(SSize reduced, CRenderGuard& guard) const;
 
-  std::shared_ptr<const Input> m_input;
+  std::shared_ptr<const CInput> m_input;
   SPngHeader m_header;
-  PngPixels m_pixels;
+  CPngRowConverter m_pixels;
   SSize m_stored;
   EOrientation m_orientation;
   SQvImageInfo m_info;

@@ -4,33 +4,34 @@
 #include <cstdint>
 #include <memory>
 
-#include "platform/imageformats/common/input.h"
+#include "platform/imageformats/base/input.h"
+#include "platform/imageformats/base/render_guard.h"
 #include "platform/imageformats/png/png_header.h"
-#include "platform/imageformats/render/render_guard.h"
 
 namespace imageformats {
 
 // Rows of a PNG picture as stored (packed bits, big-endian samples), unfiltered and in order.
-class PngRows {
+class IPngRowSource {
  public:
-  virtual ~PngRows() = default;
+  virtual ~IPngRowSource() = default;
   struct SBand {
     const std::uint8_t* rows = nullptr;  // valid until the next call
     std::size_t stride = 0;
     std::uint32_t count = 0;
   };
-  // The next rows, at least one and at most `most`. Throws DamagedError.
+  // The next rows, at least one and at most `most`. Throws CDamagedError.
   virtual SBand NextBand(std::uint32_t most) = 0;
 };
 
 // Chooses the way to decode: pictures that are small enough are inflated in one go, which is twice as fast; all others,
 // interlaced ones and whatever is odd about the data goes through libpng, whose verdict counts. `guard` must outlive
 // the rows.
-std::unique_ptr<PngRows> OpenPngRows(std::shared_ptr<const Input> input, const SPngHeader& header, RenderGuard& guard);
+std::unique_ptr<IPngRowSource> OpenPngRows(std::shared_ptr<const CInput> input, const SPngHeader& header,
+                                           CRenderGuard& guard);
 
-// The two ways. OpenWholePng gives nothing when the picture is not for it.
-std::unique_ptr<PngRows> OpenWholePng(const Input& input, const SPngHeader& header, RenderGuard& guard);
-std::unique_ptr<PngRows> OpenLibraryPng(std::shared_ptr<const Input> input, const SPngHeader& header,
-                                        RenderGuard& guard);
+// The two ways. OpenWholePngRows gives nothing when the picture is not for it.
+std::unique_ptr<IPngRowSource> OpenWholePngRows(const CInput& input, const SPngHeader& header, CRenderGuard& guard);
+std::unique_ptr<IPngRowSource> OpenLibpngRows(std::shared_ptr<const CInput> input, const SPngHeader& header,
+                                              CRenderGuard& guard);
 
 }  // namespace imageformats

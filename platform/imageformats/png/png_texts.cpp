@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/imageformats/common/exif.h"
-#include "platform/imageformats/common/text.h"
+#include "platform/imageformats/base/text.h"
+#include "platform/imageformats/codec/exif.h"
 #include "system/qvdatetime.h"
 
 namespace imageformats {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/imageformats/common/image_metadata.h"
+#include "platform/imageformats/codec/image_metadata.h"
 #include "platform/imageformats/png/png_header.h"
 
 namespace imageformats {

@@ -10,28 +10,28 @@ std::uint8_t Add(unsigned a, unsigned b) noexcept { return static_cast<std::uint
 
 // The samples of one pixel, in the vector type that GCC and Clang share. They stay in one register from pixel to pixel,
 // because each pixel waits for its left neighbour.
-using Lanes = std::int16_t __attribute__((vector_size(16)));
-using Bytes = std::uint8_t __attribute__((vector_size(8)));
+using SLanes = std::int16_t __attribute__((vector_size(16)));
+using SBytes = std::uint8_t __attribute__((vector_size(8)));
 
-Lanes Load(const std::uint8_t* p, std::size_t bytes) noexcept {
-  Bytes loaded = {};
+SLanes Load(const std::uint8_t* p, std::size_t bytes) noexcept {
+  SBytes loaded = {};
   std::memcpy(&loaded, p, bytes);
-  return __builtin_convertvector(loaded, Lanes);
+  return __builtin_convertvector(loaded, SLanes);
 }
 
 template <std::size_t kPixel>
-void Store(std::uint8_t* p, Lanes lanes) noexcept {
-  const Bytes bytes = __builtin_convertvector(lanes, Bytes);
+void Store(std::uint8_t* p, SLanes lanes) noexcept {
+  const SBytes bytes = __builtin_convertvector(lanes, SBytes);
   std::memcpy(p, &bytes, kPixel);
 }
 
-Lanes Absolute(Lanes v) noexcept { return v > -v ? v : -v; }
+SLanes Absolute(SLanes v) noexcept { return v > -v ? v : -v; }
 
-Lanes PaethPredictor(Lanes left, Lanes up, Lanes upLeft) noexcept {
-  const Lanes towardsLeft = up - upLeft, towardsUp = left - upLeft;
-  const Lanes pa = Absolute(towardsLeft), pb = Absolute(towardsUp), pc = Absolute(towardsLeft + towardsUp);
-  const Lanes least = pa < pb ? pa : pb;
-  const Lanes nearest = pb < pa ? up : left;
+SLanes PaethPredictor(SLanes left, SLanes up, SLanes upLeft) noexcept {
+  const SLanes towardsLeft = up - upLeft, towardsUp = left - upLeft;
+  const SLanes pa = Absolute(towardsLeft), pb = Absolute(towardsUp), pc = Absolute(towardsLeft + towardsUp);
+  const SLanes least = pa < pb ? pa : pb;
+  const SLanes nearest = pb < pa ? up : left;
   return pc < least ? upLeft : nearest;
 }
 
@@ -54,7 +54,7 @@ void Up(std::uint8_t* __restrict row, const std::uint8_t* __restrict above, std:
 
 template <std::size_t kPixel>
 void Average(std::uint8_t* row, const std::uint8_t* above, std::size_t bytes) noexcept {
-  Lanes left = {};
+  SLanes left = {};
   ForEachPixel<kPixel>(bytes, [&](std::size_t i, std::size_t size) {
     left = (Load(row + i, size) + ((left + Load(above + i, size)) >> 1)) & 255;
     Store<kPixel>(row + i, left);
@@ -63,9 +63,9 @@ void Average(std::uint8_t* row, const std::uint8_t* above, std::size_t bytes) no
 
 template <std::size_t kPixel>
 void Paeth(std::uint8_t* row, const std::uint8_t* above, std::size_t bytes) noexcept {
-  Lanes left = {}, upLeft = {};
+  SLanes left = {}, upLeft = {};
   ForEachPixel<kPixel>(bytes, [&](std::size_t i, std::size_t size) {
-    const Lanes up = Load(above + i, size);
+    const SLanes up = Load(above + i, size);
     left = (Load(row + i, size) + PaethPredictor(left, up, upLeft)) & 255;
     upLeft = up;
     Store<kPixel>(row + i, left);

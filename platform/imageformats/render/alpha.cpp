@@ -23,13 +23,13 @@ void Lay(const T* row, std::size_t pixels, std::uint32_t colors, bool premultipl
 
 }  // namespace
 
-void LayOverWhite(const std::uint8_t* row, std::size_t pixels, std::uint32_t colorComponents, bool premultiplied,
-                  std::uint8_t* out) noexcept {
+void BlendOverWhite(const std::uint8_t* row, std::size_t pixels, std::uint32_t colorComponents, bool premultiplied,
+                    std::uint8_t* out) noexcept {
   Lay<std::uint8_t>(row, pixels, colorComponents, premultiplied, 255, out);
 }
 
-void LayOverWhite(const std::uint16_t* row, std::size_t pixels, std::uint32_t colorComponents, bool premultiplied,
-                  std::uint16_t white, std::uint16_t* out) noexcept {
+void BlendOverWhite(const std::uint16_t* row, std::size_t pixels, std::uint32_t colorComponents, bool premultiplied,
+                    std::uint16_t white, std::uint16_t* out) noexcept {
   Lay<std::uint16_t>(row, pixels, colorComponents, premultiplied, std::max<std::uint32_t>(white, 1), out);
 }
 

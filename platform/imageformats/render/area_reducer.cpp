@@ -2,19 +2,19 @@
 
 #include <algorithm>
 
-#include "platform/imageformats/common/format_error.h"
+#include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/render/reducer_kernel.h"
 
 namespace imageformats {
 
 namespace {
 
-using KernelPtr = std::unique_ptr<AreaReducer::Kernel>;
+using CKernelPtr = std::unique_ptr<CAreaReducer::CKernel>;
 
-KernelPtr MakeKernel(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components,
-                     ESampleType type, RenderGuard& guard) {
-  const auto make = [&]<class T>(T) -> KernelPtr {
-    return std::make_unique<TypedKernel<T>>(x, y, result, components, guard);
+CKernelPtr MakeKernel(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components,
+                      ESampleType type, CRenderGuard& guard) {
+  const auto make = [&]<class T>(T) -> CKernelPtr {
+    return std::make_unique<CTypedKernel<T>>(x, y, result, components, guard);
   };
   switch (type) {
     case ESampleType::kU8:
@@ -38,7 +38,7 @@ KernelPtr MakeKernel(const SSourceAxis& x, const SSourceAxis& y, SSize result, s
     case ESampleType::kF64:
       return make(double{});
   }
-  throw DamagedError("The pixels are of an unknown type");
+  throw CDamagedError("The pixels are of an unknown type");
 }
 
 }  // namespace
@@ -65,31 +65,31 @@ std::size_t SampleBytes(ESampleType type) noexcept {
 
 SSize ReducedSize(const SSourceAxis& x, const SSourceAxis& y, SSize displayedRequest, EOrientation o) noexcept {
   const SSize wanted = DisplayedSize(displayedRequest, o);
-  return {std::min(wanted.width, MaxResult(x)), std::min(wanted.height, MaxResult(y))};
+  return {std::min(wanted.width, MaxResultPixels(x)), std::min(wanted.height, MaxResultPixels(y))};
 }
 
 SSize ReducedSize(SSize stored, SSize displayedRequest, EOrientation o) noexcept {
-  return ReducedSize(SourceAxis(stored.width), SourceAxis(stored.height), displayedRequest, o);
+  return ReducedSize(PlainAxis(stored.width), PlainAxis(stored.height), displayedRequest, o);
 }
 
-AreaReducer::AreaReducer(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components,
-                         ESampleType type, RenderGuard& guard)
+CAreaReducer::CAreaReducer(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components,
+                           ESampleType type, CRenderGuard& guard)
     : m_kernel(MakeKernel(x, y, result, components, type, guard)) {}
 
-AreaReducer::AreaReducer(SSize source, SSize result, std::uint32_t components, ESampleType type, RenderGuard& guard)
-    : AreaReducer(SourceAxis(source.width), SourceAxis(source.height), result, components, type, guard) {}
+CAreaReducer::CAreaReducer(SSize source, SSize result, std::uint32_t components, ESampleType type, CRenderGuard& guard)
+    : CAreaReducer(PlainAxis(source.width), PlainAxis(source.height), result, components, type, guard) {}
 
-AreaReducer::AreaReducer(AreaReducer&&) noexcept = default;
-AreaReducer& AreaReducer::operator=(AreaReducer&&) noexcept = default;
-AreaReducer::~AreaReducer() = default;
+CAreaReducer::CAreaReducer(CAreaReducer&&) noexcept = default;
+CAreaReducer& CAreaReducer::operator=(CAreaReducer&&) noexcept = default;
+CAreaReducer::~CAreaReducer() = default;
 
-void AreaReducer::AddBand(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, const void* data,
-                          std::size_t stride) {
+void CAreaReducer::AddBand(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height,
+                           const void* data, std::size_t stride) {
   m_kernel->AddBand(x, y, width, height, data, stride);
 }
 
-bool AreaReducer::IsComplete() const noexcept { return m_kernel->IsComplete(); }
+bool CAreaReducer::IsComplete() const noexcept { return m_kernel->IsComplete(); }
 
-SAveragedPicture AreaReducer::Finish() { return m_kernel->Finish(); }
+SAveragedPicture CAreaReducer::Finish() { return m_kernel->Finish(); }
 
 }  // namespace imageformats

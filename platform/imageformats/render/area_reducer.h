@@ -5,8 +5,8 @@
 #include <memory>
 #include <vector>
 
+#include "platform/imageformats/base/render_guard.h"
 #include "platform/imageformats/render/orientation.h"
-#include "platform/imageformats/render/render_guard.h"
 
 namespace imageformats {
 
@@ -23,21 +23,21 @@ struct SAveragedPicture {
 
 // One axis of a source. `pixels` samples lie on it, each `pitch` units wide, over an extent of `extent` units; the last
 // may stick out. A decoder that scales by M/8 delivers ceil(n * M / 8) samples for n: {ceil(n*M/8), 8, n*M} keeps the
-// average exact. Plain sources: SourceAxis(n).
+// average exact. Plain sources: PlainAxis(n).
 struct SSourceAxis {
   std::uint32_t pixels = 0;
   std::uint64_t pitch = 1;
   std::uint64_t extent = 0;
 };
-constexpr SSourceAxis SourceAxis(std::uint32_t pixels) noexcept { return {pixels, 1, pixels}; }
+constexpr SSourceAxis PlainAxis(std::uint32_t pixels) noexcept { return {pixels, 1, pixels}; }
 // Whole samples that the axis covers: the most that a result may have.
-constexpr std::uint32_t MaxResult(const SSourceAxis& axis) noexcept {
+constexpr std::uint32_t MaxResultPixels(const SSourceAxis& axis) noexcept {
   const std::uint64_t whole = axis.extent / axis.pitch;
   return whole == 0 ? 1 : static_cast<std::uint32_t>(whole);
 }
 
 // The size a codec reduces a stored picture to: the request turned back into stored orientation, along each axis not
-// more than the source has. ShowAveraged and DeliverRgb enlarge what remains.
+// more than the source has. DisplayAverages and OrientAndFitRgb enlarge what remains.
 SSize ReducedSize(const SSourceAxis& x, const SSourceAxis& y, SSize displayedRequest, EOrientation o) noexcept;
 SSize ReducedSize(SSize stored, SSize displayedRequest, EOrientation o) noexcept;
 
@@ -45,16 +45,16 @@ SSize ReducedSize(SSize stored, SSize displayedRequest, EOrientation o) noexcept
 // by their share. Bands may come in any order and size (rows, strips, tiles) as long as each source pixel comes once;
 // consecutive bands of the same columns are the fast case: they are summed downwards in small integers and only each
 // finished result row is summed across. Memory: the result in doubles and some rows.
-class AreaReducer {
+class CAreaReducer {
  public:
-  // `result` must lie within MaxResult of the axes and both be non-zero; DamagedError otherwise, and when memory is
-  // over the guard's limit.
-  AreaReducer(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, ESampleType type,
-              RenderGuard& guard);
-  AreaReducer(SSize source, SSize result, std::uint32_t components, ESampleType type, RenderGuard& guard);
-  AreaReducer(AreaReducer&&) noexcept;
-  AreaReducer& operator=(AreaReducer&&) noexcept;
-  ~AreaReducer();
+  // `result` must lie within MaxResultPixels of the axes and both be non-zero; CDamagedError otherwise, and when memory
+  // is over the guard's limit.
+  CAreaReducer(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, ESampleType type,
+               CRenderGuard& guard);
+  CAreaReducer(SSize source, SSize result, std::uint32_t components, ESampleType type, CRenderGuard& guard);
+  CAreaReducer(CAreaReducer&&) noexcept;
+  CAreaReducer& operator=(CAreaReducer&&) noexcept;
+  ~CAreaReducer();
 
   // Adds the rectangle at (x, y); what sticks out of the source (edge tiles) is ignored. `data` points to its first
   // sample, aligned for the type; rows lie `stride` bytes apart.
@@ -66,10 +66,10 @@ class AreaReducer {
   // The averages; where nothing was added, 0. The reducer is spent.
   SAveragedPicture Finish();
 
-  class Kernel;
+  class CKernel;
 
  private:
-  std::unique_ptr<Kernel> m_kernel;
+  std::unique_ptr<CKernel> m_kernel;
 };
 
 }  // namespace imageformats

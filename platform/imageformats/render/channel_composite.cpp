@@ -7,8 +7,8 @@ namespace imageformats {
 
 namespace {
 
-ColorTable TableOfColor(std::uint32_t color) {
-  ColorTable table;
+SLookupTable TableOfColor(std::uint32_t color) {
+  SLookupTable table;
   for (std::uint32_t v = 0; v < 256; ++v) {
     for (std::uint32_t k = 0; k < 3; ++k) {
       const std::uint32_t full = (color >> (16 - 8 * k)) & 0xFF;
@@ -48,7 +48,7 @@ std::vector<std::uint8_t> CompositeChannels(std::span<const SDisplayChannel> cha
   const std::size_t pixels = std::size_t{size.width} * size.height;
   std::vector<std::uint8_t> rgb(pixels * 3);
   for (const SDisplayChannel& channel : channels) {
-    const ColorTable table = channel.table ? *channel.table : TableOfColor(channel.color);
+    const SLookupTable table = channel.table ? *channel.table : TableOfColor(channel.color);
     for (std::size_t i = 0; i < pixels; ++i) {
       const std::uint8_t* color = &table[3 * std::size_t{ToneMapped(channel.samples[i], channel.range)}];
       for (std::size_t k = 0; k < 3; ++k) {

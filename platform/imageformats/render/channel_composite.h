@@ -11,14 +11,14 @@
 namespace imageformats {
 
 // 256 display colours, R G B.
-using ColorTable = std::array<std::uint8_t, 768>;
+using SLookupTable = std::array<std::uint8_t, 768>;
 
 // One channel of a composite: averages of one component, how they are stretched, and the colour of full intensity.
 struct SDisplayChannel {
   std::vector<float> samples;
   SDisplayRange range;
-  std::uint32_t color = 0xFFFFFF;           // 0x00RRGGBB
-  std::shared_ptr<const ColorTable> table;  // instead of the colour, when the file has one
+  std::uint32_t color = 0xFFFFFF;             // 0x00RRGGBB
+  std::shared_ptr<const SLookupTable> table;  // instead of the colour, when the file has one
 };
 
 // Colour of channel `index` of `count` when the file names none: grey for a single one; else red, green, blue, grey,

@@ -15,13 +15,13 @@ std::uint32_t ModelComponents(EColorModel model) noexcept;  // 1, 3, 4, 3
 
 // Turns pixels into sRGB bytes: through an embedded ICC profile when it is sound and fits the model; else grey and RGB
 // are taken as sRGB, CMYK as ideal inks, Lab by its definition. Owns its lcms2 objects. One thread at a time.
-class ColorTransform {
+class CColorTransform {
  public:
   // `profile` may be empty; an unusable one is ignored. Copies what it needs.
-  ColorTransform(EColorModel model, std::span<const std::uint8_t> profile);
-  ColorTransform(ColorTransform&&) noexcept;
-  ColorTransform& operator=(ColorTransform&&) noexcept;
-  ~ColorTransform();
+  CColorTransform(EColorModel model, std::span<const std::uint8_t> profile);
+  CColorTransform(CColorTransform&&) noexcept;
+  CColorTransform& operator=(CColorTransform&&) noexcept;
+  ~CColorTransform();
 
   // Whether pixels are shown as stored (grey or RGB without a profile, or with an sRGB one).
   bool IsIdentity() const noexcept;
@@ -29,8 +29,8 @@ class ColorTransform {
   void Convert(const float* pixels, std::size_t count, std::uint8_t* rgb);
 
  private:
-  struct State;
-  std::unique_ptr<State> m_state;
+  struct SState;
+  std::unique_ptr<SState> m_state;
 };
 
 }  // namespace imageformats

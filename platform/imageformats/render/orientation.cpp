@@ -13,8 +13,8 @@ void PlacePixels(std::uint8_t* out, std::ptrdiff_t step, const std::uint8_t* in,
 
 }  // namespace
 
-OrientedPlacement::OrientedPlacement(SSize stored, EOrientation o, std::size_t pixelBytes, void* displayed,
-                                     std::size_t stride) noexcept
+COrientedPlacement::COrientedPlacement(SSize stored, EOrientation o, std::size_t pixelBytes, void* displayed,
+                                       std::size_t stride) noexcept
     : m_stored(stored), m_orientation(o), m_pixelBytes(pixelBytes), m_origin(static_cast<std::uint8_t*>(displayed)) {
   const SSize shown = DisplayedSize(stored, o);
   const auto pixel = static_cast<std::ptrdiff_t>(pixelBytes);
@@ -33,8 +33,8 @@ OrientedPlacement::OrientedPlacement(SSize stored, EOrientation o, std::size_t p
   m_stepY = SwapsAxes(o) ? along : down;
 }
 
-void OrientedPlacement::PlaceRun(std::uint32_t x, std::uint32_t y, std::uint32_t count,
-                                 const void* pixels) const noexcept {
+void COrientedPlacement::PlaceRun(std::uint32_t x, std::uint32_t y, std::uint32_t count,
+                                  const void* pixels) const noexcept {
   std::uint8_t* out = m_origin + m_stepY * static_cast<std::ptrdiff_t>(y) + m_stepX * static_cast<std::ptrdiff_t>(x);
   const auto* in = static_cast<const std::uint8_t*>(pixels);
   if (m_stepX == static_cast<std::ptrdiff_t>(m_pixelBytes)) {
@@ -57,7 +57,7 @@ void OrientedPlacement::PlaceRun(std::uint32_t x, std::uint32_t y, std::uint32_t
   }
 }
 
-void* OrientedPlacement::DirectRow(std::uint32_t y) const noexcept {
+void* COrientedPlacement::DirectRow(std::uint32_t y) const noexcept {
   if (m_orientation != EOrientation::kTopLeft && m_orientation != EOrientation::kBottomLeft) return nullptr;
   return m_origin + m_stepY * static_cast<std::ptrdiff_t>(y);
 }

@@ -3,13 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace imageformats {
+#include "platform/imageformats/base/geometry.h"
 
-struct SSize {
-  std::uint32_t width = 0;
-  std::uint32_t height = 0;
-  friend bool operator==(const SSize&, const SSize&) = default;
-};
+namespace imageformats {
 
 // Where the stored picture's first row and first column lie when displayed (TIFF 6.0, tag 274; EXIF the same).
 enum class EOrientation : std::uint8_t {
@@ -34,10 +30,11 @@ constexpr SSize DisplayedSize(SSize stored, EOrientation o) noexcept {
 }
 
 // Places stored rows at their displayed positions, row by row, so that no second picture is needed.
-class OrientedPlacement {
+class COrientedPlacement {
  public:
   // `displayed` has DisplayedSize(stored, o) pixels of pixelBytes each, rows `stride` bytes apart.
-  OrientedPlacement(SSize stored, EOrientation o, std::size_t pixelBytes, void* displayed, std::size_t stride) noexcept;
+  COrientedPlacement(SSize stored, EOrientation o, std::size_t pixelBytes, void* displayed,
+                     std::size_t stride) noexcept;
   // `row` holds stored.width pixels; y < stored.height.
   void PlaceRow(std::uint32_t y, const void* row) const noexcept { PlaceRun(0, y, m_stored.width, row); }
   // Part of a stored row: `count` pixels from x on, all within the picture.

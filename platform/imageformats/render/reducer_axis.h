@@ -7,12 +7,12 @@
 
 namespace imageformats {
 
-// How one source pixel is shared out along an axis: `first` of it to result pixel `result`, `next` of it to the one
-// behind. A pixel never reaches further, because a result has no more pixels than its source.
+// How one source pixel is shared out along an axis: `weight` of it to result pixel `result`, `nextWeight` of it to the
+// one behind. A pixel never reaches further, because a result has no more pixels than its source.
 struct SPixelShare {
   std::uint32_t result = 0;
-  float first = 1.0f;
-  float next = 0.0f;
+  float weight = 1.0f;
+  float nextWeight = 0.0f;
   bool completes = false;  // it is the last pixel that `result` gets something of
 };
 
@@ -27,10 +27,10 @@ struct SPixelSpan {
 };
 
 // Exact proportions between a source axis and its result, in integers.
-class ReducerAxis {
+class CReducerAxis {
  public:
-  // Throws DamagedError when the result is empty, larger than the source, or the numbers overflow.
-  ReducerAxis(const SSourceAxis& source, std::uint32_t result);
+  // Throws CDamagedError when the result is empty, larger than the source, or the numbers overflow.
+  CReducerAxis(const SSourceAxis& source, std::uint32_t result);
 
   const SSourceAxis& Source() const noexcept { return m_source; }
   std::uint32_t Pixels() const noexcept { return m_source.pixels; }

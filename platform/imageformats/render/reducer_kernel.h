@@ -13,15 +13,15 @@
 namespace imageformats {
 
 // What all sample types share: the axes, the result's sums, and the count of what came in.
-class AreaReducer::Kernel {
+class CAreaReducer::CKernel {
  public:
-  Kernel(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, RenderGuard& guard)
+  CKernel(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, CRenderGuard& guard)
       : m_x(x, result.width), m_y(y, result.height), m_components(components) {
-    const std::uint64_t samples = RenderGuard::Multiply(std::uint64_t{result.width} * result.height, components);
-    guard.Take(RenderGuard::Multiply(samples, sizeof(float)));  // Finish makes them
+    const std::uint64_t samples = CRenderGuard::Multiply(std::uint64_t{result.width} * result.height, components);
+    guard.Reserve(CRenderGuard::Multiply(samples, sizeof(float)));  // Finish makes them
     m_sums = guard.NewVector<double>(samples);
   }
-  virtual ~Kernel() = default;
+  virtual ~CKernel() = default;
 
   virtual void AddBand(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, const void* data,
                        std::size_t stride) = 0;
@@ -39,7 +39,7 @@ class AreaReducer::Kernel {
   // Source pixels per result pixel.
   double Area() const noexcept { return m_x.Ratio() * m_y.Ratio(); }
 
-  ReducerAxis m_x, m_y;
+  CReducerAxis m_x, m_y;
   std::uint32_t m_components;
   std::vector<double> m_sums;  // of the result's pixels
   std::uint64_t m_added = 0;   // source pixels
@@ -48,15 +48,16 @@ class AreaReducer::Kernel {
 // Rows of one sample type. Inner rows of a result row are summed in m_rowSums; a row on a border first closes the
 // columns of the result row above and then opens those of the next.
 template <class T>
-class TypedKernel final : public AreaReducer::Kernel {
+class CTypedKernel final : public CAreaReducer::CKernel {
   using Traits = SSampleTraits<T>;
   using Sum = typename Traits::Sum;
   using Column = typename Traits::Column;
 
  public:
-  TypedKernel(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, RenderGuard& guard)
-      : Kernel(x, y, result, components, guard), m_guard(guard) {
-    guard.Take(RenderGuard::Multiply(RenderGuard::Multiply(x.pixels, components), sizeof(Sum) + 2 * sizeof(Column)));
+  CTypedKernel(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, CRenderGuard& guard)
+      : CKernel(x, y, result, components, guard), m_guard(guard) {
+    guard.Reserve(
+        CRenderGuard::Multiply(CRenderGuard::Multiply(x.pixels, components), sizeof(Sum) + 2 * sizeof(Column)));
   }
 
   void AddBand(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, const void* data,
@@ -79,7 +80,7 @@ class TypedKernel final : public AreaReducer::Kernel {
   SAveragedPicture Finish() override {
     Flush();
     SAveragedPicture averages = Averages();
-    if (m_missing) TakeOutMissing(averages);
+    if (m_missing) RemoveMissing(averages);
     return averages;
   }
 
@@ -101,7 +102,7 @@ class TypedKernel final : public AreaReducer::Kernel {
   std::uint32_t AddRows(std::uint32_t y, std::uint32_t rows, const std::uint8_t* data, std::size_t stride) {
     const std::uint32_t inner = std::min(m_y.InnerPixelsFrom(y), rows);
     if constexpr (std::is_floating_point_v<T>) {
-      const T* row = Finite(y, reinterpret_cast<const T*>(data));
+      const T* row = WithoutNonFinite(y, reinterpret_cast<const T*>(data));
       if (inner == 0) {
         CloseRow(y, row);
       } else {
@@ -133,11 +134,11 @@ class TypedKernel final : public AreaReducer::Kernel {
   // A row that ends a result row, or shares itself between two.
   void CloseRow(std::uint32_t y, const T* row) {
     const SPixelShare share = m_y.ShareOf(y);
-    CloseColumns(m_totals.data(), m_columns.data(), m_rowSums.data(), row, static_cast<Column>(share.first),
-                 static_cast<Column>(share.next), Samples());
+    CloseColumns(m_totals.data(), m_columns.data(), m_rowSums.data(), row, static_cast<Column>(share.weight),
+                 static_cast<Column>(share.nextWeight), Samples());
     m_rowsSummed = 0;
-    Emit(share.result);
-    m_pending = share.next > 0.0f;
+    AddRowTotals(share.result);
+    m_pending = share.nextWeight > 0.0f;
     m_pendingRow = share.result + 1;
   }
 
@@ -145,11 +146,11 @@ class TypedKernel final : public AreaReducer::Kernel {
     if (!m_pending) return;
     CloseColumns<T>(m_totals.data(), m_columns.data(), m_rowSums.data(), nullptr, Column{}, Column{}, Samples());
     m_rowsSummed = 0;
-    Emit(m_pendingRow);
+    AddRowTotals(m_pendingRow);
     m_pending = false;
   }
 
-  void Emit(std::uint32_t resultRow) {
+  void AddRowTotals(std::uint32_t resultRow) {
     double* out = m_sums.data() + std::size_t{resultRow} * m_x.Result() * m_components;
     for (const SPixelSpan& span : m_spans) {
       AddSpan(out + std::size_t{span.result} * m_components, m_totals.data(), span, m_components);
@@ -158,26 +159,26 @@ class TypedKernel final : public AreaReducer::Kernel {
 
   // The row itself, or a copy with 0 for what is not finite; those samples are counted in m_missing and taken out of
   // the averages at the end.
-  const T* Finite(std::uint32_t y, const T* row) {
+  const T* WithoutNonFinite(std::uint32_t y, const T* row) {
     const std::size_t samples = Samples();
     if (AllFinite(row, samples)) return row;
     if (!m_missing) {
       const SSourceAxis x = m_x.Source(), yAxis = m_y.Source();
-      m_missing = std::make_unique<TypedKernel<std::uint8_t>>(x, yAxis, SSize{m_x.Result(), m_y.Result()}, m_components,
-                                                              m_guard);
+      m_missing = std::make_unique<CTypedKernel<std::uint8_t>>(x, yAxis, SSize{m_x.Result(), m_y.Result()},
+                                                               m_components, m_guard);
     }
     m_cleaned.resize(samples);
-    m_marks.resize(samples);
+    m_missingMarks.resize(samples);
     for (std::size_t i = 0; i < samples; ++i) {
       const bool finite = std::isfinite(row[i]);
       m_cleaned[i] = finite ? row[i] : T{};
-      m_marks[i] = finite ? 0 : 1;
+      m_missingMarks[i] = finite ? 0 : 1;
     }
-    m_missing->AddBand(m_rangeX, y, m_rangeWidth, 1, m_marks.data(), samples);
+    m_missing->AddBand(m_rangeX, y, m_rangeWidth, 1, m_missingMarks.data(), samples);
     return m_cleaned.data();
   }
 
-  void TakeOutMissing(SAveragedPicture& averages) {
+  void RemoveMissing(SAveragedPicture& averages) {
     constexpr float kNothingLeft = 1.0f - 1e-5f;  // single-precision weights do not add up to 1 exactly
     const SAveragedPicture missing = m_missing->Finish();
     for (std::size_t i = 0; i < averages.samples.size(); ++i) {
@@ -194,10 +195,10 @@ class TypedKernel final : public AreaReducer::Kernel {
   std::vector<Column> m_totals;
   bool m_pending = false;  // the two hold something of m_pendingRow
   std::uint32_t m_pendingRow = 0;
-  RenderGuard& m_guard;
-  std::unique_ptr<TypedKernel<std::uint8_t>> m_missing;
+  CRenderGuard& m_guard;
+  std::unique_ptr<CTypedKernel<std::uint8_t>> m_missing;
   std::vector<T> m_cleaned;
-  std::vector<std::uint8_t> m_marks;
+  std::vector<std::uint8_t> m_missingMarks;
 };
 
 }  // namespace imageformats

@@ -8,8 +8,8 @@ namespace imageformats {
 
 namespace {
 
-constexpr double kLowShare = 0.001;
-constexpr double kHighShare = 0.999;
+constexpr double kLowQuantile = 0.001;
+constexpr double kHighQuantile = 0.999;
 
 std::vector<float> FiniteSamples(std::span<const float> samples, std::size_t first, std::size_t step) {
   std::vector<float> finite;
@@ -35,8 +35,8 @@ SDisplayRange PercentileRange(std::span<const float> samples, std::size_t first,
   std::vector<float> finite = FiniteSamples(samples, first, step);
   if (finite.empty()) return nominal;
   const double last = static_cast<double>(finite.size() - 1);
-  const auto low = finite.begin() + std::lround(kLowShare * last);
-  const auto high = finite.begin() + std::lround(kHighShare * last);
+  const auto low = finite.begin() + std::lround(kLowQuantile * last);
+  const auto high = finite.begin() + std::lround(kHighQuantile * last);
   std::nth_element(finite.begin(), low, finite.end());
   const float lowValue = *low;  // the second selection moves it
   std::nth_element(low, high, finite.end());

@@ -1,27 +1,28 @@
+#include "platform/imageformats/tiff/read_picture.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#include "platform/imageformats/common/format_error.h"
-#include "platform/imageformats/tiff/page_reader.h"
-#include "platform/imageformats/tiff/tiff_image.h"
+#include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/tiff/rows/convert_blocks.h"
 
 namespace imageformats::tiff {
 namespace {
 
 // The finite extremes of floating-point samples.
-class ExtremesSink final : public PixelSink {
+class CExtremesSink final : public IPixelSink {
  public:
-  explicit ExtremesSink(const SPixelMeaning& meaning) : m_meaning(meaning) {}
+  explicit CExtremesSink(const SPixelFormat& pixelFormat) : m_pixelFormat(pixelFormat) {}
 
   void Add(std::uint32_t, std::uint32_t, std::uint32_t width, std::uint32_t height, const std::uint8_t* rows,
            std::size_t stride) override {
     for (std::uint32_t y = 0; y < height; ++y, rows += stride) {
-      const std::size_t samples = std::size_t{width} * m_meaning.components;
-      if (m_meaning.type == ESampleType::kF64) {
-        Take(reinterpret_cast<const double*>(rows), samples);
+      const std::size_t samples = std::size_t{width} * m_pixelFormat.components;
+      if (m_pixelFormat.type == ESampleType::kF64) {
+        Include(reinterpret_cast<const double*>(rows), samples);
       } else {
-        Take(reinterpret_cast<const float*>(rows), samples);
+        Include(reinterpret_cast<const float*>(rows), samples);
       }
     }
   }
@@ -31,7 +32,7 @@ class ExtremesSink final : public PixelSink {
 
  private:
   template <class T>
-  void Take(const T* samples, std::size_t count) noexcept {
+  void Include(const T* samples, std::size_t count) noexcept {
     for (std::size_t i = 0; i < count; ++i) {
       const double value = static_cast<double>(samples[i]);
       if (!std::isfinite(value)) continue;
@@ -40,22 +41,23 @@ class ExtremesSink final : public PixelSink {
       m_range = {std::min(m_range.low, value), std::max(m_range.high, value)};
     }
   }
-  SPixelMeaning m_meaning;
+  SPixelFormat m_pixelFormat;
   SDisplayRange m_range{0.0, 0.0};
   bool m_any = false;
 };
 
 // Brings samples to the 8 or 16 bits of the picture and places them.
-class PictureSink final : public PixelSink {
+class CPictureSink final : public IPixelSink {
  public:
-  PictureSink(const SPixelMeaning& meaning, const SPage& page, SDisplayRange range, SQvPicBuf& picture)
-      : m_meaning(meaning),
+  CPictureSink(const SPixelFormat& pixelFormat, const SPage& page, SDisplayRange range, SQvPicBuf& picture)
+      : m_pixelFormat(pixelFormat),
         m_size(page.Size()),
         m_shift(page.bits - std::min(page.bits, 16u)),
         m_range(range),
-        m_placement(page.Size(), page.orientation, std::size_t{meaning.components} * (picture.bpc / 8), picture.data,
-                    picture.widthBytes) {
-    if (meaning.model == EColorModel::kLab) m_lab = std::make_unique<ColorTransform>(EColorModel::kLab, page.profile);
+        m_placement(page.Size(), page.orientation, std::size_t{pixelFormat.components} * (picture.bpc / 8),
+                    picture.data, picture.widthBytes) {
+    if (pixelFormat.model == EColorModel::kLab)
+      m_lab = std::make_unique<CColorTransform>(EColorModel::kLab, page.profile);
   }
 
   void Add(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, const std::uint8_t* rows,
@@ -69,15 +71,15 @@ class PictureSink final : public PixelSink {
 
  private:
   const void* Converted(const std::uint8_t* row, std::uint32_t pixels) {
-    const std::size_t samples = std::size_t{pixels} * m_meaning.components;
+    const std::size_t samples = std::size_t{pixels} * m_pixelFormat.components;
     if (m_lab) return LabRow(row, pixels);
-    switch (m_meaning.type) {
+    switch (m_pixelFormat.type) {
       case ESampleType::kU8:
-        if (!m_meaning.inverted) return row;
+        if (!m_pixelFormat.inverted) return row;
         return Map<std::uint8_t, std::uint8_t>(row, samples, [](std::uint8_t v) { return 255 - v; });
       case ESampleType::kU16: {
-        if (!m_meaning.inverted) return row;
-        const auto most = static_cast<std::uint32_t>(m_meaning.nominal.high);
+        if (!m_pixelFormat.inverted) return row;
+        const auto most = static_cast<std::uint32_t>(m_pixelFormat.nominal.high);
         return Map<std::uint16_t, std::uint16_t>(row, samples,
                                                  [=](std::uint32_t v) { return v < most ? most - v : 0; });
       }
@@ -121,46 +123,46 @@ class PictureSink final : public PixelSink {
     m_labRow.resize(std::size_t{pixels} * 3);
     const auto* wide = reinterpret_cast<const std::uint16_t*>(row);
     for (std::size_t i = 0; i < m_labRow.size(); ++i) {
-      const double value = m_meaning.type == ESampleType::kU16 ? wide[i] : row[i];
-      m_labRow[i] = static_cast<float>(i % 3 == 0 ? value * m_meaning.lightnessScale
-                                                  : value * m_meaning.labScale - m_meaning.labOffset);
+      const double value = m_pixelFormat.type == ESampleType::kU16 ? wide[i] : row[i];
+      m_labRow[i] = static_cast<float>(i % 3 == 0 ? value * m_pixelFormat.lightnessScale
+                                                  : value * m_pixelFormat.labScale - m_pixelFormat.labOffset);
     }
     m_row.resize(m_labRow.size());
     m_lab->Convert(m_labRow.data(), pixels, m_row.data());
     return m_row.data();
   }
 
-  const SPixelMeaning m_meaning;
+  const SPixelFormat m_pixelFormat;
   const SSize m_size;
   const std::uint32_t m_shift;  // of integers of more than 16 bits
   const SDisplayRange m_range;
-  const OrientedPlacement m_placement;
-  std::unique_ptr<ColorTransform> m_lab;
+  const COrientedPlacement m_placement;
+  std::unique_ptr<CColorTransform> m_lab;
   std::vector<float> m_labRow;
   std::vector<std::uint8_t> m_row;
 };
 
 }  // namespace
 
-void ReadFullPicture(FileSet& files, const SDataset& dataset, SQvPicBuf& picture, RenderGuard& guard) {
+void ReadFullPicture(CFileSet& files, const SDataset& dataset, SQvPicBuf& picture, CRenderGuard& guard) {
   const SPage& page = dataset.page;
-  TiffHandle& tiff = files.File(dataset.mainPlane.file).handle;
+  CTiffHandle& tiff = files.File(dataset.mainPlane.file).handle;
   SBlockRequest request;
-  request.planeSkip = dataset.mainPlane.skip;
-  const std::unique_ptr<BlockSource> source = OpenBlocks(tiff, page, request, guard);
-  PixelRows rows(page, source->Layout(), ChannelSamples(page));
-  const SPixelMeaning& meaning = rows.Meaning();
-  const std::uint32_t bits = SampleBytes(meaning.type) == 1 || meaning.model == EColorModel::kLab ? 8 : 16;
-  if (picture.components != meaning.components || picture.bpc != bits)
-    throw DamagedError("The picture has another shape");
+  request.dataOffset = dataset.mainPlane.dataOffset;
+  const std::unique_ptr<CBlockSource> source = OpenBlocks(tiff, page, request, guard);
+  CRowConverter converter(page, source->Layout(), ChannelSamples(page));
+  const SPixelFormat& pixelFormat = converter.PixelFormat();
+  const std::uint32_t bits = SampleBytes(pixelFormat.type) == 1 || pixelFormat.model == EColorModel::kLab ? 8 : 16;
+  if (picture.components != pixelFormat.components || picture.bpc != bits)
+    throw CDamagedError("The picture has another shape");
   SDisplayRange range;
-  if (meaning.type == ESampleType::kF32 || meaning.type == ESampleType::kF64) {
-    ExtremesSink extremes(meaning);
-    ReadPixels(*source, rows, extremes, guard);
+  if (pixelFormat.type == ESampleType::kF32 || pixelFormat.type == ESampleType::kF64) {
+    CExtremesSink extremes(pixelFormat);
+    ConvertBlocks(*source, converter, extremes, guard);
     range = extremes.Range();
   }
-  PictureSink sink(meaning, page, range, picture);
-  ReadPixels(*source, rows, sink, guard);
+  CPictureSink sink(pixelFormat, page, range, picture);
+  ConvertBlocks(*source, converter, sink, guard);
 }
 
 }  // namespace imageformats::tiff

@@ -1,42 +1,43 @@
+#include "platform/imageformats/tiff/render_overview.h"
+
 #include <algorithm>
 
-#include "platform/imageformats/common/format_error.h"
+#include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/render/channel_composite.h"
-#include "platform/imageformats/render/show.h"
-#include "platform/imageformats/tiff/page_reader.h"
-#include "platform/imageformats/tiff/pyramid.h"
-#include "platform/imageformats/tiff/tiff_image.h"
+#include "platform/imageformats/render/display.h"
+#include "platform/imageformats/tiff/directory/pyramid.h"
+#include "platform/imageformats/tiff/rows/reduce_page.h"
 
 namespace imageformats::tiff {
 namespace {
 
 // Reduces the plane from the smallest of its levels that has the wanted pixels.
 SReducedPage ReducePlane(STiffFile& file, SDataset::EKind kind, const SPlane& plane, const SPage& page,
-                         SReduceRequest request, RenderGuard& guard) {
-  std::vector<SIfdFacts> levels = plane.levels;
-  const std::vector<SIfdFacts> below = SubIfdLevels(*file.input, page);
+                         SReduceRequest request, CRenderGuard& guard) {
+  std::vector<SIfdSummary> levels = plane.levels;
+  const std::vector<SIfdSummary> below = SubIfdLevels(*file.input, page);
   levels.insert(levels.end(), below.begin(), below.end());
   const SSize wanted = ReducedSize(page.Size(), request.displayed, page.orientation);
   const std::uint64_t level = ChooseLevel(page, levels, wanted);
   request.orientation = page.orientation;
-  request.planeSkip = plane.skip;
+  request.dataOffset = plane.dataOffset;
   if (level == page.offset) return ReducePage(file.handle, page, request, guard);
   return ReducePage(file.handle, ReadDatasetPage(file, kind, level), request, guard);
 }
 
-void RenderPicture(FileSet& files, const SDataset& dataset, const SReduceRequest& request, SQvPicBuf& picture,
-                   RenderGuard& guard) {
+void RenderPicture(CFileSet& files, const SDataset& dataset, const SReduceRequest& request, SQvPicBuf& picture,
+                   CRenderGuard& guard) {
   const SPage& page = dataset.page;
   STiffFile& file = files.File(dataset.mainPlane.file);
   const SReducedPage reduced = ReducePlane(file, dataset.kind, dataset.mainPlane, page, request, guard);
-  SShow show;
-  show.model = reduced.meaning.model;
-  show.nominal = reduced.meaning.nominal;
-  show.stretch = reduced.meaning.stretch;
-  show.inverted = reduced.meaning.inverted;
+  SDisplaySettings show;
+  show.model = reduced.pixelFormat.model;
+  show.nominal = reduced.pixelFormat.nominal;
+  show.stretch = reduced.pixelFormat.stretch;
+  show.inverted = reduced.pixelFormat.inverted;
   show.profile = page.profile;
   show.orientation = page.orientation;
-  ShowAveraged(reduced.averages, show, picture);
+  DisplayAverages(reduced.averages, show, picture);
 }
 
 // The range that the author left a picture with is kept while it still shows it: neither mostly black nor mostly
@@ -47,27 +48,29 @@ bool ShowsPicture(const SDisplayRange& range, const SDisplayRange& full) noexcep
          range.low <= full.low + 0.5 * span && range.high >= full.low + 0.3 * span;
 }
 
-SDisplayRange ChooseRange(const SShownChannel& channel, const SPixelMeaning& meaning,
+SDisplayRange ChooseRange(const SOverviewChannel& channel, const SPixelFormat& pixelFormat,
                           const std::vector<float>& samples) {
-  const SDisplayRange full = PercentileRange(samples, 0, 1, meaning.nominal);
+  const SDisplayRange full = PercentileRange(samples, 0, 1, pixelFormat.nominal);
   if (channel.range && ShowsPicture(*channel.range, full)) return *channel.range;
-  return meaning.stretch ? full : meaning.nominal;
+  return pixelFormat.stretch ? full : pixelFormat.nominal;
 }
 
 bool SamePlane(const SPlane& a, const SPlane& b) noexcept {
-  return a.file == b.file && a.directory == b.directory && a.skip == b.skip;
+  return a.file == b.file && a.directory == b.directory && a.dataOffset == b.dataOffset;
 }
 
-bool IsWanted(std::size_t channel, std::uint32_t mask) noexcept { return channel >= 32 || (mask >> channel & 1) != 0; }
+bool IsWanted(std::size_t channel, std::uint32_t mask) noexcept {
+  return channel >= kMaxOverviewChannels || (mask >> channel & 1) != 0;
+}
 
 // The wanted channels, those of one plane decoded together.
-class ChannelRenderer {
+class CChannelRenderer {
  public:
-  ChannelRenderer(FileSet& files, const SDataset& dataset, const SReduceRequest& request, RenderGuard& guard)
+  CChannelRenderer(CFileSet& files, const SDataset& dataset, const SReduceRequest& request, CRenderGuard& guard)
       : m_files(files), m_dataset(dataset), m_request(request), m_guard(guard) {}
 
   void Render(std::uint32_t mask, SQvPicBuf& picture) {
-    const std::vector<SShownChannel>& channels = m_dataset.channels;
+    const std::vector<SOverviewChannel>& channels = m_dataset.channels;
     for (std::size_t first = 0; first < channels.size();) {
       std::vector<std::size_t> group;
       std::size_t next = first;
@@ -78,7 +81,7 @@ class ChannelRenderer {
       first = next;
     }
     if (m_displayed.empty()) m_size = {1, 1};
-    DeliverRgb(CompositeChannels(m_displayed, m_size), m_size, m_dataset.page.orientation, picture);
+    OrientAndFitRgb(CompositeChannels(m_displayed, m_size), m_size, m_dataset.page.orientation, picture);
   }
 
  private:
@@ -90,45 +93,45 @@ class ChannelRenderer {
     SPage page = ReadDatasetPage(file, m_dataset.kind, plane.directory);
     page.orientation = m_dataset.page.orientation;
     const SReducedPage reduced = ReducePlane(file, m_dataset.kind, plane, page, request, m_guard);
-    if (!m_displayed.empty() && reduced.averages.size != m_size) throw DamagedError("The channels differ in size");
+    if (!m_displayed.empty() && reduced.averages.size != m_size) throw CDamagedError("The channels differ in size");
     m_size = reduced.averages.size;
     for (std::size_t k = 0; k < group.size(); ++k) AddChannel(group[k], reduced, k);
   }
 
   void AddChannel(std::size_t index, const SReducedPage& reduced, std::size_t component) {
-    const SShownChannel& channel = m_dataset.channels[index];
+    const SOverviewChannel& channel = m_dataset.channels[index];
     const std::size_t step = reduced.averages.components;
     SDisplayChannel displayed;
     displayed.samples.reserve(reduced.averages.samples.size() / step);
     for (std::size_t i = component; i < reduced.averages.samples.size(); i += step) {
       const float value = reduced.averages.samples[i];
-      displayed.samples.push_back(reduced.meaning.inverted ? static_cast<float>(reduced.meaning.nominal.high) - value
-                                                           : value);
+      displayed.samples.push_back(
+          reduced.pixelFormat.inverted ? static_cast<float>(reduced.pixelFormat.nominal.high) - value : value);
     }
-    displayed.range = ChooseRange(channel, reduced.meaning, displayed.samples);
+    displayed.range = ChooseRange(channel, reduced.pixelFormat, displayed.samples);
     displayed.table = channel.table;
     displayed.color = DisplayColor(m_dataset.channels, index);
     m_displayed.push_back(std::move(displayed));
   }
 
-  FileSet& m_files;
+  CFileSet& m_files;
   const SDataset& m_dataset;
   const SReduceRequest& m_request;
-  RenderGuard& m_guard;
+  CRenderGuard& m_guard;
   std::vector<SDisplayChannel> m_displayed;
   SSize m_size;
 };
 
 }  // namespace
 
-void RenderOverview(FileSet& files, const SDataset& dataset, const SRenderRequest& wanted, SQvPicBuf& picture,
-                    RenderGuard& guard) {
+void RenderOverview(CFileSet& files, const SDataset& dataset, const SRenderRequest& wanted, SQvPicBuf& picture,
+                    CRenderGuard& guard) {
   SReduceRequest request;
   request.displayed = {wanted.width, wanted.height};
   request.orientation = dataset.page.orientation;
   request.fast = wanted.fast;
   if (dataset.channels.empty()) return RenderPicture(files, dataset, request, picture, guard);
-  ChannelRenderer(files, dataset, request, guard).Render(wanted.channels, picture);
+  CChannelRenderer(files, dataset, request, guard).Render(wanted.channels, picture);
 }
 
 }  // namespace imageformats::tiff

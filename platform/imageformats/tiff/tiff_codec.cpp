@@ -5,11 +5,11 @@
 namespace imageformats {
 namespace {
 
-class TiffCodecModule final : public CodecModule {
+class CTiffCodecModule final : public CCodecModule {
  public:
   const char* Name() const noexcept override { return "TIF"; }
 
-  bool Matches(const Input& input) const noexcept override {
+  bool Matches(const CInput& input) const noexcept override {
     const auto head = input.Head();
     if (head.size() < 8) return false;
     const bool little = head[0] == 'I' && head[1] == 'I' && (head[2] == 42 || head[2] == 43) && head[3] == 0;
@@ -17,15 +17,15 @@ class TiffCodecModule final : public CodecModule {
     return little || big;
   }
 
-  std::unique_ptr<OpenedImage> Open(std::shared_ptr<const Input> input) const override {
-    return std::make_unique<tiff::TiffImage>(std::move(input));
+  std::unique_ptr<COpenedImage> Open(std::shared_ptr<const CInput> input) const override {
+    return std::make_unique<tiff::CTiffImage>(std::move(input));
   }
 };
 
 }  // namespace
 
-const CodecModule& TiffCodec() noexcept {
-  static const TiffCodecModule module;
+const CCodecModule& TiffCodec() noexcept {
+  static const CTiffCodecModule module;
   return module;
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "platform/imageformats/common/codec_module.h"
+#include "platform/imageformats/codec/codec_module.h"
 
 namespace imageformats {
 
 // The TIFF family: TIFF 6.0 with its supplements, BigTIFF, OME-TIFF, ImageJ hyperstacks, through libtiff. Read only.
-const CodecModule& TiffCodec() noexcept;
+const CCodecModule& TiffCodec() noexcept;
 
 }  // namespace imageformats

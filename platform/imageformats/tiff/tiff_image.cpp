@@ -2,8 +2,11 @@
 
 #include <algorithm>
 
-#include "platform/imageformats/tiff/pixel_rows.h"
-#include "platform/imageformats/tiff/tags.h"
+#include "platform/imageformats/tiff/description/describe.h"
+#include "platform/imageformats/tiff/directory/tags.h"
+#include "platform/imageformats/tiff/read_picture.h"
+#include "platform/imageformats/tiff/render_overview.h"
+#include "platform/imageformats/tiff/rows/row_converter.h"
 
 namespace imageformats::tiff {
 namespace {
@@ -41,8 +44,8 @@ std::uint32_t PixelType(ESampleFormat format) noexcept {
 
 // Frames: pictures with all their channels.
 std::uint32_t SequenceCount(const SDataset& dataset) noexcept {
-  const std::uint64_t positions = std::max<std::size_t>(dataset.omePosition.size(), 1);
-  const std::uint64_t frames = RenderGuard::Multiply(std::uint64_t{dataset.sizeZ} * dataset.sizeT, positions);
+  const std::uint64_t positions = std::max<std::size_t>(dataset.omePositions.size(), 1);
+  const std::uint64_t frames = CRenderGuard::Multiply(std::uint64_t{dataset.sizeZ} * dataset.sizeT, positions);
   const std::uint64_t count = dataset.kind == SDataset::EKind::kPlain ? dataset.pages : frames;
   return static_cast<std::uint32_t>(std::min<std::uint64_t>(count, 0xFFFFFFFFu));
 }
@@ -54,11 +57,6 @@ std::uint32_t SignificantBits(const SDataset& dataset) noexcept {
   return stated > 0 && stated <= dataset.page.bits ? stated : dataset.page.SignificantBits();
 }
 
-}  // namespace
-
-TiffImage::TiffImage(std::shared_ptr<const Input> input)
-    : m_files(std::move(input)), m_dataset(OpenDataset(m_files)), m_info(DescribePage(m_dataset)) {}
-
 SQvImageInfo DescribePage(const SDataset& dataset) {
   const SPage& page = dataset.page;
   SQvImageInfo info;
@@ -69,10 +67,10 @@ SQvImageInfo DescribePage(const SDataset& dataset) {
   info.height = shown.height;
   info.tileWidth = tile.width;
   info.tileHeight = tile.height;
-  if (WhyUnsupported(page).empty()) {
-    const SPixelMeaning meaning = PixelRows(page, DecodedLayoutOf(page), ChannelSamples(page)).Meaning();
-    info.components = meaning.components;
-    info.bpcInMemory = SampleBytes(meaning.type) == 1 || meaning.model == EColorModel::kLab ? 8 : 16;
+  if (UnsupportedReason(page).empty()) {
+    const SPixelFormat pixelFormat = CRowConverter(page, DecodedLayoutOf(page), ChannelSamples(page)).PixelFormat();
+    info.components = pixelFormat.components;
+    info.bpcInMemory = SampleBytes(pixelFormat.type) == 1 || pixelFormat.model == EColorModel::kLab ? 8 : 16;
   } else {
     info.components = page.samples;
     info.bpcInMemory = page.bits <= 8 ? 8 : 16;
@@ -86,13 +84,18 @@ SQvImageInfo DescribePage(const SDataset& dataset) {
   return info;
 }
 
-void TiffImage::Read(SQvPicBuf& picture, RenderGuard& guard) { ReadFullPicture(m_files, m_dataset, picture, guard); }
+}  // namespace
 
-void TiffImage::Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) {
+CTiffImage::CTiffImage(std::shared_ptr<const CInput> input)
+    : m_files(std::move(input)), m_dataset(OpenDataset(m_files)), m_info(DescribePage(m_dataset)) {}
+
+void CTiffImage::Read(SQvPicBuf& picture, CRenderGuard& guard) { ReadFullPicture(m_files, m_dataset, picture, guard); }
+
+void CTiffImage::Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) {
   RenderOverview(m_files, m_dataset, request, picture, guard);
 }
 
-bool TiffImage::CustomTag(const CQvStringW& name, CQvByteArray& bytes) {
+bool CTiffImage::CustomTag(const CQvStringW& name, CQvByteArray& bytes) {
   std::uint32_t tag = 0;
   if (name == CQvStringW(L"QvCustomTag:ThumbailJpg")) tag = kTagThumbnailJpeg;
   if (name == CQvStringW(L"QvCustomTag:ThumbailPicbuf")) tag = kTagThumbnailPixels;
@@ -105,6 +108,6 @@ bool TiffImage::CustomTag(const CQvStringW& name, CQvByteArray& bytes) {
   return true;
 }
 
-SImageMetadata TiffImage::Metadata() { return DescribeDataset(m_files, m_dataset, m_info); }
+SImageMetadata CTiffImage::Metadata() { return DescribeDataset(m_files, m_dataset, m_info); }
 
 }  // namespace imageformats::tiff

@@ -1,35 +1,28 @@
 #pragma once
 
-#include "platform/imageformats/common/codec_module.h"
-#include "platform/imageformats/tiff/dataset.h"
+#include "platform/imageformats/codec/codec_module.h"
+#include "platform/imageformats/tiff/dataset/dataset.h"
 
 namespace imageformats::tiff {
 
 // An opened file of the TIFF family.
-class TiffImage final : public OpenedImage {
+class CTiffImage final : public COpenedImage {
  public:
-  explicit TiffImage(std::shared_ptr<const Input> input);
+  explicit CTiffImage(std::shared_ptr<const CInput> input);
 
   const SQvImageInfo& Info() const override { return m_info; }
   // Colours as stored after palettes and YCbCr are resolved: grey, RGB, CMYK, or the samples of channels; Lab as RGB.
   // Opacity is laid over white. Samples of other than 8 and 16 bits are brought to the nearer larger of the two; wider
   // ones to 16: integers by their high bits, floating point between the least and the largest value.
-  void Read(SQvPicBuf& picture, RenderGuard& guard) override;
-  void Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) override;
+  void Read(SQvPicBuf& picture, CRenderGuard& guard) override;
+  void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) override;
   bool CustomTag(const CQvStringW& name, CQvByteArray& bytes) override;
   SImageMetadata Metadata() override;
 
  private:
-  FileSet m_files;
+  CFileSet m_files;
   SDataset m_dataset;
   SQvImageInfo m_info;
 };
-
-// The pieces of the class, each in a file of its own.
-SQvImageInfo DescribePage(const SDataset& dataset);
-void RenderOverview(FileSet& files, const SDataset& dataset, const SRenderRequest& request, SQvPicBuf& picture,
-                    RenderGuard& guard);
-void ReadFullPicture(FileSet& files, const SDataset& dataset, SQvPicBuf& picture, RenderGuard& guard);
-SImageMetadata DescribeDataset(FileSet& files, const SDataset& dataset, const SQvImageInfo& info);
 
 }  // namespace imageformats::tiff

@@ -2,10 +2,10 @@
 
 #include <vector>
 
-#include "platform/imageformats/common/format_error.h"
-#include "platform/imageformats/tiff/ifd_chain.h"
-#include "platform/imageformats/tiff/tiff_handle.h"
-#include "platform/imageformats/wsi/tiff_entries.h"
+#include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/tiff/directory/ifd_chain.h"
+#include "platform/imageformats/tiff/directory/ifd_reader.h"
+#include "platform/imageformats/tiff/directory/tiff_handle.h"
 
 namespace imageformats {
 
@@ -18,54 +18,54 @@ void CheckTiles(TIFF* tiff, std::uint64_t fileSize) {
   std::uint32_t width = 0, height = 0;
   TIFFGetField(tiff, TIFFTAG_TILEWIDTH, &width);
   TIFFGetField(tiff, TIFFTAG_TILELENGTH, &height);
-  if (std::uint64_t{width} * height > kMaxTilePixels) throw DamagedError("The slide's tiles are impossibly large");
+  if (std::uint64_t{width} * height > kMaxTilePixels) throw CDamagedError("The slide's tiles are impossibly large");
   const std::uint32_t tiles = TIFFNumberOfTiles(tiff);
-  if (tiles > fileSize) throw DamagedError("The slide claims more tiles than its file has room for");
+  if (tiles > fileSize) throw CDamagedError("The slide claims more tiles than its file has room for");
   for (std::uint32_t i = 0; i < tiles; ++i) {
     int failed = 0;
     const std::uint64_t bytes = TIFFGetStrileByteCountWithErr(tiff, i, &failed);
-    if (failed != 0) throw DamagedError("The slide's table of tiles cannot be read");
-    if (bytes > kMaxTileBytes) throw DamagedError("A tile of the slide is impossibly large");
+    if (failed != 0) throw CDamagedError("The slide's table of tiles cannot be read");
+    if (bytes > kMaxTileBytes) throw CDamagedError("A tile of the slide is impossibly large");
   }
 }
 
-// OpenSlide takes the memory of a whole entry before it reads it.
-void CheckEntries(const TiffEntries& entries, std::uint64_t directory, std::uint64_t fileSize) {
-  entries.ForEach(directory, [&](std::uint16_t, std::uint16_t type, std::uint64_t count) {
-    const auto size = static_cast<std::uint64_t>(TIFFDataWidth(static_cast<TIFFDataType>(type)));
-    if (size != 0 && count > fileSize / size)
-      throw DamagedError("An entry of the slide's directory is larger than the file");
-    return true;
-  });
+// OpenSlide allocates a whole entry before it reads it.
+void CheckEntries(const tiff::CIfdReader& directory, std::uint64_t fileSize) {
+  for (std::size_t i = 0; i < directory.EntryCount(); ++i) {
+    const tiff::SIfdEntry entry = directory.Entry(i);
+    const auto size = static_cast<std::uint64_t>(TIFFDataWidth(static_cast<TIFFDataType>(entry.type)));
+    Require(size == 0 || entry.count <= fileSize / size, "An entry of the slide's directory is larger than the file");
+  }
 }
 
 // Without those that cannot be read: which of them it needs is OpenSlide's business.
-bool IsTiled(tiff::TiffHandle& handle, std::uint64_t directory) {
+bool IsTiled(tiff::CTiffHandle& handle, std::uint64_t directory) {
   try {
     handle.Select(directory);
     return TIFFIsTiled(handle.Get()) != 0;
-  } catch (const DamagedError&) {
+  } catch (const CDamagedError&) {
     return false;
   }
 }
 
-std::vector<tiff::SIfdFacts> Directories(const Input& input) {
+std::vector<tiff::SIfdSummary> Directories(const CInput& input) {
   try {
-    return tiff::WalkIfdChain(input);
-  } catch (const DamagedError&) {
+    return tiff::ReadIfdChain(input);
+  } catch (const CDamagedError&) {
     return {};
   }
 }
 
 }  // namespace
 
-void CheckSlideTiles(const std::shared_ptr<const Input>& input) {
-  const std::optional<TiffEntries> entries = TiffEntries::Of(*input);
-  const std::vector<tiff::SIfdFacts> directories = Directories(*input);
-  if (!entries || directories.empty()) return;
-  tiff::TiffHandle handle(input);
-  for (const tiff::SIfdFacts& directory : directories) {
-    CheckEntries(*entries, directory.offset, input->Size());
+void CheckSlideTiles(const std::shared_ptr<const CInput>& input) {
+  std::optional<tiff::CIfdReader> reader = tiff::CIfdReader::Open(*input);
+  const std::vector<tiff::SIfdSummary> directories = Directories(*input);
+  if (!reader || directories.empty()) return;
+  tiff::CTiffHandle handle(input);
+  for (const tiff::SIfdSummary& directory : directories) {
+    reader->Read(directory.offset);
+    CheckEntries(*reader, input->Size());
     if (IsTiled(handle, directory.offset)) CheckTiles(handle.Get(), input->Size());
   }
 }

@@ -10,27 +10,27 @@ namespace imageformats {
 namespace {
 
 template <bool kLastResort>
-class WsiCodecModule final : public CodecModule {
+class CWsiCodecModule final : public CCodecModule {
  public:
   const char* Name() const noexcept override { return "WSI"; }
-  bool Matches(const Input& input) const noexcept override {
+  bool Matches(const CInput& input) const noexcept override {
     return (kLastResort || MayBeSlideTiff(input) || MayBeSlidePreview(input)) && IsSlide(input);
   }
   bool CanOpenMemory() const noexcept override { return false; }
-  std::unique_ptr<OpenedImage> Open(std::shared_ptr<const Input> input) const override {
-    return std::make_unique<WsiImage>(std::move(input));
+  std::unique_ptr<COpenedImage> Open(std::shared_ptr<const CInput> input) const override {
+    return std::make_unique<CWsiImage>(std::move(input));
   }
 };
 
 }  // namespace
 
-const CodecModule& WsiCodec() noexcept {
-  static const WsiCodecModule<false> module;
+const CCodecModule& WsiCodec() noexcept {
+  static const CWsiCodecModule<false> module;
   return module;
 }
 
-const CodecModule& WsiFallbackCodec() noexcept {
-  static const WsiCodecModule<true> module;
+const CCodecModule& WsiFallbackCodec() noexcept {
+  static const CWsiCodecModule<true> module;
   return module;
 }
 

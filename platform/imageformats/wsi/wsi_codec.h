@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/imageformats/common/codec_module.h"
+#include "platform/imageformats/codec/codec_module.h"
 
 namespace imageformats {
 
@@ -8,8 +8,8 @@ namespace imageformats {
 
 // Slides that are TIFF files, or come with a JPEG file as their preview; plain tiled TIFF files stay with the TIFF
 // codec.
-const CodecModule& WsiCodec() noexcept;
+const CCodecModule& WsiCodec() noexcept;
 // Slides of other kinds, asked last: OpenSlide's detection looks at the whole folder.
-const CodecModule& WsiFallbackCodec() noexcept;
+const CCodecModule& WsiFallbackCodec() noexcept;
 
 }  // namespace imageformats

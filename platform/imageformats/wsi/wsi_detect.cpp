@@ -6,10 +6,11 @@
 #include <cstdint>
 #include <cstring>
 #include <iterator>
+#include <new>
 #include <optional>
 #include <string_view>
 
-#include "platform/imageformats/wsi/tiff_entries.h"
+#include "platform/imageformats/tiff/directory/ifd_reader.h"
 
 namespace imageformats {
 
@@ -20,18 +21,22 @@ constexpr std::uint16_t kFirstHighPrivateTag = 65400;
 
 }  // namespace
 
-bool MayBeSlideTiff(const Input& input) noexcept {
-  const std::optional<TiffEntries> entries = TiffEntries::Of(input);
-  if (!entries) return false;
-  bool found = false;
-  entries->ForEach(entries->FirstDirectory(), [&](std::uint16_t tag, std::uint16_t, std::uint64_t) {
-    found = tag == kTileWidth || tag >= kFirstHighPrivateTag;
-    return !found;
-  });
-  return found;
+bool MayBeSlideTiff(const CInput& input) noexcept {
+  try {
+    std::optional<tiff::CIfdReader> directory = tiff::CIfdReader::Open(input);
+    if (!directory) return false;
+    directory->Read(directory->FirstOffset());
+    for (std::size_t i = 0; i < directory->EntryCount(); ++i) {
+      const std::uint16_t tag = directory->Entry(i).tag;
+      if (tag == kTileWidth || tag >= kFirstHighPrivateTag) return true;
+    }
+  } catch (const std::bad_alloc&) {
+    // Whoever opens the file says so.
+  }
+  return false;
 }
 
-bool MayBeSlidePreview(const Input& input) noexcept {
+bool MayBeSlidePreview(const CInput& input) noexcept {
   const auto head = input.Head();
   if (head.size() < 3 || head[0] != 0xFF || head[1] != 0xD8 || head[2] != 0xFF) return false;
   const std::wstring& path = input.Path().Str();
@@ -43,7 +48,7 @@ bool MayBeSlidePreview(const Input& input) noexcept {
                       [&](std::wstring_view usual) { return CQvStringUtils::EqualNoCase(extension, usual); });
 }
 
-bool IsSlide(const Input& input) noexcept {
+bool IsSlide(const CInput& input) noexcept {
   if (!input.IsFile()) return false;
   const char* vendor = openslide_detect_vendor(input.NativePath().c_str());
   return vendor != nullptr && std::strcmp(vendor, "generic-tiff") != 0;

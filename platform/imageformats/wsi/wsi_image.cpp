@@ -1,15 +1,14 @@
 #include "platform/imageformats/wsi/wsi_image.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <utility>
 
-#include "platform/imageformats/common/exif.h"
-#include "platform/imageformats/common/text.h"
-#include "platform/imageformats/render/show.h"
+#include "platform/imageformats/base/text.h"
+#include "platform/imageformats/codec/exif.h"
+#include "platform/imageformats/render/display.h"
 #include "platform/imageformats/wsi/slide_tiles.h"
 
 namespace imageformats {
@@ -21,7 +20,7 @@ constexpr std::uint32_t kBlockHeight = 256;  // where the tiles' height is not k
 constexpr std::uint32_t kMaxTile = 2048;
 
 // Over white, three bytes a pixel.
-void UnpackOverWhite(const std::uint32_t* argb, std::size_t pixels, std::uint8_t* rgb) noexcept {
+void BlendArgbOverWhite(const std::uint32_t* argb, std::size_t pixels, std::uint8_t* rgb) noexcept {
   for (std::size_t i = 0; i < pixels; ++i, rgb += 3) {
     const std::uint32_t p = argb[i], through = 255 - (p >> 24);
     rgb[0] = static_cast<std::uint8_t>(std::min(((p >> 16) & 255) + through, 255u));
@@ -34,12 +33,12 @@ std::string LevelProperty(std::int32_t level, const char* name) {
   return "openslide.level[" + std::to_string(level) + "]." + name;
 }
 
-std::uint32_t TileSide(const Slide& slide, std::int32_t level, const char* name, std::uint32_t fallback) {
+std::uint32_t TileSide(const CSlide& slide, std::int32_t level, const char* name, std::uint32_t fallback) {
   const double side = slide.NumberProperty(LevelProperty(level, name));
   return side >= 16 && side <= kMaxTile ? static_cast<std::uint32_t>(side) : fallback;
 }
 
-SQvImageInfo InfoOf(const Slide& slide) {
+SQvImageInfo InfoOf(const CSlide& slide) {
   const SSize size = slide.LevelSize(0);
   SQvImageInfo info = PlainInfo(size, 3, 8);
   info.tileWidth = TileSide(slide, 0, "tile-width", size.width);
@@ -50,43 +49,38 @@ SQvImageInfo InfoOf(const Slide& slide) {
 
 }  // namespace
 
-Slide::Slide(const std::shared_ptr<const Input>& input) {
+CSlide::CSlide(const std::shared_ptr<const CInput>& input) {
   CheckSlideTiles(input);
   m_handle.reset(openslide_open(input->NativePath().c_str()));
-  if (!m_handle) throw DamagedError("The file is not a whole-slide file");
+  if (!m_handle) throw CDamagedError("The file is not a whole-slide file");
   Check();
 }
 
-void Slide::Check() const {
+void CSlide::Check() const {
   if (const char* error = openslide_get_error(m_handle.get())) {
-    throw DamagedError(std::string("The slide is damaged: ") + error);
+    throw CDamagedError(std::string("The slide is damaged: ") + error);
   }
 }
 
-std::int32_t Slide::LevelCount() const { return openslide_get_level_count(m_handle.get()); }
+std::int32_t CSlide::LevelCount() const { return openslide_get_level_count(m_handle.get()); }
 
-SSize Slide::LevelSize(std::int32_t level) const {
+SSize CSlide::LevelSize(std::int32_t level) const {
   std::int64_t width = 0, height = 0;
   openslide_get_level_dimensions(m_handle.get(), level, &width, &height);
   Check();
   constexpr std::int64_t kMax = std::numeric_limits<std::uint32_t>::max() / 3;
-  if (width < 1 || height < 1 || width > kMax || height > kMax) throw DamagedError("The slide has an impossible size");
+  if (width < 1 || height < 1 || width > kMax || height > kMax) throw CDamagedError("The slide has an impossible size");
   return {static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)};
 }
 
-std::string Slide::Property(const std::string& name) const {
+std::string CSlide::Property(const std::string& name) const {
   const char* value = openslide_get_property_value(m_handle.get(), name.c_str());
   return value ? value : "";
 }
 
-double Slide::NumberProperty(const std::string& name) const {
-  const std::string text = Property(name);
-  double value = 0.0;
-  const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-  return result.ec == std::errc() && std::isfinite(value) ? value : 0.0;
-}
+double CSlide::NumberProperty(const std::string& name) const { return LeadingNumber(Property(name)); }
 
-void Slide::ReadRegion(std::uint32_t* pixels, std::int32_t level, std::uint32_t x, std::uint32_t y, SSize size) {
+void CSlide::ReadRegion(std::uint32_t* pixels, std::int32_t level, std::uint32_t x, std::uint32_t y, SSize size) {
   // OpenSlide takes the corner in pixels of level 0.
   const double scale = openslide_get_level_downsample(m_handle.get(), level);
   openslide_read_region(m_handle.get(), pixels, std::llround(x * scale), std::llround(y * scale), level, size.width,
@@ -94,10 +88,10 @@ void Slide::ReadRegion(std::uint32_t* pixels, std::int32_t level, std::uint32_t 
   Check();
 }
 
-WsiImage::WsiImage(std::shared_ptr<const Input> input)
+CWsiImage::CWsiImage(std::shared_ptr<const CInput> input)
     : m_input(std::move(input)), m_slide(m_input), m_info(InfoOf(m_slide)) {}
 
-std::int32_t WsiImage::LevelFor(SSize wanted) const {
+std::int32_t CWsiImage::LevelFor(SSize wanted) const {
   std::int32_t best = 0;
   for (std::int32_t level = 1; level < m_slide.LevelCount(); ++level) {
     const SSize size = m_slide.LevelSize(level);
@@ -106,13 +100,13 @@ std::int32_t WsiImage::LevelFor(SSize wanted) const {
   return best;
 }
 
-SSize WsiImage::BlockSize(std::int32_t level) const {
+SSize CWsiImage::BlockSize(std::int32_t level) const {
   const std::uint32_t tile = TileSide(m_slide, level, "tile-width", kBlockWidth);
   return {std::max(kBlockWidth / tile, 1u) * tile, TileSide(m_slide, level, "tile-height", kBlockHeight)};
 }
 
-template <class Take>
-void WsiImage::ForEachBlock(std::int32_t level, RenderGuard& guard, Take&& take) {
+template <class Visitor>
+void CWsiImage::ForEachBlock(std::int32_t level, CRenderGuard& guard, Visitor&& visit) {
   const SSize size = m_slide.LevelSize(level);
   guard.CheckPixels(size.width, size.height);
   const SSize block = BlockSize(level);
@@ -124,13 +118,13 @@ void WsiImage::ForEachBlock(std::int32_t level, RenderGuard& guard, Take&& take)
       guard.CheckTime();
       const SSize part{std::min(block.width, size.width - x), std::min(block.height, size.height - y)};
       m_slide.ReadRegion(argb.data(), level, x, y, part);
-      UnpackOverWhite(argb.data(), std::size_t{part.width} * part.height, rgb.data());
-      take(x, y, part, rgb.data());
+      BlendArgbOverWhite(argb.data(), std::size_t{part.width} * part.height, rgb.data());
+      visit(x, y, part, rgb.data());
     }
   }
 }
 
-void WsiImage::Read(SQvPicBuf& picture, RenderGuard& guard) {
+void CWsiImage::Read(SQvPicBuf& picture, CRenderGuard& guard) {
   auto* const pixels = static_cast<std::uint8_t*>(picture.data);
   ForEachBlock(0, guard, [&](std::uint32_t x, std::uint32_t y, SSize part, const std::uint8_t* rgb) {
     const std::size_t rowBytes = std::size_t{part.width} * 3;
@@ -141,18 +135,18 @@ void WsiImage::Read(SQvPicBuf& picture, RenderGuard& guard) {
   });
 }
 
-void WsiImage::Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) {
+void CWsiImage::Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) {
   const std::int32_t level = LevelFor({request.width, request.height});
   const SSize size = m_slide.LevelSize(level);
   const SSize reduced = ReducedSize(size, {request.width, request.height}, EOrientation::kTopLeft);
-  AreaReducer reducer(size, reduced, 3, ESampleType::kU8, guard);
+  CAreaReducer reducer(size, reduced, 3, ESampleType::kU8, guard);
   ForEachBlock(level, guard, [&](std::uint32_t x, std::uint32_t y, SSize part, const std::uint8_t* rgb) {
     reducer.AddBand(x, y, part.width, part.height, rgb, std::size_t{part.width} * 3);
   });
-  ShowAveraged(reducer.Finish(), SShow{}, picture);
+  DisplayAverages(reducer.Finish(), SDisplaySettings{}, picture);
 }
 
-SImageMetadata WsiImage::Metadata() {
+SImageMetadata CWsiImage::Metadata() {
   SImageMetadata metadata = PlainMetadata(m_info, "Whole slide", 3);
   metadata.picture.planes.planes.front().modality = kQvModalityBrightfield;
   metadata.text.description = TextOf(m_slide.Property(OPENSLIDE_PROPERTY_NAME_COMMENT));

@@ -7,15 +7,15 @@
 #include <string>
 #include <vector>
 
-#include "platform/imageformats/common/codec_module.h"
+#include "platform/imageformats/codec/codec_module.h"
 #include "platform/imageformats/render/orientation.h"
 
 namespace imageformats {
 
-// Owns OpenSlide's handle. Operations throw DamagedError with OpenSlide's text.
-class Slide {
+// Owns OpenSlide's handle. Operations throw CDamagedError with OpenSlide's text.
+class CSlide {
  public:
-  explicit Slide(const std::shared_ptr<const Input>& input);
+  explicit CSlide(const std::shared_ptr<const CInput>& input);
 
   std::int32_t LevelCount() const;
   SSize LevelSize(std::int32_t level) const;
@@ -35,25 +35,25 @@ class Slide {
 };
 
 // An opened whole-slide file.
-class WsiImage final : public OpenedImage {
+class CWsiImage final : public COpenedImage {
  public:
-  explicit WsiImage(std::shared_ptr<const Input> input);
+  explicit CWsiImage(std::shared_ptr<const CInput> input);
 
   const SQvImageInfo& Info() const override { return m_info; }
-  void Read(SQvPicBuf& picture, RenderGuard& guard) override;
-  void Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) override;
+  void Read(SQvPicBuf& picture, CRenderGuard& guard) override;
+  void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) override;
   SImageMetadata Metadata() override;
 
  private:
   // Calls take(x, y, size, rgb) for blocks that cover the level; rgb is packed.
-  template <class Take>
-  void ForEachBlock(std::int32_t level, RenderGuard& guard, Take&& take);
+  template <class Visitor>
+  void ForEachBlock(std::int32_t level, CRenderGuard& guard, Visitor&& visit);
   // The smallest level that still covers the wanted size.
   std::int32_t LevelFor(SSize wanted) const;
   SSize BlockSize(std::int32_t level) const;
 
-  std::shared_ptr<const Input> m_input;
-  Slide m_slide;
+  std::shared_ptr<const CInput> m_input;
+  CSlide m_slide;
   SQvImageInfo m_info;
 };
 

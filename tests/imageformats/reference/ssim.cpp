@@ -14,11 +14,11 @@
 
 namespace {
 
-using Plane = std::vector<double>;
+using SPlane = std::vector<double>;
 
 struct SPicture {
   int width = 0, height = 0;
-  std::array<Plane, 3> planes;
+  std::array<SPlane, 3> planes;
 };
 
 constexpr int kRadius = 5;
@@ -60,23 +60,23 @@ void SmoothLine(double* line, int count, std::size_t step, std::vector<double>& 
   }
 }
 
-Plane Smooth(Plane plane, int width, int height) {
+SPlane Smooth(SPlane plane, int width, int height) {
   std::vector<double> copy;
   for (int y = 0; y < height; ++y) SmoothLine(&plane[std::size_t(y) * std::size_t(width)], width, 1, copy);
   for (int x = 0; x < width; ++x) SmoothLine(&plane[std::size_t(x)], height, std::size_t(width), copy);
   return plane;
 }
 
-Plane Product(const Plane& a, const Plane& b) {
-  Plane product(a.size());
+SPlane Product(const SPlane& a, const SPlane& b) {
+  SPlane product(a.size());
   for (std::size_t i = 0; i < a.size(); ++i) product[i] = a[i] * b[i];
   return product;
 }
 
-double Similarity(const Plane& a, const Plane& b, int width, int height) {
-  const auto smooth = [&](const Plane& plane) { return Smooth(plane, width, height); };
-  const Plane meanA = smooth(a), meanB = smooth(b);
-  const Plane squareA = smooth(Product(a, a)), squareB = smooth(Product(b, b)), cross = smooth(Product(a, b));
+double Similarity(const SPlane& a, const SPlane& b, int width, int height) {
+  const auto smooth = [&](const SPlane& plane) { return Smooth(plane, width, height); };
+  const SPlane meanA = smooth(a), meanB = smooth(b);
+  const SPlane squareA = smooth(Product(a, a)), squareB = smooth(Product(b, b)), cross = smooth(Product(a, b));
   double sum = 0.0;
   for (std::size_t i = 0; i < a.size(); ++i) {
     const double ma = meanA[i], mb = meanB[i];

@@ -9,7 +9,7 @@
 
 namespace {
 
-void Write(const TestPicture& picture, const char* path) {
+void Write(const STestPicture& picture, const char* path) {
   std::ofstream file(path, std::ios::binary);
   file << "P6 " << picture.width << ' ' << picture.height << " 255\n";
   for (const std::uint16_t sample : picture.samples) file.put(static_cast<char>(sample));

@@ -26,7 +26,7 @@ void SetSeparateScans(jpeg_compress_struct& info, std::vector<jpeg_scan_info>& s
   info.num_scans = info.num_components;
 }
 
-void Configure(jpeg_compress_struct& info, const TestPicture& picture, const JpegRecipe& recipe) {
+void Configure(jpeg_compress_struct& info, const STestPicture& picture, const SJpegRecipe& recipe) {
   info.image_width = picture.width;
   info.image_height = picture.height;
   info.input_components = static_cast<int>(picture.components);
@@ -49,7 +49,7 @@ void Configure(jpeg_compress_struct& info, const TestPicture& picture, const Jpe
 
 }  // namespace
 
-FileBytes EncodeJpeg(const TestPicture& picture, const JpegRecipe& recipe) {
+SFileBytes EncodeJpeg(const STestPicture& picture, const SJpegRecipe& recipe) {
   jpeg_compress_struct info;
   jpeg_error_mgr errors;
   info.err = jpeg_std_error(&errors);  // ends the test program: a recipe that libjpeg refuses is a mistake in the test
@@ -77,13 +77,13 @@ FileBytes EncodeJpeg(const TestPicture& picture, const JpegRecipe& recipe) {
   }
   jpeg_finish_compress(&info);
   jpeg_destroy_compress(&info);
-  FileBytes bytes(memory, memory + size);
+  SFileBytes bytes(memory, memory + size);
   std::free(memory);
   return bytes;
 }
 
-FileBytes ExifWithOrientation(int orientation) {
-  FileBytes exif = BytesOf("Exif");
+SFileBytes ExifWithOrientation(int orientation) {
+  SFileBytes exif = BytesOf("Exif");
   const std::uint8_t body[] = {
       0, 0, 'I', 'I', 42, 0, 8, 0, 0, 0, 1, 0, 0x12, 0x01, 3, 0, 1, 0, 0, 0, static_cast<std::uint8_t>(orientation),
       0, 0, 0,   0,   0,  0, 0};
@@ -91,12 +91,12 @@ FileBytes ExifWithOrientation(int orientation) {
   return exif;
 }
 
-std::vector<std::pair<int, FileBytes>> ProfileSegments(const FileBytes& profile) {
+std::vector<std::pair<int, SFileBytes>> ProfileSegments(const SFileBytes& profile) {
   constexpr std::size_t kPiece = 60000;
-  std::vector<std::pair<int, FileBytes>> segments;
+  std::vector<std::pair<int, SFileBytes>> segments;
   const std::size_t count = (profile.size() + kPiece - 1) / kPiece;
   for (std::size_t i = 0; i < count; ++i) {
-    FileBytes payload = BytesOf("ICC_PROFILE");
+    SFileBytes payload = BytesOf("ICC_PROFILE");
     payload.push_back(0);
     payload.push_back(static_cast<std::uint8_t>(i + 1));
     payload.push_back(static_cast<std::uint8_t>(count));
@@ -110,10 +110,10 @@ std::vector<std::pair<int, FileBytes>> ProfileSegments(const FileBytes& profile)
 
 namespace {
 
-FileBytes Saved(cmsHPROFILE profile) {
+SFileBytes Saved(cmsHPROFILE profile) {
   cmsUInt32Number size = 0;
   cmsSaveProfileToMem(profile, nullptr, &size);
-  FileBytes bytes(size);
+  SFileBytes bytes(size);
   cmsSaveProfileToMem(profile, bytes.data(), &size);
   cmsCloseProfile(profile);
   return bytes;
@@ -121,7 +121,7 @@ FileBytes Saved(cmsHPROFILE profile) {
 
 }  // namespace
 
-FileBytes SwappedPrimariesProfile() {
+SFileBytes SwappedPrimariesProfile() {
   const cmsCIExyY white = {0.3127, 0.3290, 1.0};
   const cmsCIExyYTRIPLE primaries = {{0.30, 0.60, 1.0}, {0.64, 0.33, 1.0}, {0.15, 0.06, 1.0}};
   cmsToneCurve* curve = cmsBuildGamma(nullptr, 2.2);
@@ -131,12 +131,12 @@ FileBytes SwappedPrimariesProfile() {
   return Saved(profile);
 }
 
-FileBytes SrgbProfile() { return Saved(cmsCreate_sRGBProfile()); }
+SFileBytes SrgbProfile() { return Saved(cmsCreate_sRGBProfile()); }
 
-FileBytes Concatenated(const std::vector<FileBytes>& parts) {
-  FileBytes all;
-  for (const FileBytes& part : parts) all.insert(all.end(), part.begin(), part.end());
+SFileBytes Concatenated(const std::vector<SFileBytes>& parts) {
+  SFileBytes all;
+  for (const SFileBytes& part : parts) all.insert(all.end(), part.begin(), part.end());
   return all;
 }
 
-FileBytes BytesOf(const std::string& text) { return {text.begin(), text.end()}; }
+SFileBytes BytesOf(const std::string& text) { return {text.begin(), text.end()}; }

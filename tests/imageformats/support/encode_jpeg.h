@@ -8,7 +8,7 @@
 #include "tests/imageformats/support/opened.h"
 
 // How libjpeg shall write a test file.
-struct JpegRecipe {
+struct SJpegRecipe {
   int quality = 90;
   bool progressive = false;
   bool separateScans = false;  // sequential, one scan for each component
@@ -18,19 +18,19 @@ struct JpegRecipe {
   bool adobeCmyk = false;        // four components: Adobe marker and inverted inks, as graphics programs write
   bool ycck = false;             // four components, converted
   bool keepRgb = false;          // three components without conversion
-  std::vector<std::pair<int, FileBytes>> segments;  // APPn or COM number (0xE1, 0xFE) and payload
+  std::vector<std::pair<int, SFileBytes>> segments;  // APPn or COM number (0xE1, 0xFE) and payload
 };
 
 // 1, 3 or 4 components of 8 bits.
-FileBytes EncodeJpeg(const TestPicture& picture, const JpegRecipe& recipe = {});
+SFileBytes EncodeJpeg(const STestPicture& picture, const SJpegRecipe& recipe = {});
 
 // An APP1 payload with the EXIF orientation.
-FileBytes ExifWithOrientation(int orientation);
+SFileBytes ExifWithOrientation(int orientation);
 // APP2 payloads that carry the profile.
-std::vector<std::pair<int, FileBytes>> ProfileSegments(const FileBytes& profile);
+std::vector<std::pair<int, SFileBytes>> ProfileSegments(const SFileBytes& profile);
 // An ICC profile made by lcms2: RGB with swapped red and green primaries, so that its use is plain to see.
-FileBytes SwappedPrimariesProfile();
-FileBytes SrgbProfile();
+SFileBytes SwappedPrimariesProfile();
+SFileBytes SrgbProfile();
 
-FileBytes Concatenated(const std::vector<FileBytes>& parts);
-FileBytes BytesOf(const std::string& text);
+SFileBytes Concatenated(const std::vector<SFileBytes>& parts);
+SFileBytes BytesOf(const std::string& text);

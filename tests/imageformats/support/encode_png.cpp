@@ -7,19 +7,19 @@
 namespace {
 
 void OnWrite(png_structp png, png_bytep data, std::size_t size) {
-  auto& bytes = *static_cast<FileBytes*>(png_get_io_ptr(png));
+  auto& bytes = *static_cast<SFileBytes*>(png_get_io_ptr(png));
   bytes.insert(bytes.end(), data, data + size);
 }
 
 void OnFlush(png_structp) {}
 
-int ColorType(const TestPicture& picture, const PngRecipe& recipe) {
+int ColorType(const STestPicture& picture, const SPngRecipe& recipe) {
   if (recipe.palette) return PNG_COLOR_TYPE_PALETTE;
   constexpr int kTypes[] = {PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_GRAY_ALPHA, PNG_COLOR_TYPE_RGB, PNG_COLOR_TYPE_RGBA};
   return kTypes[picture.components - 1];
 }
 
-void SetColors(png_structp png, png_infop info, const PngRecipe& recipe) {
+void SetColors(png_structp png, png_infop info, const SPngRecipe& recipe) {
   if (recipe.palette) {
     std::vector<png_color> colors;
     for (const auto& c : recipe.colors) colors.push_back({c[0], c[1], c[2]});
@@ -49,7 +49,7 @@ void SetColors(png_structp png, png_infop info, const PngRecipe& recipe) {
   }
 }
 
-void SetTexts(png_structp png, png_infop info, const PngRecipe& recipe) {
+void SetTexts(png_structp png, png_infop info, const SPngRecipe& recipe) {
   std::vector<png_text> texts;
   const auto add = [&texts](const std::vector<std::pair<std::string, std::string>>& list, int compression) {
     for (const auto& [keyword, text] : list) {
@@ -71,15 +71,15 @@ void SetTexts(png_structp png, png_infop info, const PngRecipe& recipe) {
     png_set_tIME(png, info, &time);
   }
   if (!recipe.exif.empty()) {
-    FileBytes exif = recipe.exif;
+    SFileBytes exif = recipe.exif;
     png_set_eXIf_1(png, info, static_cast<png_uint_32>(exif.size()), exif.data());
   }
 }
 
 // A row in the file's order: big-endian, or packed bits.
-FileBytes PackedRow(const TestPicture& picture, std::uint32_t y) {
+SFileBytes PackedRow(const STestPicture& picture, std::uint32_t y) {
   const std::size_t samples = std::size_t{picture.width} * picture.components;
-  FileBytes row((samples * picture.bits + 7) / 8);
+  SFileBytes row((samples * picture.bits + 7) / 8);
   for (std::size_t i = 0; i < samples; ++i) {
     const std::uint32_t value = picture.samples[y * samples + i];
     if (picture.bits == 16) {
@@ -95,8 +95,8 @@ FileBytes PackedRow(const TestPicture& picture, std::uint32_t y) {
 
 }  // namespace
 
-FileBytes EncodePng(const TestPicture& picture, const PngRecipe& recipe) {
-  FileBytes bytes;
+SFileBytes EncodePng(const STestPicture& picture, const SPngRecipe& recipe) {
+  SFileBytes bytes;
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
   png_infop info = png_create_info_struct(png);
   png_set_write_fn(png, &bytes, OnWrite, OnFlush);
@@ -108,10 +108,10 @@ FileBytes EncodePng(const TestPicture& picture, const PngRecipe& recipe) {
   SetColors(png, info, recipe);
   SetTexts(png, info, recipe);
   png_write_info(png, info);
-  std::vector<FileBytes> rows;
+  std::vector<SFileBytes> rows;
   std::vector<png_bytep> pointers;
   for (std::uint32_t y = 0; y < picture.height; ++y) rows.push_back(PackedRow(picture, y));
-  for (FileBytes& row : rows) pointers.push_back(row.data());
+  for (SFileBytes& row : rows) pointers.push_back(row.data());
   png_write_image(png, pointers.data());
   png_write_end(png, info);
   png_destroy_write_struct(&png, &info);

@@ -9,7 +9,7 @@
 #include "tests/imageformats/support/opened.h"
 
 // How libpng shall write a test file.
-struct PngRecipe {
+struct SPngRecipe {
   bool palette = false;  // samples are indices
   std::vector<std::array<std::uint8_t, 3>> colors;
   bool interlaced = false;
@@ -18,8 +18,8 @@ struct PngRecipe {
   std::vector<std::uint16_t> transparent;                            // tRNS of grey (1) or RGB (3)
   int significantBits = 0;                                           // sBIT
   double gamma = 0.0;                                                // gAMA
-  FileBytes profile;                                                 // iCCP
-  FileBytes exif;                                                    // eXIf, from the TIFF header on
+  SFileBytes profile;                                                // iCCP
+  SFileBytes exif;                                                   // eXIf, from the TIFF header on
   std::vector<std::pair<std::string, std::string>> texts;            // tEXt, Latin-1
   std::vector<std::pair<std::string, std::string>> compressedTexts;  // zTXt
   std::vector<std::pair<std::string, std::string>> unicodeTexts;     // iTXt, compressed
@@ -28,4 +28,4 @@ struct PngRecipe {
 };
 
 // 1 (grey or palette), 2 (grey, alpha), 3 or 4 components; bits 1, 2, 4, 8 or 16.
-FileBytes EncodePng(const TestPicture& picture, const PngRecipe& recipe = {});
+SFileBytes EncodePng(const STestPicture& picture, const SPngRecipe& recipe = {});

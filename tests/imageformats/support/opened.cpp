@@ -4,19 +4,19 @@
 #include <numbers>
 #include <random>
 
-#include "platform/imageformats/common/codec_registry.h"
-#include "platform/imageformats/render/picture_buffer.h"
+#include "platform/imageformats/base/new_picture.h"
+#include "platform/imageformats/component/codec_registry.h"
 
 using namespace imageformats;
 
 namespace {
 
-TestPicture Empty(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint32_t bits) {
+STestPicture Empty(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint32_t bits) {
   return {width, height, components, bits, std::vector<std::uint16_t>(std::size_t{width} * height * components)};
 }
 
-TestPicture FromBuffer(const SQvPicBuf& buffer) {
-  TestPicture picture = Empty(buffer.width, buffer.height, buffer.components, buffer.bpc);
+STestPicture FromBuffer(const SQvPicBuf& buffer) {
+  STestPicture picture = Empty(buffer.width, buffer.height, buffer.components, buffer.bpc);
   const std::size_t rowSamples = std::size_t{buffer.width} * buffer.components;
   for (std::uint32_t y = 0; y < buffer.height; ++y) {
     const auto* row = static_cast<const std::uint8_t*>(buffer.data) + std::size_t{y} * buffer.widthBytes;
@@ -31,8 +31,8 @@ double Overlap(double a, double b, double c, double d) { return std::max(0.0, st
 
 }  // namespace
 
-TestPicture SmoothPicture(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint32_t bits) {
-  TestPicture picture = Empty(width, height, components, bits);
+STestPicture SmoothPicture(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint32_t bits) {
+  STestPicture picture = Empty(width, height, components, bits);
   const double most = std::exp2(bits) - 1;
   for (std::uint32_t y = 0; y < height; ++y) {
     for (std::uint32_t x = 0; x < width; ++x) {
@@ -48,16 +48,16 @@ TestPicture SmoothPicture(std::uint32_t width, std::uint32_t height, std::uint32
   return picture;
 }
 
-TestPicture NoisePicture(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint32_t bits,
-                         unsigned seed) {
-  TestPicture picture = Empty(width, height, components, bits);
+STestPicture NoisePicture(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint32_t bits,
+                          unsigned seed) {
+  STestPicture picture = Empty(width, height, components, bits);
   std::mt19937 random(seed);
   for (std::uint16_t& sample : picture.samples) sample = static_cast<std::uint16_t>(random() & ((1u << bits) - 1));
   return picture;
 }
 
-TestPicture AreaAverage(const TestPicture& source, std::uint32_t width, std::uint32_t height) {
-  TestPicture result = Empty(width, height, source.components, source.bits);
+STestPicture AreaAverage(const STestPicture& source, std::uint32_t width, std::uint32_t height) {
+  STestPicture result = Empty(width, height, source.components, source.bits);
   const double stepX = static_cast<double>(source.width) / width, stepY = static_cast<double>(source.height) / height;
   for (std::uint32_t y = 0; y < height; ++y) {
     for (std::uint32_t x = 0; x < width; ++x) {
@@ -76,7 +76,7 @@ TestPicture AreaAverage(const TestPicture& source, std::uint32_t width, std::uin
   return result;
 }
 
-double Psnr(const TestPicture& a, const TestPicture& b) {
+double Psnr(const STestPicture& a, const STestPicture& b) {
   if (a.samples.size() != b.samples.size()) return 0.0;
   double sum = 0.0;
   for (std::size_t i = 0; i < a.samples.size(); ++i) {
@@ -86,7 +86,7 @@ double Psnr(const TestPicture& a, const TestPicture& b) {
   return 10.0 * std::log10(255.0 * 255.0 / (sum / static_cast<double>(a.samples.size()) + 1e-9));
 }
 
-int LargestDifference(const TestPicture& a, const TestPicture& b) {
+int LargestDifference(const STestPicture& a, const STestPicture& b) {
   if (a.samples.size() != b.samples.size()) return 65536;
   int largest = 0;
   for (std::size_t i = 0; i < a.samples.size(); ++i) {
@@ -97,47 +97,47 @@ int LargestDifference(const TestPicture& a, const TestPicture& b) {
 
 namespace {
 
-std::unique_ptr<OpenedImage> Open(std::shared_ptr<const Input> input) {
-  const CodecModule* codec = FindCodecFor(*input);
-  if (codec == nullptr) throw DamagedError("no codec");
+std::unique_ptr<COpenedImage> Open(std::shared_ptr<const CInput> input) {
+  const CCodecModule* codec = FindCodecFor(*input);
+  if (codec == nullptr) throw CDamagedError("no codec");
   return codec->Open(std::move(input));
 }
 
-class BytesImage final : public OpenedImage {
+class CBytesImage final : public COpenedImage {
  public:
-  explicit BytesImage(FileBytes bytes)
-      : m_bytes(std::move(bytes)), m_image(Open(Input::FromMemory(m_bytes.data(), m_bytes.size()))) {}
+  explicit CBytesImage(SFileBytes bytes)
+      : m_bytes(std::move(bytes)), m_image(Open(CInput::FromMemory(m_bytes.data(), m_bytes.size()))) {}
 
   const SQvImageInfo& Info() const override { return m_image->Info(); }
-  void Read(SQvPicBuf& picture, RenderGuard& guard) override { m_image->Read(picture, guard); }
-  void Render(const SRenderRequest& request, SQvPicBuf& picture, RenderGuard& guard) override {
+  void Read(SQvPicBuf& picture, CRenderGuard& guard) override { m_image->Read(picture, guard); }
+  void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) override {
     m_image->Render(request, picture, guard);
   }
   bool CustomTag(const CQvStringW& name, CQvByteArray& bytes) override { return m_image->CustomTag(name, bytes); }
   SImageMetadata Metadata() override { return m_image->Metadata(); }
 
  private:
-  FileBytes m_bytes;
-  std::unique_ptr<OpenedImage> m_image;
+  SFileBytes m_bytes;
+  std::unique_ptr<COpenedImage> m_image;
 };
 
 }  // namespace
 
-std::unique_ptr<OpenedImage> OpenBytes(FileBytes bytes) { return std::make_unique<BytesImage>(std::move(bytes)); }
+std::unique_ptr<COpenedImage> OpenBytes(SFileBytes bytes) { return std::make_unique<CBytesImage>(std::move(bytes)); }
 
-std::unique_ptr<OpenedImage> OpenPath(const CQvStringW& path) { return Open(Input::FromFile(path)); }
+std::unique_ptr<COpenedImage> OpenPath(const CQvStringW& path) { return Open(CInput::FromFile(path)); }
 
-TestPicture ReadAll(OpenedImage& image) {
+STestPicture ReadAll(COpenedImage& image) {
   const SQvImageInfo& info = image.Info();
-  PictureBuffer buffer(info.width, info.height, info.bpcInMemory, info.components);
-  RenderGuard guard;
-  image.Read(buffer.Get(), guard);
-  return FromBuffer(buffer.Get());
+  CQvPicture buffer = NewPicture(info.width, info.height, info.bpcInMemory, info.components);
+  CRenderGuard guard;
+  image.Read(*buffer.Get(), guard);
+  return FromBuffer(*buffer.Get());
 }
 
-TestPicture Render(OpenedImage& image, std::uint32_t width, std::uint32_t height, bool fast) {
-  PictureBuffer buffer(width, height, 8, 3);
-  RenderGuard guard;
-  image.Render({width, height, fast, 0xFFFFFFFFu}, buffer.Get(), guard);
-  return FromBuffer(buffer.Get());
+STestPicture Render(COpenedImage& image, std::uint32_t width, std::uint32_t height, bool fast) {
+  CQvPicture buffer = NewPicture(width, height, 8, 3);
+  CRenderGuard guard;
+  image.Render({width, height, fast, kAllChannels}, *buffer.Get(), guard);
+  return FromBuffer(*buffer.Get());
 }

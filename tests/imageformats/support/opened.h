@@ -5,12 +5,12 @@
 #include <memory>
 #include <vector>
 
-#include "platform/imageformats/common/codec_module.h"
+#include "platform/imageformats/codec/codec_module.h"
 
-using FileBytes = std::vector<std::uint8_t>;
+using SFileBytes = std::vector<std::uint8_t>;
 
 // A picture in memory, rows packed.
-struct TestPicture {
+struct STestPicture {
   std::uint32_t width = 0, height = 0, components = 0;
   std::uint32_t bits = 8;
   std::vector<std::uint16_t> samples;
@@ -21,27 +21,27 @@ struct TestPicture {
   std::uint16_t At(std::uint32_t x, std::uint32_t y, std::uint32_t c = 0) const {
     return samples[(std::size_t{y} * width + x) * components + c];
   }
-  friend bool operator==(const TestPicture&, const TestPicture&) = default;
+  friend bool operator==(const STestPicture&, const STestPicture&) = default;
 };
 
 // Smooth colour waves with a bright disc: something in every direction and at every scale that survives compression.
-TestPicture SmoothPicture(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint32_t bits = 8);
+STestPicture SmoothPicture(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint32_t bits = 8);
 // Deterministic noise of all values.
-TestPicture NoisePicture(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint32_t bits,
-                         unsigned seed);
+STestPicture NoisePicture(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint32_t bits,
+                          unsigned seed);
 
 // The area average, by definition: for every result pixel the sum over all source pixels of overlap times value.
-TestPicture AreaAverage(const TestPicture& source, std::uint32_t width, std::uint32_t height);
+STestPicture AreaAverage(const STestPicture& source, std::uint32_t width, std::uint32_t height);
 // Against a peak of 255.
-double Psnr(const TestPicture& a, const TestPicture& b);
-int LargestDifference(const TestPicture& a, const TestPicture& b);
+double Psnr(const STestPicture& a, const STestPicture& b);
+int LargestDifference(const STestPicture& a, const STestPicture& b);
 
-// The codec is chosen by the content. Throw FormatError. The image keeps its bytes.
-std::unique_ptr<imageformats::OpenedImage> OpenBytes(FileBytes bytes);
-std::unique_ptr<imageformats::OpenedImage> OpenPath(const CQvStringW& path);
+// The codec is chosen by the content. Throw CFormatError. The image keeps its bytes.
+std::unique_ptr<imageformats::COpenedImage> OpenBytes(SFileBytes bytes);
+std::unique_ptr<imageformats::COpenedImage> OpenPath(const CQvStringW& path);
 
-TestPicture ReadAll(imageformats::OpenedImage& image);
-TestPicture Render(imageformats::OpenedImage& image, std::uint32_t width, std::uint32_t height, bool fast = true);
-inline TestPicture RenderBytes(const FileBytes& bytes, std::uint32_t width, std::uint32_t height, bool fast = true) {
+STestPicture ReadAll(imageformats::COpenedImage& image);
+STestPicture Render(imageformats::COpenedImage& image, std::uint32_t width, std::uint32_t height, bool fast = true);
+inline STestPicture RenderBytes(const SFileBytes& bytes, std::uint32_t width, std::uint32_t height, bool fast = true) {
   return Render(*OpenBytes(bytes), width, height, fast);
 }

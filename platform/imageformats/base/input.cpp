@@ -1,0 +1,48 @@
+#include "platform/imageformats/base/input.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/imageformats/base/format_error.h"
+
+namespace imageformats {
+
+std::shared_ptr<const CInput> CInput::FromFile(const CQvStringW& path) {
+  const std::shared_ptr<CInput> input(new CInput);
+  input->m_path = path;
+  if (QV_ResolvePath(path.c_str(), &input->m_nativePath) != 0) throw CDamagedError("No file name was given");
+  if (QV_OpenFile(path.c_str(), kQvFileRead, kQvShareRead | kQvShareWrite, kQvAnyAttributes, &input->m_handle) != 0) {
+    throw CDamagedError("The file cannot be opened");
+  }
+  input->m_isFile = true;
+  std::int64_t size = 0;
+  if (QV_GetFileSize(input->m_handle, &size) != 0) throw CDamagedError("The file's size cannot be read");
+  input->m_size = static_cast<std::uint64_t>(std::max<std::int64_t>(size, 0));
+  input->LoadHead();
+  return input;
+}
+
+std::shared_ptr<const CInput> CInput::FromMemory(const void* data, std::size_t size) {
+  if (data == nullptr || size == 0) throw CDamagedError("There is no image data");
+  const std::shared_ptr<CInput> input(new CInput);
+  input->m_memory = {static_cast<const std::uint8_t*>(data), size};
+  input->m_size = size;
+  input->LoadHead();
+  return input;
+}
+
+CInput::~CInput() {
+  if (m_isFile) QV_CloseFile(m_handle);
+}
+
+std::size_t CInput::ReadAt(std::uint64_t offset, void* buffer, std::size_t size) const noexcept {
+  if (m_isFile) return ReadFileAt(offset, buffer, size);
+  if (offset >= m_memory.size()) return 0;
+  const std::size_t count = std::min(size, m_memory.size() - static_cast<std::size_t>(offset));
+  if (count != 0) std::memcpy(buffer, m_memory.data() + offset, count);
+  return count;
+}
+
+void CInput::LoadHead() noexcept { m_headSize = ReadAt(0, m_head, kHeadSize); }
+
+}  // namespace imageformats

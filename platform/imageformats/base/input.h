@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "system/qvfile.h"
+#include "system/qvstring.h"
+
+namespace imageformats {
+
+// What a picture is read from: a regular file or a block of memory. Immutable, with no position of its own, so reads
+// from several threads do not disturb each other. Shared by the opened image and the objects it makes.
+class CInput {
+ public:
+  // Opens through the platform's file layer, which finds the file without regard to case and refuses what is not a
+  // regular file. Throws CDamagedError.
+  static std::shared_ptr<const CInput> FromFile(const CQvStringW& path);
+  // The memory must stay valid while the input is read. Throws CDamagedError for null or nothing.
+  static std::shared_ptr<const CInput> FromMemory(const void* data, std::size_t size);
+
+  CInput(const CInput&) = delete;
+  CInput& operator=(const CInput&) = delete;
+  ~CInput();
+
+  bool IsFile() const noexcept { return m_isFile; }
+  // Bytes, as of opening.
+  std::uint64_t Size() const noexcept { return m_size; }
+  // The path as it was asked for, and the name under which the file really exists, in the file system's bytes. Empty
+  // for memory.
+  const CQvStringW& Path() const noexcept { return m_path; }
+  const CQvStringA& NativePath() const noexcept { return m_nativePath; }
+  // The whole content when it lies in memory, else empty.
+  std::span<const std::uint8_t> Memory() const noexcept { return m_memory; }
+
+  // Copies up to `size` bytes from `offset`; returns how many there were (0 at and behind the end, or when the file
+  // cannot be read).
+  std::size_t ReadAt(std::uint64_t offset, void* buffer, std::size_t size) const noexcept;
+  // The first bytes, up to kHeadSize, kept from opening: what signatures are matched against.
+  std::span<const std::uint8_t> Head() const noexcept { return {m_head, m_headSize}; }
+
+  static constexpr std::size_t kHeadSize = 64;
+
+ private:
+  CInput() = default;
+  void LoadHead() noexcept;
+  std::size_t ReadFileAt(std::uint64_t offset, void* buffer, std::size_t size) const noexcept;
+
+  bool m_isFile = false;
+  QvFileHandle m_handle{};
+  std::uint64_t m_size = 0;
+  CQvStringW m_path;
+  CQvStringA m_nativePath;
+  std::span<const std::uint8_t> m_memory;
+  std::uint8_t m_head[kHeadSize] = {};
+  std::size_t m_headSize = 0;
+};
+
+}  // namespace imageformats

@@ -1,0 +1,53 @@
+#include "platform/imageformats/base/render_guard.h"
+
+#include <time.h>
+
+#include <algorithm>
+#include <limits>
+#include <string>
+
+#include "platform/imageformats/base/format_error.h"
+
+namespace imageformats {
+
+namespace {
+
+std::chrono::nanoseconds ProcessorTime() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+}
+
+}  // namespace
+
+CRenderGuard::CRenderGuard(const SRenderLimits& limits) : m_limits(limits), m_deadline(ProcessorTime() + limits.time) {}
+
+void CRenderGuard::CheckPixels(std::uint64_t width, std::uint64_t height) const {
+  if (width == 0 || height == 0) throw CDamagedError("The picture has no pixels");
+  if (Multiply(width, height) > m_limits.pixels) {
+    throw CDamagedError("The picture is too large: " + std::to_string(width) + " x " + std::to_string(height) +
+                        " pixels");
+  }
+}
+
+void CRenderGuard::CheckTime() const {
+  if (ProcessorTime() < m_deadline) return;
+  throw CDamagedError("Reading the picture took longer than " +
+                      std::to_string(static_cast<double>(m_limits.time.count()) / 1000.0).substr(0, 5) + " seconds");
+}
+
+void CRenderGuard::Reserve(std::uint64_t bytes) {
+  if (bytes > Available()) {
+    throw CDamagedError("Reading the picture needs more than " + std::to_string(m_limits.memory >> 20) + " MiB");
+  }
+  m_reserved += bytes;
+}
+
+void CRenderGuard::Release(std::uint64_t bytes) noexcept { m_reserved -= std::min(bytes, m_reserved); }
+
+std::uint64_t CRenderGuard::Multiply(std::uint64_t a, std::uint64_t b) noexcept {
+  constexpr std::uint64_t kMax = std::numeric_limits<std::uint64_t>::max();
+  return a != 0 && b > kMax / a ? kMax : a * b;
+}
+
+}  // namespace imageformats

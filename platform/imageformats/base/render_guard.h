@@ -1,0 +1,49 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace imageformats {
+
+struct SRenderLimits {
+  std::uint64_t memory = 256ull << 20;                        // bytes that one rendering may hold at once
+  std::uint64_t pixels = 16ull << 30;                         // pixels of a picture that is decoded in full
+  std::chrono::milliseconds time = std::chrono::seconds(30);  // the processor's: a busy machine refuses nothing
+};
+
+// Keeps one operation within its limits. Codec code reserves memory before it allocates it and asks for the time
+// once a band. Used by one thread. All refusals throw CDamagedError with a text for people.
+class CRenderGuard {
+ public:
+  explicit CRenderGuard(const SRenderLimits& limits = {});
+
+  // Throws when the pixels of such a picture are over the limit, or when a side is 0.
+  void CheckPixels(std::uint64_t width, std::uint64_t height) const;
+  // Throws when the calling thread has worked for longer since the guard was made. A clock read: once per band or some
+  // rows, not per pixel.
+  void CheckTime() const;
+
+  // Reserves memory about to be allocated; throws when it would be too much.
+  void Reserve(std::uint64_t bytes);
+  void Release(std::uint64_t bytes) noexcept;
+  std::uint64_t Available() const noexcept { return m_limits.memory - m_reserved; }
+
+  // A zeroed vector whose memory is reserved; it counts until the guard's end.
+  template <class T>
+  std::vector<T> NewVector(std::uint64_t count) {
+    Reserve(Multiply(count, sizeof(T)));
+    return std::vector<T>(static_cast<std::size_t>(count));
+  }
+
+  // The product, saturated, so that a later Reserve refuses it.
+  static std::uint64_t Multiply(std::uint64_t a, std::uint64_t b) noexcept;
+
+ private:
+  SRenderLimits m_limits;
+  std::chrono::nanoseconds m_deadline;
+  std::uint64_t m_reserved = 0;
+};
+
+}  // namespace imageformats

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "metadata/qvimageinfo.h"
+#include "picture/qvpicbuf.h"
+#include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/base/input.h"
+#include "platform/imageformats/base/render_guard.h"
+#include "platform/imageformats/codec/image_metadata.h"
+#include "system/qvbytearray.h"
+
+// What a codec folder provides. Everything here is free of the component model: adapters (component/picture_source.h,
+// component/codec_object.h) turn these classes into IQvImageCodec, IQvPictureSource, IQvMetadataReader and
+// IQvImageFile, check arguments, catch every exception and keep the error text. Codec code throws CFormatError (or
+// std::bad_alloc) to give up and needs no clean-up beyond its destructors.
+
+namespace imageformats {
+
+inline constexpr std::uint32_t kAllChannels = 0xFFFFFFFFu;
+
+// A rendering that a caller wants. Sizes are those of the displayed picture, orientation applied.
+struct SRenderRequest {
+  std::uint32_t width = 0;   // pixels, > 0
+  std::uint32_t height = 0;  // pixels, > 0
+  bool fast = false;         // may trade accuracy for speed: at most 1 dB of PSNR, at least 36 dB against the average
+  std::uint32_t channels = kAllChannels;  // mask, bit n is channel n; channels from 32 on are always shown
+};
+
+// An opened image. Used by one thread at a time; operations may come in any order and any number of times.
+class COpenedImage {
+ public:
+  virtual ~COpenedImage() = default;
+
+  // Geometry of the main picture as it is displayed: for orientations 5 to 8 width and height are swapped, consistently
+  // with Read and Render. components and bpcInMemory (8 or 16) describe what Read delivers. Known for every image that
+  // could be opened, also for pixels that only Read and Render find unsupported: those open, and throw
+  // CUnsupportedError there, because -3 must reach the caller of the rendering.
+  virtual const SQvImageInfo& Info() const = 0;
+
+  // Fills `picture`, which has the shape of Info(), with the first picture as displayed.
+  virtual void Read(SQvPicBuf& picture, CRenderGuard& guard) = 0;
+
+  // Fills `picture` (8 bits, 3 components, request.width x request.height) with the overview. Truncated or damaged
+  // pixels throw CDamagedError: a half picture is never delivered as success.
+  virtual void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) = 0;
+
+  // The custom tag's bytes, replacing the array's content. False, array untouched, when the file has no such tag.
+  virtual bool CustomTag(const CQvStringW& /*name*/, CQvByteArray& /*bytes*/) { return false; }
+
+  // Parsed when asked for. Damaged descriptions are no failure: what cannot be understood is left unknown.
+  virtual SImageMetadata Metadata() = 0;
+};
+
+// A picture being written into a byte array that outlives it.
+class IPictureWriter {
+ public:
+  virtual ~IPictureWriter() = default;
+  // Called once, first. Throws CDamagedError for a description that the format cannot hold.
+  virtual void SetFormat(const SQvImageInfo& format, double quality) = 0;
+  // All rows, format.widthBytes apart (checked to be at least a row's bytes).
+  virtual void Write(const void* rows) = 0;
+  virtual void Finish() = 0;
+};
+
+// One image format: stateless, one object for the whole process, used from any number of threads.
+class CCodecModule {
+ public:
+  virtual ~CCodecModule() = default;
+
+  // The format's name in GetCodecByName: "JPG", "PNG", "TIF", "WSI".
+  virtual const char* Name() const noexcept = 0;
+  // Whether the content is of this format; looks at input.Head() first and reads more only when the head fits. Modules
+  // are asked in the order of component/codec_registry.h; the first that says yes is the file's codec. Does not throw.
+  virtual bool Matches(const CInput& input) const noexcept = 0;
+  // Throws CDamagedError when the content is not of this format or damaged beyond its description.
+  virtual std::unique_ptr<COpenedImage> Open(std::shared_ptr<const CInput> input) const = 0;
+  // Formats that need a file answer OpenInputMemory with -3.
+  virtual bool CanOpenMemory() const noexcept { return true; }
+  // Null for formats that cannot be written.
+  virtual std::unique_ptr<IPictureWriter> CreateWriter(CQvByteArray& /*destination*/) const { return nullptr; }
+};
+
+}  // namespace imageformats

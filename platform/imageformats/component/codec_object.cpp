@@ -1,0 +1,90 @@
+#include "platform/imageformats/component/codec_object.h"
+
+#include <utility>
+
+#include "platform/imageformats/component/component_object.h"
+#include "platform/imageformats/component/metadata_reader.h"
+#include "platform/imageformats/component/picture_source.h"
+
+namespace imageformats {
+
+namespace {
+
+class CCodecObject final : public CComponentObject<IQvImageCodec> {
+ public:
+  CCodecObject(const CCodecModule& module, std::shared_ptr<CErrorText> manager)
+      : CComponentObject("CQvImageCodec", "IQvImageCodec"), m_module(module), m_error(std::move(manager)) {}
+
+  std::int32_t OpenInputFile(const CQvStringW& path, IQvPictureSource** source) override {
+    return RunReportingErrors(m_error, [&] {
+      Require(source != nullptr, "No place for the picture was given");
+      *source = NewPictureSource(m_module.Open(CInput::FromFile(path)), m_error.Manager());
+    });
+  }
+
+  std::int32_t OpenInputMemory(const void* data, std::size_t size, IQvPictureSource** source) override {
+    return RunReportingErrors(m_error, [&] {
+      Require(source != nullptr, "No place for the picture was given");
+      if (!m_module.CanOpenMemory()) throw CUnsupportedError("This format can only be read from files");
+      *source = NewPictureSource(m_module.Open(CInput::FromMemory(data, size)), m_error.Manager());
+    });
+  }
+
+  std::int32_t CreateOutputMemory(CQvByteArray* destination, IQvOutputImageFile** output) override {
+    return RunReportingErrors(m_error, [&] {
+      Require(destination != nullptr && output != nullptr, "No place for the picture was given");
+      std::unique_ptr<IPictureWriter> writer = m_module.CreateWriter(*destination);
+      if (!writer) throw CUnsupportedError("This format cannot be written");
+      *output = NewOutputFile(std::move(writer), m_error.Manager());
+    });
+  }
+
+ private:
+  const CCodecModule& m_module;
+  CErrorText m_error;
+};
+
+class CImageFile final : public CComponentObject<IQvImageFile> {
+ public:
+  CImageFile(const CQvStringW& path, std::uint64_t size, std::unique_ptr<COpenedImage> image,
+             std::shared_ptr<CErrorText> manager)
+      : CComponentObject("CQvImageFile", "IQvImageFile"),
+        m_path(path),
+        m_size(size),
+        m_image(std::move(image)),
+        m_error(std::move(manager)) {}
+
+  std::int32_t GetMetadataReader(const CQvStringW& path, IQvMetadataReader** reader) override {
+    return RunReportingErrors(m_error, [&] {
+      Require(reader != nullptr, "No place for the reader was given");
+      Require(path == m_path, "Another file was opened");
+      *reader = NewMetadataReader(m_image->Metadata());
+    });
+  }
+
+  std::int32_t GetFileSize(const wchar_t* path, std::int64_t* size) override {
+    return RunReportingErrors(m_error, [&] {
+      Require(path != nullptr && size != nullptr && m_path == CQvStringW(path), "Another file was opened");
+      *size = static_cast<std::int64_t>(m_size);
+    });
+  }
+
+ private:
+  CQvStringW m_path;
+  std::uint64_t m_size;
+  std::unique_ptr<COpenedImage> m_image;
+  CErrorText m_error;
+};
+
+}  // namespace
+
+IQvImageCodec* NewCodecObject(const CCodecModule& module, std::shared_ptr<CErrorText> manager) {
+  return new (__FILE__, __LINE__) CCodecObject(module, std::move(manager));
+}
+
+IQvImageFile* NewImageFile(const CQvStringW& path, std::uint64_t size, std::unique_ptr<COpenedImage> image,
+                           std::shared_ptr<CErrorText> manager) {
+  return new (__FILE__, __LINE__) CImageFile(path, size, std::move(image), std::move(manager));
+}
+
+}  // namespace imageformats

@@ -1,0 +1,41 @@
+#include "platform/imageformats/component/codec_registry.h"
+
+#include "platform/imageformats/jpeg/jpeg_codec.h"
+#include "platform/imageformats/png/png_codec.h"
+#include "platform/imageformats/tiff/tiff_codec.h"
+#if defined(QV_HAVE_OPENSLIDE)
+#include "platform/imageformats/wsi/wsi_codec.h"
+#endif
+
+namespace imageformats {
+
+std::span<const CCodecModule* const> AllCodecs() noexcept {
+  static const CCodecModule* const codecs[] = {
+#if defined(QV_HAVE_OPENSLIDE)
+    &WsiCodec(),
+#endif
+    &TiffCodec(),
+    &JpegCodec(),
+    &PngCodec(),
+#if defined(QV_HAVE_OPENSLIDE)
+    &WsiFallbackCodec(),
+#endif
+  };
+  return codecs;
+}
+
+const CCodecModule* FindCodecByName(std::string_view name) noexcept {
+  for (const CCodecModule* codec : AllCodecs()) {
+    if (name == codec->Name()) return codec;
+  }
+  return nullptr;
+}
+
+const CCodecModule* FindCodecFor(const CInput& input) noexcept {
+  for (const CCodecModule* codec : AllCodecs()) {
+    if (codec->Matches(input)) return codec;
+  }
+  return nullptr;
+}
+
+}  // namespace imageformats

@@ -1,0 +1,46 @@
+#include "platform/imageformats/component/image_format_manager_impl.h"
+
+#include "platform/imageformats/component/codec_object.h"
+#include "platform/imageformats/component/codec_registry.h"
+
+using namespace imageformats;
+
+namespace {
+
+const CCodecModule& CodecFor(const CInput& input) {
+  Require(input.Size() != 0, "The file is empty");
+  const CCodecModule* codec = FindCodecFor(input);
+  Require(codec != nullptr, "The file is not an image of a known format");
+  return *codec;
+}
+
+}  // namespace
+
+CQvImageFormatManagerImpl::CQvImageFormatManagerImpl()
+    : CComponentObject("CQvImageFormatManagerImpl", "IQvImageFormatManager"), m_error(std::make_shared<CErrorText>()) {}
+
+std::int32_t CQvImageFormatManagerImpl::GetCodecByName(const CQvStringA& formatName, IQvImageCodec** codec) {
+  return RunReportingErrors(*m_error, [&] {
+    Require(codec != nullptr, "No place for the codec was given");
+    const CCodecModule* module = FindCodecByName(formatName.Str());
+    Require(module != nullptr, "There is no such format");
+    *codec = NewCodecObject(*module, m_error);
+  });
+}
+
+std::int32_t CQvImageFormatManagerImpl::GetCodecForFile(const CQvStringW& path, IQvImageCodec** codec) {
+  return RunReportingErrors(*m_error, [&] {
+    Require(codec != nullptr, "No place for the codec was given");
+    *codec = NewCodecObject(CodecFor(*CInput::FromFile(path)), m_error);
+  });
+}
+
+std::int32_t CQvImageFormatManagerImpl::OpenImageFile(const CQvStringW& path, IQvImageFile** file) {
+  return RunReportingErrors(*m_error, [&] {
+    Require(file != nullptr, "No place for the file was given");
+    const std::shared_ptr<const CInput> input = CInput::FromFile(path);
+    *file = NewImageFile(path, input->Size(), CodecFor(*input).Open(input), m_error);
+  });
+}
+
+CQvStringW CQvImageFormatManagerImpl::GetErrorText() const { return m_error->Get(); }

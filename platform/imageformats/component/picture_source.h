@@ -1,0 +1,21 @@
+#pragma once
+
+#include <memory>
+
+#include "imageformats/iqvimageformatmanager.h"
+#include "platform/imageformats/base/error_text.h"
+#include "platform/imageformats/codec/codec_module.h"
+
+namespace imageformats {
+
+// The one mode of IQvPictureSource::RenderPicture.
+inline constexpr std::uint32_t kOverviewMode = 1;
+
+// The opened image as an interface: arguments checked, exceptions caught, texts kept, each operation under a
+// CRenderGuard of its own. Throws std::bad_alloc.
+IQvPictureSource* NewPictureSource(std::unique_ptr<COpenedImage> image, std::shared_ptr<CErrorText> manager);
+
+// The writer as an interface; it enforces the order SetPictureFormat, WritePicture, Finish.
+IQvOutputImageFile* NewOutputFile(std::unique_ptr<IPictureWriter> writer, std::shared_ptr<CErrorText> manager);
+
+}  // namespace imageformats

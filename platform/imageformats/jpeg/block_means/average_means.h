@@ -1,0 +1,17 @@
+#pragma once
+
+#include <optional>
+
+#include "platform/imageformats/jpeg/block_means/block_means.h"
+
+namespace imageformats {
+
+// The averages of the wanted size (in stored orientation), 0..255: grey, or R G B. The planes are averaged each on its
+// own grid and converted afterwards, which comes to the same and needs no upsampling. `wanted` must not exceed what the
+// planes hold (MaxResultPixels of their axes).
+SAveragedPicture AverageBlockMeans(const SBlockMeans& picture, SSize wanted, CRenderGuard& guard);
+
+// Averages of the planes, each on its own grid, put together: grey, or R G B. All have the same size.
+SAveragedPicture JoinPlaneAverages(const std::vector<SAveragedPicture>& planes, bool isYCbCr);
+
+}  // namespace imageformats

@@ -1,0 +1,183 @@
+#include "platform/imageformats/jpeg/block_means/block_means.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/imageformats/jpeg/block_means/scan.h"
+#include "platform/imageformats/jpeg/stream/coding.h"
+#include "platform/imageformats/jpeg/stream/marker_reader.h"
+
+namespace imageformats {
+
+namespace {
+
+// Walks a file's segments and scans.
+class CBlockMeansReader {
+ public:
+  CBlockMeansReader(const CInput& input, bool quarterBlockChroma, CRenderGuard& guard, const SJpegFrame* tables)
+      : m_input(input), m_quarterBlockChroma(quarterBlockChroma), m_guard(guard) {
+    if (tables != nullptr) m_frame = *tables;
+  }
+
+  bool Read() {
+    CMarkerReader reader(m_input, 2);
+    for (;;) {
+      const auto marker = reader.NextMarker();
+      if (!marker) return false;
+      if (*marker == kMarkerEoi) return IsComplete();
+      if (IsStandaloneMarker(*marker)) continue;
+      const auto payload = reader.ReadPayload(kMaxPayload);
+      if (!payload || !ParseSegment(*marker, *payload)) return false;
+      if (*marker != kMarkerSos) continue;
+      std::uint64_t position = reader.Position();
+      if (!ReadScan(*payload, position)) return false;
+      // A sequential picture is whole with its last component; a progressive one only at its end.
+      if (!m_frame.progressive && IsComplete()) return true;
+      reader.Seek(position);
+    }
+  }
+
+  SBlockMeans Picture();
+
+ private:
+  bool ParseSegment(std::uint8_t marker, std::span<const std::uint8_t> payload) {
+    switch (marker) {
+      case kMarkerSof0:
+      case kMarkerSof1:
+      case kMarkerSof2:
+        return m_frame.ParseFrameHeader(payload, marker == kMarkerSof2, m_quarterBlockChroma, m_guard);
+      case kMarkerDht:
+        return m_frame.ParseHuffmanTables(payload);
+      case kMarkerDqt:
+        return m_frame.ParseQuantTables(payload);
+      case kMarkerDri:
+        if (payload.size() != 2) return false;
+        m_frame.restartInterval = static_cast<std::uint32_t>(payload[0] << 8 | payload[1]);
+        return true;
+      case kMarkerApp0:
+        if (payload.size() >= 14 && std::memcmp(payload.data(), "JFIF", 5) == 0) m_frame.hasJfif = true;
+        return true;
+      case kMarkerApp14:
+        if (payload.size() >= 12 && std::memcmp(payload.data(), "Adobe", 5) == 0) m_frame.adobeTransform = payload[11];
+        return true;
+      default:
+        return !IsFrameMarker(marker) && marker != kMarkerDac && marker != kMarkerDnl;
+    }
+  }
+
+  // `position` is where the scan's data begin, and becomes where the search for the next marker goes on.
+  bool ReadScan(std::span<const std::uint8_t> payload, std::uint64_t& position) {
+    SJpegScan scan;
+    if (++m_scans > kMaxScans || !scan.ParseHeader(payload, m_frame)) return false;
+    if (!IsConsistent(scan)) return false;
+    // Later scans refine AC coefficients, whose first bits are exact enough for the quarters.
+    if (scan.spectralStart != 0 && (!scan.components[0].component->hasQuarters || scan.approximationHigh != 0))
+      return true;
+    CJpegBitReader bits(m_input, position);
+    if (!DecodeScan(m_frame, scan, bits, m_guard)) return false;
+    position = bits.Position();
+    return true;
+  }
+
+  // Checks the scan against what was seen before (T.81, G.1.1.1.1), and notes what it brings.
+  bool IsConsistent(const SJpegScan& scan) {
+    if (m_frame.progressive ? (scan.spectralStart == 0) != (scan.spectralEnd == 0) ||
+                                  (scan.spectralStart != 0 && scan.components.size() != 1)
+                            : scan.spectralStart != 0 || scan.spectralEnd != 63 || scan.approximationHigh != 0 ||
+                                  scan.approximationLow != 0) {
+      return false;
+    }
+    if (scan.approximationHigh != 0 && scan.approximationHigh != scan.approximationLow + 1) return false;
+    for (const SJpegScan::SScanComponent& scanned : scan.components) {
+      SJpegComponent& c = *scanned.component;
+      c.KeepQuantisers(m_frame.quantTables[c.quantTable]);
+      if (c.quantisers[0] == 0) return false;
+      for (std::size_t k = scan.spectralStart; k <= scan.spectralEnd; ++k) {
+        if (c.missingBits[k] != (scan.approximationHigh == 0 ? -1 : static_cast<int>(scan.approximationHigh)))
+          return false;
+        c.missingBits[k] = static_cast<int>(scan.approximationLow);
+      }
+    }
+    return true;
+  }
+
+  bool IsComplete() const {
+    const auto whole = [](const SJpegComponent& c) { return c.IsComplete(); };
+    return !m_frame.components.empty() && std::all_of(m_frame.components.begin(), m_frame.components.end(), whole);
+  }
+
+  const CInput& m_input;
+  bool m_quarterBlockChroma;
+  CRenderGuard& m_guard;
+  SJpegFrame m_frame;
+  int m_scans = 0;
+};
+
+constexpr float kMeanOfMidGrey = 8 * 128, kMaxMean = 8 * 255;
+
+std::uint16_t Mean(float value) {
+  return static_cast<std::uint16_t>(std::clamp(value + kMeanOfMidGrey, 0.0f, kMaxMean) + 0.5f);
+}
+
+SSourceAxis MeansAxis(std::uint64_t pitch, std::uint64_t extent) {
+  return {static_cast<std::uint32_t>((extent + pitch - 1) / pitch), pitch, extent};
+}
+
+void FillMeans(const SJpegComponent& c, SBlockMeansPlane& plane) {
+  const std::size_t side = c.hasQuarters ? 2 : 1, rows = c.dcCoefficients.size() / c.stride;
+  for (std::size_t y = 0; y < rows; ++y) {
+    std::uint16_t* out = plane.means.data() + y * side * plane.stride;
+    for (std::size_t x = 0; x < c.stride; ++x, out += side) {
+      const std::size_t block = y * c.stride + x;
+      const auto dc = static_cast<float>(c.dcCoefficients[block] * c.quantisers[0]);
+      if (!c.hasQuarters) {
+        *out = Mean(dc);
+        continue;
+      }
+      for (std::size_t q = 0; q < 4; ++q) out[q / 2 * plane.stride + q % 2] = Mean(dc + c.quarterOffsets[block][q]);
+    }
+  }
+}
+
+SBlockMeans CBlockMeansReader::Picture() {
+  SBlockMeans picture;
+  picture.isYCbCr = m_frame.IsYCbCr();
+  for (SJpegComponent& c : m_frame.components) {
+    const std::uint32_t side = c.hasQuarters ? 2 : 1;
+    SBlockMeansPlane plane;
+    plane.stride = c.stride * side;
+    plane.x = MeansAxis(8 / side * std::uint64_t{m_frame.maxH}, std::uint64_t{m_frame.width} * c.h);
+    plane.y = MeansAxis(8 / side * std::uint64_t{m_frame.maxV}, std::uint64_t{m_frame.height} * c.v);
+    plane.means = m_guard.NewVector<std::uint16_t>(c.dcCoefficients.size() * side * side);
+    FillMeans(c, plane);
+    picture.planes.push_back(std::move(plane));
+  }
+  return picture;
+}
+
+}  // namespace
+
+std::optional<SBlockMeans> ReadBlockMeans(const CInput& input, bool quarterBlockChroma, CRenderGuard& guard,
+                                          const SJpegFrame* tables) {
+  CBlockMeansReader reader(input, quarterBlockChroma, guard, tables);
+  if (!reader.Read()) return std::nullopt;
+  return reader.Picture();
+}
+
+std::shared_ptr<const SJpegFrame> ReadTablesOnlyStream(std::span<const std::uint8_t> stream) {
+  if (stream.empty()) return nullptr;
+  const std::shared_ptr<const CInput> input = CInput::FromMemory(stream.data(), stream.size());
+  auto tables = std::make_shared<SJpegFrame>();
+  CMarkerReader reader(*input, 2);
+  for (auto marker = reader.NextMarker(); marker && *marker != kMarkerEoi; marker = reader.NextMarker()) {
+    if (IsStandaloneMarker(*marker)) continue;
+    const auto payload = reader.ReadPayload(kMaxPayload);
+    if (!payload) return nullptr;
+    if (*marker == kMarkerDht && !tables->ParseHuffmanTables(*payload)) return nullptr;
+    if (*marker == kMarkerDqt && !tables->ParseQuantTables(*payload)) return nullptr;
+    if (IsFrameMarker(*marker) || *marker == kMarkerSos) return nullptr;
+  }
+  return tables;
+}
+
+}  // namespace imageformats

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "platform/imageformats/base/render_guard.h"
+#include "platform/imageformats/jpeg/block_means/huffman_table.h"
+
+namespace imageformats {
+
+// A component of the frame and the state of its decoding.
+struct SJpegComponent {
+  std::uint8_t id = 0;
+  std::uint32_t h = 1, v = 1;  // sampling factors
+  std::uint8_t quantTable = 0;
+  std::uint32_t blocksAcross = 0, blocksDown = 0;  // of the component itself
+  std::uint32_t stride = 0;                        // blocks in a row, filled up to whole MCUs
+  std::vector<std::int16_t> dcCoefficients;        // of each block
+  std::array<int, 64> missingBits;                 // of the coefficients, in zigzag order; -1: not yet seen
+  std::array<std::uint16_t, 64> quantisers{};      // as of the component's first scan
+
+  // What the AC coefficients add to the quarters of the blocks (upper left, upper right, lower left, lower right), on
+  // the scale of SBlockMeansPlane; only when the quarters are wanted.
+  bool hasQuarters = false;
+  std::vector<std::array<float, 4>> quarterOffsets;
+  std::array<std::array<float, 4>, 64> quarterWeights{};  // of an AC coefficient of 1
+
+  SJpegComponent() { missingBits.fill(-1); }
+  void KeepQuantisers(const std::array<std::uint16_t, 64>& table);
+  // Whether the scans read so far hold what the means are made of.
+  bool IsComplete() const noexcept;
+};
+
+// The tables and the frame as far as the segments read so far define them. Each Parse returns false for content that is
+// damaged or of a kind that is left to libjpeg.
+struct SJpegFrame {
+  bool progressive = false;
+  std::uint32_t width = 0, height = 0;
+  std::uint32_t maxH = 1, maxV = 1;
+  std::vector<SJpegComponent> components;
+  std::array<std::array<std::uint16_t, 64>, 4> quantTables{};  // zigzag order; zeros: not defined
+  std::array<CJpegHuffmanTable, 4> dcTables, acTables;
+  std::uint32_t restartInterval = 0;
+  bool hasJfif = false;
+  int adobeTransform = -1;
+
+  bool ParseFrameHeader(std::span<const std::uint8_t> payload, bool isProgressive, bool quarterBlockChroma,
+                        CRenderGuard& guard);
+  bool ParseQuantTables(std::span<const std::uint8_t> payload);
+  bool ParseHuffmanTables(std::span<const std::uint8_t> payload);
+  std::uint32_t McusAcross() const noexcept { return (width + 8 * maxH - 1) / (8 * maxH); }
+  std::uint32_t McusDown() const noexcept { return (height + 8 * maxV - 1) / (8 * maxV); }
+  // Whether three components are YCbCr; libjpeg's rules.
+  bool IsYCbCr() const noexcept;
+};
+
+}  // namespace imageformats

@@ -1,0 +1,167 @@
+#include "platform/imageformats/jpeg/block_means/scan.h"
+
+#include <algorithm>
+
+namespace imageformats {
+
+namespace {
+
+// T.81, F.2.2.1, table F.1 turned around: the value of `size` bits.
+int Extend(std::uint32_t value, unsigned size) noexcept {
+  const auto v = static_cast<int>(value);
+  return v < 1 << (size - 1) ? v - (1 << size) + 1 : v;
+}
+
+class CScanDecoder {
+ public:
+  CScanDecoder(const SJpegFrame& frame, const SJpegScan& scan, CJpegBitReader& bits, CRenderGuard& guard)
+      : m_frame(frame), m_scan(scan), m_bits(bits), m_guard(guard) {}
+
+  bool Decode() {
+    // A scan of one component consists of the component's own blocks; else of whole MCUs.
+    const bool single = m_scan.components.size() == 1;
+    const SJpegComponent& only = *m_scan.components[0].component;
+    const std::uint32_t across = single ? only.blocksAcross : m_frame.McusAcross();
+    const std::uint32_t down = single ? only.blocksDown : m_frame.McusDown();
+    for (std::uint32_t y = 0; y < down; ++y) {
+      m_guard.CheckTime();
+      for (std::uint32_t x = 0; x < across; ++x) {
+        if (!SkipRestartMarkerIfDue()) return false;
+        if (!(single ? DecodeBlock(0, x, y) : DecodeMcu(x, y))) return false;
+      }
+      if (m_bits.IsOverrun()) return false;
+    }
+    return true;
+  }
+
+ private:
+  bool SkipRestartMarkerIfDue() {
+    if (m_frame.restartInterval == 0) return true;
+    if (m_mcusToRestart == 0) {
+      if (m_started && !m_bits.SkipRestartMarker(m_restartCount++ % 8)) return false;
+      for (int& predictor : m_predictors) predictor = 0;
+      m_endOfBandRun = 0;
+      m_mcusToRestart = m_frame.restartInterval;
+      m_started = true;
+    }
+    --m_mcusToRestart;
+    return true;
+  }
+
+  bool DecodeMcu(std::uint32_t x, std::uint32_t y) {
+    for (std::size_t i = 0; i < m_scan.components.size(); ++i) {
+      const SJpegComponent& c = *m_scan.components[i].component;
+      for (std::uint32_t row = 0; row < c.v; ++row) {
+        for (std::uint32_t column = 0; column < c.h; ++column) {
+          if (!DecodeBlock(i, x * c.h + column, y * c.v + row)) return false;
+        }
+      }
+    }
+    return true;
+  }
+
+  bool DecodeBlock(std::size_t index, std::uint32_t x, std::uint32_t y) {
+    const SJpegScan::SScanComponent& p = m_scan.components[index];
+    const std::size_t block = std::size_t{y} * p.component->stride + x;
+    m_bits.Refill();
+    if (m_scan.spectralStart != 0) return DecodeAc(*p.component, *p.ac, p.component->quarterOffsets[block]);
+    if (!DecodeDc(index, p.component->dcCoefficients[block])) return false;
+    if (m_frame.progressive) return true;
+    return p.component->hasQuarters ? DecodeAc(*p.component, *p.ac, p.component->quarterOffsets[block])
+                                    : p.ac->SkipAcCoefficients(m_bits);
+  }
+
+  bool DecodeDc(std::size_t index, std::int16_t& coefficient) {
+    if (m_scan.approximationHigh != 0) {  // one more bit of a value that is known already (G.1.2.1)
+      coefficient =
+          static_cast<std::int16_t>(coefficient | static_cast<int>(m_bits.Peek(1) << m_scan.approximationLow));
+      m_bits.Skip(1);
+      return true;
+    }
+    const int size = m_scan.components[index].dc->Decode(m_bits);
+    if (size < 0 || size > 11) return false;
+    m_predictors[index] += ReceiveExtend(static_cast<unsigned>(size));
+    if (m_predictors[index] < -32768 || m_predictors[index] > 32767) return false;
+    coefficient = static_cast<std::int16_t>(static_cast<std::uint32_t>(m_predictors[index]) << m_scan.approximationLow);
+    return true;
+  }
+
+  // The AC coefficients of a block (F.2.2.2, G.1.2.2), added to its quarters.
+  bool DecodeAc(const SJpegComponent& component, const CJpegHuffmanTable& table, std::array<float, 4>& quarterOffsets) {
+    if (m_endOfBandRun > 0) {
+      --m_endOfBandRun;
+      return true;
+    }
+    for (unsigned k = std::max(m_scan.spectralStart, 1u); k <= m_scan.spectralEnd; ++k) {
+      m_bits.Refill();
+      const int symbol = table.Decode(m_bits);
+      if (symbol < 0) return false;
+      const unsigned run = static_cast<unsigned>(symbol) >> 4, size = static_cast<unsigned>(symbol) & 15;
+      if (size == 0 && run != 15) {
+        if (run == 0 || !m_frame.progressive) return true;
+        m_endOfBandRun = (1u << run) - 1 + m_bits.Peek(run);
+        m_bits.Skip(run);
+        return true;
+      }
+      k += run;
+      if (size == 0) continue;
+      if (k > 63) return false;
+      const auto value = static_cast<float>(ReceiveExtend(size) * (1 << m_scan.approximationLow));
+      for (std::size_t q = 0; q < 4; ++q) quarterOffsets[q] += value * component.quarterWeights[k][q];
+    }
+    return true;
+  }
+
+  // A value of `size` bits, which are refilled (F.2.2.1).
+  int ReceiveExtend(unsigned size) noexcept {
+    if (size == 0) return 0;
+    const int value = Extend(m_bits.Peek(size), size);
+    m_bits.Skip(size);
+    return value;
+  }
+
+  const SJpegFrame& m_frame;
+  const SJpegScan& m_scan;
+  CJpegBitReader& m_bits;
+  CRenderGuard& m_guard;
+  int m_predictors[4] = {};
+  std::uint32_t m_mcusToRestart = 0;
+  unsigned m_restartCount = 0;
+  bool m_started = false;
+  std::uint32_t m_endOfBandRun = 0;  // blocks still to come without coefficients
+};
+
+}  // namespace
+
+bool SJpegScan::ParseHeader(std::span<const std::uint8_t> payload, SJpegFrame& frame) {
+  if (payload.empty() || frame.components.empty()) return false;
+  const std::size_t count = payload[0];
+  if (count < 1 || count > frame.components.size() || payload.size() != 4 + 2 * count) return false;
+  std::uint32_t blocks = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint8_t id = payload[1 + 2 * i], dc = payload[2 + 2 * i] >> 4, ac = payload[2 + 2 * i] & 15;
+    const auto component = std::find_if(frame.components.begin(), frame.components.end(),
+                                        [id](const SJpegComponent& c) { return c.id == id; });
+    if (component == frame.components.end() || dc > 3 || ac > 3) return false;
+    for (const SScanComponent& scanned : components) {
+      if (scanned.component == &*component) return false;
+    }
+    components.push_back({&*component, &frame.dcTables[dc], &frame.acTables[ac]});
+    blocks += component->h * component->v;
+  }
+  spectralStart = payload[1 + 2 * count];
+  spectralEnd = payload[2 + 2 * count];
+  approximationHigh = payload[3 + 2 * count] >> 4;
+  approximationLow = payload[3 + 2 * count] & 15;
+  return spectralStart <= spectralEnd && spectralEnd < 64 && approximationLow <= 13 && (count == 1 || blocks <= 10);
+}
+
+bool DecodeScan(const SJpegFrame& frame, const SJpegScan& scan, CJpegBitReader& bits, CRenderGuard& guard) {
+  for (const SJpegScan::SScanComponent& scanned : scan.components) {
+    if (scan.spectralStart == 0 && scan.approximationHigh == 0 && !scanned.dc->IsBuilt()) return false;
+    if (scan.spectralEnd != 0 && !scanned.ac->IsBuilt()) return false;
+  }
+  return CScanDecoder(frame, scan, bits, guard).Decode();
+}
+
+}  // namespace imageformats

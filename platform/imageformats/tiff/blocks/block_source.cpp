@@ -1,0 +1,78 @@
+#include "platform/imageformats/tiff/blocks/block_source.h"
+
+#include "platform/imageformats/base/format_error.h"
+
+namespace imageformats::tiff {
+namespace {
+
+// The JPEG codec decodes grey, three colours and CMYK; odd numbers of samples are left to libtiff.
+bool IsPlainJpeg(const SPage& page) {
+  if (page.compression != COMPRESSION_JPEG || page.bits != 8) return false;
+  const std::uint32_t samples = page.RowSamples();
+  return samples == 1 || samples == 3 || (samples == 4 && page.photometric == PHOTOMETRIC_SEPARATED);
+}
+
+}  // namespace
+
+SDecodedLayout DecodedLayoutOf(const SPage& page) noexcept {
+  SDecodedLayout layout = {page.bits, page.samples, page.format, page.planar, page.photometric, page.bigEndian};
+  switch (page.photometric) {
+    case PHOTOMETRIC_YCBCR:
+      layout.photometric = PHOTOMETRIC_RGB;
+      // Plain JPEG may be planar; libtiff's conversion delivers R G B only.
+      if (!IsPlainJpeg(page)) layout = {8, 3, ESampleFormat::kUnsigned, false, PHOTOMETRIC_RGB};
+      break;
+    case PHOTOMETRIC_LOGL:
+      layout = {8, page.samples, ESampleFormat::kUnsigned, page.planar, PHOTOMETRIC_MINISBLACK};
+      break;
+    case PHOTOMETRIC_LOGLUV:
+      layout = {8, page.samples, ESampleFormat::kUnsigned, page.planar, PHOTOMETRIC_RGB};
+      break;
+    default:
+      break;
+  }
+  if (page.compression == COMPRESSION_PIXARLOG) layout.bits = page.bits == 8 ? 8 : page.bits == 16 ? 16 : 32;
+  if (IsPlainJpeg(page)) layout.format = ESampleFormat::kUnsigned;
+  return layout;
+}
+
+std::unique_ptr<CBlockSource> OpenBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
+                                         CRenderGuard& guard) {
+  if (const std::string why = UnsupportedReason(page); !why.empty()) throw CUnsupportedError(why);
+  guard.CheckPixels(page.width, page.height);
+  tiff.Select(page.offset);
+  if (IsPlainJpeg(page)) return OpenJpegBlocks(tiff, page, request, guard);
+  if (page.photometric == PHOTOMETRIC_YCBCR) return OpenRgbaBlocks(tiff, page, guard);
+  if (page.compression == COMPRESSION_NONE && !IsBitReversed(tiff.Get())) {
+    return OpenRawBlocks(tiff, page, request.dataOffset, guard);
+  }
+  return OpenLibtiffBlocks(tiff, page, guard);
+}
+
+bool IsBitReversed(TIFF* tiff) {
+  std::uint16_t order = FILLORDER_MSB2LSB;
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_FILLORDER, &order);
+  return order == FILLORDER_LSB2MSB;
+}
+
+SBlockExtent LocateBlock(CTiffHandle& tiff, std::uint32_t index) {
+  int failed = 0;
+  SBlockExtent bytes;
+  bytes.offset = TIFFGetStrileOffsetWithErr(tiff.Get(), index, &failed);
+  if (!failed) bytes.size = TIFFGetStrileByteCountWithErr(tiff.Get(), index, &failed);
+  if (failed) throw CDamagedError("The table of strips or tiles is damaged");
+  if (bytes.size == 0) throw CDamagedError("A strip or tile was never written");
+  const std::uint64_t end = tiff.Source().Size();
+  if (bytes.offset > end || bytes.size > end - bytes.offset) {
+    throw CDamagedError("The file is truncated: a strip or tile lies behind its end");
+  }
+  return bytes;
+}
+
+void ReadBlockBytes(const CTiffHandle& tiff, std::uint64_t offset, std::uint8_t* out, std::size_t size) {
+  if (tiff.Source().ReadAt(offset, out, size) != size) {
+    throw CDamagedError("The file is truncated: a strip or tile lies behind its end");
+  }
+}
+
+}  // namespace imageformats::tiff

@@ -1,0 +1,118 @@
+#include "platform/imageformats/tiff/dataset/dataset.h"
+
+#include <algorithm>
+
+#include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/render/channel_composite.h"
+#include "platform/imageformats/tiff/directory/pyramid.h"
+#include "platform/imageformats/tiff/directory/tags.h"
+#include "platform/imageformats/tiff/ome/ome_xml.h"
+
+namespace imageformats::tiff {
+namespace {
+
+constexpr std::uint32_t kReducedOrMask = FILETYPE_REDUCEDIMAGE | FILETYPE_MASK;
+
+// The first page that is neither a reduced copy nor a mask.
+const SIfdSummary& MainPage(const std::vector<SIfdSummary>& chain) {
+  const auto full = std::find_if(chain.begin(), chain.end(), [](const SIfdSummary& ifd) {
+    return (ifd.subfileType & kReducedOrMask) == 0 && ifd.width > 0 && ifd.height > 0;
+  });
+  return full == chain.end() ? chain.front() : *full;
+}
+
+bool SameShape(const SIfdSummary& a, const SIfdSummary& b) noexcept {
+  return a.width == b.width && a.height == b.height && a.samples == b.samples && a.bits == b.bits;
+}
+
+// Raw camera files keep a small picture in the chain and the real one in a sub-IFD.
+void PreferFullSubIfd(STiffFile& file, SDataset* dataset) {
+  for (const std::uint64_t offset : dataset->page.subIfds) {
+    for (const SIfdSummary& ifd : ReadIfdChainFrom(*file.input, offset, 1)) {
+      if ((ifd.subfileType & kReducedOrMask) != 0 || ifd.width <= dataset->page.width) continue;
+      if (ifd.photometric == PHOTOMETRIC_CFA) continue;
+      dataset->page = ReadPage(file.handle, ifd.offset);
+      dataset->mainPlane.directory = ifd.offset;
+      return;
+    }
+  }
+}
+
+void OpenPlainDataset(CFileSet& files, SDataset* dataset) {
+  STiffFile& file = files.Main();
+  const SIfdSummary& main = MainPage(file.chain);
+  dataset->kind = SDataset::EKind::kPlain;
+  dataset->mainPlane.directory = main.offset;
+  dataset->pages = 0;
+  for (const SIfdSummary& ifd : file.chain) {
+    const bool reduced = (ifd.subfileType & kReducedOrMask) != 0;
+    if (!reduced && SameShape(ifd, main)) ++dataset->pages;
+    const bool flagged = (ifd.subfileType & kReducedOrMask) == FILETYPE_REDUCEDIMAGE && IsFlaggedLevel(main, ifd);
+    if (flagged || (!reduced && IsUnflaggedLevel(main, ifd))) dataset->mainPlane.levels.push_back(ifd);
+  }
+  dataset->pages = std::max(dataset->pages, 1u);
+  dataset->page = ReadPage(file.handle, main.offset);
+  if (main.subfileType & FILETYPE_REDUCEDIMAGE) PreferFullSubIfd(file, dataset);
+  for (const std::uint32_t sample : ChannelSamples(dataset->page)) {
+    SOverviewChannel channel;
+    channel.plane = dataset->mainPlane;
+    channel.sample = sample;
+    dataset->channels.push_back(channel);
+  }
+  dataset->sizeC = std::max<std::uint32_t>(static_cast<std::uint32_t>(dataset->channels.size()), 1);
+}
+
+}  // namespace
+
+SPage ReadDatasetPage(STiffFile& file, SDataset::EKind kind, std::uint64_t directory) {
+  SPage page = ReadPage(file.handle, directory);
+  if (kind == SDataset::EKind::kOme && page.bits == 8 && page.format == ESampleFormat::kSigned) {
+    page.format = ESampleFormat::kUnsigned;
+  }
+  return page;
+}
+
+std::vector<std::uint32_t> ChannelSamples(const SPage& page) {
+  if (page.photometric != PHOTOMETRIC_MINISBLACK && page.photometric != PHOTOMETRIC_MINISWHITE) return {};
+  std::vector<std::uint32_t> samples = {0};
+  for (std::uint32_t sample = 1; sample < page.samples && samples.size() < kMaxOverviewChannels; ++sample) {
+    const std::uint16_t type =
+        sample - 1 < page.extraSamples.size() ? page.extraSamples[sample - 1] : std::uint16_t{EXTRASAMPLE_UNSPECIFIED};
+    if (type != EXTRASAMPLE_ASSOCALPHA && type != EXTRASAMPLE_UNASSALPHA) samples.push_back(sample);
+  }
+  if (samples.size() == 1) samples.clear();
+  return samples;
+}
+
+SDataset OpenDataset(CFileSet& files) {
+  SDataset dataset;
+  STiffFile& file = files.Main();
+  std::string description;
+  try {
+    file.handle.Select(file.chain.front().offset);
+    description = TextTag(file.handle, TIFFTAG_IMAGEDESCRIPTION);
+  } catch (const CDamagedError&) {
+    // Another page may still be readable.
+  }
+  if (LooksLikeOmeXml(description) && OpenOmeDataset(files, description, &dataset)) return dataset;
+  if (std::optional<SImageJ> imageJ = ParseImageJDescription(description)) {
+    ParseImageJMetadata(LongsTag(file.handle, kTagImageJCounts), BytesTag(file.handle, kTagImageJMetadata), &*imageJ);
+    if (OpenImageJDataset(files, *imageJ, &dataset)) return dataset;
+    dataset.imageJ = std::move(imageJ);
+  }
+  OpenPlainDataset(files, &dataset);
+  return dataset;
+}
+
+std::uint32_t DisplayColor(const std::vector<SOverviewChannel>& channels, std::size_t index) {
+  if (channels[index].color) return *channels[index].color;
+  const auto known = [&](const SOverviewChannel& channel) {
+    const std::uint32_t color = WavelengthColor(channel.emission);
+    const auto same = [&](const SOverviewChannel& other) { return WavelengthColor(other.emission) == color; };
+    return color != 0 && std::count_if(channels.begin(), channels.end(), same) == 1;
+  };
+  const bool byLight = channels.size() > 1 && std::all_of(channels.begin(), channels.end(), known);
+  return byLight ? WavelengthColor(channels[index].emission) : DefaultChannelColor(index, channels.size());
+}
+
+}  // namespace imageformats::tiff

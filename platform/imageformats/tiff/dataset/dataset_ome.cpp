@@ -1,0 +1,227 @@
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <optional>
+
+#include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/tiff/dataset/dataset.h"
+#include "platform/imageformats/tiff/directory/pyramid.h"
+#include "platform/imageformats/tiff/directory/tags.h"
+#include "platform/imageformats/tiff/ome/ome_planes.h"
+#include "platform/imageformats/tiff/ome/ome_xml.h"
+#include "system/qvstring.h"
+
+namespace imageformats::tiff {
+namespace {
+
+bool SameName(const std::string& a, const std::string& b) {
+  return a == b || CQvStringUtils::EqualNoCase(CQvStringUtils::UTF8toW(a.c_str()).Str(),
+                                               CQvStringUtils::UTF8toW(b.c_str()).Str());
+}
+
+// Finds the files that an OME document speaks of.
+class COmeFiles {
+ public:
+  // `ownUuid` is that of the opened file; `documentFile` the name of the file that holds the document, empty when it is
+  // the opened one.
+  COmeFiles(CFileSet& files, const SOmeDocument& document, std::string ownUuid, std::string documentFile)
+      : m_files(files), m_ownUuid(std::move(ownUuid)), m_documentFile(std::move(documentFile)) {
+    m_allInOne = AllInOneFile(document);
+  }
+
+  // Index in the file set, or -1. A file that was renamed is known by its UUID, or because it is the only one.
+  int Find(const SOmeTiffData& data) {
+    if (IsOwn(data)) return 0;
+    return m_files.FindTiff(data.fileName.empty() ? m_documentFile : data.fileName);
+  }
+
+  bool IsOwn(const SOmeTiffData& data) const {
+    if (!data.uuid.empty() && data.uuid == m_ownUuid) return true;
+    if (data.fileName.empty()) return m_documentFile.empty();
+    return SameName(data.fileName, m_files.MainName()) || (m_allInOne && m_documentFile.empty());
+  }
+
+  std::size_t CountPlanes(const SOmeTiffData& data) {
+    const int file = Find(data);
+    return file < 0 ? 0 : m_files.File(static_cast<std::size_t>(file)).chain.size();
+  }
+
+ private:
+  static bool AllInOneFile(const SOmeDocument& document) {
+    const std::string* name = nullptr;
+    for (const SOmeImage& image : document.images) {
+      for (const SOmeTiffData& data : image.tiffData) {
+        if (!name) name = &data.fileName;
+        if (data.fileName != *name) return false;
+      }
+    }
+    return true;
+  }
+
+  CFileSet& m_files;
+  std::string m_ownUuid, m_documentFile;
+  bool m_allInOne = false;
+};
+
+// A binary-only file points to the one that holds the document: a companion of pure XML, or another TIFF file.
+bool ResolveDocument(CFileSet& files, SOmeDocument* document, std::string* documentFile) {
+  if (document->metadataFile.empty() || !document->images.empty()) return !document->images.empty();
+  *documentFile = document->metadataFile;
+  const std::shared_ptr<const CInput> input = files.OpenBeside(*documentFile);
+  if (!input) return false;
+  std::string text;
+  const auto head = input->Head();
+  const bool isXml = !head.empty() && head[0] != 'I' && head[0] != 'M';
+  if (isXml) {
+    if (input->Size() > kMaxOmeXmlBytes) return false;
+    text.resize(static_cast<std::size_t>(input->Size()));
+    text.resize(input->ReadAt(0, text.data(), text.size()));
+  } else {
+    const int file = files.FindTiff(*documentFile);
+    if (file < 0) return false;
+    STiffFile& tiff = files.File(static_cast<std::size_t>(file));
+    tiff.handle.Select(tiff.chain.front().offset);
+    text = TextTag(tiff.handle, TIFFTAG_IMAGEDESCRIPTION);
+  }
+  std::string error;
+  return LooksLikeOmeXml(text) && ParseOmeXml(text, document, &error) && !document->images.empty();
+}
+
+// Chooses the planes of the overview: for each channel the plane next to the middle z of the first time that exists.
+class COverviewPlanes {
+ public:
+  COverviewPlanes(CFileSet& files, COmeFiles& omeFiles, const SOmeImage& image, std::uint32_t channelPlanes)
+      : m_files(files),
+        m_omeFiles(omeFiles),
+        m_image(image),
+        m_candidates(std::min(channelPlanes, kMaxOverviewChannels)) {
+    VisitOmePlanes(
+        image, channelPlanes, [&](const SOmeTiffData& data) { return omeFiles.CountPlanes(data); },
+        [&](const SOmePlaneRef& ref) {
+          if (ref.c < m_candidates.size()) m_candidates[ref.c].push_back(ref);
+          return true;
+        });
+  }
+
+  std::optional<SPlane> Choose(std::uint32_t channel) {
+    std::vector<SOmePlaneRef>& refs = m_candidates[channel];
+    const std::int64_t middle = m_image.sizeZ / 2;
+    std::stable_sort(refs.begin(), refs.end(), [&](const SOmePlaneRef& a, const SOmePlaneRef& b) {
+      if (a.t != b.t) return a.t < b.t;
+      return std::abs(a.z - middle) < std::abs(b.z - middle);
+    });
+    for (const SOmePlaneRef& ref : refs) {
+      if (std::optional<SPlane> plane = Locate(ref)) return plane;
+    }
+    return std::nullopt;
+  }
+
+ private:
+  std::optional<SPlane> Locate(const SOmePlaneRef& ref) {
+    const int file = m_omeFiles.Find(m_image.TiffData(ref.tiffData));
+    if (file < 0) return std::nullopt;
+    const auto& chain = m_files.File(static_cast<std::size_t>(file)).chain;
+    if (ref.ifd >= chain.size()) return std::nullopt;
+    SPlane plane;
+    plane.file = static_cast<std::size_t>(file);
+    plane.directory = chain[ref.ifd].offset;
+    return plane;
+  }
+
+  CFileSet& m_files;
+  COmeFiles& m_omeFiles;
+  const SOmeImage& m_image;
+  std::vector<std::vector<SOmePlaneRef>> m_candidates;  // by channel
+};
+
+bool SameShape(const SOmeImage& a, const SOmeImage& b) {
+  return a.sizeX == b.sizeX && a.sizeY == b.sizeY && a.sizeZ == b.sizeZ && a.sizeC == b.sizeC && a.sizeT == b.sizeT &&
+         a.pixelType == b.pixelType;
+}
+
+// The first image with a plane in the opened file: of a set with a file for each position every file shows its own.
+std::size_t ChooseImage(const SOmeDocument& document, const COmeFiles& files) {
+  for (std::size_t i = 0; i < document.images.size(); ++i) {
+    const auto& data = document.images[i].tiffData;
+    if (std::any_of(data.begin(), data.end(), [&](const SOmeTiffData& d) { return files.IsOwn(d); })) return i;
+  }
+  return 0;
+}
+
+void DescribeChannel(const SOmeImage& image, std::uint32_t index, SOverviewChannel* shown) {
+  if (index >= image.channels.size()) return;
+  const SOmeChannel& channel = image.channels[index];
+  shown->name = channel.name;
+  shown->color = channel.color;
+  shown->emission = channel.emission;
+}
+
+// A plane of several samples is a picture of its own when it is the only one; else its samples are channels, those of
+// a colour picture in the primary colours.
+void AddPlane(const SPlane& plane, const SPage& page, const SOmeImage& image, std::uint32_t index, bool alone,
+              SDataset* dataset) {
+  const bool isColor = page.photometric == PHOTOMETRIC_RGB || page.photometric == PHOTOMETRIC_YCBCR;
+  if (isColor && alone) return;
+  std::vector<std::uint32_t> samples = ChannelSamples(page);
+  if (isColor && page.samples >= 3) samples = {0, 1, 2};
+  if (samples.empty()) samples = {0};
+  for (const std::uint32_t sample : samples) {
+    SOverviewChannel shown;
+    shown.plane = plane;
+    shown.sample = sample;
+    DescribeChannel(image, samples.size() > 1 && !isColor ? index + sample : index, &shown);
+    if (isColor) shown.color = 0xFF0000u >> (8 * sample);
+    dataset->channels.push_back(std::move(shown));
+  }
+}
+
+bool AddPlanes(CFileSet& files, COmeFiles& omeFiles, SDataset* dataset) {
+  const SOmeImage& image = dataset->ome.images[dataset->omeImage];
+  std::uint32_t channelPlanes = image.ChannelPlanes();
+  const SIfdSummary& first = files.Main().chain.front();
+  // Documents that do not say that their channels are samples of one plane.
+  if (first.samples > 1 && channelPlanes == image.sizeC && image.sizeC % first.samples == 0) {
+    channelPlanes = image.sizeC / first.samples;
+  }
+  COverviewPlanes planes(files, omeFiles, image, channelPlanes);
+  bool found = false;
+  for (std::uint32_t c = 0; c < std::min(channelPlanes, kMaxOverviewChannels); ++c) {
+    const std::optional<SPlane> plane = planes.Choose(c);
+    if (!plane) continue;
+    const SPage page = ReadDatasetPage(files.File(plane->file), SDataset::EKind::kOme, plane->directory);
+    if (found && page.Size() != dataset->page.Size()) continue;
+    if (!found) {
+      dataset->page = page;
+      dataset->mainPlane = *plane;
+      found = true;
+    }
+    AddPlane(*plane, page, image, c, channelPlanes == 1, dataset);
+  }
+  dataset->sizeC = channelPlanes;
+  return found;
+}
+
+}  // namespace
+
+bool OpenOmeDataset(CFileSet& files, const std::string& description, SDataset* dataset) {
+  SDataset result;
+  result.kind = SDataset::EKind::kOme;
+  std::string error;
+  if (!ParseOmeXml(description, &result.ome, &error)) return false;
+  const std::string ownUuid = result.ome.uuid;
+  std::string documentFile;
+  if (!ResolveDocument(files, &result.ome, &documentFile)) return false;
+  COmeFiles omeFiles(files, result.ome, ownUuid, documentFile);
+  result.omeImage = ChooseImage(result.ome, omeFiles);
+  const SOmeImage& image = result.ome.images[result.omeImage];
+  for (std::size_t i = 0; i < result.ome.images.size(); ++i) {
+    if (SameShape(result.ome.images[i], image)) result.omePositions.push_back(i);
+  }
+  result.sizeZ = image.sizeZ;
+  result.sizeT = image.sizeT;
+  if (!AddPlanes(files, omeFiles, &result)) return false;
+  *dataset = std::move(result);
+  return true;
+}
+
+}  // namespace imageformats::tiff

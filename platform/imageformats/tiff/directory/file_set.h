@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/imageformats/tiff/directory/ifd_chain.h"
+#include "platform/imageformats/tiff/directory/tiff_handle.h"
+
+namespace imageformats::tiff {
+
+// A TIFF file and its main chain. One thread.
+struct STiffFile {
+  explicit STiffFile(std::shared_ptr<const CInput> source);
+
+  std::shared_ptr<const CInput> input;
+  std::vector<SIfdSummary> chain;
+  CTiffHandle handle;
+};
+
+// The opened file and the files beside it that a document names. Only plain names in the same folder are followed.
+class CFileSet {
+ public:
+  // Throws CDamagedError when the file is no TIFF file.
+  explicit CFileSet(std::shared_ptr<const CInput> input);
+
+  STiffFile& Main() noexcept { return *m_files.front(); }
+  STiffFile& File(std::size_t index) noexcept { return *m_files[index]; }
+
+  // The opened file's own name, in UTF-8; empty for memory.
+  const std::string& MainName() const noexcept { return m_name; }
+  // Index of the TIFF file of that name beside the main one, opened when asked for first; -1 when there is none, or the
+  // name leads elsewhere.
+  int FindTiff(const std::string& name);
+  // Any file beside the main one; null when there is none.
+  std::shared_ptr<const CInput> OpenBeside(const std::string& name) const;
+
+ private:
+  std::vector<std::unique_ptr<STiffFile>> m_files;
+  std::map<std::string, int> m_found;
+  std::string m_folder;  // with its separator
+  std::string m_name;
+};
+
+}  // namespace imageformats::tiff

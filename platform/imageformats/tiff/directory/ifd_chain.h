@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "platform/imageformats/base/input.h"
+
+namespace imageformats::tiff {
+
+// The few facts of a directory that tell pages, levels and planes apart, read without libtiff: a stack of ten thousand
+// planes is read in the time that libtiff takes for a hundred directories.
+struct SIfdSummary {
+  std::uint64_t offset = 0;  // in the file
+  std::uint32_t width = 0, height = 0;
+  std::uint32_t bits = 1, samples = 1;  // of the first sample; per pixel
+  std::uint32_t subfileType = 0;        // bit 0: reduced resolution, bit 1: a page, bit 2: a mask
+  std::uint32_t photometric = 0;
+};
+
+// No chain is followed further than this.
+inline constexpr std::size_t kMaxDirectories = 1u << 20;
+
+// Reads the main chain from the file header. A loop, a pointer out of the file or an unreadable directory ends the
+// chain: what came before it stays usable. Throws CDamagedError when there is no TIFF header or not one directory.
+std::vector<SIfdSummary> ReadIfdChain(const CInput& input);
+
+// Likewise from a directory on, such as a sub-IFD, at most `limit` directories; possibly none.
+std::vector<SIfdSummary> ReadIfdChainFrom(const CInput& input, std::uint64_t offset, std::size_t limit);
+
+}  // namespace imageformats::tiff

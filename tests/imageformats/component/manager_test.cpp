@@ -1,0 +1,137 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "imageformats/qvoutputformat.h"
+#include "platform/imageformats/base/new_picture.h"
+#include "platform/imageformats/component/image_format_manager_impl.h"
+#include "platform/imageformats/component/picture_source.h"
+#include "system/qvref.h"
+#include "system/qvstatus.h"
+#include "tests/imageformats/support/encode_jpeg.h"
+#include "tests/imageformats/support/encode_png.h"
+#include "tests/imageformats/support/scratch_folder.h"
+
+namespace {
+
+using imageformats::kAllChannels;
+using imageformats::kOverviewMode;
+using imageformats::NewPicture;
+
+class ManagerTest : public testing::Test {
+ protected:
+  CQvRef<IQvImageFormatManager> manager{new ("test", 1) CQvImageFormatManagerImpl};
+  CScratchFolder folder;
+  SFileBytes jpeg = EncodeJpeg(SmoothPicture(40, 30, 3));
+  SFileBytes png = EncodePng(SmoothPicture(40, 30, 3));
+
+  CQvRef<IQvImageCodec> CodecFor(const CQvStringW& path) {
+    CQvRef<IQvImageCodec> codec;
+    manager->GetCodecForFile(path, codec.Out());
+    return codec;
+  }
+};
+
+TEST_F(ManagerTest, CodecsAreFoundByName) {
+  for (const char* name : {"JPG", "PNG"}) {
+    CQvRef<IQvImageCodec> codec;
+    ASSERT_EQ(manager->GetCodecByName(name, codec.Out()), kQvOk) << name;
+  }
+  IQvImageCodec* codec = nullptr;
+  for (const char* name : {"jpg", "BMP", ""}) EXPECT_EQ(manager->GetCodecByName(name, &codec), kQvFailure) << name;
+  EXPECT_EQ(codec, nullptr);
+  EXPECT_FALSE(manager->GetErrorText().IsEmpty());
+  EXPECT_EQ(manager->GetCodecByName("JPG", nullptr), kQvFailure);
+}
+
+TEST_F(ManagerTest, TheContentChoosesTheCodec) {
+  const CQvStringW path = folder.Write("really_a_png.tif", png);
+  const CQvRef<IQvImageCodec> codec = CodecFor(path);
+  ASSERT_TRUE(codec);
+  CQvRef<IQvPictureSource> source;
+  ASSERT_EQ(codec->OpenInputFile(path, source.Out()), kQvOk);
+  SQvImageInfo info;
+  ASSERT_EQ(source->GetPictureInfo(&info), kQvOk);
+  EXPECT_EQ(info.width, 40u);
+  EXPECT_EQ(info.compression, kQvCompressionLossless);
+}
+
+TEST_F(ManagerTest, WhatIsNoImageIsRefusedWithAReason) {
+  EXPECT_FALSE(CodecFor(folder.Write("notes.tif", BytesOf("Meeting at ten."))));
+  EXPECT_EQ(manager->GetErrorText(), CQvStringW(L"The file is not an image of a known format"));
+  EXPECT_FALSE(CodecFor(folder.Write("empty.jpg", SFileBytes{})));
+  EXPECT_EQ(manager->GetErrorText(), CQvStringW(L"The file is empty"));
+  EXPECT_FALSE(CodecFor(CQvStringUtils::UTF8toW(folder.Path().c_str())));
+  EXPECT_EQ(manager->GetErrorText(), CQvStringW(L"The file cannot be opened"));
+  EXPECT_FALSE(CodecFor(L""));
+  EXPECT_FALSE(manager->GetErrorText().IsEmpty());
+  EXPECT_TRUE(CodecFor(folder.Write("good.jpg", jpeg)));
+  EXPECT_TRUE(manager->GetErrorText().IsEmpty());
+}
+
+TEST_F(ManagerTest, TheManagerSaysWhyASourceFailed) {
+  SFileBytes cut = jpeg;
+  cut.resize(cut.size() * 2 / 3);
+  const CQvStringW path = folder.Write("cut.jpg", cut);
+  const CQvRef<IQvImageCodec> codec = CodecFor(path);
+  CQvRef<IQvPictureSource> source;
+  ASSERT_EQ(codec->OpenInputFile(path, source.Out()), kQvOk);
+  std::uint32_t width = 20, height = 15;
+  CQvPicture picture = NewPicture(width, height, 8, 3);
+  EXPECT_EQ(source->RenderPicture(&width, &height, picture.Get(), kOverviewMode, true, 0, 0, kAllChannels), kQvFailure);
+  EXPECT_EQ(manager->GetErrorText(), CQvStringW(L"The JPEG data ends before the picture is complete"));
+}
+
+TEST_F(ManagerTest, AnImageFileGivesSizeAndMetadata) {
+  const CQvStringW path = folder.Write("a.jpg", jpeg);
+  CQvRef<IQvImageFile> file;
+  ASSERT_EQ(manager->OpenImageFile(path, file.Out()), kQvOk);
+  std::int64_t size = 0;
+  EXPECT_EQ(file->GetFileSize(path.c_str(), &size), kQvOk);
+  EXPECT_EQ(size, static_cast<std::int64_t>(jpeg.size()));
+  EXPECT_EQ(file->GetFileSize(L"other", &size), kQvFailure);
+  EXPECT_EQ(file->GetFileSize(nullptr, &size), kQvFailure);
+  CQvRef<IQvMetadataReader> reader;
+  EXPECT_EQ(file->GetMetadataReader(L"other", reader.Out()), kQvFailure);
+  ASSERT_EQ(file->GetMetadataReader(path, reader.Out()), kQvOk);
+  file.Reset();
+  SQvImageInfo info;
+  EXPECT_EQ(reader->GetImageInfo(&info), kQvOk);
+  EXPECT_EQ(info.height, 30u);
+  EXPECT_EQ(manager->OpenImageFile(folder.Write("x.jpg", BytesOf("x")), file.Out()), kQvFailure);
+}
+
+TEST_F(ManagerTest, ThumbnailsTravelThroughMemory) {
+  CQvRef<IQvImageCodec> codec;
+  ASSERT_EQ(manager->GetCodecByName("JPG", codec.Out()), kQvOk);
+  CQvByteArray bytes;
+  CQvRef<IQvOutputImageFile> output;
+  ASSERT_EQ(codec->CreateOutputMemory(&bytes, output.Out()), kQvOk);
+  CQvPicture picture = NewPicture(5, 3, 8, 3);
+  for (std::uint32_t y = 0; y < picture->height; ++y)
+    std::fill_n(picture.Row(y), picture->widthBytes, std::uint8_t{200});
+  EXPECT_EQ(output->WritePicture(picture->data, 0, 0), kQvFailure) << "before the format is set";
+  ASSERT_EQ(output->SetPictureFormat(DescribeForOutput(*picture), 0.8), kQvOk);
+  ASSERT_EQ(output->WritePicture(picture->data, 0, 0), kQvOk);
+  ASSERT_EQ(output->Finish(), kQvOk);
+  EXPECT_EQ(output->Finish(), kQvFailure) << "twice";
+  CQvRef<IQvPictureSource> source;
+  ASSERT_EQ(codec->OpenInputMemory(bytes.GetData(0), bytes.GetSize(), source.Out()), kQvOk);
+  SQvImageInfo info;
+  ASSERT_EQ(source->GetPictureInfo(&info), kQvOk);
+  EXPECT_EQ(info.width, 5u);
+  EXPECT_EQ(info.components, 3u);
+  EXPECT_EQ(info.bpcSignificant, 8);
+}
+
+TEST_F(ManagerTest, FormatsThatCannotBeWrittenSaySo) {
+  CQvRef<IQvImageCodec> codec;
+  ASSERT_EQ(manager->GetCodecByName("PNG", codec.Out()), kQvOk);
+  CQvByteArray bytes;
+  IQvOutputImageFile* created = nullptr;
+  EXPECT_EQ(codec->CreateOutputMemory(&bytes, &created), kQvUnsupported);
+  EXPECT_EQ(codec->CreateOutputMemory(nullptr, &created), kQvFailure);
+  EXPECT_EQ(created, nullptr);
+}
+
+}  // namespace
