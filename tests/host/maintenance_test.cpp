@@ -6,10 +6,10 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #include "tests/host/support/pictures.h"
 #include "tests/host/support/program.h"
+#include "tests/support/file_bytes.h"
 #include "tests/support/sql.h"
 
 namespace {
@@ -33,10 +33,6 @@ class MaintenanceTest : public testing::Test {
   nlohmann::json Json(std::vector<std::string> arguments) {
     arguments.push_back("--json");
     return m_program.RunWithDatabase(arguments).Json();
-  }
-  std::string Read(const std::string& path) const {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
   }
 
   CProgram m_program;
@@ -108,7 +104,7 @@ TEST_F(MaintenanceTest, GalleryHoldsThePicturesItself) {
   const SRunResult run = m_program.RunWithDatabase({"gallery", m_images, "-o", page, "--title", "My <lab>"});
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.out, HasSubstr("4 pictures"));
-  const std::string html = Read(page);
+  const std::string html = ReadTextFile(page);
   EXPECT_THAT(html, HasSubstr("<title>My &lt;lab&gt;</title>"));
   EXPECT_THAT(html, HasSubstr("<b>B.PNG</b>"));
   EXPECT_THAT(html, HasSubstr("60 x 40 pixels"));
@@ -121,7 +117,7 @@ TEST_F(MaintenanceTest, GalleryHoldsThePicturesItself) {
 TEST_F(MaintenanceTest, GalleryOfTheWholeDatabase) {
   const std::string page = m_program.Folder().Path("page.html");
   EXPECT_THAT(m_program.RunWithDatabase({"gallery", "-o", page}).out, HasSubstr("3 pictures"));
-  EXPECT_THAT(Read(page), HasSubstr("<b>B.PNG</b>"));
+  EXPECT_THAT(ReadTextFile(page), HasSubstr("<b>B.PNG</b>"));
 }
 
 TEST_F(MaintenanceTest, GalleryMakesWhatIsMissing) {

@@ -30,6 +30,4 @@ SFileBytes ExifWithOrientation(int orientation);
 // APP2 payloads that carry the profile.
 std::vector<std::pair<int, SFileBytes>> ProfileSegments(const SFileBytes& profile);
 
-using JpegRecipe = SJpegRecipe;
-
 }  // namespace qvtest

@@ -33,6 +33,4 @@ struct SPngRecipe {
 // 1 (grey or palette), 2 (grey, alpha), 3 or 4 components; bits 1, 2, 4, 8 or 16.
 SFileBytes EncodePng(const STestPicture& picture, const SPngRecipe& recipe = {});
 
-using PngRecipe = SPngRecipe;
-
 }  // namespace qvtest

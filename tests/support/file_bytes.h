@@ -13,8 +13,6 @@ namespace qvtest {
 // What a file holds.
 using SFileBytes = std::vector<std::uint8_t>;
 
-using FileBytes = SFileBytes;
-
 SFileBytes BytesOf(std::string_view text);
 SFileBytes BytesOf(const CQvByteArray& bytes);
 std::string TextOf(const CQvByteArray& bytes);

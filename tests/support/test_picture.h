@@ -35,6 +35,4 @@ STestPicture AreaAverage(const STestPicture& source, std::uint32_t width, std::u
 double Psnr(const STestPicture& a, const STestPicture& b);
 int LargestDifference(const STestPicture& a, const STestPicture& b);
 
-using TestPicture = STestPicture;
-
 }  // namespace qvtest

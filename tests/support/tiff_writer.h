@@ -67,6 +67,4 @@ STiffPage MakePage(std::uint32_t width, std::uint32_t height, std::uint16_t samp
   return page;
 }
 
-using TiffPage = STiffPage;
-
 }  // namespace qvtest

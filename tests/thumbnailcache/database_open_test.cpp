@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/support/file_bytes.h"
 #include "tests/thumbnailcache/support/service_test.h"
 
 namespace qvtest {
@@ -151,8 +152,7 @@ TEST_F(DatabaseOpenTest, FileThatIsNoDatabaseIsRefusedAndKept) {
   const std::string content(4096, 'x');
   const std::wstring path = Folder().MakeFileWide("noise.db", content);
   ExpectRefused(path, L"file is not a database");
-  std::ifstream file(Utf8(path), std::ios::binary);
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), content);
+  EXPECT_EQ(ReadTextFile(Utf8(path)), content);
 }
 
 TEST_F(DatabaseOpenTest, DamagedDatabaseIsRefused) {

@@ -6,17 +6,20 @@
 #include <cstring>
 
 #include "platform/imageformats/base/format_error.h"
-#include "tests/imageformats/support/encode_jpeg.h"
-#include "tests/imageformats/support/scratch_folder.h"
+#include "tests/support/encode_jpeg.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/temp_folder.h"
 
 namespace imageformats {
 namespace {
 
+using namespace qvtest;
+
 TEST(Input, ReadsFilesAndMemoryAlike) {
-  const CScratchFolder folder;
+  const CTempFolder folder;
   SFileBytes bytes(1000);
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(i * 7);
-  const auto file = CInput::FromFile(folder.Write("a.bin", bytes));
+  const auto file = CInput::FromFile(folder.MakeFileWide("a.bin", bytes));
   const auto memory = CInput::FromMemory(bytes.data(), bytes.size());
   for (const auto& input : {file, memory}) {
     EXPECT_EQ(input->Size(), 1000u);
@@ -35,18 +38,18 @@ TEST(Input, ReadsFilesAndMemoryAlike) {
 }
 
 TEST(Input, FindsTheFileWithoutRegardToCase) {
-  const CScratchFolder folder;
-  folder.Write("IMG_0001.JPG", BytesOf("x"));
-  const auto input = CInput::FromFile(CQvStringUtils::UTF8toW((folder.Path() + "/img_0001.jpg").c_str()));
-  EXPECT_EQ(input->NativePath().Str(), folder.Path() + "/IMG_0001.JPG");
+  const CTempFolder folder;
+  folder.MakeFile("IMG_0001.JPG", BytesOf("x"));
+  const auto input = CInput::FromFile(folder.Wide("img_0001.jpg"));
+  EXPECT_EQ(input->NativePath().Str(), folder.Path("IMG_0001.JPG"));
 }
 
 TEST(Input, RefusesWhatIsNoFile) {
-  const CScratchFolder folder;
-  EXPECT_THROW(CInput::FromFile(CQvStringUtils::UTF8toW(folder.Path().c_str())), CDamagedError);
+  const CTempFolder folder;
+  EXPECT_THROW(CInput::FromFile(folder.Wide()), CDamagedError);
   EXPECT_THROW(CInput::FromFile(L"/nowhere/at/all.png"), CDamagedError);
   EXPECT_THROW(CInput::FromFile(L""), CDamagedError);
-  const std::string fifo = folder.Path() + "/pipe.jpg";
+  const std::string fifo = folder.Path("pipe.jpg");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   EXPECT_THROW(CInput::FromFile(CQvStringUtils::UTF8toW(fifo.c_str())), CDamagedError);
   EXPECT_THROW(CInput::FromMemory(nullptr, 5), CDamagedError);

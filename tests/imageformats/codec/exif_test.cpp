@@ -8,10 +8,13 @@
 #include <random>
 #include <string>
 
-#include "tests/imageformats/support/encode_jpeg.h"
+#include "tests/support/encode_jpeg.h"
+#include "tests/support/file_bytes.h"
 
 namespace imageformats {
 namespace {
+
+using namespace qvtest;
 
 // Builds EXIF bytes through libexif.
 class CExifBuilder {

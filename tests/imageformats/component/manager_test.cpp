@@ -8,11 +8,15 @@
 #include "platform/imageformats/component/picture_source.h"
 #include "system/qvref.h"
 #include "system/qvstatus.h"
-#include "tests/imageformats/support/encode_jpeg.h"
-#include "tests/imageformats/support/encode_png.h"
-#include "tests/imageformats/support/scratch_folder.h"
+#include "tests/support/encode_jpeg.h"
+#include "tests/support/encode_png.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/test_picture.h"
 
 namespace {
+
+using namespace qvtest;
 
 using imageformats::kAllChannels;
 using imageformats::kOverviewMode;
@@ -21,7 +25,7 @@ using imageformats::NewPicture;
 class ManagerTest : public testing::Test {
  protected:
   CQvRef<IQvImageFormatManager> manager{new ("test", 1) CQvImageFormatManagerImpl};
-  CScratchFolder folder;
+  CTempFolder folder;
   SFileBytes jpeg = EncodeJpeg(SmoothPicture(40, 30, 3));
   SFileBytes png = EncodePng(SmoothPicture(40, 30, 3));
 
@@ -45,7 +49,7 @@ TEST_F(ManagerTest, CodecsAreFoundByName) {
 }
 
 TEST_F(ManagerTest, TheContentChoosesTheCodec) {
-  const CQvStringW path = folder.Write("really_a_png.tif", png);
+  const CQvStringW path = folder.MakeFileWide("really_a_png.tif", png);
   const CQvRef<IQvImageCodec> codec = CodecFor(path);
   ASSERT_TRUE(codec);
   CQvRef<IQvPictureSource> source;
@@ -57,22 +61,22 @@ TEST_F(ManagerTest, TheContentChoosesTheCodec) {
 }
 
 TEST_F(ManagerTest, WhatIsNoImageIsRefusedWithAReason) {
-  EXPECT_FALSE(CodecFor(folder.Write("notes.tif", BytesOf("Meeting at ten."))));
+  EXPECT_FALSE(CodecFor(folder.MakeFileWide("notes.tif", BytesOf("Meeting at ten."))));
   EXPECT_EQ(manager->GetErrorText(), CQvStringW(L"The file is not an image of a known format"));
-  EXPECT_FALSE(CodecFor(folder.Write("empty.jpg", SFileBytes{})));
+  EXPECT_FALSE(CodecFor(folder.MakeFileWide("empty.jpg", SFileBytes{})));
   EXPECT_EQ(manager->GetErrorText(), CQvStringW(L"The file is empty"));
-  EXPECT_FALSE(CodecFor(CQvStringUtils::UTF8toW(folder.Path().c_str())));
+  EXPECT_FALSE(CodecFor(folder.Wide()));
   EXPECT_EQ(manager->GetErrorText(), CQvStringW(L"The file cannot be opened"));
   EXPECT_FALSE(CodecFor(L""));
   EXPECT_FALSE(manager->GetErrorText().IsEmpty());
-  EXPECT_TRUE(CodecFor(folder.Write("good.jpg", jpeg)));
+  EXPECT_TRUE(CodecFor(folder.MakeFileWide("good.jpg", jpeg)));
   EXPECT_TRUE(manager->GetErrorText().IsEmpty());
 }
 
 TEST_F(ManagerTest, TheManagerSaysWhyASourceFailed) {
   SFileBytes cut = jpeg;
   cut.resize(cut.size() * 2 / 3);
-  const CQvStringW path = folder.Write("cut.jpg", cut);
+  const CQvStringW path = folder.MakeFileWide("cut.jpg", cut);
   const CQvRef<IQvImageCodec> codec = CodecFor(path);
   CQvRef<IQvPictureSource> source;
   ASSERT_EQ(codec->OpenInputFile(path, source.Out()), kQvOk);
@@ -83,7 +87,7 @@ TEST_F(ManagerTest, TheManagerSaysWhyASourceFailed) {
 }
 
 TEST_F(ManagerTest, AnImageFileGivesSizeAndMetadata) {
-  const CQvStringW path = folder.Write("a.jpg", jpeg);
+  const CQvStringW path = folder.MakeFileWide("a.jpg", jpeg);
   CQvRef<IQvImageFile> file;
   ASSERT_EQ(manager->OpenImageFile(path, file.Out()), kQvOk);
   std::int64_t size = 0;
@@ -98,7 +102,7 @@ TEST_F(ManagerTest, AnImageFileGivesSizeAndMetadata) {
   SQvImageInfo info;
   EXPECT_EQ(reader->GetImageInfo(&info), kQvOk);
   EXPECT_EQ(info.height, 30u);
-  EXPECT_EQ(manager->OpenImageFile(folder.Write("x.jpg", BytesOf("x")), file.Out()), kQvFailure);
+  EXPECT_EQ(manager->OpenImageFile(folder.MakeFileWide("x.jpg", BytesOf("x")), file.Out()), kQvFailure);
 }
 
 TEST_F(ManagerTest, ThumbnailsTravelThroughMemory) {

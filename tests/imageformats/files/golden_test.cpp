@@ -5,18 +5,21 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 
-#include "tests/imageformats/support/encode_png.h"
-#include "tests/imageformats/support/samples.h"
-#include "tests/imageformats/support/scratch_folder.h"
+#include "tests/imageformats/support/opened.h"
+#include "tests/support/encode_png.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/test_picture.h"
+#include "tests/support/thumbnail_size.h"
 #include "tools/samples/fluorescence.h"
 #include "tools/samples/imagej_hyperstack.h"
 #include "tools/samples/other_pictures.h"
 #include "tools/samples/ratio_image.h"
 
 namespace {
+
+using namespace qvtest;
 
 constexpr SThumbnailSize kBox{96, 60};
 // Compilers may round the samples' light differently; no one sees 38 dB.
@@ -36,13 +39,13 @@ class CSmallLab {
     MakeElectronPicture(context, 2);
   }
   STestPicture Thumbnail(const std::string& name) const {
-    const auto image = OpenPath(CQvStringUtils::UTF8toW(m_folder.Path() + "/" + name));
+    const auto image = OpenPath(m_folder.Wide(name));
     const SThumbnailSize size = FitInto(kBox, image->Info().width, image->Info().height);
     return Render(*image, size.width, size.height, false);
   }
 
  private:
-  CScratchFolder m_folder;
+  CTempFolder m_folder;
   COutput m_output;
 };
 
@@ -58,15 +61,10 @@ struct SGolden {
 
 std::string PathOf(const SGolden& golden) { return std::string(QV_GOLDEN_FOLDER "/") + golden.picture + ".png"; }
 
-STestPicture ReadGolden(const SGolden& golden) {
-  std::ifstream file(PathOf(golden), std::ios::binary);
-  return ReadAll(*OpenBytes({std::istreambuf_iterator<char>(file), {}}));
-}
+STestPicture ReadGolden(const SGolden& golden) { return ReadAll(*OpenBytes(ReadFile(PathOf(golden)))); }
 
 void WriteGolden(const SGolden& golden, const STestPicture& thumbnail) {
-  const SFileBytes bytes = EncodePng(thumbnail);
-  std::ofstream file(PathOf(golden), std::ios::binary);
-  file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  WriteFile(PathOf(golden), EncodePng(thumbnail));
 }
 
 class GoldenTest : public testing::TestWithParam<SGolden> {};

@@ -9,11 +9,17 @@
 #include "platform/imageformats/component/picture_source.h"
 #include "system/qvref.h"
 #include "system/qvstatus.h"
-#include "tests/imageformats/support/encode_jpeg.h"
-#include "tests/imageformats/support/encode_png.h"
+#include "tests/imageformats/support/opened.h"
+#include "tests/support/encode_jpeg.h"
+#include "tests/support/encode_png.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/icc_profile.h"
+#include "tests/support/test_picture.h"
 
 namespace imageformats {
 namespace {
+
+using namespace qvtest;
 
 // Small enough for the means of JPEG blocks, and not.
 constexpr std::uint32_t kSizes[2][2] = {{9, 7}, {37, 28}};

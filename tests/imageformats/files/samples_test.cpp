@@ -15,11 +15,14 @@
 #include "platform/imageformats/component/picture_source.h"
 #include "system/qvref.h"
 #include "system/qvstatus.h"
-#include "tests/imageformats/support/measured_child.h"
-#include "tests/imageformats/support/samples.h"
+#include "tests/support/child_process.h"
+#include "tests/support/samples.h"
+#include "tests/support/thumbnail_size.h"
 
 namespace imageformats {
 namespace {
+
+using namespace qvtest;
 
 namespace fs = std::filesystem;
 
@@ -87,10 +90,10 @@ TEST_F(SamplesTest, EveryFileEndsAsTheTableSays) {
   std::int64_t most = 0;
   for (const SSampleOutcome& expected : ReadSampleOutcomes()) {
     const std::string path = folder + "/" + expected.file;
-    const SChildResult child = RunMeasured(kMemory, [&] { return CThumbnailMaker().Open(path); });
-    EXPECT_EQ(child.ended, 0) << expected.file;
+    const SWorkResult child = RunForked(kMemory, [&] { return CThumbnailMaker().Open(path); });
+    EXPECT_EQ(child.status, 0) << expected.file;
     EXPECT_THAT(child.answer, testing::StartsWith(expected.outcome + '\t' + expected.detail)) << expected.file;
-    if (expected.file.rfind("broken/", 0) == 0) most = std::max(most, child.kilobytes);
+    if (expected.file.rfind("broken/", 0) == 0) most = std::max(most, child.peakKilobytes);
   }
   if (kMemoryIsMeasurable) {
     EXPECT_LT(most, static_cast<std::int64_t>(kMemory >> 10));
@@ -99,10 +102,10 @@ TEST_F(SamplesTest, EveryFileEndsAsTheTableSays) {
 }
 
 // The limit is one: work that wants more of it fails.
-TEST(MeasuredChild, LimitsMemoryAndReportsIt) {
+TEST(ForkedWork, LimitsMemoryAndReportsIt) {
   if (!kMemoryIsMeasurable) GTEST_SKIP() << "a sanitizer's own memory hides it";
   const auto fill = [](std::size_t bytes) {
-    return RunMeasured(kMemory, [&]() -> std::string {
+    return RunForked(kMemory, [&]() -> std::string {
       try {
         const std::vector<char> memory(bytes, 'x');
         return {memory.back()};
@@ -112,13 +115,13 @@ TEST(MeasuredChild, LimitsMemoryAndReportsIt) {
     });
   };
   EXPECT_EQ(fill(kMemory + (1 << 20)).answer, "refused");
-  const SChildResult half = fill(kMemory / 2);
+  const SWorkResult half = fill(kMemory / 2);
   EXPECT_EQ(half.answer, "x");
-  EXPECT_GT(half.kilobytes, static_cast<std::int64_t>(kMemory / 2 >> 10));
+  EXPECT_GT(half.peakKilobytes, static_cast<std::int64_t>(kMemory / 2 >> 10));
 }
 
-TEST(MeasuredChild, ReportsACrash) {
-  EXPECT_EQ(RunMeasured(kMemory, [] { return raise(SIGKILL) == 0 ? "alive" : "odd"; }).ended, SIGKILL);
+TEST(ForkedWork, ReportsACrash) {
+  EXPECT_EQ(RunForked(kMemory, [] { return raise(SIGKILL) == 0 ? "alive" : "odd"; }).status, 128 + SIGKILL);
 }
 
 }  // namespace

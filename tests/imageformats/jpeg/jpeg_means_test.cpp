@@ -4,10 +4,14 @@
 
 #include "platform/imageformats/jpeg/block_means/block_means.h"
 #include "platform/imageformats/jpeg/jpeg_decoder.h"
-#include "tests/imageformats/support/encode_jpeg.h"
+#include "tests/support/encode_jpeg.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/test_picture.h"
 
 namespace imageformats {
 namespace {
+
+using namespace qvtest;
 
 std::optional<SBlockMeans> Means(const SFileBytes& bytes, bool quarterBlockChroma = false) {
   CRenderGuard guard;

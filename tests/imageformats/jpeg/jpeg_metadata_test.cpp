@@ -2,10 +2,16 @@
 
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/jpeg/stream/jpeg_markers.h"
-#include "tests/imageformats/support/encode_jpeg.h"
+#include "tests/imageformats/support/opened.h"
+#include "tests/support/encode_jpeg.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/icc_profile.h"
+#include "tests/support/test_picture.h"
 
 namespace imageformats {
 namespace {
+
+using namespace qvtest;
 
 TEST(JpegMetadata, DescribesThePicture) {
   SJpegRecipe recipe;

@@ -2,14 +2,19 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/imageformats/support/encode_jpeg.h"
-#include "tests/imageformats/support/samples.h"
+#include "tests/imageformats/support/opened.h"
+#include "tests/support/encode_jpeg.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/test_picture.h"
+#include "tests/support/thumbnail_size.h"
 #include "tools/samples/fluorescence.h"
 #include "tools/samples/photographs.h"
 #include "tools/samples/tissue.h"
 
 namespace imageformats {
 namespace {
+
+using namespace qvtest;
 
 struct SScene {
   const char* name;

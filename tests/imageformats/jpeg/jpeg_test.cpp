@@ -1,11 +1,17 @@
 #include <gtest/gtest.h>
 
 #include "platform/imageformats/jpeg/jpeg_decoder.h"
-#include "tests/imageformats/support/encode_jpeg.h"
-#include "tests/imageformats/support/scratch_folder.h"
+#include "tests/imageformats/support/opened.h"
+#include "tests/support/encode_jpeg.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/icc_profile.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/test_picture.h"
 
 namespace imageformats {
 namespace {
+
+using namespace qvtest;
 
 STestPicture GreyAsRgb(const STestPicture& grey) {
   STestPicture rgb{grey.width, grey.height, 3, 8, {}};
@@ -270,14 +276,14 @@ TEST(Jpeg, MemoryOfRepeatedScansIsLimited) {
 }
 
 TEST(Jpeg, FilesAndMemoryGiveTheSame) {
-  const CScratchFolder folder;
+  const CTempFolder folder;
   SJpegRecipe recipe;
   recipe.progressive = true;
   recipe.chromaX = recipe.chromaY = 2;
   // Larger than the buffers that files are read through.
   const SFileBytes bytes = EncodeJpeg(NoisePicture(700, 500, 3, 8, 2), recipe);
   ASSERT_GT(bytes.size(), 100000u);
-  const auto image = OpenPath(folder.Write("a.jpg", bytes));
+  const auto image = OpenPath(folder.MakeFileWide("a.jpg", bytes));
   for (const SSize size : {SSize{20, 14}, SSize{43, 31}, SSize{300, 214}}) {
     EXPECT_EQ(Render(*image, size.width, size.height), RenderBytes(bytes, size.width, size.height));
   }

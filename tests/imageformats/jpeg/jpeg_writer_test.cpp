@@ -5,9 +5,13 @@
 #include <cmath>
 
 #include "tests/imageformats/support/opened.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/test_picture.h"
 
 namespace imageformats {
 namespace {
+
+using namespace qvtest;
 
 SQvImageInfo Format(const STestPicture& picture, std::uint32_t padding) {
   SQvImageInfo format;

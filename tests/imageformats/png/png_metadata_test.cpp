@@ -2,11 +2,17 @@
 
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/png/png_header.h"
-#include "tests/imageformats/support/encode_jpeg.h"
-#include "tests/imageformats/support/encode_png.h"
+#include "tests/imageformats/support/opened.h"
+#include "tests/support/encode_jpeg.h"
+#include "tests/support/encode_png.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/icc_profile.h"
+#include "tests/support/test_picture.h"
 
 namespace imageformats {
 namespace {
+
+using namespace qvtest;
 
 SImageMetadata MetadataOf(const SPngRecipe& recipe) {
   return OpenBytes(EncodePng(SmoothPicture(20, 10, 3), recipe))->Metadata();

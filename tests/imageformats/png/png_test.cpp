@@ -5,12 +5,18 @@
 
 #include "platform/imageformats/png/png_rows.h"
 #include "platform/imageformats/render/orientation.h"
-#include "tests/imageformats/support/encode_jpeg.h"
-#include "tests/imageformats/support/encode_png.h"
-#include "tests/imageformats/support/scratch_folder.h"
+#include "tests/imageformats/support/opened.h"
+#include "tests/support/encode_jpeg.h"
+#include "tests/support/encode_png.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/icc_profile.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/test_picture.h"
 
 namespace imageformats {
 namespace {
+
+using namespace qvtest;
 
 STestPicture Noise(std::uint32_t width, std::uint32_t height, std::uint32_t components, std::uint32_t bits) {
   return NoisePicture(width, height, components, bits, width + components + bits);
@@ -226,10 +232,10 @@ TEST(Png, ManySmallDataChunksAreOneStream) {
   SPngRecipe recipe;
   recipe.dataChunk = 32;
   const STestPicture picture = Noise(90, 70, 3, 8);
-  const CScratchFolder folder;
+  const CTempFolder folder;
   const SFileBytes bytes = EncodePng(picture, recipe);
   EXPECT_EQ(ReadAll(*OpenBytes(bytes)).samples, picture.samples);
-  EXPECT_EQ(ReadAll(*OpenPath(folder.Write("a.png", bytes))).samples, picture.samples);
+  EXPECT_EQ(ReadAll(*OpenPath(folder.MakeFileWide("a.png", bytes))).samples, picture.samples);
 }
 
 }  // namespace

@@ -75,7 +75,7 @@ while IFS=$'\t' read -r file outcome _; do
     failed=$((failed + 1))
     echo "FAILED: $file: $result"
   fi
-done <"$here/../sample_outcomes.tsv"
+done <"$here/../../support/sample_outcomes.tsv"
 
 echo "$compared compared, $failed below $threshold, $(($(wc -l <"$here/exclusions.tsv") - 1)) left out"
 [ "$compared" -gt 0 ] && [ "$failed" -eq 0 ]

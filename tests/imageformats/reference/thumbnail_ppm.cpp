@@ -5,9 +5,12 @@
 #include <fstream>
 
 #include "tests/imageformats/support/opened.h"
-#include "tests/imageformats/support/samples.h"
+#include "tests/support/test_picture.h"
+#include "tests/support/thumbnail_size.h"
 
 namespace {
+
+using namespace qvtest;
 
 void Write(const STestPicture& picture, const char* path) {
   std::ofstream file(path, std::ios::binary);

@@ -5,10 +5,14 @@
 #include <cmath>
 #include <limits>
 
-#include "tests/imageformats/support/encode_jpeg.h"
+#include "tests/support/encode_jpeg.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/icc_profile.h"
 
 namespace imageformats {
 namespace {
+
+using namespace qvtest;
 
 std::vector<std::uint8_t> Converted(CColorTransform& transform, const std::vector<float>& pixels, std::size_t count) {
   std::vector<std::uint8_t> rgb(count * 3);

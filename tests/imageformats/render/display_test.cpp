@@ -6,10 +6,14 @@
 
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/base/new_picture.h"
-#include "tests/imageformats/support/encode_jpeg.h"
+#include "tests/support/encode_jpeg.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/icc_profile.h"
 
 namespace imageformats {
 namespace {
+
+using namespace qvtest;
 
 std::vector<int> Shown(const SAveragedPicture& averages, const SDisplaySettings& how, SSize size) {
   CQvPicture picture = NewPicture(size.width, size.height, 8, 3);

@@ -8,10 +8,12 @@
 
 #include "system/qvstatus.h"
 #include "tests/imageformats/tiff/tiff_test_image.h"
-#include "tests/imageformats/tiff/tiff_writer.h"
+#include "tests/support/tiff_writer.h"
 
-namespace qv_test {
+namespace tifftest {
 namespace {
+
+using namespace qvtest;
 
 template <class T>
 STiffPage Uniform(std::initializer_list<T> samples, std::uint16_t photometric) {
@@ -261,4 +263,4 @@ TEST(TiffColors, ChannelsInSamplesAreComposited) {
 }
 
 }  // namespace
-}  // namespace qv_test
+}  // namespace tifftest

@@ -11,10 +11,12 @@
 #include "platform/imageformats/tiff/rows/row_converter.h"
 #include "system/qvstatus.h"
 #include "tests/imageformats/tiff/tiff_test_image.h"
-#include "tests/imageformats/tiff/tiff_writer.h"
+#include "tests/support/tiff_writer.h"
 
-namespace qv_test {
+namespace tifftest {
 namespace {
+
+using namespace qvtest;
 
 STiffPage Detailed(std::uint16_t compression, std::uint32_t tile) {
   STiffPage page = MakePage<std::uint8_t>(
@@ -266,4 +268,4 @@ TEST(TiffHostile, FilesThatAreNoTiffAreRefused) {
 }
 
 }  // namespace
-}  // namespace qv_test
+}  // namespace tifftest

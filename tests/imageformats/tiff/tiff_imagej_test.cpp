@@ -8,10 +8,12 @@
 
 #include "platform/imageformats/tiff/dataset/imagej.h"
 #include "tests/imageformats/tiff/tiff_test_image.h"
-#include "tests/imageformats/tiff/tiff_writer.h"
+#include "tests/support/tiff_writer.h"
 
-namespace qv_test {
+namespace tifftest {
 namespace {
+
+using namespace qvtest;
 
 using imageformats::tiff::ParseImageJDescription;
 using imageformats::tiff::ParseImageJMetadata;
@@ -237,4 +239,4 @@ TEST(TiffImageJ, DamagedMetadataAddsWhatCanBeRead) {
 }
 
 }  // namespace
-}  // namespace qv_test
+}  // namespace tifftest

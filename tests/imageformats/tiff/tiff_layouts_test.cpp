@@ -6,10 +6,12 @@
 
 #include "system/qvstatus.h"
 #include "tests/imageformats/tiff/tiff_test_image.h"
-#include "tests/imageformats/tiff/tiff_writer.h"
+#include "tests/support/tiff_writer.h"
 
-namespace qv_test {
+namespace tifftest {
 namespace {
+
+using namespace qvtest;
 
 using SCodes = std::initializer_list<std::uint16_t>;
 
@@ -122,4 +124,4 @@ TEST(TiffLayouts, UnknownCompressionAnswersMinusThreeAndStillHasGeometry) {
 }
 
 }  // namespace
-}  // namespace qv_test
+}  // namespace tifftest

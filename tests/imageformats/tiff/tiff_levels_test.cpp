@@ -5,10 +5,12 @@
 #include <initializer_list>
 
 #include "tests/imageformats/tiff/tiff_test_image.h"
-#include "tests/imageformats/tiff/tiff_writer.h"
+#include "tests/support/tiff_writer.h"
 
-namespace qv_test {
+namespace tifftest {
 namespace {
+
+using namespace qvtest;
 
 // A picture of one grey, by which a test sees what was read.
 STiffPage Level(std::uint32_t width, std::uint32_t height, int grey, std::uint32_t subfileType = 0) {
@@ -181,4 +183,4 @@ TEST(TiffLevels, PicturesSmallerThanTheBoxAreEnlarged) {
 }
 
 }  // namespace
-}  // namespace qv_test
+}  // namespace tifftest

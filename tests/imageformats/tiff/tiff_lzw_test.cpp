@@ -5,29 +5,28 @@
 #include <random>
 
 #include "platform/imageformats/tiff/blocks/lzw.h"
-#include "tests/imageformats/support/scratch_folder.h"
-#include "tests/imageformats/tiff/tiff_writer.h"
+#include "tests/support/c_handle.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/tiff_writer.h"
 
 using namespace imageformats::tiff;
 
 namespace {
 
-using SBytes = std::vector<std::uint8_t>;
+using namespace qvtest;
 
-struct SCloser {
-  void operator()(TIFF* tiff) const { TIFFClose(tiff); }
-};
+using SBytes = std::vector<std::uint8_t>;
 
 // A TIFF file of one LZW strip whose compressed bytes can be replaced, to see what libtiff makes of them.
 class CLzwFile {
  public:
   explicit CLzwFile(const SBytes& pixels) : m_size(pixels.size()) {
-    qv_test::STiffPage page;
+    STiffPage page;
     page.width = static_cast<std::uint32_t>(pixels.size());
     page.height = 1;
     page.compression = COMPRESSION_LZW;
     page.pixels = pixels;
-    m_bytes = qv_test::WriteTiff(page);
+    m_bytes = WriteTiff(page);
     const auto tiff = Open();
     m_offset = static_cast<std::size_t>(TIFFGetStrileOffset(tiff.get(), 0));
     m_stream.resize(static_cast<std::size_t>(TIFFGetStrileByteCount(tiff.get(), 0)));
@@ -47,14 +46,12 @@ class CLzwFile {
   }
 
  private:
-  std::unique_ptr<TIFF, SCloser> Open() {
-    const std::string path = m_folder.Path() + "/strip.tif";
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(m_bytes.data()), static_cast<std::streamsize>(m_bytes.size()));
-    return std::unique_ptr<TIFF, SCloser>(TIFFOpen(path.c_str(), "r"));
+  CHandle<TIFF, TIFFClose> Open() {
+    const std::string path = m_folder.MakeFile("strip.tif", m_bytes);
+    return CHandle<TIFF, TIFFClose>(TIFFOpen(path.c_str(), "r"));
   }
 
-  CScratchFolder m_folder;
+  CTempFolder m_folder;
   std::size_t m_size, m_offset = 0;
   SBytes m_bytes, m_stream;
 };

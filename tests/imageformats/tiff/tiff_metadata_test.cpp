@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/imageformats/support/scratch_folder.h"
 #include "tests/imageformats/tiff/tiff_test_image.h"
-#include "tests/imageformats/tiff/tiff_writer.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/tiff_writer.h"
 
-namespace qv_test {
+namespace tifftest {
 namespace {
+
+using namespace qvtest;
 
 STiffPage Plain() {
   return MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 1; });
@@ -62,8 +64,8 @@ TEST(TiffMetadata, Latin1TextsAndMachineTexts) {
 }
 
 // A picture with an EXIF and a GPS directory, written by libtiff.
-CQvStringW WriteWithExif(const CScratchFolder& folder, const char* mode) {
-  const std::string path = folder.Path() + "/exif.tif";
+CQvStringW WriteWithExif(const CTempFolder& folder, const char* mode) {
+  const std::string path = folder.Path("exif.tif");
   TIFF* tiff = TIFFOpen(path.c_str(), mode);
   const auto setPicture = [&](std::uint64_t exif, std::uint64_t gps) {
     TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 8);
@@ -94,12 +96,12 @@ CQvStringW WriteWithExif(const CScratchFolder& folder, const char* mode) {
   TIFFCreateDirectory(tiff);
   setPicture(exif, gps);
   TIFFClose(tiff);
-  return folder.PathOf("exif.tif");
+  return folder.Wide("exif.tif");
 }
 
 TEST(TiffMetadata, ExifAddsWhatTheTagsDoNotSay) {
   for (const char* mode : {"wl", "wb", "wl8", "wb8"}) {
-    const CScratchFolder folder;
+    const CTempFolder folder;
     CTestImage image(WriteWithExif(folder, mode));
     const imageformats::SImageMetadata metadata = image->Metadata();
     EXPECT_EQ(CQvStringW(L"2021-02-03 04:05:06"), metadata.text.date) << mode << ": the shot's, not the last change's";
@@ -186,4 +188,4 @@ TEST(TiffMetadata, EmbeddedThumbnailsByTheirNames) {
 }
 
 }  // namespace
-}  // namespace qv_test
+}  // namespace tifftest

@@ -4,10 +4,10 @@
 #include <vector>
 
 #include "tests/imageformats/tiff/tiff_test_image.h"
-#include "tests/imageformats/tiff/tiff_writer.h"
+#include "tests/support/tiff_writer.h"
 
 // OME-XML documents of 8 x 6 pixels, and what is shown of files that carry them.
-namespace qv_test {
+namespace tifftest {
 
 inline constexpr char kOpen[] =
     "<?xml version=\"1.0\" encoding=\"UTF-8\"?><!-- a warning --><OME "
@@ -26,18 +26,18 @@ inline std::string Document(const std::string& pixels, const std::string& imageI
 }
 
 // Pages of one grey each, 10, 20, 30 and so on; the first carries the document.
-inline std::vector<STiffPage> Pages(int count, const std::string& document) {
-  std::vector<STiffPage> pages;
+inline std::vector<qvtest::STiffPage> Pages(int count, const std::string& document) {
+  std::vector<qvtest::STiffPage> pages;
   for (int i = 0; i < count; ++i) {
-    pages.push_back(MakePage<std::uint8_t>(8, 6, 1, [&](auto, auto, auto) { return 10 * (i + 1); }));
+    pages.push_back(qvtest::MakePage<std::uint8_t>(8, 6, 1, [&](auto, auto, auto) { return 10 * (i + 1); }));
   }
   pages[0].description = document;
   return pages;
 }
 
 inline SRgb Shown(CTestImage& image) { return Render(image, 4, 3).At(1, 1); }
-inline SRgb Shown(const std::vector<STiffPage>& pages) {
-  CTestImage image(WriteTiff(pages));
+inline SRgb Shown(const std::vector<qvtest::STiffPage>& pages) {
+  CTestImage image(qvtest::WriteTiff(pages));
   return Shown(image);
 }
-}  // namespace qv_test
+}  // namespace tifftest

@@ -5,10 +5,12 @@
 #include <string>
 
 #include "tests/imageformats/tiff/tiff_test_image.h"
-#include "tests/imageformats/tiff/tiff_writer.h"
+#include "tests/support/tiff_writer.h"
 
-namespace qv_test {
+namespace tifftest {
 namespace {
+
+using namespace qvtest;
 
 // 2003: everything has a prefix, identifiers are named after their element, details are elements.
 std::string First(const std::string&) {
@@ -175,4 +177,4 @@ INSTANTIATE_TEST_SUITE_P(Schemas, TiffOmeSchemaTest, testing::ValuesIn(kSchemas)
 });
 
 }  // namespace
-}  // namespace qv_test
+}  // namespace tifftest

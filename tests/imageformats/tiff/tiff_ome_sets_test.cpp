@@ -4,19 +4,22 @@
 
 #include <string>
 
-#include "tests/imageformats/support/scratch_folder.h"
 #include "tests/imageformats/tiff/tiff_ome_document.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/tiff_writer.h"
 
-namespace qv_test {
+namespace tifftest {
 namespace {
+
+using namespace qvtest;
 
 // A z stack of three files. `document` tells the document for the file of a plane.
 template <class DocumentOf>
-void WriteSet(const CScratchFolder& folder, DocumentOf&& document) {
+void WriteSet(const CTempFolder& folder, DocumentOf&& document) {
   for (int z = 0; z < 3; ++z) {
     STiffPage page = MakePage<std::uint8_t>(8, 6, 1, [&](auto, auto, auto) { return 10 * (z + 1); });
     page.description = document(z);
-    folder.Write("plane" + std::to_string(z) + ".ome.tif", WriteTiff(page));
+    folder.MakeFile("plane" + std::to_string(z) + ".ome.tif", WriteTiff(page));
   }
 }
 
@@ -30,9 +33,9 @@ std::string SetPixels() {
   return Pixels("XYZCT", 3, 1, 1, data);
 }
 
-void ExpectSet(const CScratchFolder& folder) {
+void ExpectSet(const CTempFolder& folder) {
   for (int z = 0; z < 3; ++z) {
-    CTestImage image(folder.PathOf("plane" + std::to_string(z) + ".ome.tif"));
+    CTestImage image(folder.Wide("plane" + std::to_string(z) + ".ome.tif"));
     EXPECT_EQ(20, Shown(image).r) << z;
     EXPECT_EQ(3u, image->Info().sequenceCount) << z;
     const auto metadata = image->Metadata();
@@ -43,13 +46,13 @@ void ExpectSet(const CScratchFolder& folder) {
 }
 
 TEST(TiffOmeSets, ASetIsTheSameFromAnyOfItsFiles) {
-  const CScratchFolder folder;
+  const CTempFolder folder;
   WriteSet(folder, [](int) { return Document(SetPixels()); });
   ExpectSet(folder);
 }
 
 TEST(TiffOmeSets, BinaryOnlyFilesFollowTheMaster) {
-  const CScratchFolder folder;
+  const CTempFolder folder;
   WriteSet(folder, [](int z) {
     return z == 0 ? Document(SetPixels())
                   : std::string(kOpen) + "<BinaryOnly MetadataFile=\"plane0.ome.tif\" UUID=\"urn:uuid:0\"/></OME>";
@@ -58,48 +61,48 @@ TEST(TiffOmeSets, BinaryOnlyFilesFollowTheMaster) {
 }
 
 TEST(TiffOmeSets, BinaryOnlyFilesFollowTheCompanion) {
-  const CScratchFolder folder;
+  const CTempFolder folder;
   WriteSet(folder, [](int) {
     return std::string(kOpen) + "<BinaryOnly MetadataFile=\"set.companion.ome\" UUID=\"urn:uuid:9\"/></OME>";
   });
-  folder.Write("set.companion.ome", Document(SetPixels()));
+  folder.MakeFile("set.companion.ome", Document(SetPixels()));
   ExpectSet(folder);
 }
 
 TEST(TiffOmeSets, WithoutItsDocumentABinaryOnlyFileIsAPlainPicture) {
-  const CScratchFolder folder;
+  const CTempFolder folder;
   WriteSet(folder, [](int) {
     return std::string(kOpen) + "<BinaryOnly MetadataFile=\"gone.ome\" UUID=\"urn:uuid:9\"/></OME>";
   });
-  CTestImage image(folder.PathOf("plane2.ome.tif"));
+  CTestImage image(folder.Wide("plane2.ome.tif"));
   EXPECT_EQ(30, Shown(image).r);
 }
 
 TEST(TiffOmeSets, MissingSiblingsLeaveTheNearestPlane) {
-  const CScratchFolder folder;
+  const CTempFolder folder;
   STiffPage page = MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 99; });
   page.description = Document(SetPixels());
-  CTestImage image(folder.Write("plane2.ome.tif", WriteTiff(page)));
+  CTestImage image(folder.MakeFileWide("plane2.ome.tif", WriteTiff(page)));
   EXPECT_EQ(99, Shown(image).r);
   EXPECT_EQ(3u, image->Info().sequenceCount);
 }
 
 TEST(TiffOmeSets, RenamedFilesAreKnownByTheirUuid) {
-  const CScratchFolder folder;
+  const CTempFolder folder;
   STiffPage page = MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 99; });
   page.description =
       Document(Pixels("XYZCT", 2, 1, 1,
                       "<TiffData FirstZ=\"0\" IFD=\"0\"><UUID FileName=\"a.tif\">urn:uuid:other</UUID></TiffData>"
                       "<TiffData FirstZ=\"1\" IFD=\"0\"><UUID FileName=\"b.tif\">urn:uuid:own</UUID></TiffData>"));
-  CTestImage image(folder.Write("renamed.tif", WriteTiff(page)));
+  CTestImage image(folder.MakeFileWide("renamed.tif", WriteTiff(page)));
   EXPECT_EQ(99, Shown(image).r);
 }
 
 TEST(TiffOmeSets, NamesThatLeadOutOfTheFolderAreNotFollowed) {
-  const CScratchFolder outer, folder;
+  const CTempFolder outer, folder;
   STiffPage secret = MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 200; });
-  outer.Write("secret.tif", WriteTiff(secret));
-  const std::string path = outer.Path() + "/secret.tif";
+  outer.MakeFile("secret.tif", WriteTiff(secret));
+  const std::string path = outer.Path("secret.tif");
   const std::string up = "../" + path.substr(path.find_last_of('/', path.size() - 12) + 1);
   for (const std::string& name : {path, up, std::string("..\\secret.tif"), std::string("..")}) {
     STiffPage page = MakePage<std::uint8_t>(8, 6, 1, [](auto, auto, auto) { return 50; });
@@ -108,13 +111,13 @@ TEST(TiffOmeSets, NamesThatLeadOutOfTheFolderAreNotFollowed) {
                         "<TiffData FirstZ=\"0\" IFD=\"0\"><UUID FileName=\"own.tif\">urn:uuid:own</UUID></TiffData>"
                         "<TiffData FirstZ=\"1\" IFD=\"0\"><UUID FileName=\"" +
                             name + "\">urn:uuid:1</UUID></TiffData>"));
-    CTestImage image(folder.Write("own.tif", WriteTiff(page)));
+    CTestImage image(folder.MakeFileWide("own.tif", WriteTiff(page)));
     EXPECT_EQ(50, Shown(image).r) << name;
     page.description = std::string(kOpen) + "<BinaryOnly MetadataFile=\"" + name + "\"/></OME>";
-    CTestImage binary(folder.Write("own.tif", WriteTiff(page)));
+    CTestImage binary(folder.MakeFileWide("own.tif", WriteTiff(page)));
     EXPECT_EQ(50, Shown(binary).r) << name;
   }
 }
 
 }  // namespace
-}  // namespace qv_test
+}  // namespace tifftest

@@ -7,9 +7,12 @@
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/render/channel_composite.h"
 #include "tests/imageformats/tiff/tiff_ome_document.h"
+#include "tests/support/tiff_writer.h"
 
-namespace qv_test {
+namespace tifftest {
 namespace {
+
+using namespace qvtest;
 
 int ShownGrey(int pages, const std::string& pixels) {
   const SRgb color = Shown(Pages(pages, Document(pixels)));
@@ -253,4 +256,4 @@ TEST(TiffOme, DamagedDocumentsLeaveAPlainPicture) {
 }
 
 }  // namespace
-}  // namespace qv_test
+}  // namespace tifftest

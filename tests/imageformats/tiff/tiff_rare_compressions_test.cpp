@@ -6,12 +6,15 @@
 #include <functional>
 
 #include "system/qvstatus.h"
-#include "tests/imageformats/support/encode_jpeg.h"
 #include "tests/imageformats/tiff/tiff_test_image.h"
-#include "tests/imageformats/tiff/tiff_writer.h"
+#include "tests/support/encode_jpeg.h"
+#include "tests/support/test_picture.h"
+#include "tests/support/tiff_writer.h"
 
-namespace qv_test {
+namespace tifftest {
 namespace {
+
+using namespace qvtest;
 
 constexpr std::uint32_t kWide = 64, kHigh = 16;
 
@@ -188,4 +191,4 @@ TEST(TiffRareCompressions, OldStyleJpeg) {
 }
 
 }  // namespace
-}  // namespace qv_test
+}  // namespace tifftest

@@ -9,10 +9,12 @@
 #include <initializer_list>
 
 #include "tests/imageformats/tiff/tiff_test_image.h"
-#include "tests/imageformats/tiff/tiff_writer.h"
+#include "tests/support/tiff_writer.h"
 
-namespace qv_test {
+namespace tifftest {
 namespace {
+
+using namespace qvtest;
 
 using SCodes = std::initializer_list<std::uint16_t>;
 
@@ -228,4 +230,4 @@ TEST(TiffSamples, FaxAndBilevelCompressionsShowTheSame) {
 }
 
 }  // namespace
-}  // namespace qv_test
+}  // namespace tifftest

@@ -9,7 +9,7 @@
 #include "platform/imageformats/base/new_picture.h"
 #include "platform/imageformats/tiff/tiff_codec.h"
 
-namespace qv_test {
+namespace tifftest {
 
 using imageformats::CRenderGuard;
 using imageformats::NewPicture;
@@ -85,4 +85,4 @@ int MaxDifference(const SRgbPicture& a, const SRgbPicture& b) {
   return most;
 }
 
-}  // namespace qv_test
+}  // namespace tifftest

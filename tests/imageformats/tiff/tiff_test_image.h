@@ -8,7 +8,7 @@
 #include "platform/imageformats/codec/codec_module.h"
 
 // Opens and renders what a test wrote.
-namespace qv_test {
+namespace tifftest {
 
 // An image over bytes that it keeps.
 class CTestImage {
@@ -51,4 +51,4 @@ std::vector<std::uint16_t> ReadSamples(CTestImage& image);
 // The largest difference between two pictures of one size.
 int MaxDifference(const SRgbPicture& a, const SRgbPicture& b);
 
-}  // namespace qv_test
+}  // namespace tifftest

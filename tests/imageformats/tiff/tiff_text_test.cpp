@@ -7,7 +7,7 @@
 #include "platform/imageformats/base/units.h"
 #include "platform/imageformats/tiff/ome/ome_xml.h"
 
-namespace qv_test {
+namespace tifftest {
 namespace {
 
 using imageformats::MicrometresPer;
@@ -87,4 +87,4 @@ TEST(TiffText, EntitiesLeadNowhere) {
 }
 
 }  // namespace
-}  // namespace qv_test
+}  // namespace tifftest

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <tiffio.h>
 
 #include <cstring>
 
@@ -7,49 +6,35 @@
 #include "platform/imageformats/render/orientation.h"
 #include "platform/imageformats/wsi/wsi_codec.h"
 #include "platform/imageformats/wsi/wsi_detect.h"
-#include "tests/imageformats/support/encode_jpeg.h"
-#include "tests/imageformats/support/samples.h"
-#include "tests/imageformats/support/scratch_folder.h"
+#include "tests/imageformats/support/opened.h"
+#include "tests/support/encode_jpeg.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/samples.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/test_picture.h"
+#include "tests/support/tiff_writer.h"
 
 namespace imageformats {
 namespace {
 
+using namespace qvtest;
+
 // Tiled levels, each half the one before, as slide scanners write them. `description` makes it a scanner's file, or
 // not.
-CQvStringW WriteTiledTiff(const CScratchFolder& folder, const std::string& name, const std::string& description,
+CQvStringW WriteTiledTiff(const CTempFolder& folder, const std::string& name, const std::string& description,
                           const STestPicture& picture, int levels) {
-  const std::string path = folder.Path() + "/" + name;
-  TIFF* tiff = TIFFOpen(path.c_str(), "w");
-  STestPicture level = picture;
+  std::vector<STiffPage> pages;
   for (int i = 0; i < levels; ++i) {
-    if (i != 0) level = AreaAverage(picture, picture.width >> i, picture.height >> i);
-    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, level.width);
-    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, level.height);
-    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
-    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 3);
-    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
-    TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-    TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
-    TIFFSetField(tiff, TIFFTAG_TILEWIDTH, 64);
-    TIFFSetField(tiff, TIFFTAG_TILELENGTH, 64);
-    TIFFSetField(tiff, TIFFTAG_IMAGEDESCRIPTION, description.c_str());
-    TIFFSetField(tiff, TIFFTAG_DATETIME, "2000:01:01 12:00:00");
-    std::vector<std::uint8_t> tile(64 * 64 * 3);
-    for (std::uint32_t y = 0; y < level.height; y += 64) {
-      for (std::uint32_t x = 0; x < level.width; x += 64) {
-        for (std::uint32_t j = 0; j < 64; ++j) {
-          for (std::uint32_t k = 0; k < 192; ++k) {
-            const bool inside = y + j < level.height && x + k / 3 < level.width;
-            tile[j * 192 + k] = inside ? static_cast<std::uint8_t>(level.At(x + k / 3, y + j, k % 3)) : 0;
-          }
-        }
-        TIFFWriteTile(tiff, tile.data(), x, y, 0, 0);
-      }
-    }
-    TIFFWriteDirectory(tiff);
+    const STestPicture level = AreaAverage(picture, picture.width >> i, picture.height >> i);
+    STiffPage page = MakePage<std::uint8_t>(level.width, level.height, 3,
+                                            [&](auto x, auto y, auto sample) { return level.At(x, y, sample); });
+    page.compression = COMPRESSION_LZW;
+    page.tile = 64;
+    page.description = description;
+    page.tags = [](TIFF* tiff) { TIFFSetField(tiff, TIFFTAG_DATETIME, "2000:01:01 12:00:00"); };
+    pages.push_back(page);
   }
-  TIFFClose(tiff);
-  return CQvStringUtils::UTF8toW(path.c_str());
+  return folder.MakeFileWide(name, WriteTiff(pages));
 }
 
 template <class T>
@@ -85,7 +70,7 @@ constexpr const char* kScanner =
     "Aperio Image Library v1.0\n700x500 [0,0 700x500] (64x64) LZW|AppMag = 20|MPP = 0.4990|Date = 01/01/00";
 
 TEST(Wsi, ScannersFilesGoToItAndPlainTiledOnesDoNot) {
-  const CScratchFolder folder;
+  const CTempFolder folder;
   const STestPicture picture = SmoothPicture(300, 200, 3);
   const auto slide = CInput::FromFile(WriteTiledTiff(folder, "a.svs", kScanner, picture, 2));
   const auto plain = CInput::FromFile(WriteTiledTiff(folder, "b.tif", "a tiled picture", picture, 2));
@@ -99,7 +84,7 @@ TEST(Wsi, ScannersFilesGoToItAndPlainTiledOnesDoNot) {
 }
 
 TEST(Wsi, RendersTheAverageAndTellsTheScale) {
-  const CScratchFolder folder;
+  const CTempFolder folder;
   const STestPicture picture = SmoothPicture(700, 500, 3);
   const auto image = OpenPath(WriteTiledTiff(folder, "a.svs", kScanner, picture, 3));
   EXPECT_EQ(image->Info().width, 700u);
@@ -120,10 +105,10 @@ TEST(Wsi, RendersTheAverageAndTellsTheScale) {
 }
 
 TEST(Wsi, PicturesOfOtherNamesAreStillPictures) {
-  const CScratchFolder folder;
+  const CTempFolder folder;
   const SFileBytes jpeg = EncodeJpeg(SmoothPicture(30, 20, 3));
-  const auto usual = CInput::FromFile(folder.Write("a.JPG", jpeg)),
-             other = CInput::FromFile(folder.Write("b.dat", jpeg));
+  const auto usual = CInput::FromFile(folder.MakeFileWide("a.JPG", jpeg)),
+             other = CInput::FromFile(folder.MakeFileWide("b.dat", jpeg));
   EXPECT_FALSE(MayBeSlidePreview(*usual));
   EXPECT_TRUE(MayBeSlidePreview(*other));
   EXPECT_STREQ(FindCodecFor(*usual)->Name(), "JPG");
@@ -137,13 +122,13 @@ TEST(Wsi, NeedsAFile) {
 }
 
 TEST(Wsi, DamagedSlidesAreDamage) {
-  const CScratchFolder folder;
+  const CTempFolder folder;
   const CQvStringW path = WriteTiledTiff(folder, "a.svs", kScanner, SmoothPicture(700, 500, 3), 1);
   const auto input = CInput::FromFile(path);
   SFileBytes bytes(input->Size());
   ASSERT_EQ(input->ReadAt(0, bytes.data(), bytes.size()), bytes.size());
   for (std::size_t i = 200; i < bytes.size() - 2000; i += 3) bytes[i] = 0xA5;
-  const CQvStringW damaged = folder.Write("b.svs", bytes);
+  const CQvStringW damaged = folder.MakeFileWide("b.svs", bytes);
   EXPECT_THROW(
       {
         const auto image = OpenPath(damaged);
@@ -154,13 +139,13 @@ TEST(Wsi, DamagedSlidesAreDamage) {
 
 // The library would take the claimed memory, or end the process where there is none.
 TEST(Wsi, TilesOfImpossibleSizeAreDamage) {
-  const CScratchFolder folder;
+  const CTempFolder folder;
   const CQvStringW path = WriteTiledTiff(folder, "a.svs", kScanner, SmoothPicture(300, 200, 3), 1);
   const auto input = CInput::FromFile(path);
   SFileBytes bytes(input->Size());
   ASSERT_EQ(input->ReadAt(0, bytes.data(), bytes.size()), bytes.size());
   const auto refused = [&](const SFileBytes& damaged) {
-    const auto slide = CInput::FromFile(folder.Write("b.svs", damaged));
+    const auto slide = CInput::FromFile(folder.MakeFileWide("b.svs", damaged));
     EXPECT_TRUE(IsSlide(*slide));
     EXPECT_THROW(WsiCodec().Open(slide), CDamagedError);
   };
