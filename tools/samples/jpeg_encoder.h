@@ -6,9 +6,12 @@
 struct SJpegOptions {
   int quality = 90;
   bool progressive = false;
-  Bytes app1;  // an EXIF block as MakeExif gives it; empty for none
+  bool fullColor = false;  // YCbCr 4:4:4
+  int restartRows = 0;     // rows of blocks between restart markers; 0: none
+  Bytes app1;              // an EXIF block as MakeExif gives it; empty for none
 };
 
-// A baseline or progressive JPEG stream of YCbCr 4:2:0, or of one grey component. Throws std::runtime_error.
+// A baseline or progressive JPEG stream of YCbCr, 4:2:0 unless said otherwise, or of one grey component. Throws
+// std::runtime_error.
 Bytes EncodeJpeg(const SRgbImage& image, const SJpegOptions& options = {});
 Bytes EncodeGreyJpeg(const Bytes& pixels, int width, int height, const SJpegOptions& options = {});

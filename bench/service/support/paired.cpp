@@ -2,9 +2,10 @@
 
 #include <malloc.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <limits>
+
+#include "bench/median.h"
 
 namespace qvbench {
 namespace {
@@ -62,13 +63,6 @@ void KeepFreedMemory() {
 }
 
 }  // namespace
-
-double Median(std::vector<double> values) {
-  if (values.empty()) return 0;
-  std::sort(values.begin(), values.end());
-  const std::size_t middle = values.size() / 2;
-  return values.size() % 2 != 0 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
-}
 
 void CPairedRounds::Add(double ours, double bare) {
   m_state.SetIterationTime(ours);
