@@ -4,7 +4,7 @@
 #   bench/decoders.sh [--only TEXT] [--rounds N] [--samples FOLDER]
 #     --only     only the rows that contain this text, such as "PNG | 12 MP"
 #     --rounds   how often each decoder is timed (9)
-#     --samples  a folder with further pictures in jpeg and png
+#     --samples  a folder with further pictures in jpeg and png, which count from 4 KiB on
 # Times are of the processor, so other work on the machine changes little. Files go to /dev/shm, one at a time. Takes
 # half an hour.
 set -euo pipefail

@@ -199,12 +199,16 @@ std::vector<SFile> PngFiles() {
   return files;
 }
 
+// Smaller ones hold hardly more than a header.
+constexpr std::uintmax_t kLeastSample = 4096;
+
 // The files in a folder of that extension.
 void AddSamples(const fs::path& folder, const std::string& extension, const std::vector<SBox>& boxes, SGroup* group) {
   if (!fs::is_directory(folder)) return;
   std::vector<fs::path> paths;
   for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-    if (entry.is_regular_file() && entry.path().extension() == extension) paths.push_back(entry.path());
+    if (entry.is_regular_file() && entry.path().extension() == extension && entry.file_size() >= kLeastSample)
+      paths.push_back(entry.path());
   }
   std::ranges::sort(paths);
   for (const fs::path& path : paths) {

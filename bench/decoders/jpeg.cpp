@@ -51,6 +51,6 @@ std::vector<SDecoder> JpegDecoders(const std::filesystem::path& file, const SBox
   };
   const bool fineColor = !spares(8);
   if (JpegScaleFor(stored, wanted, true) != 1 || (fineColor && !spares(4))) return {};
-  return {{"block means", [=] { return AverageMeans(input, fineColor, wanted); }},
+  return {{fineColor ? "means, fine colour" : "means", [=] { return AverageMeans(input, fineColor, wanted); }},
           {"libjpeg", [=] { return AverageEighth(input, wanted); }}};
 }

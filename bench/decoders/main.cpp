@@ -48,9 +48,9 @@ double Likeness(const SAverages& a, const SAverages& b) {
 // A library beside our own decoder.
 struct SComparison {
   std::string library;
-  double seconds = 0;    // median
-  double gain = 0;       // its time divided by ours: median of the rounds' quotients
-  double leastGain = 0;  // quotient of both minima
+  double seconds = 0;  // median
+  double gain = 0;     // its time divided by ours: median of the rounds' quotients
+  double gainOfMinima = 0;
   double likeness = 0;
 };
 
@@ -89,8 +89,8 @@ class CTable {
  public:
   CTable(int rounds, const fs::path& scratch) : m_rounds(rounds), m_scratch(scratch) {
     fmt::print(
-        "| group | file | MiB | box | ours, ms | library | ms | library / ours | of the minima | dB |\n"
-        "|---|---|---|---|---|---|---|---|---|---|\n");
+        "| group | file | MiB | box | own decoder | ms | library | ms | library / own | of the minima | dB |\n"
+        "|---|---|---|---|---|---|---|---|---|---|---|\n");
   }
 
   void Add(const SGroup& group, const SFile& file) {
@@ -104,10 +104,11 @@ class CTable {
     }
   }
 
-  // One row for each group and library.
+  // One row for each group, decoder of our own and library.
   void Summarise() const {
     fmt::print(
-        "\n| group | library | rows | of them at least {} | least | median | most |\n|---|---|---|---|---|---|---|\n",
+        "\n| group | own decoder | library | rows | of them at least {} | least | median | most "
+        "|\n|---|---|---|---|---|---|---|---|\n",
         kLeastGain);
     for (const auto& [name, count] : m_counts) {
       fmt::print("| {} | {} | {} | {:.2f} | {:.2f} | {:.2f} |\n", name, count.gains.size(), count.enough,
@@ -120,17 +121,19 @@ class CTable {
     std::vector<SDecoder> decoders;
     try {
       decoders = group.decoders(path, box);
-      if (decoders.empty()) return fmt::print("{} left to the library | | | | | |\n", head);
+      if (decoders.empty()) return fmt::print("{} left to the library | | | | | | |\n", head);
+      const std::string& own = decoders.front().name;
       const SMeasured measured = Measure(decoders, m_rounds);
       for (const SComparison& c : measured.libraries) {
-        fmt::print("{} {:.3g} | {} | {:.3g} | {:.2f} | {:.2f} | {:.0f} |\n", head, 1e3 * measured.seconds, c.library,
-                   1e3 * c.seconds, c.gain, c.leastGain, c.likeness);
-        SCount& count = m_counts[group.name + " | " + c.library];
+        fmt::print("{} {} | {:.3g} | {} | {:.3g} | {:.2f} | {:.2f} | {} |\n", head, own, 1e3 * measured.seconds,
+                   c.library, 1e3 * c.seconds, c.gain, c.gainOfMinima,
+                   std::isinf(c.likeness) ? "same" : fmt::format("{:.0f}", c.likeness));
+        SCount& count = m_counts[group.name + " | " + own + " | " + c.library];
         count.gains.push_back(c.gain);
         count.enough += c.gain >= kLeastGain ? 1 : 0;
       }
     } catch (const std::exception& error) {
-      fmt::print("{} {} | | | | | |\n", head, error.what());
+      fmt::print("{} {} | | | | | | |\n", head, error.what());
     }
     std::fflush(stdout);
   }

@@ -87,7 +87,7 @@ std::vector<SDecoder> TiffJpegDecoders(const std::filesystem::path& file, const 
   COpenPage page(input);
   const SSize wanted = FitInto(page.Page().Size(), box);
   if (!page.ReduceMeans(wanted)) return {};
-  return {{"block means", [=] { return AveragesOf(std::move(COpenPage(input).ReduceMeans(wanted)->averages), 255); }},
+  return {{"means", [=] { return AveragesOf(std::move(COpenPage(input).ReduceMeans(wanted)->averages), 255); }},
           {"libjpeg", [=] { return COpenPage(input).ReduceBlocks(wanted); }}};
 }
 
