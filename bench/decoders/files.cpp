@@ -41,15 +41,15 @@ void Save(const fs::path& path, const Bytes& bytes) {
 }
 
 SFile JpegFile(const SSide& side, EContent content, const SJpegOptions& options) {
-  const std::string name = fmt::format("{}, {}, {}, {}{}", side.name, options.fullColor ? "4:4:4" : "4:2:0",
-                                       options.quality, NameOf(content), options.restartRows != 0 ? ", restarts" : "");
-  return {name,
+  const std::string kind = fmt::format("{}, {}", options.fullColor ? "4:4:4" : "4:2:0", options.quality);
+  return {fmt::format("{}, {}, {}{}", side.name, kind, NameOf(content), options.restartRows != 0 ? ", restarts" : ""),
+          kind,
           [=](const fs::path& path) { Save(path, EncodeJpeg(MakePicture(content, side.width, side.height), options)); },
           kBoxes};
 }
 
 SFile GreyJpegFile(const SSide& side, EContent content) {
-  return {fmt::format("{}, grey, 75, {}", side.name, NameOf(content)),
+  return {fmt::format("{}, grey, 75, {}", side.name, NameOf(content)), "grey, 75",
           [=](const fs::path& path) {
             SJpegOptions options;
             options.quality = 75;
@@ -103,15 +103,14 @@ void WriteTiff(const fs::path& path, const STiffPage& page) {
 }
 
 SFile TiffJpegFile(const SSide& side, int tileSize, EContent content, int quality) {
-  return {fmt::format("{}, {}, {}, {}", side.name, tileSize != 0 ? fmt::format("tiles of {}", tileSize) : "one strip",
-                      quality, NameOf(content)),
+  const std::string kind = fmt::format("tiles of {}, {}", tileSize, quality);
+  return {fmt::format("{}, {}, {}", side.name, kind, NameOf(content)), kind,
           [=](const fs::path& path) {
             const SRgbImage image = MakePicture(content, side.width, side.height);
             STiffPage page = PageOf(image);
             page.compression = COMPRESSION_JPEG;
             page.jpegQuality = quality;
             page.tileSize = tileSize;
-            if (tileSize == 0) page.rowsPerStrip = side.height;
             WriteTiff(path, page);
           },
           kBoxes};
@@ -132,6 +131,7 @@ SFile TiffLzwFile(const SSide& side, int tileSize, int predictor, EContent conte
   return {fmt::format("{}, {}, {}, {}", side.name,
                       tileSize != 0 ? fmt::format("tiles of {}", tileSize) : "strips of 16 rows",
                       predictor == 2 ? "differences" : "as they are", NameOf(content)),
+          NameOf(content),
           [=](const fs::path& path) {
             const SRgbImage image = MakePicture(content, side.width, side.height);
             STiffPage page = PageOf(image);
@@ -173,7 +173,8 @@ Bytes PngSamples(const SSide& side, const SPngKind& kind, EContent content) {
 }
 
 SFile PngFile(const SSide& side, const SPngKind& kind, EContent content, bool filtered) {
-  return {fmt::format("{}, {}, {}{}", side.name, kind.name, NameOf(content), filtered ? "" : ", unfiltered"),
+  const char* const how = filtered ? "" : ", unfiltered";
+  return {fmt::format("{}, {}, {}{}", side.name, kind.name, NameOf(content), how), fmt::format("{}{}", kind.name, how),
           [=](const fs::path& path) {
             SPngImage image;
             image.width = side.width;
@@ -212,7 +213,8 @@ void AddSamples(const fs::path& folder, const std::string& extension, const std:
   }
   std::ranges::sort(paths);
   for (const fs::path& path : paths) {
-    group->files.push_back({path.filename().string(), [=](const fs::path& to) { fs::copy_file(path, to); }, boxes});
+    group->files.push_back(
+        {path.filename().string(), "samples", [=](const fs::path& to) { fs::copy_file(path, to); }, boxes});
   }
 }
 

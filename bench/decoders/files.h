@@ -9,7 +9,8 @@
 
 // A file that decoders are compared on.
 struct SFile {
-  std::string name;  // begins with its group
+  std::string name;
+  std::string kind;  // files of one kind are summed up together
   std::function<void(const std::filesystem::path&)> write;
   std::vector<SBox> boxes;
 };

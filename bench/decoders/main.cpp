@@ -100,15 +100,15 @@ class CTable {
     for (const SBox& box : file.boxes) {
       const std::string head = fmt::format("| {} | {} | {:.2f} | {} x {} |", group.name, file.name,
                                            static_cast<double>(fs::file_size(path)) / (1 << 20), box.width, box.height);
-      AddRows(group, head, path, box);
+      AddRows(group, file.kind, head, path, box);
     }
   }
 
-  // One row for each group, decoder of our own and library.
+  // One row for each kind of file, decoder of our own and library.
   void Summarise() const {
     fmt::print(
-        "\n| group | own decoder | library | rows | of them at least {} | least | median | most "
-        "|\n|---|---|---|---|---|---|---|---|\n",
+        "\n| group | kind | own decoder | library | rows | of them at least {} | least | median | most |\n"
+        "|---|---|---|---|---|---|---|---|---|\n",
         kLeastGain);
     for (const auto& [name, count] : m_counts) {
       fmt::print("| {} | {} | {} | {:.2f} | {:.2f} | {:.2f} |\n", name, count.gains.size(), count.enough,
@@ -117,7 +117,8 @@ class CTable {
   }
 
  private:
-  void AddRows(const SGroup& group, const std::string& head, const fs::path& path, const SBox& box) {
+  void AddRows(const SGroup& group, const std::string& kind, const std::string& head, const fs::path& path,
+               const SBox& box) {
     std::vector<SDecoder> decoders;
     try {
       decoders = group.decoders(path, box);
@@ -128,7 +129,7 @@ class CTable {
         fmt::print("{} {} | {:.3g} | {} | {:.3g} | {:.2f} | {:.2f} | {} |\n", head, own, 1e3 * measured.seconds,
                    c.library, 1e3 * c.seconds, c.gain, c.gainOfMinima,
                    std::isinf(c.likeness) ? "same" : fmt::format("{:.0f}", c.likeness));
-        SCount& count = m_counts[group.name + " | " + own + " | " + c.library];
+        SCount& count = m_counts[fmt::format("{} | {} | {} | {}", group.name, kind, own, c.library)];
         count.gains.push_back(c.gain);
         count.enough += c.gain >= kLeastGain ? 1 : 0;
       }
