@@ -9,12 +9,12 @@ build_packages=(g++ cmake ninja-build pkg-config binutils
                 libsqlite3-dev libsqlitecpp-dev libtiff-dev libjpeg-dev libpng-dev liblcms2-dev libexif-dev libpugixml-dev
                 libopenslide-dev libdeflate-dev zlib1g-dev libcli11-dev nlohmann-json3-dev libfmt-dev)
 # The sanitizers of GCC come with g++.
-test_packages=(libgtest-dev libgmock-dev libbenchmark-dev)
+test_packages=(libgtest-dev libgmock-dev libbenchmark-dev libspng-dev)
 clang_packages=(clang clang-format)
 fuzz_packages=(clang libclang-rt-dev)
 coverage_packages=(gcovr)
 package_packages=(dpkg-dev file)
-bench_packages=(libbenchmark-dev strace sqlite3 bc)
+bench_packages=(libbenchmark-dev libspng-dev strace sqlite3 bc)
 # Other makers of thumbnails, to compare with.
 peers_packages=(libvips-tools graphicsmagick imagemagick openslide-tools)
 

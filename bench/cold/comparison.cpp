@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <fstream>
 
+#include "bench/median.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -80,12 +82,6 @@ std::vector<SSeries> RunInTurns(const std::vector<SContender>& contenders, int r
 }
 
 }  // namespace
-
-double Median(std::vector<double> values) {
-  std::ranges::sort(values);
-  const std::size_t half = values.size() / 2;
-  return values.size() % 2 != 0 ? values[half] : (values[half - 1] + values[half]) / 2;
-}
 
 SComparison SComparer::Compare(const fs::path& folder, const std::string& className) const {
   const CPaths files = FilesIn(folder), start = FilesIn(folder / "start");

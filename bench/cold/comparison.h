@@ -30,5 +30,3 @@ struct SComparer {
   // Compares the contenders on the files in `folder`, whose "start" holds a picture of one pixel.
   SComparison Compare(const std::filesystem::path& folder, const std::string& className) const;
 };
-
-double Median(std::vector<double> values);

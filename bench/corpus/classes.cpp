@@ -89,14 +89,14 @@ STiffPage TiledPage(const SRgbImage& image, int compression) {
 
 template <int compression>
 void MakeTiled(const std::filesystem::path& path, int, int scale) {
-  const SRgbImage image = MakeMosaic(Scaled(10000, scale));
+  const SRgbImage image = MakeSlide(Scaled(10000, scale));
   SavePage(path, TiledPage(image, compression));
 }
 
 // Halves of halves, down to one tile. Directories of a chain are marked as reduced; sub-directories hang on the first.
 template <bool nested>
 void MakePyramid(const std::filesystem::path& path, int, int scale) {
-  SRgbImage level = MakeMosaic(Scaled(20000, scale));
+  SRgbImage level = MakeSlide(Scaled(20000, scale));
   int reduced = 0;
   for (int side = level.width; side > kTile; side = (side + 1) / 2) ++reduced;
   CTiffWriter file(path, ETiffKind::kBigTiff);

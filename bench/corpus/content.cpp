@@ -43,15 +43,19 @@ SRgbImage MakePhotograph(int width, int height, int number) {
   return number % 2 == 0 ? RenderTissue(width, height, seed) : RenderAgarPlate(width, height, seed);
 }
 
-SRgbImage MakeMosaic(int side) {
-  const int size = std::min(side, kPiece);
-  const SRgbImage piece = RenderTissue(size, size, 1);
-  SRgbImage mosaic(side, side);
-  for (int y = 0; y < side; ++y) {
-    for (int x = 0; x < side; ++x)
-      std::copy_n(piece.Pixel(Mirrored(x, size), Mirrored(y, size)), 3, mosaic.Pixel(x, y));
+SRgbImage MakeMosaic(const SRgbImage& piece, int width, int height) {
+  SRgbImage mosaic(width, height);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      std::copy_n(piece.Pixel(Mirrored(x, piece.width), Mirrored(y, piece.height)), 3, mosaic.Pixel(x, y));
+    }
   }
   return mosaic;
+}
+
+SRgbImage MakeSlide(int side) {
+  const int size = std::min(side, kPiece);
+  return MakeMosaic(RenderTissue(size, size, 1), side, side);
 }
 
 std::vector<std::uint16_t> MakeCells(int side, int number) {

@@ -12,8 +12,11 @@
 // A stained section or a laboratory photograph, in turns.
 SRgbImage MakePhotograph(int width, int height, int number);
 
-// A square of stained tissue: a smaller piece mirrored side by side, so that there are no seams.
-SRgbImage MakeMosaic(int side);
+// A piece mirrored side by side, so that there are no seams.
+SRgbImage MakeMosaic(const SRgbImage& piece, int width, int height);
+
+// A square of stained tissue, of one piece where it is large.
+SRgbImage MakeSlide(int side);
 
 // Counts of a camera, a field of cells.
 std::vector<std::uint16_t> MakeCells(int side, int number);

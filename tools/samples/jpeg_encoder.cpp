@@ -37,6 +37,8 @@ class CJpegCompressor {
     // The fast transforms differ between processors; this one does not.
     m_info.dct_method = JDCT_ISLOW;
     jpeg_set_quality(&m_info, options.quality, TRUE);
+    if (options.fullColor) m_info.comp_info[0].h_samp_factor = m_info.comp_info[0].v_samp_factor = 1;
+    m_info.restart_in_rows = options.restartRows;
     if (options.progressive) jpeg_simple_progression(&m_info);
     jpeg_start_compress(&m_info, TRUE);
     if (!options.app1.empty()) {

@@ -37,6 +37,7 @@ class CPngWriter {
     png_set_IHDR(m_png, m_info, static_cast<png_uint_32>(image.width), static_cast<png_uint_32>(image.height),
                  image.bits, ColorType(image.color), image.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    if (!image.filtered) png_set_filter(m_png, PNG_FILTER_TYPE_BASE, PNG_FILTER_NONE);
     if (image.color == EPngColor::kPalette) {
       png_color colors[256];
       for (std::size_t i = 0; i < image.palette.size(); ++i) {

@@ -15,6 +15,7 @@ struct SPngImage {
   CBytes samples;                                    // rows without padding; 16-bit samples in big-endian order
   std::vector<std::array<std::uint8_t, 3>> palette;  // up to 256 colours for kPalette
   bool interlaced = false;
+  bool filtered = true;  // false: rows are stored without a filter
 };
 
 // Throws std::runtime_error.

@@ -2,10 +2,11 @@
 
 #include <malloc.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <limits>
+
+#include "bench/median.h"
 
 namespace qvbench {
 namespace {
@@ -63,13 +64,6 @@ void KeepFreedMemory() {
 }
 
 }  // namespace
-
-double Median(std::vector<double> values) {
-  if (values.empty()) return 0;
-  std::sort(values.begin(), values.end());
-  const std::size_t middle = values.size() / 2;
-  return values.size() % 2 != 0 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
-}
 
 void CPairedRounds::Add(double ours, double bare) {
   m_state.SetIterationTime(ours);

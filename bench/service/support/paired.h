@@ -65,6 +65,4 @@ void RunPaired(benchmark::State& state, double operations, const SLimit& limit, 
   }
 }
 
-double Median(std::vector<double> values);
-
 }  // namespace qvbench

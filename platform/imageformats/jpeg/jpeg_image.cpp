@@ -79,14 +79,15 @@ std::optional<SAveragedPicture> CJpegImage::AverageMeans(const SRenderRequest& r
   if (m_markers.frameMarker > kMarkerSof2 || m_markers.precision != 8) return std::nullopt;
   const SSize wanted = ReducedSize(m_stored, {request.width, request.height}, m_orientation);
   if (JpegScaleFor(m_stored, wanted, request.fast) != 1) return std::nullopt;
-  // Chroma that is sampled less often needs finer means; where quality counts, and for odd samplings, libjpeg makes
-  // them.
+  // Chroma that is sampled less often needs finer means. Where quality counts, for odd samplings, and in sequential
+  // files, where finer means cost what the whole transform does, libjpeg makes them.
   const auto leavesTwo = [&](std::uint32_t blockSide) {
     return m_stored.width / (blockSide * m_markers.subsamplingX) >= 2 * wanted.width &&
            m_stored.height / (blockSide * m_markers.subsamplingY) >= 2 * wanted.height;
   };
   const bool quarterBlockChroma = !leavesTwo(8);
-  if (quarterBlockChroma && (!request.fast || !leavesTwo(4))) return std::nullopt;
+  const bool progressive = m_markers.frameMarker == kMarkerSof2;
+  if (quarterBlockChroma && (!progressive || !request.fast || !leavesTwo(4))) return std::nullopt;
   const auto means = ReadBlockMeans(*m_input, quarterBlockChroma, guard);
   if (!means) return std::nullopt;
   return AverageBlockMeans(*means, wanted, guard);

@@ -44,8 +44,9 @@ class CBlockMeansReader {
     switch (marker) {
       case kMarkerSof0:
       case kMarkerSof1:
+        return !m_quarterBlockChroma && m_frame.ParseFrameHeader(payload, false, false, m_guard);
       case kMarkerSof2:
-        return m_frame.ParseFrameHeader(payload, marker == kMarkerSof2, m_quarterBlockChroma, m_guard);
+        return m_frame.ParseFrameHeader(payload, true, m_quarterBlockChroma, m_guard);
       case kMarkerDht:
         return m_frame.ParseHuffmanTables(payload);
       case kMarkerDqt:

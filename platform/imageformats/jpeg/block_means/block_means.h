@@ -29,9 +29,9 @@ struct SBlockMeans {
 };
 
 // Reads the block means of a whole file without decoding what they do not need: no memory for all coefficients, no
-// transform, most AC coefficients stepped over; a tenth of the work for progressive files. `quarterBlockChroma` gives
-// components that are sampled less often than others at a quarter of their size, in progressive files perhaps off by
-// two grey levels. Nothing when the file is not for it (arithmetic coding, CMYK, 12 bits, unusual structure) or
+// transform, most AC coefficients stepped over; a tenth of the work for progressive files. `quarterBlockChroma`, for
+// progressive files only, gives components that are sampled less often than others at a quarter of their size, perhaps
+// off by two grey levels. Nothing when the file is not for it (arithmetic coding, CMYK, 12 bits, unusual structure) or
 // anything about the data is odd, damage included: libjpeg is asked then, and its verdict counts. `tables` are those
 // that an abbreviated stream leaves out, or null.
 std::optional<SBlockMeans> ReadBlockMeans(const CInput& input, bool quarterBlockChroma, CRenderGuard& guard,

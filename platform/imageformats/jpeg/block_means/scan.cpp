@@ -66,9 +66,7 @@ class CScanDecoder {
     m_bits.Refill();
     if (m_scan.spectralStart != 0) return DecodeAc(*p.component, *p.ac, p.component->quarterOffsets[block]);
     if (!DecodeDc(index, p.component->dcCoefficients[block])) return false;
-    if (m_frame.progressive) return true;
-    return p.component->hasQuarters ? DecodeAc(*p.component, *p.ac, p.component->quarterOffsets[block])
-                                    : p.ac->SkipAcCoefficients(m_bits);
+    return m_frame.progressive || p.ac->SkipAcCoefficients(m_bits);
   }
 
   bool DecodeDc(std::size_t index, std::int16_t& coefficient) {
@@ -86,19 +84,19 @@ class CScanDecoder {
     return true;
   }
 
-  // The AC coefficients of a block (F.2.2.2, G.1.2.2), added to its quarters.
+  // The AC coefficients of a block of a progressive scan (G.1.2.2), added to its quarters.
   bool DecodeAc(const SJpegComponent& component, const CJpegHuffmanTable& table, std::array<float, 4>& quarterOffsets) {
     if (m_endOfBandRun > 0) {
       --m_endOfBandRun;
       return true;
     }
-    for (unsigned k = std::max(m_scan.spectralStart, 1u); k <= m_scan.spectralEnd; ++k) {
+    for (unsigned k = m_scan.spectralStart; k <= m_scan.spectralEnd; ++k) {
       m_bits.Refill();
       const int symbol = table.Decode(m_bits);
       if (symbol < 0) return false;
       const unsigned run = static_cast<unsigned>(symbol) >> 4, size = static_cast<unsigned>(symbol) & 15;
       if (size == 0 && run != 15) {
-        if (run == 0 || !m_frame.progressive) return true;
+        if (run == 0) return true;
         m_endOfBandRun = (1u << run) - 1 + m_bits.Peek(run);
         m_bits.Skip(run);
         return true;

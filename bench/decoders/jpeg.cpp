@@ -1,0 +1,58 @@
+#include <stdexcept>
+
+#include "bench/decoders/averaging.h"
+#include "platform/imageformats/jpeg/block_means/average_means.h"
+#include "platform/imageformats/jpeg/jpeg_decoder.h"
+#include "platform/imageformats/jpeg/stream/marker_reader.h"
+#include "platform/imageformats/jpeg/stream/jpeg_markers.h"
+
+namespace {
+
+using namespace imageformats;
+
+constexpr std::uint32_t kRowsAtOnce = 16;
+constexpr std::uint32_t kSpare = 2;  // block means for each pixel of the result, along either axis
+
+SAverages AverageMeans(const InputPtr& input, bool fineColor, SSize wanted) {
+  CRenderGuard guard;
+  const auto means = ReadBlockMeans(*input, fineColor, guard);
+  if (!means) throw std::runtime_error("the block means cannot be read");
+  return AveragesOf(AverageBlockMeans(*means, wanted, guard), 255);
+}
+
+SAverages AverageEighth(const InputPtr& input, SSize wanted) {
+  CRenderGuard guard;
+  CJpegDecoder decoder(input);
+  SJpegDecodeOptions how;
+  how.scale = 1;
+  how.fast = true;
+  decoder.Start(how, guard);
+  const SSize scaled = decoder.OutputSize();
+  const std::uint32_t components = decoder.OutputComponents();
+  CAreaReducer reducer(decoder.AxisX(), decoder.AxisY(), wanted, components, ESampleType::kU8, guard);
+  const std::size_t rowBytes = std::size_t{scaled.width} * components;
+  std::vector<std::uint8_t> rows(rowBytes * kRowsAtOnce);
+  for (std::uint32_t y = 0; y < scaled.height; y += kRowsAtOnce) {
+    const std::uint32_t count = std::min(kRowsAtOnce, scaled.height - y);
+    decoder.ReadRows(rows.data(), rowBytes, count);
+    reducer.AddBand(0, y, scaled.width, count, rows.data(), rowBytes);
+  }
+  return AveragesOf(reducer.Finish(), 255);
+}
+
+}  // namespace
+
+std::vector<SDecoder> JpegDecoders(const std::filesystem::path& file, const SBox& box) {
+  const InputPtr input = OpenInput(file);
+  const SJpegMarkers markers = ReadJpegMarkers(*input);
+  const SSize stored{markers.width, markers.height}, wanted = FitInto(stored, box);
+  const auto spares = [&](std::uint32_t blockSide) {
+    return stored.width / (blockSide * markers.subsamplingX) >= kSpare * wanted.width &&
+           stored.height / (blockSide * markers.subsamplingY) >= kSpare * wanted.height;
+  };
+  const bool fineColor = !spares(8);
+  const bool progressive = markers.frameMarker == kMarkerSof2;
+  if (JpegScaleFor(stored, wanted, true) != 1 || (fineColor && (!progressive || !spares(4)))) return {};
+  return {{fineColor ? "means, fine colour" : "means", [=] { return AverageMeans(input, fineColor, wanted); }},
+          {"libjpeg", [=] { return AverageEighth(input, wanted); }}};
+}
