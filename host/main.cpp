@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 
@@ -8,7 +9,7 @@
 
 namespace {
 
-void AddCommands(CLI::App& app, qvhost::SRun& run) {
+void AddCommands(CLI::App* app, qvhost::SRun& run) {
   qvhost::AddMakeCommand(app, run);
   qvhost::AddShowCommand(app, run);
   qvhost::AddInfoCommand(app, run);
@@ -60,7 +61,7 @@ int Run(int argc, char** argv) {
   // The flag may stand behind the verb, so the sink is installed once everything is parsed, before the verb runs.
   app.parse_complete_callback([&run] { qvhost::CDiagnostics::Get().Install(run.verbose); });
   app.failure_message(&UsageMessage);
-  AddCommands(app, run);
+  AddCommands(&app, run);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

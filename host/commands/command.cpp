@@ -11,26 +11,24 @@
 namespace qvhost {
 
 void AddDatabaseOptions(CLI::App* command, SDatabaseOptions* options) {
-  auto* file = command->add_option("--db", options->file, "Database file (default: your own, in your cache folder)");
-  file->type_name("FILE");
-  command->add_flag("--all-users", options->allUsers, "Use the database that all users of this machine share")
-      ->excludes(file);
+  auto* file = AddOption(command, "--db", &options->file, "Database file (default: your own, in your cache folder)",
+                         {.type = "FILE"});
+  AddFlag(command, "--all-users", &options->allUsers, "Use the database that all users of this machine share",
+          {.excludes = file});
 }
 
-void AddJsonOption(CLI::App* command, bool* json) { command->add_flag("--json", *json, "Print JSON"); }
+void AddJsonOption(CLI::App* command, bool* json) { AddFlag(command, "--json", json, "Print JSON"); }
 
 void AddQualityOption(CLI::App* command, std::string* quality) {
-  command
-      ->add_option("--quality", *quality,
-                   "standard (default, fits 480 x 180 pixels) or high (fits 640 x 240 pixels, averages more carefully)")
-      ->check(CLI::IsMember({"standard", "high"}).description(""))
-      ->type_name("standard|high");
+  AddOption(command, "--quality", quality,
+            "standard (default, fits 480 x 180 pixels) or high (fits 640 x 240 pixels, averages more carefully)",
+            {.type = "standard|high", .oneOf = {"standard", "high"}});
 }
 
 void AddTimeRangeOptions(CLI::App* command, STimeRange* range) {
-  command->add_option("--since", range->since, "From this time on, e.g. 2024-05-01 or 2024-05-01T09:30 (UTC)")
-      ->type_name("TIME");
-  command->add_option("--until", range->until, "Before this time")->type_name("TIME");
+  AddOption(command, "--since", &range->since, "From this time on, e.g. 2024-05-01 or 2024-05-01T09:30 (UTC)",
+            {.type = "TIME"});
+  AddOption(command, "--until", &range->until, "Before this time", {.type = "TIME"});
 }
 
 double ParseTime(const std::string& text, const char* option) {

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
-#include <vector>
 
+#include "host/commands/command_line.h"
 #include "host/host_error.h"
 #include "host/session/database_choice.h"
 
@@ -17,17 +16,17 @@ struct SRun {
   bool verbose = false;
 };
 
-void AddMakeCommand(CLI::App& app, SRun& run);
-void AddShowCommand(CLI::App& app, SRun& run);
-void AddInfoCommand(CLI::App& app, SRun& run);
-void AddGalleryCommand(CLI::App& app, SRun& run);
-void AddImportCommand(CLI::App& app, SRun& run);
-void AddStatsCommand(CLI::App& app, SRun& run);
-void AddPruneCommand(CLI::App& app, SRun& run);
-void AddVerifyCommand(CLI::App& app, SRun& run);
-void AddHistoryCommand(CLI::App& app, SRun& run);
-void AddExperimentsCommand(CLI::App& app, SRun& run);
-void AddStoredCommand(CLI::App& app, SRun& run);
+void AddMakeCommand(CLI::App* app, SRun& run);
+void AddShowCommand(CLI::App* app, SRun& run);
+void AddInfoCommand(CLI::App* app, SRun& run);
+void AddGalleryCommand(CLI::App* app, SRun& run);
+void AddImportCommand(CLI::App* app, SRun& run);
+void AddStatsCommand(CLI::App* app, SRun& run);
+void AddPruneCommand(CLI::App* app, SRun& run);
+void AddVerifyCommand(CLI::App* app, SRun& run);
+void AddHistoryCommand(CLI::App* app, SRun& run);
+void AddExperimentsCommand(CLI::App* app, SRun& run);
+void AddStoredCommand(CLI::App* app, SRun& run);
 
 // "qvthumbs 1.2.3" and the libraries that it runs with, a line each.
 std::string VersionText();
@@ -41,11 +40,11 @@ void AddQualityOption(CLI::App* command, std::string* quality);
 template <class SArguments>
 CLI::App* AddVerb(CLI::App* parent, const char* name, const char* description, const char* example,
                   const std::shared_ptr<SArguments>& arguments, void (*work)(const SArguments&)) {
-  CLI::App* command = parent->add_subcommand(name, description);
+  CLI::App* command = AddVerb(parent, name, description);
   AddDatabaseOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
-  command->footer(std::string("Example:\n  ") + example);
-  command->callback([arguments, work] { work(*arguments); });
+  SetFooter(command, std::string("Example:\n  ") + example);
+  SetWork(command, [arguments, work] { work(*arguments); });
   return command;
 }
 

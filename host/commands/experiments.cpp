@@ -137,47 +137,45 @@ void List(const SArguments& arguments, SRun&) {
 
 void AddAdd(CLI::App* parent, SRun& run) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = parent->add_subcommand("add", "Store the experiments of image files; equal ones are stored once");
+  CLI::App* command = AddVerb(parent, "add", "Store the experiments of image files; equal ones are stored once");
   AddDatabaseOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
-  command->add_option("--stored", arguments->stored, "The stored item that the experiments belong to")
-      ->check(CLI::Validator(CLI::NonNegativeNumber).description(""))
-      ->type_name("ID");
-  command->add_option("files", arguments->files, "Image files")->required()->type_name("FILE");
-  command->footer("Example:\n  qvthumbs experiments add timelapse.ome.tif");
-  command->callback([arguments, &run] { Add(*arguments, run); });
+  AddOption(command, "--stored", &arguments->stored, "The stored item that the experiments belong to",
+            {.type = "ID", .number = ENumber::NotNegative});
+  AddOption(command, "files", &arguments->files, "Image files", {.type = "FILE", .required = true});
+  SetFooter(command, "Example:\n  qvthumbs experiments add timelapse.ome.tif");
+  SetWork(command, [arguments, &run] { Add(*arguments, run); });
 }
 
 void AddShow(CLI::App* parent, SRun& run) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = parent->add_subcommand("show", "Print one experiment with its loops and channels");
+  CLI::App* command = AddVerb(parent, "show", "Print one experiment with its loops and channels");
   AddDatabaseOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
-  command->add_option("id", arguments->experiment, "The experiment's number")->required()->type_name("ID");
-  command->footer("Example:\n  qvthumbs experiments show 3");
-  command->callback([arguments, &run] { Show(*arguments, run); });
+  AddOption(command, "id", &arguments->experiment, "The experiment's number", {.type = "ID", .required = true});
+  SetFooter(command, "Example:\n  qvthumbs experiments show 3");
+  SetWork(command, [arguments, &run] { Show(*arguments, run); });
 }
 
 void AddList(CLI::App* parent, SRun& run) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = parent->add_subcommand("list", "List the experiments");
+  CLI::App* command = AddVerb(parent, "list", "List the experiments");
   AddDatabaseOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
-  command->add_option("--stored", arguments->stored, "Only those of this stored item")
-      ->check(CLI::Validator(CLI::NonNegativeNumber).description(""))
-      ->type_name("ID");
-  command->footer("Example:\n  qvthumbs experiments list --json");
-  command->callback([arguments, &run] { List(*arguments, run); });
+  AddOption(command, "--stored", &arguments->stored, "Only those of this stored item",
+            {.type = "ID", .number = ENumber::NotNegative});
+  SetFooter(command, "Example:\n  qvthumbs experiments list --json");
+  SetWork(command, [arguments, &run] { List(*arguments, run); });
 }
 
 }  // namespace
 
-void AddExperimentsCommand(CLI::App& app, SRun& run) {
-  CLI::App* command = app.add_subcommand("experiments", "How images were acquired: loops, positions, channels");
-  command->require_subcommand(1);
-  command->footer(
-      "Example: store the experiment of an image, then look at it\n"
-      "  qvthumbs experiments add timelapse.ome.tif\n  qvthumbs experiments show 1");
+void AddExperimentsCommand(CLI::App* app, SRun& run) {
+  CLI::App* command = AddVerb(app, "experiments", "How images were acquired: loops, positions, channels");
+  RequireVerb(command);
+  SetFooter(command,
+            "Example: store the experiment of an image, then look at it\n"
+            "  qvthumbs experiments add timelapse.ome.tif\n  qvthumbs experiments show 1");
   AddAdd(command, run);
   AddShow(command, run);
   AddList(command, run);

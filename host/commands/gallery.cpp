@@ -133,21 +133,21 @@ void MakeGallery(const SArguments& arguments, SRun& run) {
 
 }  // namespace
 
-void AddGalleryCommand(CLI::App& app, SRun& run) {
+void AddGalleryCommand(CLI::App* app, SRun& run) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("gallery", "Write an HTML page of thumbnails");
+  CLI::App* command = AddVerb(app, "gallery", "Write an HTML page of thumbnails");
   AddDatabaseOptions(command, &arguments->database);
-  command->add_option("-o,--output", arguments->output, "The page to write (default: gallery.html)")
-      ->type_name("OUT.html");
-  command->add_option("--title", arguments->title, "The page's title")->type_name("TEXT");
-  command->add_flag("-r,--recursive", arguments->recursive, "Also the folders below");
+  AddOption(command, "-o,--output", &arguments->output, "The page to write (default: gallery.html)",
+            {.type = "OUT.html"});
+  AddOption(command, "--title", &arguments->title, "The page's title", {.type = "TEXT"});
+  AddFlag(command, "-r,--recursive", &arguments->recursive, "Also the folders below");
   AddQualityOption(command, &arguments->quality);
-  command->add_option("paths", arguments->paths, "Image files, and folders of them (default: all of the database)")
-      ->type_name("PATH");
-  command->footer(
-      "The page needs no other file: the thumbnails lie in it. Missing ones are made first.\n\n"
-      "Example:\n  qvthumbs gallery -o images.html ~/images");
-  command->callback([arguments, &run] { MakeGallery(*arguments, run); });
+  AddOption(command, "paths", &arguments->paths, "Image files, and folders of them (default: all of the database)",
+            {.type = "PATH"});
+  SetFooter(command,
+            "The page needs no other file: the thumbnails lie in it. Missing ones are made first.\n\n"
+            "Example:\n  qvthumbs gallery -o images.html ~/images");
+  SetWork(command, [arguments, &run] { MakeGallery(*arguments, run); });
 }
 
 }  // namespace qvhost

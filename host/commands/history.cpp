@@ -131,7 +131,7 @@ void Delete(const SArguments& arguments) {
 }
 
 void AddUserOption(CLI::App* command, std::string* user) {
-  command->add_option("--user", *user, "Who acquired the images")->required()->type_name("NAME");
+  AddOption(command, "--user", user, "Who acquired the images", {.type = "NAME", .required = true});
 }
 
 void AddList(CLI::App* parent) {
@@ -147,7 +147,8 @@ void AddFiles(CLI::App* parent) {
   CLI::App* command = AddVerb(parent, "files", "List the files of a user's experiment",
                               "qvthumbs history files --user anna --experiment 3", arguments, &ListFiles);
   AddUserOption(command, &arguments->user);
-  command->add_option("--experiment", arguments->experiment, "The experiment's number")->required()->type_name("ID");
+  AddOption(command, "--experiment", &arguments->experiment, "The experiment's number",
+            {.type = "ID", .required = true});
   AddTimeRangeOptions(command, &arguments->range);
 }
 
@@ -156,18 +157,19 @@ void AddDelete(CLI::App* parent) {
   CLI::App* command =
       AddVerb(parent, "delete", "Delete an experiment's records, of all users; the last one takes the experiment along",
               "qvthumbs history delete --experiment 3 --until 2024-01-01", arguments, &Delete);
-  command->add_option("--experiment", arguments->experiment, "The experiment's number")->required()->type_name("ID");
+  AddOption(command, "--experiment", &arguments->experiment, "The experiment's number",
+            {.type = "ID", .required = true});
   AddTimeRangeOptions(command, &arguments->range);
 }
 
 }  // namespace
 
-void AddHistoryCommand(CLI::App& app, SRun& run) {
-  CLI::App* command = app.add_subcommand("history", "Who acquired which image when");
-  command->require_subcommand(1);
-  command->footer(
-      "Example: what did Anna acquire in May?\n"
-      "  qvthumbs history list --user anna --since 2024-05-01 --until 2024-06-01");
+void AddHistoryCommand(CLI::App* app, SRun& run) {
+  CLI::App* command = AddVerb(app, "history", "Who acquired which image when");
+  RequireVerb(command);
+  SetFooter(command,
+            "Example: what did Anna acquire in May?\n"
+            "  qvthumbs history list --user anna --since 2024-05-01 --until 2024-06-01");
   AddHistoryAddCommand(command, run);
   AddList(command);
   AddFiles(command);

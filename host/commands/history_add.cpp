@@ -133,20 +133,19 @@ void Add(const SArguments& arguments, SRun& run) {
 
 void AddHistoryAddCommand(CLI::App* parent, SRun& run) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = parent->add_subcommand("add", "Record image files as acquired by a user");
+  CLI::App* command = AddVerb(parent, "add", "Record image files as acquired by a user");
   AddDatabaseOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
-  command->add_option("--user", arguments->user, "Who acquired them")->required()->type_name("NAME");
-  command->add_option("--time", arguments->time, "When (default: as the image says, else the file's date)")
-      ->type_name("TIME");
-  command->add_option("--experiment", arguments->experiment, "With which experiment (default: the image's own)")
-      ->check(CLI::Validator(CLI::PositiveNumber).description(""))
-      ->type_name("ID");
-  command->add_option("files", arguments->files, "Image files")->required()->type_name("FILE");
-  command->footer(
-      "A file that is recorded already gets the new time and keeps its experiment.\n\n"
-      "Example:\n  qvthumbs history add --user anna cells.ome.tif");
-  command->callback([arguments, &run] { Add(*arguments, run); });
+  AddOption(command, "--user", &arguments->user, "Who acquired them", {.type = "NAME", .required = true});
+  AddOption(command, "--time", &arguments->time, "When (default: as the image says, else the file's date)",
+            {.type = "TIME"});
+  AddOption(command, "--experiment", &arguments->experiment, "With which experiment (default: the image's own)",
+            {.type = "ID", .number = ENumber::Positive});
+  AddOption(command, "files", &arguments->files, "Image files", {.type = "FILE", .required = true});
+  SetFooter(command,
+            "A file that is recorded already gets the new time and keeps its experiment.\n\n"
+            "Example:\n  qvthumbs history add --user anna cells.ome.tif");
+  SetWork(command, [arguments, &run] { Add(*arguments, run); });
 }
 
 }  // namespace qvhost

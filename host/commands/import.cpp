@@ -138,27 +138,25 @@ void Import(const SArguments& arguments, SRun& run) {
 
 }  // namespace
 
-void AddImportCommand(CLI::App& app, SRun& run) {
+void AddImportCommand(CLI::App* app, SRun& run) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("import", "Copy images into the records of an image library");
-  command->add_option("--library", arguments->library, "The library, an SQLite file; made when missing")
-      ->required()
-      ->type_name("FILE");
-  command->add_option("--field", arguments->field, "The picture field to fill (default: image)")
-      ->type_name("NAME")
-      ->check([](const std::string& name) { return name.empty() ? "a field needs a name" : ""; });
-  command->add_option("--record", arguments->record, "Fill a field of this record instead of the image's own")
-      ->check(CLI::Validator(CLI::PositiveNumber).description(""))
-      ->type_name("N");
-  command->add_flag("-r,--recursive", arguments->recursive, "Also the folders below");
+  CLI::App* command = AddVerb(app, "import", "Copy images into the records of an image library");
+  AddOption(command, "--library", &arguments->library, "The library, an SQLite file; made when missing",
+            {.type = "FILE", .required = true});
+  AddOption(command, "--field", &arguments->field, "The picture field to fill (default: image)",
+            {.type = "NAME", .whenEmpty = "a field needs a name"});
+  AddOption(command, "--record", &arguments->record, "Fill a field of this record instead of the image's own",
+            {.type = "N", .number = ENumber::Positive});
+  AddFlag(command, "-r,--recursive", &arguments->recursive, "Also the folders below");
   AddJsonOption(command, &arguments->json);
-  command->add_option("images", arguments->paths, "Image files, and folders of them")->required()->type_name("IMAGE");
-  command->footer(
-      "An image that was imported before replaces its earlier state.\n\n"
-      "Example: a library of the images of a folder, and the thumbnails of its records\n"
-      "  qvthumbs import --library lab.qvlib ~/images\n"
-      "  qvthumbs make --library lab.qvlib");
-  command->callback([arguments, &run] { Import(*arguments, run); });
+  AddOption(command, "images", &arguments->paths, "Image files, and folders of them",
+            {.type = "IMAGE", .required = true});
+  SetFooter(command,
+            "An image that was imported before replaces its earlier state.\n\n"
+            "Example: a library of the images of a folder, and the thumbnails of its records\n"
+            "  qvthumbs import --library lab.qvlib ~/images\n"
+            "  qvthumbs make --library lab.qvlib");
+  SetWork(command, [arguments, &run] { Import(*arguments, run); });
 }
 
 }  // namespace qvhost

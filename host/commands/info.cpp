@@ -75,16 +75,16 @@ void ShowInfo(const SArguments& arguments, SRun& run) {
 
 }  // namespace
 
-void AddInfoCommand(CLI::App& app, SRun& run) {
+void AddInfoCommand(CLI::App* app, SRun& run) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("info", "Tell what image files say about themselves");
+  CLI::App* command = AddVerb(app, "info", "Tell what image files say about themselves");
   AddDatabaseOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
-  command->add_option("files", arguments->files, "Image files")->required()->type_name("FILE");
-  command->footer(
-      "Example: sizes, loops, calibration, objective and acquisition time as JSON\n"
-      "  qvthumbs info --json cells.ome.tif");
-  command->callback([arguments, &run] { ShowInfo(*arguments, run); });
+  AddOption(command, "files", &arguments->files, "Image files", {.type = "FILE", .required = true});
+  SetFooter(command,
+            "Example: sizes, loops, calibration, objective and acquisition time as JSON\n"
+            "  qvthumbs info --json cells.ome.tif");
+  SetWork(command, [arguments, &run] { ShowInfo(*arguments, run); });
 }
 
 }  // namespace qvhost

@@ -62,27 +62,25 @@ void MakeOfLibrary(const SArguments& arguments, SRun& run) {
 
 }  // namespace
 
-void AddMakeCommand(CLI::App& app, SRun& run) {
+void AddMakeCommand(CLI::App* app, SRun& run) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("make", "Make the thumbnails of image files that have none yet");
+  CLI::App* command = AddVerb(app, "make", "Make the thumbnails of image files that have none yet");
   AddDatabaseOptions(command, &arguments->database);
-  command->add_flag("-r,--recursive", arguments->recursive, "Also the folders below");
+  AddFlag(command, "-r,--recursive", &arguments->recursive, "Also the folders below");
   AddQualityOption(command, &arguments->quality);
-  command->add_flag("--sync", arguments->sync, "One at a time, without the background workers");
-  auto* library =
-      command->add_option("--library", arguments->library, "The records of an image library instead of files");
-  library->type_name("FILE");
-  command->add_option("--field", arguments->field, "Only this picture field of the records")
-      ->needs(library)
-      ->type_name("NAME");
+  AddFlag(command, "--sync", &arguments->sync, "One at a time, without the background workers");
+  auto* library = AddOption(command, "--library", &arguments->library,
+                            "The records of an image library instead of files", {.type = "FILE"});
+  AddOption(command, "--field", &arguments->field, "Only this picture field of the records",
+            {.type = "NAME", .needs = library});
   AddJsonOption(command, &arguments->json);
-  command->add_option("paths", arguments->paths, "Image files, and folders of them")->type_name("PATH");
-  command->footer(
-      "A thumbnail that the database holds is kept while its file is unchanged.\n"
-      "Ctrl-C stops cleanly; nothing that was made is lost.\n\n"
-      "Example: the thumbnails of a folder and all below\n"
-      "  qvthumbs make --recursive ~/images");
-  command->callback([arguments, &run] {
+  AddOption(command, "paths", &arguments->paths, "Image files, and folders of them", {.type = "PATH"});
+  SetFooter(command,
+            "A thumbnail that the database holds is kept while its file is unchanged.\n"
+            "Ctrl-C stops cleanly; nothing that was made is lost.\n\n"
+            "Example: the thumbnails of a folder and all below\n"
+            "  qvthumbs make --recursive ~/images");
+  SetWork(command, [arguments, &run] {
     if (arguments->library.empty()) {
       MakeOfFiles(*arguments, run);
     } else {

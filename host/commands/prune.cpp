@@ -121,17 +121,17 @@ void Prune(const SArguments& arguments) {
 
 }  // namespace
 
-void AddPruneCommand(CLI::App& app, SRun&) {
+void AddPruneCommand(CLI::App* app, SRun&) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("prune", "Remove what the database holds of files that are gone");
+  CLI::App* command = AddVerb(app, "prune", "Remove what the database holds of files that are gone");
   AddDatabaseOptions(command, &arguments->database);
-  command->add_option("--under", arguments->under, "Only files below this folder")->type_name("FOLDER");
-  command->add_flag("-n,--dry-run", arguments->dryRun, "Only tell what would be removed");
+  AddOption(command, "--under", &arguments->under, "Only files below this folder", {.type = "FOLDER"});
+  AddFlag(command, "-n,--dry-run", &arguments->dryRun, "Only tell what would be removed");
   AddJsonOption(command, &arguments->json);
-  command->footer(
-      "A disk that is not mounted looks like files that are gone. History and experiments stay.\n\n"
-      "Example: look first\n  qvthumbs prune --dry-run");
-  command->callback([arguments] { Prune(*arguments); });
+  SetFooter(command,
+            "A disk that is not mounted looks like files that are gone. History and experiments stay.\n\n"
+            "Example: look first\n  qvthumbs prune --dry-run");
+  SetWork(command, [arguments] { Prune(*arguments); });
 }
 
 }  // namespace qvhost

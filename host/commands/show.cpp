@@ -77,31 +77,27 @@ void ShowRecord(const SArguments& arguments, SRun& run) {
 
 }  // namespace
 
-void AddShowCommand(CLI::App& app, SRun& run) {
+void AddShowCommand(CLI::App* app, SRun& run) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("show", "Write one thumbnail to a picture file");
+  CLI::App* command = AddVerb(app, "show", "Write one thumbnail to a picture file");
   AddDatabaseOptions(command, &arguments->database);
   AddQualityOption(command, &arguments->quality);
-  command->add_option("-o,--output", arguments->output, "The picture file, ending in .jpg or .png")
-      ->required()
-      ->type_name("OUT");
-  auto* library =
-      command->add_option("--library", arguments->library, "A record of an image library instead of a file");
-  library->type_name("FILE");
-  auto* record = command->add_option("--record", arguments->record, "The record's number");
-  record->needs(library)->type_name("N");
-  command->add_option("--field", arguments->field, "The record's picture field (default: image)")
-      ->needs(library)
-      ->type_name("NAME");
-  auto* file = command->add_option("file", arguments->file, "Image file");
-  file->type_name("FILE")->excludes(library);
+  AddOption(command, "-o,--output", &arguments->output, "The picture file, ending in .jpg or .png",
+            {.type = "OUT", .required = true});
+  auto* library = AddOption(command, "--library", &arguments->library, "A record of an image library instead of a file",
+                            {.type = "FILE"});
+  auto* record =
+      AddOption(command, "--record", &arguments->record, "The record's number", {.type = "N", .needs = library});
+  AddOption(command, "--field", &arguments->field, "The record's picture field (default: image)",
+            {.type = "NAME", .needs = library});
+  AddOption(command, "file", &arguments->file, "Image file", {.type = "FILE", .excludes = library});
   AddJsonOption(command, &arguments->json);
-  command->footer(
-      "Example: a large thumbnail of one image\n"
-      "  qvthumbs show --quality high cells.tif -o cells.png");
-  command->callback([arguments, &run, record] {
+  SetFooter(command,
+            "Example: a large thumbnail of one image\n"
+            "  qvthumbs show --quality high cells.tif -o cells.png");
+  SetWork(command, [arguments, &run, record] {
     CheckPictureFileName(arguments->output);
-    if (!arguments->library.empty() && record->count() == 0) throw CHostError("which record? Give its --record N");
+    if (!arguments->library.empty() && !IsGiven(record)) throw CHostError("which record? Give its --record N");
     if (arguments->library.empty() && arguments->file.empty()) {
       throw CHostError("name the image file to show, or a --library and its --record");
     }

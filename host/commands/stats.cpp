@@ -138,13 +138,13 @@ void PrintStats(const SStats& stats) {
 
 }  // namespace
 
-void AddStatsCommand(CLI::App& app, SRun&) {
+void AddStatsCommand(CLI::App* app, SRun&) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("stats", "Tell what a database holds");
+  CLI::App* command = AddVerb(app, "stats", "Tell what a database holds");
   AddDatabaseOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
-  command->footer("Example:\n  qvthumbs stats");
-  command->callback([arguments] {
+  SetFooter(command, "Example:\n  qvthumbs stats");
+  SetWork(command, [arguments] {
     const SStats stats = Collect(arguments->database);
     if (arguments->json) {
       PrintJson(ToJson(stats));

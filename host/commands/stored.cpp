@@ -201,24 +201,24 @@ void AddAdd(CLI::App* parent) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command =
       AddVerb(parent, "add", "Add an item", "qvthumbs stored add --parent 1 \"plate 7\"", arguments, &Add);
-  command->add_option("name", arguments->name, "The item's name")->required()->type_name("NAME");
-  command->add_option("--parent", arguments->parent, "The item that it goes into (default: the top)")->type_name("ID");
-  command->add_option("--flags", arguments->flags, "A number of your own")->type_name("N");
+  AddOption(command, "name", &arguments->name, "The item's name", {.type = "NAME", .required = true});
+  AddOption(command, "--parent", &arguments->parent, "The item that it goes into (default: the top)", {.type = "ID"});
+  AddOption(command, "--flags", &arguments->flags, "A number of your own", {.type = "N"});
 }
 
 void AddUpdate(CLI::App* parent) {
   const auto arguments = std::make_shared<SArguments>();
   CLI::App* command = AddVerb(parent, "update", "Rename or move an item, or change its flags",
                               "qvthumbs stored update 4 --parent 2", arguments, &Update);
-  command->add_option("id", arguments->id, "The item's number")->required()->type_name("ID");
-  auto* name = command->add_option("--name", arguments->name, "The new name")->type_name("NAME");
-  auto* parentID = command->add_option("--parent", arguments->parent, "The item that it goes into; 0 is the top");
-  parentID->type_name("ID");
-  auto* flags = command->add_option("--flags", arguments->flags, "The new flags")->type_name("N");
-  command->callback([arguments, name, parentID, flags] {
-    arguments->hasName = name->count() > 0;
-    arguments->hasParent = parentID->count() > 0;
-    arguments->hasFlags = flags->count() > 0;
+  AddOption(command, "id", &arguments->id, "The item's number", {.type = "ID", .required = true});
+  auto* name = AddOption(command, "--name", &arguments->name, "The new name", {.type = "NAME"});
+  auto* parentID =
+      AddOption(command, "--parent", &arguments->parent, "The item that it goes into; 0 is the top", {.type = "ID"});
+  auto* flags = AddOption(command, "--flags", &arguments->flags, "The new flags", {.type = "N"});
+  SetWork(command, [arguments, name, parentID, flags] {
+    arguments->hasName = IsGiven(name);
+    arguments->hasParent = IsGiven(parentID);
+    arguments->hasFlags = IsGiven(flags);
     if (!arguments->hasName && !arguments->hasParent && !arguments->hasFlags) {
       throw CHostError("nothing to update; give --name, --parent or --flags");
     }
@@ -228,21 +228,21 @@ void AddUpdate(CLI::App* parent) {
 
 }  // namespace
 
-void AddStoredCommand(CLI::App& app, SRun&) {
-  CLI::App* command = app.add_subcommand("stored", "The tree of stored items");
-  command->require_subcommand(1);
-  command->footer(
-      "Example: two items, one in the other\n"
-      "  qvthumbs stored add \"project A\"\n  qvthumbs stored add --parent 1 \"plate 7\"\n"
-      "  qvthumbs stored tree");
+void AddStoredCommand(CLI::App* app, SRun&) {
+  CLI::App* command = AddVerb(app, "stored", "The tree of stored items");
+  RequireVerb(command);
+  SetFooter(command,
+            "Example: two items, one in the other\n"
+            "  qvthumbs stored add \"project A\"\n  qvthumbs stored add --parent 1 \"plate 7\"\n"
+            "  qvthumbs stored tree");
   AddAdd(command);
   AddUpdate(command);
   const auto addWithID = [command](const char* name, const char* description, const char* example, bool required,
                                    void (*work)(const SArguments&)) {
     const auto arguments = std::make_shared<SArguments>();
     CLI::App* verb = AddVerb(command, name, description, example, arguments, work);
-    auto* id = verb->add_option("id", arguments->id, required ? "The item's number" : "The item (default: the top)");
-    id->type_name("ID")->required(required);
+    AddOption(verb, "id", &arguments->id, required ? "The item's number" : "The item (default: the top)",
+              {.type = "ID", .required = required});
   };
   addWithID("list", "List what an item holds", "qvthumbs stored list 1", false, &List);
   addWithID("tree", "Draw the tree below an item", "qvthumbs stored tree", false, &Tree);

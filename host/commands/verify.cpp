@@ -121,14 +121,14 @@ void Verify(const SArguments& arguments, SRun& run) {
 
 }  // namespace
 
-void AddVerifyCommand(CLI::App& app, SRun& run) {
+void AddVerifyCommand(CLI::App* app, SRun& run) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("verify", "Check that stored thumbnails decode and are as new as their files");
+  CLI::App* command = AddVerb(app, "verify", "Check that stored thumbnails decode and are as new as their files");
   AddDatabaseOptions(command, &arguments->database);
-  command->add_flag("--repair", arguments->repair, "Remove those that are not, so that 'make' makes them anew");
+  AddFlag(command, "--repair", &arguments->repair, "Remove those that are not, so that 'make' makes them anew");
   AddJsonOption(command, &arguments->json);
-  command->footer("Exit status 1: a problem was found and left as it is.\n\nExample:\n  qvthumbs verify --repair");
-  command->callback([arguments, &run] { Verify(*arguments, run); });
+  SetFooter(command, "Exit status 1: a problem was found and left as it is.\n\nExample:\n  qvthumbs verify --repair");
+  SetWork(command, [arguments, &run] { Verify(*arguments, run); });
 }
 
 }  // namespace qvhost
