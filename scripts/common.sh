@@ -39,7 +39,13 @@ build_preset() {
   if command -v ccache >/dev/null; then
     launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
   fi
-  (cd "$root" && cmake --preset "$preset" -B "$build_root/$preset" ${launcher[@]+"${launcher[@]}"}) &&
+  # When a preset names another compiler, an old cache would lose everything else that the preset says.
+  local fresh=()
+  if [ "$root/CMakePresets.json" -nt "$build_root/$preset/CMakeCache.txt" ]; then
+    fresh=(--fresh)
+  fi
+  (cd "$root" && cmake --preset "$preset" -B "$build_root/$preset" ${fresh[@]+"${fresh[@]}"} \
+    ${launcher[@]+"${launcher[@]}"}) &&
     cmake --build "$build_root/$preset" --parallel "$jobs" ${@:+--target "$@"}
 }
 
