@@ -19,7 +19,7 @@ while [ $# -gt 0 ]; do
     --class) class=${2:?--class wants a name}; shift 2 ;;
     --rounds) options+=(--rounds "${2:?--rounds wants a number}"); shift 2 ;;
     --alone) options+=(--alone); shift ;;
-    -h | --help) sed -n '2,9s/^# \{0,1\}//p' "$0"; exit 0 ;;
+    -h | --help) usage; exit 0 ;;
     *) echo "compare.sh: unknown argument '$1'" >&2; exit 2 ;;
   esac
 done

@@ -8,7 +8,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/../scripts/common.sh"
 
 case ${1:-} in
   '') ;;
-  -h | --help) sed -n '2,5s/^# \{0,1\}//p' "$0"; exit 0 ;;
+  -h | --help) usage; exit 0 ;;
   *) echo "count_syncs.sh: unknown argument '$1'" >&2; exit 2 ;;
 esac
 

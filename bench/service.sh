@@ -13,7 +13,7 @@ all=(hot warm write bookkeeping growth start syncs)
 names=()
 for argument in "$@"; do
   case $argument in
-    -h | --help) sed -n '2,8s/^# \{0,1\}//p' "$0"; exit 0 ;;
+    -h | --help) usage; exit 0 ;;
     *)
       [[ " ${all[*]} " == *" $argument "* ]] || { echo "service.sh: unknown benchmark '$argument'" >&2; exit 2; }
       names+=("$argument")

@@ -5,10 +5,11 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
+help_or_fail 1 "$@"
 least=${1:-95}
 "$root/scripts/install_deps.sh" build test coverage
 
-logged coverage-build build_preset coverage
+watched coverage-build build_preset coverage
 # Counts of earlier runs would add up, and those of files that are gone would confuse the report.
 find "$build_root/coverage" -name '*.gcda' -delete
 ctest --test-dir "$build_root/coverage" --parallel "$jobs" --output-on-failure --no-tests=error \

@@ -6,13 +6,7 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-case ${1:-} in
-  -h | --help) sed -n '2,5s/^# \{0,1\}//p' "$0"; exit 0 ;;
-esac
-if [ $# -gt 1 ]; then
-  echo "demo.sh: give one folder, or none" >&2
-  exit 2
-fi
+help_or_fail 1 "$@"
 if [ $# -eq 1 ] && [ ! -d "$1" ]; then
   echo "demo.sh: $1 is not a folder" >&2
   exit 2
@@ -21,7 +15,7 @@ images=${1:+$(cd "$1" && pwd)}
 
 "$root/scripts/install_deps.sh" build
 echo "Building (log: $log_folder/release-build.log) …"
-logged release-build build_preset release
+watched release-build build_preset release
 programs=$build_root/release/bin
 
 demo=$build_root/demo

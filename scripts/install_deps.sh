@@ -1,17 +1,18 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need, and only those that are missing.
 #   scripts/install_deps.sh [--list] [GROUP...]
-#     groups: build test clang fuzz coverage package peers bench; default: build
+#     groups: build test format clang fuzz coverage package peers bench; default: build
 # Needs bash and apt; works as root or through sudo. This is the only place that names packages.
 set -euo pipefail
 
 build_packages=(g++ cmake ninja-build pkg-config binutils
                 libsqlite3-dev libsqlitecpp-dev libtiff-dev libjpeg-dev libpng-dev liblcms2-dev libexif-dev libpugixml-dev
                 libopenslide-dev libdeflate-dev zlib1g-dev libcli11-dev nlohmann-json3-dev libfmt-dev)
-# The sanitizers of GCC come with g++.
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev libspng-dev)
-clang_packages=(clang clang-format)
-fuzz_packages=(clang libclang-rt-dev)
+format_packages=(clang-format)
+# With the sanitizers; llvm turns the addresses in their reports into lines.
+clang_packages=(clang libclang-rt-dev llvm)
+fuzz_packages=(clang libclang-rt-dev llvm)
 coverage_packages=(gcovr)
 package_packages=(dpkg-dev file)
 bench_packages=(libbenchmark-dev libspng-dev strace sqlite3 bc)
@@ -24,7 +25,7 @@ list_only=false
 groups=()
 for argument in "$@"; do
   case $argument in
-    build | test | clang | fuzz | coverage | package | peers | bench) groups+=("$argument") ;;
+    build | test | format | clang | fuzz | coverage | package | peers | bench) groups+=("$argument") ;;
     --list) list_only=true ;;
     -h | --help) usage; exit 0 ;;
     *) echo "install_deps.sh: unknown group '$argument'" >&2; usage >&2; exit 2 ;;

@@ -5,8 +5,9 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
+help_or_fail 0 "$@"
 "$root/scripts/install_deps.sh" build package
-logged release-build build_preset release
+watched release-build build_preset release
 rm -f "$build_root"/release/qvthumbs_*.deb
 logged package cmake --build "$build_root/release" --target package
 ls "$build_root"/release/qvthumbs_*.deb

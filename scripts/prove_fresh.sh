@@ -1,11 +1,14 @@
 #!/usr/bin/env bash
 # Runs scripts in a bare Debian 12 (bash and apt, nothing else) to show that they need no more than that.
-#   scripts/prove_fresh.sh [COMMAND...]       default: scripts/demo.sh and then scripts/test.sh
+#   scripts/prove_fresh.sh [COMMAND...]       default: scripts/demo.sh and then scripts/test.sh all
 # Needs root and debootstrap. DEBIAN_MIRROR names the mirror (else debootstrap's default), QV_FRESH_FOLDER the folder to
 # work in (else one under TMPDIR); it is removed afterwards unless QV_FRESH_KEEP is set.
 set -euo pipefail
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
+case ${1:-} in
+  -h | --help) usage; exit 0 ;;
+esac
 if [ "$(id -u)" -ne 0 ] || ! command -v debootstrap >/dev/null; then
   echo "prove_fresh.sh: needs root and debootstrap" >&2
   exit 1
@@ -41,6 +44,6 @@ else
   inside scripts/demo.sh
   echo "== demo.sh: $((SECONDS - start)) s"
   start=$SECONDS
-  inside scripts/test.sh
-  echo "== test.sh: $((SECONDS - start)) s"
+  inside scripts/test.sh all
+  echo "== test.sh all: $((SECONDS - start)) s"
 fi

@@ -1,29 +1,31 @@
 #!/usr/bin/env bash
-# Builds and tests everything, from a bare Debian machine on.
-#   scripts/test.sh [STAGE...]
-# Stages, all by default and in this order:
+# Builds and tests, from a bare Debian machine on.
+#   scripts/test.sh              the stages format and debug: all tests, in one build
+#   scripts/test.sh all          every stage
+#   scripts/test.sh STAGE...     these stages
+# Stages, in this order:
 #   format   every source file is as clang-format leaves it
-#   debug    GCC, warnings as errors; all tests, among them the checks of arrows, wording and exported symbols
-#   asan     the same tests under AddressSanitizer and UndefinedBehaviorSanitizer
-#   tsan     the same tests under ThreadSanitizer
-#   clang    the whole tree with Clang and its thread-safety analysis
+#   debug    GCC, warnings as errors; all tests, among them the checks of arrows, names, wording and exported symbols
+#   asan     Clang; the same tests under AddressSanitizer and UndefinedBehaviorSanitizer
+#   tsan     Clang; the same tests under ThreadSanitizer
+#   clang    Clang's warnings and thread-safety analysis over the whole tree, benchmarks and fuzzers too; makes no code
 # Ends with a line "N passed, N failed" over all stages and exits 0 only when nothing failed. Build folders are
 # build/<preset>, logs build/logs/. Environment: QV_SAMPLES (a folder of real images, optional), QV_JOBS, QV_BUILD_ROOT.
 set -uo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 all_stages=(format debug asan tsan clang)
-usage() { sed -n '2,/^set /{/^#/s/^# \{0,1\}//p}' "${BASH_SOURCE[0]}"; }
 
 stages=()
 for argument in "$@"; do
   case $argument in
     format | debug | asan | tsan | clang) stages+=("$argument") ;;
+    all) stages=("${all_stages[@]}") ;;
     -h | --help) usage; exit 0 ;;
     *) echo "test.sh: unknown stage '$argument'" >&2; usage >&2; exit 2 ;;
   esac
 done
-[ ${#stages[@]} -gt 0 ] || stages=("${all_stages[@]}")
+[ ${#stages[@]} -gt 0 ] || stages=(format debug)
 
 passed=0
 failed=0
@@ -76,7 +78,7 @@ build_and_test() {
   local preset=$1
   shift
   local start=$SECONDS
-  if ! logged "$preset-build" build_preset "$preset"; then
+  if ! watched "$preset-build" build_preset "$preset"; then
     failed=$((failed + 1))
     return 1
   fi
@@ -107,7 +109,7 @@ count_step() {
   fi
 }
 
-stage_clang() { count_step logged clang-tsa-build build_preset clang-tsa; }
+stage_clang() { count_step watched clang-tsa-build build_preset clang-tsa; }
 
 check_format() {
   local files=()
@@ -129,7 +131,10 @@ processor_seconds() {
 
 mkdir -p "$log_folder"
 begin=$SECONDS
-if ! "$root/scripts/install_deps.sh" build test clang; then
+packages=(build test)
+case " ${stages[*]} " in *" format "*) packages+=(format) ;; esac
+case " ${stages[*]} " in *" asan "* | *" tsan "* | *" clang "*) packages+=(clang) ;; esac
+if ! "$root/scripts/install_deps.sh" "${packages[@]}"; then
   echo "0 passed, 1 failed"
   exit 1
 fi

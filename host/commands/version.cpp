@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 #include <png.h>
+#include <CLI/Version.hpp>
 #include <nlohmann/json.hpp>
 
 #include "host/commands/command.h"

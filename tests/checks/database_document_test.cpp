@@ -57,7 +57,7 @@ SDocument ReadDocument() {
   return document;
 }
 
-class DatabaseDocument : public testing::Test {
+class CDatabaseDocument : public testing::Test {
  protected:
   void SetUp() override {
     CQvRTTI::ScanFolder(CQvRTTI::GetLibraryFolder().c_str());
@@ -82,7 +82,7 @@ class DatabaseDocument : public testing::Test {
   const qvtest::CTempFolder m_folder;
 };
 
-TEST_F(DatabaseDocument, ShowsTheTablesThatTheServiceMakes) {
+TEST_F(CDatabaseDocument, ShowsTheTablesThatTheServiceMakes) {
   const std::map<std::string, std::string> made = MadeTables();
   ASSERT_EQ(made.size(), 5u);
   const SDocument document = ReadDocument();
@@ -95,7 +95,7 @@ TEST_F(DatabaseDocument, ShowsTheTablesThatTheServiceMakes) {
   }
 }
 
-TEST_F(DatabaseDocument, ExplainsEveryColumn) {
+TEST_F(CDatabaseDocument, ExplainsEveryColumn) {
   const std::string text = qvtest::ReadTextFile(QV_DATABASE_DOCUMENT);
   const CSql db(Path());
   for (const auto& [name, sql] : MadeTables()) {
@@ -107,7 +107,7 @@ TEST_F(DatabaseDocument, ExplainsEveryColumn) {
   }
 }
 
-TEST_F(DatabaseDocument, HasQueriesThatRun) {
+TEST_F(CDatabaseDocument, HasQueriesThatRun) {
   CSql db(Path());
   const SDocument document = ReadDocument();
   EXPECT_GE(document.queries.size(), 10u);
