@@ -6,19 +6,12 @@
 
 #include "system/qvref.h"
 #include "system/qvstatus.h"
+#include "tests/support/experiments.h"
 
 namespace imageformats {
 namespace {
 
-struct SLevelFree {
-  void operator()(SQvExperiment* level) const { SQvExperiment::FreeRecursive(level); }
-};
-
-std::unique_ptr<SQvExperiment, SLevelFree> NewLevel() {
-  SQvExperiment* level = nullptr;
-  SQvExperiment::Alloc(&level);
-  return std::unique_ptr<SQvExperiment, SLevelFree>(level);
-}
+using qvtest::NewExperiment;
 
 SImageMetadata Stack() {
   SQvImageInfo info;
@@ -41,7 +34,7 @@ SImageMetadata Stack() {
 
 TEST(MetadataReader, BuildsTheLoopChain) {
   const CQvRef<IQvMetadataReader> reader(NewMetadataReader(Stack()));
-  const auto level = NewLevel();
+  const auto level = NewExperiment();
   ASSERT_EQ(reader->GetExperiment(level.get(), 0), kQvOk);
   EXPECT_EQ(level->loopType, kQvLoopTime);
   EXPECT_EQ(level->loopSize, 3u);
@@ -89,7 +82,7 @@ TEST(MetadataReader, WhatIsUnknownIsRefusedAndTheObjectiveGivenAllTheSame) {
   EXPECT_EQ(objective, CQvStringW(L"20x"));
   EXPECT_EQ(reader->GetAcquisitionTime(&time), kQvFailure);
   EXPECT_EQ(time, 7);
-  const auto level = NewLevel();
+  const auto level = NewExperiment();
   EXPECT_EQ(reader->GetExperiment(level.get(), kQvOk), kQvFailure);
   EXPECT_EQ(level->loopType, kQvLoopNone);
 }

@@ -3,7 +3,7 @@
 #include <memory>
 #include <random>
 
-#include "metadata/qvexperiment.h"
+#include "tests/support/experiments.h"
 #include "tests/thumbnailcache/support/service_test.h"
 
 namespace qvtest {
@@ -20,20 +20,6 @@ const std::string kInsert =
     ":HC)";
 const std::string kRead = "SELECT M_acqTime, liteVariant, picturePlanes FROM experiments WHERE experimentID = :EI";
 const std::string kByStored = "SELECT experimentID FROM experiments WHERE storedID = :SI";
-
-struct SFreeExperiment {
-  void operator()(SQvExperiment* experiment) const { SQvExperiment::FreeRecursive(experiment); }
-};
-using ExperimentPtr = std::unique_ptr<SQvExperiment, SFreeExperiment>;
-
-ExperimentPtr MakeExperiment(std::uint32_t type, std::uint32_t size, double step = 0.0) {
-  SQvExperiment* experiment = nullptr;
-  SQvExperiment::Alloc(&experiment);
-  experiment->loopType = type;
-  experiment->loopSize = size;
-  experiment->step = step;
-  return ExperimentPtr(experiment);
-}
 
 SQvPicturePlanes MakePlanes(const wchar_t* name) {
   SQvPicturePlanes planes;
@@ -61,7 +47,7 @@ class ExperimentsTest : public ServiceTest {
 };
 
 TEST_F(ExperimentsTest, NewExperimentIsLookedUpAndInserted) {
-  const auto experiment = MakeExperiment(kQvLoopZ, 9);
+  const auto experiment = NewExperiment(kQvLoopZ, 9);
   const int hash = static_cast<int>(CQvExperimentAPI::GetExperimentHash(experiment.get()));
   CQvLiteVariantW writer;
   CQvLiteVariantR reader;
@@ -79,7 +65,7 @@ TEST_F(ExperimentsTest, NewExperimentIsLookedUpAndInserted) {
 }
 
 TEST_F(ExperimentsTest, EqualExperimentIsReused) {
-  const auto experiment = MakeExperiment(kQvLoopZ, 9), equal = MakeExperiment(kQvLoopZ, 9);
+  const auto experiment = NewExperiment(kQvLoopZ, 9), equal = NewExperiment(kQvLoopZ, 9);
   EXPECT_EQ(Write(experiment.get(), nullptr, 1.0, 5), 1);
   CSqliteSpy::Clear();
   EXPECT_EQ(Write(equal.get(), nullptr, 2.0, -1), 1);
@@ -98,18 +84,18 @@ TEST_F(ExperimentsTest, EqualExperimentIsReused) {
 }
 
 TEST_F(ExperimentsTest, AnyDifferenceMakesANewRow) {
-  EXPECT_EQ(Write(MakeExperiment(kQvLoopZ, 9, 0.5).get()), 1);
-  EXPECT_EQ(Write(MakeExperiment(kQvLoopZ, 9, 0.25).get()), 2);
-  EXPECT_EQ(Write(MakeExperiment(kQvLoopZ, 8, 0.5).get()), 3);
-  EXPECT_EQ(Write(MakeExperiment(kQvLoopZManual, 9, 0.5).get()), 4);
-  const auto nested = MakeExperiment(kQvLoopZ, 9, 0.5);
-  nested->subExperiments.push_back(MakeExperiment(kQvLoopLambda, 2).release());
+  EXPECT_EQ(Write(NewExperiment(kQvLoopZ, 9, 0.5).get()), 1);
+  EXPECT_EQ(Write(NewExperiment(kQvLoopZ, 9, 0.25).get()), 2);
+  EXPECT_EQ(Write(NewExperiment(kQvLoopZ, 8, 0.5).get()), 3);
+  EXPECT_EQ(Write(NewExperiment(kQvLoopZManual, 9, 0.5).get()), 4);
+  const auto nested = NewExperiment(kQvLoopZ, 9, 0.5);
+  nested->subExperiments.push_back(NewExperiment(kQvLoopLambda, 2).release());
   EXPECT_EQ(Write(nested.get()), 5);
   EXPECT_EQ(Write(nested.get()), 5);
 }
 
 TEST_F(ExperimentsTest, EveryRowOfTheHashIsCompared) {
-  const auto first = MakeExperiment(kQvLoopZ, 9), second = MakeExperiment(kQvLoopTime, 5);
+  const auto first = NewExperiment(kQvLoopZ, 9), second = NewExperiment(kQvLoopTime, 5);
   Write(first.get());
   const std::string hash = std::to_string(static_cast<int>(CQvExperimentAPI::GetExperimentHash(second.get())));
   CSql sql(DatabaseFile());
@@ -118,11 +104,11 @@ TEST_F(ExperimentsTest, EveryRowOfTheHashIsCompared) {
   sql.Run("INSERT INTO experiments (liteVariant, hashCRC) VALUES (x'0102', " + hash + "), (NULL, " + hash + ")");
   CSqliteSpy::Clear();
   EXPECT_EQ(Write(second.get(), nullptr, 2.0), 2) << "found behind the other one";
-  EXPECT_EQ(Write(MakeExperiment(kQvLoopTime, 6).get()), 5);
+  EXPECT_EQ(Write(NewExperiment(kQvLoopTime, 6).get()), 5);
 }
 
 TEST_F(ExperimentsTest, DamagedBlobsOfTheHashAreNotEqual) {
-  const auto experiment = MakeExperiment(kQvLoopZ, 9);
+  const auto experiment = NewExperiment(kQvLoopZ, 9);
   const std::string hash = std::to_string(static_cast<int>(CQvExperimentAPI::GetExperimentHash(experiment.get())));
   CSql(DatabaseFile())
       .Run("INSERT INTO experiments (liteVariant, hashCRC) VALUES (x'FFFFFFFFFFFFFFFF', " + hash + "), (NULL, " + hash +
@@ -132,7 +118,7 @@ TEST_F(ExperimentsTest, DamagedBlobsOfTheHashAreNotEqual) {
 }
 
 TEST_F(ExperimentsTest, PlanesTakePartInTheHashOnly) {
-  const auto experiment = MakeExperiment(kQvLoopZ, 9);
+  const auto experiment = NewExperiment(kQvLoopZ, 9);
   const SQvPicturePlanes red = MakePlanes(L"red"), green = MakePlanes(L"green");
   EXPECT_EQ(Write(experiment.get()), 1);
   EXPECT_EQ(Write(experiment.get(), &red), 2);
@@ -149,7 +135,7 @@ TEST_F(ExperimentsTest, PlanesTakePartInTheHashOnly) {
 }
 
 TEST_F(ExperimentsTest, IdPointerMayBeNull) {
-  const auto experiment = MakeExperiment(kQvLoopZ, 9);
+  const auto experiment = NewExperiment(kQvLoopZ, 9);
   CSqliteSpy::Clear();
   EXPECT_EQ(Cache().WriteExperiment(experiment.get(), nullptr, 1.0, 0, nullptr), 0);
   EXPECT_THAT(CSqliteSpy::TakeCalls(), ::testing::Not(::testing::Contains("rowid")));
@@ -160,9 +146,9 @@ TEST_F(ExperimentsTest, IdPointerMayBeNull) {
 TEST_F(ExperimentsTest, NullAndUnserialisableExperimentsFail) {
   int id = 5;
   EXPECT_EQ(Cache().WriteExperiment(nullptr, nullptr, 1.0, 0, &id), -9);
-  auto deep = MakeExperiment(kQvLoopZ, 1);
+  auto deep = NewExperiment(kQvLoopZ, 1);
   for (int i = 0; i < 100; ++i) {
-    auto outer = MakeExperiment(kQvLoopZ, 1);
+    auto outer = NewExperiment(kQvLoopZ, 1);
     outer->subExperiments.push_back(deep.release());
     deep = std::move(outer);
   }
@@ -172,11 +158,11 @@ TEST_F(ExperimentsTest, NullAndUnserialisableExperimentsFail) {
 }
 
 TEST_F(ExperimentsTest, FailedInsertIsReportedAndGivesThePreviousId) {
-  Write(MakeExperiment(kQvLoopZ, 1).get());
-  Write(MakeExperiment(kQvLoopZ, 2).get());
+  Write(NewExperiment(kQvLoopZ, 1).get());
+  Write(NewExperiment(kQvLoopZ, 2).get());
   CSql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON experiments BEGIN SELECT RAISE(FAIL, 'no room'); END");
   int id = 77;
-  EXPECT_EQ(Cache().WriteExperiment(MakeExperiment(kQvLoopZ, 3).get(), nullptr, 1.0, 0, &id), SQLITE_CONSTRAINT);
+  EXPECT_EQ(Cache().WriteExperiment(NewExperiment(kQvLoopZ, 3).get(), nullptr, 1.0, 0, &id), SQLITE_CONSTRAINT);
   EXPECT_EQ(id, 2);
   const auto messages = m_diag.Take();
   ASSERT_THAT(messages, SizeIs(2));
@@ -190,7 +176,7 @@ TEST_F(ExperimentsTest, FailedInsertIsReportedAndGivesThePreviousId) {
 }
 
 TEST_F(ExperimentsTest, FailedUpdateIsReportedAndReturnsZero) {
-  const auto experiment = MakeExperiment(kQvLoopZ, 1);
+  const auto experiment = NewExperiment(kQvLoopZ, 1);
   Write(experiment.get());
   CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON experiments BEGIN SELECT RAISE(FAIL, 'kept'); END");
   EXPECT_EQ(Write(experiment.get(), nullptr, 9.0), 1) << "the id is given all the same";
@@ -199,15 +185,15 @@ TEST_F(ExperimentsTest, FailedUpdateIsReportedAndReturnsZero) {
 }
 
 TEST_F(ExperimentsTest, FailedLookupInserts) {
-  const auto experiment = MakeExperiment(kQvLoopZ, 1);
+  const auto experiment = NewExperiment(kQvLoopZ, 1);
   Write(experiment.get());
   CSqliteSpy::FailStep(kLookup, SQLITE_BUSY);
   EXPECT_EQ(Write(experiment.get()), 2);
 }
 
 TEST_F(ExperimentsTest, ExperimentAndPlanesComeBackEqual) {
-  const auto experiment = MakeExperiment(kQvLoopTimePhases, 100, 0.5);
-  const auto positions = MakeExperiment(kQvLoopXYPosition, 2).release();
+  const auto experiment = NewExperiment(kQvLoopTimePhases, 100, 0.5);
+  const auto positions = NewExperiment(kQvLoopXYPosition, 2).release();
   positions->positions = {{1.5, -2.5, 3.0, L"A1"}, {4.0, 5.0, 6.0, L"\u00C4 2"}};
   experiment->subExperiments = {positions, nullptr};
   const SQvPicturePlanes planes = MakePlanes(L"DAPI");
@@ -218,7 +204,7 @@ TEST_F(ExperimentsTest, ExperimentAndPlanesComeBackEqual) {
   double time = 0;
   EXPECT_EQ(Cache().ReadExperiment(&read, &readPlanes, &time, id), 0);
   EXPECT_THAT(CSqliteSpy::TakeCalls(), ElementsAre("prepare " + kRead, "bind_int 1 1", "step 100", "finalize 0"));
-  const ExperimentPtr owner(read);
+  const CExperiment owner(read);
   EXPECT_TRUE(SQvExperiment::IsEqual(read, experiment.get(), true, true));
   ASSERT_THAT(readPlanes.planes, SizeIs(1));
   EXPECT_EQ(readPlanes.planes[0].name.Str(), L"DAPI");
@@ -226,14 +212,14 @@ TEST_F(ExperimentsTest, ExperimentAndPlanesComeBackEqual) {
 }
 
 TEST_F(ExperimentsTest, RowWithoutPlanesLeavesThem) {
-  const int id = Write(MakeExperiment(kQvLoopZ, 9).get());
+  const int id = Write(NewExperiment(kQvLoopZ, 9).get());
   for (const char* blob : {"NULL", "x''"}) {
     CSql(DatabaseFile()).Run(std::string("UPDATE experiments SET picturePlanes = ") + blob);
     SQvExperiment* read = nullptr;
     SQvPicturePlanes planes = MakePlanes(L"mine");
     double time = 0;
     EXPECT_EQ(Cache().ReadExperiment(&read, &planes, &time, id), 0);
-    const ExperimentPtr owner(read);
+    const CExperiment owner(read);
     ASSERT_NE(read, nullptr);
     EXPECT_EQ(planes.planes[0].name.Str(), L"mine");
   }
@@ -260,23 +246,23 @@ TEST_F(ExperimentsTest, NullOutputsFail) {
 }
 
 TEST_F(ExperimentsTest, DamagedRowsAreSurvived) {
-  const int id = Write(MakeExperiment(kQvLoopZ, 9).get());
+  const int id = Write(NewExperiment(kQvLoopZ, 9).get());
   for (const char* blob : {"x'00'", "x'FFFFFFFFFFFFFFFFFFFFFFFF'", "NULL", "'text'", "zeroblob(100000)", "42"}) {
     CSql(DatabaseFile()).Run(std::string("UPDATE experiments SET liteVariant = ") + blob + ", picturePlanes = " + blob);
     SQvExperiment* read = nullptr;
     SQvPicturePlanes planes;
     double time = 0;
     EXPECT_EQ(Cache().ReadExperiment(&read, &planes, &time, id), 0) << blob;
-    const ExperimentPtr owner(read);
+    const CExperiment owner(read);
     EXPECT_TRUE(!read || read->subExperiments.empty());
     EXPECT_THAT(planes.planes, IsEmpty());
   }
 }
 
 TEST_F(ExperimentsTest, ExperimentsOfAStoredItemAreListed) {
-  Write(MakeExperiment(kQvLoopZ, 1).get(), nullptr, 1.0, 4);
-  Write(MakeExperiment(kQvLoopZ, 2).get(), nullptr, 1.0, 5);
-  Write(MakeExperiment(kQvLoopZ, 3).get(), nullptr, 1.0, 4);
+  Write(NewExperiment(kQvLoopZ, 1).get(), nullptr, 1.0, 4);
+  Write(NewExperiment(kQvLoopZ, 2).get(), nullptr, 1.0, 5);
+  Write(NewExperiment(kQvLoopZ, 3).get(), nullptr, 1.0, 4);
   CSqliteSpy::Clear();
   std::vector<int> ids = {9};
   EXPECT_EQ(Cache().GetExperimentIDsByStoredID(4, &ids), 0);
@@ -289,7 +275,7 @@ TEST_F(ExperimentsTest, ExperimentsOfAStoredItemAreListed) {
 }
 
 TEST_F(ExperimentsTest, FinalizeResultsPassThrough) {
-  const int id = Write(MakeExperiment(kQvLoopZ, 9).get(), nullptr, 1.0, 4);
+  const int id = Write(NewExperiment(kQvLoopZ, 9).get(), nullptr, 1.0, 4);
   CSqliteSpy::FailFinalize(kByStored, SQLITE_IOERR);
   std::vector<int> ids;
   EXPECT_EQ(Cache().GetExperimentIDsByStoredID(4, &ids), SQLITE_IOERR);
@@ -307,7 +293,7 @@ TEST_F(ExperimentsTest, WithoutADatabase) {
   Host().Drop();
   CServiceHandle fresh;
   int id = 5;
-  const auto experiment = MakeExperiment(kQvLoopZ, 9);
+  const auto experiment = NewExperiment(kQvLoopZ, 9);
   EXPECT_EQ(fresh->WriteExperiment(experiment.get(), nullptr, 1.0, 0, &id), 0);
   EXPECT_EQ(id, 5);
   EXPECT_EQ(fresh->WriteExperiment(nullptr, nullptr, 1.0, 0, &id), -9);
@@ -324,8 +310,8 @@ TEST_F(ExperimentsTest, WithoutADatabase) {
 
 // A random tree of loops.
 using RandomBelow = std::function<unsigned(unsigned)>;
-ExperimentPtr Random(const RandomBelow& below, int depth) {
-  auto experiment = MakeExperiment(below(11), below(5), below(7) * 0.25);
+CExperiment Random(const RandomBelow& below, int depth) {
+  auto experiment = NewExperiment(below(11), below(5), below(7) * 0.25);
   for (unsigned i = below(3); i > 0; --i)
     experiment->positions.push_back({below(9) * 1.5, 2.0, 3.0, std::to_wstring(below(5))});
   for (unsigned i = below(3); i > 0; --i) {
@@ -346,7 +332,7 @@ TEST_F(ExperimentsTest, RandomExperimentsAreStoredOnceAndComeBackEqual) {
   ASSERT_EQ(Open(), 0);
   std::mt19937 generator(99);
   const RandomBelow below = [&](unsigned limit) { return static_cast<unsigned>(generator() % limit); };
-  std::vector<std::pair<ExperimentPtr, int>> known;
+  std::vector<std::pair<CExperiment, int>> known;
   for (int i = 0; i < 400; ++i) {
     auto experiment = Random(below, 3);
     const int id = Write(experiment.get());
@@ -365,7 +351,7 @@ TEST_F(ExperimentsTest, RandomExperimentsAreStoredOnceAndComeBackEqual) {
     SQvPicturePlanes planes;
     double time = 0;
     ASSERT_EQ(Cache().ReadExperiment(&read, &planes, &time, id), 0);
-    const ExperimentPtr owner(read);
+    const CExperiment owner(read);
     EXPECT_TRUE(SQvExperiment::IsEqual(read, experiment.get(), true, true));
   }
 }
