@@ -3,8 +3,8 @@
 #include "bench/decoders/averaging.h"
 #include "platform/imageformats/jpeg/block_means/average_means.h"
 #include "platform/imageformats/jpeg/jpeg_decoder.h"
-#include "platform/imageformats/jpeg/stream/marker_reader.h"
 #include "platform/imageformats/jpeg/stream/jpeg_markers.h"
+#include "platform/imageformats/jpeg/stream/marker_reader.h"
 
 namespace {
 

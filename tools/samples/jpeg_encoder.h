@@ -8,7 +8,7 @@ struct SJpegOptions {
   bool progressive = false;
   bool fullColor = false;  // YCbCr 4:4:4
   int restartRows = 0;     // rows of blocks between restart markers; 0: none
-  CBytes app1;              // an EXIF block as MakeExif gives it; empty for none
+  CBytes app1;             // an EXIF block as MakeExif gives it; empty for none
 };
 
 // A baseline or progressive JPEG stream of YCbCr, 4:2:0 unless said otherwise, or of one grey component. Throws
