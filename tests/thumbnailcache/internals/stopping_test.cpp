@@ -48,7 +48,7 @@ TEST_F(StoppingTest, BatchWakesOneWorker) {
   waitFor(2);
   Listener listener(Cache());
   std::vector<SQvThumbnailDescription> batch;
-  for (int i = 0; i < 50; ++i) batch.push_back(Describe(MakeFile("f" + std::to_string(i))));
+  for (int i = 0; i < 50; ++i) batch.push_back(Describe(MakeFile(std::string("f") + std::to_string(i))));
   Queue(Cache(), batch);
   listener.Wait(50);
   waitFor(3);
