@@ -6,8 +6,8 @@
 # Stages, in this order:
 #   format   every source file is as clang-format leaves it
 #   debug    GCC, warnings as errors; all tests, among them the checks of arrows, names, wording and exported symbols
-#   asan     Clang; the same tests under AddressSanitizer and UndefinedBehaviorSanitizer
-#   tsan     Clang; the same tests under ThreadSanitizer
+#   asan     the same tests under AddressSanitizer and UndefinedBehaviorSanitizer
+#   tsan     the same tests under ThreadSanitizer
 #   clang    Clang's warnings and thread-safety analysis over the whole tree, benchmarks and fuzzers too; makes no code
 # Ends with a line "N passed, N failed" over all stages and exits 0 only when nothing failed. Build folders are
 # build/<preset>, logs build/logs/. Environment: QV_SAMPLES (a folder of real images, optional), QV_JOBS, QV_BUILD_ROOT.
@@ -133,7 +133,7 @@ mkdir -p "$log_folder"
 begin=$SECONDS
 packages=(build test)
 case " ${stages[*]} " in *" format "*) packages+=(format) ;; esac
-case " ${stages[*]} " in *" asan "* | *" tsan "* | *" clang "*) packages+=(clang) ;; esac
+case " ${stages[*]} " in *" clang "*) packages+=(clang) ;; esac
 if ! "$root/scripts/install_deps.sh" "${packages[@]}"; then
   echo "0 passed, 1 failed"
   exit 1

@@ -47,7 +47,7 @@ void SetLongsTag(TIFF* tiff, std::uint32_t tag, const std::vector<std::uint32_t>
 template <class T>
 void Append(SFileBytes* bytes, T value) {
   const auto* first = reinterpret_cast<const std::uint8_t*>(&value);
-  bytes->insert(bytes->end(), first, first + sizeof value);
+  for (std::size_t i = 0; i < sizeof value; ++i) bytes->push_back(first[i]);
 }
 
 // A page of samples of one type whose value at (x, y, sample) `value` tells.

@@ -156,7 +156,7 @@ TEST(LiteVariant, EmptyValuesComeBackEmpty) {
   ASSERT_EQ(writer.Finalize(reader, 0), 0);
   std::vector<double> doubles{1.0};
   CQvByteArray bytes;
-  bytes.Append("x", 1);
+  bytes.Resize(1);
   std::size_t size = 9;
   EXPECT_EQ(reader.ReadDoubles(L"d", &doubles), 0);
   EXPECT_TRUE(doubles.empty());

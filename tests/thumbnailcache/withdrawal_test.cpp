@@ -135,7 +135,7 @@ TEST_F(CacheMapTest, PurgeKeepsWhatIsShownAndWhatIsInWork) {
 }
 
 TEST_F(CacheMapTest, PurgeFreesPictures) {
-  for (int i = 0; i < 10; ++i) MakeReady("p" + std::to_string(i) + ".tif");
+  for (int i = 0; i < 10; ++i) MakeReady(std::string("p") + std::to_string(i) + ".tif");
   EXPECT_EQ(CPlatformSpy::LivePictures(), 10);
   Cache().PurgeUnusedThumbnails();
   EXPECT_EQ(CPlatformSpy::LivePictures(), 0);

@@ -232,7 +232,7 @@ TEST(Jpeg, AMissingEndMarkerAloneIsNoDamage) {
 TEST(Jpeg, BytesBetweenSegmentsAndBehindTheEndAreTolerated) {
   const SFileBytes sound = EncodeJpeg(SmoothPicture(64, 48, 3));
   SFileBytes junk(sound.begin(), sound.begin() + 20);  // SOI, APP0
-  junk.insert(junk.end(), {1, 2, 3, 4, 5});
+  for (std::uint8_t byte = 1; byte <= 5; ++byte) junk.push_back(byte);
   junk.insert(junk.end(), sound.begin() + 20, sound.end());
   junk.insert(junk.end(), 1000, 0x55);
   EXPECT_EQ(RenderBytes(junk, 32, 24), RenderBytes(sound, 32, 24));

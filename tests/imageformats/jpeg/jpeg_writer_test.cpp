@@ -31,7 +31,7 @@ SFileBytes Written(const STestPicture& picture, double quality) {
     rows[i / rowSamples * format.widthBytes + i % rowSamples] = static_cast<std::uint8_t>(picture.samples[i]);
   }
   CQvByteArray bytes;
-  bytes.Append("old", 3);
+  bytes.Resize(3);
   CJpegWriter writer(bytes);
   writer.SetFormat(format, quality);
   writer.Write(rows.data());

@@ -174,7 +174,7 @@ TEST(TiffMetadata, EmbeddedThumbnailsByTheirNames) {
   for (const char* mode : {"wl", "wb8"}) {
     CTestImage image(WriteTiff(page, mode));
     CQvByteArray bytes;
-    bytes.Append("old", 3);
+    bytes.Resize(3);
     ASSERT_TRUE(image->CustomTag(L"QvCustomTag:ThumbailJpg", bytes));
     EXPECT_EQ(jpeg, std::vector<std::uint8_t>(bytes.GetData(0), bytes.GetData(0) + bytes.GetSize()));
     ASSERT_TRUE(image->CustomTag(L"QvCustomTag:ThumbailPicbuf", bytes));

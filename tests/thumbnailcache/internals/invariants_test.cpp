@@ -47,7 +47,7 @@ TEST_F(InvariantsTest, HoldAfterEveryFailure) {
   files[6].tags[L"QvCustomTag:ThumbailJpg"] = {1};
   for (int round = 0; round < 2; ++round) {
     for (int i = 0; i < 8; ++i) {
-      const std::wstring path = MakeFile("f" + std::to_string(i) + "-" + std::to_string(round), SFile());
+      const std::wstring path = MakeFile(std::string("f") + std::to_string(i) + "-" + std::to_string(round), SFile());
       RequestNow(Cache(), {Describe(path)});
       Script().SetFile(path, files[i]);
       if (i == 7) std::filesystem::remove(Utf8(path));
@@ -80,7 +80,7 @@ TEST_F(InvariantsTest, HoldAfterTwoWorkersMadeOneThumbnail) {
 TEST_F(InvariantsTest, HoldWhileThreadsQueuePurgeAndCancel) {
   std::vector<SQvThumbnailDescription> batch;
   for (int i = 0; i < 8; ++i) batch.push_back(Describe(Folder().Wide("missing-" + std::to_string(i))));
-  for (int i = 0; i < 3; ++i) batch.push_back(Describe(MakeFile("f" + std::to_string(i))));
+  for (int i = 0; i < 3; ++i) batch.push_back(Describe(MakeFile(std::string("f") + std::to_string(i))));
   for (int i = 1; i < 4; ++i)
     batch.push_back(Describe(SQvThumbnailDescription::MakeDBLocation(i, L"image").Str(), 0, 0.0, &m_owner));
   std::atomic<bool> stop{false};
@@ -120,7 +120,7 @@ TEST_F(InvariantsTest, EvictionChoosesAsAPlainWalkDoes) {
   };
   std::vector<SItem> items(kPaths);
   std::uint64_t clock = 0;
-  for (std::size_t i = 0; i < kPaths; ++i) items[i].path = MakeFile("p" + std::to_string(100 + i));
+  for (std::size_t i = 0; i < kPaths; ++i) items[i].path = MakeFile(std::string("p") + std::to_string(100 + i));
   // In the map's order.
   std::sort(items.begin(), items.end(), [](const SItem& a, const SItem& b) { return a.path < b.path; });
   CRecordingListener listener(Cache());

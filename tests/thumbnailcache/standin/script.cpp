@@ -178,10 +178,9 @@ int CScript::EnterRender(const std::wstring& path) {
 std::vector<std::uint8_t> MakeStream(std::uint32_t width, std::uint32_t height, std::uint32_t components,
                                      std::uint32_t bits, std::uint8_t value, std::optional<std::size_t> payload) {
   const std::uint32_t header[4] = {width, height, components, bits};
-  std::vector<std::uint8_t> stream(sizeof(header));
-  std::memcpy(stream.data(), header, sizeof(header));
   const std::size_t pixels = std::size_t{width} * height * components * (bits > 8 ? 2 : 1);
-  stream.insert(stream.end(), payload.value_or(pixels), value);
+  std::vector<std::uint8_t> stream(sizeof(header) + payload.value_or(pixels), value);
+  std::memcpy(stream.data(), header, sizeof(header));
   return stream;
 }
 

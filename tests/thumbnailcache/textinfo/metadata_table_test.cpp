@@ -83,7 +83,7 @@ TEST_F(MetadataTableTest, FileIsLookedUpDeletedAndInserted) {
   for (int i = 0; i < 14; ++i) {
     const std::string text = i == 4 ? "\xC3\x84"
                                       "da \xF0\x9F\x94\xAC"
-                                    : "t" + std::to_string(i);
+                                    : std::string("t") + std::to_string(i);
     expected.push_back("bind_text16 " + std::to_string(3 + i) + " '" + text + "'");
   }
   const int numbers[] = {101, 102, 103, 104, 205, 206, 107, 108, 109, 110, 111};
@@ -302,7 +302,7 @@ TEST_F(MetadataTableTest, CallersInParallelAllGetTheirAnswers) {
   for (std::uint32_t i = 0; i < 8; ++i) {
     SFile file;
     file.info.width = 1000 + i;
-    paths.push_back(MakeFile("f" + std::to_string(i) + ".tif", file));
+    paths.push_back(MakeFile(std::string("f") + std::to_string(i) + ".tif", file));
   }
   std::vector<std::thread> threads;
   for (std::uint32_t i = 0; i < 8; ++i)

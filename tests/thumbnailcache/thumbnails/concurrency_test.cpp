@@ -91,7 +91,7 @@ TEST_F(ConcurrencyTest, EveryCallerGetsItsOwnRowId) {
     };
   };
   std::vector<SQvThumbnailDescription> batch;
-  for (int i = 0; i < 40; ++i) batch.push_back(Describe(MakeFile("f" + std::to_string(i) + ".tif")));
+  for (int i = 0; i < 40; ++i) batch.push_back(Describe(MakeFile(std::string("f") + std::to_string(i) + ".tif")));
   std::thread worker([&] {
     // New thumbnails all the time: purged, made, and inserted again.
     while (!stop) {
@@ -135,7 +135,7 @@ TEST_F(ConcurrencyTest, TextInformationIsReadWhileWorkersSaveIt) {
   for (int i = 0; i < 20; ++i) {
     standin::SFile file;
     file.info.width = 1000 + static_cast<std::uint32_t>(i);
-    batch.push_back(Describe(MakeFile("f" + std::to_string(i) + ".tif", file)));
+    batch.push_back(Describe(MakeFile(std::string("f") + std::to_string(i) + ".tif", file)));
   }
   const auto reading = [&] {
     for (int round = 0; round < 10; ++round)

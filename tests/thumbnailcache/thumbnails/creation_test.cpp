@@ -207,7 +207,7 @@ TEST_F(CreationTest, EmbeddedPixelsOfAnotherSizeAreIgnored) {
   for (const std::ptrdiff_t difference : {-1, 1, -400}) {
     SFile file;
     file.tags[kPixelsTag] = std::vector<std::uint8_t>(DataSize(400, 300) + difference, 0x44);
-    const std::wstring path = MakeFile("a" + std::to_string(difference) + ".tif", file);
+    const std::wstring path = MakeFile(std::string("a") + std::to_string(difference) + ".tif", file);
     EXPECT_EQ(UniformByte(Make(path).picture), RenderedByte(path, 0));
     Cache().ReleaseThumbnail(1, Describe(path));
     Cache().PurgeUnusedThumbnails();

@@ -108,7 +108,7 @@ TEST_F(EvictionTest, StalePicturesMayGo) {
 
 TEST_F(EvictionTest, TheMostUsedOfManyStay) {
   std::vector<std::wstring> paths;
-  for (int i = 0; i < 40; ++i) paths.push_back(MakeReady("p" + std::to_string(100 + i * 7 % 40) + ".tif"));
+  for (int i = 0; i < 40; ++i) paths.push_back(MakeReady(std::string("p") + std::to_string(100 + i * 7 % 40) + ".tif"));
   Cache().SetCacheLimit(10);
   RequestNow(Cache(), {Describe(Folder().Wide("missing.tif"))});
   EXPECT_EQ(CPlatformSpy::LivePictures(), 10);

@@ -177,7 +177,7 @@ TEST_F(RequestTest, BatchIsServedInOrder) {
   std::vector<SQvThumbnailDescription> batch;
   std::vector<std::wstring> expected;
   for (int i = 0; i < 20; ++i) {
-    expected.push_back(MakeFile("f" + std::to_string(i * 7 % 20) + ".tif"));
+    expected.push_back(MakeFile(std::string("f") + std::to_string(i * 7 % 20) + ".tif"));
     batch.push_back(Describe(expected.back()));
   }
   Queue(Cache(), batch);

@@ -87,7 +87,7 @@ TEST_F(WorkersTest, EachWorkerHasItsOwnManager) {
 TEST_F(WorkersTest, OneBatchMayBeDrainedByOneWorker) {
   CRecordingListener listener(Cache());
   std::vector<SQvThumbnailDescription> batch;
-  for (int i = 0; i < 50; ++i) batch.push_back(Describe(MakeFile("f" + std::to_string(i) + ".tif")));
+  for (int i = 0; i < 50; ++i) batch.push_back(Describe(MakeFile(std::string("f") + std::to_string(i) + ".tif")));
   Queue(Cache(), batch);
   listener.Wait(50);
   for (const auto& desc : batch) EXPECT_EQ(PeekState(Cache(), desc), kQvThumbnailReady);
@@ -119,7 +119,7 @@ TEST_F(WorkersTest, StopLeavesWhatIsQueued) {
   OccupyWorkers(listener);
   const std::wstring path = MakeFile("later.tif");
   std::vector<SQvThumbnailDescription> batch = {Describe(path)};
-  for (int i = 0; i < 20; ++i) batch.push_back(Describe(MakeFile("l" + std::to_string(i) + ".tif")));
+  for (int i = 0; i < 20; ++i) batch.push_back(Describe(MakeFile(std::string("l") + std::to_string(i) + ".tif")));
   Queue(Cache(), batch);
   std::thread closer([&] { EXPECT_EQ(Close(), 0); });
   // The stop flag is set before the workers go on; a worker that is in a rendering cannot see it earlier.
