@@ -182,7 +182,8 @@ void CCellScene::RenderMitochondria(const SCell& cell, CVolume* volume) const {
       if (std::hypot(tip.x - cell.x, tip.y - cell.y) > 0.95f * Reach(cell, std::atan2(tip.y - cell.y, tip.x - cell.x)))
         break;
       const float wide = 0.16f * p;
-      volume->Add(tip.x + wide * random.Normal(), tip.y + wide * random.Normal(), z, 1.3f * step * cell.strength);
+      const float y = tip.y + wide * random.Normal(), x = tip.x + wide * random.Normal();
+      volume->Add(x, y, z, 1.3f * step * cell.strength);
     }
   }
 }

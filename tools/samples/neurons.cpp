@@ -32,12 +32,13 @@ void CNeuronPainter::PaintField() {
   const float area = width * height / (m_p * m_p);
   const int count = std::max(2, static_cast<int>(area / 9000));
   for (int i = 0; i < count; ++i) {
-    PaintNeuron(width * static_cast<float>(m_random.Between(0.08, 0.92)),
-                height * static_cast<float>(m_random.Between(0.08, 0.92)));
+    const float y = height * static_cast<float>(m_random.Between(0.08, 0.92));
+    PaintNeuron(width * static_cast<float>(m_random.Between(0.08, 0.92)), y);
   }
   for (int i = 0; i < 2 * count; ++i) {
     const float direction = 2 * kPi * static_cast<float>(m_random.Unit());
-    PaintAxon(width * static_cast<float>(m_random.Unit()), height * static_cast<float>(m_random.Unit()), direction);
+    const float y = height * static_cast<float>(m_random.Unit());
+    PaintAxon(width * static_cast<float>(m_random.Unit()), y, direction);
   }
 }
 

@@ -4,7 +4,8 @@
 #include <string_view>
 
 // The sample maker's only source of chance. The standard library's distributions differ between implementations, so
-// that numbers are drawn here: the same seed and name give the same file everywhere.
+// that numbers are drawn here: the same seed and name give the same file everywhere. Draw one number a statement, or in
+// braces: compilers differ in which argument of a call they compute first.
 //
 // Generator: PCG-XSH-RR 64/32 (M. E. O'Neill, "PCG: A Family of Simple Fast Space-Efficient Statistically Good
 // Algorithms for Random Number Generation", 2014).

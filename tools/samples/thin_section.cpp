@@ -137,15 +137,17 @@ SPlane CSectionPainter::Paint() {
         });
     if (!free) continue;
     taken.push_back({x, y, radius});
-    PaintMitochondrion(x, y, radius, radius * static_cast<float>(m_random.Between(0.42, 0.65)),
-                       kPi * static_cast<float>(m_random.Unit()));
+    const float angle = kPi * static_cast<float>(m_random.Unit());
+    PaintMitochondrion(x, y, radius, radius * static_cast<float>(m_random.Between(0.42, 0.65)), angle);
   }
   for (int i = 0; i < 90; ++i) {
     const float x = width * static_cast<float>(m_random.Unit()), y = height * static_cast<float>(m_random.Unit());
     const bool free = !InNucleus(x, y, 15 * m_unit) && std::none_of(taken.begin(), taken.end(), [&](const auto& other) {
       return std::hypot(other.x - x, other.y - y) < 1.1f * other.radius;
     });
-    if (free) PaintVesicle(x, y, m_unit * static_cast<float>(m_random.Between(7, 17)), m_random.Chance(0.25));
+    if (!free) continue;
+    const bool dense = m_random.Chance(0.25);
+    PaintVesicle(x, y, m_unit * static_cast<float>(m_random.Between(7, 17)), dense);
   }
   Blur(&m_density, 0.8f * m_unit);
   for (float& value : m_density.values)

@@ -132,9 +132,11 @@ void CTissuePainter::PaintGlandCells(const SGland& gland) {
                    static_cast<float>(m_random.Between(6.5, 9)), angle);
     }
     const float at = border * (1 - wall * static_cast<float>(m_random.Between(0.12, 0.27)));
-    PaintNucleus(gland.x + at * cosA, gland.y + at * sinA, static_cast<float>(m_random.Between(7.5, 10.5)),
-                 static_cast<float>(m_random.Between(4.2, 5.6)), angle + 0.15f * m_random.Normal(),
-                 static_cast<float>(m_random.Between(0.75, 1.1)));
+    const auto density = static_cast<float>(m_random.Between(0.75, 1.1));
+    const float tilted = angle + 0.15f * m_random.Normal();
+    const auto shortRadius = static_cast<float>(m_random.Between(4.2, 5.6));
+    PaintNucleus(gland.x + at * cosA, gland.y + at * sinA, static_cast<float>(m_random.Between(7.5, 10.5)), shortRadius,
+                 tilted, density);
   }
 }
 
@@ -151,8 +153,10 @@ void CTissuePainter::PaintStromaCells() {
       const auto radius = static_cast<float>(m_random.Between(4.6, 6.0));
       PaintNucleus(x, y, radius, radius * 0.93f, 0, static_cast<float>(m_random.Between(1.1, 1.5)));
     } else if (m_random.Chance(0.35)) {
-      PaintNucleus(x, y, static_cast<float>(m_random.Between(8, 14)), static_cast<float>(m_random.Between(2.2, 3.4)),
-                   along + 0.25f * m_random.Normal(), static_cast<float>(m_random.Between(0.7, 1.1)));
+      const auto density = static_cast<float>(m_random.Between(0.7, 1.1));
+      const float tilted = along + 0.25f * m_random.Normal();
+      const auto shortRadius = static_cast<float>(m_random.Between(2.2, 3.4));
+      PaintNucleus(x, y, static_cast<float>(m_random.Between(8, 14)), shortRadius, tilted, density);
     }
   }
 }
