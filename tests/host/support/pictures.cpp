@@ -49,7 +49,7 @@ void WritePng(const std::string& path, unsigned width, unsigned height, const SR
   for (unsigned y = 0; y < height; ++y) {
     for (unsigned x = 0; x < width; ++x) {
       for (unsigned c = 0; c < 3; ++c) {
-        picture.At(x, y, c) = x < width / 2 ? static_cast<std::uint16_t>(color[c] / 2) : color[c];
+        picture.At(x, y, c) = x < width / 2 ? static_cast<std::uint8_t>(color[c] / 2) : color[c];
       }
     }
   }
