@@ -10,18 +10,6 @@ namespace {
 using namespace imageformats;
 using namespace imageformats::tiff;
 
-class CReducerSink final : public IPixelSink {
- public:
-  explicit CReducerSink(CAreaReducer& reducer) : m_reducer(reducer) {}
-  void Add(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, const std::uint8_t* rows,
-           std::size_t stride) override {
-    m_reducer.AddBand(x, y, width, height, rows, stride);
-  }
-
- private:
-  CAreaReducer& m_reducer;
-};
-
 // The first page of a file, opened for one decoding.
 class COpenPage {
  public:

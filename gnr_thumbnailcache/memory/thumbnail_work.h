@@ -3,8 +3,6 @@
 #include "gnr_thumbnailcache/memory/picture_count.h"
 #include "gnr_thumbnailcache/memory/thumbnail_entry.h"
 
-class CThumbnailCache;
-
 // A private copy of an entry that one thread works on with no lock held. The cache fills it when the entry is taken and
 // reads it when the result is published. It starts with the entry's picture on loan: the copy knows that there is one,
 // but neither writes nor frees it, because viewers may show it. A new picture gets memory of its own and changes places

@@ -8,18 +8,6 @@
 namespace imageformats::tiff {
 namespace {
 
-class CReducerSink final : public IPixelSink {
- public:
-  explicit CReducerSink(CAreaReducer& reducer) : m_reducer(reducer) {}
-  void Add(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, const std::uint8_t* rows,
-           std::size_t stride) override {
-    m_reducer.AddBand(x, y, width, height, rows, stride);
-  }
-
- private:
-  CAreaReducer& m_reducer;
-};
-
 void ScaleLab(const SPixelFormat& pixelFormat, SAveragedPicture* picture) {
   for (std::size_t i = 0; i + 2 < picture->samples.size(); i += 3) {
     float* lab = &picture->samples[i];
