@@ -63,15 +63,15 @@ TEST_F(StoredTest, InsertWithoutANameFails) {
 TEST_F(StoredTest, FailedInsertIsReportedAndGivesThePreviousId) {
   Insert(1, L"a");
   Insert(1, L"b");
-  CSql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON stored BEGIN SELECT RAISE(FAIL, 'no room'); END");
+  CSql(DatabaseFile()).Run("CREATE UNIQUE INDEX one ON stored(filename)");
   int id = 77;
-  EXPECT_EQ(Cache().InsertStoredItem(1, L"c", 0, &id), SQLITE_CONSTRAINT);
+  EXPECT_EQ(Cache().InsertStoredItem(1, L"b", 0, &id), SQLITE_CONSTRAINT);
   EXPECT_EQ(id, 2);
   const auto messages = m_diag.Take();
   ASSERT_THAT(messages, SizeIs(2));
-  EXPECT_EQ(messages[0].text, std::wstring(kStepFailed) + L"no room");
+  EXPECT_EQ(messages[0].text, std::wstring(kStepFailed) + L"UNIQUE constraint failed: stored.filename");
   EXPECT_EQ(messages[0].line, 1836);
-  EXPECT_EQ(messages[1].text, std::wstring(kFinalizeFailed) + L"no room");
+  EXPECT_EQ(messages[1].text, std::wstring(kFinalizeFailed) + L"UNIQUE constraint failed: stored.filename");
   EXPECT_EQ(messages[1].line, 1842);
   for (const SDiag& message : messages) {
     EXPECT_EQ(message.file, kSource);
@@ -111,14 +111,15 @@ TEST_F(StoredTest, UpdateOfAnUnknownItemFails) {
 
 TEST_F(StoredTest, FailedUpdateIsReportedAndReturnsZero) {
   const int id = Insert(7, L"a", 3);
-  CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON stored BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  Insert(7, L"b", 3);
+  CSql(DatabaseFile()).Run("CREATE UNIQUE INDEX one ON stored(filename)");
   EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"b", 3), 0);
   const auto messages = m_diag.Take();
   ASSERT_THAT(messages, SizeIs(1));
-  EXPECT_EQ(messages[0].text, std::wstring(kStepFailed) + L"kept");
+  EXPECT_EQ(messages[0].text, std::wstring(kStepFailed) + L"UNIQUE constraint failed: stored.filename");
   EXPECT_EQ(messages[0].line, 1800);
   EXPECT_EQ(messages[0].file, kSource);
-  EXPECT_THAT(Rows(), ElementsAre("1|7|a|3"));
+  EXPECT_THAT(Rows(), ElementsAre("1|7|a|3", "2|7|b|3"));
   CSqliteSpy::FinalizeOpenStatements();
 }
 
@@ -307,12 +308,10 @@ TEST_F(StoredTest, DeleteOfAnUnknownItemIsNoFailure) { EXPECT_EQ(Cache().DeleteS
 
 TEST_F(StoredTest, FailedChildDoesNotKeepTheParent) {
   const int root = Insert(0, L"root"), child = Insert(root, L"child");
-  CSql(DatabaseFile())
-      .Run(
-          "CREATE TRIGGER kept BEFORE DELETE ON stored WHEN OLD.filename = 'child' BEGIN SELECT RAISE(FAIL, 'kept'); "
-          "END");
+  CSqliteSpy::FailStep(kDelete, SQLITE_CONSTRAINT);  // the child's comes first
   EXPECT_EQ(Cache().DeleteStoredItem(root), 0);
   EXPECT_THAT(Rows(), ElementsAre(std::to_string(child) + "|1|child|0"));
+  CSqliteSpy::FailFinalize(kDelete, SQLITE_CONSTRAINT);
   EXPECT_EQ(Cache().DeleteStoredItem(child), SQLITE_CONSTRAINT);
   EXPECT_TRUE(m_diag.Take().empty());
 }
