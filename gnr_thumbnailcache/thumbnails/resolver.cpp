@@ -14,7 +14,9 @@ void CThumbnailResolver::InitWriteMutex() noexcept {
 void CThumbnailResolver::Resolve(CThumbnailWork& work, IQvImageFormatManager* manager) noexcept {
   const bool ended = Guarded(false, [&] {
     const bool stale = work.state == kQvThumbnailStale;
-    if (stale || !ReadThumbnailFromDatabase(m_connection.Get(), work, manager)) CreateAndSave(work, manager);
+    if (stale || !ReadThumbnailFromDatabase(m_connection.Get(), work, m_settings, manager)) {
+      CreateAndSave(work, manager);
+    }
     return true;
   });
   if (!ended) work.Fail();

@@ -63,15 +63,15 @@ TEST_F(StoredTest, InsertWithoutANameFails) {
 TEST_F(StoredTest, FailedInsertIsReportedAndGivesThePreviousId) {
   Insert(1, L"a");
   Insert(1, L"b");
-  CSql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON stored BEGIN SELECT RAISE(FAIL, 'no room'); END");
+  CSql(DatabaseFile()).Run("CREATE UNIQUE INDEX one ON stored(filename)");
   int id = 77;
-  EXPECT_EQ(Cache().InsertStoredItem(1, L"c", 0, &id), SQLITE_CONSTRAINT);
+  EXPECT_EQ(Cache().InsertStoredItem(1, L"b", 0, &id), SQLITE_CONSTRAINT);
   EXPECT_EQ(id, 2);
   const auto messages = m_diag.Take();
   ASSERT_THAT(messages, SizeIs(2));
-  EXPECT_EQ(messages[0].text, std::wstring(kStepFailed) + L"no room");
+  EXPECT_EQ(messages[0].text, std::wstring(kStepFailed) + L"UNIQUE constraint failed: stored.filename");
   EXPECT_EQ(messages[0].line, 1836);
-  EXPECT_EQ(messages[1].text, std::wstring(kFinalizeFailed) + L"no room");
+  EXPECT_EQ(messages[1].text, std::wstring(kFinalizeFailed) + L"UNIQUE constraint failed: stored.filename");
   EXPECT_EQ(messages[1].line, 1842);
   for (const SDiag& message : messages) {
     EXPECT_EQ(message.file, kSource);
@@ -111,14 +111,75 @@ TEST_F(StoredTest, UpdateOfAnUnknownItemFails) {
 
 TEST_F(StoredTest, FailedUpdateIsReportedAndReturnsZero) {
   const int id = Insert(7, L"a", 3);
-  CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON stored BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  Insert(7, L"b", 3);
+  CSql(DatabaseFile()).Run("CREATE UNIQUE INDEX one ON stored(filename)");
   EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"b", 3), 0);
   const auto messages = m_diag.Take();
   ASSERT_THAT(messages, SizeIs(1));
-  EXPECT_EQ(messages[0].text, std::wstring(kStepFailed) + L"kept");
+  EXPECT_EQ(messages[0].text, std::wstring(kStepFailed) + L"UNIQUE constraint failed: stored.filename");
   EXPECT_EQ(messages[0].line, 1800);
   EXPECT_EQ(messages[0].file, kSource);
+  EXPECT_THAT(Rows(), ElementsAre("1|7|a|3", "2|7|b|3"));
+  CSqliteSpy::FinalizeOpenStatements();
+}
+
+TEST_F(StoredTest, UpdateThatMeetsABusyDatabaseIsTakenBack) {
+  const int id = Insert(7, L"a", 3);
+  sqlite3_busy_timeout(CSqliteSpy::Connection(), 0);
+  CSql other(DatabaseFile());
+  other.Run("BEGIN; SELECT * FROM stored");
+  CSqliteSpy::Clear();
+  EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"b", 3), 0);
+  const auto calls = CSqliteSpy::TakeCalls();
+  ASSERT_GE(calls.size(), 3u);
+  EXPECT_THAT(std::vector<std::string>(calls.end() - 3, calls.end()), ElementsAre("step 5", "clear", "reset"));
+  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(std::wstring(kStepFailed) + L"database is locked"));
+  other.Run("COMMIT");
+
+  EXPECT_TRUE(sqlite3_get_autocommit(CSqliteSpy::Connection()));
+  EXPECT_EQ(Insert(7, L"later"), id + 1);
+  EXPECT_THAT(Rows(), ElementsAre("1|7|a|3", "2|7|later|0")) << "another connection sees the later write";
+  EXPECT_NO_THROW(other.Run("DELETE FROM stored WHERE storedID = 2")) << "nor is it locked out";
+  EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"b", 3), 0);
+  EXPECT_THAT(Rows(), ElementsAre("1|7|b|3"));
+}
+
+TEST_F(StoredTest, UpdateThatFailsInAnyWayIsTakenBack) {
+  const int id = Insert(7, L"a", 3);
+  for (const int result : {SQLITE_IOERR, SQLITE_NOMEM, SQLITE_FULL, SQLITE_LOCKED, SQLITE_ROW}) {
+    CSqliteSpy::FailStep(kUpdate, result);
+    CSqliteSpy::Clear();
+    EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"b", 3), 0);
+    const auto calls = CSqliteSpy::TakeCalls();
+    EXPECT_EQ(calls.back(), "reset") << result;
+    EXPECT_EQ(Insert(7, L"later"), id + 1);
+    CSql(DatabaseFile()).Run("DELETE FROM stored WHERE storedID > 1");
+  }
   EXPECT_THAT(Rows(), ElementsAre("1|7|a|3"));
+}
+
+TEST_F(StoredTest, OperationsSurviveATableThatIsGone) {
+  CSql(DatabaseFile()).Run("DROP TABLE stored");
+  int id = 0;
+  std::vector<int> ids;
+  std::vector<CQvStringW> names;
+  Cache().InsertStoredItem(1, L"a", 0, &id);
+  EXPECT_EQ(Cache().UpdateStoredItem(1, 2, L"a", 0), -9);
+  Cache().GetStoredChildren(1, &ids, &names);
+  Cache().DeleteStoredItem(1);
+  EXPECT_THAT(ids, IsEmpty());
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), IsEmpty());
+}
+
+TEST_F(StoredTest, UpdateThatCannotBePreparedIsSurvived) {
+  const int id = Insert(7, L"a", 3);
+  CSqliteSpy::SetPrepareHook([&](const std::string& text) {
+    if (text == kUpdate) CSql(DatabaseFile()).Run("ALTER TABLE stored RENAME TO gone");
+  });
+  // The first step of the statement that follows sees the new schema.
+  Cache().UpdateStoredItem(id, 7, L"b", 3);
+  Cache().UpdateStoredItem(id, 7, L"c", 3);
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT filename FROM gone"), "a");
   CSqliteSpy::FinalizeOpenStatements();
 }
 
@@ -247,12 +308,10 @@ TEST_F(StoredTest, DeleteOfAnUnknownItemIsNoFailure) { EXPECT_EQ(Cache().DeleteS
 
 TEST_F(StoredTest, FailedChildDoesNotKeepTheParent) {
   const int root = Insert(0, L"root"), child = Insert(root, L"child");
-  CSql(DatabaseFile())
-      .Run(
-          "CREATE TRIGGER kept BEFORE DELETE ON stored WHEN OLD.filename = 'child' BEGIN SELECT RAISE(FAIL, 'kept'); "
-          "END");
+  CSqliteSpy::FailStep(kDelete, SQLITE_CONSTRAINT);  // the child's comes first
   EXPECT_EQ(Cache().DeleteStoredItem(root), 0);
   EXPECT_THAT(Rows(), ElementsAre(std::to_string(child) + "|1|child|0"));
+  CSqliteSpy::FailFinalize(kDelete, SQLITE_CONSTRAINT);
   EXPECT_EQ(Cache().DeleteStoredItem(child), SQLITE_CONSTRAINT);
   EXPECT_TRUE(m_diag.Take().empty());
 }
