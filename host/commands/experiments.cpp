@@ -108,39 +108,39 @@ void List(const SArguments& arguments) {
   PrintList(arguments.json, document, table, "no experiments");
 }
 
-void AddStoredOption(CLI::App* command, int* stored, const char* description) {
-  command->add_option("--stored", *stored, description)->check(Unmentioned(CLI::NonNegativeNumber))->type_name("ID");
+void AddStoredOption(CCommand command, int* stored, const char* description) {
+  command.AddOption("--stored", stored, description).NotNegative().Type("ID");
 }
 
-void AddAddVerb(CLI::App* parent, SOutcome& outcome) {
+void AddAddVerb(CCommand parent, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = AddVerb(parent, "add", "Store the experiments of image files; equal ones are stored once",
-                              "qvthumbs experiments add timelapse.ome.tif", arguments,
-                              [&outcome](const SArguments& given) { Add(given, outcome); });
+  CCommand command = AddVerb(parent, "add", "Store the experiments of image files; equal ones are stored once",
+                             "qvthumbs experiments add timelapse.ome.tif", arguments,
+                             [&outcome](const SArguments& given) { Add(given, outcome); });
   AddStoredOption(command, &arguments->stored, "The stored item that the experiments belong to");
   AddRequired(command, "files", &arguments->files, "Image files", "FILE");
 }
 
-void AddShowVerb(CLI::App* parent) {
+void AddShowVerb(CCommand parent) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = AddVerb(parent, "show", "Print one experiment with its loops and channels",
-                              "qvthumbs experiments show 3", arguments, &Show);
+  CCommand command = AddVerb(parent, "show", "Print one experiment with its loops and channels",
+                             "qvthumbs experiments show 3", arguments, &Show);
   AddRequired(command, "id", &arguments->experiment, "The experiment's number", "ID");
 }
 
-void AddListVerb(CLI::App* parent) {
+void AddListVerb(CCommand parent) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command =
+  CCommand command =
       AddVerb(parent, "list", "List the experiments", "qvthumbs experiments list --json", arguments, &List);
   AddStoredOption(command, &arguments->stored, "Only those of this stored item");
 }
 
 }  // namespace
 
-void AddExperimentsCommand(CLI::App& app, SOutcome& outcome) {
-  CLI::App* command = app.add_subcommand("experiments", "How images were acquired: loops, positions, channels");
-  command->require_subcommand(1);
-  command->footer(
+void AddExperimentsCommand(CCommand program, SOutcome& outcome) {
+  CCommand command = program.AddVerb("experiments", "How images were acquired: loops, positions, channels");
+  command.RequireVerb();
+  command.SetFooter(
       "Example: store the experiment of an image, then look at it\n"
       "  qvthumbs experiments add timelapse.ome.tif\n  qvthumbs experiments show 1");
   AddAddVerb(command, outcome);

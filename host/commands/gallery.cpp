@@ -142,23 +142,23 @@ void MakeGallery(const SArguments& arguments, SOutcome& outcome) {
 
 }  // namespace
 
-void AddGalleryCommand(CLI::App& app, SOutcome& outcome) {
+void AddGalleryCommand(CCommand program, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("gallery", "Write an HTML page of thumbnails");
+  CCommand command = program.AddVerb("gallery", "Write an HTML page of thumbnails");
   AddDatabaseOptions(command, &arguments->database);
   command
-      ->add_option("-o,--output", arguments->output, "The page to write (default: gallery.html); - is standard output")
-      ->type_name("OUT.html");
-  command->add_option("--title", arguments->title, "The page's title")->type_name("TEXT");
+      .AddOption("-o,--output", &arguments->output, "The page to write (default: gallery.html); - is standard output")
+      .Type("OUT.html");
+  command.AddOption("--title", &arguments->title, "The page's title").Type("TEXT");
   AddRecursiveOption(command, &arguments->recursive);
   AddQualityOption(command, &arguments->highQuality);
-  command->add_option("paths", arguments->paths, "Image files, and folders of them (default: all of the database)")
-      ->type_name("PATH");
-  command->footer(
+  command.AddOption("paths", &arguments->paths, "Image files, and folders of them (default: all of the database)")
+      .Type("PATH");
+  command.SetFooter(
       "The page needs no other file: the thumbnails lie in it. Missing ones are made first.\n"
       "A file is replaced only when it is such a page.\n\n"
       "Example:\n  qvthumbs gallery -o images.html ~/images");
-  command->callback([arguments, &outcome] { MakeGallery(*arguments, outcome); });
+  command.SetWork([arguments, &outcome] { MakeGallery(*arguments, outcome); });
 }
 
 }  // namespace qvhost

@@ -125,20 +125,19 @@ void Add(const SArguments& arguments, SOutcome& outcome) {
 
 }  // namespace
 
-void AddHistoryAddCommand(CLI::App* parent, SOutcome& outcome) {
+void AddHistoryAddCommand(CCommand parent, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = AddVerb(parent, "add", "Record image files as acquired by a user",
-                              "qvthumbs history add --user anna cells.ome.tif", arguments,
-                              [&outcome](const SArguments& given) { Add(given, outcome); });
+  CCommand command = AddVerb(parent, "add", "Record image files as acquired by a user",
+                             "qvthumbs history add --user anna cells.ome.tif", arguments,
+                             [&outcome](const SArguments& given) { Add(given, outcome); });
   AddRequired(command, "--user", &arguments->user, "Who acquired them", "NAME");
-  command->add_option("--time", arguments->time, "When (default: as the image says, else the file's date)")
-      ->type_name("TIME");
-  command->add_option("--experiment", arguments->experiment, "With which experiment (default: the image's own)")
-      ->check(Unmentioned(CLI::PositiveNumber))
-      ->type_name("ID");
+  command.AddOption("--time", &arguments->time, "When (default: as the image says, else the file's date)").Type("TIME");
+  command.AddOption("--experiment", &arguments->experiment, "With which experiment (default: the image's own)")
+      .Positive()
+      .Type("ID");
   AddRequired(command, "files", &arguments->files, "Image files", "FILE");
-  command->footer("A file that is recorded already keeps its experiment, and its time unless you give another.\n\n" +
-                  command->get_footer());
+  command.SetFooter("A file that is recorded already keeps its experiment, and its time unless you give another.\n\n" +
+                    command.GetFooter());
 }
 
 }  // namespace qvhost

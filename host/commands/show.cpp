@@ -79,34 +79,34 @@ void ShowRecord(const SArguments& arguments, const COutputTarget& target, SOutco
 
 }  // namespace
 
-void AddShowCommand(CLI::App& app, SOutcome& outcome) {
+void AddShowCommand(CCommand program, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("show", "Write one thumbnail to a picture file");
+  CCommand command = program.AddVerb("show", "Write one thumbnail to a picture file");
   AddDatabaseOptions(command, &arguments->database);
   AddQualityOption(command, &arguments->highQuality);
   AddRequired(command, "-o,--output", &arguments->output,
               "The picture file, ending in .jpg or .png; - is standard output, as PNG", "OUT");
-  auto* library =
-      command->add_option("--library", arguments->library, "A record of an image library instead of a file");
-  library->type_name("FILE");
-  auto* record = command->add_option("--record", arguments->record, "The record's number");
-  record->needs(library)->type_name("N");
-  command->add_option("--field", arguments->field, "The record's picture field (default: image)")
-      ->needs(library)
-      ->type_name("NAME");
-  auto* file = command->add_option("file", arguments->file, "Image file");
-  file->type_name("FILE")->excludes(library);
+  COption library =
+      command.AddOption("--library", &arguments->library, "A record of an image library instead of a file");
+  library.Type("FILE");
+  COption record = command.AddOption("--record", &arguments->record, "The record's number");
+  record.Needs(library).Type("N");
+  command.AddOption("--field", &arguments->field, "The record's picture field (default: image)")
+      .Needs(library)
+      .Type("NAME");
+  COption file = command.AddOption("file", &arguments->file, "Image file");
+  file.Type("FILE").Excludes(library);
   AddJsonOption(command, &arguments->json);
-  command->footer(
+  command.SetFooter(
       "A picture is replaced only when qvthumbs wrote it.\n\n"
       "Example: a large thumbnail of one image\n"
       "  qvthumbs show --quality high cells.tif -o cells.png");
-  command->callback([arguments, &outcome, record] {
+  command.SetWork([arguments, &outcome, record] {
     const COutputTarget target = PictureTarget(arguments->output);
     if (arguments->json && target.IsStandardOutput()) {
       throw CHostError("--json prints to standard output, where the picture goes; give one of them");
     }
-    if (!arguments->library.empty() && record->count() == 0) throw CHostError("which record? Give its --record N");
+    if (!arguments->library.empty() && !record.IsGiven()) throw CHostError("which record? Give its --record N");
     if (arguments->library.empty() && arguments->file.empty()) {
       throw CHostError("name the image file to show, or a --library and its --record");
     }
