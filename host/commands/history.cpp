@@ -50,9 +50,10 @@ void ListFiles(const SArguments& arguments) {
   session.OpenExisting(arguments.database);
   std::vector<CQvStringW> files;
   const CQvStringW user = CQvStringUtils::UTF8toW(arguments.user);
-  RequireOk(session.Service().GetHistoryFilenames(user.c_str(), arguments.experiment, arguments.range.From(),
-                                                  arguments.range.To(), &files),
-            "the history cannot be read");
+  RequireDone("the history cannot be read", [&] {
+    return session.Service().GetHistoryFilenames(user.c_str(), arguments.experiment, arguments.range.From(),
+                                                 arguments.range.To(), &files);
+  });
   std::sort(files.begin(), files.end());
   CJson document = CJson::array();
   for (const CQvStringW& file : files) {
@@ -81,8 +82,9 @@ void Delete(const SArguments& arguments) {
   const std::int64_t before = rows.CountHistory(arguments.experiment);
   const bool stored = rows.HasExperiment(arguments.experiment);
   if (before == 0 && !stored) throw NoSuchExperiment(arguments.experiment, kExitSomeFailed);
-  RequireOk(session.Service().DeleteHistory(arguments.range.From(), arguments.range.To(), arguments.experiment),
-            "the history cannot be deleted");
+  RequireDone("the history cannot be deleted", [&] {
+    return session.Service().DeleteHistory(arguments.range.From(), arguments.range.To(), arguments.experiment);
+  });
   const std::int64_t deleted = before - rows.CountHistory(arguments.experiment);
   const bool gone = stored && !rows.HasExperiment(arguments.experiment);
   if (arguments.json) {

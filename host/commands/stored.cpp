@@ -45,8 +45,8 @@ void Add(const SArguments& arguments) {
   RequireItem(CStoredItems(session.DatabasePath()), arguments.parent);
   int id = 0;
   const CQvStringW name = CQvStringUtils::UTF8toW(arguments.name);
-  RequireOk(session.Service().InsertStoredItem(arguments.parent, name.c_str(), arguments.flags, &id),
-            "the database did not take the item");
+  RequireDone("the database did not take the item",
+              [&] { return session.Service().InsertStoredItem(arguments.parent, name.c_str(), arguments.flags, &id); });
   if (arguments.json) {
     PrintJson(ItemJson({id, arguments.parent, arguments.flags, arguments.name}));
   } else {
@@ -74,13 +74,8 @@ void Update(const SArguments& arguments) {
   session.OpenExisting(arguments.database);
   const SStoredItem item = Updated(arguments, CStoredItems(session.DatabasePath()));
   const CQvStringW name = CQvStringUtils::UTF8toW(item.name);
-  if (session.Service().UpdateStoredItem(item.id, item.parentID, name.c_str(), item.flags) != kQvOk) {
-    throw UnknownItem(item.id);
-  }
-  // A change that the database refuses is only reported.
-  if (const std::string said = CDiagnostics::Get().TakeMessages(); !said.empty()) {
-    throw CHostError("the database did not take the change: " + said);
-  }
+  RequireDone("the database did not take the change",
+              [&] { return session.Service().UpdateStoredItem(item.id, item.parentID, name.c_str(), item.flags); });
   if (arguments.json) {
     PrintJson(ItemJson(item));
   } else {
@@ -152,16 +147,15 @@ class CTemporaryIndex {
 void DeleteTree(CSession& session, const std::vector<int>& ids, std::size_t depth) {
   std::optional<CTemporaryIndex> index;
   if (ids.size() >= kMinItemsForIndex) index.emplace(session.DatabasePath());
-  std::int32_t result = kQvOk;
-  if (depth <= kMaxRecursionDepth) {
-    result = session.Service().DeleteStoredItem(ids.front());
-  } else {
+  RequireDone("the items cannot be deleted", [&] {
+    if (depth <= kMaxRecursionDepth) return session.Service().DeleteStoredItem(ids.front());
+    std::int32_t result = kQvOk;
     // A parent stands before what is below it, so from the end every item is a leaf.
     for (auto id = ids.rbegin(); id != ids.rend() && result == kQvOk; ++id) {
       result = session.Service().DeleteStoredItem(*id);
     }
-  }
-  RequireOk(result, "the items cannot be deleted");
+    return result;
+  });
 }
 
 void Delete(const SArguments& arguments) {
