@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <array>
@@ -45,7 +46,13 @@ class SharedFileTest : public ::testing::TestWithParam<const char*> {
 
   static std::uint16_t Gray(int image) { return static_cast<std::uint16_t>(20 + image * 30); }
 
-  // In the place of one that is killed.
+  // A writer ends only when it is killed.
+  void Kill(std::optional<CChildProcess>& process) {
+    process->Signal(SIGKILL);
+    EXPECT_EQ(process->Wait().status, 128 + SIGKILL);
+    process.reset();
+  }
+
   void Start(std::optional<CChildProcess>& process) {
     const std::string number = std::to_string(++m_started);
     SCommand command;
@@ -62,9 +69,12 @@ class SharedFileTest : public ::testing::TestWithParam<const char*> {
     for (auto& process : processes) Start(process);
     for (int kill = 0; kill < Kills(); ++kill) {
       std::this_thread::sleep_for(kBetweenKills);
-      Start(processes[kill % kProcesses]);
+      auto& process = processes[kill % kProcesses];
+      Kill(process);
+      Start(process);
     }
     std::this_thread::sleep_for(kBetweenKills);
+    for (auto& process : processes) Kill(process);
   }
 
   std::map<std::string, SWritten> Written() const {
