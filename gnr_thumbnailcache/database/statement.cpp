@@ -66,8 +66,10 @@ void CStatement::Leave() noexcept {
 }
 
 void CStatement::ResetAndLeave() noexcept {
-  sqlite3_clear_bindings(m_statement);
-  sqlite3_reset(m_statement);
+  if (m_statement) {
+    sqlite3_clear_bindings(m_statement);
+    sqlite3_reset(m_statement);
+  }
   Leave();
 }
 

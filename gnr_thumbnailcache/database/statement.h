@@ -50,7 +50,8 @@ class CStatement {
   int Finalize() noexcept;
   // Clears the bindings, resets the statement and leaves it to the connection, which finalizes it when it is closed.
   void ResetAndLeave() noexcept;
-  // Leaves the statement to the connection as it is.
+  // Leaves the statement to the connection as it is. Only after SQLITE_DONE: any other would go on reading or writing,
+  // and a connection with a write under way never commits again.
   void Leave() noexcept;
 
  private:

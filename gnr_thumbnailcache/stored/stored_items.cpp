@@ -51,8 +51,11 @@ std::int32_t UpdateStoredItem(sqlite3* db, int storedID, int parentID, const wch
   statement.BindText(2, CQvStringUtils::WtoUTF8(filename));
   statement.BindInt(3, parentID);
   statement.BindInt(4, storedID);
-  StepAndReport(db, statement, messages::kUpdateStoredItemFailed);
-  statement.Leave();
+  if (StepAndReport(db, statement, messages::kUpdateStoredItemFailed) == SQLITE_DONE) {
+    statement.Leave();
+  } else {
+    statement.ResetAndLeave();
+  }
   return kQvOk;
 }
 

@@ -122,6 +122,66 @@ TEST_F(StoredTest, FailedUpdateIsReportedAndReturnsZero) {
   CSqliteSpy::FinalizeOpenStatements();
 }
 
+TEST_F(StoredTest, UpdateThatMeetsABusyDatabaseIsTakenBack) {
+  const int id = Insert(7, L"a", 3);
+  sqlite3_busy_timeout(CSqliteSpy::Connection(), 0);
+  CSql other(DatabaseFile());
+  other.Run("BEGIN; SELECT * FROM stored");
+  CSqliteSpy::Clear();
+  EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"b", 3), 0);
+  const auto calls = CSqliteSpy::TakeCalls();
+  ASSERT_GE(calls.size(), 3u);
+  EXPECT_THAT(std::vector<std::string>(calls.end() - 3, calls.end()), ElementsAre("step 5", "clear", "reset"));
+  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(std::wstring(kStepFailed) + L"database is locked"));
+  other.Run("COMMIT");
+
+  EXPECT_TRUE(sqlite3_get_autocommit(CSqliteSpy::Connection()));
+  EXPECT_EQ(Insert(7, L"later"), id + 1);
+  EXPECT_THAT(Rows(), ElementsAre("1|7|a|3", "2|7|later|0")) << "another connection sees the later write";
+  EXPECT_NO_THROW(other.Run("DELETE FROM stored WHERE storedID = 2")) << "nor is it locked out";
+  EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"b", 3), 0);
+  EXPECT_THAT(Rows(), ElementsAre("1|7|b|3"));
+}
+
+TEST_F(StoredTest, UpdateThatFailsInAnyWayIsTakenBack) {
+  const int id = Insert(7, L"a", 3);
+  for (const int result : {SQLITE_IOERR, SQLITE_NOMEM, SQLITE_FULL, SQLITE_LOCKED, SQLITE_ROW}) {
+    CSqliteSpy::FailStep(kUpdate, result);
+    CSqliteSpy::Clear();
+    EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"b", 3), 0);
+    const auto calls = CSqliteSpy::TakeCalls();
+    EXPECT_EQ(calls.back(), "reset") << result;
+    EXPECT_EQ(Insert(7, L"later"), id + 1);
+    CSql(DatabaseFile()).Run("DELETE FROM stored WHERE storedID > 1");
+  }
+  EXPECT_THAT(Rows(), ElementsAre("1|7|a|3"));
+}
+
+TEST_F(StoredTest, OperationsSurviveATableThatIsGone) {
+  CSql(DatabaseFile()).Run("DROP TABLE stored");
+  int id = 0;
+  std::vector<int> ids;
+  std::vector<CQvStringW> names;
+  Cache().InsertStoredItem(1, L"a", 0, &id);
+  EXPECT_EQ(Cache().UpdateStoredItem(1, 2, L"a", 0), -9);
+  Cache().GetStoredChildren(1, &ids, &names);
+  Cache().DeleteStoredItem(1);
+  EXPECT_THAT(ids, IsEmpty());
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), IsEmpty());
+}
+
+TEST_F(StoredTest, UpdateThatCannotBePreparedIsSurvived) {
+  const int id = Insert(7, L"a", 3);
+  CSqliteSpy::SetPrepareHook([&](const std::string& text) {
+    if (text == kUpdate) CSql(DatabaseFile()).Run("ALTER TABLE stored RENAME TO gone");
+  });
+  // The first step of the statement that follows sees the new schema.
+  Cache().UpdateStoredItem(id, 7, L"b", 3);
+  Cache().UpdateStoredItem(id, 7, L"c", 3);
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT filename FROM gone"), "a");
+  CSqliteSpy::FinalizeOpenStatements();
+}
+
 TEST_F(StoredTest, UpdateToANullNameIsSurvived) {
   const int id = Insert(7, L"a", 3);
   const std::int32_t result = Cache().UpdateStoredItem(id, 7, nullptr, 3);

@@ -256,6 +256,15 @@ TEST_F(MetadataTableTest, FailedDeleteSkipsTheInsertSilently) {
   CSqliteSpy::FinalizeOpenStatements();
 }
 
+TEST_F(MetadataTableTest, SavingSurvivesATableThatIsGone) {
+  CSql(DatabaseFile()).Run("DROP TABLE metadata");
+  const std::wstring path = MakeFile("a.tif", MakeRich());
+  STextInfo all;
+  EXPECT_EQ(all.Read(Cache(), path), 0);
+  EXPECT_EQ(all.info.width, 101u);
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), IsEmpty());
+}
+
 TEST_F(MetadataTableTest, FailedInsertIsReportedTwiceAndChangesNoResult) {
   CSql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON metadata BEGIN SELECT RAISE(FAIL, 'no room'); END");
   const std::wstring path = MakeFile("a.tif", MakeRich());

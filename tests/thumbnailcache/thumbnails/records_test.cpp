@@ -355,6 +355,18 @@ TEST_F(RecordsTest, FailedDeleteSkipsTheInsertSilently) {
   CSqliteSpy::FinalizeOpenStatements();
 }
 
+TEST_F(RecordsTest, SavingSurvivesTablesThatAreGone) {
+  CRecordingListener listener(Cache());
+  CSql(DatabaseFile()).Run("DROP TABLE cache; DROP TABLE metadata");
+  const std::wstring now = MakeFile("now.tif"), queued = MakeFile("queued.tif");
+  RequestNow(Cache(), {Describe(now)});
+  Queue(Cache(), {Describe(queued)});
+  listener.WaitFor(queued);
+  EXPECT_EQ(PeekState(Cache(), Describe(now)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(queued)), kQvThumbnailReady);
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), IsEmpty());
+}
+
 TEST_F(RecordsTest, CloseFinishesWhatWasLeft) {
   sqlite3_busy_timeout(CSqliteSpy::Connection(), 0);
   {
