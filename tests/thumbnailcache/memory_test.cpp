@@ -87,6 +87,8 @@ TEST_F(MemoryTest, NoExceptionLeavesAnOperation) {
   const auto desc = Describe(m_folder.MakeFileWide("a picture with a name too long for a short string.tif"));
   const auto other = Describe(m_folder.MakeFileWide("another picture with a name too long for a short string.tif"));
   CEveryOperation every(Cache(), {desc, other}, 1);
+  constexpr int kInsertStoredItem = 28;
+  EXPECT_EQ(every.Call(kInsertStoredItem), 0) << "so that there is one to update";
   for (int operation = 2; operation < CEveryOperation::kCount; ++operation) {
     if (operation == CEveryOperation::kOpen || operation == CEveryOperation::kClose || operation == 18) continue;
     std::int32_t status = 0;
