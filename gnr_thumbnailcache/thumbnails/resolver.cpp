@@ -16,7 +16,9 @@ void CThumbnailResolver::Resolve(CThumbnailWork& work, IQvImageFormatManager* ma
   if (!work.IsComplete()) return;
   const bool ended = Guarded(false, [&] {
     const bool stale = work.state == kQvThumbnailStale;
-    if (stale || !ReadThumbnailFromDatabase(m_connection.Get(), work, manager)) CreateAndSave(work, manager);
+    if (stale || !ReadThumbnailFromDatabase(m_connection.Get(), work, m_settings, manager)) {
+      CreateAndSave(work, manager);
+    }
     return true;
   });
   if (!ended) work.Fail();

@@ -50,9 +50,10 @@ void ListFiles(const SArguments& arguments) {
   session.OpenExisting(arguments.database);
   std::vector<CQvStringW> files;
   const CQvStringW user = CQvStringUtils::UTF8toW(arguments.user);
-  RequireOk(session.Service().GetHistoryFilenames(user.c_str(), arguments.experiment, arguments.range.From(),
-                                                  arguments.range.To(), &files),
-            "the history cannot be read");
+  RequireDone("the history cannot be read", [&] {
+    return session.Service().GetHistoryFilenames(user.c_str(), arguments.experiment, arguments.range.From(),
+                                                 arguments.range.To(), &files);
+  });
   std::sort(files.begin(), files.end());
   CJson document = CJson::array();
   for (const CQvStringW& file : files) {
@@ -81,8 +82,9 @@ void Delete(const SArguments& arguments) {
   const std::int64_t before = rows.CountHistory(arguments.experiment);
   const bool stored = rows.HasExperiment(arguments.experiment);
   if (before == 0 && !stored) throw NoSuchExperiment(arguments.experiment, kExitSomeFailed);
-  RequireOk(session.Service().DeleteHistory(arguments.range.From(), arguments.range.To(), arguments.experiment),
-            "the history cannot be deleted");
+  RequireDone("the history cannot be deleted", [&] {
+    return session.Service().DeleteHistory(arguments.range.From(), arguments.range.To(), arguments.experiment);
+  });
   const std::int64_t deleted = before - rows.CountHistory(arguments.experiment);
   const bool gone = stored && !rows.HasExperiment(arguments.experiment);
   if (arguments.json) {
@@ -93,26 +95,26 @@ void Delete(const SArguments& arguments) {
   }
 }
 
-void AddListVerb(CLI::App* parent) {
+void AddListVerb(CCommand parent) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = AddVerb(parent, "list", "List what a user acquired, by time",
-                              "qvthumbs history list --user anna --since 2024-05-01", arguments, &List);
+  CCommand command = AddVerb(parent, "list", "List what a user acquired, by time",
+                             "qvthumbs history list --user anna --since 2024-05-01", arguments, &List);
   AddRequired(command, "--user", &arguments->user, "Who acquired the images", "NAME");
   AddTimeRangeOptions(command, &arguments->range);
 }
 
-void AddFilesVerb(CLI::App* parent) {
+void AddFilesVerb(CCommand parent) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = AddVerb(parent, "files", "List the files of a user's experiment",
-                              "qvthumbs history files --user anna --experiment 3", arguments, &ListFiles);
+  CCommand command = AddVerb(parent, "files", "List the files of a user's experiment",
+                             "qvthumbs history files --user anna --experiment 3", arguments, &ListFiles);
   AddRequired(command, "--user", &arguments->user, "Who acquired the images", "NAME");
   AddRequired(command, "--experiment", &arguments->experiment, "The experiment's number", "ID");
   AddTimeRangeOptions(command, &arguments->range);
 }
 
-void AddDeleteVerb(CLI::App* parent) {
+void AddDeleteVerb(CCommand parent) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command =
+  CCommand command =
       AddVerb(parent, "delete", "Delete an experiment's records, of all users; the last one takes the experiment along",
               "qvthumbs history delete --experiment 3 --until 2024-01-01", arguments, &Delete);
   AddRequired(command, "--experiment", &arguments->experiment, "The experiment's number", "ID");
@@ -121,10 +123,10 @@ void AddDeleteVerb(CLI::App* parent) {
 
 }  // namespace
 
-void AddHistoryCommand(CLI::App& app, SOutcome& outcome) {
-  CLI::App* command = app.add_subcommand("history", "Who acquired which image when");
-  command->require_subcommand(1);
-  command->footer(
+void AddHistoryCommand(CCommand program, SOutcome& outcome) {
+  CCommand command = program.AddVerb("history", "Who acquired which image when");
+  command.RequireVerb();
+  command.SetFooter(
       "Example: what did Anna acquire in May?\n"
       "  qvthumbs history list --user anna --since 2024-05-01 --until 2024-06-01");
   AddHistoryAddCommand(command, outcome);

@@ -136,25 +136,25 @@ void Import(const SArguments& arguments, SOutcome& outcome) {
 
 }  // namespace
 
-void AddImportCommand(CLI::App& app, SOutcome& outcome) {
+void AddImportCommand(CCommand program, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("import", "Copy images into the records of an image library");
+  CCommand command = program.AddVerb("import", "Copy images into the records of an image library");
   AddRequired(command, "--library", &arguments->library, "The library, an SQLite file; made when missing", "FILE");
-  command->add_option("--field", arguments->field, "The picture field to fill (default: image)")
-      ->type_name("NAME")
-      ->check([](const std::string& name) { return name.empty() ? "a field needs a name" : ""; });
-  command->add_option("--record", arguments->record, "Fill a field of this record instead of the image's own")
-      ->check(Unmentioned(CLI::PositiveNumber))
-      ->type_name("N");
+  command.AddOption("--field", &arguments->field, "The picture field to fill (default: image)")
+      .Type("NAME")
+      .NotEmpty("a field needs a name");
+  command.AddOption("--record", &arguments->record, "Fill a field of this record instead of the image's own")
+      .Positive()
+      .Type("N");
   AddRecursiveOption(command, &arguments->recursive);
   AddJsonOption(command, &arguments->json);
   AddRequired(command, "images", &arguments->paths, "Image files, and folders of them", "IMAGE");
-  command->footer(
+  command.SetFooter(
       "An image that was imported before replaces its earlier state.\n\n"
       "Example: a library of the images of a folder, and the thumbnails of its records\n"
       "  qvthumbs import --library lab.qvlib ~/images\n"
       "  qvthumbs make --library lab.qvlib");
-  command->callback([arguments, &outcome] { Import(*arguments, outcome); });
+  command.SetWork([arguments, &outcome] { Import(*arguments, outcome); });
 }
 
 }  // namespace qvhost

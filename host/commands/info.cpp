@@ -75,16 +75,16 @@ void ShowInfo(const SArguments& arguments, SOutcome& outcome) {
 
 }  // namespace
 
-void AddInfoCommand(CLI::App& app, SOutcome& outcome) {
+void AddInfoCommand(CCommand program, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("info", "Tell what image files say about themselves");
+  CCommand command = program.AddVerb("info", "Tell what image files say about themselves");
   AddDatabaseOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
   AddRequired(command, "files", &arguments->files, "Image files", "FILE");
-  command->footer(
+  command.SetFooter(
       "Example: sizes, loops, calibration, objective and acquisition time as JSON\n"
       "  qvthumbs info --json cells.ome.tif");
-  command->callback([arguments, &outcome] { ShowInfo(*arguments, outcome); });
+  command.SetWork([arguments, &outcome] { ShowInfo(*arguments, outcome); });
 }
 
 }  // namespace qvhost

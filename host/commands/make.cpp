@@ -58,27 +58,25 @@ void MakeForLibrary(const SArguments& arguments, SOutcome& outcome) {
 
 }  // namespace
 
-void AddMakeCommand(CLI::App& app, SOutcome& outcome) {
+void AddMakeCommand(CCommand program, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("make", "Make the thumbnails of image files that have none yet");
+  CCommand command = program.AddVerb("make", "Make the thumbnails of image files that have none yet");
   AddDatabaseOptions(command, &arguments->database);
   AddRecursiveOption(command, &arguments->recursive);
   AddQualityOption(command, &arguments->make.highQuality);
-  command->add_flag("--sync", arguments->make.sync, "One at a time, without the background workers");
-  auto* library =
-      command->add_option("--library", arguments->library, "The records of an image library instead of files");
-  library->type_name("FILE");
-  command->add_option("--field", arguments->field, "Only this picture field of the records")
-      ->needs(library)
-      ->type_name("NAME");
+  command.AddFlag("--sync", &arguments->make.sync, "One at a time, without the background workers");
+  COption library =
+      command.AddOption("--library", &arguments->library, "The records of an image library instead of files");
+  library.Type("FILE");
+  command.AddOption("--field", &arguments->field, "Only this picture field of the records").Needs(library).Type("NAME");
   AddJsonOption(command, &arguments->json);
-  command->add_option("paths", arguments->paths, "Image files, and folders of them")->type_name("PATH");
-  command->footer(
+  command.AddOption("paths", &arguments->paths, "Image files, and folders of them").Type("PATH");
+  command.SetFooter(
       "A thumbnail that the database holds is kept while its file is unchanged.\n"
       "Ctrl-C stops cleanly; nothing that was made is lost.\n\n"
       "Example: the thumbnails of a folder and all below\n"
       "  qvthumbs make --recursive ~/images");
-  command->callback([arguments, &outcome] {
+  command.SetWork([arguments, &outcome] {
     if (arguments->library.empty()) {
       MakeForFiles(*arguments, outcome);
     } else {

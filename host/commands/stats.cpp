@@ -135,13 +135,13 @@ void PrintStats(const SStats& stats) {
 
 }  // namespace
 
-void AddStatsCommand(CLI::App& app, SOutcome&) {
+void AddStatsCommand(CCommand program, SOutcome&) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("stats", "Tell what a database holds");
+  CCommand command = program.AddVerb("stats", "Tell what a database holds");
   AddDatabaseOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
-  command->footer("Example:\n  qvthumbs stats");
-  command->callback([arguments] {
+  command.SetFooter("Example:\n  qvthumbs stats");
+  command.SetWork([arguments] {
     const SStats stats = Collect(arguments->database);
     if (arguments->json) {
       PrintJson(ToJson(stats));

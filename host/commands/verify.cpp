@@ -114,14 +114,14 @@ void Verify(const SArguments& arguments, SOutcome& outcome) {
 
 }  // namespace
 
-void AddVerifyCommand(CLI::App& app, SOutcome& outcome) {
+void AddVerifyCommand(CCommand program, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("verify", "Check that stored thumbnails decode and are as new as their files");
+  CCommand command = program.AddVerb("verify", "Check that stored thumbnails decode and are as new as their files");
   AddDatabaseOptions(command, &arguments->database);
-  command->add_flag("--repair", arguments->repair, "Remove those that are not, so that 'make' makes them anew");
+  command.AddFlag("--repair", &arguments->repair, "Remove those that are not, so that 'make' makes them anew");
   AddJsonOption(command, &arguments->json);
-  command->footer("Exit status 1: a problem was found and left as it is.\n\nExample:\n  qvthumbs verify --repair");
-  command->callback([arguments, &outcome] { Verify(*arguments, outcome); });
+  command.SetFooter("Exit status 1: a problem was found and left as it is.\n\nExample:\n  qvthumbs verify --repair");
+  command.SetWork([arguments, &outcome] { Verify(*arguments, outcome); });
 }
 
 }  // namespace qvhost

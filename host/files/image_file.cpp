@@ -108,6 +108,13 @@ bool LocationExists(const CQvStringW& location) {
   return true;
 }
 
+double LastWriteTime(const std::string& path) {
+  const CFileHandle file(CQvStringUtils::UTF8toW(path));
+  SQvFileTime lastWrite;
+  if (!file.IsOpen() || QV_GetFileTimes(file.Get(), nullptr, nullptr, &lastWrite) != kQvOk) return 0.0;
+  return CQvDateTime(lastWrite).GetJulianDayNumber();
+}
+
 std::string ExplainOpenFailure(const std::string& path) {
   // Without O_NONBLOCK a FIFO would wait for its writer.
   const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);

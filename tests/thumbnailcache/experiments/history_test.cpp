@@ -124,11 +124,14 @@ TEST_F(HistoryTest, SecondUserOfAFileIsRefused) {
 
 TEST_F(HistoryTest, FailedUpdateIsReportedUnderItsOwnNameAndReturnsZero) {
   Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7);
-  CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON history BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  CSql(DatabaseFile())
+      .Run("CREATE UNIQUE INDEX one ON history(M_acqTime); INSERT INTO history VALUES ('b.tif', 'bob', 3.5, 1)");
   EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 3.5, 7), 0);
-  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: WriteHistory - sqlite3_step failed: kept",
-                                              L"THUMBCACHE: WriteHistory - sqlite3_finalize failed: kept"));
-  EXPECT_THAT(Rows(), ElementsAre("a.tif|ada|2.5|7"));
+  EXPECT_THAT(
+      m_diag.TakeTexts(),
+      ElementsAre(L"THUMBCACHE: WriteHistory - sqlite3_step failed: UNIQUE constraint failed: history.M_acqTime",
+                  L"THUMBCACHE: WriteHistory - sqlite3_finalize failed: UNIQUE constraint failed: history.M_acqTime"));
+  EXPECT_THAT(Rows(), ElementsAre("a.tif|ada|2.5|7", "b.tif|bob|3.5|1"));
   CSqliteSpy::FinalizeOpenStatements();
 }
 
@@ -258,11 +261,9 @@ TEST_F(HistoryTest, DeleteOfNothingRemovesAnUnreferencedExperiment) {
 }
 
 TEST_F(HistoryTest, FailedDeleteFailsAndKeepsTheExperiment) {
-  CSql(DatabaseFile())
-      .Run(
-          "INSERT INTO experiments (experimentID) VALUES (1); CREATE TRIGGER kept BEFORE DELETE ON history BEGIN "
-          "SELECT RAISE(FAIL, 'kept'); END");
+  CSql(DatabaseFile()).Run("INSERT INTO experiments (experimentID) VALUES (1)");
   Cache().WriteHistory(L"a", L"ada", 1, 1);
+  CSqliteSpy::FailStep(kDelete, SQLITE_CONSTRAINT);
   CSqliteSpy::Clear();
   EXPECT_EQ(Cache().DeleteHistory(0.0, 5.0, 1), -9);
   EXPECT_THAT(CSqliteSpy::TakeCalls(), ElementsAre("prepare " + kDelete, "bind_int 1 1", "bind_double 2 0",
@@ -274,10 +275,8 @@ TEST_F(HistoryTest, FailedDeleteFailsAndKeepsTheExperiment) {
 }
 
 TEST_F(HistoryTest, FailedDeleteOfTheExperimentIsIgnored) {
-  CSql(DatabaseFile())
-      .Run(
-          "INSERT INTO experiments (experimentID) VALUES (1); CREATE TRIGGER kept BEFORE DELETE ON experiments BEGIN "
-          "SELECT RAISE(FAIL, 'kept'); END");
+  CSql(DatabaseFile()).Run("INSERT INTO experiments (experimentID) VALUES (1)");
+  CSqliteSpy::FailStep(kDeleteExperiment, SQLITE_CONSTRAINT);
   EXPECT_EQ(Cache().DeleteHistory(0.0, 5.0, 1), 0);
   EXPECT_EQ(Experiments(), 1);
 }
