@@ -46,6 +46,9 @@ class CStatement {
   CQvStringW GetText16(int column);
   CQvByteArray GetBlob(int column);
 
+  // Rows that its steps so far looked at because no index leads to those wanted.
+  std::int64_t CountScannedRows() noexcept;
+
   // Returns SQLite's result: the error of the last step, if it failed. Later calls return 0.
   int Finalize() noexcept;
   // Clears the bindings, resets the statement and leaves it to the connection, which finalizes it when it is closed.
