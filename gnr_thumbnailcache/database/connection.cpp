@@ -9,6 +9,23 @@ namespace {
 // How long a statement waits for another process that writes the same file.
 constexpr int kBusyTimeoutMs = 5000;
 
+// Texts and blobs of a row, and rows as a whole. The largest that is written is a picture of some hundred kilobytes.
+constexpr int kLongestValue = 64 << 20;
+
+// A file may come from anybody. Its tables are read and written; nothing else in it is run.
+void Distrust(sqlite3* db) noexcept {
+  for (const int option :
+       {SQLITE_DBCONFIG_ENABLE_TRIGGER, SQLITE_DBCONFIG_ENABLE_VIEW, SQLITE_DBCONFIG_TRUSTED_SCHEMA}) {
+    sqlite3_db_config(db, option, 0, nullptr);
+  }
+  sqlite3_db_config(db, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_drop_modules(db, nullptr);
+  sqlite3_limit(db, SQLITE_LIMIT_LENGTH, kLongestValue);
+}
+
+// Callers and workers share the connection, which only SQLite's serialised mode protects.
+bool IsSerialised(sqlite3* db) noexcept { return sqlite3_threadsafe() != 0 && sqlite3_db_mutex(db) != nullptr; }
+
 std::int32_t CheckTables(sqlite3* db) {
   for (const auto check :
        {CheckCacheTable, CheckMetadataTable, CheckExperimentsTable, CheckHistoryTable, CheckStoredTable}) {
@@ -31,20 +48,27 @@ sqlite3* CConnection::OpenFile(const CQvStringA& path) {
     m_failed.push_back(db);
     return nullptr;
   }
-  sqlite3_busy_timeout(db, kBusyTimeoutMs);
-  // SQLite opens a file that may not be written for reading only; a cache that cannot store is no cache.
-  if (sqlite3_db_readonly(db, "main") == 1) {
-    ReportText(__LINE__, L"THUMBCACHE: " + CQvStringUtils::UTF8toW(sqlite3_errstr(SQLITE_READONLY)).Str());
+  if (!IsSerialised(db)) {
+    ReportText(__LINE__,
+               L"THUMBCACHE: SQLite does not protect a connection that several threads use: it was built or "
+               L"configured without its serialised mode");
     sqlite3_close(db);
     return nullptr;
   }
+  sqlite3_busy_timeout(db, kBusyTimeoutMs);
+  Distrust(db);
   return db;
 }
 
 std::int32_t CConnection::Open(const CQvStringA& path) {
   sqlite3* db = OpenFile(path);
   if (!db) return kQvFailure;
-  if (const std::int32_t status = CheckTables(db)) return status;
+  try {
+    if (const std::int32_t status = CheckTables(db)) return status;
+  } catch (...) {
+    sqlite3_close(db);
+    throw;
+  }
   m_db = db;
   m_open = true;
   return kQvOk;

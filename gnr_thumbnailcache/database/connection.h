@@ -17,7 +17,8 @@ class CConnection {
   CConnection& operator=(const CConnection&) = delete;
   ~CConnection() { Close(); }
 
-  // Opens or creates the file and checks its five tables. 0; or -9, reported through the diagnostics, and closed.
+  // Opens or creates the file and checks its five tables. 0; or -9, reported through the diagnostics, and closed. A
+  // file that may only be read is opened when its tables are right; the statements that would write then fail.
   std::int32_t Open(const CQvStringA& path);
   // Also finalizes what operations left unfinalized: it would keep the file open.
   void Close() noexcept;

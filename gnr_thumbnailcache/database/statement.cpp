@@ -54,6 +54,10 @@ CQvByteArray CStatement::GetBlob(int column) {
   return bytes;
 }
 
+std::int64_t CStatement::CountScannedRows() noexcept {
+  return m_statement ? sqlite3_stmt_status(m_statement, SQLITE_STMTSTATUS_FULLSCAN_STEP, 0) : 0;
+}
+
 int CStatement::Finalize() noexcept {
   const int result = m_statement ? sqlite3_finalize(m_statement) : SQLITE_OK;
   Leave();
@@ -66,8 +70,10 @@ void CStatement::Leave() noexcept {
 }
 
 void CStatement::ResetAndLeave() noexcept {
-  sqlite3_clear_bindings(m_statement);
-  sqlite3_reset(m_statement);
+  if (m_statement) {
+    sqlite3_clear_bindings(m_statement);
+    sqlite3_reset(m_statement);
+  }
   Leave();
 }
 

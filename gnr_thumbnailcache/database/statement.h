@@ -46,11 +46,15 @@ class CStatement {
   CQvStringW GetText16(int column);
   CQvByteArray GetBlob(int column);
 
+  // Rows that its steps so far looked at because no index leads to those wanted.
+  std::int64_t CountScannedRows() noexcept;
+
   // Returns SQLite's result: the error of the last step, if it failed. Later calls return 0.
   int Finalize() noexcept;
   // Clears the bindings, resets the statement and leaves it to the connection, which finalizes it when it is closed.
   void ResetAndLeave() noexcept;
-  // Leaves the statement to the connection as it is.
+  // Leaves the statement to the connection as it is. Only after SQLITE_DONE: any other would go on reading or writing,
+  // and a connection with a write under way never commits again.
   void Leave() noexcept;
 
  private:

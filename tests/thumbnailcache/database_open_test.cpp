@@ -186,28 +186,82 @@ class COrdinaryUser {
   bool m_dropped = false;
 };
 
-TEST_F(DatabaseOpenTest, ReadOnlyFileIsRefused) {
+// What a user may do who may read the folder's files and write none.
+TEST_F(DatabaseOpenTest, ReadOnlyFileWithItsTablesIsOpened) {
   ASSERT_EQ(Open(), 0);
+  const std::wstring stored = MakeFile("stored.tif"), other = MakeFile("other.tif");
+  RequestNow(Cache(), {Describe(stored)});
+  Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7);
   Close();
-  for (const bool hasTables : {true, false}) {
-    const std::string file = hasTables ? DatabaseFile() : Folder().Path("empty.db");
-    if (!hasTables) CSql(file).Run("CREATE TABLE other (x)");
-    chmod(file.c_str(), 0444);
-    chmod(Folder().Path().c_str(), 0755);
-    {
-      COrdinaryUser user;
-      EXPECT_EQ(Host().Open(CQvStringUtils::UTF8toW(file.c_str()).Str()), -9);
-      const auto texts = m_diag.TakeTexts();
-      ASSERT_THAT(texts, SizeIs(1));
-      EXPECT_TRUE(texts[0].starts_with(L"THUMBCACHE: ")) << Utf8(texts[0]);
-      EXPECT_TRUE(texts[0].ends_with(L"attempt to write a readonly database")) << Utf8(texts[0]);
-      EXPECT_EQ(CountThreads(), m_threads);
-      EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
-    }
-    chmod(file.c_str(), 0644);
-    EXPECT_EQ(Host().Open(CQvStringUtils::UTF8toW(file.c_str()).Str()), 0);
+  chmod(DatabaseFile().c_str(), 0444);
+  chmod(Folder().Path().c_str(), 0755);
+  {
+    COrdinaryUser user;
+    ASSERT_EQ(Open(), 0);
+    EXPECT_TRUE(m_diag.Take().empty());
+    std::vector<int> ids;
+    std::vector<double> times;
+    std::vector<CQvStringW> names;
+    EXPECT_EQ(Cache().ReadHistory(L"ada", 0, 9, &ids, &times, &names), 0);
+    EXPECT_THAT(ids, ElementsAre(7));
+    RequestNow(Cache(), {Describe(stored), Describe(other)});
+    EXPECT_EQ(PeekState(Cache(), Describe(stored)), kQvThumbnailReady);
+    EXPECT_EQ(PeekState(Cache(), Describe(other)), kQvThumbnailReady);
+    EXPECT_EQ(Script().RenderCount(stored), 1) << "its row was read";
+    EXPECT_NE(Cache().WriteHistory(L"b.tif", L"ada", 2.5, 7), 0);
+    const auto texts = m_diag.TakeTexts();
+    ASSERT_FALSE(texts.empty());
+    EXPECT_TRUE(texts.back().ends_with(L"attempt to write a readonly database")) << Utf8(texts.back());
     EXPECT_EQ(Close(), 0);
   }
+  chmod(DatabaseFile().c_str(), 0644);
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM history"), "1");
+}
+
+TEST_F(DatabaseOpenTest, ReadOnlyFileWithoutItsTablesIsRefused) {
+  const std::string file = Folder().Path("other.db");
+  CSql(file).Run("CREATE TABLE other (x)");
+  chmod(file.c_str(), 0444);
+  chmod(Folder().Path().c_str(), 0755);
+  {
+    COrdinaryUser user;
+    EXPECT_EQ(Host().Open(CQvStringUtils::UTF8toW(file.c_str()).Str()), -9);
+    EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: Failed to create the cache table. attempt to write a "
+                                                L"readonly database"));
+    EXPECT_EQ(CountThreads(), m_threads);
+    EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
+  }
+  chmod(file.c_str(), 0644);
+  EXPECT_EQ(Host().Open(CQvStringUtils::UTF8toW(file.c_str()).Str()), 0);
+}
+
+// Puts SQLite into another threading mode while it lives. No connection may be open.
+class CThreadingMode {
+ public:
+  explicit CThreadingMode(int mode) { Set(mode); }
+  CThreadingMode(const CThreadingMode&) = delete;
+  CThreadingMode& operator=(const CThreadingMode&) = delete;
+  ~CThreadingMode() { Set(SQLITE_CONFIG_SERIALIZED); }
+
+ private:
+  static void Set(int mode) {
+    EXPECT_EQ(sqlite3_shutdown(), SQLITE_OK);
+    EXPECT_EQ(sqlite3_config(mode), SQLITE_OK);
+    EXPECT_EQ(sqlite3_initialize(), SQLITE_OK);
+  }
+};
+
+TEST_F(DatabaseOpenTest, LibraryWithoutTheSerialisedModeIsRefused) {
+  for (const int mode : {SQLITE_CONFIG_MULTITHREAD, SQLITE_CONFIG_SINGLETHREAD}) {
+    const CThreadingMode changed(mode);
+    EXPECT_EQ(Open(), -9);
+    const auto texts = m_diag.TakeTexts();
+    ASSERT_THAT(texts, SizeIs(1));
+    EXPECT_TRUE(texts[0].starts_with(L"THUMBCACHE: SQLite does not protect a connection")) << Utf8(texts[0]);
+    EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
+    EXPECT_EQ(CountThreads(), m_threads);
+  }
+  EXPECT_EQ(Open(), 0);
 }
 
 TEST_F(DatabaseOpenTest, LockedFileIsRefused) {
@@ -258,6 +312,79 @@ TEST_F(DatabaseOpenTest, OpenMasksFloatingPointExceptions) {
   EXPECT_EQ(fegetexcept(), 0);
   fesetenv(&before);
 }
+
+#if defined(__x86_64__)
+
+// The exception masks of the calling thread, one bit each; the second lowest is that of denormal operands.
+constexpr unsigned kAllMasks = 0x3F;
+unsigned SseMasks() { return (__builtin_ia32_stmxcsr() >> 7) & kAllMasks; }
+unsigned X87Masks() {
+  std::uint16_t control = 0;
+  asm volatile("fnstcw %0" : "=m"(control));
+  return control & kAllMasks;
+}
+void UnmaskAll() {
+  std::uint16_t control = 0;
+  asm volatile("fnstcw %0" : "=m"(control));
+  control = static_cast<std::uint16_t>(control & ~kAllMasks);
+  asm volatile("fldcw %0" : : "m"(control));
+  __builtin_ia32_ldmxcsr(__builtin_ia32_stmxcsr() & ~(kAllMasks << 7));
+}
+
+TEST_F(DatabaseOpenTest, OpenMasksDenormalOperandsTooInBothUnits) {
+  fenv_t before;
+  ASSERT_EQ(fegetenv(&before), 0);
+  std::feclearexcept(FE_ALL_EXCEPT);
+  unsigned sse = 0, x87 = 0;
+  const std::wstring path = Folder().Wide("cache.db");
+  UnmaskAll();
+  const std::int32_t opened = Cache().OpenDatabase(path.c_str());
+  sse = SseMasks();
+  x87 = X87Masks();
+  fesetenv(&before);
+  EXPECT_EQ(opened, 0);
+  EXPECT_EQ(sse, kAllMasks);
+  EXPECT_EQ(x87, kAllMasks);
+  EXPECT_EQ(Cache().CloseDatabase(), 0);
+}
+
+TEST_F(DatabaseOpenTest, FailedOpenMasksAsWell) {
+  fenv_t before;
+  ASSERT_EQ(fegetenv(&before), 0);
+  std::feclearexcept(FE_ALL_EXCEPT);
+  const std::wstring path = Folder().Wide("nowhere/cache.db");
+  UnmaskAll();
+  const std::int32_t opened = Cache().OpenDatabase(path.c_str());
+  const unsigned sse = SseMasks(), x87 = X87Masks();
+  fesetenv(&before);
+  EXPECT_EQ(opened, -9);
+  EXPECT_EQ(sse, kAllMasks);
+  EXPECT_EQ(x87, kAllMasks);
+  m_diag.Take();
+  Cache().CloseDatabase();
+}
+
+TEST_F(DatabaseOpenTest, WorkersComputeWithEverythingMasked) {
+  fenv_t before;
+  ASSERT_EQ(fegetenv(&before), 0);
+  std::feclearexcept(FE_ALL_EXCEPT);
+  const std::wstring path = Folder().Wide("cache.db");
+  UnmaskAll();
+  const std::int32_t opened = Host().Open(path);
+  fesetenv(&before);
+  ASSERT_EQ(opened, 0);
+  std::atomic<unsigned> sse{0}, x87{0};
+  Script().SetRenderHook([&](const std::wstring&) {
+    sse = SseMasks();
+    x87 = X87Masks();
+  });
+  CRecordingListener listener(Cache());
+  MakeOne(listener);
+  EXPECT_EQ(sse, kAllMasks);
+  EXPECT_EQ(x87, kAllMasks);
+}
+
+#endif
 
 TEST_F(DatabaseOpenTest, ReopeningTheSameFileKeepsItsRows) {
   ASSERT_EQ(Open(), 0);

@@ -256,16 +256,30 @@ TEST_F(MetadataTableTest, FailedDeleteSkipsTheInsertSilently) {
   CSqliteSpy::FinalizeOpenStatements();
 }
 
+TEST_F(MetadataTableTest, SavingSurvivesATableThatIsGone) {
+  CSql(DatabaseFile()).Run("DROP TABLE metadata");
+  const std::wstring path = MakeFile("a.tif", MakeRich());
+  STextInfo all;
+  EXPECT_EQ(all.Read(Cache(), path), 0);
+  EXPECT_EQ(all.info.width, 101u);
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), IsEmpty());
+}
+
 TEST_F(MetadataTableTest, FailedInsertIsReportedTwiceAndChangesNoResult) {
-  CSql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON metadata BEGIN SELECT RAISE(FAIL, 'no room'); END");
+  CSql(DatabaseFile())
+      .Run("CREATE UNIQUE INDEX one ON metadata(M_width); INSERT INTO metadata (filename, M_width) VALUES ('b', 101)");
   const std::wstring path = MakeFile("a.tif", MakeRich());
   STextInfo all;
   EXPECT_EQ(all.Read(Cache(), path), 0);
   const auto messages = m_diag.Take();
   ASSERT_THAT(messages, SizeIs(2));
-  EXPECT_EQ(messages[0].text, L"THUMBCACHE: SaveFileTextInfoToDatabase - sqlite3_step failed: no room");
+  EXPECT_EQ(
+      messages[0].text,
+      L"THUMBCACHE: SaveFileTextInfoToDatabase - sqlite3_step failed: UNIQUE constraint failed: metadata.M_width");
   EXPECT_EQ(messages[0].line, 2640);
-  EXPECT_EQ(messages[1].text, L"THUMBCACHE: SaveFileTextInfoToDatabase - sqlite3_finalize failed: no room");
+  EXPECT_EQ(
+      messages[1].text,
+      L"THUMBCACHE: SaveFileTextInfoToDatabase - sqlite3_finalize failed: UNIQUE constraint failed: metadata.M_width");
   EXPECT_EQ(messages[1].line, 2646);
   for (const SDiag& message : messages) {
     EXPECT_EQ(message.file, kSource);
@@ -279,7 +293,7 @@ TEST_F(MetadataTableTest, OldRowsStayWhenTheirDeleteFails) {
   STextInfo all;
   all.Read(Cache(), path);
   SetTime(path, kBase + 2);
-  CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE DELETE ON metadata BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  CSqliteSpy::FailStep(kDelete, SQLITE_CONSTRAINT);
   EXPECT_EQ(all.Read(Cache(), path), 0);
   EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "1.0");
   CSqliteSpy::FinalizeOpenStatements();
