@@ -11,9 +11,14 @@
 namespace qvhost {
 namespace {
 
-std::string& DatabaseInUse() {
-  static std::string path;
-  return path;
+struct SFileInUse {
+  std::string path;
+  bool isLibrary = false;
+};
+
+SFileInUse& FileInUse() {
+  static SFileInUse file;
+  return file;
 }
 
 // SQLite's text of an error code is part of what it says.
@@ -24,18 +29,18 @@ bool Says(const std::string& said, std::initializer_list<int> codes) {
 
 }  // namespace
 
-void SetDatabaseInUse(const std::string& path) { DatabaseInUse() = path; }
+void SetDatabaseInUse(const std::string& path) { FileInUse() = {path, false}; }
+void SetLibraryInUse(const std::string& path) { FileInUse() = {path, true}; }
 
 std::string ExplainDatabaseError(const std::string& said) {
-  const std::string& path = DatabaseInUse();
+  const std::string& path = FileInUse().path;
   if (Says(said, {SQLITE_FULL})) {
     return fmt::format("there is no room left for {} ({}); make room on its disk and run again", path, said);
   }
   if (Says(said, {SQLITE_CORRUPT, SQLITE_NOTADB})) {
-    return fmt::format(
-        "{0} is damaged ({1}); 'qvthumbs verify' tells where. Move it away, and 'qvthumbs make' makes the thumbnails "
-        "anew; history, experiments and stored items can be read out of it with: sqlite3 '{0}' .recover",
-        path, said);
+    return fmt::format("{} is damaged ({}); {}", path, said,
+                       FileInUse().isLibrary ? "import the images into a new library"
+                                             : "'qvthumbs verify' tells how far it is, and what can be done");
   }
   if (Says(said, {SQLITE_IOERR})) {
     return fmt::format("{} cannot be read or written ({}); see whether its disk is sound and has room", path, said);
@@ -47,6 +52,16 @@ std::string ExplainDatabaseError(const std::string& said) {
     return fmt::format("{} is locked by {}; run again when that is done", path, DescribeLockHolder(path));
   }
   return said;
+}
+
+std::string ExplainDamage(const std::string& found) {
+  return fmt::format(
+      "{0} is damaged: {1}\n"
+      "Keep a copy of it. Thumbnails and texts come back by themselves: move the file away, and 'qvthumbs make' makes "
+      "a\n"
+      "new one. History, experiments and stored items can be read out of the old one as far as they are whole:\n"
+      "  sqlite3 '{0}' .recover | sqlite3 NEW.db",
+      FileInUse().path, found);
 }
 
 bool IsLastingError(const std::string& said) {

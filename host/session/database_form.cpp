@@ -31,9 +31,8 @@ constexpr std::array<STableForm, 5> kForms = {{
 
 // SQLite compares names without regard to the case of ASCII letters.
 bool SameName(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char left, unsigned char right) {
-    return std::tolower(left) == std::tolower(right);
-  });
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](unsigned char left, unsigned char right) { return std::tolower(left) == std::tolower(right); });
 }
 
 std::vector<std::string> ColumnsOf(const SQLite::Database& db, const std::string& table) {
