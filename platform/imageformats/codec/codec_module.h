@@ -39,6 +39,9 @@ class COpenedImage {
   // CUnsupportedError there, because -3 must reach the caller of the rendering.
   virtual const SQvImageInfo& Info() const = 0;
 
+  // Bytes of all the files that the pixels come from: the measure of the time that decoding may take.
+  virtual std::uint64_t SourceBytes() const = 0;
+
   // Fills `picture`, which has the shape of Info(), with the first picture as displayed.
   virtual void Read(SQvPicBuf& picture, CRenderGuard& guard) = 0;
 

@@ -113,6 +113,8 @@ class CLibpngRows final : public IPngRowSource {
       png_set_user_limits(s.png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);  // the guard limits pixels and memory
       png_set_chunk_malloc_max(s.png, kMaxChunk);
       png_set_chunk_cache_max(s.png, kMaxKeptChunks);
+      // Texts and profiles were read with the header; libpng would unfold and keep each.
+      png_set_keep_unknown_chunks(s.png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
       png_set_crc_action(s.png, PNG_CRC_ERROR_QUIT, PNG_CRC_WARN_DISCARD);
       png_read_info(s.png, s.info);
       s.passes = png_set_interlace_handling(s.png);

@@ -11,6 +11,7 @@ class CTiffImage final : public COpenedImage {
   explicit CTiffImage(std::shared_ptr<const CInput> input);
 
   const SQvImageInfo& Info() const override { return m_info; }
+  std::uint64_t SourceBytes() const override { return m_files.Bytes(); }
   // Colours as stored after palettes and YCbCr are resolved: grey, RGB, CMYK, or the samples of channels; Lab as RGB.
   // Opacity is laid over white. Samples of other than 8 and 16 bits are brought to the nearer larger of the two; wider
   // ones to 16: integers by their high bits, floating point between the least and the largest value.

@@ -30,6 +30,12 @@ CFileSet::CFileSet(std::shared_ptr<const CInput> input) {
   m_name = slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
+std::uint64_t CFileSet::Bytes() const noexcept {
+  std::uint64_t bytes = 0;
+  for (const std::unique_ptr<STiffFile>& file : m_files) bytes += file->input->Size();
+  return bytes;
+}
+
 std::shared_ptr<const CInput> CFileSet::OpenBeside(const std::string& name) const {
   if (m_name.empty() || !IsPlainName(name)) return nullptr;
   try {

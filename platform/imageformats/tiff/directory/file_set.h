@@ -29,6 +29,9 @@ class CFileSet {
   STiffFile& Main() noexcept { return *m_files.front(); }
   STiffFile& File(std::size_t index) noexcept { return *m_files[index]; }
 
+  // Of all files opened so far.
+  std::uint64_t Bytes() const noexcept;
+
   // The opened file's own name, in UTF-8; empty for memory.
   const std::string& MainName() const noexcept { return m_name; }
   // Index of the TIFF file of that name beside the main one, opened when asked for first; -1 when there is none, or the
