@@ -28,6 +28,11 @@ SRenderLimits LimitsFor(std::uint64_t bytes) noexcept {
   return limits;
 }
 
+std::string TimeExceeded(std::chrono::milliseconds limit) {
+  return "Reading the picture needs more processor time than its size allows: " + std::to_string(limit.count() / 1000) +
+         " s";
+}
+
 CRenderGuard::CRenderGuard(const SRenderLimits& limits) : m_limits(limits), m_deadline(ProcessorTime() + limits.time) {}
 
 void CRenderGuard::CheckPixels(std::uint64_t width, std::uint64_t height) const {
@@ -40,8 +45,7 @@ void CRenderGuard::CheckPixels(std::uint64_t width, std::uint64_t height) const 
 
 void CRenderGuard::CheckTime() const {
   if (ProcessorTime() < m_deadline) return;
-  throw CDamagedError("Reading the picture needs more processor time than its size allows: " +
-                      std::to_string(m_limits.time.count() / 1000) + " s");
+  throw CDamagedError(TimeExceeded(m_limits.time));
 }
 
 void CRenderGuard::Reserve(std::uint64_t bytes) {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace imageformats {
@@ -15,6 +16,9 @@ struct SRenderLimits {
 
 // The limits for a picture whose files have so many bytes: a second more for every 10 MB, whatever a header claims.
 SRenderLimits LimitsFor(std::uint64_t bytes) noexcept;
+
+// Why an operation was given up that may take so long.
+std::string TimeExceeded(std::chrono::milliseconds limit);
 
 // Keeps one operation within its limits. Codec code reserves memory before it allocates it and asks for the time
 // once a band. Used by one thread. All refusals throw CDamagedError with a text for people.

@@ -88,6 +88,7 @@ class CLibpngRows final : public IPngRowSource {
   }
 
   SBand NextBand(std::uint32_t most) override {
+    m_guard.CheckTime();
     const auto stride = static_cast<std::size_t>(m_rowBytes);
     const std::uint32_t count = std::min(most, m_height - m_done);
     if (m_state.passes > 1) {
@@ -95,7 +96,6 @@ class CLibpngRows final : public IPngRowSource {
       m_done += count;
       return band;
     }
-    m_guard.CheckTime();
     if (m_rows.size() < count * m_rowBytes) m_rows = m_guard.NewVector<std::uint8_t>(count * m_rowBytes);
     ReadRows(m_rows.data(), count);
     m_done += count;

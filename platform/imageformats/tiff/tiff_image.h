@@ -17,6 +17,7 @@ class CTiffImage final : public COpenedImage {
   // ones to 16: integers by their high bits, floating point between the least and the largest value.
   void Read(SQvPicBuf& picture, CRenderGuard& guard) override;
   void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) override;
+  bool HasCustomTags() const override { return m_hasCustomTags; }
   bool CustomTag(const CQvStringW& name, CQvByteArray& bytes) override;
   SImageMetadata Metadata() override;
 
@@ -24,6 +25,7 @@ class CTiffImage final : public COpenedImage {
   CFileSet m_files;
   SDataset m_dataset;
   SQvImageInfo m_info;
+  bool m_hasCustomTags;
 };
 
 }  // namespace imageformats::tiff

@@ -26,7 +26,7 @@ class CFileSet {
   // Throws CDamagedError when the file is no TIFF file.
   explicit CFileSet(std::shared_ptr<const CInput> input);
 
-  STiffFile& Main() noexcept { return *m_files.front(); }
+  STiffFile& Main() const noexcept { return *m_files.front(); }
   STiffFile& File(std::size_t index) noexcept { return *m_files[index]; }
 
   // Of all files opened so far.
@@ -43,7 +43,6 @@ class CFileSet {
  private:
   std::vector<std::unique_ptr<STiffFile>> m_files;
   std::map<std::string, int> m_found;
-  std::string m_folder;  // with its separator
   std::string m_name;
 };
 
