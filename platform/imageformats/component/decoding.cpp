@@ -19,7 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 
 bool IsTurnedOff() noexcept {
-  const char* choice = std::getenv("QV_DECODER");
+  const char* choice = secure_getenv("QV_DECODER");
   return choice != nullptr && std::string_view(choice) == "inprocess";
 }
 
@@ -62,26 +62,40 @@ std::shared_ptr<CDecoder> CDecoding::DecoderFor(const CCodecModule& codec, const
   return nullptr;
 }
 
-const CCodecModule* CDecoding::FindCodec(const CInput& input) {
-  return FindCodecFor(input, [&](const CCodecModule& codec) {
-    const std::string nativePath = PathForLibrary(codec, input);
-    const std::shared_ptr<CDecoder> decoder = DecoderFor(codec, nativePath);
-    if (!decoder) return codec.Matches(input);
+// The first attempt may find that the decoder was ended from outside.
+template <class Remote, class InPlace>
+auto CDecoding::Decide(const CCodecModule& codec, const CInput& input, Remote&& remote, InPlace&& inPlace) {
+  const std::string nativePath = PathForLibrary(codec, input);
+  for (bool isFirst = true;; isFirst = false) {
+    std::shared_ptr<CDecoder> decoder = DecoderFor(codec, nativePath);
+    if (!decoder) return inPlace();
     RefuseTroublemaker(input);
     try {
-      return MatchesRemotely(*decoder, codec.Name(), input, nativePath);
+      return remote(std::move(decoder), nativePath);
     } catch (const CStaleDecoder&) {
-      return decoder->Start() && MatchesRemotely(*decoder, codec.Name(), input, nativePath);
+      if (!isFirst) throw;
     }
+  }
+}
+
+const CCodecModule* CDecoding::FindCodec(const CInput& input) {
+  return FindCodecFor(input, [&](const CCodecModule& codec) {
+    return Decide(
+        codec, input,
+        [&](const std::shared_ptr<CDecoder>& decoder, const std::string& nativePath) {
+          return MatchesRemotely(*decoder, codec.Name(), input, nativePath);
+        },
+        [&] { return codec.Matches(input); });
   });
 }
 
 std::unique_ptr<COpenedImage> CDecoding::Open(const CCodecModule& codec, std::shared_ptr<const CInput> input) {
-  std::string nativePath = PathForLibrary(codec, *input);
-  std::shared_ptr<CDecoder> decoder = DecoderFor(codec, nativePath);
-  if (!decoder) return codec.Open(std::move(input));
-  RefuseTroublemaker(*input);
-  return OpenRemoteImage(std::move(decoder), codec.Name(), std::move(input), std::move(nativePath));
+  return Decide(
+      codec, *input,
+      [&](std::shared_ptr<CDecoder> decoder, const std::string& nativePath) {
+        return OpenRemoteImage(std::move(decoder), codec.Name(), input, nativePath);
+      },
+      [&] { return codec.Open(input); });
 }
 
 }  // namespace imageformats

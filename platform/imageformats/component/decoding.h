@@ -23,6 +23,10 @@ class CDecoding {
   // The decoder to ask, running; null: in place.
   std::shared_ptr<CDecoder> DecoderFor(const CCodecModule& codec, const std::string& nativePath);
 
+  // What `remote` returns for a decoder and a native path, or `inPlace` without.
+  template <class Remote, class InPlace>
+  auto Decide(const CCodecModule& codec, const CInput& input, Remote&& remote, InPlace&& inPlace);
+
   bool m_inPlace;
   std::shared_ptr<CDecoder> m_pictures, m_slides;
 };

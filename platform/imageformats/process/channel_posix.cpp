@@ -127,7 +127,8 @@ EResult CChannel::TakePacket(std::size_t size, SMessage* message) {
     m_expected = header.size;
     skipped = sizeof header;
   }
-  if (size - skipped > m_expected - message->content.size()) return EResult::kClosed;
+  // Packets are as large as they can be, so that nobody is kept busy with crumbs.
+  if (size - skipped != std::min(m_expected - message->content.size(), kPacketBytes)) return EResult::kClosed;
   message->content.insert(message->content.end(), m_packet.begin() + static_cast<std::ptrdiff_t>(skipped),
                           m_packet.begin() + static_cast<std::ptrdiff_t>(size));
   m_arriving = message->content.size() < m_expected;

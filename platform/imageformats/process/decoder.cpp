@@ -18,6 +18,9 @@ constexpr std::chrono::milliseconds kTick(200);
 // A decoder stops by itself in time, and says why; it is ended when it does not.
 constexpr std::chrono::seconds kGrace(2);
 std::chrono::milliseconds g_patience = std::chrono::seconds(30);
+std::chrono::milliseconds g_limitForTest{};
+// More than a set of files has.
+constexpr int kMostAskedFor = 10000;
 
 constexpr std::size_t kLargePicture = 8u << 20;
 constexpr std::size_t kPixelStep = 1u << 20;
@@ -47,7 +50,8 @@ class CDecoder::CWatch {
     m_still = now == m_last ? m_still + kTick : std::chrono::milliseconds(0);
     m_last = now;
     const auto limit = LimitsFor(bytes).time;
-    if (now - m_start > limit + kGrace) return TimeExceeded(limit);
+    const auto most = g_limitForTest.count() != 0 ? g_limitForTest : limit + kGrace;
+    if (now - m_start > most) return TimeExceeded(limit);
     if (m_still >= g_patience) return "The decoder stood still and was ended";
     return "";
   }
@@ -100,6 +104,7 @@ std::vector<std::uint8_t> CDecoder::Ask(std::uint32_t kind, const CWireWriter& q
 
 void CDecoder::Await(const SSubject& subject, SMessage* message) {
   CWatch watch(*m_process);
+  int askedFor = 0;
   for (;;) {
     switch (m_process->Channel().Receive(message)) {
       case CChannel::EResult::kTick:
@@ -111,7 +116,7 @@ void CDecoder::Await(const SSubject& subject, SMessage* message) {
         break;
     }
     if (message->kind == kAnswer) return;
-    if (message->kind != kAskBeside) GiveUp(subject, "The decoder's answer is damaged");
+    if (message->kind != kAskBeside || ++askedFor > kMostAskedFor) GiveUp(subject, "The decoder's answer is damaged");
     AnswerBeside(*message, subject);
   }
 }
@@ -121,7 +126,9 @@ void CDecoder::AnswerBeside(const SMessage& message, const SSubject& subject) {
   CWireReader(message.content).Text(name);
   const std::shared_ptr<const CInput> file = subject.input.OpenBeside(name);
   if (file) subject.bytes += file->Size();
-  m_process->Channel().Send(kBeside, {}, file ? file->Handle() : -1);
+  if (m_process->Channel().Send(kBeside, {}, file ? file->Handle() : -1) != CChannel::EResult::kDone) {
+    GiveUp(subject, "The decoder asks and does not listen");
+  }
 }
 
 void CDecoder::GiveUp(const SSubject& subject, const std::string& reason) {
@@ -150,6 +157,9 @@ void CDecoder::TakeBackLarge() noexcept {
   Tell(kRequestMemory, CWireWriter());
 }
 
-void CDecoder::SetPatienceForTest(std::chrono::milliseconds patience) noexcept { g_patience = patience; }
+void CDecoder::SetPatienceForTest(std::chrono::milliseconds still, std::chrono::milliseconds busy) noexcept {
+  g_patience = still;
+  g_limitForTest = busy;
+}
 
 }  // namespace imageformats

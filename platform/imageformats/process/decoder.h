@@ -47,8 +47,8 @@ class CDecoder {
   // Gives large memory back.
   void TakeBackLarge() noexcept;
 
-  // How long a decoder may use no processor time at all while it is waited for.
-  static void SetPatienceForTest(std::chrono::milliseconds patience) noexcept;
+  // How long a decoder that is waited for may stand still, and how much processor time it may use whatever the file.
+  static void SetPatienceForTest(std::chrono::milliseconds still, std::chrono::milliseconds busy) noexcept;
 
  private:
   class CWatch;

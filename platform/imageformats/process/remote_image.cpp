@@ -39,11 +39,7 @@ class CRemoteImage final : public COpenedImage {
         m_number(NextNumber()),
         m_bytes(m_input->Size()) {
     if (!m_input->IsFile()) m_stream = NewMemoryFile(m_input->Memory().data(), m_input->Memory().size());
-    try {
-      Open();
-    } catch (const CStaleDecoder&) {
-      Reopen();
-    }
+    Open();
   }
   CRemoteImage(const CRemoteImage&) = delete;
   CRemoteImage& operator=(const CRemoteImage&) = delete;

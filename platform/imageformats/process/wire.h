@@ -21,16 +21,14 @@ class CWireWriter {
   template <class T>
   void Value(const T& value) {
     static_assert(std::is_arithmetic_v<T>);
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(&value);
-    m_bytes.insert(m_bytes.end(), bytes, bytes + sizeof value);
+    Append(&value, sizeof value);
   }
   void Bytes(const void* data, std::size_t size) {
     Value(static_cast<std::uint32_t>(size));
-    const auto* bytes = static_cast<const std::uint8_t*>(data);
-    m_bytes.insert(m_bytes.end(), bytes, bytes + size);
+    Append(data, size);
   }
   // As it stands, without its size.
-  void Raw(const std::vector<std::uint8_t>& bytes) { m_bytes.insert(m_bytes.end(), bytes.begin(), bytes.end()); }
+  void Raw(const std::vector<std::uint8_t>& bytes) { Append(bytes.data(), bytes.size()); }
   void Text(const std::string& text) { Bytes(text.data(), text.size()); }
   void Text(const CQvStringW& text) { Bytes(text.c_str(), text.GetLength() * sizeof(wchar_t)); }
   // Elements of a list, each written by `element`.
@@ -43,6 +41,13 @@ class CWireWriter {
   const std::vector<std::uint8_t>& Content() const noexcept { return m_bytes; }
 
  private:
+  void Append(const void* data, std::size_t size) {
+    if (size == 0) return;
+    const std::size_t end = m_bytes.size();
+    m_bytes.resize(end + size);
+    std::memcpy(m_bytes.data() + end, data, size);
+  }
+
   std::vector<std::uint8_t> m_bytes;
 };
 
