@@ -69,7 +69,9 @@ CDescriptor OpenList(int flags) {
 }
 
 std::vector<SRecord> ReadList(int list) {
-  std::vector<SRecord> records(kMaxRecords);
+  struct stat status {};
+  if (fstat(list, &status) != 0 || status.st_size <= 0) return {};
+  std::vector<SRecord> records(std::min(static_cast<std::size_t>(status.st_size) / sizeof(SRecord), kMaxRecords));
   const ssize_t size = pread(list, records.data(), records.size() * sizeof(SRecord), 0);
   records.resize(size > 0 ? static_cast<std::size_t>(size) / sizeof(SRecord) : 0);
   return records;
