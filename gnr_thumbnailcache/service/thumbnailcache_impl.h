@@ -95,6 +95,8 @@ class CQvThumbnailCacheImpl : public IQvThumbnailCache, public virtual CQvClass 
   friend class CServiceForTest;
 
   void SetDefaults() noexcept;
+  // Closes the database again and fails when there is none.
+  std::int32_t StartWorkers() noexcept;
 
   CConnection m_connection;
   SThumbnailSettings m_settings;

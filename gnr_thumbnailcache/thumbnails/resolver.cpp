@@ -5,6 +5,7 @@
 #include "gnr_thumbnailcache/textinfo/changed_file.h"
 #include "gnr_thumbnailcache/textinfo/metadata_table.h"
 #include "gnr_thumbnailcache/thumbnails/creation.h"
+#include "gnr_thumbnailcache/thumbnails/making_thread.h"
 #include "gnr_thumbnailcache/thumbnails/records.h"
 
 namespace {
@@ -22,6 +23,7 @@ void CThumbnailResolver::InitWriteMutex() noexcept {
 
 // A stale picture is made anew whatever the database has.
 void CThumbnailResolver::Resolve(CThumbnailWork& work, IQvImageFormatManager* manager) noexcept {
+  if (!work.IsComplete()) return;
   const bool ended = Guarded(false, [&] {
     const bool stale = work.state == kQvThumbnailStale;
     if (stale || !ReadStored(work, manager)) CreateAndSave(work, manager);
@@ -63,10 +65,12 @@ void CThumbnailResolver::CreateAndSave(CThumbnailWork& work, IQvImageFormatManag
 
 void ResolveNow(const SQvThumbnailDescription* descs, std::uint32_t count, CThumbnailCache& cache,
                 CThumbnailResolver& resolver) {
+  const CMakingThread making;
   const CQvRef<IQvImageFormatManager> manager = CreateFormatManager();
   for (std::uint32_t i = 0; i < count; ++i) {
     CThumbnailWork work(cache.PictureCount());
-    if (!cache.TakeNow(descs[i], &work)) continue;
+    // Memory that is out for one is no reason to leave out the others.
+    if (!Guarded(false, [&] { return cache.TakeNow(descs[i], &work); })) continue;
     resolver.Resolve(work, manager.Get());
     cache.Publish(work, CThumbnailCache::EPublish::Picture);
   }

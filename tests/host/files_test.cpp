@@ -113,6 +113,18 @@ TEST(ImageFileTest, TwoNamesThatDifferInCaseOnlyAreToldApart) {
   EXPECT_EQ(TextInfoPath(lower).Str(), folder.Lower("a.tif"));
 }
 
+TEST(ImageFileTest, LinkThatLeadsToItselfIsOneFilesError) {
+  const CTempFolder folder;
+  ASSERT_EQ(symlink("Loop.tif", folder.Path("Loop.tif").c_str()), 0);
+  ASSERT_EQ(symlink("Loops", folder.Path("Loops").c_str()), 0);
+  for (const std::string& path : {folder.Path("Loop.tif"), folder.Path("Loops/a.tif")}) {
+    SQvThumbnailDescription description;
+    std::string reason;
+    EXPECT_FALSE(DescribeFile(path, false, &description, &reason));
+    EXPECT_EQ(reason, "Too many levels of symbolic links") << path;
+  }
+}
+
 TEST(ImageFileTest, SaysWhyAFileCannotBeOpened) {
   const CTempFolder folder;
   ASSERT_EQ(mkfifo(folder.Path("pipe.png").c_str(), 0600), 0);

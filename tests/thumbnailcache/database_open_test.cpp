@@ -374,6 +374,79 @@ TEST_F(DatabaseOpenTest, OpenMasksFloatingPointExceptions) {
   fesetenv(&before);
 }
 
+#if defined(__x86_64__)
+
+// The exception masks of the calling thread, one bit each; the second lowest is that of denormal operands.
+constexpr unsigned kAllMasks = 0x3F;
+unsigned SseMasks() { return (__builtin_ia32_stmxcsr() >> 7) & kAllMasks; }
+unsigned X87Masks() {
+  std::uint16_t control = 0;
+  asm volatile("fnstcw %0" : "=m"(control));
+  return control & kAllMasks;
+}
+void UnmaskAll() {
+  std::uint16_t control = 0;
+  asm volatile("fnstcw %0" : "=m"(control));
+  control = static_cast<std::uint16_t>(control & ~kAllMasks);
+  asm volatile("fldcw %0" : : "m"(control));
+  __builtin_ia32_ldmxcsr(__builtin_ia32_stmxcsr() & ~(kAllMasks << 7));
+}
+
+TEST_F(DatabaseOpenTest, OpenMasksDenormalOperandsTooInBothUnits) {
+  fenv_t before;
+  ASSERT_EQ(fegetenv(&before), 0);
+  std::feclearexcept(FE_ALL_EXCEPT);
+  unsigned sse = 0, x87 = 0;
+  const std::wstring path = Folder().Wide("cache.db");
+  UnmaskAll();
+  const std::int32_t opened = Cache().OpenDatabase(path.c_str());
+  sse = SseMasks();
+  x87 = X87Masks();
+  fesetenv(&before);
+  EXPECT_EQ(opened, 0);
+  EXPECT_EQ(sse, kAllMasks);
+  EXPECT_EQ(x87, kAllMasks);
+  EXPECT_EQ(Cache().CloseDatabase(), 0);
+}
+
+TEST_F(DatabaseOpenTest, FailedOpenMasksAsWell) {
+  fenv_t before;
+  ASSERT_EQ(fegetenv(&before), 0);
+  std::feclearexcept(FE_ALL_EXCEPT);
+  const std::wstring path = Folder().Wide("nowhere/cache.db");
+  UnmaskAll();
+  const std::int32_t opened = Cache().OpenDatabase(path.c_str());
+  const unsigned sse = SseMasks(), x87 = X87Masks();
+  fesetenv(&before);
+  EXPECT_EQ(opened, -9);
+  EXPECT_EQ(sse, kAllMasks);
+  EXPECT_EQ(x87, kAllMasks);
+  m_diag.Take();
+  Cache().CloseDatabase();
+}
+
+TEST_F(DatabaseOpenTest, WorkersComputeWithEverythingMasked) {
+  fenv_t before;
+  ASSERT_EQ(fegetenv(&before), 0);
+  std::feclearexcept(FE_ALL_EXCEPT);
+  const std::wstring path = Folder().Wide("cache.db");
+  UnmaskAll();
+  const std::int32_t opened = Host().Open(path);
+  fesetenv(&before);
+  ASSERT_EQ(opened, 0);
+  std::atomic<unsigned> sse{0}, x87{0};
+  Script().SetRenderHook([&](const std::wstring&) {
+    sse = SseMasks();
+    x87 = X87Masks();
+  });
+  CRecordingListener listener(Cache());
+  MakeOne(listener);
+  EXPECT_EQ(sse, kAllMasks);
+  EXPECT_EQ(x87, kAllMasks);
+}
+
+#endif
+
 TEST_F(DatabaseOpenTest, ReopeningTheSameFileKeepsItsRows) {
   ASSERT_EQ(Open(), 0);
   const std::wstring path = MakeFile("a.tif");
