@@ -45,7 +45,7 @@ bool AddOne(const SArguments& arguments, CSession& session, const std::string& f
 
 void Add(const SArguments& arguments, SOutcome& outcome) {
   CSession session;
-  session.Open(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Fill);
   if (arguments.stored >= 0 && !CStoredItems(session.DatabasePath()).Find(arguments.stored)) {
     throw NoSuchStoredItem(arguments.stored, kExitWrongUse);
   }
@@ -68,7 +68,7 @@ void Add(const SArguments& arguments, SOutcome& outcome) {
 
 void Show(const SArguments& arguments) {
   CSession session;
-  session.OpenExisting(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Look);
   const SExperimentRecord stored(session.Service(), arguments.experiment);
   if (!stored.experiment) throw NoSuchExperiment(arguments.experiment, kExitSomeFailed);
   if (arguments.json) {
@@ -92,7 +92,7 @@ std::vector<int> ListedIDs(const SArguments& arguments, CSession& session) {
 
 void List(const SArguments& arguments) {
   CSession session;
-  session.OpenExisting(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Look);
   CTable table({"ID", "Acquired", "Loops", "Planes"}, {true, false, false, true});
   CJson document = CJson::array();
   for (const int id : ListedIDs(arguments, session)) {

@@ -126,11 +126,7 @@ void MakeGallery(const SArguments& arguments, SOutcome& outcome) {
   const COutputTarget target = GalleryTarget(arguments.output);
   CSession session;
   const bool ofDatabase = arguments.paths.empty();
-  if (ofDatabase) {
-    session.OpenExisting(arguments.database);
-  } else {
-    session.Open(arguments.database);
-  }
+  session.Open(arguments.database, ofDatabase ? EDatabaseNeed::Look : EDatabaseNeed::Use);
   CGallery gallery(arguments, target, session);
   if (ofDatabase) {
     gallery.AddAllRows();

@@ -32,7 +32,7 @@ std::vector<SHistoryRecord> ReadRecordsByTime(CSession& session, const SArgument
 
 void List(const SArguments& arguments) {
   CSession session;
-  session.OpenExisting(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Look);
   CTable table({"Acquired", "Experiment", "File"}, {false, true, false});
   CJson document = CJson::array();
   for (const SHistoryRecord& record : ReadRecordsByTime(session, arguments)) {
@@ -47,7 +47,7 @@ void List(const SArguments& arguments) {
 
 void ListFiles(const SArguments& arguments) {
   CSession session;
-  session.OpenExisting(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Look);
   std::vector<CQvStringW> files;
   const CQvStringW user = CQvStringUtils::UTF8toW(arguments.user);
   RequireDone("the history cannot be read", [&] {
@@ -66,7 +66,7 @@ void ListFiles(const SArguments& arguments) {
 
 void Earliest(const SArguments& arguments) {
   CSession session;
-  session.OpenExisting(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Look);
   const double earliest = FindEarliestAcquisition(session);
   if (arguments.json) {
     PrintJson({{"earliest", JsonTime(earliest)}});
@@ -77,7 +77,7 @@ void Earliest(const SArguments& arguments) {
 
 void Delete(const SArguments& arguments) {
   CSession session;
-  session.OpenExisting(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Change);
   const CBookkeepingRows rows(session.DatabasePath());
   const std::int64_t before = rows.CountHistory(arguments.experiment);
   const bool stored = rows.HasExperiment(arguments.experiment);

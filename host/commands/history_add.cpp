@@ -99,7 +99,7 @@ void Print(const SAcquisition& acquisition) {
 void Add(const SArguments& arguments, SOutcome& outcome) {
   if (arguments.user.empty()) throw CHostError("--user needs a name");
   CSession session;
-  session.Open(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Fill);
   const CBookkeepingRows rows(session.DatabasePath());
   if (arguments.experiment != kNoExperiment && !rows.HasExperiment(arguments.experiment)) {
     throw NoSuchExperiment(arguments.experiment, kExitWrongUse);

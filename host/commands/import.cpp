@@ -11,6 +11,7 @@
 #include "host/files/image_file.h"
 #include "host/library/library_file.h"
 #include "host/library/memory_picture.h"
+#include "host/session/database_error.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
 #include "system/qvref.h"
@@ -66,6 +67,7 @@ class CImporter {
     try {
       OnStored(path, Store(path, bytes), bytes.size());
     } catch (const std::runtime_error& error) {
+      if (IsLastingError(error.what())) throw CHostError("stopped: " + ErrorText(error), kExitSomeFailed);
       Fail(path, ErrorText(error));
     }
   }

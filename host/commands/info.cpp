@@ -22,9 +22,9 @@ struct SArguments {
 
 // The texts are read from the files when there is no database, so the user's own one is only a help.
 void OpenIfPossible(CSession& session, const SDatabaseOptions& options) {
-  if (options.allUsers || !options.file.empty()) return session.Open(options);
+  if (options.allUsers || !options.file.empty()) return session.Open(options, EDatabaseNeed::Use);
   try {
-    session.Open(options);
+    session.Open(options, EDatabaseNeed::Use);
   } catch (const std::runtime_error& error) {
     std::fprintf(stderr, "qvthumbs: without a database, because: %s\n", ErrorText(error).c_str());
   }

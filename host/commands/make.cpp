@@ -35,7 +35,7 @@ void MakeForFiles(const SArguments& arguments, SOutcome& outcome) {
                  arguments.recursive ? "" : "; --recursive looks into the folders below, too");
   }
   CSession session;
-  session.Open(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Fill);
   CMakeReport report(static_cast<std::int64_t>(found.files.size() + found.problems.size()), arguments.json);
   for (const auto& [path, reason] : found.problems) report.OnFailed(path, reason);
   CFileJobs jobs(found.files, arguments.make.highQuality, session.DatabasePath());
@@ -51,7 +51,7 @@ void MakeForLibrary(const SArguments& arguments, SOutcome& outcome) {
     throw CHostError(fmt::format("no record of the library has a field {}", arguments.field));
   }
   CSession session;
-  session.Open(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Fill);
   CMakeReport report(jobs.Count(), arguments.json);
   outcome.status = RunMaker(arguments, session, jobs, report);
 }

@@ -99,8 +99,8 @@ void Print(const SArguments& arguments, const std::vector<SOrphanedRow>& thumbna
 }
 
 void Prune(const SArguments& arguments) {
-  std::string path;
-  SQLite::Database db = OpenCacheDatabase(arguments.database, &path);
+  CCacheDatabase database(arguments.database, arguments.dryRun ? EDatabaseNeed::Look : EDatabaseNeed::Change);
+  SQLite::Database& db = database.Connection();
   std::vector<SOrphanedRow> thumbnails, textInfos;
   {
     CPruner pruner(db, arguments);

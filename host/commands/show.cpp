@@ -64,7 +64,7 @@ void Show(const SArguments& arguments, const COutputTarget& target, CSession& se
 void ShowFile(const SArguments& arguments, const COutputTarget& target, SOutcome& outcome) {
   target.RequireOtherThan(arguments.file);
   CSession session;
-  session.Open(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Use);
   CFileJobs jobs({arguments.file}, arguments.highQuality, session.DatabasePath());
   Show(arguments, target, session, jobs, outcome);
 }
@@ -72,7 +72,7 @@ void ShowFile(const SArguments& arguments, const COutputTarget& target, SOutcome
 void ShowRecord(const SArguments& arguments, const COutputTarget& target, SOutcome& outcome) {
   CLibraryDatabase library(arguments.library);
   CSession session;
-  session.Open(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Use);
   CLibraryJobs jobs(library, arguments.record, arguments.field, arguments.highQuality);
   Show(arguments, target, session, jobs, outcome);
 }

@@ -59,7 +59,9 @@ void CountBookkeeping(SQLite::Database& db, SStats* stats) {
 
 SStats Collect(const SDatabaseOptions& options) {
   SStats stats;
-  SQLite::Database db = OpenCacheDatabase(options, &stats.path);
+  CCacheDatabase database(options, EDatabaseNeed::Look);
+  SQLite::Database& db = database.Connection();
+  stats.path = database.Path();
   for (const char* tail : {"", "-wal", "-journal"}) {
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(stats.path + tail, error);

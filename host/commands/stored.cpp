@@ -41,7 +41,7 @@ CJson ItemJson(const SStoredItem& item) {
 
 void Add(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Fill);
   RequireItem(CStoredItems(session.DatabasePath()), arguments.parent);
   int id = 0;
   const CQvStringW name = CQvStringUtils::UTF8toW(arguments.name);
@@ -71,7 +71,7 @@ SStoredItem Updated(const SArguments& arguments, const CStoredItems& items) {
 
 void Update(const SArguments& arguments) {
   CSession session;
-  session.OpenExisting(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Change);
   const SStoredItem item = Updated(arguments, CStoredItems(session.DatabasePath()));
   const CQvStringW name = CQvStringUtils::UTF8toW(item.name);
   RequireDone("the database did not take the change",
@@ -86,7 +86,7 @@ void Update(const SArguments& arguments) {
 
 void List(const SArguments& arguments) {
   CSession session;
-  session.OpenExisting(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Look);
   const CStoredItems items(session.DatabasePath());
   RequireItem(items, arguments.id);
   CTable table({"ID", "Flags", "Name"}, {true, true, false});
@@ -119,7 +119,7 @@ void PrintTree(const CStoredItems& items, int rootID) {
 
 void Tree(const SArguments& arguments) {
   CSession session;
-  session.OpenExisting(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Look);
   const CStoredItems items(session.DatabasePath());
   RequireItem(items, arguments.id);
   if (arguments.json) {
@@ -160,7 +160,7 @@ void DeleteTree(CSession& session, const std::vector<int>& ids, std::size_t dept
 
 void Delete(const SArguments& arguments) {
   CSession session;
-  session.OpenExisting(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Change);
   std::vector<int> ids = {arguments.id};
   std::size_t depth = 0;
   {

@@ -1,11 +1,13 @@
 #include "host/session/diagnostics.h"
 
 #include <fmt/format.h>
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <cstdio>
 
 #include "host/host_error.h"
+#include "host/session/database_error.h"
 #include "system/qvstatus.h"
 #include "system/qvstring.h"
 
@@ -91,8 +93,12 @@ void CCallReports::Add(std::string text) {
 std::string CCallReports::Text() const { return Join(m_messages); }
 
 std::string ReasonOfFailure(std::int32_t status, const CCallReports& reports) {
-  const std::string text = reports.Text();
-  return status != kQvOk && text.empty() ? "the database gave no reason" : text;
+  std::string text = reports.Text();
+  // Some operations hand on SQLite's result and report nothing.
+  if (text.empty() && status > kQvOk) text = sqlite3_errstr(status);
+  if (text.empty()) return status == kQvOk ? "" : "the database gave no reason";
+  if (IsLastingError(text)) throw CHostError(ExplainDatabaseError(text), kExitSomeFailed);
+  return ExplainDatabaseError(text);
 }
 
 void RequireNoFailure(const char* problem, const std::string& reason) {

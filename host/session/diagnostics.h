@@ -49,7 +49,8 @@ class CCallReports {
   std::vector<std::string> m_messages;
 };
 
-// Why an operation of the service failed that had this status and reported this; empty when it succeeded.
+// Why an operation of the service failed that had this status and reported this; empty when it succeeded. Throws
+// CHostError for what every other operation would meet as well, so that it is told once: a full disk, a damaged file.
 std::string ReasonOfFailure(std::int32_t status, const CCallReports& reports);
 
 // Runs an operation of the service and tells why it failed; empty when it succeeded. The status alone does not say so:

@@ -124,7 +124,7 @@ TEST_F(OutputTest, ADeviceIsWrittenAndNotReplaced) {
 TEST_F(OutputTest, APipeIsWrittenAndNotReplaced) {
   ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
   // Open for both, so that neither end waits for the other; a thumbnail fits into the pipe's buffer.
-  const int pipe = open(Path("pipe").c_str(), O_RDWR | O_CLOEXEC);
+  const int pipe = open(Path("pipe").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
   ASSERT_GE(pipe, 0);
   EXPECT_EQ(Show(Path("a.png"), Path("pipe")).status, 0);
   char head[4] = {};

@@ -45,13 +45,14 @@ nlohmann::json SRunResult::Json() const {
 
 CProgram::CProgram() { m_environment = {"HOME=" + m_folder.MakeFolder("home")}; }
 
-CProgram::CProcess::CProcess(const CProgram& program, const std::vector<std::string>& arguments,
-                             const std::string& err) {
+CProgram::CProcess::CProcess(const CProgram& program, const std::vector<std::string>& arguments, const std::string& err,
+                             std::vector<std::string> launcher) {
   static std::atomic<int> runs{0};
   const std::string run = "run" + std::to_string(++runs);
   m_out = program.m_folder.Path(run + ".out");
   m_err = err.empty() ? program.m_folder.Path(run + ".err") : err;
-  SCommand command{{QVTHUMBS_PROGRAM}, Environment(program.m_environment), m_out, m_err};
+  SCommand command{std::move(launcher), Environment(program.m_environment), m_out, m_err};
+  command.arguments.emplace_back(QVTHUMBS_PROGRAM);
   command.arguments.insert(command.arguments.end(), arguments.begin(), arguments.end());
   m_process.emplace(std::move(command));
 }
@@ -82,6 +83,10 @@ SRunResult CProgram::RunOnTerminal(const std::vector<std::string>& arguments) {
   SRunResult result = running.Wait();
   result.err = shown;
   return result;
+}
+
+SRunResult CProgram::RunUnder(std::vector<std::string> launcher, const std::vector<std::string>& arguments) {
+  return CProcess(*this, arguments, {}, std::move(launcher)).Wait();
 }
 
 SRunResult CProgram::RunWithDatabase(std::vector<std::string> arguments) {
