@@ -89,7 +89,11 @@ bool ReadFileTextInfoFromDatabase(sqlite3* db, const CQvStringW& path, const SFi
   const int res = statement.Step();
   if (res != SQLITE_DONE && res != SQLITE_ROW) ReportAssertion(messages::kReadTextInfoFailed);
   if (res != SQLITE_ROW) return false;
-  ReadValues(statement, info);
+  STextInformation row = info;
+  ReadValues(statement, row);
+  // Texts for which there was no memory read as empty; only the end tells.
+  if (statement.Finalize() != SQLITE_OK) return false;
+  info = std::move(row);
   return true;
 }
 
