@@ -52,7 +52,7 @@ class CallersTest : public ::testing::Test {
 };
 
 TEST_F(CallersTest, EightCallersOfEveryOperationLeaveEverythingWhole) {
-  constexpr int kRounds = 4, kOpenings = 2;
+  constexpr int kRounds = 4, kOpenings = 3;
   const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(Seconds());
   CServiceHandle service;
   std::atomic<int> nextCaller{1};
@@ -60,7 +60,8 @@ TEST_F(CallersTest, EightCallersOfEveryOperationLeaveEverythingWhole) {
     ASSERT_EQ(service.Open(m_folder.Wide("cache.db")), 0);
     service->SetThumbnailBox(8, 6, false);
     service->SetThumbnailBox(8, 6, true);
-    RunThreads(kCallers, [&](int) {
+    // The first time alone: two of the detectors do not see how threads agree on making a function's static objects.
+    RunThreads(opening == 0 ? 1 : kCallers, [&](int) {
       const int caller = nextCaller++;
       CEveryOperation every(*service, m_files, caller);
       std::mt19937 random(static_cast<unsigned>(caller));
