@@ -46,18 +46,13 @@ void ReadValues(CStatement& statement, STextInformation& info) {
   }
 }
 
-// Either size is 0 when it is not known.
-bool HasSizeOf(const SFileStamp& stamp, const STextInformation& row) noexcept {
-  return stamp.size == 0 || row.fileSize == 0 || stamp.size == row.fileSize;
-}
-
-// False when the file says nothing. A row of another size than the file's is not valid, unless the file says that very
-// size of itself: an image-format manager may count more than one file.
+// False when the file says nothing. A row of another size than the file's is not valid, unless the image-format manager
+// counts sizes in a way of its own, more than one file for instance.
 bool ReplaceRow(sqlite3* db, const CQvStringW& path, const SFileStamp& stamp, CYoungFiles& youngFiles,
                 STextInformation* row, STextInformation& info) {
   const SFileReading reading = BeginFileReading(path);
   if (!ExtractFileTextInfo(path, info)) return false;
-  if (row && info.fileSize == row->fileSize) {
+  if (row && (info.fileSize == row->fileSize || info.fileSize != stamp.size)) {
     info = std::move(*row);
     return true;
   }
@@ -123,7 +118,7 @@ bool GetFileTextInfo(sqlite3* db, const CQvStringW& path, CYoungFiles& youngFile
   const SFileStamp stamp = TakeFileStamp(path);
   STextInformation row = info;
   const bool found = ReadFileTextInfoFromDatabase(db, path, stamp, row) && !youngFiles.IsOutdated(path.Str(), path);
-  if (found && HasSizeOf(stamp, row)) {
+  if (found && (row.fileSize == stamp.size || !HasAnotherSize(path, row.fileSize))) {
     info = std::move(row);
     return true;
   }

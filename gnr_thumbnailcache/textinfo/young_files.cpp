@@ -29,7 +29,7 @@ SFileReading BeginFileReading(const CQvStringW& path) {
 }
 
 void CYoungFiles::Remember(const std::wstring& row, const SFileReading& reading) {
-  if (!reading.IsYoung()) return;
+  if (!reading.IsYoung()) return Forget(row);
   const CLockGuard lock(m_mutex);
   m_order.push_back(row);
   m_readings[row] = reading;
@@ -59,6 +59,7 @@ bool CYoungFiles::Find(const std::wstring& row, SFileReading* reading) {
 }
 
 void CYoungFiles::Forget(const std::wstring& row) {
+  if (!m_any) return;
   const CLockGuard lock(m_mutex);
   m_readings.erase(row);
   m_any = !m_readings.empty();

@@ -40,7 +40,8 @@ class CYoungFiles {
   CYoungFiles(const CYoungFiles&) = delete;
   CYoungFiles& operator=(const CYoungFiles&) = delete;
 
-  // Of a reading that a row was made from, if the file was young. `row` names the row among all rows.
+  // Of a reading that a row was made from: if the file was young, else there is nothing to look at once more. `row`
+  // names the row among all rows.
   void Remember(const std::wstring& row, const SFileReading& reading) QV_EXCLUDES(m_mutex);
   // Whether the row is to be made again; it is not remembered then.
   bool IsOutdated(const std::wstring& row, const CQvStringW& path) QV_EXCLUDES(m_mutex);

@@ -110,7 +110,7 @@ TEST_F(MetadataTableTest, RowComesBackWhole) {
   const std::wstring path = MakeFile("a.tif", MakeRich());
   STextInfo first, second;
   EXPECT_EQ(first.Read(Cache(), path), 0);
-  Script().SetFile(path, MakePlain());
+  Script().SetFile(path, SFile());
   CSqliteSpy::Clear();
   EXPECT_EQ(second.Read(Cache(), path), 0);
   EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect));
@@ -154,7 +154,7 @@ TEST_F(MetadataTableTest, OnlyTheLowHalfOfTheTimeCounts) {
   SetTime(path, kBase + 123);
   STextInfo all;
   all.Read(Cache(), path);
-  Script().SetFile(path, MakePlain());
+  Script().SetFile(path, SFile());
   SetTime(path, kBase + (3LL << 32) + 123);
   EXPECT_EQ(all.Read(Cache(), path), 0);
   EXPECT_EQ(all.info.width, 101u) << "the old row still matches";
@@ -195,11 +195,15 @@ TEST_F(MetadataTableTest, RowOfASizeThatOnlyTheImageFileKnowsIsServed) {
   const std::wstring path = MakeFile("a.tif", MakeRich());
   STextInfo all;
   EXPECT_EQ(all.Read(Cache(), path), 0);
-  Script().SetFile(path, MakePlain());
-  CSqliteSpy::Clear();
+  SetTime(path, kBase + 5);
   EXPECT_EQ(all.Read(Cache(), path), 0);
-  EXPECT_EQ(all.info.width, 101u);
-  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect));
+  for (const SFile& other : {MakePlain(), SFile()}) {
+    Script().SetFile(path, other);
+    CSqliteSpy::Clear();
+    EXPECT_EQ(all.Read(Cache(), path), 0);
+    EXPECT_EQ(all.info.width, 101u);
+    EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect));
+  }
 }
 
 TEST_F(MetadataTableTest, RowWithoutASizeIsServed) {

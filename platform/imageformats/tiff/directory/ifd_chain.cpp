@@ -52,30 +52,33 @@ SIfdSummary Summarise(const CIfdReader& reader, std::uint64_t offset) noexcept {
 
 // A loop, a pointer out of the file or an unreadable directory ends the chain. Directories of an honest file do not
 // overlap, so all of them together are no larger than the file.
-std::vector<SIfdSummary> ReadChain(CIfdReader& reader, const CInput& input, std::uint64_t offset, std::size_t limit) {
-  std::vector<SIfdSummary> chain;
+void ReadChain(CIfdReader& reader, const CInput& input, std::uint64_t offset, std::size_t limit,
+               std::vector<SIfdSummary>* chain) {
   std::unordered_set<std::uint64_t> seen;
-  while (offset != 0 && offset < input.Size() && chain.size() < limit && reader.BytesRead() <= input.Size() &&
+  while (offset != 0 && offset < input.Size() && seen.size() < limit && reader.BytesRead() <= input.Size() &&
          seen.insert(offset).second) {
     if (!reader.Read(offset)) break;
-    chain.push_back(Summarise(reader, offset));
+    chain->push_back(Summarise(reader, offset));
     offset = reader.NextOffset();
   }
-  return chain;
 }
 
 }  // namespace
 
 std::vector<SIfdSummary> ReadIfdChain(const CInput& input) {
   CIfdReader reader = OpenReader(input);
-  std::vector<SIfdSummary> chain = ReadChain(reader, input, reader.FirstOffset(), kMaxDirectories);
+  std::vector<SIfdSummary> chain;
+  ReadChain(reader, input, reader.FirstOffset(), kMaxDirectories, &chain);
   if (chain.empty()) throw CDamagedError("The TIFF file has no readable directory");
   return chain;
 }
 
-std::vector<SIfdSummary> ReadIfdChainFrom(const CInput& input, std::uint64_t offset, std::size_t limit) {
+std::vector<SIfdSummary> ReadIfdChainsFrom(const CInput& input, std::span<const std::uint64_t> offsets,
+                                           std::size_t limit) {
   CIfdReader reader = OpenReader(input);
-  return ReadChain(reader, input, offset, limit);
+  std::vector<SIfdSummary> directories;
+  for (const std::uint64_t offset : offsets) ReadChain(reader, input, offset, limit, &directories);
+  return directories;
 }
 
 }  // namespace imageformats::tiff
