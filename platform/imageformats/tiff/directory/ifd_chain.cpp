@@ -52,23 +52,28 @@ SIfdSummary Summarise(const CIfdReader& reader, std::uint64_t offset) noexcept {
 
 // A loop, a pointer out of the file or an unreadable directory ends the chain. Directories of an honest file do not
 // overlap, so all of them together are no larger than the file.
-std::vector<SIfdSummary> ReadChain(CIfdReader& reader, const CInput& input, std::uint64_t offset, std::size_t limit) {
+std::vector<SIfdSummary> ReadChain(CIfdReader& reader, const CInput& input, std::uint64_t offset, std::size_t limit,
+                                   bool* leadsOut = nullptr) {
   std::vector<SIfdSummary> chain;
   std::unordered_set<std::uint64_t> seen;
   while (offset != 0 && offset < input.Size() && chain.size() < limit && reader.BytesRead() <= input.Size() &&
          seen.insert(offset).second) {
-    if (!reader.Read(offset)) break;
+    if (!reader.Read(offset)) {
+      if (leadsOut) *leadsOut = true;
+      return chain;
+    }
     chain.push_back(Summarise(reader, offset));
     offset = reader.NextOffset();
   }
+  if (leadsOut) *leadsOut = offset >= input.Size() || (!chain.empty() && reader.IsCut());
   return chain;
 }
 
 }  // namespace
 
-std::vector<SIfdSummary> ReadIfdChain(const CInput& input) {
+std::vector<SIfdSummary> ReadIfdChain(const CInput& input, bool* leadsOut) {
   CIfdReader reader = OpenReader(input);
-  std::vector<SIfdSummary> chain = ReadChain(reader, input, reader.FirstOffset(), kMaxDirectories);
+  std::vector<SIfdSummary> chain = ReadChain(reader, input, reader.FirstOffset(), kMaxDirectories, leadsOut);
   if (chain.empty()) throw CDamagedError("The TIFF file has no readable directory");
   return chain;
 }

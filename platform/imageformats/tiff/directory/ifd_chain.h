@@ -21,8 +21,10 @@ struct SIfdSummary {
 inline constexpr std::size_t kMaxDirectories = 1u << 20;
 
 // Reads the main chain from the file header. A loop, a pointer out of the file or an unreadable directory ends the
-// chain: what came before it stays usable. Throws CDamagedError when there is no TIFF header or not one directory.
-std::vector<SIfdSummary> ReadIfdChain(const CInput& input);
+// chain: what came before it stays usable. *leadsOut, which may be null, receives whether one of the two latter did:
+// the file has lost its end, or does not have it yet. Throws CDamagedError when there is no TIFF header or not one
+// directory.
+std::vector<SIfdSummary> ReadIfdChain(const CInput& input, bool* leadsOut = nullptr);
 
 // Likewise from a directory on, such as a sub-IFD, at most `limit` directories; possibly none.
 std::vector<SIfdSummary> ReadIfdChainFrom(const CInput& input, std::uint64_t offset, std::size_t limit);
