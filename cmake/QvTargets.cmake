@@ -98,7 +98,8 @@ function(qv_test name)
   endif()
   # One CTest entry a program: a start of the program loads all the libraries.
   add_test(NAME ${name} COMMAND ${name})
-  set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT})
+  # A time without a zone is local time, so the zone is the same everywhere.
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT TZ=UTC0)
 endfunction()
 
 # What every test program is compiled with.

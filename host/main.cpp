@@ -72,6 +72,10 @@ int Run(int argc, char** argv) {
   return outcome.status;
 }
 
+void Report(const std::string& text) {
+  std::fprintf(stderr, "qvthumbs: %s\n", qvhost::PrintableLines(CQvStringUtils::UTF8toW(text)).c_str());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -80,10 +84,10 @@ int main(int argc, char** argv) {
   try {
     return Run(argc, argv);
   } catch (const qvhost::CHostError& error) {
-    std::fprintf(stderr, "qvthumbs: %s\n", error.what());
+    Report(error.what());
     return error.Status();
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "qvthumbs: %s\n", qvhost::ErrorText(error).c_str());
+    Report(qvhost::ErrorText(error));
     return qvhost::kExitWrongUse;
   }
 }

@@ -4,8 +4,9 @@
 
 #include <cstdio>
 #include <limits>
+#include <optional>
 
-#include "system/qvdatetime.h"
+#include "host/output/time_text.h"
 
 namespace qvhost {
 
@@ -16,7 +17,10 @@ void AddDatabaseOptions(CCommand command, SDatabaseOptions* options) {
       .Excludes(file);
 }
 
-void AddJsonOption(CCommand command, bool* json) { command.AddFlag("--json", json, "Print JSON"); }
+void AddJsonOption(CCommand command, bool* json) {
+  command.AddFlag("--json", json,
+                  "Print JSON, times in UTC; in names, bytes that are no UTF-8 stand as \\xNN and may be given so");
+}
 
 void AddQualityOption(CCommand command, bool* highQuality) {
   command
@@ -41,23 +45,25 @@ void PrintList(bool json, const CJson& document, const CTable& table, const std:
   }
 }
 
-CHostError NoSuchExperiment(int id, int status) {
-  return CHostError(fmt::format("there is no experiment {}; 'qvthumbs experiments list' lists them", id), status);
+CHostError NoSuchExperiment(int id) {
+  return CHostError(fmt::format("there is no experiment {}; 'qvthumbs experiments list' lists them", id),
+                    kExitSomeFailed);
 }
 
-CHostError NoSuchStoredItem(int id, int status) {
-  return CHostError(fmt::format("there is no stored item {}; 'qvthumbs stored tree' lists them", id), status);
+CHostError NoSuchStoredItem(int id) {
+  return CHostError(fmt::format("there is no stored item {}; 'qvthumbs stored tree' lists them", id), kExitSomeFailed);
 }
 
 void AddTimeRangeOptions(CCommand command, STimeRange* range) {
-  command.AddOption("--since", &range->since, "From this time on, e.g. 2024-05-01 or 2024-05-01T09:30 (UTC)")
+  command
+      .AddOption("--since", &range->since,
+                 "From this time on, e.g. 2024-05-01, 2024-05-01T09:30 (local time) or 2024-05-01T09:30Z")
       .Type("TIME");
   command.AddOption("--until", &range->until, "Before this time").Type("TIME");
 }
 
 double ParseTime(const std::string& text, const char* option) {
-  CQvDateTime time;
-  if (time.SetIso(text.c_str())) return time.GetJulianDayNumber();
+  if (const std::optional<double> time = ParseTimeText(text)) return *time;
   throw CHostError(
       fmt::format("{} '{}' is no time; write it like 2024-05-01, 2024-05-01T09:30 or "
                   "2024-05-01T09:30:00+02:00",

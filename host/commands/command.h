@@ -40,8 +40,8 @@ void AddRecursiveOption(CCommand command, bool* recursive);
 
 // An option or argument that must be given. `type` stands for its value in the help.
 template <class T>
-void AddRequired(CCommand command, const char* name, T* value, const char* description, const char* type) {
-  command.AddOption(name, value, description).Required().Type(type);
+COption AddRequired(CCommand command, const char* name, T* value, const char* description, const char* type) {
+  return command.AddOption(name, value, description).Required().Type(type);
 }
 
 // A verb below another verb ("history list"). SArguments has `database` and `json`; `work` takes them and may throw.
@@ -60,8 +60,8 @@ CCommand AddVerb(CCommand parent, const char* name, const char* description, con
 void PrintList(bool json, const CJson& document, const CTable& table, const std::string& nothing);
 
 // What the user named by a number that is not there.
-CHostError NoSuchExperiment(int id, int status);
-CHostError NoSuchStoredItem(int id, int status);
+CHostError NoSuchExperiment(int id);
+CHostError NoSuchStoredItem(int id);
 
 struct STimeRange {
   std::string since, until;  // as typed
@@ -72,7 +72,7 @@ struct STimeRange {
 };
 void AddTimeRangeOptions(CCommand command, STimeRange* range);
 
-// ISO 8601 to a Julian day number. Throws CHostError that names the option.
+// A text that ParseTimeText knows to a Julian day number. Throws CHostError that names the option.
 double ParseTime(const std::string& text, const char* option);
 
 // Prints "qvthumbs: NAME: REASON" to standard error and makes the command end with kExitSomeFailed.

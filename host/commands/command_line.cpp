@@ -1,13 +1,42 @@
 #include "host/commands/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <filesystem>
+#include <limits>
 #include <utility>
+
+#include "host/output/text.h"
 
 namespace qvhost {
 namespace {
 
 // A check whose description does not stand in the help, beside the option's type.
 CLI::Validator Unmentioned(CLI::Validator check) { return check.description(""); }
+
+// The check of every number, which a narrower one replaces.
+constexpr const char* kAnyNumber = "any number";
+
+// The number as it was typed stands in the message.
+CLI::Validator WholeNumber(int least) {
+  return CLI::Validator(
+      [least](const std::string& typed) {
+        int value = 0;
+        const char* end = typed.data() + typed.size();
+        const auto [stop, error] = std::from_chars(typed.data(), end, value);
+        if (error == std::errc() && stop == end && value >= least) return std::string();
+        return "'" + Printable(typed) + "' is no whole number from " + std::to_string(least) + " to " +
+               std::to_string(std::numeric_limits<int>::max());
+      },
+      "");
+}
+
+std::string PresentName(const std::string& typed) {
+  std::error_code error;
+  if (std::filesystem::exists(std::filesystem::symlink_status(typed, error))) return typed;
+  const std::string unescaped = UnescapeBytes(typed);
+  return std::filesystem::exists(std::filesystem::symlink_status(unescaped, error)) ? unescaped : typed;
+}
 
 }  // namespace
 
@@ -32,12 +61,24 @@ COption& COption::Excludes(const COption& other) {
 }
 
 COption& COption::Positive() {
-  m_option->check(Unmentioned(CLI::PositiveNumber));
+  m_option->get_validator(kAnyNumber)->active(false);
+  m_option->check(WholeNumber(1));
   return *this;
 }
 
 COption& COption::NotNegative() {
-  m_option->check(Unmentioned(CLI::NonNegativeNumber));
+  m_option->get_validator(kAnyNumber)->active(false);
+  m_option->check(WholeNumber(0));
+  return *this;
+}
+
+COption& COption::FileNames() {
+  m_option->transform(CLI::Validator(
+      [](std::string& name) {
+        name = PresentName(name);
+        return std::string();
+      },
+      ""));
   return *this;
 }
 
@@ -65,7 +106,9 @@ COption CCommand::AddFlag(const char* names, bool* value, const char* descriptio
 }
 
 COption CCommand::AddOption(const char* names, int* value, const char* description) {
-  return COption(m_app->add_option(names, *value, description));
+  CLI::Option* option = m_app->add_option(names, *value, description);
+  option->check(WholeNumber(std::numeric_limits<int>::min()).name(kAnyNumber));
+  return COption(option);
 }
 
 COption CCommand::AddOption(const char* names, std::string* value, const char* description) {

@@ -27,6 +27,8 @@ class COption {
   COption& Excludes(const COption& other);
   COption& Positive();
   COption& NotNegative();
+  // Names of files that are there: one that is not, but would be with every \xNN taken for its byte, is that one.
+  COption& FileNames();
   // An empty text is refused with this reason.
   COption& NotEmpty(const char* reason);
   COption& OneOf(const std::vector<std::string>& texts);

@@ -8,6 +8,7 @@
 #include "host/files/image_experiment.h"
 #include "host/files/image_file.h"
 #include "host/output/text.h"
+#include "host/output/time_text.h"
 #include "host/session/bookkeeping_rows.h"
 #include "host/session/diagnostics.h"
 #include "host/session/session.h"
@@ -24,6 +25,12 @@ struct SArguments {
   int experiment = 0;
   bool json = false;
 };
+
+void RequireStoredItem(const SArguments& arguments, const CSession& session) {
+  if (arguments.stored >= 0 && !CStoredItems(session.DatabasePath()).Find(arguments.stored)) {
+    throw NoSuchStoredItem(arguments.stored);
+  }
+}
 
 bool AddOne(const SArguments& arguments, CSession& session, const std::string& file, CJson* entry,
             std::string* reason) {
@@ -46,9 +53,7 @@ bool AddOne(const SArguments& arguments, CSession& session, const std::string& f
 void Add(const SArguments& arguments, SOutcome& outcome) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Fill);
-  if (arguments.stored >= 0 && !CStoredItems(session.DatabasePath()).Find(arguments.stored)) {
-    throw NoSuchStoredItem(arguments.stored, kExitWrongUse);
-  }
+  RequireStoredItem(arguments, session);
   CJson document = CJson::array();
   for (const std::string& file : arguments.files) {
     CJson entry;
@@ -70,7 +75,7 @@ void Show(const SArguments& arguments) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Look);
   const SExperimentRecord stored(session.Service(), arguments.experiment);
-  if (!stored.experiment) throw NoSuchExperiment(arguments.experiment, kExitSomeFailed);
+  if (!stored.experiment) throw NoSuchExperiment(arguments.experiment);
   if (arguments.json) {
     CJson document = {{"experiment", arguments.experiment}, {"acquired", JsonTime(stored.time)}};
     document["loops"] = ExperimentJson(*stored.experiment, stored.planes);
@@ -93,6 +98,7 @@ std::vector<int> ListedIDs(const SArguments& arguments, CSession& session) {
 void List(const SArguments& arguments) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Look);
+  RequireStoredItem(arguments, session);
   CTable table({"ID", "Acquired", "Loops", "Planes"}, {true, false, false, true});
   CJson document = CJson::array();
   for (const int id : ListedIDs(arguments, session)) {
@@ -118,7 +124,7 @@ void AddAddVerb(CCommand parent, SOutcome& outcome) {
                              "qvthumbs experiments add timelapse.ome.tif", arguments,
                              [&outcome](const SArguments& given) { Add(given, outcome); });
   AddStoredOption(command, &arguments->stored, "The stored item that the experiments belong to");
-  AddRequired(command, "files", &arguments->files, "Image files", "FILE");
+  AddRequired(command, "files", &arguments->files, "Image files", "FILE").FileNames();
 }
 
 void AddShowVerb(CCommand parent) {

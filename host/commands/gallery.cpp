@@ -149,7 +149,8 @@ void AddGalleryCommand(CCommand program, SOutcome& outcome) {
   AddRecursiveOption(command, &arguments->recursive);
   AddQualityOption(command, &arguments->highQuality);
   command.AddOption("paths", &arguments->paths, "Image files, and folders of them (default: all of the database)")
-      .Type("PATH");
+      .Type("PATH")
+      .FileNames();
   command.SetFooter(
       "The page needs no other file: the thumbnails lie in it. Missing ones are made first.\n"
       "A file is replaced only when it is such a page.\n\n"

@@ -8,6 +8,7 @@
 #include "host/commands/experiment_records.h"
 #include "host/files/image_experiment.h"
 #include "host/files/image_file.h"
+#include "host/output/time_text.h"
 #include "host/session/bookkeeping_rows.h"
 #include "host/session/diagnostics.h"
 #include "host/session/session.h"
@@ -64,8 +65,10 @@ bool Record(const SArguments& arguments, CSession& session, const CBookkeepingRo
   if (!image.Read(acquisition->path, reason)) return false;
   const std::optional<SRecordedFile> recorded = rows.FindFile(acquisition->path);
   if (recorded && recorded->user != arguments.user) {
-    *reason =
-        fmt::format("is recorded for another user, {}, already; a file has one record", Printable(recorded->user));
+    *reason = fmt::format(
+        "is recorded for another user, {}, already; a file has one record, which "
+        "'qvthumbs history assign' corrects",
+        Printable(recorded->user));
     return false;
   }
   if (!FindTime(arguments, image, recorded.value_or(SRecordedFile()), acquisition)) {
@@ -102,7 +105,7 @@ void Add(const SArguments& arguments, SOutcome& outcome) {
   session.Open(arguments.database, EDatabaseNeed::Fill);
   const CBookkeepingRows rows(session.DatabasePath());
   if (arguments.experiment != kNoExperiment && !rows.HasExperiment(arguments.experiment)) {
-    throw NoSuchExperiment(arguments.experiment, kExitWrongUse);
+    throw NoSuchExperiment(arguments.experiment);
   }
   CJson document = CJson::array();
   for (const std::string& file : arguments.files) {
@@ -135,7 +138,7 @@ void AddHistoryAddCommand(CCommand parent, SOutcome& outcome) {
   command.AddOption("--experiment", &arguments->experiment, "With which experiment (default: the image's own)")
       .Positive()
       .Type("ID");
-  AddRequired(command, "files", &arguments->files, "Image files", "FILE");
+  AddRequired(command, "files", &arguments->files, "Image files", "FILE").FileNames();
   command.SetFooter("A file that is recorded already keeps its experiment, and its time unless you give another.\n\n" +
                     command.GetFooter());
 }

@@ -57,7 +57,7 @@ class CImporter {
   CImporter(const SArguments& arguments, SOutcome& outcome)
       : m_arguments(arguments), m_outcome(outcome), m_library(arguments.library, true) {
     if (arguments.record != 0 && !m_library.HasRecord(arguments.record)) {
-      throw CHostError(fmt::format("the library has no record {}", arguments.record));
+      throw CHostError(fmt::format("the library has no record {}", arguments.record), kExitSomeFailed);
     }
   }
 
@@ -150,7 +150,7 @@ void AddImportCommand(CCommand program, SOutcome& outcome) {
       .Type("N");
   AddRecursiveOption(command, &arguments->recursive);
   AddJsonOption(command, &arguments->json);
-  AddRequired(command, "images", &arguments->paths, "Image files, and folders of them", "IMAGE");
+  AddRequired(command, "images", &arguments->paths, "Image files, and folders of them", "IMAGE").FileNames();
   command.SetFooter(
       "An image that was imported before replaces its earlier state.\n\n"
       "Example: a library of the images of a folder, and the thumbnails of its records\n"

@@ -80,7 +80,7 @@ void AddInfoCommand(CCommand program, SOutcome& outcome) {
   CCommand command = program.AddVerb("info", "Tell what image files say about themselves");
   AddDatabaseOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
-  AddRequired(command, "files", &arguments->files, "Image files", "FILE");
+  AddRequired(command, "files", &arguments->files, "Image files", "FILE").FileNames();
   command.SetFooter(
       "Example: sizes, loops, calibration, objective and acquisition time as JSON\n"
       "  qvthumbs info --json cells.ome.tif");

@@ -23,8 +23,13 @@ struct SArguments {
 };
 
 int RunMaker(const SArguments& arguments, CSession& session, IThumbnailJobs& jobs, CMakeReport& report) {
-  const bool completed = CThumbnailMaker(session, jobs, report, arguments.make).Run();
-  return report.Print(session.DatabasePath(), completed);
+  try {
+    const bool completed = CThumbnailMaker(session, jobs, report, arguments.make).Run();
+    return report.Print(session.DatabasePath(), completed);
+  } catch (const CHostError&) {
+    report.Print(session.DatabasePath(), false);
+    throw;
+  }
 }
 
 void MakeForFiles(const SArguments& arguments, SOutcome& outcome) {
@@ -70,7 +75,7 @@ void AddMakeCommand(CCommand program, SOutcome& outcome) {
   library.Type("FILE");
   command.AddOption("--field", &arguments->field, "Only this picture field of the records").Needs(library).Type("NAME");
   AddJsonOption(command, &arguments->json);
-  command.AddOption("paths", &arguments->paths, "Image files, and folders of them").Type("PATH");
+  command.AddOption("paths", &arguments->paths, "Image files, and folders of them").Type("PATH").FileNames();
   command.SetFooter(
       "A thumbnail that the database holds is kept while its file is unchanged.\n"
       "Ctrl-C stops cleanly; nothing that was made is lost.\n\n"

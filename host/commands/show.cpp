@@ -95,7 +95,7 @@ void AddShowCommand(CCommand program, SOutcome& outcome) {
       .Needs(library)
       .Type("NAME");
   COption file = command.AddOption("file", &arguments->file, "Image file");
-  file.Type("FILE").Excludes(library);
+  file.Type("FILE").Excludes(library).FileNames();
   AddJsonOption(command, &arguments->json);
   command.SetFooter(
       "A picture is replaced only when qvthumbs wrote it.\n\n"

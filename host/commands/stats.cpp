@@ -8,6 +8,7 @@
 #include "host/commands/command.h"
 #include "host/output/json.h"
 #include "host/output/text.h"
+#include "host/output/time_text.h"
 #include "host/session/cache_database.h"
 
 namespace qvhost {

@@ -29,7 +29,7 @@ struct SArguments {
   bool hasName = false, hasParent = false, hasFlags = false;
 };
 
-CHostError UnknownItem(int id) { return NoSuchStoredItem(id, kExitSomeFailed); }
+CHostError UnknownItem(int id) { return NoSuchStoredItem(id); }
 
 void RequireItem(const CStoredItems& items, int id) {
   if (id != kStoredRoot && !items.Find(id)) throw UnknownItem(id);

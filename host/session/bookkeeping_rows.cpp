@@ -9,6 +9,13 @@ std::vector<int> Numbers(SQLite::Statement& rows) {
   return numbers;
 }
 
+const std::string kRecordQuery = "SELECT filename, userID, M_acqTime, experimentID FROM history WHERE ";
+
+SRecordedFile RecordOf(const SQLite::Statement& row) {
+  return {row.getColumn(0).getString(), row.getColumn(1).getString(), row.getColumn(2).getDouble(),
+          row.getColumn(3).getInt()};
+}
+
 }  // namespace
 
 CBookkeepingRows::CBookkeepingRows(const std::string& databasePath) : m_db(OpenForReading(databasePath)) {}
@@ -36,11 +43,30 @@ std::int64_t CBookkeepingRows::CountHistory(int experimentID) const {
   return row.executeStep() ? row.getColumn(0).getInt64() : 0;
 }
 
+std::vector<SHistoryUser> CBookkeepingRows::Users() const {
+  SQLite::Statement rows(
+      m_db, "SELECT userID, count(*), min(M_acqTime), max(M_acqTime) FROM history GROUP BY userID ORDER BY userID");
+  std::vector<SHistoryUser> users;
+  while (rows.executeStep()) {
+    users.push_back({rows.getColumn(0).getString(), rows.getColumn(1).getInt64(), rows.getColumn(2).getDouble(),
+                     rows.getColumn(3).getDouble()});
+  }
+  return users;
+}
+
+std::vector<SRecordedFile> CBookkeepingRows::FindRecords(double from, double to) const {
+  SQLite::Statement rows(m_db, kRecordQuery + "M_acqTime >= ?1 AND M_acqTime < ?2 ORDER BY M_acqTime, filename");
+  SQLite::bind(rows, from, to);
+  std::vector<SRecordedFile> records;
+  while (rows.executeStep()) records.push_back(RecordOf(rows));
+  return records;
+}
+
 std::optional<SRecordedFile> CBookkeepingRows::FindFile(const std::string& path) const {
-  SQLite::Statement row(m_db, "SELECT userID, M_acqTime, experimentID FROM history WHERE filename = ?1");
+  SQLite::Statement row(m_db, kRecordQuery + "filename = ?1");
   row.bind(1, path);
   if (!row.executeStep()) return std::nullopt;
-  return SRecordedFile{row.getColumn(0).getString(), row.getColumn(1).getDouble(), row.getColumn(2).getInt()};
+  return RecordOf(row);
 }
 
 }  // namespace qvhost

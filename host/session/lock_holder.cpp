@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 namespace qvhost {
@@ -46,9 +47,11 @@ int FindHolder(const std::string& path) {
 }  // namespace
 
 std::string DescribeLockHolder(const std::string& databasePath) {
-  // In write-ahead mode the locks are on the index.
+  std::error_code error;
+  const std::filesystem::path real = std::filesystem::canonical(databasePath, error);
+  // In write-ahead mode the locks are on the index, which lies beside the file itself.
   for (const char* tail : {"-shm", ""}) {
-    const int process = FindHolder(databasePath + tail);
+    const int process = FindHolder((error ? databasePath : real.string()) + tail);
     if (process == 0) continue;
     std::ifstream file(fmt::format("/proc/{}/comm", process));
     std::string name;

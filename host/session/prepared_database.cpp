@@ -18,7 +18,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string FolderOf(const SDatabaseChoice& choice) { return fs::path(choice.path).parent_path().string(); }
+std::string FolderOf(const std::string& path) { return fs::path(path).parent_path().string(); }
+
+// SQLite keeps the log and the journal beside the file itself, not beside a link to it.
+std::string WithoutLinks(const std::string& path) {
+  std::error_code error;
+  const fs::path real = fs::canonical(path, error);
+  return error ? path : real.string();
+}
 
 bool Exists(const std::string& path) {
   std::error_code error;
@@ -72,24 +79,24 @@ void CPreparedDatabase::Create() {
     return;
   }
   std::error_code error;
-  if (!fs::is_directory(FolderOf(m_choice), error)) {
-    throw CHostError(
-        fmt::format("the folder {} does not exist; create it first, or choose another --db FILE", FolderOf(m_choice)));
+  if (!fs::is_directory(FolderOf(m_choice.path), error)) {
+    throw CHostError(fmt::format("the folder {} does not exist; create it first, or choose another --db FILE",
+                                 FolderOf(m_choice.path)));
   }
   SetWriteAheadMode(m_choice.path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
 }
 
 void CPreparedDatabase::CopyIfNotWritable(EDatabaseNeed need) {
-  const std::string folder = FolderOf(m_choice);
+  const std::string path = WithoutLinks(m_choice.path), folder = FolderOf(path);
   std::error_code error;
-  if (!fs::is_regular_file(m_choice.path, error)) return;  // SQLite says what is wrong
-  if (IsWritable(m_choice.path) && IsWritable(folder)) return;
-  if (!IsReadable(m_choice.path)) throw CHostError(ExplainFailedOpen(m_choice, "permission denied"));
+  if (!fs::is_regular_file(path, error)) return;  // SQLite says what is wrong
+  if (IsWritable(path) && IsWritable(folder)) return;
+  if (!IsReadable(path)) throw CHostError(ExplainFailedOpen(m_choice, "permission denied"));
   if (need == EDatabaseNeed::Fill || need == EDatabaseNeed::Change) {
     throw CHostError(ExplainFailedOpen(m_choice, fmt::format("{} may not be written to; choose another --db FILE",
                                                              IsWritable(folder) ? "it" : "the folder " + folder)));
   }
-  m_copy = std::make_unique<CDatabaseCopy>(m_choice.path);
+  m_copy = std::make_unique<CDatabaseCopy>(path);
   if (need == EDatabaseNeed::Use) {
     std::fprintf(stderr, "qvthumbs: %s may only be read; what is made now is not kept\n", m_choice.path.c_str());
   }
@@ -108,7 +115,7 @@ void CPreparedDatabase::Look(bool forWriting) const {
 std::string ExplainFailedOpen(const SDatabaseChoice& choice, const std::string& reason) {
   std::string text = fmt::format("cannot open the database {}: {}", choice.path,
                                  reason.empty() ? std::string("the service gave no reason") : reason);
-  const std::string folder = FolderOf(choice);
+  const std::string folder = FolderOf(choice.path);
   if (choice.allUsers && (!IsWritable(folder) || (Exists(choice.path) && !IsWritable(choice.path)))) {
     text += fmt::format(
         "\nThe shared folder and the database in it must be writable for you. Ask an administrator to add you to "

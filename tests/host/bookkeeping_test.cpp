@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <fstream>
 
 #include "tests/host/support/pictures.h"
@@ -74,7 +75,7 @@ TEST_F(ExperimentsTest, BelongToAStoredItem) {
   const nlohmann::json listed = Json({"experiments", "list", "--stored", item});
   ASSERT_EQ(listed.size(), 1u);
   EXPECT_EQ(listed[0]["experiment"], added[0]["experiment"]);
-  EXPECT_EQ(m_program.RunWithDatabase({"experiments", "add", "--stored", "99", Path("b.ome.tif")}).status, 2);
+  EXPECT_EQ(m_program.RunWithDatabase({"experiments", "add", "--stored", "99", Path("b.ome.tif")}).status, 1);
 }
 
 TEST_F(ExperimentsTest, AnImageWithoutATimeLeavesAKnownTimeAsItIs) {
@@ -240,6 +241,97 @@ TEST_F(HistoryTest, NamesAFileThatIsNoImageAndGoesOn) {
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("no.tif: "));
   EXPECT_EQ(Json({"history", "list", "--user", "anna"}).size(), 1u);
+}
+
+TEST_F(HistoryTest, UnknownNumbersEndWithOne) {
+  WritePng(Path("a.png"), 10, 10, kRed);
+  Json({"history", "add", "--user", "anna", Path("a.png")});
+  for (const std::vector<std::string>& arguments : {
+           std::vector<std::string>{"history", "add", "--user", "anna", "--experiment", "99", Path("a.png")},
+           {"history", "files", "--user", "anna", "--experiment", "99"},
+           {"history", "delete", "--experiment", "99"},
+           {"experiments", "show", "99"},
+           {"experiments", "list", "--stored", "99"},
+       }) {
+    const SRunResult run = m_program.RunWithDatabase(arguments);
+    EXPECT_EQ(run.status, 1) << testing::PrintToString(arguments);
+    EXPECT_THAT(run.err, HasSubstr(" 99; ")) << testing::PrintToString(arguments);
+  }
+}
+
+TEST_F(HistoryTest, ListsEverybodyAndWhoTheyAre) {
+  WritePng(Path("a.png"), 10, 10, kRed);
+  WritePng(Path("b.png"), 10, 10, kRed);
+  Json({"history", "add", "--user", "anna", "--time", "2024-05-02", Path("a.png")});
+  Json({"history", "add", "--user", "bert", "--time", "2024-05-01", Path("b.png")});
+  const nlohmann::json all = Json({"history", "list"});
+  ASSERT_EQ(all.size(), 2u);
+  EXPECT_EQ(all[0]["user"], "bert");
+  EXPECT_EQ(all[1]["file"], Path("a.png"));
+  const nlohmann::json users = Json({"history", "users"});
+  ASSERT_EQ(users.size(), 2u);
+  EXPECT_EQ(users[0]["user"], "anna");
+  EXPECT_EQ(users[0]["records"], 1);
+  EXPECT_EQ(users[1]["first"], "2024-05-01T00:00:00Z");
+}
+
+TEST_F(HistoryTest, ARecordsUserIsCorrected) {
+  WritePng(Path("a.png"), 10, 10, kRed);
+  Json({"history", "add", "--user", "anna", Path("a.png")});
+  EXPECT_EQ(Json({"history", "assign", "--user", "bert", Path("a.png")})["assigned"], 1);
+  EXPECT_EQ(Json({"history", "list", "--user", "bert"}).size(), 1u);
+  EXPECT_EQ(Json({"history", "list", "--user", "anna"}).size(), 0u);
+  const SRunResult run = m_program.RunWithDatabase({"history", "assign", "--user", "bert", Path("none.png")});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr(Path("none.png") + ": has no record"));
+}
+
+TEST_F(HistoryTest, ARecordIsDeletedByNameWithAnExperimentThatNobodyUses) {
+  WriteStack(Path("a.ome.tif"), {3, 1, 1});
+  WriteStack(Path("b.ome.tif"), {3, 1, 1});
+  Json({"history", "add", "--user", "anna", Path("a.ome.tif"), Path("b.ome.tif")});
+  EXPECT_EQ(Json({"history", "delete", Path("a.ome.tif")})["deleted"], 1);
+  EXPECT_EQ(Count("history"), 1);
+  EXPECT_EQ(Count("experiments"), 1);
+  std::filesystem::remove(Path("b.ome.tif"));
+  EXPECT_EQ(Json({"history", "delete", Path("b.ome.tif")})["deleted"], 1);
+  EXPECT_EQ(Count("experiments"), 0);
+  EXPECT_EQ(m_program.RunWithDatabase({"history", "delete", Path("b.ome.tif")}).status, 1);
+  EXPECT_EQ(m_program.RunWithDatabase({"history", "delete"}).status, 2);
+}
+
+TEST_F(HistoryTest, NamesCanBeEndedByZero) {
+  WriteStack(Path("two\nlines.ome.tif"), {3, 1, 1});
+  const std::string id = Json({"history", "add", "--user", "anna", Path("two\nlines.ome.tif")})[0]["experiment"].dump();
+  EXPECT_EQ(m_program.RunWithDatabase({"history", "files", "-0", "--user", "anna", "--experiment", id}).out,
+            Path("two\nlines.ome.tif") + std::string(1, '\0'));
+}
+
+TEST_F(HistoryTest, ANameThatIsNoUtf8GoesThroughJsonAndBack) {
+  WritePng(Path("caf\xE9.png"), 10, 10, kRed);
+  const nlohmann::json added = Json({"history", "add", "--user", "anna", Path("caf\xE9.png")});
+  EXPECT_EQ(added[0]["file"], Path("caf\\xE9.png"));
+  const std::string listed = Json({"history", "list"})[0]["file"];
+  EXPECT_EQ(Json({"info", listed})[0]["height"], 10);
+  EXPECT_EQ(Json({"make", listed})["made"], 1);
+}
+
+TEST_F(HistoryTest, ATimeOfJsonFindsItsRecord) {
+  WritePng(Path("a.png"), 10, 10, kRed);
+  Json({"history", "add", "--user", "anna", "--time", "2024-05-01T12:30:00.123+0200", Path("a.png")});
+  const std::string time = Json({"history", "list"})[0]["acquired"];
+  EXPECT_EQ(time, "2024-05-01T10:30:00.123Z");
+  EXPECT_EQ(Json({"history", "list", "--since", time}).size(), 1u);
+  EXPECT_EQ(Json({"history", "list", "--until", time}).size(), 0u);
+}
+
+TEST_F(HistoryTest, TimesAreShownAndTypedInTheLocalZone) {
+  m_program.SetEnvironment("TZ=CET-1CEST,M3.5.0,M10.5.0/3");
+  WritePng(Path("a.png"), 10, 10, kRed);
+  EXPECT_THAT(
+      m_program.RunWithDatabase({"history", "add", "--user", "anna", "--time", "2024-05-01T14:30", Path("a.png")}).out,
+      HasSubstr("2024-05-01 14:30:00 +02:00"));
+  EXPECT_EQ(Json({"history", "list"})[0]["acquired"], "2024-05-01T12:30:00Z");
 }
 
 class StoredTest : public BookkeepingTest {

@@ -90,6 +90,10 @@ TEST_F(ReadOnlyDatabaseTest, WhatStandsInTheLogOnlyIsSeen) {
   }
   EXPECT_EQ(RunAsNobody({"stats", "--json"}).Json()["storedItems"], 1);
   EXPECT_THAT(RunAsNobody({"stored", "tree"}).out, HasSubstr("new"));
+  std::filesystem::create_symlink(Database(), Path("out/link.db"));
+  const SRunResult linked = m_program.RunUnder({"setpriv", "--reuid=61001", "--regid=61001", "--clear-groups"},
+                                               {"stored", "tree", "--db", Path("out/link.db")});
+  EXPECT_THAT(linked.out, HasSubstr("new")) << linked.err;
 }
 
 TEST_F(ReadOnlyDatabaseTest, WhatCannotBeKeptIsSaid) {
@@ -109,6 +113,16 @@ TEST_F(ReadOnlyDatabaseTest, CannotBeFilled) {
     EXPECT_EQ(run.status, 2) << arguments[0];
     EXPECT_THAT(run.err, HasSubstr("the folder " + Path("lab") + " may not be written to")) << arguments[0];
   }
+}
+
+TEST_F(ReadOnlyDatabaseTest, AFileThatMayOnlyBeReadIsTheSameInAFolderThatMayBeWrittenTo) {
+  ASSERT_EQ(chmod(Path("lab").c_str(), 0777), 0);
+  ASSERT_EQ(chmod(Database().c_str(), 0444), 0);
+  EXPECT_EQ(RunAsNobody({"stats", "--json"}).Json()["thumbnails"]["standard"], 3);
+  const SRunResult run = RunAsNobody({"make", m_images});
+  EXPECT_EQ(run.status, 2);
+  EXPECT_THAT(run.err, HasSubstr(Database() + ": it may not be written to"));
+  ExpectNothingLeftBehind();
 }
 
 TEST_F(DatabaseFaultsTest, ADamagedOneIsNamedWithTheWayOut) {

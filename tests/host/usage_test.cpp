@@ -71,6 +71,17 @@ TEST_F(UsageTest, AnUnknownVerbIsNamedWithThoseThereAre) {
   EXPECT_THAT(m_program.Run({"stored", "add"}).err, HasSubstr("See 'qvthumbs stored add --help'"));
 }
 
+TEST_F(UsageTest, ANumberOutOfRangeIsNamedAsItWasTyped) {
+  for (const char* number : {"0", "-3", "99999999999", "1e3", "0x10", "two"}) {
+    const SRunResult run =
+        m_program.RunWithDatabase({"history", "add", "--user", "a", "--experiment", number, "b.png"});
+    EXPECT_EQ(run.status, 2) << number;
+    EXPECT_THAT(run.err, HasSubstr(std::string("--experiment: '") + number + "' is no whole number from 1 to "));
+  }
+  EXPECT_THAT(m_program.RunWithDatabase({"stored", "add", "x", "--flags", "99999999999"}).err,
+              HasSubstr("'99999999999' is no whole number"));
+}
+
 TEST_F(UsageTest, AFileThatIsNoDatabaseIsRefusedWithTheReason) {
   WritePng(Path("a.png"), 10, 10, kRed);
   std::ofstream(Path("cache.db")) << std::string(4096, 'x');

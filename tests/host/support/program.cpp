@@ -19,8 +19,7 @@ using namespace qvtest;
 
 namespace {
 
-// The test's own environment, without what leads to the real user's files, and with `assignments`, which replace: of
-// two values of a name a program reads the first.
+// The test's own environment, without what leads to the real user's files, and with `assignments`, which replace.
 std::vector<std::string> Environment(const std::vector<std::string>& assignments) {
   const auto isKept = [&](const std::string& entry) {
     const std::string name = entry.substr(0, entry.find('=') + 1);
@@ -31,7 +30,8 @@ std::vector<std::string> Environment(const std::vector<std::string>& assignments
   for (char** entry = environ; *entry; ++entry) {
     if (isKept(*entry)) environment.emplace_back(*entry);
   }
-  environment.insert(environment.end(), assignments.begin(), assignments.end());
+  // Of two values of a name a program reads the first.
+  environment.insert(environment.end(), assignments.rbegin(), assignments.rend());
   return environment;
 }
 
@@ -43,7 +43,7 @@ nlohmann::json SRunResult::Json() const {
   return document;
 }
 
-CProgram::CProgram() { m_environment = {"HOME=" + m_folder.MakeFolder("home")}; }
+CProgram::CProgram() { m_environment = {"HOME=" + m_folder.MakeFolder("home"), "TZ=UTC0"}; }
 
 CProgram::CProcess::CProcess(const CProgram& program, const std::vector<std::string>& arguments, const std::string& err,
                              std::vector<std::string> launcher) {

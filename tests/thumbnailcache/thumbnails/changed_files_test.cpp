@@ -1,5 +1,6 @@
 #include <chrono>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <thread>
 
