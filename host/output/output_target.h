@@ -22,6 +22,7 @@ class COutputTarget {
   // Throws CHostError when the output would replace that file, under whatever name and through whatever link.
   void RequireOtherThan(const std::string& input) const;
 
+  // For people.
   const std::string& Name() const noexcept { return m_name; }
   bool IsStandardOutput() const noexcept { return m_isStandardOutput; }
   bool IsStream() const noexcept { return m_isStream; }
@@ -33,7 +34,7 @@ class COutputTarget {
  private:
   void RequireOwn(IsOwn isOwn) const;
 
-  const std::string m_name;
+  std::string m_name;
   std::string m_path;
   std::optional<struct stat> m_present;
   bool m_isStandardOutput = false, m_isStream = false;

@@ -68,7 +68,7 @@ CPreparedDatabase::CPreparedDatabase(const SDatabaseChoice& choice, EDatabaseNee
     Look(need == EDatabaseNeed::Fill || need == EDatabaseNeed::Change);
   } catch (const SQLite::Exception& error) {
     if (error.getErrorCode() == SQLITE_NOTADB) RefuseNoDatabase(choice, error.what());
-    throw CHostError(ExplainDatabaseError(error.what()));
+    throw;
   }
 }
 
