@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need, and only those that are missing.
 #   scripts/install_deps.sh [--list] [GROUP...]
-#     groups: build test format clang fuzz sources coverage package peers bench; default: build
+#     groups: build test format clang fuzz sources coverage threads package peers bench; default: build
 # Needs bash and apt; works as root or through sudo. This is the only place that names packages.
 set -euo pipefail
 
 build_packages=(g++ cmake ninja-build pkg-config binutils
                 libsqlite3-dev libsqlitecpp-dev libtiff-dev libjpeg-dev libpng-dev liblcms2-dev libexif-dev libpugixml-dev
-                libopenslide-dev libdeflate-dev zlib1g-dev libcli11-dev nlohmann-json3-dev libfmt-dev)
+                libopenslide-dev libdeflate-dev libseccomp-dev zlib1g-dev libcli11-dev nlohmann-json3-dev libfmt-dev)
 # The sanitizers of GCC come with g++.
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev libspng-dev)
 format_packages=(clang-format)
@@ -15,6 +15,8 @@ clang_packages=(clang)
 # llvm turns the addresses in reports into lines.
 fuzz_packages=(clang libclang-rt-dev llvm)
 coverage_packages=(gcovr)
+# Valgrind, for its checks of threads.
+threads_packages=(valgrind)
 package_packages=(dpkg-dev file)
 # Sources of packages, fetched and unpacked.
 sources_packages=(dpkg-dev)
@@ -28,7 +30,7 @@ list_only=false
 groups=()
 for argument in "$@"; do
   case $argument in
-    build | test | format | clang | fuzz | sources | coverage | package | peers | bench) groups+=("$argument") ;;
+    build | test | format | clang | fuzz | sources | coverage | threads | package | peers | bench) groups+=("$argument") ;;
     --list) list_only=true ;;
     -h | --help) usage; exit 0 ;;
     *) echo "install_deps.sh: unknown group '$argument'" >&2; usage >&2; exit 2 ;;

@@ -8,15 +8,14 @@
 
 namespace {
 
-// The original's mode, without the group's part when the new file is another group's.
-mode_t ChooseMode(const struct stat& original, const struct stat& created) noexcept {
-  const mode_t mode = original.st_mode & (S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH);
-  return original.st_gid == created.st_gid ? mode : mode & ~static_cast<mode_t>(S_IRGRP | S_IWGRP);
-}
-
-bool CopyMode(const struct stat& original, int file) noexcept {
+// Owner and group as far as this process may give them; the group's rights only to the same group.
+bool CopyRights(const struct stat& original, int file) noexcept {
+  if (::fchown(file, original.st_uid, original.st_gid) != 0 && ::fchown(file, -1, original.st_gid) != 0) errno = 0;
   struct stat created;
-  return ::fstat(file, &created) == 0 && ::fchmod(file, ChooseMode(original, created) | S_IRUSR | S_IWUSR) == 0;
+  if (::fstat(file, &created) != 0) return false;
+  mode_t mode = S_IRUSR | S_IWUSR | (original.st_mode & (S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH));
+  if (created.st_gid != original.st_gid) mode &= ~static_cast<mode_t>(S_IRGRP | S_IWGRP);
+  return ::fchmod(file, mode) == 0;
 }
 
 }  // namespace
@@ -29,7 +28,7 @@ std::string CreateFileBeside(const std::string& path, const std::string& suffix)
     std::string name = path + suffix + (number == 1 ? "" : "-" + std::to_string(number));
     const int file = ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (file >= 0) {
-      const bool copied = CopyMode(original, file);
+      const bool copied = CopyRights(original, file);
       ::close(file);
       if (copied) return name;
       RemoveFile(name);

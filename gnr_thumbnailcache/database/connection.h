@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "gnr_thumbnailcache/database/connection_owner.h"
 #include "system/qvstring.h"
 
 // The one connection to the cache database. Opened and closed by one thread while nobody uses it; in between any thread
@@ -28,7 +29,7 @@ class CConnection {
   sqlite3* Get() const noexcept { return m_open ? m_db : nullptr; }
 
  private:
-  sqlite3* OpenFile(const CQvStringA& path);
+  CConnectionOwner OpenFile(const CQvStringA& path);
 
   sqlite3* m_db = nullptr;
   // m_db keeps its value when the connection is closed; this tells whether it may be used.

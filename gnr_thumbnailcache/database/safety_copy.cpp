@@ -4,19 +4,14 @@
 
 #include <cerrno>
 #include <ctime>
-#include <memory>
 #include <string>
 #include <system_error>
 
 #include "gnr_thumbnailcache/base/new_file.h"
+#include "gnr_thumbnailcache/database/connection_owner.h"
 #include "system/qvstring.h"
 
 namespace {
-
-struct SCloseConnection {
-  void operator()(sqlite3* db) const noexcept { sqlite3_close(db); }
-};
-using CConnectionOwner = std::unique_ptr<sqlite3, SCloseConnection>;
 
 std::wstring Widen(const char* text) { return CQvStringUtils::UTF8toW(text).Str(); }
 

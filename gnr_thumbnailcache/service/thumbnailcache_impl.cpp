@@ -123,7 +123,7 @@ std::int32_t CQvThumbnailCacheImpl::GetFileTextInfo(const wchar_t* path, SQvImag
     if (!path) return kQvFailure;
     STextInformation info{textInfo, imageInfo, calibration, objective, acqTime, fileSize, {}};
     if (loopCounts) info.loops = {loopCounts[0], loopCounts[1], loopCounts[2], loopCounts[3]};
-    const bool found = ::GetFileTextInfo(m_connection.Get(), path, info);
+    const bool found = ::GetFileTextInfo(m_connection.Get(), path, m_youngFiles, info);
     textInfo = info.text;
     imageInfo = info.image;
     calibration = info.calibration;

@@ -102,7 +102,7 @@ class IQvThumbnailCache : public qv_abi::SOwnTable, public virtual IQvInterface 
                                       int experimentID) = 0;
   // Lists a user's acquisitions with acqFrom <= time < acqTo, in no particular order. `experimentIDs` is emptied first;
   // the two other lists are appended to. With (-1.0, -1.0): one entry, id -1 and the earliest time of all users (0 when
-  // there is none), no file name. -9 without a database.
+  // there is none), no file name; `filenames` may then be null. -9 without a database.
   virtual std::int32_t ReadHistory(const wchar_t* userID, double acqFrom, double acqTo, std::vector<int>* experimentIDs,
                                    std::vector<double>* acqTimes, std::vector<CQvStringW>* filenames) = 0;
   // The experiments of a stored item; the list is emptied first. -9 without a database.
@@ -125,7 +125,8 @@ class IQvThumbnailCache : public qv_abi::SOwnTable, public virtual IQvInterface 
   // Children of a stored item, in no particular order; both lists are emptied first and stay parallel. -9 without a
   // database, the lists untouched.
   virtual std::int32_t GetStoredChildren(int parentID, std::vector<int>* ids, std::vector<CQvStringW>* filenames) = 0;
-  // Deletes a stored item and everything below it. Parent links must not form a cycle. -9 without a database.
+  // Deletes a stored item and everything below it. Every item is visited once, also where parent links form a cycle.
+  // -9 without a database.
   virtual std::int32_t DeleteStoredItem(int storedID) = 0;
   // Registers a listener (the same pair may be registered again); the result is the handle for RemoveListener, or an
   // empty pair when memory is out and nothing was registered. It is first called for the next thumbnail.

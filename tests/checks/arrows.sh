@@ -74,7 +74,7 @@ allowed_for_component_room() {  # sets `allowed`
 }
 
 format_rooms='base render codec jpeg/stream jpeg/block_means jpeg png tiff/directory tiff/blocks tiff/rows tiff/ome
-  tiff/dataset tiff/description tiff wsi component'
+  tiff/dataset tiff/description tiff wsi process component decoder'
 allowed_for_format_room() {  # sets `allowed`
   local decoders='base render codec jpeg/stream jpeg/block_means jpeg'
   case $1 in
@@ -94,7 +94,9 @@ allowed_for_format_room() {  # sets `allowed`
     tiff)
       allowed="base render codec tiff/directory tiff/blocks tiff/rows tiff/ome tiff/dataset tiff/description" ;;
     wsi) allowed="base render codec tiff/directory" ;;
-    component) allowed="base render codec jpeg png tiff wsi" ;;
+    process) allowed="base codec" ;;
+    component) allowed="base render codec jpeg png tiff wsi process" ;;
+    decoder) allowed="base codec process component" ;;
     *) allowed="" ;;
   esac
 }

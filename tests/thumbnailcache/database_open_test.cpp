@@ -235,6 +235,67 @@ TEST_F(DatabaseOpenTest, ReadOnlyFileWithoutItsTablesIsRefused) {
   EXPECT_EQ(Host().Open(CQvStringUtils::UTF8toW(file.c_str()).Str()), 0);
 }
 
+// Kept in write-ahead mode by somebody who may write there.
+class ForeignFolderTest : public DatabaseOpenTest {
+ protected:
+  void SetUp() override {
+    DatabaseOpenTest::SetUp();
+    m_file = Folder().MakeFolder("odd %41?#folder") + "/cache.db";
+    ASSERT_EQ(Host().Open(FileWide()), 0);
+    Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7);
+    Close();
+    CSql(m_file).Run("PRAGMA journal_mode=WAL");
+    ASSERT_EQ(chmod(Folder().Path().c_str(), 0755), 0);
+  }
+  void TearDown() override {
+    MakeWritable(true);
+    DatabaseOpenTest::TearDown();
+  }
+  std::wstring FileWide() { return CQvStringUtils::UTF8toW(m_file.c_str()).Str(); }
+  void MakeWritable(bool writable) {
+    EXPECT_EQ(chmod(std::filesystem::path(m_file).parent_path().c_str(), writable ? 0777 : 0555), 0);
+  }
+  void ExpectReadable() {
+    const COrdinaryUser user;
+    ASSERT_EQ(Host().Open(FileWide()), 0);
+    EXPECT_TRUE(m_diag.Take().empty());
+    std::vector<int> ids;
+    std::vector<double> times;
+    std::vector<CQvStringW> names;
+    EXPECT_EQ(Cache().ReadHistory(L"ada", 0, 9, &ids, &times, &names), 0);
+    EXPECT_THAT(ids, ElementsAre(7));
+    EXPECT_NE(Cache().WriteHistory(L"b.tif", L"ada", 2.5, 7), 0);
+    EXPECT_FALSE(m_diag.Take().empty());
+    Close();
+  }
+
+  std::string m_file;
+};
+
+TEST_F(ForeignFolderTest, FileWithoutALogIsReadAsOneThatDoesNotChange) {
+  MakeWritable(false);
+  ExpectReadable();
+  EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
+}
+
+TEST_F(ForeignFolderTest, FileThatIsInUseIsReadWithItsLog) {
+  ASSERT_EQ(chmod(m_file.c_str(), 0644), 0);
+  CSql owner(m_file);
+  owner.Run("UPDATE history SET M_acqTime = 3");
+  MakeWritable(false);
+  ExpectReadable();
+  EXPECT_EQ(owner.Value("SELECT count(*) FROM history"), "1");
+}
+
+TEST_F(ForeignFolderTest, FileThatIsNoDatabaseIsRefusedThereToo) {
+  { std::ofstream(m_file, std::ios::trunc) << std::string(4096, '\2'); }
+  MakeWritable(false);
+  const COrdinaryUser user;
+  EXPECT_EQ(Host().Open(FileWide()), -9);
+  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: file is not a database"));
+  EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
+}
+
 // Puts SQLite into another threading mode while it lives. No connection may be open.
 class CThreadingMode {
  public:

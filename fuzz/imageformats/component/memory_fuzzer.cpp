@@ -1,6 +1,8 @@
 // Bytes through the manager's interface, as a host hands over what it keeps in a database: every codec, every
 // operation.
 
+#include <cstdlib>
+
 #include "imageformats/iqvimageformatmanager.h"
 #include "picture/qvpicture.h"
 #include "platform/imageformats/component/image_format_manager_impl.h"
@@ -35,6 +37,9 @@ void AskAll(IQvPictureSource& source) {
 }
 
 }  // namespace
+
+// What is to be found is in this process.
+extern "C" int LLVMFuzzerInitialize(int*, char***) { return setenv("QV_DECODER", "inprocess", 1); }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const CQvRef<IQvImageFormatManager> manager(new ("fuzzer", 1) CQvImageFormatManagerImpl);

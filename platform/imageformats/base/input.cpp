@@ -2,10 +2,21 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
+#include <utility>
 
 #include "platform/imageformats/base/format_error.h"
 
 namespace imageformats {
+
+namespace {
+
+bool IsPlainName(const std::string& name) {
+  return !name.empty() && name != "." && name != ".." &&
+         name.find_first_of(std::string_view("/\\:\0", 4)) == std::string::npos;
+}
+
+}  // namespace
 
 std::shared_ptr<const CInput> CInput::FromFile(const CQvStringW& path) {
   const std::shared_ptr<CInput> input(new CInput);
@@ -15,9 +26,20 @@ std::shared_ptr<const CInput> CInput::FromFile(const CQvStringW& path) {
     throw CDamagedError("The file cannot be opened");
   }
   input->m_isFile = true;
-  std::int64_t size = 0;
-  if (QV_GetFileSize(input->m_handle, &size) != 0) throw CDamagedError("The file's size cannot be read");
-  input->m_size = static_cast<std::uint64_t>(std::max<std::int64_t>(size, 0));
+  input->LoadSize();
+  input->LoadHead();
+  return input;
+}
+
+std::shared_ptr<const CInput> CInput::FromHandle(QvFileHandle handle, const CQvStringW& path,
+                                                 const CQvStringA& nativePath, SBeside beside) {
+  const std::shared_ptr<CInput> input(new CInput);
+  input->m_handle = handle;
+  input->m_isFile = true;
+  input->m_path = path;
+  input->m_nativePath = nativePath;
+  input->m_beside = std::move(beside);
+  input->LoadSize();
   input->LoadHead();
   return input;
 }
@@ -41,6 +63,26 @@ std::size_t CInput::ReadAt(std::uint64_t offset, void* buffer, std::size_t size)
   const std::size_t count = std::min(size, m_memory.size() - static_cast<std::size_t>(offset));
   if (count != 0) std::memcpy(buffer, m_memory.data() + offset, count);
   return count;
+}
+
+void CInput::LoadSize() {
+  std::int64_t size = 0;
+  if (QV_GetFileSize(m_handle, &size) != 0) throw CDamagedError("The file's size cannot be read");
+  m_size = static_cast<std::uint64_t>(std::max<std::int64_t>(size, 0));
+}
+
+std::shared_ptr<const CInput> CInput::OpenBeside(const std::string& name) const {
+  if (!IsPlainName(name)) return nullptr;
+  if (m_beside) return m_beside(name);
+  if (!m_isFile || m_path.IsEmpty()) return nullptr;
+  const std::wstring& path = m_path.Str();
+  const std::size_t slash = path.find_last_of(L"/\\");
+  const std::wstring folder = slash == std::wstring::npos ? std::wstring() : path.substr(0, slash + 1);
+  try {
+    return FromFile(CQvStringW(folder) + CQvStringUtils::UTF8toW(name));
+  } catch (const CFormatError&) {
+    return nullptr;
+  }
 }
 
 void CInput::LoadHead() noexcept { m_headSize = ReadAt(0, m_head, kHeadSize); }

@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
+#include <string>
 
 #include "system/qvfile.h"
 #include "system/qvstring.h"
@@ -20,11 +22,19 @@ class CInput {
   // The memory must stay valid while the input is read. Throws CDamagedError for null or nothing.
   static std::shared_ptr<const CInput> FromMemory(const void* data, std::size_t size);
 
+  // A file that somebody else opened, or the content of memory handed over in a file; the descriptor becomes the
+  // input's. `path` is empty for memory. `beside` opens the files beside it, null for those that are not there.
+  using SBeside = std::function<std::shared_ptr<const CInput>(const std::string& name)>;
+  static std::shared_ptr<const CInput> FromHandle(QvFileHandle handle, const CQvStringW& path,
+                                                  const CQvStringA& nativePath, SBeside beside);
+
   CInput(const CInput&) = delete;
   CInput& operator=(const CInput&) = delete;
   ~CInput();
 
   bool IsFile() const noexcept { return m_isFile; }
+  // Of files that are open.
+  QvFileHandle Handle() const noexcept { return m_handle; }
   // Bytes, as of opening.
   std::uint64_t Size() const noexcept { return m_size; }
   // The path as it was asked for, and the name under which the file really exists, in the file system's bytes. Empty
@@ -33,6 +43,9 @@ class CInput {
   const CQvStringA& NativePath() const noexcept { return m_nativePath; }
   // The whole content when it lies in memory, else empty.
   std::span<const std::uint8_t> Memory() const noexcept { return m_memory; }
+
+  // The file of that plain name in the same folder; null when there is none, and for memory. Throws std::bad_alloc.
+  std::shared_ptr<const CInput> OpenBeside(const std::string& name) const;
 
   // Copies up to `size` bytes from `offset`; returns how many there were (0 at and behind the end, or when the file
   // cannot be read).
@@ -44,6 +57,7 @@ class CInput {
 
  private:
   CInput() = default;
+  void LoadSize();
   void LoadHead() noexcept;
   std::size_t ReadFileAt(std::uint64_t offset, void* buffer, std::size_t size) const noexcept;
 
@@ -52,6 +66,7 @@ class CInput {
   std::uint64_t m_size = 0;
   CQvStringW m_path;
   CQvStringA m_nativePath;
+  SBeside m_beside;
   std::span<const std::uint8_t> m_memory;
   std::uint8_t m_head[kHeadSize] = {};
   std::size_t m_headSize = 0;

@@ -20,6 +20,19 @@ std::chrono::nanoseconds ProcessorTime() {
 
 }  // namespace
 
+SRenderLimits LimitsFor(std::uint64_t bytes) noexcept {
+  constexpr std::uint64_t kBytesPerMillisecond = 10'000;
+  constexpr std::uint64_t kMost = 1ull << 40;  // bytes; the time stays representable
+  SRenderLimits limits;
+  limits.time += std::chrono::milliseconds(std::min(bytes, kMost) / kBytesPerMillisecond);
+  return limits;
+}
+
+std::string TimeExceeded(std::chrono::milliseconds limit) {
+  return "Reading the picture needs more processor time than its size allows: " + std::to_string(limit.count() / 1000) +
+         " s";
+}
+
 CRenderGuard::CRenderGuard(const SRenderLimits& limits) : m_limits(limits), m_deadline(ProcessorTime() + limits.time) {}
 
 void CRenderGuard::CheckPixels(std::uint64_t width, std::uint64_t height) const {
@@ -32,8 +45,7 @@ void CRenderGuard::CheckPixels(std::uint64_t width, std::uint64_t height) const 
 
 void CRenderGuard::CheckTime() const {
   if (ProcessorTime() < m_deadline) return;
-  throw CDamagedError("Reading the picture took longer than " +
-                      std::to_string(static_cast<double>(m_limits.time.count()) / 1000.0).substr(0, 5) + " seconds");
+  throw CDamagedError(TimeExceeded(m_limits.time));
 }
 
 void CRenderGuard::Reserve(std::uint64_t bytes) {

@@ -3,15 +3,22 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace imageformats {
 
 struct SRenderLimits {
-  std::uint64_t memory = 256ull << 20;                        // bytes that one rendering may hold at once
-  std::uint64_t pixels = 16ull << 30;                         // pixels of a picture that is decoded in full
-  std::chrono::milliseconds time = std::chrono::seconds(30);  // the processor's: a busy machine refuses nothing
+  std::uint64_t memory = 256ull << 20;                       // bytes that one rendering may hold at once
+  std::uint64_t pixels = 16ull << 30;                        // pixels of a picture that is decoded in full
+  std::chrono::milliseconds time = std::chrono::seconds(5);  // the processor's: a busy machine refuses nothing
 };
+
+// The limits for a picture whose files have so many bytes: a second more for every 10 MB, whatever a header claims.
+SRenderLimits LimitsFor(std::uint64_t bytes) noexcept;
+
+// Why an operation was given up that may take so long.
+std::string TimeExceeded(std::chrono::milliseconds limit);
 
 // Keeps one operation within its limits. Codec code reserves memory before it allocates it and asks for the time
 // once a band. Used by one thread. All refusals throw CDamagedError with a text for people.

@@ -39,6 +39,9 @@ class COpenedImage {
   // CUnsupportedError there, because -3 must reach the caller of the rendering.
   virtual const SQvImageInfo& Info() const = 0;
 
+  // Bytes of all the files that the pixels come from: the measure of the time that decoding may take.
+  virtual std::uint64_t SourceBytes() const = 0;
+
   // Fills `picture`, which has the shape of Info(), with the first picture as displayed.
   virtual void Read(SQvPicBuf& picture, CRenderGuard& guard) = 0;
 
@@ -47,6 +50,7 @@ class COpenedImage {
   virtual void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) = 0;
 
   // The custom tag's bytes, replacing the array's content. False, array untouched, when the file has no such tag.
+  virtual bool HasCustomTags() const { return false; }
   virtual bool CustomTag(const CQvStringW& /*name*/, CQvByteArray& /*bytes*/) { return false; }
 
   // Parsed when asked for. Damaged descriptions are no failure: what cannot be understood is left unknown.
@@ -74,6 +78,11 @@ class CCodecModule {
   // Whether the content is of this format; looks at input.Head() first and reads more only when the head fits. Modules
   // are asked in the order of component/codec_registry.h; the first that says yes is the file's codec. Does not throw.
   virtual bool Matches(const CInput& input) const noexcept = 0;
+  // A first look by this project's own code, without a library's: false only when Matches is false.
+  virtual bool MayMatch(const CInput& input) const noexcept { return Matches(input); }
+  // Whether the library opens files itself, by their paths: Matches and Open then want CInput::NativePath and the
+  // folder.
+  virtual bool OpensByPath() const noexcept { return false; }
   // Throws CDamagedError when the content is not of this format or damaged beyond its description.
   virtual std::unique_ptr<COpenedImage> Open(std::shared_ptr<const CInput> input) const = 0;
   // Formats that need a file answer OpenInputMemory with -3.

@@ -12,13 +12,16 @@ namespace {
 
 class CCodecObject final : public CComponentObject<IQvImageCodec> {
  public:
-  CCodecObject(const CCodecModule& module, std::shared_ptr<CErrorText> manager)
-      : CComponentObject("CQvImageCodec", "IQvImageCodec"), m_module(module), m_error(std::move(manager)) {}
+  CCodecObject(const CCodecModule& module, std::shared_ptr<CDecoding> decoding, std::shared_ptr<CErrorText> manager)
+      : CComponentObject("CQvImageCodec", "IQvImageCodec"),
+        m_module(module),
+        m_decoding(std::move(decoding)),
+        m_error(std::move(manager)) {}
 
   std::int32_t OpenInputFile(const CQvStringW& path, IQvPictureSource** source) override {
     return RunReportingErrors(m_error, [&] {
       Require(source != nullptr, "No place for the picture was given");
-      *source = NewPictureSource(m_module.Open(CInput::FromFile(path)), m_error.Manager());
+      *source = NewPictureSource(m_decoding->Open(m_module, CInput::FromFile(path)), m_error.Manager());
     });
   }
 
@@ -26,7 +29,7 @@ class CCodecObject final : public CComponentObject<IQvImageCodec> {
     return RunReportingErrors(m_error, [&] {
       Require(source != nullptr, "No place for the picture was given");
       if (!m_module.CanOpenMemory()) throw CUnsupportedError("This format can only be read from files");
-      *source = NewPictureSource(m_module.Open(CInput::FromMemory(data, size)), m_error.Manager());
+      *source = NewPictureSource(m_decoding->Open(m_module, CInput::FromMemory(data, size)), m_error.Manager());
     });
   }
 
@@ -41,6 +44,7 @@ class CCodecObject final : public CComponentObject<IQvImageCodec> {
 
  private:
   const CCodecModule& m_module;
+  std::shared_ptr<CDecoding> m_decoding;
   CErrorText m_error;
 };
 
@@ -78,8 +82,9 @@ class CImageFile final : public CComponentObject<IQvImageFile> {
 
 }  // namespace
 
-IQvImageCodec* NewCodecObject(const CCodecModule& module, std::shared_ptr<CErrorText> manager) {
-  return new (__FILE__, __LINE__) CCodecObject(module, std::move(manager));
+IQvImageCodec* NewCodecObject(const CCodecModule& module, std::shared_ptr<CDecoding> decoding,
+                              std::shared_ptr<CErrorText> manager) {
+  return new (__FILE__, __LINE__) CCodecObject(module, std::move(decoding), std::move(manager));
 }
 
 IQvImageFile* NewImageFile(const CQvStringW& path, std::uint64_t size, std::unique_ptr<COpenedImage> image,

@@ -38,4 +38,11 @@ const CCodecModule* FindCodecFor(const CInput& input) noexcept {
   return nullptr;
 }
 
+const CCodecModule* FindCodecFor(const CInput& input, const std::function<bool(const CCodecModule&)>& matches) {
+  for (const CCodecModule* codec : AllCodecs()) {
+    if (codec->MayMatch(input) && (!codec->OpensByPath() || matches(*codec))) return codec;
+  }
+  return nullptr;
+}
+
 }  // namespace imageformats

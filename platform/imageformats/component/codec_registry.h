@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <span>
 #include <string_view>
 
@@ -15,5 +16,7 @@ std::span<const CCodecModule* const> AllCodecs() noexcept;
 const CCodecModule* FindCodecByName(std::string_view name) noexcept;
 // The codec for the content; null when no codec knows it.
 const CCodecModule* FindCodecFor(const CInput& input) noexcept;
+// Likewise, with Matches asked of `matches`, which may throw; only for codecs whose first look does not settle it.
+const CCodecModule* FindCodecFor(const CInput& input, const std::function<bool(const CCodecModule&)>& matches);
 
 }  // namespace imageformats

@@ -7,9 +7,9 @@ using namespace imageformats;
 
 namespace {
 
-const CCodecModule& CodecFor(const CInput& input) {
+const CCodecModule& CodecFor(const CInput& input, CDecoding& decoding) {
   Require(input.Size() != 0, "The file is empty");
-  const CCodecModule* codec = FindCodecFor(input);
+  const CCodecModule* codec = decoding.FindCodec(input);
   Require(codec != nullptr, "The file is not an image of a known format");
   return *codec;
 }
@@ -17,21 +17,23 @@ const CCodecModule& CodecFor(const CInput& input) {
 }  // namespace
 
 CQvImageFormatManagerImpl::CQvImageFormatManagerImpl()
-    : CComponentObject("CQvImageFormatManagerImpl", "IQvImageFormatManager"), m_error(std::make_shared<CErrorText>()) {}
+    : CComponentObject("CQvImageFormatManagerImpl", "IQvImageFormatManager"),
+      m_error(std::make_shared<CErrorText>()),
+      m_decoding(std::make_shared<CDecoding>()) {}
 
 std::int32_t CQvImageFormatManagerImpl::GetCodecByName(const CQvStringA& formatName, IQvImageCodec** codec) {
   return RunReportingErrors(*m_error, [&] {
     Require(codec != nullptr, "No place for the codec was given");
     const CCodecModule* module = FindCodecByName(formatName.Str());
     Require(module != nullptr, "There is no such format");
-    *codec = NewCodecObject(*module, m_error);
+    *codec = NewCodecObject(*module, m_decoding, m_error);
   });
 }
 
 std::int32_t CQvImageFormatManagerImpl::GetCodecForFile(const CQvStringW& path, IQvImageCodec** codec) {
   return RunReportingErrors(*m_error, [&] {
     Require(codec != nullptr, "No place for the codec was given");
-    *codec = NewCodecObject(CodecFor(*CInput::FromFile(path)), m_error);
+    *codec = NewCodecObject(CodecFor(*CInput::FromFile(path), *m_decoding), m_decoding, m_error);
   });
 }
 
@@ -39,7 +41,7 @@ std::int32_t CQvImageFormatManagerImpl::OpenImageFile(const CQvStringW& path, IQ
   return RunReportingErrors(*m_error, [&] {
     Require(file != nullptr, "No place for the file was given");
     const std::shared_ptr<const CInput> input = CInput::FromFile(path);
-    *file = NewImageFile(path, input->Size(), CodecFor(*input).Open(input), m_error);
+    *file = NewImageFile(path, input->Size(), m_decoding->Open(CodecFor(*input, *m_decoding), input), m_error);
   });
 }
 

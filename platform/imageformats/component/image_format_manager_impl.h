@@ -5,6 +5,7 @@
 #include "imageformats/iqvimageformatmanager.h"
 #include "platform/imageformats/base/error_text.h"
 #include "platform/imageformats/component/component_object.h"
+#include "platform/imageformats/component/decoding.h"
 
 // The component: codecs by name and by content. Each caller has one of its own.
 class CQvImageFormatManagerImpl final : public imageformats::CComponentObject<IQvImageFormatManager> {
@@ -19,4 +20,5 @@ class CQvImageFormatManagerImpl final : public imageformats::CComponentObject<IQ
  private:
   // Shared with everything handed out, which may outlive the manager.
   std::shared_ptr<imageformats::CErrorText> m_error;
+  std::shared_ptr<imageformats::CDecoding> m_decoding;
 };

@@ -39,7 +39,7 @@ class CPictureSource final : public IQvPictureSource {
       Require(picture != nullptr && reserved1 == 0 && reserved2 == 0, "The picture is asked for in an unknown way");
       Require(HasShape(*picture, info.width, info.height, info.bpcInMemory, info.components),
               "The picture is asked for in another shape than its own");
-      CRenderGuard guard;
+      CRenderGuard guard(LimitsFor(m_image->SourceBytes()));
       m_image->Read(*picture, guard);
     });
   }
@@ -58,7 +58,7 @@ class CPictureSource final : public IQvPictureSource {
       Require(width != nullptr && height != nullptr && picture != nullptr, "No place for the rendering was given");
       Require(mode == kOverviewMode && first == 0 && reserved == 0, "The rendering is asked for in an unknown way");
       Require(HasShape(*picture, *width, *height, 8, 3), "The rendering is asked for in an impossible shape");
-      CRenderGuard guard;
+      CRenderGuard guard(LimitsFor(m_image->SourceBytes()));
       m_image->Render({*width, *height, fast, channels}, *picture, guard);
     });
   }

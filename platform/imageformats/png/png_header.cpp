@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t kMaxAncillaryBytes = 4u << 20;  // bytes of one descriptive chunk, packed or not
 constexpr std::size_t kMaxTexts = 1000;
+constexpr std::size_t kMaxTextBytes = 16u << 20;  // of all texts, unpacked
 constexpr std::size_t kMaxChunks = 1000000;
 constexpr std::uint32_t kMaxSide = 0x7FFFFFFFu;  // ISO/IEC 15948, 11.2.2
 
@@ -73,6 +74,9 @@ void ParseAncillary(const SPngChunk& chunk, SBytes content, SPngHeader& header) 
       header.isSrgb = true;
       break;
     case PngTag("iCCP"):
+      // There is one at most (11.3.2.3); a damaged first one is not made up for.
+      if (header.hasProfileChunk) break;
+      header.hasProfileChunk = true;
       if (auto profile = InflateNamed(content)) header.profile = std::move(*profile);
       break;
     case PngTag("eXIf"):
@@ -117,7 +121,11 @@ std::optional<std::wstring> TextContent(std::uint32_t tag, const SBytes& content
   return TextOf(Chars(text)).Str();
 }
 
-void ParseText(const SPngChunk& chunk, const SBytes& content, SPngTexts& texts) {
+// What unpacking may have cost, of a text that came to nothing.
+std::size_t MostUnpacked(const SBytes& content) { return std::min(content.size() * 1032, kMaxAncillaryBytes); }
+
+// `left` is what all texts to come may take, in characters.
+void ParseText(const SPngChunk& chunk, const SBytes& content, SPngTexts& texts, std::size_t& left) {
   if (chunk.tag == PngTag("tIME")) {
     if (content.size() == 7) {
       texts.modified = {content[0] * 256 + content[1], content[2], content[3], content[4], content[5], content[6]};
@@ -125,8 +133,10 @@ void ParseText(const SPngChunk& chunk, const SBytes& content, SPngTexts& texts) 
     return;
   }
   const std::string keyword(Chars(content).substr(0, Chars(content).find('\0')));
-  if (keyword.empty() || keyword.size() > 79 || texts.texts.size() >= kMaxTexts) return;
-  if (auto text = TextContent(chunk.tag, content, keyword.size())) texts.texts.emplace_back(keyword, std::move(*text));
+  if (keyword.empty() || keyword.size() > 79 || texts.texts.size() >= kMaxTexts || left == 0) return;
+  auto text = TextContent(chunk.tag, content, keyword.size());
+  left -= std::min(left, text ? text->size() : MostUnpacked(content));
+  if (text) texts.texts.emplace_back(keyword, std::move(*text));
 }
 
 bool IsTextChunk(std::uint32_t tag) {
@@ -181,10 +191,12 @@ SPngHeader ReadPngHeader(const CInput& input) {
 
 SPngTexts ReadPngTexts(const CInput& input) {
   SPngTexts texts;
+  std::size_t left = kMaxTextBytes;
   auto chunk = IsPng(input) ? FirstPngChunk(input) : std::nullopt;
   for (std::size_t count = 0; chunk && count < kMaxChunks; ++count) {
     if (IsTextChunk(chunk->tag)) {
-      if (const auto content = ReadPngContent(input, *chunk, kMaxAncillaryBytes)) ParseText(*chunk, *content, texts);
+      if (const auto content = ReadPngContent(input, *chunk, kMaxAncillaryBytes))
+        ParseText(*chunk, *content, texts, left);
     }
     chunk = NextPngChunk(input, *chunk);
   }

@@ -24,6 +24,7 @@ struct SPngHeader {
   std::uint8_t significantBits = 0;        // the most that sBIT names; 0 without one
   double gamma = 0.0;                      // of the file (about 0.45 for screens); 0 without gAMA
   bool isSrgb = false;
+  bool hasProfileChunk = false;
   std::vector<std::uint8_t> profile;  // ICC
   std::vector<std::uint8_t> exif;
   std::uint64_t firstIdat = 0;  // offset of the first IDAT chunk
@@ -42,7 +43,8 @@ struct SPngTexts {
   std::vector<std::pair<std::string, std::wstring>> texts;  // keyword, text
   std::array<int, 6> modified{};                            // tIME: year, month, day, hour, minute, second; 0 unknown
 };
-// The texts of the whole file, those behind the pixels included. Damage ends the reading without an error.
+// The texts of the whole file, those behind the pixels included, up to 1000 of 16 MiB together, unpacked. Damage ends
+// the reading without an error.
 SPngTexts ReadPngTexts(const CInput& input);
 
 }  // namespace imageformats

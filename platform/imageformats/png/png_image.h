@@ -16,6 +16,7 @@ class CPngImage final : public COpenedImage {
   explicit CPngImage(std::shared_ptr<const CInput> input);
 
   const SQvImageInfo& Info() const override { return m_info; }
+  std::uint64_t SourceBytes() const override { return m_input->Size(); }
   void Read(SQvPicBuf& picture, CRenderGuard& guard) override;
   void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) override;
   SImageMetadata Metadata() override;

@@ -88,6 +88,7 @@ class CLibpngRows final : public IPngRowSource {
   }
 
   SBand NextBand(std::uint32_t most) override {
+    m_guard.CheckTime();
     const auto stride = static_cast<std::size_t>(m_rowBytes);
     const std::uint32_t count = std::min(most, m_height - m_done);
     if (m_state.passes > 1) {
@@ -95,7 +96,6 @@ class CLibpngRows final : public IPngRowSource {
       m_done += count;
       return band;
     }
-    m_guard.CheckTime();
     if (m_rows.size() < count * m_rowBytes) m_rows = m_guard.NewVector<std::uint8_t>(count * m_rowBytes);
     ReadRows(m_rows.data(), count);
     m_done += count;
@@ -113,6 +113,8 @@ class CLibpngRows final : public IPngRowSource {
       png_set_user_limits(s.png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);  // the guard limits pixels and memory
       png_set_chunk_malloc_max(s.png, kMaxChunk);
       png_set_chunk_cache_max(s.png, kMaxKeptChunks);
+      // Texts and profiles were read with the header; libpng would unfold and keep each.
+      png_set_keep_unknown_chunks(s.png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
       png_set_crc_action(s.png, PNG_CRC_ERROR_QUIT, PNG_CRC_WARN_DISCARD);
       png_read_info(s.png, s.info);
       s.passes = png_set_interlace_handling(s.png);

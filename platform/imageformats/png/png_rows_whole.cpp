@@ -47,17 +47,20 @@ class CWholePngRows final : public IPngRowSource {
   CRenderGuard& m_guard;
 };
 
-// All IDAT contents in one; empty when they are damaged or too much.
-std::vector<std::uint8_t> ReadIdatContent(const CInput& input, const SPngHeader& header, std::uint64_t most) {
+// All IDAT contents in one; empty when they are damaged or too much. There may be millions, without any content.
+std::vector<std::uint8_t> ReadIdatContent(const CInput& input, const SPngHeader& header, std::uint64_t most,
+                                          const CRenderGuard& guard) {
   std::uint64_t size = 0;
   const auto isData = [](const std::optional<SPngChunk>& c) { return c && c->tag == PngTag("IDAT"); };
   for (auto chunk = PngChunkAt(input, header.firstIdat); isData(chunk); chunk = NextPngChunk(input, *chunk)) {
+    guard.CheckTime();
     size += chunk->size;
     if (size > most) return {};
   }
   std::vector<std::uint8_t> packed(static_cast<std::size_t>(size));
   std::size_t done = 0;
   for (auto chunk = PngChunkAt(input, header.firstIdat); done < size; chunk = NextPngChunk(input, *chunk)) {
+    guard.CheckTime();
     if (!isData(chunk) || chunk->size > size - done) return {};
     if (!CopyPngContent(input, *chunk, packed.data() + done)) return {};
     done += chunk->size;
@@ -71,7 +74,7 @@ std::unique_ptr<IPngRowSource> OpenWholePngRows(const CInput& input, const SPngH
   const std::uint64_t unpacked = CRenderGuard::Multiply(header.RowBytes() + 1, header.height);
   const std::uint64_t budget = std::min(kMaxWholeBytes, guard.Available());
   if (header.interlaced || unpacked >= budget) return nullptr;
-  const std::vector<std::uint8_t> packed = ReadIdatContent(input, header, budget - unpacked);
+  const std::vector<std::uint8_t> packed = ReadIdatContent(input, header, budget - unpacked, guard);
   if (packed.empty() || unpacked / kMaxDeflateRatio > packed.size()) return nullptr;
   std::vector<std::uint8_t> filtered(static_cast<std::size_t>(unpacked));
   if (!InflateExactly(packed, filtered)) return nullptr;

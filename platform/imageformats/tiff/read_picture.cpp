@@ -49,15 +49,18 @@ class CExtremesSink final : public IPixelSink {
 // Brings samples to the 8 or 16 bits of the picture and places them.
 class CPictureSink final : public IPixelSink {
  public:
-  CPictureSink(const SPixelFormat& pixelFormat, const SPage& page, SDisplayRange range, SQvPicBuf& picture)
+  CPictureSink(const SPixelFormat& pixelFormat, const SPage& page, std::uint32_t blockWidth, SDisplayRange range,
+               SQvPicBuf& picture, CRenderGuard& guard)
       : m_pixelFormat(pixelFormat),
         m_size(page.Size()),
         m_shift(page.bits - std::min(page.bits, 16u)),
         m_range(range),
         m_placement(page.Size(), page.orientation, std::size_t{pixelFormat.components} * (picture.bpc / 8),
                     picture.data, picture.widthBytes) {
-    if (pixelFormat.model == EColorModel::kLab)
-      m_lab = std::make_unique<CColorTransform>(EColorModel::kLab, page.profile);
+    const bool lab = pixelFormat.model == EColorModel::kLab;
+    if (lab) m_lab = std::make_unique<CColorTransform>(EColorModel::kLab, page.profile);
+    const std::size_t sampleBytes = sizeof(std::uint16_t) + (lab ? sizeof(float) : 0);
+    guard.Reserve(CRenderGuard::Multiply(std::uint64_t{blockWidth} * pixelFormat.components, sampleBytes));
   }
 
   void Add(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, const std::uint8_t* rows,
@@ -161,7 +164,7 @@ void ReadFullPicture(CFileSet& files, const SDataset& dataset, SQvPicBuf& pictur
     ConvertBlocks(*source, converter, extremes, guard);
     range = extremes.Range();
   }
-  CPictureSink sink(pixelFormat, page, range, picture);
+  CPictureSink sink(pixelFormat, page, source->BlockSize().width, range, picture, guard);
   ConvertBlocks(*source, converter, sink, guard);
 }
 

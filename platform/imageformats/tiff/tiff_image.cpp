@@ -84,10 +84,22 @@ SQvImageInfo DescribePage(const SDataset& dataset) {
   return info;
 }
 
+bool HasThumbnailTag(STiffFile& file) {
+  try {
+    file.handle.Select(file.chain.front().offset);
+    return !BytesTag(file.handle, kTagThumbnailJpeg).empty() || !BytesTag(file.handle, kTagThumbnailPixels).empty();
+  } catch (const CDamagedError&) {
+    return false;
+  }
+}
+
 }  // namespace
 
 CTiffImage::CTiffImage(std::shared_ptr<const CInput> input)
-    : m_files(std::move(input)), m_dataset(OpenDataset(m_files)), m_info(DescribePage(m_dataset)) {}
+    : m_files(std::move(input)),
+      m_dataset(OpenDataset(m_files)),
+      m_info(DescribePage(m_dataset)),
+      m_hasCustomTags(HasThumbnailTag(m_files.Main())) {}
 
 void CTiffImage::Read(SQvPicBuf& picture, CRenderGuard& guard) { ReadFullPicture(m_files, m_dataset, picture, guard); }
 

@@ -11,11 +11,13 @@ class CTiffImage final : public COpenedImage {
   explicit CTiffImage(std::shared_ptr<const CInput> input);
 
   const SQvImageInfo& Info() const override { return m_info; }
+  std::uint64_t SourceBytes() const override { return m_files.Bytes(); }
   // Colours as stored after palettes and YCbCr are resolved: grey, RGB, CMYK, or the samples of channels; Lab as RGB.
   // Opacity is laid over white. Samples of other than 8 and 16 bits are brought to the nearer larger of the two; wider
   // ones to 16: integers by their high bits, floating point between the least and the largest value.
   void Read(SQvPicBuf& picture, CRenderGuard& guard) override;
   void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) override;
+  bool HasCustomTags() const override { return m_hasCustomTags; }
   bool CustomTag(const CQvStringW& name, CQvByteArray& bytes) override;
   SImageMetadata Metadata() override;
 
@@ -23,6 +25,7 @@ class CTiffImage final : public COpenedImage {
   CFileSet m_files;
   SDataset m_dataset;
   SQvImageInfo m_info;
+  bool m_hasCustomTags;
 };
 
 }  // namespace imageformats::tiff

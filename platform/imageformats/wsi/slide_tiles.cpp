@@ -14,13 +14,15 @@ namespace {
 constexpr std::uint64_t kMaxTilePixels = 16u << 20;  // OpenSlide keeps them as words of 4 bytes
 constexpr std::uint64_t kMaxTileBytes = 64u << 20;   // in the file
 
-void CheckTiles(TIFF* tiff, std::uint64_t fileSize) {
+// `room` is how many tiles the file still has room for.
+void CheckTiles(TIFF* tiff, std::uint64_t& room) {
   std::uint32_t width = 0, height = 0;
   TIFFGetField(tiff, TIFFTAG_TILEWIDTH, &width);
   TIFFGetField(tiff, TIFFTAG_TILELENGTH, &height);
   if (std::uint64_t{width} * height > kMaxTilePixels) throw CDamagedError("The slide's tiles are impossibly large");
   const std::uint32_t tiles = TIFFNumberOfTiles(tiff);
-  if (tiles > fileSize) throw CDamagedError("The slide claims more tiles than its file has room for");
+  if (tiles > room) throw CDamagedError("The slide claims more tiles than its file has room for");
+  room -= tiles;
   for (std::uint32_t i = 0; i < tiles; ++i) {
     int failed = 0;
     const std::uint64_t bytes = TIFFGetStrileByteCountWithErr(tiff, i, &failed);
@@ -63,10 +65,11 @@ void CheckSlideTiles(const std::shared_ptr<const CInput>& input) {
   const std::vector<tiff::SIfdSummary> directories = Directories(*input);
   if (!reader || directories.empty()) return;
   tiff::CTiffHandle handle(input);
+  std::uint64_t room = input->Size();
   for (const tiff::SIfdSummary& directory : directories) {
     reader->Read(directory.offset);
     CheckEntries(*reader, input->Size());
-    if (IsTiled(handle, directory.offset)) CheckTiles(handle.Get(), input->Size());
+    if (IsTiled(handle, directory.offset)) CheckTiles(handle.Get(), room);
   }
 }
 

@@ -13,9 +13,11 @@ template <bool kLastResort>
 class CWsiCodecModule final : public CCodecModule {
  public:
   const char* Name() const noexcept override { return "WSI"; }
-  bool Matches(const CInput& input) const noexcept override {
-    return (kLastResort || MayBeSlideTiff(input) || MayBeSlidePreview(input)) && IsSlide(input);
+  bool Matches(const CInput& input) const noexcept override { return MayMatch(input) && IsSlide(input); }
+  bool MayMatch(const CInput& input) const noexcept override {
+    return input.IsFile() && (kLastResort || MayBeSlideTiff(input) || MayBeSlidePreview(input));
   }
+  bool OpensByPath() const noexcept override { return true; }
   bool CanOpenMemory() const noexcept override { return false; }
   std::unique_ptr<COpenedImage> Open(std::shared_ptr<const CInput> input) const override {
     return std::make_unique<CWsiImage>(std::move(input));

@@ -9,6 +9,7 @@
 #include "platform/imageformats/base/text.h"
 #include "platform/imageformats/codec/exif.h"
 #include "platform/imageformats/render/display.h"
+#include "platform/imageformats/wsi/slide_bytes.h"
 #include "platform/imageformats/wsi/slide_tiles.h"
 
 namespace imageformats {
@@ -89,7 +90,7 @@ void CSlide::ReadRegion(std::uint32_t* pixels, std::int32_t level, std::uint32_t
 }
 
 CWsiImage::CWsiImage(std::shared_ptr<const CInput> input)
-    : m_input(std::move(input)), m_slide(m_input), m_info(InfoOf(m_slide)) {}
+    : m_input(std::move(input)), m_slide(m_input), m_bytes(SlideBytes(*m_input)), m_info(InfoOf(m_slide)) {}
 
 std::int32_t CWsiImage::LevelFor(SSize wanted) const {
   std::int32_t best = 0;

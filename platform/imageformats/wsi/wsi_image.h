@@ -40,6 +40,7 @@ class CWsiImage final : public COpenedImage {
   explicit CWsiImage(std::shared_ptr<const CInput> input);
 
   const SQvImageInfo& Info() const override { return m_info; }
+  std::uint64_t SourceBytes() const override { return m_bytes; }
   void Read(SQvPicBuf& picture, CRenderGuard& guard) override;
   void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) override;
   SImageMetadata Metadata() override;
@@ -54,6 +55,7 @@ class CWsiImage final : public COpenedImage {
 
   std::shared_ptr<const CInput> m_input;
   CSlide m_slide;
+  std::uint64_t m_bytes;
   SQvImageInfo m_info;
 };
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <thread>
+#include <functional>
+#include <string>
 
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/base/render_guard.h"
@@ -32,6 +33,33 @@ TEST(RenderGuard, GivesUpAfterTheDeadline) {
   patient.CheckTime();
   const CRenderGuard hasty(SRenderLimits{1000, 1000, std::chrono::milliseconds(0)});
   EXPECT_THROW(hasty.CheckTime(), CDamagedError);
+}
+
+TEST(RenderGuard, TheTimeGrowsWithTheBytesOfTheFile) {
+  EXPECT_EQ(LimitsFor(0).time, std::chrono::seconds(5));
+  EXPECT_EQ(LimitsFor(25'000'000).time, std::chrono::milliseconds(7500));
+  EXPECT_EQ(LimitsFor(4'000'000'000).time, std::chrono::seconds(405));
+  EXPECT_GT(LimitsFor(~std::uint64_t{0}).time, std::chrono::hours(1));
+  EXPECT_EQ(LimitsFor(~std::uint64_t{0}).memory, 256u << 20);
+}
+
+std::string ReasonOf(const std::function<void(CRenderGuard&)>& exceed, const SRenderLimits& limits) {
+  CRenderGuard guard(limits);
+  try {
+    exceed(guard);
+  } catch (const CDamagedError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+TEST(RenderGuard, TheReasonSaysWhatWasExceeded) {
+  EXPECT_EQ(ReasonOf([](CRenderGuard& guard) { guard.Reserve(1u << 30); }, LimitsFor(0)),
+            "Reading the picture needs more than 256 MiB");
+  SRenderLimits spent = LimitsFor(0);
+  spent.time = std::chrono::milliseconds(-7000);
+  EXPECT_EQ(ReasonOf([](CRenderGuard& guard) { guard.CheckTime(); }, spent),
+            "Reading the picture needs more processor time than its size allows: -7 s");
 }
 
 }  // namespace

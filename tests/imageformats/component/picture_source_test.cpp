@@ -24,6 +24,7 @@ class CFakeImage final : public COpenedImage {
     m_info.bpcInMemory = 8;
   }
   const SQvImageInfo& Info() const override { return m_info; }
+  std::uint64_t SourceBytes() const override { return 0; }
   void Read(SQvPicBuf&, CRenderGuard&) override { m_act(); }
   void Render(const SRenderRequest&, SQvPicBuf&, CRenderGuard&) override { m_act(); }
   SImageMetadata Metadata() override {

@@ -7,6 +7,7 @@
 #include "picture/qvpicture.h"
 #include "platform/imageformats/component/codec_registry.h"
 #include "platform/imageformats/component/picture_source.h"
+#include "platform/imageformats/png/png_header.h"
 #include "system/qvref.h"
 #include "system/qvstatus.h"
 #include "tests/imageformats/support/opened.h"
@@ -209,6 +210,18 @@ TEST(Hostile, DecompressionBombsInTextsAreLeftOut) {
   recipe.compressedTexts = {{"Description", std::string(64u << 20, 'z')}};
   const auto image = OpenBytes(EncodePng(SmoothPicture(8, 8, 1), recipe));
   EXPECT_TRUE(image->Metadata().text.description.IsEmpty());
+}
+
+TEST(Hostile, AllTextsTogetherStayWithinTheirMemory) {
+  SPngRecipe recipe;
+  for (int i = 0; i < 400; ++i) recipe.compressedTexts.emplace_back("Comment", std::string(70000, 'z'));
+  const SFileBytes bytes = EncodePng(SmoothPicture(8, 8, 1), recipe);
+  std::size_t characters = 0;
+  for (const auto& [keyword, text] : ReadPngTexts(*CInput::FromMemory(bytes.data(), bytes.size())).texts) {
+    characters += text.size();
+  }
+  EXPECT_GT(characters, 15u << 20);
+  EXPECT_LE(characters, 17u << 20);
 }
 
 }  // namespace

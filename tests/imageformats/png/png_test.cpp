@@ -2,6 +2,7 @@
 #include <png.h>
 
 #include <cmath>
+#include <string_view>
 
 #include "platform/imageformats/png/png_rows.h"
 #include "platform/imageformats/render/orientation.h"
@@ -106,6 +107,22 @@ TEST(Png, InterlacedPicturesNeedTheirMemory) {
   CRenderGuard guard(SRenderLimits{1u << 20, 1ull << 40, std::chrono::hours(1)});
   EXPECT_THROW(image->Render({18, 18, true, kAllChannels}, out, guard), CDamagedError);
   CQvPicBufAPI::Free(&out);
+}
+
+TEST(Png, TheTimeIsLookedAtBetweenPiecesOfNoContent) {
+  const SFileBytes sound = EncodePng(SmoothPicture(20, 10, 3));
+  const std::string_view chars(reinterpret_cast<const char*>(sound.data()), sound.size());
+  const SFileBytes nothing = {0, 0, 0, 0, 'I', 'D', 'A', 'T', 0x35, 0xAF, 0x06, 0x1E};
+  SFileBytes bytes = sound;
+  for (int i = 0; i < 100; ++i) {
+    bytes.insert(bytes.begin() + static_cast<std::ptrdiff_t>(chars.find("IDAT")) - 4, nothing.begin(), nothing.end());
+  }
+  EXPECT_EQ(ReadAll(*OpenBytes(bytes)).samples, ReadAll(*OpenBytes(sound)).samples);
+  const auto input = CInput::FromMemory(bytes.data(), bytes.size());
+  SRenderLimits spent;
+  spent.time = std::chrono::milliseconds(-1);
+  CRenderGuard guard(spent);
+  EXPECT_THROW(OpenWholePngRows(*input, ReadPngHeader(*input), guard), CDamagedError);
 }
 
 TEST(Png, RendersToTheExactAverage) {

@@ -32,6 +32,7 @@ class CBytesImage final : public COpenedImage {
       : m_bytes(std::move(bytes)), m_image(Open(CInput::FromMemory(m_bytes.data(), m_bytes.size()))) {}
 
   const SQvImageInfo& Info() const override { return m_image->Info(); }
+  std::uint64_t SourceBytes() const override { return m_image->SourceBytes(); }
   void Read(SQvPicBuf& picture, CRenderGuard& guard) override { m_image->Read(picture, guard); }
   void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) override {
     m_image->Render(request, picture, guard);

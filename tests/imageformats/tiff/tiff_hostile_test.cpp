@@ -8,6 +8,7 @@
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/base/new_picture.h"
 #include "platform/imageformats/tiff/blocks/block_source.h"
+#include "platform/imageformats/tiff/directory/ifd_chain.h"
 #include "platform/imageformats/tiff/rows/row_converter.h"
 #include "system/qvstatus.h"
 #include "tests/imageformats/tiff/tiff_test_image.h"
@@ -240,6 +241,16 @@ TEST(TiffHostile, TheDeadlineEndsARendering) {
   imageformats::SRenderRequest request;
   request.width = request.height = 16;
   EXPECT_THROW(image->Render(request, *picture.Get(), guard), imageformats::CDamagedError);
+}
+
+TEST(TiffHostile, DirectoriesThatAreNamedAgainAndAgainAreNotReadForEver) {
+  const std::vector<std::uint8_t> file = WriteTiff(Detailed(COMPRESSION_LZW, 16));
+  const auto input = imageformats::CInput::FromMemory(file.data(), file.size());
+  const std::uint64_t first = imageformats::tiff::ReadIfdChain(*input).front().offset;
+  const std::vector<std::uint64_t> offsets(1000000, first);
+  const auto directories = imageformats::tiff::ReadIfdChainsFrom(*input, offsets, 64);
+  EXPECT_GE(directories.size(), 1u);
+  EXPECT_LT(directories.size(), file.size());
 }
 
 TEST(TiffHostile, TilesThatWereNeverWrittenAreDamage) {

@@ -178,6 +178,14 @@ TEST_F(ExperimentsTest, FailedInsertIsReportedAndGivesThePreviousId) {
   }
 }
 
+TEST_F(ExperimentsTest, ExperimentThatIsTooLargeIsNotWrittenAsNothing) {
+  sqlite3_limit(CSqliteSpy::Connection(), SQLITE_LIMIT_LENGTH, 150);
+  const auto experiment = NewExperiment(kQvLoopXYPosition, 20);
+  experiment->positions.resize(20);
+  EXPECT_EQ(Cache().WriteExperiment(experiment.get(), nullptr, 1.0, 0, nullptr), SQLITE_TOOBIG);
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM experiments"), "0");
+}
+
 TEST_F(ExperimentsTest, FailedUpdateIsReportedAndReturnsZero) {
   const auto experiment = NewExperiment(kQvLoopZ, 1);
   Write(experiment.get());

@@ -81,6 +81,14 @@ TEST_F(HistoryTest, RecordingAgainLeavesNoOneWaiting) {
   }
 }
 
+TEST_F(HistoryTest, RecordThatCannotBeBoundOrPreparedIsNoSuccess) {
+  CSqliteSpy::FailPrepare(kInsert, SQLITE_NOMEM);
+  EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7), SQLITE_NOMEM);
+  sqlite3_limit(CSqliteSpy::Connection(), SQLITE_LIMIT_LENGTH, 500);
+  EXPECT_EQ(Cache().WriteHistory(std::wstring(501, L'x').c_str(), L"ada", 2.5, 7), SQLITE_TOOBIG);
+  EXPECT_THAT(Rows(), IsEmpty());
+}
+
 TEST_F(HistoryTest, OperationsSurviveATableThatIsGone) {
   CSql(DatabaseFile()).Run("DROP TABLE history; INSERT INTO experiments (experimentID) VALUES (1)");
   SHistory history;

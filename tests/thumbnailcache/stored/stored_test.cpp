@@ -174,6 +174,34 @@ TEST_F(StoredTest, UpdateThatFailsInAnyWayIsTakenBack) {
   EXPECT_THAT(Rows(), ElementsAre("1|7|a|3"));
 }
 
+TEST_F(StoredTest, ValueThatCannotBeBoundIsNotWrittenAsNothing) {
+  const int id = Insert(7, L"a", 3);
+  sqlite3_limit(CSqliteSpy::Connection(), SQLITE_LIMIT_LENGTH, 500);
+  const std::wstring longName(501, L'x');
+  int newID = 0;
+  EXPECT_EQ(Cache().InsertStoredItem(1, longName.c_str(), 0, &newID), SQLITE_TOOBIG);
+  const auto texts = m_diag.TakeTexts();
+  ASSERT_THAT(texts, SizeIs(2));
+  EXPECT_EQ(texts[0], std::wstring(kStepFailed) + L"string or blob too big");
+  EXPECT_TRUE(texts[1].starts_with(kFinalizeFailed));
+  EXPECT_EQ(Cache().UpdateStoredItem(id, 7, longName.c_str(), 3), 0);
+  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(std::wstring(kStepFailed) + L"string or blob too big"));
+  EXPECT_THAT(Rows(), ElementsAre("1|7|a|3"));
+}
+
+TEST_F(StoredTest, OperationsThatCannotBePreparedDoNotSucceed) {
+  Insert(7, L"a", 3);
+  std::vector<int> ids;
+  std::vector<CQvStringW> names;
+  CSqliteSpy::FailPrepare(kInsert, SQLITE_NOMEM);
+  EXPECT_EQ(Cache().InsertStoredItem(1, L"b", 0, nullptr), SQLITE_NOMEM);
+  CSqliteSpy::FailPrepare(kChildren, SQLITE_IOERR);
+  EXPECT_EQ(Cache().GetStoredChildren(7, &ids, &names), SQLITE_IOERR);
+  CSqliteSpy::FailPrepare(kDelete, SQLITE_BUSY);
+  EXPECT_EQ(Cache().DeleteStoredItem(1), SQLITE_BUSY);
+  EXPECT_THAT(Rows(), ElementsAre("1|7|a|3"));
+}
+
 TEST_F(StoredTest, OperationsSurviveATableThatIsGone) {
   CSql(DatabaseFile()).Run("DROP TABLE stored");
   int id = 0;

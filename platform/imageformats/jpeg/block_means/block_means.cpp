@@ -26,6 +26,7 @@ class CBlockMeansReader {
       if (!marker) return false;
       if (*marker == kMarkerEoi) return IsComplete();
       if (IsStandaloneMarker(*marker)) continue;
+      m_guard.CheckTime();
       const auto payload = reader.ReadPayload(kMaxPayload);
       if (!payload || !ParseSegment(*marker, *payload)) return false;
       if (*marker != kMarkerSos) continue;

@@ -93,7 +93,12 @@ class CLibtiffBlocks final : public CBlockSource {
     std::uint32_t rows = m_block.height;
     if (!m_page.tiled) rows = std::min(rows, m_page.height - row * m_block.height);
     const std::size_t size = rows * m_stride;
-    if (m_plainLzw && DecodePlainLzw(place, size)) return;
+    if (m_plainLzw) {
+      if (DecodePlainLzw(place, size)) return;
+      // libtiff's copy stands beside this one.
+      m_guard.Reserve(m_stream.capacity());
+      m_plainLzw = false;
+    }
     const auto wanted = static_cast<tmsize_t>(size);
     TIFF* tiff = m_tiff.Get();
     const tmsize_t got = m_page.tiled ? TIFFReadEncodedTile(tiff, index, m_bytes.data(), wanted)
@@ -117,7 +122,10 @@ class CLibtiffBlocks final : public CBlockSource {
     const std::uint32_t end = std::min(y + m_block.height, m_page.height);
     std::uint8_t* out = m_bytes.data();
     for (; y < end; ++y, out += m_stride) {
-      if (y % m_page.blockHeight == 0) LocateAndReserve(y / m_page.blockHeight);
+      if (y % m_page.blockHeight == 0) {
+        m_guard.CheckTime();
+        LocateAndReserve(y / m_page.blockHeight);
+      }
       CheckDecoded(TIFFReadScanline(m_tiff.Get(), out, y, 0) == 1);
     }
   }

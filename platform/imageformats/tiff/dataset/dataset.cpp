@@ -27,14 +27,12 @@ bool SameShape(const SIfdSummary& a, const SIfdSummary& b) noexcept {
 
 // Raw camera files keep a small picture in the chain and the real one in a sub-IFD.
 void PreferFullSubIfd(STiffFile& file, SDataset* dataset) {
-  for (const std::uint64_t offset : dataset->page.subIfds) {
-    for (const SIfdSummary& ifd : ReadIfdChainFrom(*file.input, offset, 1)) {
-      if ((ifd.subfileType & kReducedOrMask) != 0 || ifd.width <= dataset->page.width) continue;
-      if (ifd.photometric == PHOTOMETRIC_CFA) continue;
-      dataset->page = ReadPage(file.handle, ifd.offset);
-      dataset->mainPlane.directory = ifd.offset;
-      return;
-    }
+  for (const SIfdSummary& ifd : ReadIfdChainsFrom(*file.input, dataset->page.subIfds, 1)) {
+    if ((ifd.subfileType & kReducedOrMask) != 0 || ifd.width <= dataset->page.width) continue;
+    if (ifd.photometric == PHOTOMETRIC_CFA) continue;
+    dataset->page = ReadPage(file.handle, ifd.offset);
+    dataset->mainPlane.directory = ifd.offset;
+    return;
   }
 }
 

@@ -10,11 +10,6 @@ constexpr std::size_t kMaxFiles = 64;
 // Names that lead nowhere are looked for on the disk at most so often.
 constexpr std::size_t kMaxNames = 4096;
 
-bool IsPlainName(const std::string& name) {
-  return !name.empty() && name != "." && name != ".." &&
-         name.find_first_of(std::string_view("/\\:\0", 4)) == std::string::npos;
-}
-
 }  // namespace
 
 STiffFile::STiffFile(std::shared_ptr<const CInput> source)
@@ -25,18 +20,17 @@ CFileSet::CFileSet(std::shared_ptr<const CInput> input) {
   const CInput& main = *Main().input;
   if (!main.IsFile()) return;
   const std::string path = CQvStringUtils::WtoUTF8(main.Path()).Str();
-  const std::size_t slash = path.find_last_of("/\\");
-  m_folder = slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
-  m_name = slash == std::string::npos ? path : path.substr(slash + 1);
+  m_name = path.substr(path.find_last_of("/\\") + 1);
+}
+
+std::uint64_t CFileSet::Bytes() const noexcept {
+  std::uint64_t bytes = 0;
+  for (const std::unique_ptr<STiffFile>& file : m_files) bytes += file->input->Size();
+  return bytes;
 }
 
 std::shared_ptr<const CInput> CFileSet::OpenBeside(const std::string& name) const {
-  if (m_name.empty() || !IsPlainName(name)) return nullptr;
-  try {
-    return CInput::FromFile(CQvStringUtils::UTF8toW(CQvStringA(m_folder + name)));
-  } catch (const CFormatError&) {
-    return nullptr;
-  }
+  return m_name.empty() ? nullptr : Main().input->OpenBeside(name);
 }
 
 int CFileSet::FindTiff(const std::string& name) {

@@ -27,8 +27,11 @@ class CFileSet {
   // Throws CDamagedError when the file is no TIFF file.
   explicit CFileSet(std::shared_ptr<const CInput> input);
 
-  STiffFile& Main() noexcept { return *m_files.front(); }
+  STiffFile& Main() const noexcept { return *m_files.front(); }
   STiffFile& File(std::size_t index) noexcept { return *m_files[index]; }
+
+  // Of all files opened so far.
+  std::uint64_t Bytes() const noexcept;
 
   // The opened file's own name, in UTF-8; empty for memory.
   const std::string& MainName() const noexcept { return m_name; }
@@ -41,7 +44,6 @@ class CFileSet {
  private:
   std::vector<std::unique_ptr<STiffFile>> m_files;
   std::map<std::string, int> m_found;
-  std::string m_folder;  // with its separator
   std::string m_name;
 };
 

@@ -50,37 +50,37 @@ SIfdSummary Summarise(const CIfdReader& reader, std::uint64_t offset) noexcept {
   return summary;
 }
 
-// A loop, a pointer out of the file or an unreadable directory ends the chain. Directories of an honest file do not
-// overlap, so all of them together are no larger than the file.
-std::vector<SIfdSummary> ReadChain(CIfdReader& reader, const CInput& input, std::uint64_t offset, std::size_t limit,
-                                   bool* leadsOut = nullptr) {
-  std::vector<SIfdSummary> chain;
+// A loop, a pointer out of the file or an unreadable directory ends the chain; whether one of the two latter did is
+// returned. Directories of an honest file do not overlap, so all of them together are no larger than the file.
+bool ReadChain(CIfdReader& reader, const CInput& input, std::uint64_t offset, std::size_t limit,
+               std::vector<SIfdSummary>* chain) {
   std::unordered_set<std::uint64_t> seen;
-  while (offset != 0 && offset < input.Size() && chain.size() < limit && reader.BytesRead() <= input.Size() &&
+  while (offset != 0 && offset < input.Size() && seen.size() < limit && reader.BytesRead() <= input.Size() &&
          seen.insert(offset).second) {
-    if (!reader.Read(offset)) {
-      if (leadsOut) *leadsOut = true;
-      return chain;
-    }
-    chain.push_back(Summarise(reader, offset));
+    if (!reader.Read(offset)) return true;
+    chain->push_back(Summarise(reader, offset));
     offset = reader.NextOffset();
   }
-  if (leadsOut) *leadsOut = offset >= input.Size() || (!chain.empty() && reader.IsCut());
-  return chain;
+  return offset >= input.Size() || (!chain->empty() && reader.IsCut());
 }
 
 }  // namespace
 
 std::vector<SIfdSummary> ReadIfdChain(const CInput& input, bool* leadsOut) {
   CIfdReader reader = OpenReader(input);
-  std::vector<SIfdSummary> chain = ReadChain(reader, input, reader.FirstOffset(), kMaxDirectories, leadsOut);
+  std::vector<SIfdSummary> chain;
+  const bool ledOut = ReadChain(reader, input, reader.FirstOffset(), kMaxDirectories, &chain);
   if (chain.empty()) throw CDamagedError("The TIFF file has no readable directory");
+  if (leadsOut) *leadsOut = ledOut;
   return chain;
 }
 
-std::vector<SIfdSummary> ReadIfdChainFrom(const CInput& input, std::uint64_t offset, std::size_t limit) {
+std::vector<SIfdSummary> ReadIfdChainsFrom(const CInput& input, std::span<const std::uint64_t> offsets,
+                                           std::size_t limit) {
   CIfdReader reader = OpenReader(input);
-  return ReadChain(reader, input, offset, limit);
+  std::vector<SIfdSummary> directories;
+  for (const std::uint64_t offset : offsets) ReadChain(reader, input, offset, limit, &directories);
+  return directories;
 }
 
 }  // namespace imageformats::tiff

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "platform/imageformats/base/input.h"
@@ -26,7 +27,9 @@ inline constexpr std::size_t kMaxDirectories = 1u << 20;
 // directory.
 std::vector<SIfdSummary> ReadIfdChain(const CInput& input, bool* leadsOut = nullptr);
 
-// Likewise from a directory on, such as a sub-IFD, at most `limit` directories; possibly none.
-std::vector<SIfdSummary> ReadIfdChainFrom(const CInput& input, std::uint64_t offset, std::size_t limit);
+// Likewise from each of these directories on, such as sub-IFDs, at most `limit` directories each; possibly none. All
+// together read no more than the file has.
+std::vector<SIfdSummary> ReadIfdChainsFrom(const CInput& input, std::span<const std::uint64_t> offsets,
+                                           std::size_t limit);
 
 }  // namespace imageformats::tiff

@@ -39,11 +39,9 @@ bool IsUnflaggedLevel(const SIfdSummary& full, const SIfdSummary& level) noexcep
 
 std::vector<SIfdSummary> SubIfdLevels(const CInput& input, const SPage& page) {
   std::vector<SIfdSummary> levels;
-  for (const std::uint64_t offset : page.subIfds) {
-    for (const SIfdSummary& ifd : ReadIfdChainFrom(input, offset, kMaxLevels)) {
-      const bool sameLayout = ifd.bits == page.bits && ifd.samples == page.samples;
-      if (sameLayout && IsReduction(page.Size(), {ifd.width, ifd.height})) levels.push_back(ifd);
-    }
+  for (const SIfdSummary& ifd : ReadIfdChainsFrom(input, page.subIfds, kMaxLevels)) {
+    const bool sameLayout = ifd.bits == page.bits && ifd.samples == page.samples;
+    if (sameLayout && IsReduction(page.Size(), {ifd.width, ifd.height})) levels.push_back(ifd);
   }
   return levels;
 }

@@ -1,0 +1,50 @@
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "platform/imageformats/decoder/confinement.h"
+#include "platform/imageformats/decoder/server.h"
+#include "platform/imageformats/process/protocol.h"
+#include "system/qvstring.h"
+
+// qvthumbs-decoder: decodes pictures for a viewer that hands it files, and for nobody else. Started by the image-format
+// manager, never by people.
+
+using namespace imageformats;
+
+namespace {
+
+bool IsSocket(int handle) {
+  int type = 0;
+  socklen_t size = sizeof type;
+  return getsockopt(handle, SOL_SOCKET, SO_TYPE, &type, &size) == 0 && type == SOCK_SEQPACKET;
+}
+
+// The pipe's end becomes a signal, which ends this process wherever it stands. The death of the thread that started it
+// would not do: threads come and go.
+bool DieWithViewer() {
+  return fcntl(kLifelineHandle, F_SETOWN, getpid()) == 0 && fcntl(kLifelineHandle, F_SETFL, O_ASYNC | O_RDONLY) == 0;
+}
+
+// What opens files at its first use must not come to that later.
+void LoadLocale() { (void)CQvStringUtils::EqualNoCase(L"\x00C4", L"\x00E4"); }
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  const bool forSlides = count == 2 && std::strcmp(arguments[1], kForSlides) == 0;
+  const bool forPictures = count == 2 && std::strcmp(arguments[1], kForPictures) == 0;
+  constexpr char kUse[] = "qvthumbs-decoder is started by the programs that show pictures, not by hand.\n";
+  if (!(forSlides || forPictures) || !IsSocket(kSocketHandle)) {
+    return write(STDERR_FILENO, kUse, sizeof kUse - 1) < 0 ? 3 : 2;
+  }
+  LoadLocale();
+  if (!DieWithViewer() || !Confine(forSlides ? kFolderHandle : -1)) return 3;
+  if (forSlides) close(kFolderHandle);
+  CChannel channel(CDescriptor(kSocketHandle), true);
+  CDecoderServer(channel).Run();
+  // Whatever is still open goes with the process.
+  _exit(0);
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "platform/imageformats/codec/image_metadata.h"
+#include "platform/imageformats/process/wire.h"
+
+namespace imageformats {
+
+// What an opened image says of itself, on the wire. Reading checks counts; whether values make sense is for who uses
+// them, as it is with what a codec reads from a file.
+void PutImageInfo(CWireWriter& wire, const SQvImageInfo& info);
+void GetImageInfo(CWireReader& wire, SQvImageInfo& info);
+void PutMetadata(CWireWriter& wire, const SImageMetadata& metadata);
+void GetMetadata(CWireReader& wire, SImageMetadata& metadata);
+
+}  // namespace imageformats

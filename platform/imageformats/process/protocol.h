@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+
+namespace imageformats {
+
+// What the viewer and a decoder tell each other. The viewer asks, one question at a time, and the decoder answers with
+// kAnswer; while it works on one it may ask for a file beside the picture's, and gets kBeside. Pictures do not travel:
+// the decoder writes them into memory that the viewer lends it.
+enum ERequest : std::uint32_t {
+  kRequestOpen = 1,  // image, codec, name, native path, is a file; the file or the stream. Answer: info, source bytes,
+                     // has tags, has metadata, metadata
+  kRequestDetect,    // codec, name, native path; the file. Answer: whether the content is the codec's
+  kRequestMetadata,  // image. Answer: metadata
+  kRequestTag,       // image, name. Answer: has it, bytes
+  kRequestMemory,    // memory for pictures, which replaces the former; no answer
+  kRequestRender,    // image, bytes of a row, width, height, fast, channels. Answer: nothing more
+  kRequestRead,      // image, bytes of a row, width, height, bits, components. Answer: nothing more
+  kRequestClose,     // image; no answer
+  kAnswer,           // status, text when it is not 0
+  kAskBeside,        // name
+  kBeside,           // the file, when there is one
+};
+
+// Where a decoder finds what it is started with.
+inline constexpr int kSocketHandle = 3;
+// A pipe whose other end nobody writes to: it closes with the viewer, wherever the decoder stands.
+inline constexpr int kLifelineHandle = 4;
+// The folder that the decoder of slides may read.
+inline constexpr int kFolderHandle = 5;
+
+// The decoder's only argument: what it is for.
+inline constexpr char kForPictures[] = "pictures";
+inline constexpr char kForSlides[] = "slides";
+
+}  // namespace imageformats

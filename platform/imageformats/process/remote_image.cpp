@@ -1,0 +1,190 @@
+#include "platform/imageformats/process/remote_image.h"
+
+#include <atomic>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+#include "platform/imageformats/process/image_records.h"
+#include "platform/imageformats/process/protocol.h"
+
+namespace imageformats {
+
+namespace {
+
+// A file's own name is all that a decoder of pictures has to know of where it lies.
+std::string FileName(const CInput& input) {
+  const std::string path = CQvStringUtils::WtoUTF8(input.Path()).Str();
+  return path.substr(path.find_last_of("/\\") + 1);
+}
+
+void PutSource(CWireWriter& question, const char* codecName, const CInput& input, const std::string& nativePath) {
+  question.Text(std::string(codecName));
+  question.Text(FileName(input));
+  question.Text(nativePath);
+}
+
+std::size_t RowBytes(const SQvPicBuf& picture) noexcept {
+  return std::size_t{picture.width} * picture.components * (picture.bpc / 8);
+}
+
+class CRemoteImage final : public COpenedImage {
+ public:
+  CRemoteImage(std::shared_ptr<CDecoder> decoder, const char* codecName, std::shared_ptr<const CInput> input,
+               std::string nativePath)
+      : m_decoder(std::move(decoder)),
+        m_codecName(codecName),
+        m_input(std::move(input)),
+        m_nativePath(std::move(nativePath)),
+        m_number(NextNumber()),
+        m_bytes(m_input->Size()) {
+    if (!m_input->IsFile()) m_stream = NewMemoryFile(m_input->Memory().data(), m_input->Memory().size());
+    Open();
+  }
+  CRemoteImage(const CRemoteImage&) = delete;
+  CRemoteImage& operator=(const CRemoteImage&) = delete;
+  ~CRemoteImage() override {
+    if (m_generation == m_decoder->Generation()) m_decoder->Tell(kRequestClose, NewQuestion());
+  }
+
+  const SQvImageInfo& Info() const override { return m_info; }
+  std::uint64_t SourceBytes() const override { return m_bytes; }
+
+  void Read(SQvPicBuf& picture, CRenderGuard&) override {
+    CWireWriter rest;
+    rest.Value(picture.width);
+    rest.Value(picture.height);
+    rest.Value(picture.bpc);
+    rest.Value(picture.components);
+    Draw(kRequestRead, rest, picture);
+    m_decoder->TakeBackLarge();
+  }
+
+  void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard&) override {
+    CWireWriter rest;
+    rest.Value(request.width);
+    rest.Value(request.height);
+    rest.Value(request.fast);
+    rest.Value(request.channels);
+    Draw(kRequestRender, rest, picture);
+  }
+
+  bool CustomTag(const CQvStringW& name, CQvByteArray& bytes) override {
+    if (!m_hasTags) return false;
+    CWireWriter rest;
+    rest.Text(name);
+    const std::vector<std::uint8_t> content = Ask(kRequestTag, rest);
+    CWireReader answer(content);
+    if (!answer.Get<bool>()) return false;
+    const auto [data, size] = answer.Bytes();
+    bytes.SetData(data, size, 0, 0);
+    return true;
+  }
+
+  bool HasCustomTags() const override { return m_hasTags; }
+
+  SImageMetadata Metadata() override {
+    if (!m_metadata) {
+      const std::vector<std::uint8_t> content = Ask(kRequestMetadata, CWireWriter());
+      CWireReader answer(content);
+      GetMetadata(answer, m_metadata.emplace());
+    }
+    return *m_metadata;
+  }
+
+ private:
+  static std::uint32_t NextNumber() noexcept {
+    static std::atomic<std::uint32_t> next = 1;
+    return next++;
+  }
+  CDecoder::SSubject Subject() noexcept { return {*m_input, m_bytes}; }
+  CWireWriter NewQuestion() const {
+    CWireWriter question;
+    question.Value(m_number);
+    return question;
+  }
+
+  void Open() {
+    CWireWriter question = NewQuestion();
+    PutSource(question, m_codecName, *m_input, m_nativePath);
+    question.Value(m_input->IsFile());
+    const std::vector<std::uint8_t> content =
+        m_decoder->Ask(kRequestOpen, question, Subject(), m_stream ? m_stream.Get() : m_input->Handle());
+    m_generation = m_decoder->Generation();
+    CWireReader answer(content);
+    GetImageInfo(answer, m_info);
+    // What lies beside a slide only its decoder knows.
+    const auto bytes = answer.Get<std::uint64_t>();
+    if (!m_nativePath.empty()) m_bytes = bytes;
+    answer.Value(m_hasTags);
+    if (answer.Get<bool>()) GetMetadata(answer, m_metadata.emplace());
+  }
+
+  void Reopen() {
+    if (!m_decoder->Start()) throw CDamagedError("The decoder cannot be started again");
+    Open();
+  }
+
+  // A decoder that died of another image, or was ended from outside, is started again; once.
+  template <class Body>
+  decltype(auto) WithDecoder(Body&& body) {
+    if (m_generation != m_decoder->Generation() || !m_decoder->IsRunning()) Reopen();
+    try {
+      return body();
+    } catch (const CStaleDecoder&) {
+      Reopen();
+      return body();
+    }
+  }
+
+  std::vector<std::uint8_t> Ask(std::uint32_t kind, const CWireWriter& rest) {
+    CWireWriter question = NewQuestion();
+    question.Raw(rest.Content());
+    return WithDecoder([&] { return m_decoder->Ask(kind, question, Subject()); });
+  }
+
+  void Draw(std::uint32_t kind, const CWireWriter& rest, SQvPicBuf& picture) {
+    const std::size_t size = std::size_t{picture.widthBytes} * picture.height;
+    CWireWriter question = NewQuestion();
+    question.Value(picture.widthBytes);
+    question.Raw(rest.Content());
+    const CSharedPixels& pixels = WithDecoder([&]() -> const CSharedPixels& {
+      const CSharedPixels& lent = m_decoder->Lend(size);
+      m_decoder->Ask(kind, question, Subject());
+      return lent;
+    });
+    for (std::uint32_t y = 0; y < picture.height; ++y) {
+      const std::size_t offset = std::size_t{y} * picture.widthBytes;
+      std::memcpy(static_cast<std::uint8_t*>(picture.data) + offset, pixels.Data() + offset, RowBytes(picture));
+    }
+  }
+
+  std::shared_ptr<CDecoder> m_decoder;
+  const char* m_codecName;
+  std::shared_ptr<const CInput> m_input;
+  std::string m_nativePath;
+  CDescriptor m_stream;  // of an input that lies in memory
+  std::uint32_t m_number;
+  std::uint64_t m_bytes;
+  std::uint64_t m_generation = 0;
+  SQvImageInfo m_info;
+  bool m_hasTags = false;
+  std::optional<SImageMetadata> m_metadata;
+};
+
+}  // namespace
+
+std::unique_ptr<COpenedImage> OpenRemoteImage(std::shared_ptr<CDecoder> decoder, const char* codecName,
+                                              std::shared_ptr<const CInput> input, std::string nativePath) {
+  return std::make_unique<CRemoteImage>(std::move(decoder), codecName, std::move(input), std::move(nativePath));
+}
+
+bool MatchesRemotely(CDecoder& decoder, const char* codecName, const CInput& input, const std::string& nativePath) {
+  CWireWriter question;
+  PutSource(question, codecName, input, nativePath);
+  std::uint64_t bytes = input.Size();
+  const std::vector<std::uint8_t> content = decoder.Ask(kRequestDetect, question, {input, bytes}, input.Handle());
+  return CWireReader(content).Get<bool>();
+}
+
+}  // namespace imageformats

@@ -1,0 +1,89 @@
+// A decoder that does wrong, in the way that its name says.
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <limits>
+#include <string>
+
+#include "platform/imageformats/process/channel.h"
+#include "platform/imageformats/process/image_records.h"
+#include "platform/imageformats/process/protocol.h"
+
+using namespace imageformats;
+
+namespace {
+
+constexpr std::uint32_t kMost = std::numeric_limits<std::uint32_t>::max();
+
+CWireWriter Success() {
+  CWireWriter answer;
+  answer.Value(std::int32_t{0});
+  return answer;
+}
+
+// An opened image of these properties, up to its metadata.
+CWireWriter Opened(std::uint32_t side, bool withMetadata) {
+  CWireWriter answer = Success();
+  SQvImageInfo info;
+  info.width = info.height = info.components = info.widthBytes = side;
+  info.bpcInMemory = 8;
+  PutImageInfo(answer, info);
+  answer.Value(std::numeric_limits<std::uint64_t>::max());
+  answer.Value(true);
+  answer.Value(withMetadata);
+  return answer;
+}
+
+CWireWriter OpenedWithManyLoops() {
+  CWireWriter answer = Opened(100, true);
+  SImageMetadata metadata;
+  metadata.loops.resize(100000);
+  PutMetadata(answer, metadata);
+  return answer;
+}
+
+void Announce(std::uint32_t size) {
+  const std::uint32_t header[] = {kAnswer, size};
+  [[maybe_unused]] const ssize_t sent = write(kSocketHandle, header, sizeof header);
+}
+
+void Misbehave(const std::string& name, CChannel& channel) {
+  if (name == "crash") raise(SIGSEGV);
+  if (name == "exit") _exit(7);
+  if (name == "stop") raise(SIGSTOP);
+  if (name == "garbage") [[maybe_unused]]
+    const ssize_t sent = write(kSocketHandle, "garbage that is none", 20);
+  if (name == "crumb") [[maybe_unused]]
+    const ssize_t sent = write(kSocketHandle, "x", 1);
+  if (name == "huge") Announce(kMost);
+  if (name == "cut") Announce(1000);
+  if (name == "empty") channel.Send(kAnswer, {});
+  if (name == "question") channel.Send(kRequestOpen, {});
+  if (name == "status") channel.Send(kAnswer, std::vector<std::uint8_t>(4, 0xFF));
+  if (name == "success") channel.Send(kAnswer, Success().Content());
+  if (name == "giant") channel.Send(kAnswer, Opened(kMost, false).Content());
+  if (name == "lists") {
+    CWireWriter answer = Opened(100, true);
+    answer.Raw(std::vector<std::uint8_t>(1000, 0xFF));
+    channel.Send(kAnswer, answer.Content());
+  }
+  if (name == "loops") channel.Send(kAnswer, OpenedWithManyLoops().Content());
+  if (name == "nagging") {
+    CWireWriter question;
+    question.Text(std::string("../../etc/passwd"));
+    while (channel.Send(kAskBeside, question.Content()) == CChannel::EResult::kDone) continue;
+  }
+  while (name == "busy") (void)getppid();
+}
+
+}  // namespace
+
+int main(int, char** arguments) {
+  const char* slash = std::strrchr(arguments[0], '/');
+  CChannel channel(CDescriptor(kSocketHandle), true);
+  SMessage message;
+  while (channel.Receive(&message) != CChannel::EResult::kClosed) Misbehave(slash != nullptr ? slash + 1 : "", channel);
+  return 0;
+}

@@ -1,0 +1,323 @@
+// Decoders in processes of their own, through the manager, as a viewer has them.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "picture/qvpicture.h"
+#include "platform/imageformats/process/decoder.h"
+#include "platform/imageformats/process/decoder_process.h"
+#include "system/qvstatus.h"
+#include "tests/imageformats/process/decoders.h"
+#include "tests/support/child_process.h"
+#include "tests/support/diag_recorder.h"
+#include "tests/support/encode_jpeg.h"
+#include "tests/support/encode_png.h"
+#include "tests/support/file_bytes.h"
+#include "tests/support/test_picture.h"
+#include "tests/support/tiff_writer.h"
+
+namespace decodertest {
+namespace {
+
+using namespace qvtest;
+using namespace std::chrono_literals;
+using imageformats::CDecoder;
+
+class DecoderTest : public testing::Test {
+ protected:
+  std::wstring MakePicture(const std::string& name = "a.jpg") const {
+    return m_house.Folder().MakeFileWide(name, EncodeJpeg(SmoothPicture(80, 60, 3)));
+  }
+  static void Kill(pid_t pid) {
+    kill(pid, SIGKILL);
+    while (IsAlive(pid)) std::this_thread::sleep_for(1ms);
+  }
+
+  CDecoderHouse m_house;
+};
+
+TEST_F(DecoderTest, APictureIsTheSameAsInPlace) {
+  const CTempFolder& folder = m_house.Folder();
+  STiffPage page = MakePage<std::uint16_t>(90, 70, 1, [](auto x, auto y, auto) { return 700 * x + 3 * y; });
+  const std::wstring files[] = {MakePicture(), folder.MakeFileWide("a.png", EncodePng(SmoothPicture(90, 70, 4))),
+                                folder.MakeFileWide("a.tif", WriteTiff(page))};
+  for (const std::wstring& file : files) {
+    const SSeen seen = View(file);
+    EXPECT_EQ(seen.status, kQvOk) << seen.reason;
+    EXPECT_EQ(seen, ViewInPlace(file));
+  }
+  EXPECT_EQ(LivingDecoders().size(), 1u);
+}
+
+TEST_F(DecoderTest, FailuresAreTheSameAsInPlace) {
+  SFileBytes cut = EncodeJpeg(SmoothPicture(80, 60, 3));
+  cut.resize(cut.size() / 2);
+  for (const SFileBytes& bytes : {cut, BytesOf("Meeting at ten."), SFileBytes{}}) {
+    const std::wstring file = m_house.Folder().MakeFileWide("b.jpg", bytes);
+    const SSeen seen = View(file);
+    EXPECT_EQ(seen.status, kQvFailure);
+    EXPECT_FALSE(seen.reason.empty());
+    EXPECT_EQ(seen, ViewInPlace(file));
+  }
+}
+
+TEST_F(DecoderTest, TextsAndTagsComeFromTheDecoderToo) {
+  STiffPage page = MakePage<std::uint8_t>(9, 7, 1, [](auto, auto, auto) { return 7; });
+  const SFileBytes thumbnail = {1, 2, 3, 4, 5};
+  page.tags = [&](TIFF* tiff) {
+    TIFFSetField(tiff, TIFFTAG_ARTIST, "Gr\xC3\xA4tzel");
+    SetBytesTag(tiff, 65050, thumbnail);
+  };
+  const std::wstring file = m_house.Folder().MakeFileWide("a.tif", WriteTiff(page));
+  const CQvRef<IQvImageFormatManager> manager = NewManager();
+  CQvRef<IQvImageCodec> codec;
+  CQvRef<IQvPictureSource> source;
+  CQvRef<IQvMetadataReader> reader;
+  SQvImageTextInfo text;
+  CQvByteArray bytes;
+  ASSERT_EQ(manager->GetCodecForFile(file, codec.Out()), kQvOk);
+  ASSERT_EQ(codec->OpenInputFile(file, source.Out()), kQvOk);
+  ASSERT_EQ(source->GetMetadataReader(reader.Out()), kQvOk);
+  EXPECT_EQ(reader->GetTextInfo(&text), kQvOk);
+  EXPECT_EQ(text.author, CQvStringW(L"Gr\x00E4tzel"));
+  EXPECT_EQ(source->GetCustomTag(L"QvCustomTag:ThumbailJpg", &bytes), kQvOk);
+  EXPECT_EQ(SFileBytes(bytes.GetData(0), bytes.GetData(0) + bytes.GetSize()), thumbnail);
+  EXPECT_EQ(source->GetCustomTag(L"QvCustomTag:ThumbailPicbuf", &bytes), kQvFailure);
+  EXPECT_EQ(LivingDecoders().size(), 1u);
+}
+
+TEST_F(DecoderTest, MemoryIsDecodedThereToo) {
+  const SFileBytes jpeg = EncodeJpeg(SmoothPicture(80, 60, 3));
+  const CQvRef<IQvImageFormatManager> manager = NewManager();
+  CQvRef<IQvImageCodec> codec;
+  CQvRef<IQvPictureSource> source;
+  ASSERT_EQ(manager->GetCodecByName("JPG", codec.Out()), kQvOk);
+  ASSERT_EQ(codec->OpenInputMemory(jpeg.data(), jpeg.size(), source.Out()), kQvOk);
+  CQvPicture picture;
+  ASSERT_TRUE(picture.Reinit(80, 60, 8, 3, true));
+  EXPECT_EQ(source->ReadPicture(picture.Get(), 0, 0), kQvOk);
+  EXPECT_NE(picture.Row(30)[100], 0);
+  EXPECT_EQ(LivingDecoders().size(), 1u);
+}
+
+TEST_F(DecoderTest, TheFilesOfASetAreHandedOver) {
+  for (int z = 0; z < 3; ++z) {
+    STiffPage page = MakePage<std::uint8_t>(8, 6, 1, [&](auto, auto, auto) { return 10 * (z + 1); });
+    page.description =
+        "<?xml version=\"1.0\"?><OME xmlns=\"http://www.openmicroscopy.org/Schemas/OME/2016-06\"><Image ID=\"Image:0\">"
+        "<Pixels ID=\"Pixels:0\" DimensionOrder=\"XYZCT\" Type=\"uint8\" SizeX=\"8\" SizeY=\"6\" SizeZ=\"3\" "
+        "SizeC=\"1\""
+        " SizeT=\"1\">";
+    for (int i = 0; i < 3; ++i) {
+      page.description += "<TiffData FirstZ=\"" + std::to_string(i) +
+                          "\" IFD=\"0\" PlaneCount=\"1\"><UUID FileName=\"p" + std::to_string(i) +
+                          ".ome.tif\">urn:uuid:" + std::to_string(i) + "</UUID></TiffData>";
+    }
+    page.description += "</Pixels></Image></OME>";
+    m_house.Folder().MakeFile("p" + std::to_string(z) + ".ome.tif", WriteTiff(page));
+  }
+  const SSeen seen = View(m_house.Folder().Wide("p0.ome.tif"));
+  ASSERT_EQ(seen.status, kQvOk) << seen.reason;
+  EXPECT_EQ(seen.pixels.front(), 20);
+  EXPECT_EQ(LivingDecoders().size(), 1u);
+}
+
+TEST_F(DecoderTest, OneDecoderServesOneManagerAfterTheOther) {
+  const std::wstring file = MakePicture();
+  View(file);
+  const std::vector<pid_t> first = LivingDecoders();
+  ASSERT_EQ(first.size(), 1u);
+  for (int i = 0; i < 20; ++i) EXPECT_EQ(View(file).status, kQvOk);
+  EXPECT_EQ(LivingDecoders(), first);
+}
+
+TEST_F(DecoderTest, ManagersAtWorkAtOnceHaveADecoderEach) {
+  const std::wstring file = MakePicture();
+  const CQvRef<IQvImageFormatManager> a = NewManager(), b = NewManager();
+  EXPECT_EQ(View(*a, file), View(*b, file));
+  EXPECT_EQ(LivingDecoders().size(), 2u);
+}
+
+TEST_F(DecoderTest, OneThatWasEndedFromOutsideIsStartedAgain) {
+  const std::wstring file = MakePicture();
+  const CQvRef<IQvImageFormatManager> manager = NewManager();
+  const SSeen seen = View(*manager, file);
+  for (const pid_t pid : LivingDecoders()) Kill(pid);
+  EXPECT_EQ(View(*manager, file), seen);
+  EXPECT_FALSE(std::filesystem::exists(m_house.ListPath()));
+}
+
+TEST_F(DecoderTest, AnOpenPictureOutlivesItsDecoder) {
+  const std::wstring file = MakePicture();
+  const CQvRef<IQvImageFormatManager> manager = NewManager();
+  CQvRef<IQvImageCodec> codec;
+  CQvRef<IQvPictureSource> source;
+  ASSERT_EQ(manager->GetCodecForFile(file, codec.Out()), kQvOk);
+  ASSERT_EQ(codec->OpenInputFile(file, source.Out()), kQvOk);
+  for (const pid_t pid : LivingDecoders()) Kill(pid);
+  CQvPicture picture;
+  ASSERT_TRUE(picture.Reinit(80, 60, 8, 3, true));
+  EXPECT_EQ(source->ReadPicture(picture.Get(), 0, 0), kQvOk);
+  EXPECT_NE(picture.Row(30)[100], 0);
+}
+
+TEST_F(DecoderTest, OneThatStandsStillCostsOnePicture) {
+  const std::wstring file = MakePicture();
+  const CQvRef<IQvImageFormatManager> manager = NewManager();
+  ASSERT_EQ(View(*manager, file).status, kQvOk);
+  CDecoder::SetPatienceForTest(500ms, {});
+  for (const pid_t pid : LivingDecoders()) kill(pid, SIGSTOP);
+  const SSeen seen = View(*manager, file);
+  EXPECT_EQ(seen.status, kQvFailure);
+  EXPECT_EQ(seen.reason, "The decoder stood still and was ended");
+  CDecoder::SetPatienceForTest(30s, {});
+  EXPECT_EQ(View(*manager, file).status, kQvOk);
+}
+
+TEST_F(DecoderTest, OneThatNeverStopsWorkingIsEnded) {
+  m_house.UseFake("busy");
+  CDecoder::SetPatienceForTest(30s, 500ms);
+  const SSeen seen = View(MakePicture());
+  EXPECT_EQ(seen.status, kQvFailure);
+  EXPECT_EQ(seen.reason, "Reading the picture needs more processor time than its size allows: 5 s");
+  EXPECT_TRUE(LivingDecoders().empty());
+}
+
+TEST_F(DecoderTest, OneThatDoesWrongCostsOnePictureAndIsEnded) {
+  CDecoder::SetPatienceForTest(500ms, {});
+  const CQvRef<IQvImageFormatManager> manager = NewManager();
+  int number = 0;
+  for (const char* wrong : {"crash", "exit", "stop", "garbage", "crumb", "huge", "cut", "empty", "question", "status",
+                            "success", "lists", "loops", "nagging"}) {
+    SCOPED_TRACE(wrong);
+    m_house.UseFake(wrong);
+    const SSeen seen = View(*manager, MakePicture(std::to_string(++number) + ".jpg"));
+    EXPECT_EQ(seen.status, kQvFailure);
+    EXPECT_FALSE(seen.reason.empty());
+  }
+  m_house.UseTrue();
+  EXPECT_EQ(View(*manager, MakePicture("sound.jpg")).status, kQvOk);
+}
+
+TEST_F(DecoderTest, ImpossibleSizesAreNotBelieved) {
+  m_house.UseFake("giant");
+  const std::wstring file = MakePicture();
+  const CQvRef<IQvImageFormatManager> manager = NewManager();
+  CQvRef<IQvImageCodec> codec;
+  CQvRef<IQvPictureSource> source;
+  SQvImageInfo info;
+  CQvPicture picture;
+  ASSERT_EQ(manager->GetCodecForFile(file, codec.Out()), kQvOk);
+  ASSERT_EQ(codec->OpenInputFile(file, source.Out()), kQvOk);
+  ASSERT_EQ(source->GetPictureInfo(&info), kQvOk);
+  EXPECT_FALSE(picture.Reinit(info.width, info.height, info.bpcInMemory, info.components, false));
+  CQvByteArray bytes;
+  EXPECT_EQ(source->GetCustomTag(L"QvCustomTag:ThumbailJpg", &bytes), kQvFailure);
+}
+
+TEST_F(DecoderTest, TheReasonSaysHowItDied) {
+  m_house.UseFake("crash");
+  EXPECT_EQ(View(MakePicture("a.jpg")).reason, "The decoder died of it (signal 11)");
+  m_house.UseFake("exit");
+  EXPECT_EQ(View(MakePicture("b.jpg")).reason, "The decoder died of it (exit status 7)");
+}
+
+TEST_F(DecoderTest, AFileThatItDiedOfTwiceIsLeftAloneUntilItChanges) {
+  const std::wstring file = MakePicture(), other = MakePicture("b.jpg");
+  m_house.UseFake("crash");
+  View(file);
+  m_house.UseTrue();
+  EXPECT_EQ(View(file).status, kQvOk);
+  m_house.UseFake("crash");
+  View(file);
+  m_house.UseTrue();
+  EXPECT_EQ(View(file).reason,
+            "Decoding this file ended the decoder twice; it is not tried again until the file changes");
+  EXPECT_TRUE(LivingDecoders().empty() || View(other).status == kQvOk);
+  std::filesystem::last_write_time(m_house.Folder().Path("a.jpg"), std::filesystem::file_time_type::clock::now() + 5s);
+  EXPECT_EQ(View(file).status, kQvOk);
+}
+
+TEST_F(DecoderTest, OneThatCannotBeStartedIsDoneWithoutAndReportedOnce) {
+  const std::wstring file = MakePicture();
+  imageformats::SetDecoderProgramForTest(m_house.Folder().Path("missing"));
+  CDiagRecorder diagnostics;
+  EXPECT_EQ(View(file).status, kQvOk);
+  EXPECT_EQ(View(file), ViewInPlace(file));
+  EXPECT_EQ(diagnostics.Take().size(), 1u);
+  EXPECT_TRUE(LivingDecoders().empty());
+}
+
+TEST_F(DecoderTest, ItCanBeTurnedOff) {
+  CDiagRecorder diagnostics;
+  EXPECT_EQ(ViewInPlace(MakePicture()).status, kQvOk);
+  EXPECT_TRUE(LivingDecoders().empty());
+  EXPECT_TRUE(diagnostics.Take().empty());
+}
+
+TEST_F(DecoderTest, NothingOfTheViewersIsInIt) {
+  setenv("QV_TEST_SECRET", "secret", 1);
+  const std::string secret = m_house.Folder().MakeFile("secret", "secret");
+  const int leaky = open(secret.c_str(), O_RDONLY);
+  View(MakePicture());
+  const std::vector<pid_t> decoders = LivingDecoders();
+  ASSERT_EQ(decoders.size(), 1u);
+  const std::string place = "/proc/" + std::to_string(decoders.front());
+  std::error_code denied;
+  std::size_t handles = 0;
+  for (const auto& handle : std::filesystem::directory_iterator(place + "/fd", denied)) {
+    EXPECT_NE(std::filesystem::read_symlink(handle.path()).string(), secret);
+    ++handles;
+  }
+  close(leaky);
+  unsetenv("QV_TEST_SECRET");
+  if (denied) GTEST_SKIP() << "only root sees the decoder's files";
+  EXPECT_LE(handles, 7u);  // three to nothing, the connection, the lifeline, memory
+  std::ifstream environment(place + "/environ");
+  std::string first;
+  EXPECT_FALSE(std::getline(environment, first));
+}
+
+TEST_F(DecoderTest, ItEndsWithItsViewer) {
+  const std::wstring file = MakePicture();
+  const SWorkResult viewer = RunForked(1ull << 32, [&] {
+    View(file);
+    return std::to_string(LivingDecoders().at(0));
+  });
+  ASSERT_EQ(viewer.status, 0);
+  const pid_t decoder = std::stoi(viewer.answer);
+  for (int i = 0; i < 5000 && IsAlive(decoder); ++i) std::this_thread::sleep_for(1ms);
+  EXPECT_FALSE(IsAlive(decoder));
+}
+
+TEST_F(DecoderTest, ACopyOfTheViewerHasADecoderOfItsOwn) {
+  const std::wstring file = MakePicture();
+  const CQvRef<IQvImageFormatManager> manager = NewManager();
+  const SSeen seen = View(*manager, file);
+  const std::vector<pid_t> own = LivingDecoders();
+  const SWorkResult copy =
+      RunForked(1ull << 32, [&] { return View(*manager, file) == seen && View(file) == seen ? "same" : "other"; });
+  EXPECT_EQ(copy.answer, "same");
+  EXPECT_EQ(LivingDecoders(), own);
+  EXPECT_EQ(View(*manager, file), seen);
+}
+
+TEST_F(DecoderTest, AViewerThatWaitsForAnyChildIsNotConfused) {
+  const std::wstring file = MakePicture();
+  const CQvRef<IQvImageFormatManager> manager = NewManager();
+  const SSeen seen = View(*manager, file);
+  for (const pid_t pid : LivingDecoders()) Kill(pid);
+  while (waitpid(-1, nullptr, WNOHANG) > 0) continue;
+  EXPECT_EQ(View(*manager, file), seen);
+}
+
+}  // namespace
+}  // namespace decodertest
