@@ -9,7 +9,7 @@
 namespace qvhost {
 
 // Where a command writes what the user named: a file, or a stream (standard output for "-" and for any name of it, a
-// pipe, a device). A symbolic link is followed and stays a link.
+// pipe, a device but no disk). A symbolic link is followed and stays a link.
 class COutputTarget {
  public:
   // Whether a file that begins so was written by this program, so that it may be replaced.

@@ -74,7 +74,11 @@ CPreparedDatabase::CPreparedDatabase(const SDatabaseChoice& choice, EDatabaseNee
 
 void CPreparedDatabase::Create() {
   if (m_choice.isDefault || m_choice.allUsers) {
-    CreateDatabaseFiles(m_choice);
+    try {
+      CreateDatabaseFiles(m_choice);
+    } catch (const CHostError& error) {
+      throw CHostError(ExplainFailedOpen(m_choice, error.what()));
+    }
     if (m_choice.isDefault) SetWriteAheadMode(m_choice.path, SQLite::OPEN_READWRITE);
     return;
   }
