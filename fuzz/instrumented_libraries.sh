@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the codec libraries with the fuzzers' instruments, so that a fuzzer sees into them: libtiff, libpng and libjpeg
-# of the versions that this Debian has, as archives.
+# of the versions that this Debian has.
 #   fuzz/instrumented_libraries.sh     prints the folder for PKG_CONFIG_PATH; builds only what is not there yet
 # Sources come through apt, with a list of sources of its own; the machine's stay as they are.
 set -euo pipefail
@@ -47,17 +47,7 @@ build() {
   touch "$work/$name.built"
 }
 
-build libjpeg-turbo -DENABLE_SHARED=OFF -DWITH_SIMD=OFF -DWITH_TURBOJPEG=OFF -DWITH_JPEG8=OFF
-build libpng1.6 -DPNG_SHARED=OFF -DPNG_TESTS=OFF -DPNG_EXECUTABLES=OFF
-build tiff -DBUILD_SHARED_LIBS=OFF -Dtiff-tools=OFF -Dtiff-tests=OFF -Dtiff-contrib=OFF -Dtiff-docs=OFF
-
-# Who links an archive links what it needs.
-for file in "$prefix"/lib/pkgconfig/*.pc; do
-  awk '/^Libs.private:/ { sub(/^[^:]*:/, ""); more = $0; next }
-       /^Requires.private:/ { sub(/.private/, "") }
-       /^Libs:/ { libs = $0; next }
-       { print }
-       END { print libs more }' "$file" >"$file.new"
-  mv "$file.new" "$file"
-done
+build libjpeg-turbo -DENABLE_STATIC=OFF -DWITH_SIMD=OFF -DWITH_TURBOJPEG=OFF -DWITH_JPEG8=OFF
+build libpng1.6 -DPNG_STATIC=OFF -DPNG_TESTS=OFF -DPNG_EXECUTABLES=OFF
+build tiff -DBUILD_SHARED_LIBS=ON -Dtiff-tools=OFF -Dtiff-tests=OFF -Dtiff-contrib=OFF -Dtiff-docs=OFF
 echo "$prefix/lib/pkgconfig"
