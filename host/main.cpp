@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 
@@ -9,18 +10,18 @@
 
 namespace {
 
-void AddCommands(CLI::App& app, qvhost::SOutcome& outcome) {
-  qvhost::AddMakeCommand(app, outcome);
-  qvhost::AddShowCommand(app, outcome);
-  qvhost::AddInfoCommand(app, outcome);
-  qvhost::AddGalleryCommand(app, outcome);
-  qvhost::AddImportCommand(app, outcome);
-  qvhost::AddStatsCommand(app, outcome);
-  qvhost::AddPruneCommand(app, outcome);
-  qvhost::AddVerifyCommand(app, outcome);
-  qvhost::AddHistoryCommand(app, outcome);
-  qvhost::AddExperimentsCommand(app, outcome);
-  qvhost::AddStoredCommand(app, outcome);
+void AddCommands(qvhost::CCommand program, qvhost::SOutcome& outcome) {
+  qvhost::AddMakeCommand(program, outcome);
+  qvhost::AddShowCommand(program, outcome);
+  qvhost::AddInfoCommand(program, outcome);
+  qvhost::AddGalleryCommand(program, outcome);
+  qvhost::AddImportCommand(program, outcome);
+  qvhost::AddStatsCommand(program, outcome);
+  qvhost::AddPruneCommand(program, outcome);
+  qvhost::AddVerifyCommand(program, outcome);
+  qvhost::AddHistoryCommand(program, outcome);
+  qvhost::AddExperimentsCommand(program, outcome);
+  qvhost::AddStoredCommand(program, outcome);
 }
 
 std::string VerbList(const CLI::App& app) {
@@ -62,13 +63,17 @@ int Run(int argc, char** argv) {
   // The flag may stand behind the verb, so the sink is installed once everything is parsed, before the verb runs.
   app.parse_complete_callback([&verbose] { qvhost::CDiagnostics::Get().Install(verbose); });
   app.failure_message(&UsageMessage);
-  AddCommands(app, outcome);
+  AddCommands(qvhost::CCommand(&app), outcome);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? qvhost::kExitOk : qvhost::kExitWrongUse;
   }
   return outcome.status;
+}
+
+void Report(const std::string& text) {
+  std::fprintf(stderr, "qvthumbs: %s\n", qvhost::PrintableLines(CQvStringUtils::UTF8toW(text)).c_str());
 }
 
 }  // namespace
@@ -79,10 +84,10 @@ int main(int argc, char** argv) {
   try {
     return Run(argc, argv);
   } catch (const qvhost::CHostError& error) {
-    std::fprintf(stderr, "qvthumbs: %s\n", error.what());
+    Report(error.what());
     return error.Status();
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "qvthumbs: %s\n", qvhost::ErrorText(error).c_str());
+    Report(qvhost::ErrorText(error));
     return qvhost::kExitWrongUse;
   }
 }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "gnr_thumbnailcache/database/connection_owner.h"
 #include "system/qvstring.h"
 
 // The one connection to the cache database. Opened and closed by one thread while nobody uses it; in between any thread
@@ -17,7 +18,8 @@ class CConnection {
   CConnection& operator=(const CConnection&) = delete;
   ~CConnection() { Close(); }
 
-  // Opens or creates the file and checks its five tables. 0; or -9, reported through the diagnostics, and closed.
+  // Opens or creates the file and checks its five tables. 0; or -9, reported through the diagnostics, and closed. A
+  // file that may only be read is opened when its tables are right; the statements that would write then fail.
   std::int32_t Open(const CQvStringA& path);
   // Also finalizes what operations left unfinalized: it would keep the file open.
   void Close() noexcept;
@@ -27,7 +29,7 @@ class CConnection {
   sqlite3* Get() const noexcept { return m_open ? m_db : nullptr; }
 
  private:
-  sqlite3* OpenFile(const CQvStringA& path);
+  CConnectionOwner OpenFile(const CQvStringA& path);
 
   sqlite3* m_db = nullptr;
   // m_db keeps its value when the connection is closed; this tells whether it may be used.

@@ -7,36 +7,36 @@ CStatement::CStatement(sqlite3* db, const std::string& sql) noexcept
 
 int CStatement::Step() noexcept {
   if (!m_connection) m_connection.emplace(m_db);
-  return sqlite3_step(m_statement);
+  return m_bindResult == SQLITE_OK ? sqlite3_step(m_statement) : m_bindResult;
 }
 
-void CStatement::BindInt(int parameter, std::int32_t value) noexcept {
-  sqlite3_bind_int(m_statement, parameter, value);
+// After the first value that fails no other is bound, so that the connection's error text stays the reason.
+template <class Function, class... Value>
+void CStatement::Bind(Function bind, int parameter, Value... value) noexcept {
+  if (m_statement && m_bindResult == SQLITE_OK) m_bindResult = bind(m_statement, parameter, value...);
 }
 
-void CStatement::BindInt64(int parameter, std::int64_t value) noexcept {
-  sqlite3_bind_int64(m_statement, parameter, value);
-}
+void CStatement::BindInt(int parameter, std::int32_t value) noexcept { Bind(sqlite3_bind_int, parameter, value); }
 
-void CStatement::BindDouble(int parameter, double value) noexcept {
-  sqlite3_bind_double(m_statement, parameter, value);
-}
+void CStatement::BindInt64(int parameter, std::int64_t value) noexcept { Bind(sqlite3_bind_int64, parameter, value); }
+
+void CStatement::BindDouble(int parameter, double value) noexcept { Bind(sqlite3_bind_double, parameter, value); }
 
 void CStatement::BindText(int parameter, const CQvStringA& text) noexcept {
-  sqlite3_bind_text(m_statement, parameter, text.c_str(), -1, SQLITE_TRANSIENT);
+  Bind(sqlite3_bind_text, parameter, text.c_str(), -1, SQLITE_TRANSIENT);
 }
 
 void CStatement::BindText16(int parameter, const CQvStringW& text) {
   // Most texts of most files. SQLite would convert even these.
   if (text.GetLength() == 0) {
-    sqlite3_bind_text(m_statement, parameter, "", 0, SQLITE_STATIC);
+    Bind(sqlite3_bind_text, parameter, "", 0, SQLITE_STATIC);
     return;
   }
-  sqlite3_bind_text16(m_statement, parameter, CQvStringUtils::WtoUTF16(text.c_str()).c_str(), -1, SQLITE_TRANSIENT);
+  Bind(sqlite3_bind_text16, parameter, CQvStringUtils::WtoUTF16(text.c_str()).c_str(), -1, SQLITE_TRANSIENT);
 }
 
 void CStatement::BindBlob(int parameter, const CQvByteArray& bytes) noexcept {
-  sqlite3_bind_blob(m_statement, parameter, bytes.GetData(0), static_cast<int>(bytes.GetSize()), SQLITE_TRANSIENT);
+  Bind(sqlite3_bind_blob, parameter, bytes.GetData(0), static_cast<int>(bytes.GetSize()), SQLITE_TRANSIENT);
 }
 
 CQvStringW CStatement::GetText(int column) {
@@ -54,8 +54,14 @@ CQvByteArray CStatement::GetBlob(int column) {
   return bytes;
 }
 
+std::int64_t CStatement::CountScannedRows() noexcept {
+  return m_statement ? sqlite3_stmt_status(m_statement, SQLITE_STMTSTATUS_FULLSCAN_STEP, 0) : 0;
+}
+
 int CStatement::Finalize() noexcept {
-  const int result = m_statement ? sqlite3_finalize(m_statement) : SQLITE_OK;
+  int result = m_statement ? sqlite3_finalize(m_statement) : m_prepareResult;
+  if (result == SQLITE_OK) result = m_bindResult;
+  m_prepareResult = m_bindResult = SQLITE_OK;
   Leave();
   return result;
 }
@@ -66,8 +72,10 @@ void CStatement::Leave() noexcept {
 }
 
 void CStatement::ResetAndLeave() noexcept {
-  sqlite3_clear_bindings(m_statement);
-  sqlite3_reset(m_statement);
+  if (m_statement) {
+    sqlite3_clear_bindings(m_statement);
+    sqlite3_reset(m_statement);
+  }
   Leave();
 }
 

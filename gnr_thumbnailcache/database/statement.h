@@ -13,7 +13,8 @@
 #include "system/qvstring.h"
 
 // One prepared statement, used once by one thread and finalized with the object. Parameters and columns by position;
-// texts and blobs are copied. A statement that could not be prepared does nothing: Step gives SQLITE_MISUSE.
+// texts and blobs are copied. A statement that could not be prepared, or one of whose values could not be bound, does
+// nothing: a row without that value would look like one that was written. Step fails, and Finalize gives the reason.
 //
 // From its first step to its end a statement holds the connection. SQLite gives a write up at once, without the busy
 // timeout, when another process is writing and another statement of the same connection is in the middle of reading.
@@ -46,18 +47,27 @@ class CStatement {
   CQvStringW GetText16(int column);
   CQvByteArray GetBlob(int column);
 
-  // Returns SQLite's result: the error of the last step, if it failed. Later calls return 0.
+  // Rows that its steps so far looked at because no index leads to those wanted.
+  std::int64_t CountScannedRows() noexcept;
+
+  // Returns SQLite's result: the error of the last step, if it failed, or what kept it from being stepped. Later calls
+  // return 0.
   int Finalize() noexcept;
   // Clears the bindings, resets the statement and leaves it to the connection, which finalizes it when it is closed.
   void ResetAndLeave() noexcept;
-  // Leaves the statement to the connection as it is.
+  // Leaves the statement to the connection as it is. Only after SQLITE_DONE: any other would go on reading or writing,
+  // and a connection with a write under way never commits again.
   void Leave() noexcept;
 
  private:
+  template <class Function, class... Value>
+  void Bind(Function bind, int parameter, Value... value) noexcept;
+
   sqlite3* m_db;
   std::optional<CConnectionLock> m_connection;
   sqlite3_stmt* m_statement = nullptr;
   int m_prepareResult;
+  int m_bindResult = SQLITE_OK;
 };
 
 // What is reported when a writing statement fails.

@@ -16,15 +16,15 @@ struct SHistoryRow {
   std::int32_t experimentID;
 };
 
-// Finds the experiment of a file's row of this user. The statement that found one is left open, as it stands: with it
-// the row stays in view until the database is closed.
+// Finds the experiment of a file's row of this user. The statement that found one is left to the connection, but reset:
+// one in the middle of reading would keep other processes from writing.
 bool FindRow(sqlite3* db, SHistoryRow* row) {
   CStatement statement(db, "SELECT experimentID FROM history WHERE filename = :FN AND userID = :UI");
   statement.BindText(1, row->filename);
   statement.BindText(2, row->userID);
   if (statement.Step() != SQLITE_ROW) return false;
   row->experimentID = statement.GetInt(0);
-  statement.Leave();
+  statement.ResetAndLeave();
   return true;
 }
 
@@ -57,18 +57,22 @@ std::int32_t ReadEarliest(sqlite3* db, std::vector<int>* experimentIDs, std::vec
   return statement.Finalize();
 }
 
-bool IsReferredTo(sqlite3* db, int experimentID, int* finalizeResult) {
-  CStatement statement(db, "SELECT M_acqTime FROM history WHERE experimentID = :EI");
-  statement.BindInt(1, experimentID);
-  const bool found = statement.Step() == SQLITE_ROW;
-  *finalizeResult = statement.Finalize();
-  return found;
-}
-
 void DeleteExperiment(sqlite3* db, int experimentID) {
   CStatement statement(db, "DELETE FROM experiments WHERE experimentID = :EI");
   statement.BindInt(1, experimentID);
   statement.Step();
+}
+
+// The experiment goes with the last row that refers to it. It stays when such rows could not be looked for.
+std::int32_t DeleteUnreferredExperiment(sqlite3* db, int experimentID) {
+  CStatement statement(db, "SELECT M_acqTime FROM history WHERE experimentID = :EI");
+  statement.BindInt(1, experimentID);
+  const int found = statement.Step();
+  const int result = statement.Finalize();
+  if (found == SQLITE_ROW) return result;
+  if (found != SQLITE_DONE) return result ? result : kQvFailure;
+  DeleteExperiment(db, experimentID);
+  return kQvOk;
 }
 
 }  // namespace
@@ -86,9 +90,10 @@ std::int32_t WriteHistory(sqlite3* db, const wchar_t* filename, const wchar_t* u
 std::int32_t ReadHistory(sqlite3* db, const wchar_t* userID, double acqFrom, double acqTo,
                          std::vector<int>* experimentIDs, std::vector<double>* acqTimes,
                          std::vector<CQvStringW>* filenames) {
-  if (!db || !experimentIDs || !acqTimes || !filenames) return kQvFailure;
+  const bool earliest = acqFrom == -1.0 && acqTo == -1.0;
+  if (!db || !experimentIDs || !acqTimes || (!filenames && !earliest)) return kQvFailure;
   experimentIDs->clear();
-  if (acqFrom == -1.0 && acqTo == -1.0) return ReadEarliest(db, experimentIDs, acqTimes);
+  if (earliest) return ReadEarliest(db, experimentIDs, acqTimes);
   CStatement statement(db,
                        "SELECT experimentID, M_acqTime, filename FROM history "
                        "WHERE userID = :UI AND M_acqTime >= :AF AND M_acqTime < :AT");
@@ -129,8 +134,5 @@ std::int32_t DeleteHistory(sqlite3* db, double acqFrom, double acqTo, int experi
     return kQvFailure;
   }
   statement.Finalize();
-  int queryResult = 0;
-  if (IsReferredTo(db, experimentID, &queryResult)) return queryResult;
-  DeleteExperiment(db, experimentID);
-  return kQvOk;
+  return DeleteUnreferredExperiment(db, experimentID);
 }

@@ -7,9 +7,13 @@ void CRequestQueue::PushBack(SThumbnailEntry* entry) {
   ++entry->queueCount;
 }
 
-void CRequestQueue::PushFront(SThumbnailEntry* entry) {
+// The count spares the search for the many entries that are not queued; those that are mostly stand near the front.
+void CRequestQueue::MoveToFront(SThumbnailEntry* entry) {
   m_entries.push_front(entry);
-  ++entry->queueCount;
+  for (; entry->queueCount != 0; --entry->queueCount) {
+    m_entries.erase(std::find(m_entries.begin() + 1, m_entries.end(), entry));
+  }
+  entry->queueCount = 1;
 }
 
 SThumbnailEntry* CRequestQueue::PopFront() noexcept {
@@ -17,13 +21,6 @@ SThumbnailEntry* CRequestQueue::PopFront() noexcept {
   m_entries.pop_front();
   --entry->queueCount;
   return entry;
-}
-
-// The count spares the search for the many entries that are not queued; those that are mostly stand near the front.
-void CRequestQueue::Remove(SThumbnailEntry* entry) noexcept {
-  for (; entry->queueCount != 0; --entry->queueCount) {
-    m_entries.erase(std::find(m_entries.begin(), m_entries.end(), entry));
-  }
 }
 
 void CRequestQueue::Clear() noexcept {

@@ -11,11 +11,10 @@ class CRequestQueue {
  public:
   bool IsEmpty() const noexcept { return m_entries.empty(); }
   void PushBack(SThumbnailEntry* entry);
-  void PushFront(SThumbnailEntry* entry);
+  // The entry then stands there once. Throws std::bad_alloc with nothing changed.
+  void MoveToFront(SThumbnailEntry* entry);
   // The queue must not be empty.
   SThumbnailEntry* PopFront() noexcept;
-  // Takes every occurrence out.
-  void Remove(SThumbnailEntry* entry) noexcept;
   void Clear() noexcept;
 
   const std::deque<SThumbnailEntry*>& Entries() const noexcept { return m_entries; }

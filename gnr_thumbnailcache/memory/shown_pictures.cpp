@@ -14,32 +14,40 @@ std::vector<std::uint64_t> CShownPictures::FindHolders(const SThumbnailEntry& en
   return holders;
 }
 
+std::vector<CShownPictures::SHold*> CShownPictures::MakeHolds(const std::wstring& key,
+                                                              const std::vector<std::uint64_t>& holders) {
+  std::vector<SHold*> holds;
+  for (const std::uint64_t holder : holders) holds.push_back(&m_holds[CKey(key, holder)]);
+  return holds;
+}
+
 void CShownPictures::Discard(SThumbnailEntry* entry) {
-  if (!entry->HasPicture()) return;
-  if (entry->IsReferenced() || !m_holds.empty()) {
-    const std::vector<std::uint64_t> holders = FindHolders(*entry);
-    if (!holders.empty()) {
-      auto* record = new SQvPicBuf;
-      CQvPicBufAPI::Init(record);
-      const CSharedPicture shared(record, SFree());
-      for (const std::uint64_t holder : holders) {
-        SHold& hold = m_holds[CKey(*entry->key, holder)];
-        hold.pictures.push_back(shared);
-        hold.current = false;
-      }
-      *shared = entry->picture;
-      CQvPicBufAPI::Init(&entry->picture);
-      return;
-    }
+  if (entry->HasPicture() && !SetAside(entry)) CQvPicBufAPI::Free(&entry->picture);
+}
+
+// Everything that needs memory comes before the first change.
+bool CShownPictures::SetAside(SThumbnailEntry* entry) {
+  if (!entry->IsReferenced() && m_holds.empty()) return false;
+  const std::vector<std::uint64_t> holders = FindHolders(*entry);
+  if (holders.empty()) return false;
+  const std::vector<SHold*> holds = MakeHolds(*entry->key, holders);
+  for (SHold* hold : holds) hold->pictures.reserve(hold->pictures.size() + 1);
+  auto* record = new SQvPicBuf;
+  CQvPicBufAPI::Init(record);
+  const CSharedPicture shared(record, SFree());
+  *shared = entry->picture;
+  CQvPicBufAPI::Init(&entry->picture);
+  for (SHold* hold : holds) {
+    hold->pictures.push_back(shared);
+    hold->current = false;
   }
-  CQvPicBufAPI::Free(&entry->picture);
+  return true;
 }
 
 void CShownPictures::LoseReferences(const SThumbnailEntry& entry) {
-  for (const std::uint64_t referrer : entry.m_RefSet.Referrers()) {
-    SHold& hold = m_holds[CKey(*entry.key, referrer)];
-    hold.current = entry.HasPicture();
-    ++hold.releasesOwed;
+  for (SHold* hold : MakeHolds(*entry.key, entry.m_RefSet.Referrers())) {
+    hold->current = entry.HasPicture();
+    ++hold->releasesOwed;
   }
 }
 

@@ -63,10 +63,20 @@ void CThumbnailCache::StampUse(SThumbnailEntry* entry) noexcept {
   m_evictionOrder.Update(entry);
 }
 
-void CThumbnailCache::FreePicture(SThumbnailEntry* entry) {
-  if (!entry->HasPicture()) return;
-  m_shownPictures.Discard(entry);
+bool CThumbnailCache::DiscardPicture(SThumbnailEntry* entry) noexcept {
+  try {
+    m_shownPictures.Discard(entry);
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
+bool CThumbnailCache::FreePicture(SThumbnailEntry* entry) noexcept {
+  if (!entry->HasPicture()) return true;
+  if (!DiscardPicture(entry)) return false;
   m_pictureCount.Add(-1);
+  return true;
 }
 
 std::uint32_t CThumbnailCache::Lookup(std::uint64_t referrer, const SQvThumbnailDescription& desc, bool highQuality,
@@ -110,6 +120,11 @@ void CThumbnailCache::Release(std::uint64_t referrer, const SQvThumbnailDescript
   }
 }
 
+void CThumbnailCache::ForgetOwners() noexcept {
+  const CLockGuard lock(m_mutex);
+  for (const auto& [key, entry] : m_CacheMap) entry->owner = nullptr;
+}
+
 void CThumbnailCache::Exclude(const CQvStringW& location) {
   CQvStringW lowered = SQvThumbnailDescription::LowerCase(location);
   const CLockGuard lock(m_mutex);
@@ -124,7 +139,7 @@ void CThumbnailCache::Include(const CQvStringW& location) {
 
 // The queue is emptied while the map is locked: a request that came in between would leave the queue a pointer to an
 // entry that is freed here.
-void CThumbnailCache::Purge() {
+void CThumbnailCache::Purge() noexcept {
   const CLockGuard lock(m_mutex);
   {
     const CLockGuard queueLock(m_queueMutex);
@@ -132,11 +147,11 @@ void CThumbnailCache::Purge() {
   }
   for (auto i = m_CacheMap.begin(); i != m_CacheMap.end();) {
     SThumbnailEntry* entry = i->second.get();
-    if (entry->state == kQvThumbnailInWork || entry->workCount != 0 || entry->IsReferenced()) {
+    const bool inWork = entry->state == kQvThumbnailInWork || entry->workCount != 0;
+    if (inWork || entry->IsReferenced() || !FreePicture(entry)) {
       ++i;
       continue;
     }
-    FreePicture(entry);
     m_evictionOrder.Remove(entry);
     i = m_CacheMap.erase(i);
   }

@@ -20,8 +20,9 @@
 // back with Publish.
 //
 // Every operation takes the locks itself and may be called from any thread between the Init functions and DestroyLocks,
-// but for those that say otherwise. Operations that build keys or grow a container may throw std::bad_alloc; entries
-// stay as the invariants want them.
+// but for those that say otherwise. Operations that are not noexcept may throw std::bad_alloc; they have then changed
+// nothing, but for lists of locations, of which a part may be done. What is taken for work is always published, and a
+// work that memory ran out for ends as failed.
 //
 // Invariants, whenever the service mutex is free:
 //  - the key of an entry is the one it stands under in the map;
@@ -56,15 +57,18 @@ class CThumbnailCache {
                        SQvPicBuf* picture) QV_EXCLUDES(m_mutex);
   void Release(std::uint64_t referrer, const SQvThumbnailDescription& desc) QV_EXCLUDES(m_mutex);
 
-  // Appends what is new, dormant, or failed and changed since, to the queue, and wakes one worker.
-  void Queue(const SQvThumbnailDescription* descs, std::uint32_t count) QV_EXCLUDES(m_mutex);
+  // Appends what is new, dormant, or failed and changed since, to the queue, and wakes one worker. Those that there is
+  // no memory for are left as they were, or dormant; the next lookup asks for them again.
+  void Queue(const SQvThumbnailDescription* descs, std::uint32_t count) noexcept QV_EXCLUDES(m_mutex);
   void CancelAll() noexcept QV_EXCLUDES(m_mutex);
   void Cancel(const SQvThumbnailDescription* descs, std::int32_t count) QV_EXCLUDES(m_mutex);
   // Workers leave an excluded location alone.
   void Exclude(const CQvStringW& location) QV_EXCLUDES(m_mutex);
   void Include(const CQvStringW& location) QV_EXCLUDES(m_mutex);
   // Empties the queue and frees the entries that are neither referenced nor in work.
-  void Purge() QV_EXCLUDES(m_mutex);
+  void Purge() noexcept QV_EXCLUDES(m_mutex);
+  // Makes the entries that are left forget who gives access to their records.
+  void ForgetOwners() noexcept QV_EXCLUDES(m_mutex);
 
   // For the works that take entries of this cache.
   CPictureCount& PictureCount() noexcept { return m_pictureCount; }
@@ -74,7 +78,7 @@ class CThumbnailCache {
   bool TakeNow(const SQvThumbnailDescription& desc, CThumbnailWork* work) QV_EXCLUDES(m_mutex);
   // Waits for a queued entry that is to be worked on and takes it; false once waiting was stopped. When more is queued
   // and another worker waits, that one is woken, so that a list of requests keeps all of them busy.
-  bool WaitAndTake(CThumbnailWork* work) QV_EXCLUDES(m_mutex);
+  bool WaitAndTake(CThumbnailWork* work) noexcept QV_EXCLUDES(m_mutex);
   // Ends every WaitAndTake, those under way too, until AllowWaiting.
   void StopWaiting() noexcept QV_EXCLUDES(m_mutex);
   void AllowWaiting() noexcept { m_stop = false; }
@@ -82,8 +86,10 @@ class CThumbnailCache {
   // What a result replaces: all fields of the entry, as a worker's copy does, or its picture, state, size and, when it
   // was read anew, time.
   enum class EPublish { Everything, Picture };
-  // Puts what was taken back, with its picture.
-  void Publish(CThumbnailWork& work, EPublish what) QV_EXCLUDES(m_mutex);
+  // Puts what was taken back, with its picture. Where memory is out for setting the old picture aside for those who
+  // show it, the entry keeps it, and ends as failed; where it is out for noting the references that a copy overwrites,
+  // they stay.
+  void Publish(CThumbnailWork& work, EPublish what) noexcept QV_EXCLUDES(m_mutex);
 
  private:
   friend class CThumbnailCacheForTest;
@@ -100,17 +106,21 @@ class CThumbnailCache {
 
   void QueueOne(const SQvThumbnailDescription& desc) QV_REQUIRES(m_mutex);
   void AppendRequest(SThumbnailEntry* entry) QV_REQUIRES(m_mutex) QV_EXCLUDES(m_queueMutex);
-  void PutRequestFirst(SThumbnailEntry* entry) QV_REQUIRES(m_mutex) QV_EXCLUDES(m_queueMutex);
+  void PutRequestFirst(SThumbnailEntry* entry) noexcept QV_REQUIRES(m_mutex) QV_EXCLUDES(m_queueMutex);
   void Withdraw(SThumbnailEntry* entry) noexcept QV_REQUIRES(m_mutex);
   // The front of the queue; null at stop.
-  SThumbnailEntry* WaitForRequest() QV_REQUIRES(m_mutex);
-  bool IsToBeMade(SThumbnailEntry* entry) QV_REQUIRES(m_mutex);
+  SThumbnailEntry* WaitForRequest() noexcept QV_REQUIRES(m_mutex);
+  bool IsToBeMade(SThumbnailEntry* entry) noexcept QV_REQUIRES(m_mutex);
   void WakeNextWorker() noexcept QV_REQUIRES(m_mutex);
-  void Take(SThumbnailEntry* entry, CThumbnailWork* work) QV_REQUIRES(m_mutex);
+  void Take(SThumbnailEntry* entry, CThumbnailWork* work) noexcept QV_REQUIRES(m_mutex);
 
-  void Evict() QV_REQUIRES(m_mutex);
-  void FreePicture(SThumbnailEntry* entry) QV_REQUIRES(m_mutex);
-  void PublishPicture(CThumbnailWork& work) QV_REQUIRES(m_mutex);
+  // Frees nothing more once memory is out for setting a picture aside that somebody shows.
+  void Evict() noexcept QV_REQUIRES(m_mutex);
+  // Each false, with the entry as it was, when memory is out for setting its picture aside.
+  bool FreePicture(SThumbnailEntry* entry) noexcept QV_REQUIRES(m_mutex);
+  bool DiscardPicture(SThumbnailEntry* entry) noexcept QV_REQUIRES(m_mutex);
+  bool PublishPicture(CThumbnailWork& work) noexcept QV_REQUIRES(m_mutex);
+  void PublishCopy(CThumbnailWork& work) noexcept QV_REQUIRES(m_mutex);
 
   CMutex m_mutex;  // the service mutex
   CMutex m_queueMutex QV_TSA(acquired_after(m_mutex));

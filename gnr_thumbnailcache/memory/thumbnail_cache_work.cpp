@@ -30,9 +30,15 @@ SThumbnailEntry* CThumbnailCache::FindForRequest(const SQvThumbnailDescription& 
   return entry;
 }
 
-void CThumbnailCache::Queue(const SQvThumbnailDescription* descs, std::uint32_t count) {
+void CThumbnailCache::Queue(const SQvThumbnailDescription* descs, std::uint32_t count) noexcept {
   const CLockGuard lock(m_mutex);
-  for (std::uint32_t i = 0; i < count; ++i) QueueOne(descs[i]);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    try {
+      QueueOne(descs[i]);
+    } catch (...) {
+      // The others are queued all the same.
+    }
+  }
   m_workCond.Signal();
 }
 
@@ -50,10 +56,13 @@ void CThumbnailCache::AppendRequest(SThumbnailEntry* entry) {
   m_requestQueue.PushBack(entry);
 }
 
-void CThumbnailCache::PutRequestFirst(SThumbnailEntry* entry) {
+// An entry that there is no memory for stays stale; whoever gives it back next tries again.
+void CThumbnailCache::PutRequestFirst(SThumbnailEntry* entry) noexcept {
   const CLockGuard lock(m_queueMutex);
-  m_requestQueue.Remove(entry);
-  m_requestQueue.PushFront(entry);
+  try {
+    m_requestQueue.MoveToFront(entry);
+  } catch (...) {
+  }
 }
 
 void CThumbnailCache::Withdraw(SThumbnailEntry* entry) noexcept {
@@ -85,16 +94,11 @@ bool CThumbnailCache::TakeNow(const SQvThumbnailDescription& desc, CThumbnailWor
   return taken;
 }
 
-bool CThumbnailCache::WaitAndTake(CThumbnailWork* work) {
+bool CThumbnailCache::WaitAndTake(CThumbnailWork* work) noexcept {
   const CLockGuard lock(m_mutex);
   while (SThumbnailEntry* entry = WaitForRequest()) {
     if (!IsToBeMade(entry)) continue;
-    try {
-      Take(entry, work);
-    } catch (...) {
-      SetState(entry, kQvThumbnailFailed);
-      continue;
-    }
+    Take(entry, work);
     Evict();
     WakeNextWorker();
     return true;
@@ -102,7 +106,7 @@ bool CThumbnailCache::WaitAndTake(CThumbnailWork* work) {
   return false;
 }
 
-SThumbnailEntry* CThumbnailCache::WaitForRequest() {
+SThumbnailEntry* CThumbnailCache::WaitForRequest() noexcept {
   while (!m_stop) {
     {
       const CLockGuard lock(m_queueMutex);
@@ -117,7 +121,7 @@ SThumbnailEntry* CThumbnailCache::WaitForRequest() {
 }
 
 // Entries that somebody shows, or that the host excluded, are left for later.
-bool CThumbnailCache::IsToBeMade(SThumbnailEntry* entry) {
+bool CThumbnailCache::IsToBeMade(SThumbnailEntry* entry) noexcept {
   if (entry->IsReferenced() || m_excludedLocations.count(entry->location) != 0) {
     SetState(entry, kQvThumbnailDormant);
     return false;
@@ -139,47 +143,55 @@ void CThumbnailCache::StopWaiting() noexcept {
   m_workCond.Broadcast();
 }
 
-void CThumbnailCache::Take(SThumbnailEntry* entry, CThumbnailWork* work) {
+void CThumbnailCache::Take(SThumbnailEntry* entry, CThumbnailWork* work) noexcept {
   work->Borrow(entry);
   ++entry->workCount;
   SetState(entry, kQvThumbnailInWork);
 }
 
-void CThumbnailCache::Publish(CThumbnailWork& work, EPublish what) {
+void CThumbnailCache::Publish(CThumbnailWork& work, EPublish what) noexcept {
   const CLockGuard lock(m_mutex);
   SThumbnailEntry* entry = work.m_entry;
-  PublishPicture(work);
-  entry->highQuality = work.highQuality;
-  entry->fileSize = work.fileSize;
-  if (what == EPublish::Everything || work.knowsLastWritten) entry->lastWritten = work.lastWritten;
-  if (what == EPublish::Everything) {
-    m_shownPictures.LoseReferences(*entry);
-    entry->m_RefSet = std::move(work.m_RefSet);
-    entry->owner = work.owner;
-    entry->lastUse = m_useCounter++;
+  const bool published = PublishPicture(work) && work.IsComplete();
+  if (published) {
+    entry->highQuality = work.highQuality;
+    entry->fileSize = work.fileSize;
+    if (what == EPublish::Everything || work.knowsLastWritten) entry->lastWritten = work.lastWritten;
+    if (what == EPublish::Everything) PublishCopy(work);
   }
   --entry->workCount;
-  SetState(entry, work.state);
+  SetState(entry, published ? work.state : std::uint32_t{kQvThumbnailFailed});
+}
+
+// What other threads changed meanwhile is overwritten.
+void CThumbnailCache::PublishCopy(CThumbnailWork& work) noexcept {
+  SThumbnailEntry* entry = work.m_entry;
+  try {
+    m_shownPictures.LoseReferences(*entry);
+    entry->m_RefSet = std::move(work.m_RefSet);
+  } catch (...) {
+    // They stay references.
+  }
+  entry->owner = work.owner;
+  entry->lastUse = m_useCounter++;
 }
 
 // Swaps the new picture in. The count follows what really happened to the entry: another thread may have worked on it
 // at the same time.
-void CThumbnailCache::PublishPicture(CThumbnailWork& work) {
+bool CThumbnailCache::PublishPicture(CThumbnailWork& work) noexcept {
   SThumbnailEntry* entry = work.m_entry;
   const int before = entry->HasPicture() ? 1 : 0;
-  if (!work.m_onLoan) {
-    m_shownPictures.Discard(entry);
-    entry->picture = work.DetachPicture();
-  }
+  const bool swapped = work.m_onLoan || DiscardPicture(entry);
+  if (!work.m_onLoan && swapped) entry->picture = work.DetachPicture();
   const int after = entry->HasPicture() ? 1 : 0;
   m_pictureCount.Add(after - before - work.m_counted);
+  return swapped;
 }
 
-void CThumbnailCache::Evict() {
+void CThumbnailCache::Evict() noexcept {
   while (m_pictureCount.Get() > std::int64_t{m_cacheLimit}) {
     SThumbnailEntry* victim = m_evictionOrder.First();
-    if (!victim) return;
+    if (!victim || !FreePicture(victim)) return;
     SetState(victim, kQvThumbnailDormant);
-    FreePicture(victim);
   }
 }

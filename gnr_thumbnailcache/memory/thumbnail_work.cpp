@@ -1,13 +1,17 @@
 #include "gnr_thumbnailcache/memory/thumbnail_work.h"
 
+#include "gnr_thumbnailcache/base/guarded.h"
 #include "system/qvstatus.h"
 
-void CThumbnailWork::Borrow(SThumbnailEntry* entry) {
-  static_cast<SThumbnailFields&>(*this) = *entry;
+void CThumbnailWork::Borrow(SThumbnailEntry* entry) noexcept {
   m_entry = entry;
   m_onLoan = true;
   knowsLastWritten = false;
   m_counted = 0;
+  m_complete = Guarded(false, [&] { return static_cast<SThumbnailFields&>(*this) = *entry, true; });
+  if (m_complete) return;
+  location.clear();
+  CQvPicBufAPI::Init(&picture);
 }
 
 void CThumbnailWork::FreeOwnPicture() noexcept {

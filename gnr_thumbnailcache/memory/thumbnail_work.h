@@ -31,13 +31,16 @@ class CThumbnailWork : public SThumbnailFields {
     state = kQvThumbnailFailed;
   }
 
+  // False when memory ran out while the entry was copied: the work holds nothing, and ends as failed.
+  bool IsComplete() const noexcept { return m_complete; }
+
   // Whether lastWritten was read anew, from the row or the file.
   bool knowsLastWritten = false;
 
  private:
   friend class CThumbnailCache;
 
-  void Borrow(SThumbnailEntry* entry);
+  void Borrow(SThumbnailEntry* entry) noexcept;
   SQvPicBuf DetachPicture() noexcept;
   void FreeOwnPicture() noexcept;
   void CountPicture(std::int32_t change) noexcept;
@@ -48,4 +51,5 @@ class CThumbnailWork : public SThumbnailFields {
   std::int32_t m_counted = 0;
   // Whether `picture` is the entry's, or none at all.
   bool m_onLoan = true;
+  bool m_complete = false;
 };

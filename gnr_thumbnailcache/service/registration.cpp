@@ -1,5 +1,6 @@
 #include "gnr_thumbnailcache/base/guarded.h"
 #include "gnr_thumbnailcache/service/thumbnailcache_impl.h"
+#include "gnr_thumbnailcache/thumbnails/making_thread.h"
 #include "system/qvrtti_records.h"
 
 // One class, then the empty text that ends the list.
@@ -16,7 +17,10 @@ const char16_t QV_RegistrationData[] =
 
 CQvThumbnailCacheHolder CQvThumbnailCacheImpl::ptrWrap;
 
+// A process that ends from inside a listener leaves the service to the system: deleting it would wait for that
+// listener.
 CQvThumbnailCacheHolder::~CQvThumbnailCacheHolder() {
+  if (CMakingThread::IsHere()) return;
   delete m_instance;
   m_instance = nullptr;
 }

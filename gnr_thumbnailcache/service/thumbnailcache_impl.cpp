@@ -2,21 +2,29 @@
 
 #include <cstring>
 
+#include "gnr_thumbnailcache/base/diagnostics.h"
 #include "gnr_thumbnailcache/base/guarded.h"
 #include "gnr_thumbnailcache/experiments/experiment_records.h"
 #include "gnr_thumbnailcache/experiments/history.h"
 #include "gnr_thumbnailcache/stored/stored_items.h"
 #include "gnr_thumbnailcache/textinfo/metadata_table.h"
+#include "gnr_thumbnailcache/thumbnails/making_thread.h"
 #include "system/qvstatus.h"
 
 std::int32_t CQvThumbnailCacheImpl::AddRef() { return IncrementRefCount(); }
 
 std::int32_t CQvThumbnailCacheImpl::Release() {
   const std::int32_t count = DecrementRefCount();
-  if (count == 0 && IsDeletedAtZero()) {
-    ptrWrap.Clear();
-    delete this;
+  if (count != 0 || !IsDeletedAtZero()) return count;
+  // Deleting it would wait for the thread that this call is made on. The holder keeps it for the next who asks.
+  if (CMakingThread::IsHere()) {
+    Guarded(false, [] {
+      return ReportText(__LINE__, L"THUMBCACHE: the last Release came from inside a listener: the service stays"), true;
+    });
+    return count;
   }
+  ptrWrap.Clear();
+  delete this;
   return count;
 }
 
@@ -115,7 +123,7 @@ std::int32_t CQvThumbnailCacheImpl::GetFileTextInfo(const wchar_t* path, SQvImag
     if (!path) return kQvFailure;
     STextInformation info{textInfo, imageInfo, calibration, objective, acqTime, fileSize, {}};
     if (loopCounts) info.loops = {loopCounts[0], loopCounts[1], loopCounts[2], loopCounts[3]};
-    const bool found = ::GetFileTextInfo(m_connection.Get(), path, info);
+    const bool found = ::GetFileTextInfo(m_connection.Get(), path, m_youngFiles, info);
     textInfo = info.text;
     imageInfo = info.image;
     calibration = info.calibration;
@@ -195,9 +203,10 @@ std::int32_t CQvThumbnailCacheImpl::DeleteStoredItem(int storedID) {
 }
 
 QvThumbnailListener CQvThumbnailCacheImpl::AddListener(QvThumbnailCallback callback, void* context) {
-  const QvThumbnailListener listener(callback, context);
-  Guarded(false, [&] { return m_listeners.Add(listener), true; });
-  return listener;
+  return Guarded(QvThumbnailListener(), [&] {
+    const QvThumbnailListener listener(callback, context);
+    return m_listeners.Add(listener), listener;
+  });
 }
 
 void CQvThumbnailCacheImpl::RemoveListener(const QvThumbnailListener& listener) { m_listeners.Remove(listener); }

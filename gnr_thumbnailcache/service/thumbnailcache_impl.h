@@ -6,6 +6,7 @@
 #include "gnr_thumbnailcache/database/connection.h"
 #include "gnr_thumbnailcache/memory/thumbnail_cache.h"
 #include "gnr_thumbnailcache/service/listeners.h"
+#include "gnr_thumbnailcache/textinfo/young_files.h"
 #include "gnr_thumbnailcache/thumbnails/resolver.h"
 #include "gnr_thumbnailcache/thumbnails/settings.h"
 #include "gnr_thumbnailcache/thumbnails/workers.h"
@@ -94,12 +95,15 @@ class CQvThumbnailCacheImpl : public IQvThumbnailCache, public virtual CQvClass 
   friend class CServiceForTest;
 
   void SetDefaults() noexcept;
+  // Closes the database again and fails when there is none.
+  std::int32_t StartWorkers() noexcept;
 
   CConnection m_connection;
   SThumbnailSettings m_settings;
   CThumbnailCache m_cache;
   CListeners m_listeners;
-  CThumbnailResolver m_resolver{m_connection, m_settings};
+  CYoungFiles m_youngFiles;
+  CThumbnailResolver m_resolver{m_connection, m_settings, m_youngFiles};
   CThumbnailWorkers m_workers{m_cache, m_resolver,
                               [this](const std::wstring& location) { m_listeners.Call(location); }};
 };

@@ -1,6 +1,7 @@
 #include "gnr_thumbnailcache/stored/stored_items.h"
 
 #include "gnr_thumbnailcache/database/statement.h"
+#include "gnr_thumbnailcache/stored/subtree_deletion.h"
 #include "system/qvstatus.h"
 
 namespace {
@@ -20,14 +21,6 @@ bool ReadItem(sqlite3* db, int storedID, SStoredItem* item) {
   if (statement.Step() != SQLITE_ROW) return false;
   *item = {statement.GetInt(0), statement.GetText(1), statement.GetInt(2)};
   return true;
-}
-
-std::vector<int> ReadChildIDs(sqlite3* db, int storedID) {
-  std::vector<int> ids;
-  CStatement statement(db, "SELECT storedID FROM stored WHERE storedParentID = :SP");
-  statement.BindInt(1, storedID);
-  while (statement.Step() == SQLITE_ROW) ids.push_back(statement.GetInt(0));
-  return ids;
 }
 
 }  // namespace
@@ -51,8 +44,11 @@ std::int32_t UpdateStoredItem(sqlite3* db, int storedID, int parentID, const wch
   statement.BindText(2, CQvStringUtils::WtoUTF8(filename));
   statement.BindInt(3, parentID);
   statement.BindInt(4, storedID);
-  StepAndReport(db, statement, messages::kUpdateStoredItemFailed);
-  statement.Leave();
+  if (StepAndReport(db, statement, messages::kUpdateStoredItemFailed) == SQLITE_DONE) {
+    statement.Leave();
+  } else {
+    statement.ResetAndLeave();
+  }
   return kQvOk;
 }
 
@@ -71,9 +67,6 @@ std::int32_t GetStoredChildren(sqlite3* db, int parentID, std::vector<int>* ids,
 
 std::int32_t DeleteStoredItem(sqlite3* db, IQvThumbnailCache& service, int storedID) {
   if (!db) return kQvFailure;
-  for (const int childID : ReadChildIDs(db, storedID)) service.DeleteStoredItem(childID);
-  CStatement statement(db, "DELETE FROM stored WHERE storedID = :SI");
-  statement.BindInt(1, storedID);
-  statement.Step();
-  return statement.Finalize();
+  if (CSubtreeDeletion* current = CSubtreeDeletion::Current(db)) return current->Delete(storedID);
+  return CSubtreeDeletion(db, service).Delete(storedID);
 }

@@ -3,6 +3,7 @@
 #include "gnr_thumbnailcache/base/diagnostics.h"
 #include "gnr_thumbnailcache/database/metadata_columns.h"
 #include "gnr_thumbnailcache/database/statement.h"
+#include "gnr_thumbnailcache/textinfo/changed_file.h"
 #include "gnr_thumbnailcache/textinfo/extraction.h"
 #include "system/qvfile.h"
 #include "system/qvstatus.h"
@@ -10,15 +11,6 @@
 namespace {
 
 constexpr SWriteMessages kSaveMessages = {messages::kSaveTextInfoStepFailed, messages::kSaveTextInfoFinalizeFailed};
-
-// A row is valid while the file's stamp equals the stored one: the low half of the last-write time, 0 for a missing
-// file. The high half is left out on purpose: stamps in existing files were written so.
-double GetLastWriteStamp(const CQvStringW& path) {
-  SQvFindData data;
-  QvFindHandle find = nullptr;
-  if (QV_FindFileFirst(path.c_str(), &data, &find) == kQvOk) QV_FindFileClose(find);
-  return static_cast<double>(data.lastWriteTime.low);
-}
 
 void Bind(CStatement& statement, int parameter, const CQvStringW& value) { statement.BindText16(parameter, value); }
 void Bind(CStatement& statement, int parameter, std::uint8_t value) { statement.BindInt(parameter, value); }
@@ -54,26 +46,55 @@ void ReadValues(CStatement& statement, STextInformation& info) {
   }
 }
 
+// False when the file says nothing. A row of another size than the file's is not valid, unless the image-format manager
+// counts sizes in a way of its own, more than one file for instance.
+bool ReplaceRow(sqlite3* db, const CQvStringW& path, const SFileStamp& stamp, CYoungFiles& youngFiles,
+                STextInformation* row, STextInformation& info) {
+  const SFileReading reading = BeginFileReading(path);
+  if (!ExtractFileTextInfo(path, info)) return false;
+  if (row && (info.fileSize == row->fileSize || info.fileSize != stamp.size)) {
+    info = std::move(*row);
+    return true;
+  }
+  if (row) ForgetStoredThumbnails(db, path);
+  if (!reading.IsWorthStoring()) return true;
+  SaveFileTextInfoToDatabase(db, path, stamp, info);
+  youngFiles.Remember(path.Str(), reading);
+  return true;
+}
+
 }  // namespace
 
-bool ReadFileTextInfoFromDatabase(sqlite3* db, const CQvStringW& path, STextInformation& info) {
+// The high half of the time is left out on purpose: stamps in existing files were written so.
+SFileStamp TakeFileStamp(const CQvStringW& path) {
+  SQvFindData data;
+  QvFindHandle find = nullptr;
+  if (QV_FindFileFirst(path.c_str(), &data, &find) == kQvOk) QV_FindFileClose(find);
+  return {static_cast<double>(data.lastWriteTime.low), data.size};
+}
+
+bool ReadFileTextInfoFromDatabase(sqlite3* db, const CQvStringW& path, const SFileStamp& stamp,
+                                  STextInformation& info) {
   if (!db) return false;
   static const std::string kSelect = "SELECT " + JoinMetadataColumns(EMetadataPart::Name, MetadataValueColumns()) +
                                      " FROM metadata WHERE filename = :FN AND lastWritten = :LW";
   CStatement statement(db, kSelect);
   statement.BindText16(1, path);
-  statement.BindDouble(2, GetLastWriteStamp(path));
+  statement.BindDouble(2, stamp.lastWritten);
   const int res = statement.Step();
   if (res != SQLITE_DONE && res != SQLITE_ROW) ReportAssertion(messages::kReadTextInfoFailed);
   if (res != SQLITE_ROW) return false;
-  ReadValues(statement, info);
+  STextInformation row = info;
+  ReadValues(statement, row);
+  // Texts for which there was no memory read as empty; only the end tells.
+  if (statement.Finalize() != SQLITE_OK) return false;
+  info = std::move(row);
   return true;
 }
 
-void SaveFileTextInfoToDatabase(sqlite3* db, const CQvStringW& path, const STextInformation& info) {
+void SaveFileTextInfoToDatabase(sqlite3* db, const CQvStringW& path, const SFileStamp& stamp,
+                                const STextInformation& info) {
   if (!db) return;
-  // Before the connection is held: to look a file up may take as long as its disk likes.
-  const double stamp = GetLastWriteStamp(path);
   // Both qualities of a file may be saved at once, and the file has one row.
   const CConnectionLock connection(db);
   CStatement remove(db, "DELETE FROM metadata WHERE filename = :FN");
@@ -87,14 +108,19 @@ void SaveFileTextInfoToDatabase(sqlite3* db, const CQvStringW& path, const SText
                                      ") VALUES (" + JoinMetadataColumns(EMetadataPart::Parameter) + ")";
   CStatement insert(db, kInsert);
   insert.BindText16(1, path);
-  insert.BindDouble(2, stamp);
+  insert.BindDouble(2, stamp.lastWritten);
   BindValues(insert, info);
   RunAndReport(db, insert, kSaveMessages);
 }
 
-bool GetFileTextInfo(sqlite3* db, const CQvStringW& path, STextInformation& info) {
-  if (ReadFileTextInfoFromDatabase(db, path, info)) return true;
-  if (!ExtractFileTextInfo(path, info)) return false;
-  SaveFileTextInfoToDatabase(db, path, info);
-  return true;
+bool GetFileTextInfo(sqlite3* db, const CQvStringW& path, CYoungFiles& youngFiles, STextInformation& info) {
+  if (!db) return ExtractFileTextInfo(path, info);
+  const SFileStamp stamp = TakeFileStamp(path);
+  STextInformation row = info;
+  const bool found = ReadFileTextInfoFromDatabase(db, path, stamp, row) && !youngFiles.IsOutdated(path.Str(), path);
+  if (found && (row.fileSize == stamp.size || !HasAnotherSize(path, row.fileSize))) {
+    info = std::move(row);
+    return true;
+  }
+  return ReplaceRow(db, path, stamp, youngFiles, found ? &row : nullptr, info);
 }

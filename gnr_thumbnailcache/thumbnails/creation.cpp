@@ -32,15 +32,17 @@ bool ReadInformation(IQvPictureSource& source, STextInformation& info) {
 }
 
 bool CreateFromFile(CThumbnailWork& work, const SThumbnailSettings& settings, IQvImageFormatManager* manager,
-                    STextInformation& info) {
+                    SReadFile& file) {
   work.knowsLastWritten = true;
   if (GetFileIdentity(work.location, &work.fileSize, &work.lastWritten) != kQvOk) {
     return DropAndFail(work, kQvThumbnailNone);
   }
+  const CQvStringW path = SQvThumbnailDescription::ExtractFilePath(work.location);
+  file.stamp = TakeFileStamp(path);
+  file.reading = BeginFileReading(path);
+  STextInformation& info = file.info;
   CQvRef<IQvPictureSource> source;
-  if (!OpenPicture(SQvThumbnailDescription::ExtractFilePath(work.location), manager, &source)) {
-    return DropAndFail(work, kQvThumbnailFailed);
-  }
+  if (!OpenPicture(path, manager, &source)) return DropAndFail(work, kQvThumbnailFailed);
   if (!ReadInformation(*source, info) || info.image.width == 0 || info.image.height == 0) {
     return Fail(work, kQvThumbnailFailed);
   }
@@ -59,8 +61,8 @@ bool CreateFromFile(CThumbnailWork& work, const SThumbnailSettings& settings, IQ
 }  // namespace
 
 bool CreateThumbnail(CThumbnailWork& work, const SThumbnailSettings& settings, IQvImageFormatManager* manager,
-                     STextInformation& info) {
-  if (SQvThumbnailDescription::IsFileLoc(work.location)) return CreateFromFile(work, settings, manager, info);
+                     SReadFile& file) {
+  if (SQvThumbnailDescription::IsFileLoc(work.location)) return CreateFromFile(work, settings, manager, file);
   if (SQvThumbnailDescription::IsDBLoc(work.location)) return CreateFromDatabase(work, settings);
   return false;
 }

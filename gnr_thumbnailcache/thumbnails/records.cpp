@@ -1,5 +1,7 @@
 #include "gnr_thumbnailcache/thumbnails/records.h"
 
+#include <algorithm>
+
 #include "gnr_thumbnailcache/base/diagnostics.h"
 #include "gnr_thumbnailcache/database/statement.h"
 #include "imageformats/qvoutputformat.h"
@@ -9,6 +11,10 @@
 namespace {
 
 constexpr double kJpegQuality = 0.8;
+
+// A stored picture is served when its sides are at most so many times those of its box, which may have been larger when
+// it was made. A row that claims more is no thumbnail, and decoding it could take any amount of memory.
+constexpr std::uint64_t kLargestInBoxes = 8;
 
 constexpr SWriteMessages kSaveMessages = {
     {L"THUMBCACHE: SaveThumbnailToDatabase - sqlite3_step failed: ", __LINE__},
@@ -49,12 +55,20 @@ bool OpenStream(const CQvByteArray& stream, IQvImageFormatManager* manager, CQvR
          info->bpcSignificant == 8 && info->components == 3;
 }
 
+bool FitsBoxes(const SQvImageInfo& info, const SThumbnailBox& box) {
+  return info.width <= kLargestInBoxes * std::max(box.width, 1u) &&
+         info.height <= kLargestInBoxes * std::max(box.height, 1u);
+}
+
 // Null on success, else what to report.
-const SMessage* Decode(const CQvByteArray& stream, IQvImageFormatManager* manager, CThumbnailWork& work) {
+const SMessage* Decode(const CQvByteArray& stream, const SThumbnailBox& box, IQvImageFormatManager* manager,
+                       CThumbnailWork& work) {
   CQvRef<IQvImageCodec> codec;
   CQvRef<IQvPictureSource> source;
   SQvImageInfo info;
-  if (!OpenStream(stream, manager, &codec, &source, &info)) return &messages::kStoredStreamUnreadable;
+  if (!OpenStream(stream, manager, &codec, &source, &info) || !FitsBoxes(info, box)) {
+    return &messages::kStoredStreamUnreadable;
+  }
   if (!work.ReinitPicture(info.width, info.height, info.bpcInMemory)) return &messages::kStoredPixelsUnreadable;
   return source->ReadPicture(&work.picture, 0, 0) == kQvOk ? nullptr : &messages::kStoredPixelsUnreadable;
 }
@@ -75,14 +89,15 @@ bool Encode(const CThumbnailWork& work, IQvImageFormatManager* manager, CMutex& 
 
 }  // namespace
 
-bool ReadThumbnailFromDatabase(sqlite3* db, CThumbnailWork& work, IQvImageFormatManager* manager) {
+bool ReadThumbnailFromDatabase(sqlite3* db, CThumbnailWork& work, const SThumbnailSettings& settings,
+                               IQvImageFormatManager* manager) {
   if (!db) return false;
   SThumbnailRow row;
   if (!ReadRow(db, work, &row)) {
     work.state = work.HasPicture() ? kQvThumbnailStale : kQvThumbnailNone;
     return false;
   }
-  if (const SMessage* failure = Decode(row.stream, manager, work)) {
+  if (const SMessage* failure = Decode(row.stream, settings.Box(row.highQuality), manager, work)) {
     ReportText(failure->line, failure->text);
     work.Fail();
     return false;

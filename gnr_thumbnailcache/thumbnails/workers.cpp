@@ -1,38 +1,47 @@
 #include "gnr_thumbnailcache/thumbnails/workers.h"
 
+#include <algorithm>
+
 #include "gnr_thumbnailcache/base/format_manager.h"
 #include "gnr_thumbnailcache/base/guarded.h"
+#include "gnr_thumbnailcache/thumbnails/making_thread.h"
 
-int CThumbnailWorkers::StartWorkers() {
-  m_threadCount = 2;
-  m_threads = std::make_unique<SWorkerThread[]>(static_cast<std::size_t>(m_threadCount));
+int CThumbnailWorkers::StartWorkers() noexcept {
   m_cache.AllowWaiting();
   int result = 0;
-  for (std::int32_t i = 0; i < m_threadCount; ++i) {
-    result = pthread_create(&m_threads[i].handle, nullptr, RunWorker, this);
-    m_threads[i].started = result == 0;
+  for (SWorkerThread& thread : m_threads) {
+    result = pthread_create(&thread.handle, nullptr, RunWorker, this);
+    thread.started = result == 0;
   }
   return result;
 }
 
-void CThumbnailWorkers::StopWorkers() {
+bool CThumbnailWorkers::AreRunning() const noexcept {
+  return std::any_of(m_threads.begin(), m_threads.end(), [](const SWorkerThread& thread) { return thread.started; });
+}
+
+void CThumbnailWorkers::StopWorkers() noexcept {
   m_cache.StopWaiting();
-  if (!m_threads) return;
-  for (std::int32_t i = 0; i < m_threadCount; ++i) {
-    if (m_threads[i].started) pthread_join(m_threads[i].handle, nullptr);
+  for (SWorkerThread& thread : m_threads) {
+    if (thread.started) pthread_join(thread.handle, nullptr);
+    thread.started = false;
   }
-  m_threads.reset();
 }
 
 void* CThumbnailWorkers::RunWorker(void* workers) {
-  Guarded(false, [&] { return static_cast<CThumbnailWorkers*>(workers)->ThumbnailWorker(), true; });
+  static_cast<CThumbnailWorkers*>(workers)->ThumbnailWorker();
   return nullptr;
 }
 
-void CThumbnailWorkers::ThumbnailWorker() {
-  const CQvRef<IQvImageFormatManager> manager = CreateFormatManager();
+void CThumbnailWorkers::ThumbnailWorker() noexcept {
+  // With room for it, the copy of a location needs no memory, and its listeners are told even when there is none.
+  constexpr std::size_t kUsualLength = 4096;
+  const CMakingThread making;
+  CQvRef<IQvImageFormatManager> manager = CreateFormatManager();
   CThumbnailWork work(m_cache.PictureCount());
+  Guarded(false, [&] { return work.location.reserve(kUsualLength), true; });
   while (m_cache.WaitAndTake(&work)) {
+    if (!manager) manager = CreateFormatManager();
     m_resolver.Resolve(work, manager.Get());
     m_cache.Publish(work, CThumbnailCache::EPublish::Everything);
     m_onFinished(work.location);

@@ -2,9 +2,8 @@
 
 #include <pthread.h>
 
-#include <cstdint>
+#include <array>
 #include <functional>
-#include <memory>
 #include <string>
 
 #include "gnr_thumbnailcache/memory/thumbnail_cache.h"
@@ -18,10 +17,11 @@ class CThumbnailWorkers {
                     std::function<void(const std::wstring& location)> onFinished)
       : m_cache(cache), m_resolver(resolver), m_onFinished(std::move(onFinished)) {}
 
-  // The result of the last pthread_create.
-  int StartWorkers();
+  // The result of the last pthread_create. What was started runs, whatever became of the others.
+  int StartWorkers() noexcept;
+  bool AreRunning() const noexcept;
   // Returns when both have ended what they are at; what is queued stays queued.
-  void StopWorkers();
+  void StopWorkers() noexcept;
 
  private:
   struct SWorkerThread {
@@ -30,11 +30,10 @@ class CThumbnailWorkers {
   };
 
   static void* RunWorker(void* workers);
-  void ThumbnailWorker();
+  void ThumbnailWorker() noexcept;
 
   CThumbnailCache& m_cache;
   CThumbnailResolver& m_resolver;
   std::function<void(const std::wstring& location)> m_onFinished;
-  std::unique_ptr<SWorkerThread[]> m_threads;
-  std::int32_t m_threadCount = 0;
+  std::array<SWorkerThread, 2> m_threads;
 };

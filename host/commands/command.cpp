@@ -4,31 +4,35 @@
 
 #include <cstdio>
 #include <limits>
+#include <optional>
 
-#include "system/qvdatetime.h"
+#include "host/output/time_text.h"
 
 namespace qvhost {
 
-void AddDatabaseOptions(CLI::App* command, SDatabaseOptions* options) {
-  auto* file = command->add_option("--db", options->file, "Database file (default: your own, in your cache folder)");
-  file->type_name("FILE");
-  command->add_flag("--all-users", options->allUsers, "Use the database that all users of this machine share")
-      ->excludes(file);
+void AddDatabaseOptions(CCommand command, SDatabaseOptions* options) {
+  COption file = command.AddOption("--db", &options->file, "Database file (default: your own, in your cache folder)");
+  file.Type("FILE");
+  command.AddFlag("--all-users", &options->allUsers, "Use the database that all users of this machine share")
+      .Excludes(file);
 }
 
-void AddJsonOption(CLI::App* command, bool* json) { command->add_flag("--json", *json, "Print JSON"); }
+void AddJsonOption(CCommand command, bool* json) {
+  command.AddFlag("--json", json,
+                  "Print JSON, times in UTC; in names, bytes that are no UTF-8 stand as \\xNN and may be given so");
+}
 
-void AddQualityOption(CLI::App* command, bool* highQuality) {
+void AddQualityOption(CCommand command, bool* highQuality) {
   command
-      ->add_option_function<std::string>(
+      .AddOption(
           "--quality", [highQuality](const std::string& quality) { *highQuality = quality == "high"; },
           "standard (default, fits 480 x 180 pixels) or high (fits 640 x 240 pixels, averages more carefully)")
-      ->check(Unmentioned(CLI::IsMember({"standard", "high"})))
-      ->type_name("standard|high");
+      .OneOf({"standard", "high"})
+      .Type("standard|high");
 }
 
-void AddRecursiveOption(CLI::App* command, bool* recursive) {
-  command->add_flag("-r,--recursive", *recursive, "Also the folders below");
+void AddRecursiveOption(CCommand command, bool* recursive) {
+  command.AddFlag("-r,--recursive", recursive, "Also the folders below");
 }
 
 void PrintList(bool json, const CJson& document, const CTable& table, const std::string& nothing) {
@@ -41,23 +45,25 @@ void PrintList(bool json, const CJson& document, const CTable& table, const std:
   }
 }
 
-CHostError NoSuchExperiment(int id, int status) {
-  return CHostError(fmt::format("there is no experiment {}; 'qvthumbs experiments list' lists them", id), status);
+CHostError NoSuchExperiment(int id) {
+  return CHostError(fmt::format("there is no experiment {}; 'qvthumbs experiments list' lists them", id),
+                    kExitSomeFailed);
 }
 
-CHostError NoSuchStoredItem(int id, int status) {
-  return CHostError(fmt::format("there is no stored item {}; 'qvthumbs stored tree' lists them", id), status);
+CHostError NoSuchStoredItem(int id) {
+  return CHostError(fmt::format("there is no stored item {}; 'qvthumbs stored tree' lists them", id), kExitSomeFailed);
 }
 
-void AddTimeRangeOptions(CLI::App* command, STimeRange* range) {
-  command->add_option("--since", range->since, "From this time on, e.g. 2024-05-01 or 2024-05-01T09:30 (UTC)")
-      ->type_name("TIME");
-  command->add_option("--until", range->until, "Before this time")->type_name("TIME");
+void AddTimeRangeOptions(CCommand command, STimeRange* range) {
+  command
+      .AddOption("--since", &range->since,
+                 "From this time on, e.g. 2024-05-01, 2024-05-01T09:30 (local time) or 2024-05-01T09:30Z")
+      .Type("TIME");
+  command.AddOption("--until", &range->until, "Before this time").Type("TIME");
 }
 
 double ParseTime(const std::string& text, const char* option) {
-  CQvDateTime time;
-  if (time.SetIso(text.c_str())) return time.GetJulianDayNumber();
+  if (const std::optional<double> time = ParseTimeText(text)) return *time;
   throw CHostError(
       fmt::format("{} '{}' is no time; write it like 2024-05-01, 2024-05-01T09:30 or "
                   "2024-05-01T09:30:00+02:00",

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
-#include <vector>
 
+#include "host/commands/command_line.h"
 #include "host/host_error.h"
 #include "host/output/json.h"
 #include "host/output/text.h"
@@ -18,45 +17,42 @@ struct SOutcome {
   int status = kExitOk;
 };
 
-void AddMakeCommand(CLI::App& app, SOutcome& outcome);
-void AddShowCommand(CLI::App& app, SOutcome& outcome);
-void AddInfoCommand(CLI::App& app, SOutcome& outcome);
-void AddGalleryCommand(CLI::App& app, SOutcome& outcome);
-void AddImportCommand(CLI::App& app, SOutcome& outcome);
-void AddStatsCommand(CLI::App& app, SOutcome& outcome);
-void AddPruneCommand(CLI::App& app, SOutcome& outcome);
-void AddVerifyCommand(CLI::App& app, SOutcome& outcome);
-void AddHistoryCommand(CLI::App& app, SOutcome& outcome);
-void AddExperimentsCommand(CLI::App& app, SOutcome& outcome);
-void AddStoredCommand(CLI::App& app, SOutcome& outcome);
+void AddMakeCommand(CCommand program, SOutcome& outcome);
+void AddShowCommand(CCommand program, SOutcome& outcome);
+void AddInfoCommand(CCommand program, SOutcome& outcome);
+void AddGalleryCommand(CCommand program, SOutcome& outcome);
+void AddImportCommand(CCommand program, SOutcome& outcome);
+void AddStatsCommand(CCommand program, SOutcome& outcome);
+void AddPruneCommand(CCommand program, SOutcome& outcome);
+void AddVerifyCommand(CCommand program, SOutcome& outcome);
+void AddHistoryCommand(CCommand program, SOutcome& outcome);
+void AddExperimentsCommand(CCommand program, SOutcome& outcome);
+void AddStoredCommand(CCommand program, SOutcome& outcome);
 
 // "qvthumbs 1.2.3" and the libraries that it runs with, a line each.
 std::string VersionText();
 
 // Options that several verbs share.
-void AddDatabaseOptions(CLI::App* command, SDatabaseOptions* options);
-void AddJsonOption(CLI::App* command, bool* json);
-void AddQualityOption(CLI::App* command, bool* highQuality);
-void AddRecursiveOption(CLI::App* command, bool* recursive);
+void AddDatabaseOptions(CCommand command, SDatabaseOptions* options);
+void AddJsonOption(CCommand command, bool* json);
+void AddQualityOption(CCommand command, bool* highQuality);
+void AddRecursiveOption(CCommand command, bool* recursive);
 
 // An option or argument that must be given. `type` stands for its value in the help.
 template <class T>
-void AddRequired(CLI::App* command, const char* name, T* value, const char* description, const char* type) {
-  command->add_option(name, *value, description)->required()->type_name(type);
+COption AddRequired(CCommand command, const char* name, T* value, const char* description, const char* type) {
+  return command.AddOption(name, value, description).Required().Type(type);
 }
-
-// A check whose description does not stand in the help, beside the option's type.
-inline CLI::Validator Unmentioned(CLI::Validator check) { return check.description(""); }
 
 // A verb below another verb ("history list"). SArguments has `database` and `json`; `work` takes them and may throw.
 template <class SArguments, class Work>
-CLI::App* AddVerb(CLI::App* parent, const char* name, const char* description, const char* example,
-                  const std::shared_ptr<SArguments>& arguments, Work work) {
-  CLI::App* command = parent->add_subcommand(name, description);
+CCommand AddVerb(CCommand parent, const char* name, const char* description, const char* example,
+                 const std::shared_ptr<SArguments>& arguments, Work work) {
+  CCommand command = parent.AddVerb(name, description);
   AddDatabaseOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
-  command->footer(std::string("Example:\n  ") + example);
-  command->callback([arguments, work] { work(*arguments); });
+  command.SetFooter(std::string("Example:\n  ") + example);
+  command.SetWork([arguments, work] { work(*arguments); });
   return command;
 }
 
@@ -64,8 +60,8 @@ CLI::App* AddVerb(CLI::App* parent, const char* name, const char* description, c
 void PrintList(bool json, const CJson& document, const CTable& table, const std::string& nothing);
 
 // What the user named by a number that is not there.
-CHostError NoSuchExperiment(int id, int status);
-CHostError NoSuchStoredItem(int id, int status);
+CHostError NoSuchExperiment(int id);
+CHostError NoSuchStoredItem(int id);
 
 struct STimeRange {
   std::string since, until;  // as typed
@@ -74,9 +70,9 @@ struct STimeRange {
   double From() const;
   double To() const;
 };
-void AddTimeRangeOptions(CLI::App* command, STimeRange* range);
+void AddTimeRangeOptions(CCommand command, STimeRange* range);
 
-// ISO 8601 to a Julian day number. Throws CHostError that names the option.
+// A text that ParseTimeText knows to a Julian day number. Throws CHostError that names the option.
 double ParseTime(const std::string& text, const char* option);
 
 // Prints "qvthumbs: NAME: REASON" to standard error and makes the command end with kExitSomeFailed.

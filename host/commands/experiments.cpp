@@ -3,10 +3,12 @@
 #include <cstdio>
 
 #include "host/commands/command.h"
+#include "host/commands/experiment_records.h"
 #include "host/commands/experiment_text.h"
 #include "host/files/image_experiment.h"
 #include "host/files/image_file.h"
 #include "host/output/text.h"
+#include "host/output/time_text.h"
 #include "host/session/bookkeeping_rows.h"
 #include "host/session/diagnostics.h"
 #include "host/session/session.h"
@@ -24,17 +26,11 @@ struct SArguments {
   bool json = false;
 };
 
-struct SExperimentRow {
-  CExperimentPtr experiment;  // null: no such experiment
-  SQvPicturePlanes planes;
-  double time = 0.0;
-
-  SExperimentRow(IQvThumbnailCache& service, int id) {
-    SQvExperiment* read = nullptr;
-    service.ReadExperiment(&read, &planes, &time, id);
-    experiment.reset(read);
+void RequireStoredItem(const SArguments& arguments, const CSession& session) {
+  if (arguments.stored >= 0 && !CStoredItems(session.DatabasePath()).Find(arguments.stored)) {
+    throw NoSuchStoredItem(arguments.stored);
   }
-};
+}
 
 bool AddOne(const SArguments& arguments, CSession& session, const std::string& file, CJson* entry,
             std::string* reason) {
@@ -46,12 +42,7 @@ bool AddOne(const SArguments& arguments, CSession& session, const std::string& f
     return false;
   }
   int id = 0;
-  const std::int32_t result = session.Service().WriteExperiment(image.experiment.get(), &image.planes,
-                                                                image.acquisitionTime, arguments.stored, &id);
-  if (result != kQvOk) {
-    *reason = fmt::format("the database did not take it: {}", CDiagnostics::Get().TakeMessages());
-    return false;
-  }
+  if (!StoreExperiment(session, image, image.acquisitionTime, arguments.stored, &id, reason)) return false;
   *entry = {{"file", path},
             {"experiment", id},
             {"loops", SummarizeLoops(*image.experiment)},
@@ -61,10 +52,8 @@ bool AddOne(const SArguments& arguments, CSession& session, const std::string& f
 
 void Add(const SArguments& arguments, SOutcome& outcome) {
   CSession session;
-  session.Open(arguments.database);
-  if (arguments.stored >= 0 && !CStoredItems(session.DatabasePath()).Find(arguments.stored)) {
-    throw NoSuchStoredItem(arguments.stored, kExitWrongUse);
-  }
+  session.Open(arguments.database, EDatabaseNeed::Fill);
+  RequireStoredItem(arguments, session);
   CJson document = CJson::array();
   for (const std::string& file : arguments.files) {
     CJson entry;
@@ -84,9 +73,9 @@ void Add(const SArguments& arguments, SOutcome& outcome) {
 
 void Show(const SArguments& arguments) {
   CSession session;
-  session.OpenExisting(arguments.database);
-  const SExperimentRow stored(session.Service(), arguments.experiment);
-  if (!stored.experiment) throw NoSuchExperiment(arguments.experiment, kExitSomeFailed);
+  session.Open(arguments.database, EDatabaseNeed::Look);
+  const SExperimentRecord stored(session.Service(), arguments.experiment);
+  if (!stored.experiment) throw NoSuchExperiment(arguments.experiment);
   if (arguments.json) {
     CJson document = {{"experiment", arguments.experiment}, {"acquired", JsonTime(stored.time)}};
     document["loops"] = ExperimentJson(*stored.experiment, stored.planes);
@@ -101,17 +90,19 @@ void Show(const SArguments& arguments) {
 std::vector<int> ListedIDs(const SArguments& arguments, CSession& session) {
   if (arguments.stored < 0) return CBookkeepingRows(session.DatabasePath()).ExperimentIDs();
   std::vector<int> ids;
-  RequireOk(session.Service().GetExperimentIDsByStoredID(arguments.stored, &ids), "the experiments cannot be read");
+  RequireDone("the experiments cannot be read",
+              [&] { return session.Service().GetExperimentIDsByStoredID(arguments.stored, &ids); });
   return ids;
 }
 
 void List(const SArguments& arguments) {
   CSession session;
-  session.OpenExisting(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Look);
+  RequireStoredItem(arguments, session);
   CTable table({"ID", "Acquired", "Loops", "Planes"}, {true, false, false, true});
   CJson document = CJson::array();
   for (const int id : ListedIDs(arguments, session)) {
-    const SExperimentRow stored(session.Service(), id);
+    const SExperimentRecord stored(session.Service(), id);
     if (!stored.experiment) continue;
     const std::string loops = SummarizeLoops(*stored.experiment);
     document.push_back({{"experiment", id},
@@ -123,39 +114,39 @@ void List(const SArguments& arguments) {
   PrintList(arguments.json, document, table, "no experiments");
 }
 
-void AddStoredOption(CLI::App* command, int* stored, const char* description) {
-  command->add_option("--stored", *stored, description)->check(Unmentioned(CLI::NonNegativeNumber))->type_name("ID");
+void AddStoredOption(CCommand command, int* stored, const char* description) {
+  command.AddOption("--stored", stored, description).NotNegative().Type("ID");
 }
 
-void AddAddVerb(CLI::App* parent, SOutcome& outcome) {
+void AddAddVerb(CCommand parent, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = AddVerb(parent, "add", "Store the experiments of image files; equal ones are stored once",
-                              "qvthumbs experiments add timelapse.ome.tif", arguments,
-                              [&outcome](const SArguments& given) { Add(given, outcome); });
+  CCommand command = AddVerb(parent, "add", "Store the experiments of image files; equal ones are stored once",
+                             "qvthumbs experiments add timelapse.ome.tif", arguments,
+                             [&outcome](const SArguments& given) { Add(given, outcome); });
   AddStoredOption(command, &arguments->stored, "The stored item that the experiments belong to");
-  AddRequired(command, "files", &arguments->files, "Image files", "FILE");
+  AddRequired(command, "files", &arguments->files, "Image files", "FILE").FileNames();
 }
 
-void AddShowVerb(CLI::App* parent) {
+void AddShowVerb(CCommand parent) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = AddVerb(parent, "show", "Print one experiment with its loops and channels",
-                              "qvthumbs experiments show 3", arguments, &Show);
+  CCommand command = AddVerb(parent, "show", "Print one experiment with its loops and channels",
+                             "qvthumbs experiments show 3", arguments, &Show);
   AddRequired(command, "id", &arguments->experiment, "The experiment's number", "ID");
 }
 
-void AddListVerb(CLI::App* parent) {
+void AddListVerb(CCommand parent) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command =
+  CCommand command =
       AddVerb(parent, "list", "List the experiments", "qvthumbs experiments list --json", arguments, &List);
   AddStoredOption(command, &arguments->stored, "Only those of this stored item");
 }
 
 }  // namespace
 
-void AddExperimentsCommand(CLI::App& app, SOutcome& outcome) {
-  CLI::App* command = app.add_subcommand("experiments", "How images were acquired: loops, positions, channels");
-  command->require_subcommand(1);
-  command->footer(
+void AddExperimentsCommand(CCommand program, SOutcome& outcome) {
+  CCommand command = program.AddVerb("experiments", "How images were acquired: loops, positions, channels");
+  command.RequireVerb();
+  command.SetFooter(
       "Example: store the experiment of an image, then look at it\n"
       "  qvthumbs experiments add timelapse.ome.tif\n  qvthumbs experiments show 1");
   AddAddVerb(command, outcome);

@@ -50,14 +50,16 @@ class CFailureCollector : public IThumbnailObserver {
 
 class CGallery {
  public:
-  CGallery(const SArguments& arguments, CSession& session)
+  CGallery(const SArguments& arguments, const COutputTarget& target, CSession& session)
       : m_arguments(arguments),
+        m_target(target),
         m_session(session),
         m_rows(session.DatabasePath()),
-        m_page(arguments.output, arguments.title) {}
+        m_page(target, arguments.title) {}
 
   void Add(const std::string& path, const SQvThumbnailDescription& description, const std::string& reason) {
     CInterrupt::ThrowIfRequested(kInterrupted);
+    m_target.RequireOtherThan(path);
     SGalleryEntry entry;
     entry.path = path;
     entry.jpeg = reason.empty() ? m_rows.ReadJpeg(description) : std::string();
@@ -84,11 +86,13 @@ class CGallery {
 
   void Finish() {
     m_page.Finish();
-    std::printf("%s: %s pictures\n", Printable(m_arguments.output).c_str(), FormatCount(m_count).c_str());
+    std::fprintf(m_target.IsStandardOutput() ? stderr : stdout, "%s: %s pictures\n",
+                 Printable(m_arguments.output).c_str(), FormatCount(m_count).c_str());
   }
 
  private:
   const SArguments& m_arguments;
+  const COutputTarget& m_target;
   CSession& m_session;
   CCacheRows m_rows;
   CGalleryPage m_page;
@@ -119,14 +123,11 @@ void AddFiles(const SArguments& arguments, CSession& session, CGallery& gallery,
 }
 
 void MakeGallery(const SArguments& arguments, SOutcome& outcome) {
+  const COutputTarget target = GalleryTarget(arguments.output);
   CSession session;
   const bool ofDatabase = arguments.paths.empty();
-  if (ofDatabase) {
-    session.OpenExisting(arguments.database);
-  } else {
-    session.Open(arguments.database);
-  }
-  CGallery gallery(arguments, session);
+  session.Open(arguments.database, ofDatabase ? EDatabaseNeed::Look : EDatabaseNeed::Use);
+  CGallery gallery(arguments, target, session);
   if (ofDatabase) {
     gallery.AddAllRows();
   } else {
@@ -137,21 +138,24 @@ void MakeGallery(const SArguments& arguments, SOutcome& outcome) {
 
 }  // namespace
 
-void AddGalleryCommand(CLI::App& app, SOutcome& outcome) {
+void AddGalleryCommand(CCommand program, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("gallery", "Write an HTML page of thumbnails");
+  CCommand command = program.AddVerb("gallery", "Write an HTML page of thumbnails");
   AddDatabaseOptions(command, &arguments->database);
-  command->add_option("-o,--output", arguments->output, "The page to write (default: gallery.html)")
-      ->type_name("OUT.html");
-  command->add_option("--title", arguments->title, "The page's title")->type_name("TEXT");
+  command
+      .AddOption("-o,--output", &arguments->output, "The page to write (default: gallery.html); - is standard output")
+      .Type("OUT.html");
+  command.AddOption("--title", &arguments->title, "The page's title").Type("TEXT");
   AddRecursiveOption(command, &arguments->recursive);
   AddQualityOption(command, &arguments->highQuality);
-  command->add_option("paths", arguments->paths, "Image files, and folders of them (default: all of the database)")
-      ->type_name("PATH");
-  command->footer(
-      "The page needs no other file: the thumbnails lie in it. Missing ones are made first.\n\n"
+  command.AddOption("paths", &arguments->paths, "Image files, and folders of them (default: all of the database)")
+      .Type("PATH")
+      .FileNames();
+  command.SetFooter(
+      "The page needs no other file: the thumbnails lie in it. Missing ones are made first.\n"
+      "A file is replaced only when it is such a page.\n\n"
       "Example:\n  qvthumbs gallery -o images.html ~/images");
-  command->callback([arguments, &outcome] { MakeGallery(*arguments, outcome); });
+  command.SetWork([arguments, &outcome] { MakeGallery(*arguments, outcome); });
 }
 
 }  // namespace qvhost

@@ -15,6 +15,7 @@ constexpr const char* kHead = R"(<!DOCTYPE html>
 <head>
 <meta charset="utf-8">
 <meta name="viewport" content="width=device-width, initial-scale=1">
+<meta name="generator" content="qvthumbs">
 <title>{0}</title>
 <style>
 :root {{ color-scheme: light dark; --card: #f2f2f4; --text: #1c1c1e; --dim: #6c6c70; --bad: #a5322a; --page: #fff; }}
@@ -62,6 +63,13 @@ document.querySelector('input').addEventListener('input', event => {
 </html>
 )";
 
+// Pages that were written before they named their generator are known by their style.
+bool IsOwnPage(std::string_view head) {
+  return head.starts_with("<!DOCTYPE html>") &&
+         (head.find("<meta name=\"generator\" content=\"qvthumbs\">") != head.npos ||
+          head.find(":root { color-scheme: light dark; --card: #f2f2f4; --text: #1c1c1e;") != head.npos);
+}
+
 std::string Caption(const SGalleryEntry& entry) {
   std::string caption =
       fmt::format("<figcaption><b>{}</b>", HtmlText(std::filesystem::path(entry.path).filename().string()));
@@ -77,7 +85,9 @@ std::string Caption(const SGalleryEntry& entry) {
 
 }  // namespace
 
-CGalleryPage::CGalleryPage(const std::string& path, const std::string& title) : m_file(path) {
+COutputTarget GalleryTarget(const std::string& name) { return COutputTarget(name, &IsOwnPage); }
+
+CGalleryPage::CGalleryPage(const COutputTarget& target, const std::string& title) : m_file(target) {
   m_file.Write(fmt::format(kHead, HtmlText(title)));
 }
 

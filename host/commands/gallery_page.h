@@ -3,7 +3,7 @@
 #include <string>
 
 #include "host/files/text_info.h"
-#include "host/output/atomic_file.h"
+#include "host/output/output_file.h"
 
 namespace qvhost {
 
@@ -16,18 +16,21 @@ struct SGalleryEntry {
   bool hasInfo = false;
 };
 
+// Where a gallery is to go. Throws CHostError when that cannot be; a file is replaced only when it is such a page.
+COutputTarget GalleryTarget(const std::string& name);
+
 // Writes a gallery as one HTML file that needs nothing else: the thumbnails lie in it. It is written entry by entry, so
 // its size does not matter. Entries of one folder should follow each other. The file appears with Finish.
 class CGalleryPage {
  public:
-  CGalleryPage(const std::string& path, const std::string& title);
+  CGalleryPage(const COutputTarget& target, const std::string& title);
   void Add(const SGalleryEntry& entry);
   void Finish();
 
  private:
   void BeginFolder(const std::string& folder);
 
-  CAtomicFile m_file;
+  COutputFile m_file;
   std::string m_folder;
   bool m_inFolder = false;
 };

@@ -1,15 +1,17 @@
 #include "host/commands/history_add.h"
 
-#include <cmath>
-#include <cstdio>
+#include <fmt/format.h>
 
-#include "host/commands/history_records.h"
+#include <cstdio>
+#include <optional>
+
+#include "host/commands/experiment_records.h"
 #include "host/files/image_experiment.h"
 #include "host/files/image_file.h"
+#include "host/output/time_text.h"
 #include "host/session/bookkeeping_rows.h"
 #include "host/session/diagnostics.h"
 #include "host/session/session.h"
-#include "system/qvstatus.h"
 
 namespace qvhost {
 namespace {
@@ -34,80 +36,83 @@ struct SAcquisition {
   int experiment = kNoExperiment;
 };
 
-bool FindTime(const SArguments& arguments, const SImageExperiment& image, SAcquisition* acquisition) {
-  if (!arguments.time.empty()) {
-    acquisition->time = ParseTime(arguments.time, "--time");
-    acquisition->timeSource = "given";
-    return true;
-  }
-  acquisition->time = image.acquisitionTime;
-  acquisition->timeSource = "image";
-  if (acquisition->time > 0.0) return true;
-  SQvThumbnailDescription description;
-  std::string reason;
-  if (!DescribeFile(acquisition->path, false, &description, &reason)) return false;
-  acquisition->time = description.lastWritten;
-  acquisition->timeSource = "file date";
-  return true;
+// What is recorded stays unless another time is given: it may have been given by hand.
+bool FindTime(const SArguments& arguments, const SImageExperiment& image, const SRecordedFile& recorded,
+              SAcquisition* acquisition) {
+  const auto take = [acquisition](double time, const char* source) {
+    acquisition->time = time;
+    acquisition->timeSource = source;
+    return time > 0.0;
+  };
+  if (!arguments.time.empty()) return take(ParseTime(arguments.time, "--time"), "given");
+  return take(recorded.time, "recorded") || take(image.acquisitionTime, "image") ||
+         take(LastWriteTime(acquisition->path), "file date");
 }
 
-// The record's experiment: a file that was recorded before keeps the one it had.
-int RecordedExperiment(CSession& session, const CQvStringW& user, const SAcquisition& acquisition) {
-  const CQvStringW path = CQvStringUtils::UTF8toW(acquisition.path);
-  const double end = std::nextafter(acquisition.time, HUGE_VAL);
-  for (const SHistoryRecord& record : ReadHistory(session, user, acquisition.time, end)) {
-    if (record.file == path) return record.experiment;
-  }
-  return acquisition.experiment;
+bool Write(CSession& session, const std::string& user, const SAcquisition& acquisition, std::string* reason) {
+  const CQvStringW name = CQvStringUtils::UTF8toW(acquisition.path), userID = CQvStringUtils::UTF8toW(user);
+  const std::string said = FindFailure([&] {
+    return session.Service().WriteHistory(name.c_str(), userID.c_str(), acquisition.time, acquisition.experiment);
+  });
+  if (!said.empty()) *reason = "the database did not take it: " + said;
+  return said.empty();
 }
 
-bool Record(const SArguments& arguments, CSession& session, const std::string& file, SAcquisition* acquisition,
+// Looks at everything that could stand against the record before anything is written.
+bool Record(const SArguments& arguments, CSession& session, const CBookkeepingRows& rows, SAcquisition* acquisition,
             std::string* reason) {
-  acquisition->path = AbsolutePath(file);
-  acquisition->experiment = arguments.experiment;
   SImageExperiment image;
   if (!image.Read(acquisition->path, reason)) return false;
-  if (!FindTime(arguments, image, acquisition)) {
+  const std::optional<SRecordedFile> recorded = rows.FindFile(acquisition->path);
+  if (recorded && recorded->user != arguments.user) {
+    *reason = fmt::format(
+        "is recorded for another user, {}, already; a file has one record, which "
+        "'qvthumbs history assign' corrects",
+        Printable(recorded->user));
+    return false;
+  }
+  if (!FindTime(arguments, image, recorded.value_or(SRecordedFile()), acquisition)) {
     *reason = "tells no acquisition time; give one with --time";
     return false;
   }
-  if (acquisition->experiment == kNoExperiment && image.experiment) {
-    session.Service().WriteExperiment(image.experiment.get(), &image.planes, acquisition->time, -1,
-                                      &acquisition->experiment);
+  if (recorded) {
+    acquisition->experiment = recorded->experiment;
+    return acquisition->time == recorded->time || Write(session, arguments.user, *acquisition, reason);
   }
-  const CQvStringW name = CQvStringUtils::UTF8toW(acquisition->path);
-  const CQvStringW user = CQvStringUtils::UTF8toW(arguments.user);
-  CDiagnostics::Get().TakeMessages();
-  if (session.Service().WriteHistory(name.c_str(), user.c_str(), acquisition->time, acquisition->experiment) != kQvOk) {
-    const std::string said = CDiagnostics::Get().TakeMessages();
-    *reason = said.find("UNIQUE") != std::string::npos ? "is recorded for another user already; a file has one record"
-                                                       : "the database did not take it: " + said;
+  acquisition->experiment = arguments.experiment;
+  if (acquisition->experiment == kNoExperiment && image.experiment &&
+      !StoreExperiment(session, image, acquisition->time, -1, &acquisition->experiment, reason)) {
     return false;
   }
-  acquisition->experiment = RecordedExperiment(session, user, *acquisition);
-  return true;
+  return Write(session, arguments.user, *acquisition, reason);
+}
+
+std::string TimeNote(const SAcquisition& acquisition) {
+  const std::string source = acquisition.timeSource;
+  if (source == "file date") return "  (time: the file's date)";
+  return source == "recorded" ? "  (time: as recorded before)" : "";
 }
 
 void Print(const SAcquisition& acquisition) {
   std::printf("%s  experiment %s  %s%s\n", FormatTime(acquisition.time).c_str(),
               acquisition.experiment == kNoExperiment ? "-" : std::to_string(acquisition.experiment).c_str(),
-              Printable(acquisition.path).c_str(),
-              acquisition.timeSource == std::string("file date") ? "  (time: the file's date)" : "");
+              Printable(acquisition.path).c_str(), TimeNote(acquisition).c_str());
 }
 
 void Add(const SArguments& arguments, SOutcome& outcome) {
   if (arguments.user.empty()) throw CHostError("--user needs a name");
   CSession session;
-  session.Open(arguments.database);
-  if (arguments.experiment != kNoExperiment &&
-      !CBookkeepingRows(session.DatabasePath()).HasExperiment(arguments.experiment)) {
-    throw NoSuchExperiment(arguments.experiment, kExitWrongUse);
+  session.Open(arguments.database, EDatabaseNeed::Fill);
+  const CBookkeepingRows rows(session.DatabasePath());
+  if (arguments.experiment != kNoExperiment && !rows.HasExperiment(arguments.experiment)) {
+    throw NoSuchExperiment(arguments.experiment);
   }
   CJson document = CJson::array();
   for (const std::string& file : arguments.files) {
     SAcquisition acquisition;
+    acquisition.path = AbsolutePath(file);
     std::string reason;
-    if (!Record(arguments, session, file, &acquisition, &reason)) {
+    if (!Record(arguments, session, rows, &acquisition, &reason)) {
       ReportFailure(outcome, file, reason);
       continue;
     }
@@ -123,20 +128,19 @@ void Add(const SArguments& arguments, SOutcome& outcome) {
 
 }  // namespace
 
-void AddHistoryAddCommand(CLI::App* parent, SOutcome& outcome) {
+void AddHistoryAddCommand(CCommand parent, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = AddVerb(parent, "add", "Record image files as acquired by a user",
-                              "qvthumbs history add --user anna cells.ome.tif", arguments,
-                              [&outcome](const SArguments& given) { Add(given, outcome); });
+  CCommand command = AddVerb(parent, "add", "Record image files as acquired by a user",
+                             "qvthumbs history add --user anna cells.ome.tif", arguments,
+                             [&outcome](const SArguments& given) { Add(given, outcome); });
   AddRequired(command, "--user", &arguments->user, "Who acquired them", "NAME");
-  command->add_option("--time", arguments->time, "When (default: as the image says, else the file's date)")
-      ->type_name("TIME");
-  command->add_option("--experiment", arguments->experiment, "With which experiment (default: the image's own)")
-      ->check(Unmentioned(CLI::PositiveNumber))
-      ->type_name("ID");
-  AddRequired(command, "files", &arguments->files, "Image files", "FILE");
-  command->footer("A file that is recorded already gets the new time and keeps its experiment.\n\n" +
-                  command->get_footer());
+  command.AddOption("--time", &arguments->time, "When (default: as the image says, else the file's date)").Type("TIME");
+  command.AddOption("--experiment", &arguments->experiment, "With which experiment (default: the image's own)")
+      .Positive()
+      .Type("ID");
+  AddRequired(command, "files", &arguments->files, "Image files", "FILE").FileNames();
+  command.SetFooter("A file that is recorded already keeps its experiment, and its time unless you give another.\n\n" +
+                    command.GetFooter());
 }
 
 }  // namespace qvhost

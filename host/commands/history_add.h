@@ -4,6 +4,6 @@
 
 namespace qvhost {
 
-void AddHistoryAddCommand(CLI::App* parent, SOutcome& outcome);
+void AddHistoryAddCommand(CCommand parent, SOutcome& outcome);
 
 }  // namespace qvhost

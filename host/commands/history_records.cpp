@@ -8,8 +8,8 @@ std::vector<SHistoryRecord> ReadHistory(CSession& session, const CQvStringW& use
   std::vector<int> experiments;
   std::vector<double> times;
   std::vector<CQvStringW> files;
-  RequireOk(session.Service().ReadHistory(user.c_str(), from, to, &experiments, &times, &files),
-            "the history cannot be read");
+  RequireDone("the history cannot be read",
+              [&] { return session.Service().ReadHistory(user.c_str(), from, to, &experiments, &times, &files); });
   files.resize(times.size());  // the earliest time comes without a file
   std::vector<SHistoryRecord> records;
   for (std::size_t i = 0; i < times.size(); ++i) records.push_back({times[i], experiments[i], files[i]});

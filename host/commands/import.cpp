@@ -11,6 +11,7 @@
 #include "host/files/image_file.h"
 #include "host/library/library_file.h"
 #include "host/library/memory_picture.h"
+#include "host/session/database_error.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
 #include "system/qvref.h"
@@ -56,7 +57,7 @@ class CImporter {
   CImporter(const SArguments& arguments, SOutcome& outcome)
       : m_arguments(arguments), m_outcome(outcome), m_library(arguments.library, true) {
     if (arguments.record != 0 && !m_library.HasRecord(arguments.record)) {
-      throw CHostError(fmt::format("the library has no record {}", arguments.record));
+      throw CHostError(fmt::format("the library has no record {}", arguments.record), kExitSomeFailed);
     }
   }
 
@@ -66,6 +67,7 @@ class CImporter {
     try {
       OnStored(path, Store(path, bytes), bytes.size());
     } catch (const std::runtime_error& error) {
+      if (IsLastingError(error.what())) throw CHostError("stopped: " + ErrorText(error), kExitSomeFailed);
       Fail(path, ErrorText(error));
     }
   }
@@ -136,25 +138,25 @@ void Import(const SArguments& arguments, SOutcome& outcome) {
 
 }  // namespace
 
-void AddImportCommand(CLI::App& app, SOutcome& outcome) {
+void AddImportCommand(CCommand program, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("import", "Copy images into the records of an image library");
+  CCommand command = program.AddVerb("import", "Copy images into the records of an image library");
   AddRequired(command, "--library", &arguments->library, "The library, an SQLite file; made when missing", "FILE");
-  command->add_option("--field", arguments->field, "The picture field to fill (default: image)")
-      ->type_name("NAME")
-      ->check([](const std::string& name) { return name.empty() ? "a field needs a name" : ""; });
-  command->add_option("--record", arguments->record, "Fill a field of this record instead of the image's own")
-      ->check(Unmentioned(CLI::PositiveNumber))
-      ->type_name("N");
+  command.AddOption("--field", &arguments->field, "The picture field to fill (default: image)")
+      .Type("NAME")
+      .NotEmpty("a field needs a name");
+  command.AddOption("--record", &arguments->record, "Fill a field of this record instead of the image's own")
+      .Positive()
+      .Type("N");
   AddRecursiveOption(command, &arguments->recursive);
   AddJsonOption(command, &arguments->json);
-  AddRequired(command, "images", &arguments->paths, "Image files, and folders of them", "IMAGE");
-  command->footer(
+  AddRequired(command, "images", &arguments->paths, "Image files, and folders of them", "IMAGE").FileNames();
+  command.SetFooter(
       "An image that was imported before replaces its earlier state.\n\n"
       "Example: a library of the images of a folder, and the thumbnails of its records\n"
       "  qvthumbs import --library lab.qvlib ~/images\n"
       "  qvthumbs make --library lab.qvlib");
-  command->callback([arguments, &outcome] { Import(*arguments, outcome); });
+  command.SetWork([arguments, &outcome] { Import(*arguments, outcome); });
 }
 
 }  // namespace qvhost

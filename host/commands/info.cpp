@@ -22,9 +22,9 @@ struct SArguments {
 
 // The texts are read from the files when there is no database, so the user's own one is only a help.
 void OpenIfPossible(CSession& session, const SDatabaseOptions& options) {
-  if (options.allUsers || !options.file.empty()) return session.Open(options);
+  if (options.allUsers || !options.file.empty()) return session.Open(options, EDatabaseNeed::Use);
   try {
-    session.Open(options);
+    session.Open(options, EDatabaseNeed::Use);
   } catch (const std::runtime_error& error) {
     std::fprintf(stderr, "qvthumbs: without a database, because: %s\n", ErrorText(error).c_str());
   }
@@ -75,16 +75,16 @@ void ShowInfo(const SArguments& arguments, SOutcome& outcome) {
 
 }  // namespace
 
-void AddInfoCommand(CLI::App& app, SOutcome& outcome) {
+void AddInfoCommand(CCommand program, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("info", "Tell what image files say about themselves");
+  CCommand command = program.AddVerb("info", "Tell what image files say about themselves");
   AddDatabaseOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
-  AddRequired(command, "files", &arguments->files, "Image files", "FILE");
-  command->footer(
+  AddRequired(command, "files", &arguments->files, "Image files", "FILE").FileNames();
+  command.SetFooter(
       "Example: sizes, loops, calibration, objective and acquisition time as JSON\n"
       "  qvthumbs info --json cells.ome.tif");
-  command->callback([arguments, &outcome] { ShowInfo(*arguments, outcome); });
+  command.SetWork([arguments, &outcome] { ShowInfo(*arguments, outcome); });
 }
 
 }  // namespace qvhost

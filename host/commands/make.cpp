@@ -23,8 +23,13 @@ struct SArguments {
 };
 
 int RunMaker(const SArguments& arguments, CSession& session, IThumbnailJobs& jobs, CMakeReport& report) {
-  const bool completed = CThumbnailMaker(session, jobs, report, arguments.make).Run();
-  return report.Print(session.DatabasePath(), completed);
+  try {
+    const bool completed = CThumbnailMaker(session, jobs, report, arguments.make).Run();
+    return report.Print(session.DatabasePath(), completed);
+  } catch (const CHostError&) {
+    report.Print(session.DatabasePath(), false);
+    throw;
+  }
 }
 
 void MakeForFiles(const SArguments& arguments, SOutcome& outcome) {
@@ -35,7 +40,7 @@ void MakeForFiles(const SArguments& arguments, SOutcome& outcome) {
                  arguments.recursive ? "" : "; --recursive looks into the folders below, too");
   }
   CSession session;
-  session.Open(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Fill);
   CMakeReport report(static_cast<std::int64_t>(found.files.size() + found.problems.size()), arguments.json);
   for (const auto& [path, reason] : found.problems) report.OnFailed(path, reason);
   CFileJobs jobs(found.files, arguments.make.highQuality, session.DatabasePath());
@@ -51,34 +56,32 @@ void MakeForLibrary(const SArguments& arguments, SOutcome& outcome) {
     throw CHostError(fmt::format("no record of the library has a field {}", arguments.field));
   }
   CSession session;
-  session.Open(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Fill);
   CMakeReport report(jobs.Count(), arguments.json);
   outcome.status = RunMaker(arguments, session, jobs, report);
 }
 
 }  // namespace
 
-void AddMakeCommand(CLI::App& app, SOutcome& outcome) {
+void AddMakeCommand(CCommand program, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("make", "Make the thumbnails of image files that have none yet");
+  CCommand command = program.AddVerb("make", "Make the thumbnails of image files that have none yet");
   AddDatabaseOptions(command, &arguments->database);
   AddRecursiveOption(command, &arguments->recursive);
   AddQualityOption(command, &arguments->make.highQuality);
-  command->add_flag("--sync", arguments->make.sync, "One at a time, without the background workers");
-  auto* library =
-      command->add_option("--library", arguments->library, "The records of an image library instead of files");
-  library->type_name("FILE");
-  command->add_option("--field", arguments->field, "Only this picture field of the records")
-      ->needs(library)
-      ->type_name("NAME");
+  command.AddFlag("--sync", &arguments->make.sync, "One at a time, without the background workers");
+  COption library =
+      command.AddOption("--library", &arguments->library, "The records of an image library instead of files");
+  library.Type("FILE");
+  command.AddOption("--field", &arguments->field, "Only this picture field of the records").Needs(library).Type("NAME");
   AddJsonOption(command, &arguments->json);
-  command->add_option("paths", arguments->paths, "Image files, and folders of them")->type_name("PATH");
-  command->footer(
+  command.AddOption("paths", &arguments->paths, "Image files, and folders of them").Type("PATH").FileNames();
+  command.SetFooter(
       "A thumbnail that the database holds is kept while its file is unchanged.\n"
       "Ctrl-C stops cleanly; nothing that was made is lost.\n\n"
       "Example: the thumbnails of a folder and all below\n"
       "  qvthumbs make --recursive ~/images");
-  command->callback([arguments, &outcome] {
+  command.SetWork([arguments, &outcome] {
     if (arguments->library.empty()) {
       MakeForFiles(*arguments, outcome);
     } else {

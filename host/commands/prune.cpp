@@ -99,8 +99,8 @@ void Print(const SArguments& arguments, const std::vector<SOrphanedRow>& thumbna
 }
 
 void Prune(const SArguments& arguments) {
-  std::string path;
-  SQLite::Database db = OpenCacheDatabase(arguments.database, &path);
+  CCacheDatabase database(arguments.database, arguments.dryRun ? EDatabaseNeed::Look : EDatabaseNeed::Change);
+  SQLite::Database& db = database.Connection();
   std::vector<SOrphanedRow> thumbnails, textInfos;
   {
     CPruner pruner(db, arguments);
@@ -116,17 +116,17 @@ void Prune(const SArguments& arguments) {
 
 }  // namespace
 
-void AddPruneCommand(CLI::App& app, SOutcome&) {
+void AddPruneCommand(CCommand program, SOutcome&) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("prune", "Remove what the database holds of files that are gone");
+  CCommand command = program.AddVerb("prune", "Remove what the database holds of files that are gone");
   AddDatabaseOptions(command, &arguments->database);
-  command->add_option("--under", arguments->under, "Only files below this folder")->type_name("FOLDER");
-  command->add_flag("-n,--dry-run", arguments->dryRun, "Only tell what would be removed");
+  command.AddOption("--under", &arguments->under, "Only files below this folder").Type("FOLDER");
+  command.AddFlag("-n,--dry-run", &arguments->dryRun, "Only tell what would be removed");
   AddJsonOption(command, &arguments->json);
-  command->footer(
+  command.SetFooter(
       "A disk that is not mounted looks like files that are gone. History and experiments stay.\n\n"
       "Example: look first\n  qvthumbs prune --dry-run");
-  command->callback([arguments] { Prune(*arguments); });
+  command.SetWork([arguments] { Prune(*arguments); });
 }
 
 }  // namespace qvhost

@@ -8,6 +8,7 @@
 #include "host/commands/command.h"
 #include "host/output/json.h"
 #include "host/output/text.h"
+#include "host/output/time_text.h"
 #include "host/session/cache_database.h"
 
 namespace qvhost {
@@ -59,7 +60,9 @@ void CountBookkeeping(SQLite::Database& db, SStats* stats) {
 
 SStats Collect(const SDatabaseOptions& options) {
   SStats stats;
-  SQLite::Database db = OpenCacheDatabase(options, &stats.path);
+  CCacheDatabase database(options, EDatabaseNeed::Look);
+  SQLite::Database& db = database.Connection();
+  stats.path = database.Path();
   for (const char* tail : {"", "-wal", "-journal"}) {
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(stats.path + tail, error);
@@ -135,13 +138,13 @@ void PrintStats(const SStats& stats) {
 
 }  // namespace
 
-void AddStatsCommand(CLI::App& app, SOutcome&) {
+void AddStatsCommand(CCommand program, SOutcome&) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("stats", "Tell what a database holds");
+  CCommand command = program.AddVerb("stats", "Tell what a database holds");
   AddDatabaseOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
-  command->footer("Example:\n  qvthumbs stats");
-  command->callback([arguments] {
+  command.SetFooter("Example:\n  qvthumbs stats");
+  command.SetWork([arguments] {
     const SStats stats = Collect(arguments->database);
     if (arguments->json) {
       PrintJson(ToJson(stats));

@@ -29,7 +29,7 @@ struct SArguments {
   bool hasName = false, hasParent = false, hasFlags = false;
 };
 
-CHostError UnknownItem(int id) { return NoSuchStoredItem(id, kExitSomeFailed); }
+CHostError UnknownItem(int id) { return NoSuchStoredItem(id); }
 
 void RequireItem(const CStoredItems& items, int id) {
   if (id != kStoredRoot && !items.Find(id)) throw UnknownItem(id);
@@ -41,12 +41,12 @@ CJson ItemJson(const SStoredItem& item) {
 
 void Add(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Fill);
   RequireItem(CStoredItems(session.DatabasePath()), arguments.parent);
   int id = 0;
   const CQvStringW name = CQvStringUtils::UTF8toW(arguments.name);
-  RequireOk(session.Service().InsertStoredItem(arguments.parent, name.c_str(), arguments.flags, &id),
-            "the database did not take the item");
+  RequireDone("the database did not take the item",
+              [&] { return session.Service().InsertStoredItem(arguments.parent, name.c_str(), arguments.flags, &id); });
   if (arguments.json) {
     PrintJson(ItemJson({id, arguments.parent, arguments.flags, arguments.name}));
   } else {
@@ -71,16 +71,11 @@ SStoredItem Updated(const SArguments& arguments, const CStoredItems& items) {
 
 void Update(const SArguments& arguments) {
   CSession session;
-  session.OpenExisting(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Change);
   const SStoredItem item = Updated(arguments, CStoredItems(session.DatabasePath()));
   const CQvStringW name = CQvStringUtils::UTF8toW(item.name);
-  if (session.Service().UpdateStoredItem(item.id, item.parentID, name.c_str(), item.flags) != kQvOk) {
-    throw UnknownItem(item.id);
-  }
-  // A change that the database refuses is only reported.
-  if (const std::string said = CDiagnostics::Get().TakeMessages(); !said.empty()) {
-    throw CHostError("the database did not take the change: " + said);
-  }
+  RequireDone("the database did not take the change",
+              [&] { return session.Service().UpdateStoredItem(item.id, item.parentID, name.c_str(), item.flags); });
   if (arguments.json) {
     PrintJson(ItemJson(item));
   } else {
@@ -91,7 +86,7 @@ void Update(const SArguments& arguments) {
 
 void List(const SArguments& arguments) {
   CSession session;
-  session.OpenExisting(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Look);
   const CStoredItems items(session.DatabasePath());
   RequireItem(items, arguments.id);
   CTable table({"ID", "Flags", "Name"}, {true, true, false});
@@ -124,7 +119,7 @@ void PrintTree(const CStoredItems& items, int rootID) {
 
 void Tree(const SArguments& arguments) {
   CSession session;
-  session.OpenExisting(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Look);
   const CStoredItems items(session.DatabasePath());
   RequireItem(items, arguments.id);
   if (arguments.json) {
@@ -152,21 +147,20 @@ class CTemporaryIndex {
 void DeleteTree(CSession& session, const std::vector<int>& ids, std::size_t depth) {
   std::optional<CTemporaryIndex> index;
   if (ids.size() >= kMinItemsForIndex) index.emplace(session.DatabasePath());
-  std::int32_t result = kQvOk;
-  if (depth <= kMaxRecursionDepth) {
-    result = session.Service().DeleteStoredItem(ids.front());
-  } else {
+  RequireDone("the items cannot be deleted", [&] {
+    if (depth <= kMaxRecursionDepth) return session.Service().DeleteStoredItem(ids.front());
+    std::int32_t result = kQvOk;
     // A parent stands before what is below it, so from the end every item is a leaf.
     for (auto id = ids.rbegin(); id != ids.rend() && result == kQvOk; ++id) {
       result = session.Service().DeleteStoredItem(*id);
     }
-  }
-  RequireOk(result, "the items cannot be deleted");
+    return result;
+  });
 }
 
 void Delete(const SArguments& arguments) {
   CSession session;
-  session.OpenExisting(arguments.database);
+  session.Open(arguments.database, EDatabaseNeed::Change);
   std::vector<int> ids = {arguments.id};
   std::size_t depth = 0;
   {
@@ -186,28 +180,28 @@ void Delete(const SArguments& arguments) {
   }
 }
 
-void AddAddVerb(CLI::App* parent) {
+void AddAddVerb(CCommand parent) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command =
+  CCommand command =
       AddVerb(parent, "add", "Add an item", "qvthumbs stored add --parent 1 \"plate 7\"", arguments, &Add);
   AddRequired(command, "name", &arguments->name, "The item's name", "NAME");
-  command->add_option("--parent", arguments->parent, "The item that it goes into (default: the top)")->type_name("ID");
-  command->add_option("--flags", arguments->flags, "A number of your own")->type_name("N");
+  command.AddOption("--parent", &arguments->parent, "The item that it goes into (default: the top)").Type("ID");
+  command.AddOption("--flags", &arguments->flags, "A number of your own").Type("N");
 }
 
-void AddUpdateVerb(CLI::App* parent) {
+void AddUpdateVerb(CCommand parent) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = AddVerb(parent, "update", "Rename or move an item, or change its flags",
-                              "qvthumbs stored update 4 --parent 2", arguments, &Update);
+  CCommand command = AddVerb(parent, "update", "Rename or move an item, or change its flags",
+                             "qvthumbs stored update 4 --parent 2", arguments, &Update);
   AddRequired(command, "id", &arguments->id, "The item's number", "ID");
-  auto* name = command->add_option("--name", arguments->name, "The new name")->type_name("NAME");
-  auto* parentID = command->add_option("--parent", arguments->parent, "The item that it goes into; 0 is the top");
-  parentID->type_name("ID");
-  auto* flags = command->add_option("--flags", arguments->flags, "The new flags")->type_name("N");
-  command->callback([arguments, name, parentID, flags] {
-    arguments->hasName = name->count() > 0;
-    arguments->hasParent = parentID->count() > 0;
-    arguments->hasFlags = flags->count() > 0;
+  COption name = command.AddOption("--name", &arguments->name, "The new name").Type("NAME");
+  COption parentID = command.AddOption("--parent", &arguments->parent, "The item that it goes into; 0 is the top");
+  parentID.Type("ID");
+  COption flags = command.AddOption("--flags", &arguments->flags, "The new flags").Type("N");
+  command.SetWork([arguments, name, parentID, flags] {
+    arguments->hasName = name.IsGiven();
+    arguments->hasParent = parentID.IsGiven();
+    arguments->hasFlags = flags.IsGiven();
     if (!arguments->hasName && !arguments->hasParent && !arguments->hasFlags) {
       throw CHostError("nothing to update; give --name, --parent or --flags");
     }
@@ -217,10 +211,10 @@ void AddUpdateVerb(CLI::App* parent) {
 
 }  // namespace
 
-void AddStoredCommand(CLI::App& app, SOutcome&) {
-  CLI::App* command = app.add_subcommand("stored", "The tree of stored items");
-  command->require_subcommand(1);
-  command->footer(
+void AddStoredCommand(CCommand program, SOutcome&) {
+  CCommand command = program.AddVerb("stored", "The tree of stored items");
+  command.RequireVerb();
+  command.SetFooter(
       "Example: two items, one in the other\n"
       "  qvthumbs stored add \"project A\"\n  qvthumbs stored add --parent 1 \"plate 7\"\n"
       "  qvthumbs stored tree");
@@ -229,14 +223,14 @@ void AddStoredCommand(CLI::App& app, SOutcome&) {
   const auto addOfItem = [command](const char* name, const char* description, const char* example,
                                    void (*work)(const SArguments&)) {
     const auto arguments = std::make_shared<SArguments>();
-    CLI::App* verb = AddVerb(command, name, description, example, arguments, work);
-    verb->add_option("id", arguments->id, "The item (default: the top)")->type_name("ID");
+    CCommand verb = AddVerb(command, name, description, example, arguments, work);
+    verb.AddOption("id", &arguments->id, "The item (default: the top)").Type("ID");
   };
   addOfItem("list", "List what an item holds", "qvthumbs stored list 1", &List);
   addOfItem("tree", "Draw the tree below an item", "qvthumbs stored tree", &Tree);
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* remove = AddVerb(command, "delete", "Delete an item and everything below it", "qvthumbs stored delete 4",
-                             arguments, &Delete);
+  CCommand remove = AddVerb(command, "delete", "Delete an item and everything below it", "qvthumbs stored delete 4",
+                            arguments, &Delete);
   AddRequired(remove, "id", &arguments->id, "The item's number", "ID");
 }
 

@@ -7,6 +7,7 @@
 #include "host/files/image_file.h"
 #include "host/output/progress.h"
 #include "host/session/cache_database.h"
+#include "host/session/database_error.h"
 #include "host/session/image_format_manager.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
@@ -58,6 +59,17 @@ class CStreamChecker {
   CQvRef<IQvImageCodec> m_codec;
 };
 
+// The pages of the file itself, before what they hold.
+void RequireSound(const SQLite::Database& db) {
+  std::string damage;
+  SQLite::Statement rows(db, fmt::format("PRAGMA integrity_check({})", kMaxListed));
+  while (rows.executeStep()) {
+    const std::string found = rows.getColumn(0).getString();
+    if (found != "ok") damage += (damage.empty() ? "" : "; ") + found;
+  }
+  if (!damage.empty()) throw CHostError(ExplainDamage(damage), kExitSomeFailed);
+}
+
 std::string FindTimeMismatch(const CQvStringW& location, double lastWritten) {
   if (!LocationExists(location)) return "the file is gone";
   SQvThumbnailDescription description;
@@ -93,8 +105,9 @@ void Remove(SQLite::Database& db, const std::vector<SProblem>& problems) {
 
 void Verify(const SArguments& arguments, SOutcome& outcome) {
   LoadComponents();
-  std::string path;
-  SQLite::Database db = OpenCacheDatabase(arguments.database, &path);
+  CCacheDatabase database(arguments.database, arguments.repair ? EDatabaseNeed::Change : EDatabaseNeed::Look);
+  SQLite::Database& db = database.Connection();
+  RequireSound(db);
   std::int64_t checked = 0;
   const std::vector<SProblem> problems = FindProblems(db, arguments.json, &checked);
   if (arguments.repair) Remove(db, problems);
@@ -114,14 +127,14 @@ void Verify(const SArguments& arguments, SOutcome& outcome) {
 
 }  // namespace
 
-void AddVerifyCommand(CLI::App& app, SOutcome& outcome) {
+void AddVerifyCommand(CCommand program, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
-  CLI::App* command = app.add_subcommand("verify", "Check that stored thumbnails decode and are as new as their files");
+  CCommand command = program.AddVerb("verify", "Check that stored thumbnails decode and are as new as their files");
   AddDatabaseOptions(command, &arguments->database);
-  command->add_flag("--repair", arguments->repair, "Remove those that are not, so that 'make' makes them anew");
+  command.AddFlag("--repair", &arguments->repair, "Remove those that are not, so that 'make' makes them anew");
   AddJsonOption(command, &arguments->json);
-  command->footer("Exit status 1: a problem was found and left as it is.\n\nExample:\n  qvthumbs verify --repair");
-  command->callback([arguments, &outcome] { Verify(*arguments, outcome); });
+  command.SetFooter("Exit status 1: a problem was found and left as it is.\n\nExample:\n  qvthumbs verify --repair");
+  command.SetWork([arguments, &outcome] { Verify(*arguments, outcome); });
 }
 
 }  // namespace qvhost

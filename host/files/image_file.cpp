@@ -75,7 +75,9 @@ bool DescribeFile(const std::string& path, bool highQuality, SQvThumbnailDescrip
   description->location = LowerCaseLocation(absolute);
   description->flags = highQuality ? 1 : 0;
   const std::string other = FindCaseCollision(absolute, description->location);
-  if (!other.empty() && fs::exists(absolute)) {
+  // A link that leads to itself is neither there nor missing; opening it says what it is.
+  std::error_code error;
+  if (!other.empty() && fs::exists(absolute, error)) {
     *reason = fmt::format("its name differs from {} in case only, and the cache keeps one thumbnail for both",
                           Printable(other));
     return false;
@@ -104,6 +106,13 @@ bool LocationExists(const CQvStringW& location) {
   if (QV_FindFileFirst(location.c_str(), &data, &find) != kQvOk) return false;
   QV_FindFileClose(find);
   return true;
+}
+
+double LastWriteTime(const std::string& path) {
+  const CFileHandle file(CQvStringUtils::UTF8toW(path));
+  SQvFileTime lastWrite;
+  if (!file.IsOpen() || QV_GetFileTimes(file.Get(), nullptr, nullptr, &lastWrite) != kQvOk) return 0.0;
+  return CQvDateTime(lastWrite).GetJulianDayNumber();
 }
 
 std::string ExplainOpenFailure(const std::string& path) {

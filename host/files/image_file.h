@@ -25,6 +25,10 @@ std::string RealPath(const CQvStringW& location);
 // Whether a location of the database leads to a file or folder.
 bool LocationExists(const CQvStringW& location);
 
+// When the file was last written, as a Julian day number; 0 when it cannot be opened. The time at which it came into
+// being does not count: of a copy that is when it was copied.
+double LastWriteTime(const std::string& path);
+
 // Why the file cannot be opened, from the system; empty when it is a regular file that can be.
 std::string ExplainOpenFailure(const std::string& path);
 

@@ -4,6 +4,7 @@
 
 #include "host/files/image_file.h"
 #include "host/output/text.h"
+#include "host/output/time_text.h"
 #include "system/qvstatus.h"
 
 namespace qvhost {

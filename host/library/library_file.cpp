@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "host/host_error.h"
+#include "host/session/database_error.h"
 #include "system/qvstring.h"
 
 namespace qvhost {
@@ -44,6 +45,7 @@ SLibraryPicture PictureOfRow(const SQLite::Statement& row) {
 }  // namespace
 
 CLibraryFile::CLibraryFile(const std::string& path, bool create) : m_db(OpenFile(path, create)) {
+  SetLibraryInUse(path);
   try {
     if (m_db.execAndGet("PRAGMA application_id").getInt64() == kApplicationID) return;
     if (create && m_db.execAndGet("SELECT count(*) FROM sqlite_master").getInt64() == 0) {

@@ -10,13 +10,14 @@ namespace qvhost {
 // Keeps the order of the fields as written.
 using CJson = nlohmann::ordered_json;
 
-// A platform text as a JSON value. Bytes of a file name that are no UTF-8 are shown as U+FFFD when printed.
+// A platform text as a JSON value.
 inline std::string JsonText(const CQvStringW& text) { return CQvStringUtils::WtoUTF8(text).Str(); }
 
 // Julian day number as ISO 8601, null when it names no time.
 CJson JsonTime(double julianDay);
 
-// One indented document to standard output.
-void PrintJson(const CJson& document);
+// One indented document to standard output. In a name that is no UTF-8 the bytes that are not are printed as \xNN, as
+// CCommand's file names may be given.
+void PrintJson(CJson document);
 
 }  // namespace qvhost

@@ -2,10 +2,15 @@
 
 #include <fmt/format.h>
 #include <png.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <string_view>
 
 #include "host/file_extension.h"
 #include "host/host_error.h"
-#include "host/output/atomic_file.h"
+#include "host/output/output_file.h"
+#include "host/output/text.h"
 #include "host/session/image_format_manager.h"
 #include "imageformats/qvoutputformat.h"
 #include "system/qvstatus.h"
@@ -15,6 +20,10 @@ namespace {
 
 // JPEG quality of a file that a user keeps; the cache's own streams use 0.8.
 constexpr double kJpegQuality = 0.92;
+
+// By these a picture is known as one that this program wrote.
+constexpr std::string_view kPngMark("tEXtSoftware\0qvthumbs", 21);
+constexpr std::string_view kJpegMark("\xFF\xFE\x00\x0Aqvthumbs", 12);
 
 void Require(std::int32_t status, const char* what) {
   if (status != kQvOk) throw CHostError(fmt::format("the JPEG file cannot be made: {} failed", what), kExitSomeFailed);
@@ -54,7 +63,7 @@ class CPngWriter {
   png_image m_image = {};
 };
 
-CQvByteArray EncodeJpeg(const SQvPicBuf& picture) {
+std::string EncodeJpeg(const SQvPicBuf& picture) {
   const CQvRef<IQvImageFormatManager> manager = CreateImageFormatManager();
   if (!manager) throw CHostError("the image formats are not installed");
   CQvRef<IQvImageCodec> codec;
@@ -66,26 +75,56 @@ CQvByteArray EncodeJpeg(const SQvPicBuf& picture) {
   Require(output->WritePicture(picture.data, 0, 0), "compressing");
   Require(output->Finish(), "finishing");
   output.Reset();  // before the bytes that it writes to
-  return bytes;
+  return {reinterpret_cast<const char*>(bytes.GetData(0)), bytes.GetSize()};
+}
+
+std::string BigEndian(std::size_t value, int bytes) {
+  std::string text;
+  for (int i = bytes - 1; i >= 0; --i) text += static_cast<char>(value >> (8 * i) & 0xFF);
+  return text;
+}
+
+// A text chunk behind the header chunk, which is the first (PNG, third edition, 11.3.3).
+std::string MarkPng(std::string png) {
+  constexpr std::size_t kHeaderEnd = 33;
+  const auto crc = crc32(0, reinterpret_cast<const Bytef*>(kPngMark.data()), static_cast<uInt>(kPngMark.size()));
+  std::string chunk = BigEndian(kPngMark.size() - 4, 4);
+  chunk += kPngMark;
+  return png.insert(kHeaderEnd, chunk + BigEndian(crc, 4));
+}
+
+// A comment behind the JFIF segment, which has to be the first (ITU-T T.871, 10.1).
+std::string MarkJpeg(std::string jpeg) {
+  std::size_t at = 2;
+  if (jpeg.size() > 6 && jpeg[2] == '\xFF' && jpeg[3] == '\xE0') {
+    at = 4 + (static_cast<unsigned char>(jpeg[4]) << 8 | static_cast<unsigned char>(jpeg[5]));
+  }
+  return jpeg.insert(std::min(at, jpeg.size()), kJpegMark);
+}
+
+bool IsOwnPicture(std::string_view head) {
+  return (head.starts_with("\x89PNG") && head.find(kPngMark) != head.npos) ||
+         (head.starts_with("\xFF\xD8") && head.find(kJpegMark) != head.npos);
+}
+
+bool IsJpegName(const std::string& name) {
+  const std::string extension = LowerCaseExtension(name);
+  return extension == ".jpg" || extension == ".jpeg";
 }
 
 }  // namespace
 
-void CheckPictureFileName(const std::string& path) {
-  const std::string extension = LowerCaseExtension(path);
-  if (extension == ".png" || extension == ".jpg" || extension == ".jpeg") return;
-  throw CHostError(fmt::format("cannot write a picture named {}: end the name in .jpg or .png", path));
+COutputTarget PictureTarget(const std::string& name) {
+  COutputTarget target(name, &IsOwnPicture);
+  if (target.IsStream() || IsJpegName(name) || LowerCaseExtension(name) == ".png") return target;
+  throw CHostError(fmt::format("cannot write a picture named {}: end the name in .jpg or .png", Printable(name)));
 }
 
-void WritePictureFile(const SQvPicBuf& picture, const std::string& path) {
-  CheckPictureFileName(path);
-  CAtomicFile file(path);
-  if (LowerCaseExtension(path) == ".png") {
-    file.Write(CPngWriter(picture).Encode());
-  } else {
-    const CQvByteArray bytes = EncodeJpeg(picture);
-    file.Write(bytes.GetData(0), bytes.GetSize());
-  }
+void WritePicture(const SQvPicBuf& picture, const COutputTarget& target) {
+  const std::string bytes =
+      IsJpegName(target.Name()) ? MarkJpeg(EncodeJpeg(picture)) : MarkPng(CPngWriter(picture).Encode());
+  COutputFile file(target);
+  file.Write(bytes);
   file.Commit();
 }
 

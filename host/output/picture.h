@@ -2,15 +2,17 @@
 
 #include <string>
 
+#include "host/output/output_target.h"
 #include "picture/qvpicbuf.h"
 
 namespace qvhost {
 
-// Writes an 8-bit RGB picture to a file whose name ends in .png, .jpg or .jpeg; the file appears only when complete.
-// Throws CHostError, also for another ending.
-void WritePictureFile(const SQvPicBuf& picture, const std::string& path);
+// Where a picture is to go: a file whose name ends in .png, .jpg or .jpeg, or a stream. Throws CHostError when that
+// cannot be; a file is replaced only when it is a picture that this program wrote.
+COutputTarget PictureTarget(const std::string& name);
 
-// Throws CHostError, which tells what endings there are, when WritePictureFile would not take the name.
-void CheckPictureFileName(const std::string& path);
+// Writes an 8-bit RGB picture, marked as this program's: a JPEG under a name that ends so, else a PNG. Throws
+// CHostError.
+void WritePicture(const SQvPicBuf& picture, const COutputTarget& target);
 
 }  // namespace qvhost

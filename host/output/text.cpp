@@ -4,49 +4,71 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
-
-#include "system/qvdatetime.h"
 
 namespace qvhost {
 namespace {
 
-std::string Escape(std::string_view text, bool keepLines) {
+std::string HexEscape(std::string_view bytes) {
+  std::string text;
+  for (const char c : bytes) text += fmt::format("\\x{:02X}", static_cast<unsigned char>(c));
+  return text;
+}
+
+// Controls steer terminals, those of ISO 6429's second set (C1) as well; a byte that is no UTF-8 may be one of these to
+// a terminal of eight bits.
+bool IsPlain(wchar_t c) { return c >= 0x20 && !(c >= 0x7F && c <= 0x9F) && !(c >= 0xDC80 && c <= 0xDCFF); }
+
+std::string Escape(const CQvStringW& text, bool keepLines) {
   std::string safe;
-  safe.reserve(text.size());
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    const bool kept = (byte >= 0x20 && byte != 0x7F) || (keepLines && c == '\n');
-    if (kept) {
-      safe += c;
-    } else {
-      safe += fmt::format("\\x{:02X}", byte);
-    }
+  for (const wchar_t c : text.Str()) {
+    const std::string bytes = CQvStringUtils::WtoUTF8(CQvStringW(&c, 1)).Str();
+    safe += IsPlain(c) || (keepLines && c == L'\n') ? bytes : HexEscape(bytes);
   }
   return safe;
 }
 
-bool BreakDown(double julianDay, CQvDateTime::Tm* tm) {
-  CQvDateTime time;
-  // Half a second more, so that cutting off the fraction rounds.
-  if (!(julianDay > 0.0) || !time.SetJulianDayNumber(julianDay + 0.5 / 86400.0)) return false;
-  *tm = time.Get();
-  return true;
-}
-
 }  // namespace
 
-std::string Printable(std::string_view text) { return Escape(text, false); }
-std::string Printable(const CQvStringW& text) { return Escape(CQvStringUtils::WtoUTF8(text).Str(), false); }
+std::string Printable(std::string_view text) { return Escape(CQvStringUtils::UTF8toW(text), false); }
+std::string Printable(const CQvStringW& text) { return Escape(text, false); }
 
 std::string PrintableLines(const CQvStringW& text) {
-  const std::string raw = CQvStringUtils::WtoUTF8(text).Str();
-  std::string lines;
-  for (std::size_t i = 0; i < raw.size(); ++i) {
-    if (raw.compare(i, 2, "\r\n") != 0) lines += raw[i];
+  CQvStringW lines;
+  for (std::size_t i = 0; i < text.GetLength(); ++i) {
+    if (text.Str().compare(i, 2, L"\r\n") != 0) lines.Str() += text.Str()[i];
   }
   return Escape(lines, true);
+}
+
+std::string EscapeInvalidUtf8(const std::string& text) {
+  const CQvStringW wide = CQvStringUtils::UTF8toW(text);
+  const auto isByte = [](wchar_t c) { return c >= 0xDC80 && c <= 0xDCFF; };
+  if (std::none_of(wide.Str().begin(), wide.Str().end(), isByte)) return text;
+  std::string escaped;
+  for (const wchar_t c : wide.Str()) {
+    const std::string bytes = CQvStringUtils::WtoUTF8(CQvStringW(&c, 1)).Str();
+    escaped += isByte(c) || c == L'\\' ? HexEscape(bytes) : bytes;
+  }
+  return escaped;
+}
+
+std::string UnescapeBytes(const std::string& text) {
+  std::string bytes;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    unsigned value = 0;
+    const char* digits = text.data() + i + 2;
+    if (text.compare(i, 2, "\\x") == 0 && i + 4 <= text.size() &&
+        std::from_chars(digits, digits + 2, value, 16).ptr == digits + 2) {
+      bytes += static_cast<char>(value);
+      i += 3;
+    } else {
+      bytes += text[i];
+    }
+  }
+  return bytes;
 }
 
 std::size_t DisplayWidth(std::string_view text) {
@@ -84,19 +106,6 @@ std::string FormatDuration(double seconds) {
 }
 
 std::string FormatNumber(double value) { return fmt::format("{:.6g}", value); }
-
-std::string FormatTime(double julianDay) {
-  CQvDateTime::Tm tm;
-  if (!BreakDown(julianDay, &tm)) return {};
-  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02} UTC", tm.year, tm.month, tm.day, tm.hour, tm.minute,
-                     tm.second);
-}
-
-std::string FormatIsoTime(double julianDay) {
-  CQvDateTime::Tm tm;
-  if (!BreakDown(julianDay, &tm)) return {};
-  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", tm.year, tm.month, tm.day, tm.hour, tm.minute, tm.second);
-}
 
 std::string FormatOmitted(std::size_t total, const char* entries) {
   if (total <= kMaxListed) return {};

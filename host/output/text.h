@@ -11,12 +11,16 @@ namespace qvhost {
 
 // Texts for people.
 
-// A text from a file or a database made safe to print: control characters become \xNN, so that a hostile name cannot
-// steer the terminal.
+// A text from a file or a database made safe to print: control characters and bytes that are no UTF-8 become \xNN, so
+// that a hostile name cannot steer the terminal.
 std::string Printable(std::string_view text);
 std::string Printable(const CQvStringW& text);
 // As Printable, but line breaks stay, those of two characters as one.
 std::string PrintableLines(const CQvStringW& text);
+// A file name as UTF-8: in one that is none, the bytes that are not become \xNN, and so do its backslashes.
+std::string EscapeInvalidUtf8(const std::string& text);
+// Takes every \xNN for its byte.
+std::string UnescapeBytes(const std::string& text);
 // Characters that a text takes on a terminal line.
 std::size_t DisplayWidth(std::string_view text);
 
@@ -28,10 +32,6 @@ std::string FormatBytes(std::int64_t bytes);
 std::string FormatDuration(double seconds);
 // Shortest decimal form with up to 6 significant digits.
 std::string FormatNumber(double value);
-// "2024-05-01 12:30:00 UTC" of a Julian day number; empty when it names no time.
-std::string FormatTime(double julianDay);
-// "2024-05-01T12:30:00Z"; empty when the number names no time.
-std::string FormatIsoTime(double julianDay);
 
 // A list for people shows so many of its entries, and how many more there are.
 constexpr std::size_t kMaxListed = 10;

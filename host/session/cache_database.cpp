@@ -6,21 +6,13 @@
 
 namespace qvhost {
 
-SQLite::Database OpenCacheDatabase(const SDatabaseOptions& options, std::string* path) {
-  const SDatabaseChoice choice = ChooseDatabase(options);
-  PrepareDatabase(choice, true);
-  *path = choice.path;
-  std::string reason;
-  try {
-    SQLite::Database db = OpenConnection(choice.path, SQLite::OPEN_READWRITE);
-    for (const char* table : kDatabaseTables) {
-      if (!db.tableExists(table)) reason = fmt::format("it has no table '{}' yet; 'qvthumbs make' makes it", table);
-    }
-    if (reason.empty()) return db;
-  } catch (const std::runtime_error& error) {
-    reason = ErrorText(error);
+CCacheDatabase::CCacheDatabase(const SDatabaseOptions& options, EDatabaseNeed need)
+    : m_prepared(ChooseDatabase(options), need), m_db(OpenConnection(m_prepared.Path(), SQLite::OPEN_READWRITE)) {
+  for (const char* table : {"cache", "metadata", "experiments", "history", "stored"}) {
+    if (m_db.tableExists(table)) continue;
+    throw CHostError(ExplainFailedOpen(m_prepared.Choice(),
+                                       fmt::format("it has no table '{}' yet; 'qvthumbs make' makes it", table)));
   }
-  throw CHostError(ExplainFailedOpen(choice, reason));
 }
 
 void DeleteRows(SQLite::Database& db, const char* table, const std::vector<std::int64_t>& rowids) {

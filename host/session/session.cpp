@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "host/host_error.h"
+#include "host/session/database_error.h"
 #include "host/session/diagnostics.h"
 #include "system/qvstatus.h"
 
@@ -27,16 +28,17 @@ CSession::CSession() {
                                CDiagnostics::Get().TakeMessages()));
 }
 
-void CSession::Open(const SDatabaseOptions& options, bool mustExist) {
-  m_choice = ChooseDatabase(options);
-  PrepareDatabase(m_choice, mustExist);
+void CSession::Open(const SDatabaseOptions& options, EDatabaseNeed need) {
+  m_database.emplace(ChooseDatabase(options), need);
   CDiagnostics::Get().TakeMessages();
   // Before the workers start and after they have ended, so that the list of listeners never changes under them.
   m_listener = m_service->AddListener(&CFinishedQueue::OnFinished, &m_finished);
-  const CQvStringW path = CQvStringUtils::UTF8toW(m_choice.path);
-  if (m_service->OpenDatabase(m_choice.allUsers ? nullptr : path.c_str()) != kQvOk) {
+  const CQvStringW path = CQvStringUtils::UTF8toW(m_database->Path());
+  const bool isSharedFile = m_database->Choice().allUsers && !m_database->IsCopy();
+  if (m_service->OpenDatabase(isSharedFile ? nullptr : path.c_str()) != kQvOk) {
     m_service->RemoveListener(m_listener);
-    throw CHostError(ExplainFailedOpen(m_choice, CDiagnostics::Get().TakeMessages()));
+    const std::string reason = ExplainDatabaseError(CDiagnostics::Get().TakeMessages());
+    throw CHostError(ExplainFailedOpen(m_database->Choice(), reason));
   }
   m_open = true;
 }

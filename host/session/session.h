@@ -1,9 +1,10 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
-#include "host/session/database_choice.h"
 #include "host/session/finished_queue.h"
+#include "host/session/prepared_database.h"
 #include "system/qvref.h"
 #include "thumbnailcache/iqvthumbnailcache.h"
 
@@ -25,25 +26,21 @@ class CSession {
   CSession& operator=(const CSession&) = delete;
   ~CSession() { Close(); }
 
-  // Opens the database, made when missing, which starts the workers. Throws CHostError with the reason and what to do.
-  void Open(const SDatabaseOptions& options) { Open(options, false); }
-  // The same for commands that have nothing to do without a database.
-  void OpenExisting(const SDatabaseOptions& options) { Open(options, true); }
+  // Opens the database, which starts the workers. Throws CHostError with the reason and what to do.
+  void Open(const SDatabaseOptions& options, EDatabaseNeed need);
   // Waits for the work in progress and closes. Does nothing when no database is open.
   void Close() noexcept;
 
   IQvThumbnailCache& Service() noexcept { return *m_service; }
   // What the workers have finished since the database was opened.
   CFinishedQueue& Finished() noexcept { return m_finished; }
-  // The open database's file, in the file system's bytes.
-  const std::string& DatabasePath() const noexcept { return m_choice.path; }
+  // The open database's file, in the file system's bytes; of one that may only be read it is a copy.
+  const std::string& DatabasePath() const noexcept { return m_database->Path(); }
 
  private:
-  void Open(const SDatabaseOptions& options, bool mustExist);
-
   CFinishedQueue m_finished;
   CQvRef<IQvThumbnailCache> m_service;
-  SDatabaseChoice m_choice;
+  std::optional<CPreparedDatabase> m_database;
   QvThumbnailListener m_listener{};
   bool m_open = false;
 };

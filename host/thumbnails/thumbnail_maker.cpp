@@ -2,6 +2,8 @@
 
 #include <thread>
 
+#include "host/host_error.h"
+#include "host/session/database_error.h"
 #include "host/session/diagnostics.h"
 #include "host/session/interrupt.h"
 
@@ -49,18 +51,20 @@ CThumbnailMaker::CThumbnailMaker(CSession& session, IThumbnailJobs& jobs, IThumb
 }
 
 bool CThumbnailMaker::Run() {
-  while (!CInterrupt::Requested()) {
+  bool isDone = false;
+  while (!isDone && !CInterrupt::Requested() && m_lastingError.empty()) {
     RequestMore();
     if (!m_pending.empty()) {
       WaitForWorkers();
     } else if (m_allFetched) {
-      RecheckUnsaved();
-      return true;
+      isDone = true;
     }
   }
-  Stop();
+  if (!isDone) Stop();
   RecheckUnsaved();
-  return false;
+  if (m_lastingError.empty()) return isDone;
+  if (isDone) Stop();
+  throw CHostError("stopped: " + ExplainDatabaseError(m_lastingError), kExitSomeFailed);
 }
 
 void CThumbnailMaker::RequestMore() {
@@ -156,7 +160,8 @@ void CThumbnailMaker::HandleReady(const std::wstring& location, SPending& pendin
   m_service.ReleaseThumbnail(kReferrer, pending.job.description);
   if (!saved) m_unsaved.emplace_back(std::move(pending.job), CDiagnostics::Get().TakeMessages());
   m_pending.erase(location);
-  if (m_unsaved.size() >= kMaxUnsaved) RecheckUnsaved();
+  const bool isLasting = !m_unsaved.empty() && IsLastingError(m_unsaved.back().second);
+  if (isLasting || m_unsaved.size() >= kMaxUnsaved) RecheckUnsaved();
 }
 
 void CThumbnailMaker::RecheckUnsaved() {
@@ -169,7 +174,12 @@ void CThumbnailMaker::RecheckUnsaved() {
     });
   }
   for (const auto& [job, said] : m_unsaved) {
-    m_observer.OnFailed(job.name, "made, but the database did not take it" + (said.empty() ? said : ": " + said));
+    if (IsLastingError(said)) m_lastingError = said;
+  }
+  if (!m_lastingError.empty()) return m_unsaved.clear();
+  for (const auto& [job, said] : m_unsaved) {
+    m_observer.OnFailed(
+        job.name, "made, but the database did not take it" + (said.empty() ? said : ": " + ExplainDatabaseError(said)));
   }
   m_unsaved.clear();
 }

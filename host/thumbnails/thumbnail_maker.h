@@ -26,7 +26,8 @@ class CThumbnailMaker {
   CThumbnailMaker(CSession& session, IThumbnailJobs& jobs, IThumbnailObserver& observer, const SMakeOptions& options);
 
   // Until all is done. True; or false when interrupted: requests are then withdrawn, the work in progress is waited
-  // for, and the session's database is closed. Throws CHostError when the database cannot be read.
+  // for, and the session's database is closed. Throws CHostError when the database cannot be read, or takes nothing any
+  // more.
   bool Run();
 
  private:
@@ -56,6 +57,7 @@ class CThumbnailMaker {
   // Made, but not found in the database: for a moment that may be so because another process is replacing the row, so
   // they are looked up again before they count as failed.
   std::vector<std::pair<SThumbnailJob, std::string>> m_unsaved;  // with what the service said
+  std::string m_lastingError;  // what the service said when it could not save; nothing will be saved after it
   bool m_allFetched = false;
   std::size_t m_requestedSincePurge = 0;
   int m_idleWaits = 0;

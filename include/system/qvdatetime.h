@@ -36,12 +36,17 @@ class QV_SYSTEM_API CQvDateTime {
   // Takes a broken-down time of the given zone. False, and unchanged, when a field is out of range or the year is not
   // in 1601..9999.
   bool Set(const Tm& tm, TimeZone zone) noexcept;
+  // The same for a time as the clocks of this machine's time zone show it. Of one that they show twice or never, one
+  // that is at most an hour off.
+  bool SetLocal(const Tm& tm) noexcept;
   // Parses ISO 8601: YYYY-MM-DD, optionally T or blank and hh:mm[:ss[.fraction]], optionally Z or an offset (+hh:mm);
   // without one the time is UTC. False, and unchanged, on anything else.
   bool SetIso(const char* text) noexcept;
   bool SetJulianDayNumber(double julianDay) noexcept;
 
   Tm Get() const noexcept;
+  // The zone that the clocks of this machine follow at this time.
+  TimeZone GetLocalZone() const noexcept;
   SQvFileTime GetFileTime() const noexcept { return SQvFileTime::FromTicks(m_ticks); }
   // Julian day number, UTC, fractional: 2440587.5 is 1970-01-01 00:00 (Meeus, Astronomical Algorithms, chapter 7).
   double GetJulianDayNumber() const noexcept;

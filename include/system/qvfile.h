@@ -10,7 +10,8 @@
 // The platform's file calls. Paths are wide strings; every call that takes one finds the file through the same layer:
 // the exact path first, then, on a case-sensitive file system, component by component without regard to case: the exact
 // name, else a unique match, else the first in byte order whose continuation exists. Folder listings are remembered by
-// folder and modification time. Safe from any thread; a handle is used by one thread at a time.
+// folder and modification time. A file that is opened from a folder where another name differs in case only is reported
+// through the diagnostics, once for each folder and name. Safe from any thread; a handle is used by one thread at a time.
 
 #if defined(_WIN32)
 using QvFileHandle = void*;

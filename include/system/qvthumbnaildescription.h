@@ -17,8 +17,10 @@ struct QV_SYSTEM_API SQvThumbnailDescription {
   double lastWritten = 0.0;
   // Non-zero asks for high quality.
   std::uint32_t flags = 0;
-  // For database locations: the requester's object that gives access to the records (see IQvImageDatabase). Not owned;
-  // it must outlive the thumbnail, which may be made again until the cache's database is closed. May be null.
+  // For database locations: the requester's object that gives access to the records (see IQvImageDatabase). May be
+  // null. Not owned, and no reference is added. The cache keeps the pointer with the thumbnail and asks the object, on
+  // any thread, whenever the thumbnail is made again: it must live until the cache's CloseDatabase has returned. To let
+  // a database go before that, request with a CQvDetachableImageDatabase in front of it.
   IQvInterface* owner = nullptr;
 
   bool IsFileLoc() const noexcept { return IsFileLoc(location); }

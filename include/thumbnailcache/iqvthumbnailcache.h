@@ -26,7 +26,9 @@ enum EQvThumbnailState : std::uint32_t {
 };
 
 // Called on a worker thread, with no lock held, possibly on two threads at once, when a queued thumbnail is finished
-// (made or failed). `location` is the lower-cased location, valid during the call.
+// (made or failed). `location` is the lower-cased location, valid during the call. It may call every operation of the
+// service but OpenDatabase and CloseDatabase, and must not give the last reference back: all three wait for the threads
+// that call it.
 using QvThumbnailCallback = void (*)(void* context, const wchar_t* location);
 using QvThumbnailListener = std::pair<QvThumbnailCallback, void*>;
 
@@ -74,8 +76,11 @@ class IQvThumbnailCache : public qv_abi::SOwnTable, public virtual IQvInterface 
   // Opens or creates the database file (null or empty: OrbThumbCache.db in the all-users documents folder), checks and
   // repairs its tables, sets the defaults and starts the workers. -9 on any failure, reported through the diagnostics;
   // the service then stays closed and may be opened again. One thread; no other operation may run at the same time.
+  // Called by a listener, or by a host's image database while it is asked for a picture, it does nothing and returns
+  // -9.
   virtual std::int32_t OpenDatabase(const wchar_t* path) = 0;
-  // Stops the workers, purges and closes. As OpenDatabase for threads.
+  // Stops the workers, purges and closes. As OpenDatabase for threads and for calls from inside a listener, which leave
+  // everything open; the last Release from inside one leaves the service alive and open for whoever asks for it next.
   virtual std::int32_t CloseDatabase() = 0;
   // Returns false.
   virtual bool IgnoreLocation(CQvStringW location) = 0;
@@ -97,7 +102,7 @@ class IQvThumbnailCache : public qv_abi::SOwnTable, public virtual IQvInterface 
                                       int experimentID) = 0;
   // Lists a user's acquisitions with acqFrom <= time < acqTo, in no particular order. `experimentIDs` is emptied first;
   // the two other lists are appended to. With (-1.0, -1.0): one entry, id -1 and the earliest time of all users (0 when
-  // there is none), no file name. -9 without a database.
+  // there is none), no file name; `filenames` may then be null. -9 without a database.
   virtual std::int32_t ReadHistory(const wchar_t* userID, double acqFrom, double acqTo, std::vector<int>* experimentIDs,
                                    std::vector<double>* acqTimes, std::vector<CQvStringW>* filenames) = 0;
   // The experiments of a stored item; the list is emptied first. -9 without a database.
@@ -120,11 +125,15 @@ class IQvThumbnailCache : public qv_abi::SOwnTable, public virtual IQvInterface 
   // Children of a stored item, in no particular order; both lists are emptied first and stay parallel. -9 without a
   // database, the lists untouched.
   virtual std::int32_t GetStoredChildren(int parentID, std::vector<int>* ids, std::vector<CQvStringW>* filenames) = 0;
-  // Deletes a stored item and everything below it. Parent links must not form a cycle. -9 without a database.
+  // Deletes a stored item and everything below it. Every item is visited once, also where parent links form a cycle.
+  // -9 without a database.
   virtual std::int32_t DeleteStoredItem(int storedID) = 0;
-  // Registers a listener (the same pair may be registered again); the result is the handle for RemoveListener.
+  // Registers a listener (the same pair may be registered again); the result is the handle for RemoveListener, or an
+  // empty pair when memory is out and nothing was registered. It is first called for the next thumbnail.
   virtual QvThumbnailListener AddListener(QvThumbnailCallback callback, void* context) = 0;
-  // Removes the first equal listener. A call that a worker has begun may still be running when this returns.
+  // Removes the first equal listener. After it has returned no call of that listener begins, not for a thumbnail of
+  // which other listeners are being told either, and not when a listener removes another; one that has begun may still
+  // be running.
   virtual void RemoveListener(const QvThumbnailListener& listener) = 0;
 
  protected:

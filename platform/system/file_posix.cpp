@@ -2,13 +2,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <limits>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "platform/system/folder_listing.h"
 #include "platform/system/path_resolver.h"
 #include "platform/system/posix_handles.h"
+#include "system/qvdiag.h"
 #include "system/qvfile.h"
 #include "system/qvstatus.h"
 
@@ -31,6 +35,28 @@ bool Exists(const std::string& path) noexcept {
 bool IsRegularFile(int fd) noexcept {
   struct stat status;
   return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+void Tell(const std::string& folder, const std::vector<std::string>& names) {
+  std::string list;
+  for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
+  const CQvStringW where = CQvStringUtils::UTF8toW(folder), which = CQvStringUtils::UTF8toW(list);
+  DiagOutputExW_hlp("platform/system/file", -1);
+  DiagOutputExW(L"FILES: names in %s that differ in case only, and are one to whoever asks without regard to it: %s",
+                where.c_str(), which.c_str());
+}
+
+// Once for each folder and name, while the folder is remembered.
+void TellOfCaseTwins(const std::string& path) noexcept {
+  try {
+    const std::size_t slash = path.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : path.substr(0, std::max<std::size_t>(slash, 1));
+    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    const std::vector<std::string> names = CFolderListings::Instance().TakeUntoldTwins(folder, name);
+    if (!names.empty()) Tell(folder, names);
+  } catch (...) {
+    // It is a notice only.
+  }
 }
 
 SQvFileTime ToFileTime(const struct statx_timestamp& time) noexcept {
@@ -66,6 +92,7 @@ std::int32_t QV_OpenFile(const wchar_t* path, std::uint32_t access, std::uint32_
   if (fd < 0 && MayExistInAnotherCase(errno) && ResolveIgnoringCase(&native)) fd = OpenNative(native);
   CDescriptor descriptor(fd);
   if (fd < 0 || !IsRegularFile(fd)) return kQvFailure;
+  TellOfCaseTwins(native);
   *handle = descriptor.Detach();
   return kQvOk;
 }

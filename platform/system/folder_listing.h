@@ -1,41 +1,20 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <ctime>
 #include <list>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <unordered_map>
 #include <vector>
 
+#include "platform/system/case_twins.h"
+#include "platform/system/folder_state.h"
 #include "platform/system/mutex.h"
 
 // Remembered listings of folders, so that looking 10,000 names up without regard to case reads the folder once.
-
-// Which state of which folder a listing shows.
-struct SFolderState {
-  dev_t device = 0;
-  ino_t inode = 0;
-  // The later of the last changes of content and of status (the former can be set back), as the file system tells.
-  std::int64_t modified = 0, changed = 0;
-
-  friend bool operator==(const SFolderState&, const SFolderState&) = default;
-};
-
-// A file system's clock ticks in steps of up to 2 s (FAT), so a folder may change right after it was listed and keep
-// its times. A listing is settled when it was taken so long after the folder's last change that any later change shows.
-// `now` is the wall clock in nanoseconds; `sinceFirstSeen` tells for how long the folder has had these times, and
-// serves where the wall clock and the file system's disagree.
-bool IsSettled(const SFolderState& state, std::int64_t now, std::chrono::nanoseconds sinceFirstSeen) noexcept;
-
-// The form of a name under which names that differ only in case meet.
-std::wstring FoldName(std::string_view name);
 
 // The names in a folder, as they were at one moment. Immutable.
 class CFolderListing {
@@ -73,6 +52,8 @@ class CFolderListings {
 
   // The names in the folder with that folded form, in byte order; none when the folder cannot be listed.
   std::vector<std::string> Find(const std::string& folder, const std::wstring& folded);
+  // The names in the folder that equal this one without regard to case; see CCaseTwins::TakeUntold.
+  std::vector<std::string> TakeUntoldTwins(const std::string& folder, const std::string& name);
 
   // How many times a folder was read, and how many folders are remembered.
   std::uint64_t GetReadCount() const noexcept { return m_reads.load(std::memory_order_relaxed); }
@@ -86,6 +67,7 @@ class CFolderListings {
     const ino_t inode;
     CMutex mutex;  // held while the folder is read; taken before m_mutex when both are held
     std::shared_ptr<const CFolderListing> listing QV_GUARDED_BY(mutex);
+    CCaseTwins twins QV_GUARDED_BY(mutex);
     std::atomic<std::size_t> names{0};
   };
 

@@ -9,8 +9,9 @@
 #include "host/files/file_finder.h"
 #include "host/files/image_file.h"
 #include "host/host_error.h"
-#include "host/output/atomic_file.h"
+#include "host/output/output_file.h"
 #include "system/qvdatetime.h"
+#include "tests/support/file_bytes.h"
 #include "tests/support/temp_folder.h"
 
 namespace qvhost {
@@ -112,6 +113,18 @@ TEST(ImageFileTest, TwoNamesThatDifferInCaseOnlyAreToldApart) {
   EXPECT_EQ(TextInfoPath(lower).Str(), folder.Lower("a.tif"));
 }
 
+TEST(ImageFileTest, LinkThatLeadsToItselfIsOneFilesError) {
+  const CTempFolder folder;
+  ASSERT_EQ(symlink("Loop.tif", folder.Path("Loop.tif").c_str()), 0);
+  ASSERT_EQ(symlink("Loops", folder.Path("Loops").c_str()), 0);
+  for (const std::string& path : {folder.Path("Loop.tif"), folder.Path("Loops/a.tif")}) {
+    SQvThumbnailDescription description;
+    std::string reason;
+    EXPECT_FALSE(DescribeFile(path, false, &description, &reason));
+    EXPECT_EQ(reason, "Too many levels of symbolic links") << path;
+  }
+}
+
 TEST(ImageFileTest, SaysWhyAFileCannotBeOpened) {
   const CTempFolder folder;
   ASSERT_EQ(mkfifo(folder.Path("pipe.png").c_str(), 0600), 0);
@@ -121,22 +134,40 @@ TEST(ImageFileTest, SaysWhyAFileCannotBeOpened) {
   EXPECT_EQ(ExplainOpenFailure(folder.MakeFile("a.png")), "");
 }
 
-TEST(AtomicFileTest, AppearsOnlyWhenCommitted) {
+bool IsAnything(std::string_view) { return true; }
+
+TEST(OutputFileTest, AppearsOnlyWhenCommitted) {
   const CTempFolder folder;
   const std::string path = folder.Path("out.html");
+  const COutputTarget target(path, &IsAnything);
   {
-    CAtomicFile dropped(path);
+    COutputFile dropped(target);
     dropped.Write("half");
   }
   EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
-  CAtomicFile file(path);
+  COutputFile file(target);
   file.Write(std::string(200000, 'x'));
   EXPECT_FALSE(std::filesystem::exists(path));
   file.Commit();
   EXPECT_EQ(std::filesystem::file_size(path), 200000u);
 }
 
-TEST(AtomicFileTest, SaysWhyItCannotBeWritten) { EXPECT_THROW(CAtomicFile("/nonexistent/out.html"), CHostError); }
+TEST(OutputFileTest, SaysWhyItCannotBeWritten) {
+  EXPECT_THROW(COutputFile(COutputTarget("/nonexistent/out.html", &IsAnything)), CHostError);
+}
+
+TEST(OutputFileTest, AReplacedFileKeepsItsRights) {
+  const CTempFolder folder;
+  const std::string path = folder.MakeFile("out.html", "old");
+  ASSERT_EQ(chmod(path.c_str(), 0640), 0);
+  COutputFile file(COutputTarget(path, &IsAnything));
+  file.Write("new");
+  file.Commit();
+  struct stat status;
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0640u);
+  EXPECT_EQ(ReadTextFile(path), "new");
+}
 
 }  // namespace
 }  // namespace qvhost

@@ -233,11 +233,12 @@ TEST_F(MakeTest, SaysThatTheDatabaseTookNothing) {
   WriteImage("a.png");
   Make();
   Execute(m_program.Database(),
-          "DELETE FROM cache; CREATE TRIGGER full BEFORE INSERT ON cache BEGIN SELECT RAISE(ABORT, 'no room'); END");
+          "DROP TABLE cache; CREATE TABLE cache (filename TEXT, lastWritten REAL, flags INTEGER, binData BLOB, quality "
+          "INTEGER, room TEXT NOT NULL)");
   const SRunResult run = Make();
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("the database did not take it"));
-  EXPECT_THAT(run.err, HasSubstr("no room"));
+  EXPECT_THAT(run.err, HasSubstr("NOT NULL constraint failed: cache.room"));
 }
 
 TEST_F(MakeTest, InterruptedItStopsCleanlyAndLosesNothing) {

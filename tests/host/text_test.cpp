@@ -16,6 +16,27 @@ TEST(TextTest, ControlCharactersCannotSteerTheTerminal) {
   EXPECT_EQ(Printable(std::string_view("Zellkörper µm")), "Zellkörper µm");
 }
 
+TEST(TextTest, ControlsOfTheSecondSetCannotEither) {
+  EXPECT_EQ(Printable(std::string_view("a\xC2\x9B"
+                                       "2J")),
+            "a\\xC2\\x9B2J");
+  EXPECT_EQ(Printable(std::string_view("a\x9B"
+                                       "2J")),
+            "a\\x9B2J");
+  EXPECT_EQ(Printable(std::string_view("\xC2\xA0\xC3\xBC")), "\xC2\xA0\xC3\xBC");
+}
+
+TEST(TextTest, ANameThatIsNoUtf8ComesBack) {
+  for (const std::string name :
+       {"plain \\x41.tif", "caf\xE9.tif", "caf\xE9 \\x41.tif", "\xFF\\", "Zellk\xC3\xB6rper"}) {
+    const std::string escaped = EscapeInvalidUtf8(name);
+    const bool isValid = escaped == name;
+    EXPECT_EQ(isValid ? name : UnescapeBytes(escaped), name);
+  }
+  EXPECT_EQ(EscapeInvalidUtf8("caf\xE9.tif"), "caf\\xE9.tif");
+  EXPECT_EQ(UnescapeBytes("a\\xZZ\\x4"), "a\\xZZ\\x4");
+}
+
 TEST(TextTest, CountsAreGrouped) {
   EXPECT_EQ(FormatCount(0), "0");
   EXPECT_EQ(FormatCount(999), "999");
@@ -40,18 +61,6 @@ TEST(TextTest, DurationsAreReadable) {
   EXPECT_EQ(FormatDuration(200), "3 min 20 s");
   EXPECT_EQ(FormatDuration(3720), "1 h 02 min");
   EXPECT_EQ(FormatDuration(59.7), "1 min 00 s");
-}
-
-TEST(TextTest, TimesAreUtc) {
-  EXPECT_EQ(FormatTime(2440587.5), "1970-01-01 00:00:00 UTC");
-  EXPECT_EQ(FormatIsoTime(2440587.5 + 0.75), "1970-01-01T18:00:00Z");
-}
-
-TEST(TextTest, AnUnknownTimeIsEmpty) {
-  EXPECT_EQ(FormatTime(0.0), "");
-  EXPECT_EQ(FormatTime(-5.0), "");
-  EXPECT_EQ(FormatTime(1e300), "");
-  EXPECT_EQ(FormatTime(std::numeric_limits<double>::quiet_NaN()), "");
 }
 
 TEST(TextTest, ALongListTellsHowManyEntriesItLeavesOut) {

@@ -62,7 +62,7 @@ class ThumbnailMakerTest : public testing::Test {
   std::string Path(const char* name) const { return m_folder.Path(name); }
   void Open() {
     m_session.emplace();
-    m_session->Open({Path("cache.db"), false});
+    m_session->Open({Path("cache.db"), false}, EDatabaseNeed::Fill);
   }
   // Gives the file another content and a later time at once, so that nobody reads half of it.
   void Overwrite(const char* name, const char* with) {

@@ -71,6 +71,17 @@ TEST_F(UsageTest, AnUnknownVerbIsNamedWithThoseThereAre) {
   EXPECT_THAT(m_program.Run({"stored", "add"}).err, HasSubstr("See 'qvthumbs stored add --help'"));
 }
 
+TEST_F(UsageTest, ANumberOutOfRangeIsNamedAsItWasTyped) {
+  for (const char* number : {"0", "-3", "99999999999", "1e3", "0x10", "two"}) {
+    const SRunResult run =
+        m_program.RunWithDatabase({"history", "add", "--user", "a", "--experiment", number, "b.png"});
+    EXPECT_EQ(run.status, 2) << number;
+    EXPECT_THAT(run.err, HasSubstr(std::string("--experiment: '") + number + "' is no whole number from 1 to "));
+  }
+  EXPECT_THAT(m_program.RunWithDatabase({"stored", "add", "x", "--flags", "99999999999"}).err,
+              HasSubstr("'99999999999' is no whole number"));
+}
+
 TEST_F(UsageTest, AFileThatIsNoDatabaseIsRefusedWithTheReason) {
   WritePng(Path("a.png"), 10, 10, kRed);
   std::ofstream(Path("cache.db")) << std::string(4096, 'x');
@@ -94,38 +105,6 @@ TEST_F(UsageTest, ADatabaseInAMissingFolderSaysWhatToDo) {
   EXPECT_THAT(run.err, HasSubstr("create it first"));
 }
 
-TEST_F(UsageTest, AnotherProgramsDatabaseIsLeftAlone) {
-  Execute(m_program.Database(),
-          "CREATE TABLE cache (url TEXT); CREATE TABLE visits (id); INSERT INTO cache VALUES ('x')");
-  const SRunResult run = m_program.RunWithDatabase({"make", "."});
-  EXPECT_EQ(run.status, 2);
-  EXPECT_THAT(run.err, HasSubstr("another program's database"));
-  EXPECT_EQ(QueryText(m_program.Database(), "SELECT url FROM cache"), "x");
-}
-
-TEST_F(UsageTest, TablesOfOnesOwnInTheDatabaseAreAllowed) {
-  WritePng(Path("a.png"), 10, 10, kRed);
-  ASSERT_EQ(m_program.RunWithDatabase({"make", Path("a.png")}).status, 0);
-  Execute(m_program.Database(), "CREATE TABLE notes (text)");
-  EXPECT_EQ(m_program.RunWithDatabase({"make", Path("a.png")}).status, 0);
-}
-
-TEST_F(UsageTest, AStoredTableOfAForeignFormStopsWithTheReason) {
-  Execute(m_program.Database(), "CREATE TABLE stored (storedID INTEGER, filename TEXT)");
-  const SRunResult run = m_program.RunWithDatabase({"make", "."});
-  EXPECT_EQ(run.status, 2);
-  EXPECT_THAT(run.err, HasSubstr("stored table"));
-}
-
-TEST_F(UsageTest, AReadOnlyDatabaseIsRefusedWithTheReason) {
-  if (geteuid() == 0) GTEST_SKIP() << "root writes everywhere";
-  Execute(m_program.Database(), "PRAGMA user_version=1");
-  ASSERT_EQ(chmod(m_program.Database().c_str(), 0400), 0);
-  const SRunResult run = m_program.RunWithDatabase({"make", "."});
-  EXPECT_EQ(run.status, 2);
-  EXPECT_THAT(run.err, HasSubstr("readonly"));
-}
-
 TEST_F(UsageTest, LookingVerbsDoNotCreateADatabase) {
   for (const std::vector<std::string>& arguments : {std::vector<std::string>{"stats"},
                                                     {"verify"},
@@ -142,12 +121,13 @@ TEST_F(UsageTest, LookingVerbsDoNotCreateADatabase) {
 }
 
 TEST_F(UsageTest, VerboseTellsWhatTheComponentsReport) {
-  Execute(m_program.Database(), "CREATE TABLE cache (filename TEXT)");
+  Execute(m_program.Database(), "CREATE TABLE history (filename TEXT, M_acqTime REAL, experimentID INTEGER)");
   const SRunResult quiet = m_program.RunWithDatabase({"stored", "tree"});
   EXPECT_EQ(quiet.err, "");
-  Execute(m_program.Database(), "DROP TABLE cache; CREATE TABLE cache (filename TEXT)");
+  Execute(m_program.Database(),
+          "DROP TABLE history; CREATE TABLE history (filename TEXT, M_acqTime REAL, experimentID INTEGER)");
   const SRunResult verbose = m_program.RunWithDatabase({"stored", "tree", "-v"});
-  EXPECT_THAT(verbose.err, HasSubstr("Table has wrong (old) format"));
+  EXPECT_THAT(verbose.err, HasSubstr("User ID is missing"));
 }
 
 }  // namespace

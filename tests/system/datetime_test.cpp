@@ -4,6 +4,8 @@
 
 #include <bit>
 #include <cmath>
+#include <cstdlib>
+#include <ctime>
 #include <limits>
 #include <random>
 
@@ -233,6 +235,34 @@ TEST(DateTimeIso, RefusesAnythingElse) {
   }
   CQvDateTime time;
   EXPECT_FALSE(time.SetIso(nullptr));
+}
+
+TEST(DateTime, LocalTimeFollowsTheClocksOfTheZone) {
+  setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+  tzset();
+  const auto utcHour = [](int month, int day, int hour) {
+    CQvDateTime::Tm tm;
+    tm.year = 2024;
+    tm.month = month;
+    tm.day = day;
+    tm.hour = hour;
+    CQvDateTime time;
+    EXPECT_TRUE(time.SetLocal(tm));
+    return time.Get().hour;
+  };
+  EXPECT_EQ(utcHour(1, 15, 12), 11);
+  EXPECT_EQ(utcHour(7, 15, 12), 10);
+  // On the day of the change to summer time, before and behind it.
+  EXPECT_EQ(utcHour(3, 31, 1), 0);
+  EXPECT_EQ(utcHour(3, 31, 3), 1);
+  // And back.
+  EXPECT_EQ(utcHour(10, 27, 1), 23);
+  EXPECT_EQ(utcHour(10, 27, 4), 3);
+  CQvDateTime::Tm none;
+  none.month = 13;
+  EXPECT_FALSE(CQvDateTime().SetLocal(none));
+  setenv("TZ", "UTC0", 1);
+  tzset();
 }
 
 }  // namespace

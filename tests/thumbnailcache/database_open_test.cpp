@@ -186,28 +186,143 @@ class COrdinaryUser {
   bool m_dropped = false;
 };
 
-TEST_F(DatabaseOpenTest, ReadOnlyFileIsRefused) {
+// What a user may do who may read the folder's files and write none.
+TEST_F(DatabaseOpenTest, ReadOnlyFileWithItsTablesIsOpened) {
   ASSERT_EQ(Open(), 0);
+  const std::wstring stored = MakeFile("stored.tif"), other = MakeFile("other.tif");
+  RequestNow(Cache(), {Describe(stored)});
+  Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7);
   Close();
-  for (const bool hasTables : {true, false}) {
-    const std::string file = hasTables ? DatabaseFile() : Folder().Path("empty.db");
-    if (!hasTables) CSql(file).Run("CREATE TABLE other (x)");
-    chmod(file.c_str(), 0444);
-    chmod(Folder().Path().c_str(), 0755);
-    {
-      COrdinaryUser user;
-      EXPECT_EQ(Host().Open(CQvStringUtils::UTF8toW(file.c_str()).Str()), -9);
-      const auto texts = m_diag.TakeTexts();
-      ASSERT_THAT(texts, SizeIs(1));
-      EXPECT_TRUE(texts[0].starts_with(L"THUMBCACHE: ")) << Utf8(texts[0]);
-      EXPECT_TRUE(texts[0].ends_with(L"attempt to write a readonly database")) << Utf8(texts[0]);
-      EXPECT_EQ(CountThreads(), m_threads);
-      EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
-    }
-    chmod(file.c_str(), 0644);
-    EXPECT_EQ(Host().Open(CQvStringUtils::UTF8toW(file.c_str()).Str()), 0);
+  chmod(DatabaseFile().c_str(), 0444);
+  chmod(Folder().Path().c_str(), 0755);
+  {
+    COrdinaryUser user;
+    ASSERT_EQ(Open(), 0);
+    EXPECT_TRUE(m_diag.Take().empty());
+    std::vector<int> ids;
+    std::vector<double> times;
+    std::vector<CQvStringW> names;
+    EXPECT_EQ(Cache().ReadHistory(L"ada", 0, 9, &ids, &times, &names), 0);
+    EXPECT_THAT(ids, ElementsAre(7));
+    RequestNow(Cache(), {Describe(stored), Describe(other)});
+    EXPECT_EQ(PeekState(Cache(), Describe(stored)), kQvThumbnailReady);
+    EXPECT_EQ(PeekState(Cache(), Describe(other)), kQvThumbnailReady);
+    EXPECT_EQ(Script().RenderCount(stored), 1) << "its row was read";
+    EXPECT_NE(Cache().WriteHistory(L"b.tif", L"ada", 2.5, 7), 0);
+    const auto texts = m_diag.TakeTexts();
+    ASSERT_FALSE(texts.empty());
+    EXPECT_TRUE(texts.back().ends_with(L"attempt to write a readonly database")) << Utf8(texts.back());
     EXPECT_EQ(Close(), 0);
   }
+  chmod(DatabaseFile().c_str(), 0644);
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM history"), "1");
+}
+
+TEST_F(DatabaseOpenTest, ReadOnlyFileWithoutItsTablesIsRefused) {
+  const std::string file = Folder().Path("other.db");
+  CSql(file).Run("CREATE TABLE other (x)");
+  chmod(file.c_str(), 0444);
+  chmod(Folder().Path().c_str(), 0755);
+  {
+    COrdinaryUser user;
+    EXPECT_EQ(Host().Open(CQvStringUtils::UTF8toW(file.c_str()).Str()), -9);
+    EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: Failed to create the cache table. attempt to write a "
+                                                L"readonly database"));
+    EXPECT_EQ(CountThreads(), m_threads);
+    EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
+  }
+  chmod(file.c_str(), 0644);
+  EXPECT_EQ(Host().Open(CQvStringUtils::UTF8toW(file.c_str()).Str()), 0);
+}
+
+// Kept in write-ahead mode by somebody who may write there.
+class ForeignFolderTest : public DatabaseOpenTest {
+ protected:
+  void SetUp() override {
+    DatabaseOpenTest::SetUp();
+    m_file = Folder().MakeFolder("odd %41?#folder") + "/cache.db";
+    ASSERT_EQ(Host().Open(FileWide()), 0);
+    Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7);
+    Close();
+    CSql(m_file).Run("PRAGMA journal_mode=WAL");
+    ASSERT_EQ(chmod(Folder().Path().c_str(), 0755), 0);
+  }
+  void TearDown() override {
+    MakeWritable(true);
+    DatabaseOpenTest::TearDown();
+  }
+  std::wstring FileWide() { return CQvStringUtils::UTF8toW(m_file.c_str()).Str(); }
+  void MakeWritable(bool writable) {
+    EXPECT_EQ(chmod(std::filesystem::path(m_file).parent_path().c_str(), writable ? 0777 : 0555), 0);
+  }
+  void ExpectReadable() {
+    const COrdinaryUser user;
+    ASSERT_EQ(Host().Open(FileWide()), 0);
+    EXPECT_TRUE(m_diag.Take().empty());
+    std::vector<int> ids;
+    std::vector<double> times;
+    std::vector<CQvStringW> names;
+    EXPECT_EQ(Cache().ReadHistory(L"ada", 0, 9, &ids, &times, &names), 0);
+    EXPECT_THAT(ids, ElementsAre(7));
+    EXPECT_NE(Cache().WriteHistory(L"b.tif", L"ada", 2.5, 7), 0);
+    EXPECT_FALSE(m_diag.Take().empty());
+    Close();
+  }
+
+  std::string m_file;
+};
+
+TEST_F(ForeignFolderTest, FileWithoutALogIsReadAsOneThatDoesNotChange) {
+  MakeWritable(false);
+  ExpectReadable();
+  EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
+}
+
+TEST_F(ForeignFolderTest, FileThatIsInUseIsReadWithItsLog) {
+  ASSERT_EQ(chmod(m_file.c_str(), 0644), 0);
+  CSql owner(m_file);
+  owner.Run("UPDATE history SET M_acqTime = 3");
+  MakeWritable(false);
+  ExpectReadable();
+  EXPECT_EQ(owner.Value("SELECT count(*) FROM history"), "1");
+}
+
+TEST_F(ForeignFolderTest, FileThatIsNoDatabaseIsRefusedThereToo) {
+  { std::ofstream(m_file, std::ios::trunc) << std::string(4096, '\2'); }
+  MakeWritable(false);
+  const COrdinaryUser user;
+  EXPECT_EQ(Host().Open(FileWide()), -9);
+  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: file is not a database"));
+  EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
+}
+
+// Puts SQLite into another threading mode while it lives. No connection may be open.
+class CThreadingMode {
+ public:
+  explicit CThreadingMode(int mode) { Set(mode); }
+  CThreadingMode(const CThreadingMode&) = delete;
+  CThreadingMode& operator=(const CThreadingMode&) = delete;
+  ~CThreadingMode() { Set(SQLITE_CONFIG_SERIALIZED); }
+
+ private:
+  static void Set(int mode) {
+    EXPECT_EQ(sqlite3_shutdown(), SQLITE_OK);
+    EXPECT_EQ(sqlite3_config(mode), SQLITE_OK);
+    EXPECT_EQ(sqlite3_initialize(), SQLITE_OK);
+  }
+};
+
+TEST_F(DatabaseOpenTest, LibraryWithoutTheSerialisedModeIsRefused) {
+  for (const int mode : {SQLITE_CONFIG_MULTITHREAD, SQLITE_CONFIG_SINGLETHREAD}) {
+    const CThreadingMode changed(mode);
+    EXPECT_EQ(Open(), -9);
+    const auto texts = m_diag.TakeTexts();
+    ASSERT_THAT(texts, SizeIs(1));
+    EXPECT_TRUE(texts[0].starts_with(L"THUMBCACHE: SQLite does not protect a connection")) << Utf8(texts[0]);
+    EXPECT_EQ(CSqliteSpy::OpenConnections(), 0);
+    EXPECT_EQ(CountThreads(), m_threads);
+  }
+  EXPECT_EQ(Open(), 0);
 }
 
 TEST_F(DatabaseOpenTest, LockedFileIsRefused) {
@@ -258,6 +373,79 @@ TEST_F(DatabaseOpenTest, OpenMasksFloatingPointExceptions) {
   EXPECT_EQ(fegetexcept(), 0);
   fesetenv(&before);
 }
+
+#if defined(__x86_64__)
+
+// The exception masks of the calling thread, one bit each; the second lowest is that of denormal operands.
+constexpr unsigned kAllMasks = 0x3F;
+unsigned SseMasks() { return (__builtin_ia32_stmxcsr() >> 7) & kAllMasks; }
+unsigned X87Masks() {
+  std::uint16_t control = 0;
+  asm volatile("fnstcw %0" : "=m"(control));
+  return control & kAllMasks;
+}
+void UnmaskAll() {
+  std::uint16_t control = 0;
+  asm volatile("fnstcw %0" : "=m"(control));
+  control = static_cast<std::uint16_t>(control & ~kAllMasks);
+  asm volatile("fldcw %0" : : "m"(control));
+  __builtin_ia32_ldmxcsr(__builtin_ia32_stmxcsr() & ~(kAllMasks << 7));
+}
+
+TEST_F(DatabaseOpenTest, OpenMasksDenormalOperandsTooInBothUnits) {
+  fenv_t before;
+  ASSERT_EQ(fegetenv(&before), 0);
+  std::feclearexcept(FE_ALL_EXCEPT);
+  unsigned sse = 0, x87 = 0;
+  const std::wstring path = Folder().Wide("cache.db");
+  UnmaskAll();
+  const std::int32_t opened = Cache().OpenDatabase(path.c_str());
+  sse = SseMasks();
+  x87 = X87Masks();
+  fesetenv(&before);
+  EXPECT_EQ(opened, 0);
+  EXPECT_EQ(sse, kAllMasks);
+  EXPECT_EQ(x87, kAllMasks);
+  EXPECT_EQ(Cache().CloseDatabase(), 0);
+}
+
+TEST_F(DatabaseOpenTest, FailedOpenMasksAsWell) {
+  fenv_t before;
+  ASSERT_EQ(fegetenv(&before), 0);
+  std::feclearexcept(FE_ALL_EXCEPT);
+  const std::wstring path = Folder().Wide("nowhere/cache.db");
+  UnmaskAll();
+  const std::int32_t opened = Cache().OpenDatabase(path.c_str());
+  const unsigned sse = SseMasks(), x87 = X87Masks();
+  fesetenv(&before);
+  EXPECT_EQ(opened, -9);
+  EXPECT_EQ(sse, kAllMasks);
+  EXPECT_EQ(x87, kAllMasks);
+  m_diag.Take();
+  Cache().CloseDatabase();
+}
+
+TEST_F(DatabaseOpenTest, WorkersComputeWithEverythingMasked) {
+  fenv_t before;
+  ASSERT_EQ(fegetenv(&before), 0);
+  std::feclearexcept(FE_ALL_EXCEPT);
+  const std::wstring path = Folder().Wide("cache.db");
+  UnmaskAll();
+  const std::int32_t opened = Host().Open(path);
+  fesetenv(&before);
+  ASSERT_EQ(opened, 0);
+  std::atomic<unsigned> sse{0}, x87{0};
+  Script().SetRenderHook([&](const std::wstring&) {
+    sse = SseMasks();
+    x87 = X87Masks();
+  });
+  CRecordingListener listener(Cache());
+  MakeOne(listener);
+  EXPECT_EQ(sse, kAllMasks);
+  EXPECT_EQ(x87, kAllMasks);
+}
+
+#endif
 
 TEST_F(DatabaseOpenTest, ReopeningTheSameFileKeepsItsRows) {
   ASSERT_EQ(Open(), 0);

@@ -1,40 +1,21 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
 #include <memory>
-#include <new>
+#include <thread>
 
 #include "metadata/qvexperiment.h"
 #include "tests/support/diag_recorder.h"
 #include "tests/support/sql.h"
 #include "tests/support/temp_folder.h"
 #include "tests/thumbnailcache/standin/standin.h"
+#include "tests/thumbnailcache/support/every_operation.h"
+#include "tests/thumbnailcache/support/failing_memory.h"
+#include "tests/thumbnailcache/support/image_database.h"
 #include "tests/thumbnailcache/support/service.h"
 
-// Every operation with memory that runs out at every point: no exception may leave it, nothing may be lost, and the
-// service must go on working.
-
-namespace {
-
-// How many allocations of this thread still succeed; negative: all.
-thread_local long t_allocations = -1;
-
-void* Allocate(std::size_t size) {
-  if (t_allocations == 0) throw std::bad_alloc();
-  if (t_allocations > 0) --t_allocations;
-  if (void* memory = std::malloc(size ? size : 1)) return memory;
-  throw std::bad_alloc();
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return Allocate(size); }
-void* operator new[](std::size_t size) { return Allocate(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+// Every operation, and the workers, with memory that runs out at every point: no exception may leave them, nothing may
+// be lost, and the service must go on working.
 
 namespace qvtest {
 namespace {
@@ -55,28 +36,45 @@ class MemoryTest : public ::testing::Test {
   }
   IQvThumbnailCache& Cache() { return **m_service; }
 
-  // Runs the operation with room for 0, 1, 2, … allocations until it does not run out any more; `before` and `after`
-  // each time with all the room there is.
+  using EFault = CFailingMemory::EFault;
+  using EThreads = CFailingMemory::EThreads;
+
+  // Runs the operation with room for 0, 1, 2, … allocations, of which the next or all further ones fail, until none
+  // fails any more; `before` and `after` each time with all the room there is.
   template <class Operation>
   void RunOut(
       const char* name, Operation&& operation, const std::function<void()>& before = [] {},
-      const std::function<void()>& after = [] {}) {
-    for (long room = 0; room < 2000; ++room) {
-      before();
-      t_allocations = room;
-      bool threw = false;
-      try {
-        operation();
-      } catch (...) {
-        threw = true;
+      const std::function<void()>& after = [] {}, EThreads threads = EThreads::This) {
+    for (const EFault fault : {EFault::Once, EFault::FromThenOn}) {
+      bool failed = true;
+      for (long room = 0; failed; ++room) {
+        ASSERT_LT(room, 2000) << name << " never had enough";
+        before();
+        CFailingMemory::Limit(threads, room, fault);
+        bool threw = false;
+        try {
+          operation();
+        } catch (...) {
+          threw = true;
+        }
+        failed = CFailingMemory::Lift();
+        after();
+        ASSERT_FALSE(threw) << name << " with room for " << room;
       }
-      const bool ranOut = t_allocations == 0;
-      t_allocations = -1;
-      after();
-      ASSERT_FALSE(threw) << name << " with room for " << room;
-      if (!ranOut) return;
     }
-    FAIL() << name << " never had enough";
+  }
+
+  // Waits until the entry is neither queued, in work, nor to be made again; gives its state.
+  std::uint32_t WaitForEnd(const SQvThumbnailDescription& desc) {
+    for (;;) {
+      const std::uint32_t state = PeekState(Cache(), desc);
+      if (state != kQvThumbnailQueued && state != kQvThumbnailInWork && state != kQvThumbnailStale) return state;
+      std::this_thread::yield();
+    }
+  }
+  void ForgetThumbnails() {
+    Cache().PurgeUnusedThumbnails();
+    CSql(m_folder.Path("cache.db")).Run("DELETE FROM cache");
   }
 
   CTempFolder m_folder;
@@ -88,24 +86,27 @@ class MemoryTest : public ::testing::Test {
 TEST_F(MemoryTest, NoExceptionLeavesAnOperation) {
   const auto desc = Describe(m_folder.MakeFileWide("a picture with a name too long for a short string.tif"));
   const auto other = Describe(m_folder.MakeFileWide("another picture with a name too long for a short string.tif"));
+  CEveryOperation every(Cache(), {desc, other}, 1);
+  constexpr int kInsertStoredItem = 28;
+  EXPECT_EQ(every.Call(kInsertStoredItem), 0) << "so that there is one to update";
+  for (int operation = 2; operation < CEveryOperation::kCount; ++operation) {
+    if (operation == CEveryOperation::kOpen || operation == CEveryOperation::kClose || operation == 18) continue;
+    std::int32_t status = 0;
+    RunOut(
+        CEveryOperation::Name(operation), [&] { status = every.Call(operation); },
+        [&] {
+          every.NextRound();
+          ForgetThumbnails();
+        });
+    EXPECT_EQ(status, operation == 2 ? -2 : 0) << CEveryOperation::Name(operation) << " with all the memory it needs";
+  }
+}
+
+TEST_F(MemoryTest, ReferencesAreNeitherLostNorLeft) {
+  const auto desc = Describe(m_folder.MakeFileWide("a picture with a name too long for a short string.tif"));
+  RequestNow(Cache(), {desc});
   std::uint32_t state = 0;
   SQvPicBuf picture{};
-  // Each attempt starts without the thumbnail.
-  const auto forget = [&] {
-    Cache().PurgeUnusedThumbnails();
-    CSql(m_folder.Path("cache.db")).Run("DELETE FROM cache");
-  };
-  RunOut(
-      "request from the file", [&] { Cache().RequestThumbnails(0, &desc, 1, 0, false); }, forget);
-  RunOut(
-      "request from the row", [&] { Cache().RequestThumbnails(0, &desc, 1, 0, false); },
-      [&] { Cache().PurgeUnusedThumbnails(); });
-  RunOut(
-      "queued request", [&] { Cache().RequestThumbnails(0, &other, 1, 0, true); },
-      [&] { Cache().PurgeUnusedThumbnails(); });
-  RequestNow(Cache(), {desc});
-  EXPECT_EQ(PeekState(Cache(), desc), kQvThumbnailReady) << "it works again";
-  m_diag.Take();
   const auto get = [&] { Cache().GetCachedThumbnail(5, desc, &state, &picture); };
   std::int32_t released = 0;
   const auto release = [&] { released = Cache().ReleaseThumbnail(5, desc); };
@@ -117,17 +118,28 @@ TEST_F(MemoryTest, NoExceptionLeavesAnOperation) {
   RunOut("release", release, get, [&] {
     if (released != 0) release();
   });
-  EXPECT_TRUE(m_diag.Take().empty()) << "no reference was lost or left";
-  RunOut("cancel", [&] { Cache().CancelRequests(0, &desc, 1); });
-  RunOut("cancel all", [&] { Cache().CancelAllRequests(); });
-  RunOut("exclude", [&] { Cache().ExcludeLocation(other.location.c_str()); });
-  RunOut("include", [&] { Cache().IncludeLocation(other.location.c_str()); });
-  RunOut("purge", [&] { Cache().PurgeUnusedThumbnails(); });
-  const auto callback = [](void*, const wchar_t*) {};
-  RunOut("listeners", [&] {
-    Cache().AddListener(callback, nullptr);
-    Cache().RemoveListener({callback, nullptr});
-  });
+  EXPECT_TRUE(m_diag.Take().empty());
+}
+
+// The requests behind one that there is no memory for are made or queued, and the workers are woken for them.
+TEST_F(MemoryTest, RequestsBehindOneThatFailsAreMade) {
+  std::vector<SQvThumbnailDescription> batch;
+  for (int i = 0; i < 3; ++i)
+    batch.push_back(Describe(m_folder.MakeFileWide("a picture with a rather long name " + std::to_string(i))));
+  for (const bool queue : {false, true}) {
+    bool failed = true;
+    for (long room = 0; failed; ++room) {
+      ForgetThumbnails();
+      CFailingMemory::Limit(EThreads::This, room, EFault::Once);
+      Cache().RequestThumbnails(0, batch.data(), 3, 0, queue);
+      failed = CFailingMemory::Lift();
+      // What was not made is dormant, failed or not there at all. Without an image-format manager nothing can be made.
+      int made = 0;
+      for (const auto& desc : batch) made += WaitForEnd(desc) == kQvThumbnailReady ? 1 : 0;
+      const bool hadNoManager = !queue && made == 0;
+      EXPECT_TRUE(made >= 2 || hadNoManager) << "queued: " << queue << ", room for " << room;
+    }
+  }
 }
 
 TEST_F(MemoryTest, NoExceptionLeavesTheBookkeeping) {
@@ -169,13 +181,122 @@ TEST_F(MemoryTest, NoExceptionLeavesTheBookkeeping) {
   RunOut("delete item", [&] { Cache().DeleteStoredItem(1); });
 }
 
-TEST_F(MemoryTest, NoExceptionLeavesTheOpening) {
+// Counts its calls, without memory.
+struct SCountingListener {
+  static void Call(void* context, const wchar_t*) { ++static_cast<SCountingListener*>(context)->calls; }
+  std::atomic<int> calls{0};
+};
+
+TEST_F(MemoryTest, WorkersEndEveryRequestAndTellOfIt) {
+  std::vector<SQvThumbnailDescription> batch;
+  for (int i = 0; i < 3; ++i)
+    batch.push_back(Describe(m_folder.MakeFileWide("a picture with a rather long name " + std::to_string(i))));
+  SCountingListener listener;
+  Cache().AddListener(&SCountingListener::Call, &listener);
+  RunOut(
+      "the workers",
+      [&] {
+        Queue(Cache(), batch);
+        while (listener.calls != 3) std::this_thread::yield();
+      },
+      [&] {
+        listener.calls = 0;
+        ForgetThumbnails();
+      },
+      [&] {
+        for (const auto& desc : batch) {
+          const std::uint32_t state = WaitForEnd(desc);
+          EXPECT_TRUE(state == kQvThumbnailReady || state == kQvThumbnailFailed) << state;
+        }
+      },
+      EThreads::Others);
+  Cache().RemoveListener({&SCountingListener::Call, &listener});
+}
+
+// A picture that is replaced while somebody shows it needs memory to be set aside.
+TEST_F(MemoryTest, ShownPixelsStayWhenThereIsNoMemoryToReplaceThem) {
+  CImageDatabase owner;
+  owner.records[1].fields[L"image"] = standin::SFile();
+  const std::wstring location = SQvThumbnailDescription::MakeDBLocation(1, L"image").Str();
+  const std::wstring occupier = m_folder.MakeFileWide("occupier");
+  auto& script = standin::CScript::Get();
+  double time = 1.0;
+  SLookup shown;
+  std::vector<std::uint8_t> pixels;
+  const auto at = [&](double when) { return Describe(location, 0, when, &owner); };
+  SCountingListener listener;
+  Cache().AddListener(&SCountingListener::Call, &listener);
+  RunOut(
+      "publishing",
+      [&] {
+        script.UnblockAll();
+        while (listener.calls < 2) std::this_thread::yield();
+      },
+      [&] {
+        ForgetThumbnails();
+        RequestNow(Cache(), {at(0)});
+        // One worker is kept away; the other stands in the making anew.
+        script.Block(occupier);
+        Queue(Cache(), {Describe(occupier)});
+        script.WaitForBlocked(1);
+        script.Block(L"db:1:image");
+        listener.calls = 0;
+        Get(Cache(), at(0), 1);
+        Cache().ReleaseThumbnail(1, at(time += 1));
+        script.WaitForBlocked(2);
+        // A time that is news makes the old picture available meanwhile.
+        Cache().ReleaseThumbnail(1, at(time += 1));
+        m_diag.Take();
+        shown = Get(Cache(), at(0), 2);
+        ASSERT_TRUE(shown.HasPicture());
+        const auto* bytes = static_cast<const std::uint8_t*>(shown.picture.data);
+        pixels.assign(bytes, bytes + shown.picture.dataSize);
+      },
+      [&] {
+        const auto* bytes = static_cast<const std::uint8_t*>(shown.picture.data);
+        EXPECT_TRUE(std::equal(pixels.begin(), pixels.end(), bytes));
+        EXPECT_EQ(Cache().ReleaseThumbnail(2, at(time)), 0);
+        const std::uint32_t state = WaitForEnd(at(time));
+        EXPECT_TRUE(state == kQvThumbnailReady || state == kQvThumbnailFailed) << state;
+      },
+      EThreads::Others);
+  Cache().RemoveListener({&SCountingListener::Call, &listener});
+}
+
+TEST_F(MemoryTest, DatabaseIsOpenWithItsWorkersOrNotAtAll) {
   m_service->Close();
+  const int threads = CountThreads();
   const std::wstring path = m_folder.Wide("another database with a name too long for a short string.db");
-  RunOut("open", [&] {
-    if (m_service->Open(path) == 0) m_service->Close();
-  });
+  const auto desc = Describe(m_folder.MakeFileWide("a picture with a name too long for a short string.tif"));
+  std::int32_t opened = 0;
+  RunOut(
+      "open", [&] { opened = m_service->Open(path); }, [] {},
+      [&] {
+        if (opened == 0) {
+          Queue(Cache(), {desc});
+          EXPECT_EQ(WaitForEnd(desc), kQvThumbnailReady);
+          m_service->Close();
+        } else {
+          std::vector<int> ids;
+          std::vector<CQvStringW> names;
+          EXPECT_EQ(Cache().GetStoredChildren(0, &ids, &names), -9) << "no database is open";
+        }
+        EXPECT_TRUE(WaitForThreads(threads));
+      });
   EXPECT_EQ(m_service->Open(path), 0);
+}
+
+TEST_F(MemoryTest, DatabaseWithoutAThreadForItsWorkersIsNotOpened) {
+  m_service->Close();
+  m_diag.Take();
+  CFailingMemory::RefuseThreads(2);
+  EXPECT_EQ(m_service->Open(m_folder.Wide("cache.db")), -9);
+  EXPECT_EQ(m_diag.TakeTexts().size(), 1u);
+  CFailingMemory::RefuseThreads(1);
+  EXPECT_EQ(m_service->Open(m_folder.Wide("cache.db")), 0) << "one is enough";
+  const auto desc = Describe(m_folder.MakeFileWide("a.tif"));
+  Queue(Cache(), {desc});
+  EXPECT_EQ(WaitForEnd(desc), kQvThumbnailReady);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <filesystem>
 
+#include "tests/thumbnailcache/support/expected_tables.h"
 #include "tests/thumbnailcache/support/service_test.h"
 
 namespace qvtest {
@@ -11,57 +12,21 @@ using ::testing::ElementsAreArray;
 using ::testing::IsSupersetOf;
 using ::testing::Not;
 using ::testing::SizeIs;
-
-const std::string kMetadataColumns =
-    "filename, lastWritten, M_imageID, M_type, M_group, M_sampleID, M_author, M_description, M_capturing, M_sampling, "
-    "M_location, M_date, M_conclusion, M_info1, M_info2, M_optics, M_width, M_widthBytes, M_height, M_comp, "
-    "M_bpcInMemory, M_bpcSignificant, M_pixelType, M_sequenceCount, M_tileWidth, M_tileHeight, M_compression, "
-    "M_compressionParam, M_calibration, M_objective, M_acqTime, M_fileSize, M_timeLoop, M_zLoop, M_multipointLoop, "
-    "M_lambdaLoop";
-
-struct STable {
-  std::string name, existence, test, drop, create;
-};
-
-const std::vector<STable>& Tables() {
-  static const std::vector<STable> tables = {
-      {"cache", "SELECT name FROM sqlite_master WHERE type='table' AND name ='cache'",
-       "SELECT filename, lastWritten, flags, binData, quality FROM cache", "DROP TABLE cache",
-       "CREATE TABLE cache (filename TEXT, lastWritten REAL, flags INTEGER, binData BLOB, quality INTEGER, PRIMARY KEY "
-       "(filename, flags))"},
-      {"metadata", "SELECT name FROM sqlite_master WHERE type='table' AND name ='metadata'",
-       "SELECT " + kMetadataColumns + " FROM metadata", "DROP TABLE metadata",
-       "CREATE TABLE metadata (filename TEXT, lastWritten REAL, M_imageID TEXT, M_type TEXT, M_group TEXT, M_sampleID "
-       "TEXT, M_author TEXT, M_description TEXT, M_capturing TEXT, M_sampling TEXT, M_location TEXT, M_date TEXT, "
-       "M_conclusion TEXT, M_info1 TEXT, M_info2 TEXT, M_optics TEXT, M_width INTEGER, M_widthBytes INTEGER, M_height "
-       "INTEGER, M_comp INTEGER, M_bpcInMemory INTEGER, M_bpcSignificant INTEGER, M_pixelType INTEGER, M_sequenceCount "
-       "INTEGER, M_tileWidth INTEGER, M_tileHeight INTEGER, M_compression INTEGER, M_compressionParam REAL, "
-       "M_calibration REAL, M_objective TEXT, M_acqTime REAL, M_fileSize INTEGER, M_timeLoop INTEGER, M_zLoop INTEGER, "
-       "M_multipointLoop INTEGER, M_lambdaLoop INTEGER, PRIMARY KEY (filename))"},
-      {"experiments", "SELECT name FROM sqlite_master WHERE type='table' AND name ='experiments'",
-       "SELECT experimentID, M_acqTime, liteVariant, picturePlanes, storedID, hashCRC FROM experiments",
-       "DROP TABLE experiments",
-       "CREATE TABLE experiments (experimentID INTEGER PRIMARY KEY, M_acqTime REAL, liteVariant BLOB, picturePlanes "
-       "BLOB, storedID INTEGER, hashCRC INTEGER)"},
-      {"history", "SELECT name FROM sqlite_master WHERE type='table' AND name ='history'",
-       "SELECT filename, M_acqTime, experimentID FROM history", "DROP TABLE history",
-       "CREATE TABLE history (filename TEXT, userID TEXT, M_acqTime REAL, experimentID INTEGER, PRIMARY KEY "
-       "(filename))"},
-      {"stored", "SELECT name FROM sqlite_master WHERE type='table' AND name ='stored'",
-       "SELECT storedID, storedParentID, filename, flags FROM stored", "DROP TABLE sored",
-       "CREATE TABLE stored (storedID INTEGER, storedParentID INTEGER, filename TEXT, flags INTEGER, PRIMARY KEY "
-       "(storedID))"},
-  };
-  return tables;
-}
+using ::testing::StartsWith;
 
 constexpr const wchar_t* kWrongFormat = L"THUMBCACHE: Table has wrong (old) format";
+constexpr const wchar_t* kCopied = L"THUMBCACHE: The database was copied to ";
 constexpr const wchar_t* kUserIdMissing = L"THUMBCACHE: User ID is missing, creating...";
 
 std::wstring Wide(const std::string& text) { return CQvStringUtils::UTF8toW(text.c_str()).Str(); }
 
 class SchemaTest : public ServiceTest {
  protected:
+  // What is said of a table that is dropped and made anew; the file is copied before when its rows are no cache.
+  static ::testing::Matcher<std::vector<std::wstring>> RemadeMessages(const STable& table) {
+    if (table.name == "cache" || table.name == "metadata") return ElementsAre(kWrongFormat);
+    return ElementsAre(kWrongFormat, StartsWith(kCopied));
+  }
   // A file that holds the tables before `table`, and this one made by `create`.
   void Prepare(std::size_t table, const std::string& create) {
     CSql sql(DatabaseFile());
@@ -146,7 +111,7 @@ TEST_F(SchemaTest, MetadataAndExperimentsOfAnOldFormatAreMadeAnew) {
     CSql(DatabaseFile())
         .Run("DROP TABLE IF EXISTS " + table.name + "; CREATE TABLE " + table.name + " (filename TEXT)");
     ASSERT_EQ(Open(), 0);
-    EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kWrongFormat));
+    EXPECT_THAT(m_diag.TakeTexts(), RemadeMessages(table));
     EXPECT_THAT(CSqliteSpy::TakePrepared(), IsSupersetOf({table.test, table.drop, table.create}));
     EXPECT_EQ(Schema(table.name), table.create);
     Close();
@@ -181,7 +146,7 @@ TEST_F(SchemaTest, EveryColumnOfTheFormatTestCounts) {
       CSql(DatabaseFile())
           .Run("DROP TABLE IF EXISTS " + table.name + "; CREATE TABLE " + table.name + " (" + others + ")");
       ASSERT_EQ(Open(), 0) << table.name << " without " << left;
-      EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kWrongFormat)) << table.name << " without " << left;
+      EXPECT_THAT(m_diag.TakeTexts(), RemadeMessages(table)) << table.name << " without " << left;
       EXPECT_EQ(Schema(table.name), table.create);
       Close();
     }
@@ -222,7 +187,7 @@ TEST_F(SchemaTest, HistoryStatementsOfTheUpgradeAreInOrder) {
 TEST_F(SchemaTest, HistoryWithoutExperimentAndUserIsAlteredThenMadeAnew) {
   Prepare(3, "CREATE TABLE history (filename TEXT, M_acqTime REAL); INSERT INTO history VALUES ('a.tif', 1)");
   ASSERT_EQ(Open(), 0);
-  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kUserIdMissing, kWrongFormat));
+  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kUserIdMissing, kWrongFormat, StartsWith(kCopied)));
   EXPECT_EQ(Schema("history"), Tables()[3].create);
   EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM history"), "0");
 }
@@ -265,7 +230,10 @@ TEST_F(SchemaTest, FailedCreationIsReportedOnceAndClosesTheConnection) {
     EXPECT_EQ(Open(), -9);
     EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: Failed to create the " + Wide(Tables()[i].name) +
                                                 L" table. database is locked"));
-    EXPECT_EQ(CSqliteSpy::TakePrepared().back(), Tables()[i].create) << "no later table is looked at";
+    const auto prepared = CSqliteSpy::TakePrepared();
+    ASSERT_GE(prepared.size(), 2u);
+    EXPECT_EQ(prepared[prepared.size() - 2], Tables()[i].create);
+    EXPECT_EQ(prepared.back(), Tables()[i].existence) << "it is looked for once more, and no later table";
     ExpectConnectionClosed();
   }
 }

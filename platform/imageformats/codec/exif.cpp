@@ -123,11 +123,11 @@ CQvStringW Position(const CExifReader& exif) {
   return latitude.empty() || longitude.empty() ? CQvStringW() : TextOf(latitude + ", " + longitude);
 }
 
-// "+02:00" and the like; 0 for anything else.
-int OffsetMinutes(std::string_view text) {
+// "+02:00" and the like; nothing for anything else.
+std::optional<int> OffsetMinutes(std::string_view text) {
   const auto digit = [&](std::size_t i) { return text[i] >= '0' && text[i] <= '9'; };
-  if (text.size() < 6 || (text[0] != '+' && text[0] != '-') || text[3] != ':') return 0;
-  if (!digit(1) || !digit(2) || !digit(4) || !digit(5)) return 0;
+  if (text.size() < 6 || (text[0] != '+' && text[0] != '-') || text[3] != ':') return std::nullopt;
+  if (!digit(1) || !digit(2) || !digit(4) || !digit(5)) return std::nullopt;
   const int minutes = ((text[1] - '0') * 10 + text[2] - '0') * 60 + (text[4] - '0') * 10 + text[5] - '0';
   return text[0] == '-' ? -minutes : minutes;
 }
@@ -143,7 +143,7 @@ void ApplyDate(const CExifReader& exif, SImageMetadata& metadata) {
                                  {EXIF_IFD_0, EXIF_TAG_DATE_TIME, 0x9010}};
   for (const SDateTags& tags : kTags) {
     const std::string date(exif.Bytes(tags.ifd, tags.date));
-    const int offset = OffsetMinutes(exif.Bytes(EXIF_IFD_EXIF, static_cast<ExifTag>(tags.offset)));
+    const std::optional<int> offset = OffsetMinutes(exif.Bytes(EXIF_IFD_EXIF, static_cast<ExifTag>(tags.offset)));
     CQvStringW text;
     double day = 0.0;
     if (!ParseExifDate(date.c_str(), offset, &text, &day)) continue;
@@ -181,7 +181,7 @@ void ApplyExif(std::span<const std::uint8_t> bytes, SImageMetadata& metadata) {
   ApplyDate(exif, metadata);
 }
 
-bool ParseExifDate(const char* date, int offsetMinutes, CQvStringW* text, double* julianDay) {
+bool ParseExifDate(const char* date, std::optional<int> offsetMinutes, CQvStringW* text, double* julianDay) {
   CQvDateTime::Tm tm;
   std::int32_t* const fields[] = {&tm.year, &tm.month, &tm.day, &tm.hour, &tm.minute, &tm.second};
   constexpr int kDigits[] = {4, 2, 2, 2, 2, 2};
@@ -197,7 +197,7 @@ bool ParseExifDate(const char* date, int offsetMinutes, CQvStringW* text, double
     if (i < 2 ? *p == ':' || *p == '-' || *p == '/' : i == 2 ? *p == ' ' || *p == 'T' : *p == ':') ++p;
   }
   CQvDateTime local, utc;
-  if (!local.Set(tm, 0) || !utc.Set(tm, offsetMinutes)) return false;
+  if (!local.Set(tm, 0) || !(offsetMinutes ? utc.Set(tm, *offsetMinutes) : utc.SetLocal(tm))) return false;
   if (julianDay) *julianDay = utc.GetJulianDayNumber();
   if (text) {
     const auto two = [](int v) { return std::string(v < 10 ? "0" : "") + std::to_string(v); };

@@ -162,7 +162,7 @@ SImageMetadata CWsiImage::Metadata() {
     metadata.text.optics = metadata.objective;
   }
   const std::string date = m_slide.Property("tiff.DateTime");
-  ParseExifDate(date.c_str(), 0, &metadata.text.date, &metadata.acquisitionTime);
+  ParseExifDate(date.c_str(), std::nullopt, &metadata.text.date, &metadata.acquisitionTime);
   return metadata;
 }
 

@@ -19,8 +19,7 @@ using namespace qvtest;
 
 namespace {
 
-// The test's own environment, without what leads to the real user's files, and with `assignments`, which replace: of
-// two values of a name a program reads the first.
+// The test's own environment, without what leads to the real user's files, and with `assignments`, which replace.
 std::vector<std::string> Environment(const std::vector<std::string>& assignments) {
   const auto isKept = [&](const std::string& entry) {
     const std::string name = entry.substr(0, entry.find('=') + 1);
@@ -31,7 +30,8 @@ std::vector<std::string> Environment(const std::vector<std::string>& assignments
   for (char** entry = environ; *entry; ++entry) {
     if (isKept(*entry)) environment.emplace_back(*entry);
   }
-  environment.insert(environment.end(), assignments.begin(), assignments.end());
+  // Of two values of a name a program reads the first.
+  environment.insert(environment.end(), assignments.rbegin(), assignments.rend());
   return environment;
 }
 
@@ -43,15 +43,16 @@ nlohmann::json SRunResult::Json() const {
   return document;
 }
 
-CProgram::CProgram() { m_environment = {"HOME=" + m_folder.MakeFolder("home")}; }
+CProgram::CProgram() { m_environment = {"HOME=" + m_folder.MakeFolder("home"), "TZ=UTC0"}; }
 
-CProgram::CProcess::CProcess(const CProgram& program, const std::vector<std::string>& arguments,
-                             const std::string& err) {
+CProgram::CProcess::CProcess(const CProgram& program, const std::vector<std::string>& arguments, const std::string& err,
+                             std::vector<std::string> launcher) {
   static std::atomic<int> runs{0};
   const std::string run = "run" + std::to_string(++runs);
   m_out = program.m_folder.Path(run + ".out");
   m_err = err.empty() ? program.m_folder.Path(run + ".err") : err;
-  SCommand command{{QVTHUMBS_PROGRAM}, Environment(program.m_environment), m_out, m_err};
+  SCommand command{std::move(launcher), Environment(program.m_environment), m_out, m_err};
+  command.arguments.emplace_back(QVTHUMBS_PROGRAM);
   command.arguments.insert(command.arguments.end(), arguments.begin(), arguments.end());
   m_process.emplace(std::move(command));
 }
@@ -82,6 +83,10 @@ SRunResult CProgram::RunOnTerminal(const std::vector<std::string>& arguments) {
   SRunResult result = running.Wait();
   result.err = shown;
   return result;
+}
+
+SRunResult CProgram::RunUnder(std::vector<std::string> launcher, const std::vector<std::string>& arguments) {
+  return CProcess(*this, arguments, {}, std::move(launcher)).Wait();
 }
 
 SRunResult CProgram::RunWithDatabase(std::vector<std::string> arguments) {

@@ -25,6 +25,8 @@ class CProgram {
   SRunResult Run(const std::vector<std::string>& arguments);
   // With a terminal of 80 columns for standard error.
   SRunResult RunOnTerminal(const std::vector<std::string>& arguments);
+  // As Run, with the program started by another one, `launcher`, that is given it and the arguments.
+  SRunResult RunUnder(std::vector<std::string> launcher, const std::vector<std::string>& arguments);
   // As Run, with --db of a database in the folder behind the verb.
   SRunResult RunWithDatabase(std::vector<std::string> arguments);
 
@@ -32,7 +34,8 @@ class CProgram {
   class CProcess {
    public:
     // Standard error goes to the file or terminal `err`; to a file of its own when it is empty.
-    CProcess(const CProgram& program, const std::vector<std::string>& arguments, const std::string& err = {});
+    CProcess(const CProgram& program, const std::vector<std::string>& arguments, const std::string& err = {},
+             std::vector<std::string> launcher = {});
     CProcess(const CProcess&) = delete;
     CProcess& operator=(const CProcess&) = delete;
     void Signal(int number) const { m_process->Signal(number); }

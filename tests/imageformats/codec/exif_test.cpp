@@ -162,6 +162,18 @@ TEST(Exif, DamageReadsAsNothing) {
   }
 }
 
+TEST(ParseExifDate, ADateWithoutAZoneIsWhatTheClocksShowHere) {
+  setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+  tzset();
+  double winter = 0.0, summer = 0.0;
+  EXPECT_TRUE(ParseExifDate("2000:01:01 13:00:00", std::nullopt, nullptr, &winter));
+  EXPECT_TRUE(ParseExifDate("2000:07:01 14:00:00", std::nullopt, nullptr, &summer));
+  setenv("TZ", "UTC0", 1);
+  tzset();
+  EXPECT_DOUBLE_EQ(winter, 2451545.0);
+  EXPECT_DOUBLE_EQ(summer, 2451545.0 + 182);
+}
+
 TEST(ParseExifDate, UnderstandsWhatCamerasWrite) {
   CQvStringW text;
   double day = 0.0;

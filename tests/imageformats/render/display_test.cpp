@@ -20,7 +20,7 @@ std::vector<int> Shown(const SAveragedPicture& averages, const SDisplaySettings&
   DisplayAverages(averages, how, *picture.Get());
   std::vector<int> samples;
   for (std::uint32_t y = 0; y < size.height; ++y)
-    samples.insert(samples.end(), picture.Row(y), picture.Row(y) + size.width * 3);
+    for (std::uint32_t i = 0; i < size.width * 3; ++i) samples.push_back(picture.Row(y)[i]);
   return samples;
 }
 

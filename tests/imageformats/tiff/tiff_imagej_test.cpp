@@ -151,9 +151,9 @@ TEST(TiffImageJ, RangesThatHideThePictureAreNotTaken) {
   EXPECT_EQ(179, Render(chosen, 8, 6).At(7, 3).r);
 }
 
-TEST(TiffImageJ, StacksUnderOneDirectory) {
-  // Planes of 8 x 6 pixels behind each other; the directory describes the first.
-  STiffPage page = MakePage<std::uint8_t>(8, 18, 1, [](auto, std::uint32_t y, auto) { return 10 * (1 + y / 6); });
+// Three planes of 80 x 6 pixels behind each other; the directory describes the first.
+std::vector<std::uint8_t> RowOfPlanes() {
+  STiffPage page = MakePage<std::uint8_t>(80, 18, 1, [](auto, std::uint32_t y, auto) { return 10 * (1 + y / 6); });
   page.rowsPerStrip = 18;
   page.description = "ImageJ=1.53c\nimages=3\nslices=3\n";
   std::vector<std::uint8_t> bytes = WriteTiff(page);
@@ -165,10 +165,36 @@ TEST(TiffImageJ, StacksUnderOneDirectory) {
       if (place != bytes.end()) place[8] = 6;
     }
   }
-  CTestImage image(bytes);
+  return bytes;
+}
+
+TEST(TiffImageJ, StacksUnderOneDirectory) {
+  CTestImage image(RowOfPlanes());
   EXPECT_EQ(6u, image->Info().height);
   EXPECT_EQ(3u, image->Info().sequenceCount);
   EXPECT_EQ(20, Shown(image).r);
+}
+
+// As one that another program is still copying: at every length with the first directory and its texts, and without the
+// last directory.
+TEST(TiffImageJ, AStackThatEndsTooEarlyIsDamaged) {
+  const std::vector<std::uint8_t> whole =
+      WriteTiff(Pages(6, "ImageJ=1.53c\nimages=6\nslices=3\nframes=2\nhyperstack=true\n"));
+  const std::size_t plane = whole.size() / 6;
+  for (std::size_t size = plane + plane / 2; size < whole.size() - plane / 2; ++size) {
+    EXPECT_EQ(-9, StatusOf({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)})) << size;
+  }
+}
+
+TEST(TiffImageJ, ARowOfPlanesThatEndsTooEarlyIsDamaged) {
+  std::vector<std::uint8_t> bytes = RowOfPlanes();
+  EXPECT_EQ(0, StatusOf(bytes));
+  const std::string description = "images=3\nslices=3";
+  const auto place = std::search(bytes.begin(), bytes.end(), description.begin(), description.end());
+  ASSERT_NE(place, bytes.end());
+  place[7] = '5';
+  place[16] = '5';
+  EXPECT_EQ(-9, StatusOf(bytes));
 }
 
 TEST(TiffImageJ, SizesThatContradictTheFileAreGivenUp) {

@@ -160,14 +160,17 @@ TEST_F(ExperimentsTest, NullAndUnserialisableExperimentsFail) {
 TEST_F(ExperimentsTest, FailedInsertIsReportedAndGivesThePreviousId) {
   Write(NewExperiment(kQvLoopZ, 1).get());
   Write(NewExperiment(kQvLoopZ, 2).get());
-  CSql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON experiments BEGIN SELECT RAISE(FAIL, 'no room'); END");
+  CSql(DatabaseFile())
+      .Run("UPDATE experiments SET M_acqTime = experimentID; CREATE UNIQUE INDEX one ON experiments(M_acqTime)");
   int id = 77;
   EXPECT_EQ(Cache().WriteExperiment(NewExperiment(kQvLoopZ, 3).get(), nullptr, 1.0, 0, &id), SQLITE_CONSTRAINT);
   EXPECT_EQ(id, 2);
   const auto messages = m_diag.Take();
   ASSERT_THAT(messages, SizeIs(2));
-  EXPECT_EQ(messages[0].text, L"THUMBCACHE: WriteExperiment - sqlite3_step failed: no room");
-  EXPECT_EQ(messages[1].text, L"THUMBCACHE: WriteExperiment - sqlite3_finalize failed: no room");
+  EXPECT_EQ(messages[0].text,
+            L"THUMBCACHE: WriteExperiment - sqlite3_step failed: UNIQUE constraint failed: experiments.M_acqTime");
+  EXPECT_EQ(messages[1].text,
+            L"THUMBCACHE: WriteExperiment - sqlite3_finalize failed: UNIQUE constraint failed: experiments.M_acqTime");
   for (const SDiag& message : messages) {
     EXPECT_EQ(message.file, kSource);
     EXPECT_EQ(message.format, L"%s");
@@ -175,13 +178,25 @@ TEST_F(ExperimentsTest, FailedInsertIsReportedAndGivesThePreviousId) {
   }
 }
 
+TEST_F(ExperimentsTest, ExperimentThatIsTooLargeIsNotWrittenAsNothing) {
+  sqlite3_limit(CSqliteSpy::Connection(), SQLITE_LIMIT_LENGTH, 150);
+  const auto experiment = NewExperiment(kQvLoopXYPosition, 20);
+  experiment->positions.resize(20);
+  EXPECT_EQ(Cache().WriteExperiment(experiment.get(), nullptr, 1.0, 0, nullptr), SQLITE_TOOBIG);
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM experiments"), "0");
+}
+
 TEST_F(ExperimentsTest, FailedUpdateIsReportedAndReturnsZero) {
   const auto experiment = NewExperiment(kQvLoopZ, 1);
   Write(experiment.get());
-  CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON experiments BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  CSql(DatabaseFile())
+      .Run("INSERT INTO experiments (M_acqTime) VALUES (9.0); CREATE UNIQUE INDEX one ON experiments(M_acqTime)");
   EXPECT_EQ(Write(experiment.get(), nullptr, 9.0), 1) << "the id is given all the same";
-  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: WriteExperiment - sqlite3_step failed: kept",
-                                              L"THUMBCACHE: WriteExperiment - sqlite3_finalize failed: kept"));
+  EXPECT_THAT(
+      m_diag.TakeTexts(),
+      ElementsAre(
+          L"THUMBCACHE: WriteExperiment - sqlite3_step failed: UNIQUE constraint failed: experiments.M_acqTime",
+          L"THUMBCACHE: WriteExperiment - sqlite3_finalize failed: UNIQUE constraint failed: experiments.M_acqTime"));
 }
 
 TEST_F(ExperimentsTest, FailedLookupInserts) {

@@ -55,13 +55,63 @@ TEST_F(HistoryTest, KnownFileGetsTheNewTimeAndKeepsItsExperiment) {
   CSqliteSpy::Clear();
   EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 3.5, 8), 0);
   EXPECT_THAT(CSqliteSpy::TakeCalls(),
-              ElementsAre("prepare " + kLookup, "bind_text 1 'a.tif'", "bind_text 2 'ada'", "step 100",
-                          "prepare " + kUpdate, "bind_double 1 3.5", "bind_int 2 7", "bind_text 3 'a.tif'",
+              ElementsAre("prepare " + kLookup, "bind_text 1 'a.tif'", "bind_text 2 'ada'", "step 100", "clear",
+                          "reset", "prepare " + kUpdate, "bind_double 1 3.5", "bind_int 2 7", "bind_text 3 'a.tif'",
                           "bind_text 4 'ada'", "step 101", "finalize 0"));
   EXPECT_THAT(CSqliteSpy::OpenStatements(), ElementsAre(kLookup)) << "the lookup stays open on this path";
   EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kLookup, kUpdate));
   CSqliteSpy::FinalizeOpenStatements();
   EXPECT_THAT(Rows(), ElementsAre("a.tif|ada|3.5|7"));
+}
+
+TEST_F(HistoryTest, RecordingAgainLeavesNoOneWaiting) {
+  for (const char* journal : {"DELETE", "WAL"}) {
+    CSql other(DatabaseFile());
+    other.Run(std::string("PRAGMA busy_timeout=0; PRAGMA journal_mode=") + journal);
+    Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7);
+    EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 3.5, 7), 0);
+    EXPECT_NO_THROW(other.Run("INSERT INTO history VALUES ('b.tif', 'bob', 1, 1)")) << journal;
+    EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 4.5, 7), 0);
+    EXPECT_THAT(Rows(), ElementsAre("a.tif|ada|4.5|7", "b.tif|bob|1.0|1")) << journal;
+    EXPECT_NO_THROW(other.Run("PRAGMA wal_checkpoint(TRUNCATE); DELETE FROM history"));
+    CSqliteSpy::FinalizeOpenStatements();
+    EXPECT_TRUE(m_diag.Take().empty());
+    Close();
+    ASSERT_EQ(Open(), 0);
+  }
+}
+
+TEST_F(HistoryTest, RecordThatCannotBeBoundOrPreparedIsNoSuccess) {
+  CSqliteSpy::FailPrepare(kInsert, SQLITE_NOMEM);
+  EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7), SQLITE_NOMEM);
+  sqlite3_limit(CSqliteSpy::Connection(), SQLITE_LIMIT_LENGTH, 500);
+  EXPECT_EQ(Cache().WriteHistory(std::wstring(501, L'x').c_str(), L"ada", 2.5, 7), SQLITE_TOOBIG);
+  EXPECT_THAT(Rows(), IsEmpty());
+}
+
+TEST_F(HistoryTest, OperationsSurviveATableThatIsGone) {
+  CSql(DatabaseFile()).Run("DROP TABLE history; INSERT INTO experiments (experimentID) VALUES (1)");
+  SHistory history;
+  Cache().WriteHistory(L"a.tif", L"ada", 1, 1);
+  Cache().ReadHistory(L"ada", 0, 1, &history.ids, &history.times, &history.names);
+  Cache().GetHistoryFilenames(L"ada", 1, 0, 1, &history.names);
+  EXPECT_EQ(Cache().DeleteHistory(0, 9, 1), -9);
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), IsEmpty());
+  EXPECT_EQ(Experiments(), 1);
+  EXPECT_TRUE(history.ids.empty());
+}
+
+TEST_F(HistoryTest, FailedLookForWhatIsLeftKeepsTheExperiment) {
+  CSql(DatabaseFile()).Run("INSERT INTO experiments (experimentID) VALUES (1)");
+  Cache().WriteHistory(L"a", L"ada", 1, 1);
+  CSqliteSpy::FailStep(kLeft, SQLITE_IOERR);
+  EXPECT_NE(Cache().DeleteHistory(5, 6, 1), 0);
+  EXPECT_EQ(Experiments(), 1) << "a row that could not be looked for may still refer to it";
+  CSqliteSpy::SetPrepareHook([&](const std::string& text) {
+    if (text == kLeft) CSql(DatabaseFile()).Run("ALTER TABLE history RENAME TO gone");
+  });
+  EXPECT_NE(Cache().DeleteHistory(5, 6, 1), 0);
+  EXPECT_EQ(Experiments(), 1);
 }
 
 TEST_F(HistoryTest, SecondUserOfAFileIsRefused) {
@@ -82,11 +132,14 @@ TEST_F(HistoryTest, SecondUserOfAFileIsRefused) {
 
 TEST_F(HistoryTest, FailedUpdateIsReportedUnderItsOwnNameAndReturnsZero) {
   Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7);
-  CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON history BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  CSql(DatabaseFile())
+      .Run("CREATE UNIQUE INDEX one ON history(M_acqTime); INSERT INTO history VALUES ('b.tif', 'bob', 3.5, 1)");
   EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 3.5, 7), 0);
-  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(L"THUMBCACHE: WriteHistory - sqlite3_step failed: kept",
-                                              L"THUMBCACHE: WriteHistory - sqlite3_finalize failed: kept"));
-  EXPECT_THAT(Rows(), ElementsAre("a.tif|ada|2.5|7"));
+  EXPECT_THAT(
+      m_diag.TakeTexts(),
+      ElementsAre(L"THUMBCACHE: WriteHistory - sqlite3_step failed: UNIQUE constraint failed: history.M_acqTime",
+                  L"THUMBCACHE: WriteHistory - sqlite3_finalize failed: UNIQUE constraint failed: history.M_acqTime"));
+  EXPECT_THAT(Rows(), ElementsAre("a.tif|ada|2.5|7", "b.tif|bob|3.5|1"));
   CSqliteSpy::FinalizeOpenStatements();
 }
 
@@ -179,6 +232,14 @@ TEST_F(HistoryTest, NullListsAreRefused) {
   EXPECT_EQ(Cache().GetHistoryFilenames(L"ada", 1, 0, 1, nullptr), -9);
 }
 
+TEST_F(HistoryTest, EarliestTimeNeedsNoListOfNames) {
+  Cache().WriteHistory(L"a", L"ada", 5, 1);
+  SHistory history;
+  EXPECT_EQ(Cache().ReadHistory(L"ada", -1.0, -1.0, &history.ids, &history.times, nullptr), 0);
+  EXPECT_THAT(history.ids, ElementsAre(-1));
+  EXPECT_THAT(history.times, ElementsAre(5.0));
+}
+
 TEST_F(HistoryTest, DeleteKeepsTheExperimentWhileHistoryIsLeft) {
   CSql(DatabaseFile()).Run("INSERT INTO experiments (experimentID) VALUES (1), (2)");
   Cache().WriteHistory(L"a", L"ada", 1, 1);
@@ -208,11 +269,9 @@ TEST_F(HistoryTest, DeleteOfNothingRemovesAnUnreferencedExperiment) {
 }
 
 TEST_F(HistoryTest, FailedDeleteFailsAndKeepsTheExperiment) {
-  CSql(DatabaseFile())
-      .Run(
-          "INSERT INTO experiments (experimentID) VALUES (1); CREATE TRIGGER kept BEFORE DELETE ON history BEGIN "
-          "SELECT RAISE(FAIL, 'kept'); END");
+  CSql(DatabaseFile()).Run("INSERT INTO experiments (experimentID) VALUES (1)");
   Cache().WriteHistory(L"a", L"ada", 1, 1);
+  CSqliteSpy::FailStep(kDelete, SQLITE_CONSTRAINT);
   CSqliteSpy::Clear();
   EXPECT_EQ(Cache().DeleteHistory(0.0, 5.0, 1), -9);
   EXPECT_THAT(CSqliteSpy::TakeCalls(), ElementsAre("prepare " + kDelete, "bind_int 1 1", "bind_double 2 0",
@@ -224,10 +283,8 @@ TEST_F(HistoryTest, FailedDeleteFailsAndKeepsTheExperiment) {
 }
 
 TEST_F(HistoryTest, FailedDeleteOfTheExperimentIsIgnored) {
-  CSql(DatabaseFile())
-      .Run(
-          "INSERT INTO experiments (experimentID) VALUES (1); CREATE TRIGGER kept BEFORE DELETE ON experiments BEGIN "
-          "SELECT RAISE(FAIL, 'kept'); END");
+  CSql(DatabaseFile()).Run("INSERT INTO experiments (experimentID) VALUES (1)");
+  CSqliteSpy::FailStep(kDeleteExperiment, SQLITE_CONSTRAINT);
   EXPECT_EQ(Cache().DeleteHistory(0.0, 5.0, 1), 0);
   EXPECT_EQ(Experiments(), 1);
 }

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <random>
 
@@ -46,8 +47,6 @@ TEST(LargeTreeTest, IsInsertedListedAndDeleted) {
   }
 
   CSql sql(folder.Path("tree.db"));
-  // Deleting walks the table once for each item, so the owner of the file gives it an index, as a host may.
-  sql.Run("CREATE INDEX parents ON stored (storedParentID)");
   ASSERT_EQ(service->DeleteStoredItem(2), 0);
   int left = 0;
   std::vector<char> gone(kItems + 1, 0);
@@ -61,6 +60,46 @@ TEST(LargeTreeTest, IsInsertedListedAndDeleted) {
   ASSERT_EQ(service->DeleteStoredItem(1), 0);
   EXPECT_EQ(sql.Value("SELECT count(*) FROM stored"), "0");
 }
+
+// On a thread whose stack a recursion through all of them would overflow.
+void DeleteOnSmallStack(CServiceHandle& service, int storedID) {
+  struct SWork {
+    CServiceHandle* service;
+    int storedID;
+    std::int32_t result;
+  } work{&service, storedID, -1};
+  pthread_attr_t attributes;
+  ASSERT_EQ(pthread_attr_init(&attributes), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, 1 << 20), 0);
+  pthread_t thread{};
+  const auto run = [](void* context) -> void* {
+    auto* toDo = static_cast<SWork*>(context);
+    toDo->result = (*toDo->service)->DeleteStoredItem(toDo->storedID);
+    return nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, &attributes, run, &work), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+  EXPECT_EQ(work.result, 0);
+}
+
+// With 0 or the last item as the first one's parent.
+void DeleteChain(int parentOfFirst) {
+  CTempFolder folder;
+  UseInstalledComponents();
+  CServiceHandle service;
+  ASSERT_EQ(service.Open(folder.Wide("tree.db")), 0);
+  CSql sql(folder.Path("tree.db"));
+  sql.Run("PRAGMA journal_mode=WAL; WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < " +
+          std::to_string(kItems) + ") INSERT INTO stored SELECT i, i - 1, 'x', 0 FROM n; UPDATE stored SET " +
+          "storedParentID = " + std::to_string(parentOfFirst) + " WHERE storedID = 1");
+  DeleteOnSmallStack(service, 1);
+  EXPECT_EQ(sql.Value("SELECT count(*) FROM stored"), "0");
+}
+
+TEST(LargeTreeTest, LongChainIsDeleted) { DeleteChain(0); }
+
+TEST(LargeTreeTest, LongCircleIsDeleted) { DeleteChain(kItems); }
 
 }  // namespace
 }  // namespace qvtest

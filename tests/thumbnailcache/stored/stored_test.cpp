@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <map>
+#include <numeric>
 #include <random>
 
 #include "tests/thumbnailcache/support/service_test.h"
@@ -33,6 +35,20 @@ class StoredTest : public ServiceTest {
     EXPECT_EQ(Cache().InsertStoredItem(parent, name, flags, &id), 0);
     return id;
   }
+  // Items 1, 2, … each below the one before.
+  void InsertChain(int length) {
+    CSql(DatabaseFile())
+        .Run("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < " + std::to_string(length) +
+             ") INSERT INTO stored SELECT i, i - 1, 'x', 0 FROM n");
+  }
+  // Of the calls recorded, in order.
+  static std::vector<int> DeletedIds() {
+    std::vector<int> deleted;
+    const auto calls = CSqliteSpy::TakeCalls();
+    for (std::size_t i = 0; i + 1 < calls.size(); ++i)
+      if (calls[i] == "prepare " + kDelete) deleted.push_back(std::stoi(calls[i + 1].substr(11)));
+    return deleted;
+  }
   std::vector<std::string> Rows() {
     return CSql(DatabaseFile()).Rows("SELECT storedID, storedParentID, filename, flags FROM stored ORDER BY storedID");
   }
@@ -63,15 +79,15 @@ TEST_F(StoredTest, InsertWithoutANameFails) {
 TEST_F(StoredTest, FailedInsertIsReportedAndGivesThePreviousId) {
   Insert(1, L"a");
   Insert(1, L"b");
-  CSql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON stored BEGIN SELECT RAISE(FAIL, 'no room'); END");
+  CSql(DatabaseFile()).Run("CREATE UNIQUE INDEX one ON stored(filename)");
   int id = 77;
-  EXPECT_EQ(Cache().InsertStoredItem(1, L"c", 0, &id), SQLITE_CONSTRAINT);
+  EXPECT_EQ(Cache().InsertStoredItem(1, L"b", 0, &id), SQLITE_CONSTRAINT);
   EXPECT_EQ(id, 2);
   const auto messages = m_diag.Take();
   ASSERT_THAT(messages, SizeIs(2));
-  EXPECT_EQ(messages[0].text, std::wstring(kStepFailed) + L"no room");
+  EXPECT_EQ(messages[0].text, std::wstring(kStepFailed) + L"UNIQUE constraint failed: stored.filename");
   EXPECT_EQ(messages[0].line, 1836);
-  EXPECT_EQ(messages[1].text, std::wstring(kFinalizeFailed) + L"no room");
+  EXPECT_EQ(messages[1].text, std::wstring(kFinalizeFailed) + L"UNIQUE constraint failed: stored.filename");
   EXPECT_EQ(messages[1].line, 1842);
   for (const SDiag& message : messages) {
     EXPECT_EQ(message.file, kSource);
@@ -111,14 +127,103 @@ TEST_F(StoredTest, UpdateOfAnUnknownItemFails) {
 
 TEST_F(StoredTest, FailedUpdateIsReportedAndReturnsZero) {
   const int id = Insert(7, L"a", 3);
-  CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE UPDATE ON stored BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  Insert(7, L"b", 3);
+  CSql(DatabaseFile()).Run("CREATE UNIQUE INDEX one ON stored(filename)");
   EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"b", 3), 0);
   const auto messages = m_diag.Take();
   ASSERT_THAT(messages, SizeIs(1));
-  EXPECT_EQ(messages[0].text, std::wstring(kStepFailed) + L"kept");
+  EXPECT_EQ(messages[0].text, std::wstring(kStepFailed) + L"UNIQUE constraint failed: stored.filename");
   EXPECT_EQ(messages[0].line, 1800);
   EXPECT_EQ(messages[0].file, kSource);
+  EXPECT_THAT(Rows(), ElementsAre("1|7|a|3", "2|7|b|3"));
+  CSqliteSpy::FinalizeOpenStatements();
+}
+
+TEST_F(StoredTest, UpdateThatMeetsABusyDatabaseIsTakenBack) {
+  const int id = Insert(7, L"a", 3);
+  sqlite3_busy_timeout(CSqliteSpy::Connection(), 0);
+  CSql other(DatabaseFile());
+  other.Run("BEGIN; SELECT * FROM stored");
+  CSqliteSpy::Clear();
+  EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"b", 3), 0);
+  const auto calls = CSqliteSpy::TakeCalls();
+  ASSERT_GE(calls.size(), 3u);
+  EXPECT_THAT(std::vector<std::string>(calls.end() - 3, calls.end()), ElementsAre("step 5", "clear", "reset"));
+  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(std::wstring(kStepFailed) + L"database is locked"));
+  other.Run("COMMIT");
+
+  EXPECT_TRUE(sqlite3_get_autocommit(CSqliteSpy::Connection()));
+  EXPECT_EQ(Insert(7, L"later"), id + 1);
+  EXPECT_THAT(Rows(), ElementsAre("1|7|a|3", "2|7|later|0")) << "another connection sees the later write";
+  EXPECT_NO_THROW(other.Run("DELETE FROM stored WHERE storedID = 2")) << "nor is it locked out";
+  EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"b", 3), 0);
+  EXPECT_THAT(Rows(), ElementsAre("1|7|b|3"));
+}
+
+TEST_F(StoredTest, UpdateThatFailsInAnyWayIsTakenBack) {
+  const int id = Insert(7, L"a", 3);
+  for (const int result : {SQLITE_IOERR, SQLITE_NOMEM, SQLITE_FULL, SQLITE_LOCKED, SQLITE_ROW}) {
+    CSqliteSpy::FailStep(kUpdate, result);
+    CSqliteSpy::Clear();
+    EXPECT_EQ(Cache().UpdateStoredItem(id, 7, L"b", 3), 0);
+    const auto calls = CSqliteSpy::TakeCalls();
+    EXPECT_EQ(calls.back(), "reset") << result;
+    EXPECT_EQ(Insert(7, L"later"), id + 1);
+    CSql(DatabaseFile()).Run("DELETE FROM stored WHERE storedID > 1");
+  }
   EXPECT_THAT(Rows(), ElementsAre("1|7|a|3"));
+}
+
+TEST_F(StoredTest, ValueThatCannotBeBoundIsNotWrittenAsNothing) {
+  const int id = Insert(7, L"a", 3);
+  sqlite3_limit(CSqliteSpy::Connection(), SQLITE_LIMIT_LENGTH, 500);
+  const std::wstring longName(501, L'x');
+  int newID = 0;
+  EXPECT_EQ(Cache().InsertStoredItem(1, longName.c_str(), 0, &newID), SQLITE_TOOBIG);
+  const auto texts = m_diag.TakeTexts();
+  ASSERT_THAT(texts, SizeIs(2));
+  EXPECT_EQ(texts[0], std::wstring(kStepFailed) + L"string or blob too big");
+  EXPECT_TRUE(texts[1].starts_with(kFinalizeFailed));
+  EXPECT_EQ(Cache().UpdateStoredItem(id, 7, longName.c_str(), 3), 0);
+  EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(std::wstring(kStepFailed) + L"string or blob too big"));
+  EXPECT_THAT(Rows(), ElementsAre("1|7|a|3"));
+}
+
+TEST_F(StoredTest, OperationsThatCannotBePreparedDoNotSucceed) {
+  Insert(7, L"a", 3);
+  std::vector<int> ids;
+  std::vector<CQvStringW> names;
+  CSqliteSpy::FailPrepare(kInsert, SQLITE_NOMEM);
+  EXPECT_EQ(Cache().InsertStoredItem(1, L"b", 0, nullptr), SQLITE_NOMEM);
+  CSqliteSpy::FailPrepare(kChildren, SQLITE_IOERR);
+  EXPECT_EQ(Cache().GetStoredChildren(7, &ids, &names), SQLITE_IOERR);
+  CSqliteSpy::FailPrepare(kDelete, SQLITE_BUSY);
+  EXPECT_EQ(Cache().DeleteStoredItem(1), SQLITE_BUSY);
+  EXPECT_THAT(Rows(), ElementsAre("1|7|a|3"));
+}
+
+TEST_F(StoredTest, OperationsSurviveATableThatIsGone) {
+  CSql(DatabaseFile()).Run("DROP TABLE stored");
+  int id = 0;
+  std::vector<int> ids;
+  std::vector<CQvStringW> names;
+  Cache().InsertStoredItem(1, L"a", 0, &id);
+  EXPECT_EQ(Cache().UpdateStoredItem(1, 2, L"a", 0), -9);
+  Cache().GetStoredChildren(1, &ids, &names);
+  Cache().DeleteStoredItem(1);
+  EXPECT_THAT(ids, IsEmpty());
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), IsEmpty());
+}
+
+TEST_F(StoredTest, UpdateThatCannotBePreparedIsSurvived) {
+  const int id = Insert(7, L"a", 3);
+  CSqliteSpy::SetPrepareHook([&](const std::string& text) {
+    if (text == kUpdate) CSql(DatabaseFile()).Run("ALTER TABLE stored RENAME TO gone");
+  });
+  // The first step of the statement that follows sees the new schema.
+  Cache().UpdateStoredItem(id, 7, L"b", 3);
+  Cache().UpdateStoredItem(id, 7, L"c", 3);
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT filename FROM gone"), "a");
   CSqliteSpy::FinalizeOpenStatements();
 }
 
@@ -243,16 +348,107 @@ TEST_F(StoredTest, DeleteRecursesThroughTheInterface) {
   EXPECT_THAT(Rows(), SizeIs(2)) << "the item itself is gone";
 }
 
+TEST_F(StoredTest, DeepChainHasTheStatementsOfAShallowOne) {
+  constexpr int kLength = 250;
+  InsertChain(kLength);
+  CSqliteSpy::Clear();
+  EXPECT_EQ(Cache().DeleteStoredItem(1), 0);
+  std::vector<std::string> expected(kLength, kChildIds);
+  expected.insert(expected.end(), kLength, kDelete);
+  EXPECT_EQ(CSqliteSpy::TakeTraced(), expected);
+  EXPECT_EQ(DeletedIds().front(), kLength);
+}
+
+TEST_F(StoredTest, EveryItemOfAChainIsAskedForOnce) {
+  static std::map<int, int> asked;
+  static int depth, deepest;
+  static std::int32_t (*own)(IQvThumbnailCache*, int);
+  asked.clear();
+  depth = deepest = 0;
+  constexpr int kLength = 2000;
+  InsertChain(kLength);
+  own = reinterpret_cast<std::int32_t (*)(IQvThumbnailCache*, int)>((*reinterpret_cast<void***>(&Cache()))[30]);
+  {
+    const auto count = +[](IQvThumbnailCache* cache, int id) -> std::int32_t {
+      ++asked[id];
+      deepest = std::max(deepest, ++depth);
+      const std::int32_t result = own(cache, id);
+      --depth;
+      return result;
+    };
+    const CReplacedSlot replaced(Cache(), 30, reinterpret_cast<void*>(count));
+    EXPECT_EQ(Cache().DeleteStoredItem(1), 0);
+  }
+  EXPECT_THAT(asked, SizeIs(kLength));
+  for (const auto& [id, times] : asked) EXPECT_EQ(times, 1) << id;
+  EXPECT_LT(deepest, 200);
+  EXPECT_THAT(Rows(), IsEmpty());
+}
+
+TEST_F(StoredTest, CircleIsDeletedOnce) {
+  for (const int length : {1, 2, 3, 150, 400}) {
+    InsertChain(length);
+    CSql(DatabaseFile()).Run("UPDATE stored SET storedParentID = " + std::to_string(length) + " WHERE storedID = 1");
+    const int bystander = Insert(0, L"bystander");
+    CSqliteSpy::Clear();
+    EXPECT_EQ(Cache().DeleteStoredItem(1), 0);
+    std::vector<int> expected(static_cast<std::size_t>(length));
+    std::iota(expected.rbegin(), expected.rend(), 1);
+    EXPECT_EQ(DeletedIds(), expected);
+    EXPECT_THAT(Rows(), ElementsAre(std::to_string(bystander) + "|0|bystander|0"));
+    EXPECT_EQ(Cache().DeleteStoredItem(bystander), 0);
+  }
+}
+
+TEST_F(StoredTest, CircleBesideTheItemIsDeletedOnce) {
+  CSql(DatabaseFile())
+      .Run(
+          "INSERT INTO stored VALUES (1, 0, 'root', 0), (2, 1, 'a', 0), (3, 2, 'b', 0), (4, 3, 'c', 0);"
+          "UPDATE stored SET storedParentID = 4 WHERE storedID = 2; INSERT INTO stored VALUES (5, 2, 'd', 0)");
+  EXPECT_EQ(Cache().DeleteStoredItem(1), 0);
+  EXPECT_THAT(Rows(), SizeIs(4)) << "nothing leads from the root to the circle";
+  EXPECT_EQ(Cache().DeleteStoredItem(3), 0);
+  EXPECT_THAT(Rows(), IsEmpty());
+}
+
+TEST_F(StoredTest, ItemThatIsInsertedAgainIsDeletedAgain) {
+  const int root = Insert(0, L"root");
+  for (int round = 0; round < 3; ++round) {
+    EXPECT_EQ(Cache().DeleteStoredItem(root), 0);
+    EXPECT_THAT(Rows(), IsEmpty());
+    EXPECT_EQ(Insert(0, L"root"), root);
+  }
+}
+
+// Children are looked for one by one as long as that is quick, then in a list of all items: with the same result.
+TEST_F(StoredTest, LargeTableIsSearchedAsASmallOne) {
+  CSql(DatabaseFile())
+      .Run(
+          "WITH RECURSIVE n(i) AS (SELECT 1000 UNION ALL SELECT i + 1 FROM n WHERE i < 40000) INSERT INTO stored "
+          "SELECT i, -1, 'bystander', 0 FROM n;"
+          "INSERT INTO stored VALUES (50, NULL, 'no parent', 0), (51, 'text', 'odd', 0), (52, 4294967306, 'far', 0),"
+          "(53, 10.5, 'half', 0)");
+  InsertChain(20);
+  for (int child = 60; child < 70; ++child)
+    CSql(DatabaseFile()).Run("INSERT INTO stored VALUES (" + std::to_string(child) + ", 20, 'leaf', 0)");
+  CSqliteSpy::Clear();
+  EXPECT_EQ(Cache().DeleteStoredItem(1), 0);
+  std::vector<int> expected;
+  for (int leaf = 60; leaf < 70; ++leaf) expected.push_back(leaf);
+  for (int id = 20; id > 0; --id) expected.push_back(id);
+  EXPECT_EQ(DeletedIds(), expected);
+  EXPECT_EQ(Cache().DeleteStoredItem(0), 0);
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM stored WHERE storedID < 1000"), "4");
+}
+
 TEST_F(StoredTest, DeleteOfAnUnknownItemIsNoFailure) { EXPECT_EQ(Cache().DeleteStoredItem(99), 0); }
 
 TEST_F(StoredTest, FailedChildDoesNotKeepTheParent) {
   const int root = Insert(0, L"root"), child = Insert(root, L"child");
-  CSql(DatabaseFile())
-      .Run(
-          "CREATE TRIGGER kept BEFORE DELETE ON stored WHEN OLD.filename = 'child' BEGIN SELECT RAISE(FAIL, 'kept'); "
-          "END");
+  CSqliteSpy::FailStep(kDelete, SQLITE_CONSTRAINT);  // the child's comes first
   EXPECT_EQ(Cache().DeleteStoredItem(root), 0);
   EXPECT_THAT(Rows(), ElementsAre(std::to_string(child) + "|1|child|0"));
+  CSqliteSpy::FailFinalize(kDelete, SQLITE_CONSTRAINT);
   EXPECT_EQ(Cache().DeleteStoredItem(child), SQLITE_CONSTRAINT);
   EXPECT_TRUE(m_diag.Take().empty());
 }
@@ -267,10 +463,7 @@ TEST_F(StoredTest, DeleteLeavesExperimentsAndHistory) {
 }
 
 TEST_F(StoredTest, DeepChainIsDeleted) {
-  CSql(DatabaseFile())
-      .Run(
-          "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 300) INSERT INTO stored SELECT i, "
-          "i - 1, 'x', 0 FROM n");
+  InsertChain(300);
   EXPECT_EQ(Cache().DeleteStoredItem(1), 0);
   EXPECT_THAT(Rows(), IsEmpty());
 }

@@ -76,7 +76,8 @@ SLookup Get(IQvThumbnailCache& cache, const SQvThumbnailDescription& desc, std::
 std::uint32_t PeekState(IQvThumbnailCache& cache, const SQvThumbnailDescription& desc) {
   constexpr std::uint64_t kPasserBy = 0xFFFF0000FFFF0000u;
   const SLookup look = Get(cache, desc, kPasserBy);
-  if (look.HasPicture()) cache.ReleaseThumbnail(kPasserBy, desc);
+  // A record's thumbnail may be ready or stale without a picture.
+  if (look.state == kQvThumbnailReady || look.state == kQvThumbnailStale) cache.ReleaseThumbnail(kPasserBy, desc);
   return look.state;
 }
 

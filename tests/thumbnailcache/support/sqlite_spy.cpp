@@ -21,7 +21,7 @@ struct SState {
   std::vector<std::string> traced, prepared, calls;
   std::vector<sqlite3*> connections;
   sqlite3* last = nullptr;
-  std::vector<SFault> stepFaults, finalizeFaults;
+  std::vector<SFault> stepFaults, finalizeFaults, prepareFaults;
   std::string redirect;
   int busyOverride = -1;
   std::function<void(const std::string&)> prepareHook, stepHook;
@@ -169,15 +169,21 @@ QV_EXPORT int sqlite3_busy_timeout(sqlite3* db, int milliseconds) {
 QV_EXPORT int sqlite3_prepare_v2(sqlite3* db, const char* sql, int length, sqlite3_stmt** statement,
                                  const char** tail) {
   std::function<void(const std::string&)> hook;
+  int fault = 0;
   {
     std::lock_guard lock(State().mutex);
     if (Watched(db)) {
+      fault = TakeFault(State().prepareFaults, sql);
       Note("prepare ", sql, length == -1 ? "" : " with length", tail ? " with tail" : "");
       State().prepared.push_back(sql);
       hook = State().prepareHook;
     }
   }
   if (hook) hook(sql);
+  if (fault != 0) {
+    *statement = nullptr;
+    return fault;
+  }
   return CallReal(REAL(sqlite3_prepare_v2), db, sql, length, statement, tail);
 }
 
@@ -318,6 +324,7 @@ void CSqliteSpy::Reset() {
     State().last = nullptr;
     State().stepFaults.clear();
     State().finalizeFaults.clear();
+    State().prepareFaults.clear();
     State().redirect.clear();
     State().busyOverride = -1;
     State().prepareHook = nullptr;
@@ -382,6 +389,11 @@ void CSqliteSpy::FailStep(const std::string& text, int result, int times) {
 void CSqliteSpy::FailFinalize(const std::string& text, int result, int times) {
   std::lock_guard lock(State().mutex);
   State().finalizeFaults.push_back({text, result, times});
+}
+
+void CSqliteSpy::FailPrepare(const std::string& text, int result, int times) {
+  std::lock_guard lock(State().mutex);
+  State().prepareFaults.push_back({text, result, times});
 }
 
 void CSqliteSpy::RedirectOpens(const std::string& path) {

@@ -40,6 +40,8 @@ class CSqliteSpy {
   // (after finalizing).
   static void FailStep(const std::string& text, int result, int times = 1);
   static void FailFinalize(const std::string& text, int result, int times = 1);
+  // The next sqlite3_prepare_v2 of such a text gives `result` and no statement.
+  static void FailPrepare(const std::string& text, int result, int times = 1);
   // Opens go to this file instead of the path asked for, which is recorded all the same.
   static void RedirectOpens(const std::string& path);
   // Replaces the busy timeout that the component asks for.

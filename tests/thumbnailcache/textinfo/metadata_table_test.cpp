@@ -1,6 +1,7 @@
-#include <fcntl.h>
-#include <sys/stat.h>
+#include <ctime>
+#include <fstream>
 
+#include "tests/thumbnailcache/support/file_times.h"
 #include "tests/thumbnailcache/textinfo/textinfo_test.h"
 
 namespace qvtest {
@@ -38,11 +39,19 @@ class MetadataTableTest : public ServiceTest {
     CSqliteSpy::Clear();
   }
 
-  static void SetTime(const std::wstring& path, std::int64_t ticks) {
-    // 100-nanosecond steps since 1601 to the file system's clock.
-    const std::int64_t since1970 = ticks - 116444736000000000;
-    const timespec times[2] = {{0, UTIME_OMIT}, {since1970 / 10000000, since1970 % 10000000 * 100}};
-    ASSERT_EQ(utimensat(AT_FDCWD, Utf8(path).c_str(), times, 0), 0);
+  static void SetTime(const std::wstring& path, std::int64_t ticks) { SetLastWrite(path, ticks); }
+  // New content, and the last-write time as it was.
+  static void Rewrite(const std::wstring& path, const std::string& content) {
+    const timespec before = LastWrite(path);
+    std::ofstream(Utf8(path)) << content;
+    SetLastWrite(path, before);
+  }
+
+  // A plain file that says to be as large as the other.
+  static SFile MakePlain() {
+    SFile file;
+    file.metadata.fileSize = MakeRich().metadata.fileSize;
+    return file;
   }
 
   // A file whose every value differs from every other.
@@ -152,6 +161,103 @@ TEST_F(MetadataTableTest, OnlyTheLowHalfOfTheTimeCounts) {
   EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "123.0");
 }
 
+TEST_F(MetadataTableTest, FileOfAnotherSizeIsReadAgainThoughItsTimeIsTheSame) {
+  for (const std::string content : {"some more content", "less"}) {
+    SFile file = MakeRich();
+    file.metadata.fileSize = 7;
+    const std::wstring path = MakeFile("f" + content + ".tif", file);
+    SetTime(path, kBase + 77);
+    STextInfo all;
+    EXPECT_EQ(all.Read(Cache(), path), 0);
+    CSql(DatabaseFile())
+        .Run("DELETE FROM cache; INSERT INTO cache (filename, flags) VALUES ('" + Utf8(path) + "', 0), ('" +
+             Utf8(path) + "', 1), ('other', 0)");
+    Rewrite(path, content);
+    SFile changed;
+    changed.metadata.fileSize = static_cast<std::int64_t>(content.size());
+    Script().SetFile(path, changed);
+    EXPECT_EQ(all.Read(Cache(), path), 0);
+    EXPECT_EQ(all.info.width, 400u);
+    EXPECT_EQ(all.fileSize, changed.metadata.fileSize);
+    EXPECT_THAT(
+        CSql(DatabaseFile())
+            .Rows("SELECT lastWritten, M_width, M_fileSize FROM metadata WHERE filename = '" + Utf8(path) + "'"),
+        ElementsAre("77.0|400|" + std::to_string(content.size())));
+    EXPECT_THAT(CSql(DatabaseFile()).Rows("SELECT filename FROM cache"), ElementsAre("other"))
+        << "its thumbnails show the former content";
+    CSqliteSpy::Clear();
+    EXPECT_EQ(all.Read(Cache(), path), 0);
+    EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect));
+  }
+}
+
+TEST_F(MetadataTableTest, RowOfASizeThatOnlyTheImageFileKnowsIsServed) {
+  const std::wstring path = MakeFile("a.tif", MakeRich());
+  STextInfo all;
+  EXPECT_EQ(all.Read(Cache(), path), 0);
+  SetTime(path, kBase + 5);
+  EXPECT_EQ(all.Read(Cache(), path), 0);
+  for (const SFile& other : {MakePlain(), SFile()}) {
+    Script().SetFile(path, other);
+    CSqliteSpy::Clear();
+    EXPECT_EQ(all.Read(Cache(), path), 0);
+    EXPECT_EQ(all.info.width, 101u);
+    EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect));
+  }
+}
+
+TEST_F(MetadataTableTest, RowWithoutASizeIsServed) {
+  SFile file = MakeRich();
+  file.metadata.fileSize = 0;
+  const std::wstring path = MakeFile("a.tif", file);
+  STextInfo all;
+  EXPECT_EQ(all.Read(Cache(), path), 0);
+  Script().SetFile(path, SFile());
+  EXPECT_EQ(all.Read(Cache(), path), 0);
+  EXPECT_EQ(all.info.width, 101u);
+}
+
+TEST_F(MetadataTableTest, StampIsTheOneBeforeTheFileWasRead) {
+  const std::wstring path = MakeFile("a.tif", MakeRich());
+  SetTime(path, kBase + 100);
+  CSqliteSpy::SetStepHook([&](const std::string& text) {
+    if (text == kSelect) SetTime(path, kBase + 200);
+  });
+  STextInfo all;
+  EXPECT_EQ(all.Read(Cache(), path), 0);
+  CSqliteSpy::SetStepHook(nullptr);
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "100.0");
+  Script().SetFile(path, SFile());
+  EXPECT_EQ(all.Read(Cache(), path), 0);
+  EXPECT_EQ(all.info.width, 400u) << "what was written meanwhile is seen";
+}
+
+TEST_F(MetadataTableTest, YoungFileIsReadAgainWhenAnythingOfItChanged) {
+  const std::wstring path = MakeFile("a.tif", MakeRich());
+  STextInfo all;
+  EXPECT_EQ(all.Read(Cache(), path), 0);
+  CSqliteSpy::Clear();
+  EXPECT_EQ(all.Read(Cache(), path), 0);
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect)) << "unchanged";
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));  // the file system's clock ticks
+  Rewrite(path, "CONTENT");
+  Script().SetFile(path, MakePlain());
+  EXPECT_EQ(all.Read(Cache(), path), 0);
+  EXPECT_EQ(all.info.width, 400u);
+}
+
+TEST_F(MetadataTableTest, NothingIsStoredOfAYoungFileWhoseStampsAreSeconds) {
+  const std::wstring path = MakeFile("a.tif", MakeRich());
+  SetLastWrite(path, timespec{std::time(nullptr), 0});
+  STextInfo all;
+  EXPECT_EQ(all.Read(Cache(), path), 0);
+  EXPECT_EQ(all.info.width, 101u);
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "0");
+  SetLastWrite(path, timespec{std::time(nullptr) - 10, 0});
+  EXPECT_EQ(all.Read(Cache(), path), 0);
+  EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT count(*) FROM metadata"), "1");
+}
+
 TEST_F(MetadataTableTest, StampIsUnsigned) {
   const std::wstring path = MakeFile("a.tif");
   SetTime(path, kBase + 0xFFFFFFF0LL);
@@ -256,16 +362,30 @@ TEST_F(MetadataTableTest, FailedDeleteSkipsTheInsertSilently) {
   CSqliteSpy::FinalizeOpenStatements();
 }
 
+TEST_F(MetadataTableTest, SavingSurvivesATableThatIsGone) {
+  CSql(DatabaseFile()).Run("DROP TABLE metadata");
+  const std::wstring path = MakeFile("a.tif", MakeRich());
+  STextInfo all;
+  EXPECT_EQ(all.Read(Cache(), path), 0);
+  EXPECT_EQ(all.info.width, 101u);
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), IsEmpty());
+}
+
 TEST_F(MetadataTableTest, FailedInsertIsReportedTwiceAndChangesNoResult) {
-  CSql(DatabaseFile()).Run("CREATE TRIGGER full BEFORE INSERT ON metadata BEGIN SELECT RAISE(FAIL, 'no room'); END");
+  CSql(DatabaseFile())
+      .Run("CREATE UNIQUE INDEX one ON metadata(M_width); INSERT INTO metadata (filename, M_width) VALUES ('b', 101)");
   const std::wstring path = MakeFile("a.tif", MakeRich());
   STextInfo all;
   EXPECT_EQ(all.Read(Cache(), path), 0);
   const auto messages = m_diag.Take();
   ASSERT_THAT(messages, SizeIs(2));
-  EXPECT_EQ(messages[0].text, L"THUMBCACHE: SaveFileTextInfoToDatabase - sqlite3_step failed: no room");
+  EXPECT_EQ(
+      messages[0].text,
+      L"THUMBCACHE: SaveFileTextInfoToDatabase - sqlite3_step failed: UNIQUE constraint failed: metadata.M_width");
   EXPECT_EQ(messages[0].line, 2640);
-  EXPECT_EQ(messages[1].text, L"THUMBCACHE: SaveFileTextInfoToDatabase - sqlite3_finalize failed: no room");
+  EXPECT_EQ(
+      messages[1].text,
+      L"THUMBCACHE: SaveFileTextInfoToDatabase - sqlite3_finalize failed: UNIQUE constraint failed: metadata.M_width");
   EXPECT_EQ(messages[1].line, 2646);
   for (const SDiag& message : messages) {
     EXPECT_EQ(message.file, kSource);
@@ -279,7 +399,7 @@ TEST_F(MetadataTableTest, OldRowsStayWhenTheirDeleteFails) {
   STextInfo all;
   all.Read(Cache(), path);
   SetTime(path, kBase + 2);
-  CSql(DatabaseFile()).Run("CREATE TRIGGER kept BEFORE DELETE ON metadata BEGIN SELECT RAISE(FAIL, 'kept'); END");
+  CSqliteSpy::FailStep(kDelete, SQLITE_CONSTRAINT);
   EXPECT_EQ(all.Read(Cache(), path), 0);
   EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT lastWritten FROM metadata"), "1.0");
   CSqliteSpy::FinalizeOpenStatements();

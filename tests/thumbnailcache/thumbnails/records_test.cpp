@@ -228,6 +228,47 @@ INSTANTIATE_TEST_SUITE_P(Blobs, BadRowTest,
                                            SBadBlob{"cut_short", MakeStream(20, 10, 3, 8, 1, 50), kBadPixels}),
                          [](const auto& instance) { return instance.param.name; });
 
+TEST_F(RecordsTest, PictureFarLargerThanItsBoxIsMadeAnewUndecoded) {
+  Cache().SetThumbnailBox(10, 5, false);
+  Cache().SetThumbnailBox(20, 10, true);
+  const struct {
+    std::uint32_t width, height;
+    int quality;
+    bool served;
+  } rows[] = {{80, 40, 0, true},        {81, 40, 0, false},   {80, 41, 0, false}, {160, 80, 1, true},
+              {161, 80, 1, false},      {160, 81, 1, false},  {81, 1, 1, true},   {0xFFFFFFFF, 1, 0, false},
+              {65500, 65500, 0, false}, {1, 0xFFFF, 1, false}};
+  int number = 0;
+  for (const auto& row : rows) {
+    const std::wstring path = MakeFile("f" + std::to_string(number++) + ".tif");
+    InsertRow(Utf8(path), 0, 5, row.quality,
+              MakeStream(row.width, row.height, 3, 8, 1, row.served ? row.width * row.height * 3 : 10));
+    CPlatformSpy::Record(true);
+    RequestNow(Cache(), {Describe(path)});
+    EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
+    EXPECT_EQ(Script().RenderCount(path), row.served ? 0 : 1) << row.width << "x" << row.height;
+    if (!row.served) {
+      EXPECT_THAT(m_diag.TakeTexts(), ElementsAre(kBadPicture));
+      EXPECT_THAT(CPlatformSpy::TakeCalls({"Reinit"}), SizeIs(1)) << "only the new picture took memory";
+    }
+    Cache().PurgeUnusedThumbnails();
+    RequestNow(Cache(), {Describe(path)});
+    EXPECT_EQ(Script().RenderCount(path), row.served ? 0 : 1) << "the row was replaced";
+  }
+  EXPECT_TRUE(m_diag.Take().empty());
+}
+
+TEST_F(RecordsTest, HugeRowIsMadeAnew) {
+  const std::wstring path = MakeFile("a.tif");
+  CSql(DatabaseFile())
+      .Run("INSERT INTO cache (filename, flags, lastWritten, binData, quality) VALUES ('" + Utf8(path) +
+           "', 0, 1, zeroblob(68000000), 0)");
+  RequestNow(Cache(), {Describe(path)});
+  EXPECT_EQ(PeekState(Cache(), Describe(path)), kQvThumbnailReady);
+  EXPECT_EQ(Script().RenderCount(path), 1);
+  EXPECT_LT(CSql(DatabaseFile()).Number("SELECT max(length(binData)) FROM cache"), 1000000);
+}
+
 TEST_F(RecordsTest, MissingCodecFailsTheEntry) {
   InsertRow(Utf8(m_ownerless), 0, 5, 0, MakeStream(20, 10, 3, 8, 1));
   Script().FailCodecByName(-9);
@@ -355,6 +396,18 @@ TEST_F(RecordsTest, FailedDeleteSkipsTheInsertSilently) {
   CSqliteSpy::FinalizeOpenStatements();
 }
 
+TEST_F(RecordsTest, SavingSurvivesTablesThatAreGone) {
+  CRecordingListener listener(Cache());
+  CSql(DatabaseFile()).Run("DROP TABLE cache; DROP TABLE metadata");
+  const std::wstring now = MakeFile("now.tif"), queued = MakeFile("queued.tif");
+  RequestNow(Cache(), {Describe(now)});
+  Queue(Cache(), {Describe(queued)});
+  listener.WaitFor(queued);
+  EXPECT_EQ(PeekState(Cache(), Describe(now)), kQvThumbnailReady);
+  EXPECT_EQ(PeekState(Cache(), Describe(queued)), kQvThumbnailReady);
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), IsEmpty());
+}
+
 TEST_F(RecordsTest, CloseFinishesWhatWasLeft) {
   sqlite3_busy_timeout(CSqliteSpy::Connection(), 0);
   {
@@ -371,13 +424,17 @@ TEST_F(RecordsTest, CloseFinishesWhatWasLeft) {
 
 TEST_F(RecordsTest, FailedInsertIsReportedTwice) {
   CSql(DatabaseFile())
-      .Run("CREATE TRIGGER full BEFORE INSERT ON cache BEGIN SELECT RAISE(FAIL, 'no \xC3\xA4 room'); END");
+      .Run(
+          "DROP TABLE cache; CREATE TABLE cache (filename TEXT, lastWritten REAL, flags INTEGER, binData BLOB, quality "
+          "INTEGER, \xC3\xA4 TEXT NOT NULL)");
   const std::wstring path = MakeFile("a.tif");
   RequestNow(Cache(), {Describe(path)});
   const auto messages = m_diag.Take();
   ASSERT_THAT(messages, SizeIs(2));
-  EXPECT_EQ(messages[0].text, L"THUMBCACHE: SaveThumbnailToDatabase - sqlite3_step failed: no \u00E4 room");
-  EXPECT_EQ(messages[1].text, L"THUMBCACHE: SaveThumbnailToDatabase - sqlite3_finalize failed: no \u00E4 room");
+  EXPECT_EQ(messages[0].text,
+            L"THUMBCACHE: SaveThumbnailToDatabase - sqlite3_step failed: NOT NULL constraint failed: cache.\u00E4");
+  EXPECT_EQ(messages[1].text,
+            L"THUMBCACHE: SaveThumbnailToDatabase - sqlite3_finalize failed: NOT NULL constraint failed: cache.\u00E4");
   for (const SDiag& message : messages) {
     EXPECT_EQ(message.format, L"%s");
     EXPECT_EQ(message.file, kSource);

@@ -35,6 +35,22 @@ SOverviewChannel DescribeChannel(const SImageJ& imageJ, std::uint32_t index) {
   return channel;
 }
 
+// ImageJ writes the planes first and their directories behind them, so a file that has lost its end, or does not have
+// it yet, looks like a stack under one directory or like a single plane. Its description tells what there should be.
+void RequireWhole(STiffFile& file, const SImageJ& imageJ, const SPage& first) {
+  constexpr const char* kCut = "The file ends before the last plane of its ImageJ stack";
+  if (file.chainLeadsOut && file.chain.size() < imageJ.images) throw CDamagedError(kCut);
+  const bool isRow = file.chain.size() == 1 && imageJ.images > 1 && first.compression == COMPRESSION_NONE &&
+                     !first.tiled && first.bits % 8 == 0;
+  if (!isRow) return;
+  file.handle.Select(file.chain.front().offset);
+  const std::uint64_t start = TIFFGetStrileOffset(file.handle.Get(), 0);
+  const std::uint64_t size = file.input->Size();
+  if (start > size || (size - start) / std::max<std::uint64_t>(PlaneBytes(first), 1) < imageJ.images) {
+    throw CDamagedError(kCut);
+  }
+}
+
 // Whether the sizes account for the planes that the file holds.
 bool SizesFit(const STiffFile& file, const SImageJ& imageJ) noexcept {
   const std::uint64_t planes = std::uint64_t{imageJ.channels} * imageJ.slices * imageJ.frames;
@@ -45,6 +61,8 @@ bool SizesFit(const STiffFile& file, const SImageJ& imageJ) noexcept {
 
 bool OpenImageJDataset(CFileSet& files, const SImageJ& imageJ, SDataset* dataset) {
   STiffFile& file = files.Main();
+  const SPage first = ReadPage(file.handle, file.chain.front().offset);
+  RequireWhole(file, imageJ, first);
   if (!SizesFit(file, imageJ)) return false;
   SDataset result;
   result.kind = SDataset::EKind::kImageJ;
@@ -52,7 +70,6 @@ bool OpenImageJDataset(CFileSet& files, const SImageJ& imageJ, SDataset* dataset
   result.sizeC = imageJ.channels;
   result.sizeZ = imageJ.slices;
   result.sizeT = imageJ.frames;
-  const SPage first = ReadPage(file.handle, file.chain.front().offset);
   const std::uint64_t middle = std::uint64_t{imageJ.slices / 2} * imageJ.channels;
   for (std::uint32_t c = 0; c < std::min(imageJ.channels, kMaxOverviewChannels); ++c) {
     SOverviewChannel channel = DescribeChannel(imageJ, c);

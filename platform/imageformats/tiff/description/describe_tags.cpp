@@ -39,7 +39,8 @@ void Calibrate(TIFF* tiff, SImageMetadata* metadata) {
 void ApplyDate(const std::string& date, SImageMetadata* metadata) {
   CQvStringW text;
   double julianDay = 0.0;
-  if (!ParseExifDate(date.c_str(), 0, &text, &julianDay)) return SetIfEmpty(metadata->text.date, TextOf(date));
+  if (!ParseExifDate(date.c_str(), std::nullopt, &text, &julianDay))
+    return SetIfEmpty(metadata->text.date, TextOf(date));
   SetIfEmpty(metadata->text.date, text);
   if (metadata->acquisitionTime == 0.0) metadata->acquisitionTime = julianDay;
 }

@@ -13,7 +13,7 @@ constexpr std::size_t kMaxNames = 4096;
 }  // namespace
 
 STiffFile::STiffFile(std::shared_ptr<const CInput> source)
-    : input(std::move(source)), chain(ReadIfdChain(*input)), handle(input) {}
+    : input(std::move(source)), chain(ReadIfdChain(*input, &chainLeadsOut)), handle(input) {}
 
 CFileSet::CFileSet(std::shared_ptr<const CInput> input) {
   m_files.push_back(std::make_unique<STiffFile>(std::move(input)));

@@ -16,6 +16,7 @@ struct STiffFile {
   explicit STiffFile(std::shared_ptr<const CInput> source);
 
   std::shared_ptr<const CInput> input;
+  bool chainLeadsOut = false;  // see ReadIfdChain
   std::vector<SIfdSummary> chain;
   CTiffHandle handle;
 };

@@ -50,26 +50,28 @@ SIfdSummary Summarise(const CIfdReader& reader, std::uint64_t offset) noexcept {
   return summary;
 }
 
-// A loop, a pointer out of the file or an unreadable directory ends the chain. Directories of an honest file do not
-// overlap, so all of them together are no larger than the file.
-void ReadChain(CIfdReader& reader, const CInput& input, std::uint64_t offset, std::size_t limit,
+// A loop, a pointer out of the file or an unreadable directory ends the chain; whether one of the two latter did is
+// returned. Directories of an honest file do not overlap, so all of them together are no larger than the file.
+bool ReadChain(CIfdReader& reader, const CInput& input, std::uint64_t offset, std::size_t limit,
                std::vector<SIfdSummary>* chain) {
   std::unordered_set<std::uint64_t> seen;
   while (offset != 0 && offset < input.Size() && seen.size() < limit && reader.BytesRead() <= input.Size() &&
          seen.insert(offset).second) {
-    if (!reader.Read(offset)) break;
+    if (!reader.Read(offset)) return true;
     chain->push_back(Summarise(reader, offset));
     offset = reader.NextOffset();
   }
+  return offset >= input.Size() || (!chain->empty() && reader.IsCut());
 }
 
 }  // namespace
 
-std::vector<SIfdSummary> ReadIfdChain(const CInput& input) {
+std::vector<SIfdSummary> ReadIfdChain(const CInput& input, bool* leadsOut) {
   CIfdReader reader = OpenReader(input);
   std::vector<SIfdSummary> chain;
-  ReadChain(reader, input, reader.FirstOffset(), kMaxDirectories, &chain);
+  const bool ledOut = ReadChain(reader, input, reader.FirstOffset(), kMaxDirectories, &chain);
   if (chain.empty()) throw CDamagedError("The TIFF file has no readable directory");
+  if (leadsOut) *leadsOut = ledOut;
   return chain;
 }
 

@@ -22,8 +22,10 @@ struct SIfdSummary {
 inline constexpr std::size_t kMaxDirectories = 1u << 20;
 
 // Reads the main chain from the file header. A loop, a pointer out of the file or an unreadable directory ends the
-// chain: what came before it stays usable. Throws CDamagedError when there is no TIFF header or not one directory.
-std::vector<SIfdSummary> ReadIfdChain(const CInput& input);
+// chain: what came before it stays usable. *leadsOut, which may be null, receives whether one of the two latter did:
+// the file has lost its end, or does not have it yet. Throws CDamagedError when there is no TIFF header or not one
+// directory.
+std::vector<SIfdSummary> ReadIfdChain(const CInput& input, bool* leadsOut = nullptr);
 
 // Likewise from each of these directories on, such as sub-IFDs, at most `limit` directories each; possibly none. All
 // together read no more than the file has.

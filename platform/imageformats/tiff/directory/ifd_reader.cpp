@@ -42,7 +42,8 @@ bool CIfdReader::Read(std::uint64_t offset) {
   }
   m_bytesRead += std::min(got, end);
   m_entryCount = got > EntriesOffset() ? (std::min(got, end) - EntriesOffset()) / EntrySize() : 0;
-  if (got >= end + WordSize()) m_next = GetWord(m_bytes.data() + end);
+  m_isCut = got < end + WordSize();
+  if (!m_isCut) m_next = GetWord(m_bytes.data() + end);
   return count >= 1 && count <= kMaxEntries && got >= end;
 }
 

@@ -34,6 +34,8 @@ class CIfdReader {
   SIfdEntry Entry(std::size_t index) const noexcept;
   // Offset of the directory behind; 0 when there is none.
   std::uint64_t NextOffset() const noexcept { return m_next; }
+  // The file ends before the directory does.
+  bool IsCut() const noexcept { return m_isCut; }
   // Bytes of all directories read so far.
   std::uint64_t BytesRead() const noexcept { return m_bytesRead; }
 
@@ -65,6 +67,7 @@ class CIfdReader {
   const CInput* m_input;
   bool m_swap = false, m_bigTiff = false;
   std::uint64_t m_next = 0;
+  bool m_isCut = false;
   std::uint64_t m_bytesRead = 0;
   std::size_t m_entryCount = 0;
   std::vector<std::uint8_t> m_bytes;

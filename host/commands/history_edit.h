@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/commands/command.h"
+
+namespace qvhost {
+
+// "history assign"
+void AddHistoryAssignCommand(CCommand parent, SOutcome& outcome);
+
+// Deletes the records of these files, each with its experiment when no other record refers to it, and tells how many.
+void DeleteRecordsOfFiles(const SDatabaseOptions& database, const std::vector<std::string>& files, bool json,
+                          SOutcome& outcome);
+
+}  // namespace qvhost

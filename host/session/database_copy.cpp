@@ -1,0 +1,90 @@
+#include "host/session/database_copy.h"
+
+#include <fmt/format.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <thread>
+
+#include "host/host_error.h"
+
+namespace qvhost {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::array<const char*, 3> kTails = {"", "-wal", "-journal"};
+constexpr int kMaxAttempts = 10;
+constexpr std::chrono::milliseconds kPause{100};
+
+// Whether the files have changed shows in these.
+struct SStamp {
+  ino_t inode = 0;
+  off_t size = -1;  // no such file
+  timespec changed{};
+
+  explicit SStamp(const std::string& path) {
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0) return;
+    inode = status.st_ino;
+    size = status.st_size;
+    changed = status.st_mtim;
+  }
+  bool operator==(const SStamp& other) const {
+    return inode == other.inode && size == other.size && changed.tv_sec == other.changed.tv_sec &&
+           changed.tv_nsec == other.changed.tv_nsec;
+  }
+};
+
+std::array<SStamp, kTails.size()> StampsOf(const std::string& path) {
+  return {SStamp(path + kTails[0]), SStamp(path + kTails[1]), SStamp(path + kTails[2])};
+}
+
+void CopyFile(const std::string& from, const std::string& to) {
+  std::error_code error;
+  fs::remove(to, error);
+  if (!fs::exists(from, error)) return;
+  fs::copy_file(from, to, error);
+  if (!error) fs::permissions(to, fs::perms::owner_read | fs::perms::owner_write, error);
+  if (error) throw CHostError(fmt::format("cannot open the database {}: {}", from, error.message()));
+}
+
+}  // namespace
+
+CDatabaseCopy::CDatabaseCopy(const std::string& path) {
+  m_folder = (fs::temp_directory_path() / "qvthumbs.XXXXXX").string();
+  if (!mkdtemp(m_folder.data())) {
+    throw CHostError(fmt::format("{} can only be read from a copy, and there is no place for one, {}: {}", path,
+                                 m_folder, std::strerror(errno)));
+  }
+  m_path = m_folder + "/copy.db";
+  try {
+    CopyWhileUnchanged(path);
+  } catch (...) {
+    std::error_code ignored;
+    fs::remove_all(m_folder, ignored);
+    throw;
+  }
+}
+
+CDatabaseCopy::~CDatabaseCopy() {
+  std::error_code ignored;
+  fs::remove_all(m_folder, ignored);
+}
+
+void CDatabaseCopy::CopyWhileUnchanged(const std::string& path) {
+  for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+    if (attempt > 0) std::this_thread::sleep_for(kPause);
+    const auto before = StampsOf(path);
+    for (const char* tail : kTails) CopyFile(path + tail, m_path + tail);
+    if (StampsOf(path) == before) return;
+  }
+  throw CHostError(fmt::format("{} is written to all the time; run again when that is done", path));
+}
+
+}  // namespace qvhost

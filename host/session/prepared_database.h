@@ -1,0 +1,45 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "host/session/database_choice.h"
+#include "host/session/database_copy.h"
+
+namespace qvhost {
+
+// What a command wants to do with the database.
+enum class EDatabaseNeed {
+  Look,    // read what is there
+  Use,     // read, and keep what is new if that can be; made when missing
+  Fill,    // write to it; made when missing
+  Change,  // write to one that is there
+};
+
+// A database file that was looked at and that the service may be let loose on, because it re-creates tables whose
+// columns it does not know: one that is not this program's is refused. A missing one is created empty, in write-ahead
+// mode unless all users share it (each new thumbnail then costs two disk syncs instead of eight). One that may only be
+// read is read from a copy. Waits for other programs that hold it locked.
+class CPreparedDatabase {
+ public:
+  // Throws CHostError with the reason and what to do.
+  CPreparedDatabase(const SDatabaseChoice& choice, EDatabaseNeed need);
+
+  // The file to open: the chosen one, or its copy.
+  const std::string& Path() const noexcept { return m_copy ? m_copy->Path() : m_choice.path; }
+  bool IsCopy() const noexcept { return m_copy != nullptr; }
+  const SDatabaseChoice& Choice() const noexcept { return m_choice; }
+
+ private:
+  void Create();
+  void CopyIfNotWritable(EDatabaseNeed need);
+  void Look(bool forWriting) const;
+
+  SDatabaseChoice m_choice;
+  std::unique_ptr<CDatabaseCopy> m_copy;
+};
+
+// What to do about a database that could not be opened for `reason`.
+std::string ExplainFailedOpen(const SDatabaseChoice& choice, const std::string& reason);
+
+}  // namespace qvhost
