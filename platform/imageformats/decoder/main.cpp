@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <malloc.h>
 #include <sys/socket.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -30,7 +31,10 @@ bool DieWithViewer() {
 }
 
 // What opens files at its first use must not come to that later.
-void LoadLocale() { (void)CQvStringUtils::EqualNoCase(L"\x00C4", L"\x00E4"); }
+void LoadLocale() {
+  (void)CQvStringUtils::EqualNoCase(L"\x00C4", L"\x00E4");
+  tzset();
+}
 
 // One picture's memory is the next one's: to give it back in between costs more than many a small picture.
 void KeepMemory() {
