@@ -33,7 +33,10 @@ std::string TimeExceeded(std::chrono::milliseconds limit) {
          " s";
 }
 
-CRenderGuard::CRenderGuard(const SRenderLimits& limits) : m_limits(limits), m_deadline(ProcessorTime() + limits.time) {}
+CRenderGuard::CRenderGuard(const SRenderLimits& limits)
+    : m_limits(limits),
+      m_earliest(std::chrono::steady_clock::now() + limits.time),
+      m_deadline(ProcessorTime() + limits.time) {}
 
 void CRenderGuard::CheckPixels(std::uint64_t width, std::uint64_t height) const {
   if (width == 0 || height == 0) throw CDamagedError("The picture has no pixels");
@@ -44,7 +47,7 @@ void CRenderGuard::CheckPixels(std::uint64_t width, std::uint64_t height) const 
 }
 
 void CRenderGuard::CheckTime() const {
-  if (ProcessorTime() < m_deadline) return;
+  if (std::chrono::steady_clock::now() < m_earliest || ProcessorTime() < m_deadline) return;
   throw CDamagedError(TimeExceeded(m_limits.time));
 }
 

@@ -29,7 +29,7 @@ class CRenderGuard {
   // Throws when the pixels of such a picture are over the limit, or when a side is 0.
   void CheckPixels(std::uint64_t width, std::uint64_t height) const;
   // Throws when the calling thread has worked for longer since the guard was made. A clock read: once per band or some
-  // rows, not per pixel.
+  // rows, not per pixel. Two: the processor's is a call of the system's, and not read before so much time has passed.
   void CheckTime() const;
 
   // Reserves memory about to be allocated; throws when it would be too much.
@@ -49,6 +49,7 @@ class CRenderGuard {
 
  private:
   SRenderLimits m_limits;
+  std::chrono::steady_clock::time_point m_earliest;
   std::chrono::nanoseconds m_deadline;
   std::uint64_t m_reserved = 0;
 };

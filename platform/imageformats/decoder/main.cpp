@@ -1,5 +1,7 @@
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/socket.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -29,7 +31,17 @@ bool DieWithViewer() {
 }
 
 // What opens files at its first use must not come to that later.
-void LoadLocale() { (void)CQvStringUtils::EqualNoCase(L"\x00C4", L"\x00E4"); }
+void LoadLocale() {
+  (void)CQvStringUtils::EqualNoCase(L"\x00C4", L"\x00E4");
+  tzset();
+}
+
+// One picture's memory is the next one's: to give it back in between costs more than many a small picture.
+void KeepMemory() {
+  constexpr int kKept = 32 << 20;
+  mallopt(M_MMAP_THRESHOLD, kKept / 2);
+  mallopt(M_TRIM_THRESHOLD, kKept);
+}
 
 }  // namespace
 
@@ -40,6 +52,7 @@ int main(int count, char** arguments) {
   if (!(forSlides || forPictures) || !IsSocket(kSocketHandle)) {
     return write(STDERR_FILENO, kUse, sizeof kUse - 1) < 0 ? 3 : 2;
   }
+  KeepMemory();
   LoadLocale();
   if (!DieWithViewer() || !Confine(forSlides ? kFolderHandle : -1)) return 3;
   if (forSlides) close(kFolderHandle);

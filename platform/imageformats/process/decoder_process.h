@@ -13,8 +13,8 @@ namespace imageformats {
 // A running decoder, and the only owner of it: it ends with this object. One thread at a time.
 class CDecoderProcess {
  public:
-  // Starts the program with nothing of the host's but the descriptors of protocol.h: no environment, no other
-  // descriptor. `folder`: what a decoder of slides may read, else -1. Null when it cannot be started.
+  // Starts the program with nothing of the host's but the descriptors of protocol.h: no environment but the time zone,
+  // no other descriptor. `folder`: what a decoder of slides may read, else -1. Null when it cannot be started.
   static std::unique_ptr<CDecoderProcess> Start(const std::string& program, const char* purpose, int folder);
   CDecoderProcess(const CDecoderProcess&) = delete;
   CDecoderProcess& operator=(const CDecoderProcess&) = delete;

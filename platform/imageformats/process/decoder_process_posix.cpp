@@ -8,6 +8,7 @@
 #include <time.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <thread>
 
 #include "platform/imageformats/process/decoder_process.h"
@@ -65,7 +66,13 @@ CDescriptor Lifted(CDescriptor descriptor) noexcept {
   return CDescriptor(fcntl(descriptor.Get(), F_DUPFD_CLOEXEC, kFolderHandle + 1));
 }
 
-pid_t Spawn(const std::string& program, const char* purpose, int socket, int lifeline, int folder) noexcept {
+// Cameras write local time.
+std::string TimeZone() {
+  const char* zone = getenv("TZ");
+  return zone != nullptr ? std::string("TZ=") + zone : std::string();
+}
+
+pid_t Spawn(const std::string& program, const char* purpose, int socket, int lifeline, int folder) {
   CFileActions files;
   files.Null(STDIN_FILENO, O_RDONLY);
   files.Null(STDOUT_FILENO, O_WRONLY);
@@ -76,7 +83,8 @@ pid_t Spawn(const std::string& program, const char* purpose, int socket, int lif
   files.CloseFrom(folder >= 0 ? kFolderHandle + 1 : kFolderHandle);
   const CSpawnAttributes attributes;
   const char* arguments[] = {program.c_str(), purpose, nullptr};
-  char* environment[] = {nullptr};
+  std::string zone = TimeZone();
+  char* environment[] = {zone.empty() ? nullptr : zone.data(), nullptr};
   pid_t pid = -1;
   if (files.Get() == nullptr) return -1;
   const int error = posix_spawn(&pid, program.c_str(), files.Get(), attributes.Get(),

@@ -94,6 +94,30 @@ TEST_F(DecoderTest, TextsAndTagsComeFromTheDecoderToo) {
   EXPECT_EQ(LivingDecoders().size(), 1u);
 }
 
+TEST_F(DecoderTest, ItKnowsTheLocalTime) {
+  STiffPage page = MakePage<std::uint8_t>(9, 7, 1, [](auto, auto, auto) { return 7; });
+  page.tags = [](TIFF* tiff) { TIFFSetField(tiff, TIFFTAG_DATETIME, "2021:02:03 04:05:06"); };
+  const std::wstring file = m_house.Folder().MakeFileWide("a.tif", WriteTiff(page));
+  const auto acquisitionTime = [&] {
+    CQvRef<IQvImageFile> image;
+    CQvRef<IQvMetadataReader> reader;
+    double time = 0.0;
+    if (NewManager()->OpenImageFile(file, image.Out()) == kQvOk &&
+        image->GetMetadataReader(file, reader.Out()) == kQvOk)
+      reader->GetAcquisitionTime(&time);
+    return time;
+  };
+  setenv("TZ", "America/New_York", 1);
+  tzset();
+  const double seen = acquisitionTime();
+  setenv("QV_DECODER", "inprocess", 1);
+  EXPECT_EQ(seen, acquisitionTime());
+  unsetenv("QV_DECODER");
+  unsetenv("TZ");
+  tzset();
+  EXPECT_NE(seen, 0.0);
+}
+
 TEST_F(DecoderTest, MemoryIsDecodedThereToo) {
   const SFileBytes jpeg = EncodeJpeg(SmoothPicture(80, 60, 3));
   const CQvRef<IQvImageFormatManager> manager = NewManager();
