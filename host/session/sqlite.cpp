@@ -57,6 +57,10 @@ SWait* NewWait(const std::string& path) {
 SQLite::Database OpenConnection(const std::string& path, int flags) {
   try {
     SQLite::Database db(path, flags);
+    for (const int what :
+         {SQLITE_DBCONFIG_ENABLE_TRIGGER, SQLITE_DBCONFIG_ENABLE_VIEW, SQLITE_DBCONFIG_TRUSTED_SCHEMA}) {
+      sqlite3_db_config(db.getHandle(), what, 0, nullptr);
+    }
     sqlite3_busy_handler(db.getHandle(), &OnBusy, NewWait(path));
     return db;
   } catch (const SQLite::Exception& error) {

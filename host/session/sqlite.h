@@ -14,7 +14,8 @@ namespace qvhost {
 // Connections of the host's own. SQL that fails throws SQLite::Exception, which ends a command as a CHostError does.
 
 // Opens a file, with `flags` as SQLite::OPEN_…. Statements wait up to 5 seconds for another program, and say so on
-// standard error when it takes long. Throws CHostError when the file cannot be opened.
+// standard error when it takes long. What somebody may have put into the file, triggers and views, does not run. Throws
+// CHostError when the file cannot be opened.
 SQLite::Database OpenConnection(const std::string& path, int flags);
 
 // A connection that only reads. It is opened for writing all the same, so that the one that closes last, whichever it

@@ -300,6 +300,15 @@ TEST_F(HistoryTest, ARecordIsDeletedByNameWithAnExperimentThatNobodyUses) {
   EXPECT_EQ(m_program.RunWithDatabase({"history", "delete"}).status, 2);
 }
 
+TEST_F(HistoryTest, ATriggerThatSomebodyLeftDoesNotRun) {
+  WritePng(Path("a.png"), 10, 10, kRed);
+  Json({"history", "add", "--user", "anna", Path("a.png")});
+  Execute(m_program.Database(),
+          "CREATE TRIGGER t AFTER UPDATE ON history BEGIN INSERT INTO stored VALUES (7, 0, 'planted', 0); END");
+  Json({"history", "assign", "--user", "bert", Path("a.png")});
+  EXPECT_EQ(Count("stored"), 0);
+}
+
 TEST_F(HistoryTest, NamesCanBeEndedByZero) {
   WriteStack(Path("two\nlines.ome.tif"), {3, 1, 1});
   const std::string id = Json({"history", "add", "--user", "anna", Path("two\nlines.ome.tif")})[0]["experiment"].dump();

@@ -81,11 +81,13 @@ TEST_F(LibraryTest, AnImageThatCannotBeStoredIsNamedAndLeavesNoRecord) {
   WritePng(Path("a.png"), 20, 10, kRed);
   WritePng(Path("b.png"), 20, 10, kRed);
   Import({Path("a.png")});
+  // An index that no new row can enter.
   Execute(Library(),
-          "CREATE TRIGGER full BEFORE INSERT ON pictures BEGIN SELECT RAISE(ABORT, 'the disk is full'); END");
+          "UPDATE pictures SET changed = 1; "
+          "CREATE INDEX full ON pictures (abs(CASE WHEN changed > 1 THEN -9223372036854775807 - 1 ELSE 0 END))");
   const SRunResult run = m_program.Run({"import", "--library", Library(), Path("a.png"), Path("b.png")});
   EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err, HasSubstr("b.png: the database says: the disk is full"));
+  EXPECT_THAT(run.err, HasSubstr("b.png: the database says: integer overflow"));
   EXPECT_THAT(run.out, HasSubstr("added 0, replaced 0, failed 2"));
   EXPECT_EQ(QueryInt(Library(), "SELECT count(*) FROM records"), 1);
   EXPECT_EQ(QueryInt(Library(), "SELECT count(*) FROM pictures"), 1) << "the former picture stays";
