@@ -11,7 +11,7 @@
 // the exact path first, then, on a case-sensitive file system, component by component without regard to case: the exact
 // name, else a unique match, else the first in byte order whose continuation exists. Folder listings are remembered by
 // folder and modification time. A file that is opened from a folder where another name differs in case only is reported
-// through the diagnostics, once for each folder and name. Safe from any thread; a handle is used by one thread at a time.
+// through the diagnostics, once for each folder and name. Safe from any thread; each handle by one thread at a time.
 
 #if defined(_WIN32)
 using QvFileHandle = void*;
