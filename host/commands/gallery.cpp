@@ -86,8 +86,8 @@ class CGallery {
 
   void Finish() {
     m_page.Finish();
-    std::fprintf(m_target.IsStandardOutput() ? stderr : stdout, "%s: %s pictures\n",
-                 Printable(m_arguments.output).c_str(), FormatCount(m_count).c_str());
+    std::fprintf(m_target.IsStandardOutput() ? stderr : stdout, "%s: %s pictures\n", Printable(m_target.Name()).c_str(),
+                 FormatCount(m_count).c_str());
   }
 
  private:

@@ -41,7 +41,7 @@ class CPictureWriter : public IThumbnailObserver {
       return;
     }
     std::fprintf(m_target.IsStandardOutput() ? stderr : stdout, "%s: %u x %u pixels, %s\n",
-                 Printable(m_arguments.output).c_str(), picture.width, picture.height,
+                 Printable(m_target.Name()).c_str(), picture.width, picture.height,
                  made ? "made now" : "from the cache");
   }
   void OnFailed(const std::string& name, const std::string& reason) override { ReportFailure(m_outcome, name, reason); }

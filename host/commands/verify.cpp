@@ -1,4 +1,5 @@
 #include <fmt/format.h>
+#include <sqlite3.h>
 
 #include <cstdio>
 
@@ -70,6 +71,17 @@ void RequireSound(const SQLite::Database& db) {
   if (!damage.empty()) throw CHostError(ExplainDamage(damage), kExitSomeFailed);
 }
 
+CCacheDatabase OpenSound(const SArguments& arguments) {
+  try {
+    CCacheDatabase database(arguments.database, arguments.repair ? EDatabaseNeed::Change : EDatabaseNeed::Look);
+    RequireSound(database.Connection());
+    return database;
+  } catch (const SQLite::Exception& error) {
+    if (error.getErrorCode() != SQLITE_CORRUPT) throw;
+    throw CHostError(ExplainDamage(error.what()), kExitSomeFailed);
+  }
+}
+
 std::string FindTimeMismatch(const CQvStringW& location, double lastWritten) {
   if (!LocationExists(location)) return "the file is gone";
   SQvThumbnailDescription description;
@@ -105,9 +117,8 @@ void Remove(SQLite::Database& db, const std::vector<SProblem>& problems) {
 
 void Verify(const SArguments& arguments, SOutcome& outcome) {
   LoadComponents();
-  CCacheDatabase database(arguments.database, arguments.repair ? EDatabaseNeed::Change : EDatabaseNeed::Look);
+  CCacheDatabase database = OpenSound(arguments);
   SQLite::Database& db = database.Connection();
-  RequireSound(db);
   std::int64_t checked = 0;
   const std::vector<SProblem> problems = FindProblems(db, arguments.json, &checked);
   if (arguments.repair) Remove(db, problems);

@@ -68,6 +68,10 @@ COutputTarget::COutputTarget(const std::string& name, IsOwn isOwn) : m_name(name
   if (m_present && S_ISDIR(m_present->st_mode)) {
     throw CHostError(fmt::format("{} is a folder; name a file in it", Printable(name)));
   }
+  if (m_present && S_ISBLK(m_present->st_mode)) {
+    throw CHostError(fmt::format("{} is a disk; name a file on it", Printable(name)));
+  }
+  if (m_isStandardOutput) m_name = "standard output";
   m_isStream = m_isStandardOutput || (m_present && !S_ISREG(m_present->st_mode));
   if (m_isStream) return;
   m_path = WithoutLinks(name);

@@ -9,7 +9,7 @@
 namespace qvhost {
 
 // Where a command writes what the user named: a file, or a stream (standard output for "-" and for any name of it, a
-// pipe, a device). A symbolic link is followed and stays a link.
+// pipe, a device but no disk). A symbolic link is followed and stays a link.
 class COutputTarget {
  public:
   // Whether a file that begins so was written by this program, so that it may be replaced.
@@ -22,6 +22,7 @@ class COutputTarget {
   // Throws CHostError when the output would replace that file, under whatever name and through whatever link.
   void RequireOtherThan(const std::string& input) const;
 
+  // For people.
   const std::string& Name() const noexcept { return m_name; }
   bool IsStandardOutput() const noexcept { return m_isStandardOutput; }
   bool IsStream() const noexcept { return m_isStream; }
@@ -33,7 +34,7 @@ class COutputTarget {
  private:
   void RequireOwn(IsOwn isOwn) const;
 
-  const std::string m_name;
+  std::string m_name;
   std::string m_path;
   std::optional<struct stat> m_present;
   bool m_isStandardOutput = false, m_isStream = false;

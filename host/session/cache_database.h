@@ -19,7 +19,7 @@ class CCacheDatabase {
   const std::string& Path() const noexcept { return m_prepared.Choice().path; }
 
  private:
-  const CPreparedDatabase m_prepared;  // outlives the connection
+  CPreparedDatabase m_prepared;  // outlives the connection
   SQLite::Database m_db;
 };
 

@@ -32,7 +32,7 @@ constexpr mode_t kAllRights = 07777;
 const SRights& RightsOf(const SDatabaseChoice& choice) { return choice.allUsers ? kAllUsers : kOwn; }
 
 [[noreturn]] void Fail(const std::string& path, const char* problem) {
-  throw CHostError(fmt::format("{} {}: {}; name a database with --db FILE", problem, path, std::strerror(errno)));
+  throw CHostError(fmt::format("{} {}: {}; name another with --db FILE", problem, path, std::strerror(errno)));
 }
 
 [[noreturn]] void Refuse(const std::string& path, const char* what) {

@@ -68,13 +68,17 @@ CPreparedDatabase::CPreparedDatabase(const SDatabaseChoice& choice, EDatabaseNee
     Look(need == EDatabaseNeed::Fill || need == EDatabaseNeed::Change);
   } catch (const SQLite::Exception& error) {
     if (error.getErrorCode() == SQLITE_NOTADB) RefuseNoDatabase(choice, error.what());
-    throw CHostError(ExplainDatabaseError(error.what()));
+    throw;
   }
 }
 
 void CPreparedDatabase::Create() {
   if (m_choice.isDefault || m_choice.allUsers) {
-    CreateDatabaseFiles(m_choice);
+    try {
+      CreateDatabaseFiles(m_choice);
+    } catch (const CHostError& error) {
+      throw CHostError(ExplainFailedOpen(m_choice, error.what()));
+    }
     if (m_choice.isDefault) SetWriteAheadMode(m_choice.path, SQLite::OPEN_READWRITE);
     return;
   }

@@ -22,7 +22,7 @@ enum class EDatabaseNeed {
 // read is read from a copy. Waits for other programs that hold it locked.
 class CPreparedDatabase {
  public:
-  // Throws CHostError with the reason and what to do.
+  // Throws CHostError with the reason and what to do, or SQLite::Exception when the file cannot be read.
   CPreparedDatabase(const SDatabaseChoice& choice, EDatabaseNeed need);
 
   // The file to open: the chosen one, or its copy.

@@ -139,10 +139,24 @@ TEST_F(DatabaseFaultsTest, ADamagedOneIsNamedWithTheWayOut) {
     EXPECT_THAT(run.err, HasSubstr("'qvthumbs verify'")) << arguments[0];
     EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
   }
-  const SRunResult verify = m_program.RunWithDatabase({"verify"});
-  EXPECT_EQ(verify.status, 1);
-  EXPECT_THAT(verify.err, HasSubstr(m_program.Database() + " is damaged"));
-  EXPECT_THAT(verify.err, HasSubstr(".recover"));
+}
+
+TEST_F(DatabaseFaultsTest, VerifyTellsTheWayOutOfDamage) {
+  ASSERT_EQ(Make().status, 0);
+  const std::string sound = ReadTextFile(m_program.Database());
+  // Each page but the first, by itself and with all that follow.
+  for (std::size_t page = 4096; page < sound.size(); page += 4096) {
+    for (const std::size_t size : {std::size_t{12}, sound.size() - page}) {
+      std::string damaged = sound;
+      damaged.replace(page, size, size, 'Z');
+      m_program.Folder().MakeFile("cache.db", damaged);
+      const SRunResult run = m_program.RunWithDatabase({"verify"});
+      EXPECT_EQ(run.status, 1) << page;
+      EXPECT_THAT(run.err, HasSubstr(m_program.Database() + " is damaged")) << page;
+      EXPECT_THAT(run.err, HasSubstr(".recover")) << page;
+      EXPECT_THAT(run.err, Not(HasSubstr("'qvthumbs verify'"))) << page;
+    }
+  }
 }
 
 TEST_F(DatabaseFaultsTest, ALockedOneSaysWhoIsWaitedForAndWhy) {

@@ -219,6 +219,23 @@ TEST_F(AllUsersDatabaseTest, WhenRootMakesTheFolderToo) {
   EXPECT_EQ(RightsOf(Database()), 0660u);
 }
 
+TEST_F(AllUsersDatabaseTest, WiderRightsAreNarrowedByTheirOwnerOnly) {
+  MakeSharedFolder();
+  ASSERT_EQ(RunAsMember("61001", "022", Make()).status, 0);
+  ASSERT_EQ(chmod(Database().c_str(), 0664), 0);
+  EXPECT_EQ(RunAsMember("61002", "022", {"stats"}).err, "");
+  EXPECT_EQ(RightsOf(Database()), 0664u);
+  EXPECT_THAT(RunAsMember("61001", "022", {"stats"}).err, HasSubstr("is for its group alone now"));
+  ExpectGroupsAlone();
+}
+
+TEST_F(AllUsersDatabaseTest, WhoMayNotMakeItIsToldWhatToAskFor) {
+  const SRunResult run = RunAs("61003", "--clear-groups", "022", Make());
+  EXPECT_EQ(run.status, 2);
+  EXPECT_THAT(run.err, HasSubstr("/var/lib/qvdocuments"));
+  EXPECT_THAT(run.err, HasSubstr("install -d -m 2770 -g GROUP"));
+}
+
 TEST_F(AllUsersDatabaseTest, AMembersPlantedLinksAreRefused) {
   MakeSharedFolder();
   const std::string victim = m_program.Folder().MakeFile("home61002/victim", "");

@@ -18,8 +18,6 @@ using ::testing::Not;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
-constexpr const wchar_t* kWrongFormat = L"THUMBCACHE: Table has wrong (old) format";
-constexpr const wchar_t* kCopied = L"THUMBCACHE: The database was copied to ";
 const std::string kUserIdTest = "SELECT userID FROM history";
 const std::string kAddUserId = "ALTER TABLE history ADD userID TEXT";
 

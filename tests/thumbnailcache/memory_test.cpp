@@ -286,6 +286,25 @@ TEST_F(MemoryTest, DatabaseIsOpenWithItsWorkersOrNotAtAll) {
   EXPECT_EQ(m_service->Open(path), 0);
 }
 
+TEST_F(MemoryTest, ClosingNeedsNoMemory) {
+  m_service->Close();
+  const int threads = CountThreads();
+  const auto desc = Describe(m_folder.MakeFileWide("a picture with a name too long for a short string.tif"));
+  std::int32_t closed = -1;
+  RunOut(
+      "close", [&] { closed = Cache().CloseDatabase(); },
+      [&] {
+        ASSERT_EQ(m_service->Open(m_folder.Wide("cache.db")), 0);
+        Queue(Cache(), {desc});
+        RequestNow(Cache(), {desc});
+      },
+      [&] {
+        EXPECT_EQ(closed, 0);
+        EXPECT_TRUE(WaitForThreads(threads));
+      });
+  m_service->Close();
+}
+
 TEST_F(MemoryTest, DatabaseWithoutAThreadForItsWorkersIsNotOpened) {
   m_service->Close();
   m_diag.Take();

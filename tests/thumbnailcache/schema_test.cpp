@@ -14,8 +14,6 @@ using ::testing::Not;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
-constexpr const wchar_t* kWrongFormat = L"THUMBCACHE: Table has wrong (old) format";
-constexpr const wchar_t* kCopied = L"THUMBCACHE: The database was copied to ";
 constexpr const wchar_t* kUserIdMissing = L"THUMBCACHE: User ID is missing, creating...";
 
 std::wstring Wide(const std::string& text) { return CQvStringUtils::UTF8toW(text.c_str()).Str(); }

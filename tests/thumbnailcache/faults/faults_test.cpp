@@ -44,7 +44,10 @@ class FaultsTest : public ::testing::TestWithParam<SFaultKind> {
   // whether something is lost.
   static void WithEachFault(long stride, const std::function<bool(long room)>& attempt,
                             const std::function<std::string()>& findLoss) {
-    for (long room = 0; attempt(room); room += stride) EXPECT_EQ(findLoss(), "") << "with a fault after " << room;
+    int faults = 0;
+    for (long room = 0; attempt(room); room += stride, ++faults)
+      EXPECT_EQ(findLoss(), "") << "with a fault after " << room;
+    RecordProperty("faults", faults);
   }
   static void WithFileFaults(CFaultyVfs::EFault fault, long stride, const std::function<void()>& run,
                              const std::function<std::string()>& findLoss) {
@@ -81,11 +84,11 @@ class WorkFaultsTest : public FaultsTest {
 };
 
 TEST_P(WorkFaultsTest, IoErrorsLoseNothingThatWasAcknowledged) {
-  WithFileFaults(CFaultyVfs::EFault::IoError, Stride(5), m_run, m_findLoss);
+  WithFileFaults(CFaultyVfs::EFault::IoError, Stride(2), m_run, m_findLoss);
 }
 
 TEST_P(WorkFaultsTest, FullDisksLoseNothingThatWasAcknowledged) {
-  WithFileFaults(CFaultyVfs::EFault::DiskFull, Stride(3), m_run, m_findLoss);
+  WithFileFaults(CFaultyVfs::EFault::DiskFull, Stride(2), m_run, m_findLoss);
 }
 
 TEST_P(WorkFaultsTest, MemoryThatRunsOutLosesNothingThatWasAcknowledged) {

@@ -113,7 +113,8 @@ void CFaultWorkload::FillTemplate(EJournal journal) {
 
 void CFaultWorkload::MakeSteps() {
   const auto add = [&](const char* name, std::function<std::int32_t()> run) {
-    m_steps.push_back({name, std::move(run), false, {}});
+    m_steps.push_back({name, std::move(run), {}, {}, false, {}});
+    return &m_steps.back();
   };
   add("request thumbnails", [&] {
     m_service->SetThumbnailBox(8, 6, false);
@@ -123,7 +124,7 @@ void CFaultWorkload::MakeSteps() {
   add("get kept texts", [&] { return GetTexts(0); });
   add("get new texts", [&] { return GetTexts(2); });
   add("insert an experiment", [&] { return WriteExperiment(77, 20, 1); });
-  add("find an experiment", [&] { return WriteExperiment(1, 21, 4); });
+  add("find an experiment", [&] { return WriteExperiment(1, 21, 4); })->elsewhere["experiments 1"] = "experiments 5";
   add("record a file", [&] { return m_service->WriteHistory(L"/new", kUser, 22, 1); });
   add("record it again", [&] { return m_service->WriteHistory(L"/new", kUser, 23, 1); });
   add("record an old file again", [&] { return m_service->WriteHistory(L"/recorded", kUser, 24, 1); });
@@ -147,8 +148,9 @@ void CFaultWorkload::MakeSteps() {
     SQvExperiment::FreeRecursive(experiment);
     return 0;
   });
-  add("delete history", [&] { return m_service->DeleteHistory(0, 99, 2); });
-  add("delete items", [&] { return m_service->DeleteStoredItem(1); });
+  add("delete history", [&] { return m_service->DeleteHistory(0, 99, 2); })->answersFor = {"history /deleted 1",
+                                                                                           "history /deleted 2"};
+  add("delete items", [&] { return m_service->DeleteStoredItem(1); })->answersFor = {"stored 1"};
 }
 
 void CFaultWorkload::Restore() {
@@ -193,16 +195,36 @@ std::int32_t CFaultWorkload::Run() {
 CFaultWorkload::CAllowed CFaultWorkload::Allowed() const {
   CAllowed allowed;
   for (const auto& [key, value] : m_before) allowed[key] = {value};
+  const auto valuesOf = [&](const std::string& key) -> std::set<std::string>& {
+    return allowed.try_emplace(key, std::set<std::string>{kNone}).first->second;
+  };
   for (const SStep& step : m_steps) {
     for (const auto& [key, value] : step.changes) {
-      std::set<std::string>& values = allowed.try_emplace(key, std::set<std::string>{kNone}).first->second;
-      if (step.acknowledged) values.clear();
-      values.insert(value);
+      const bool answered = step.answersFor.empty() || step.answersFor.contains(key);
+      const auto elsewhere = step.elsewhere.find(key);
+      if (elsewhere != step.elsewhere.end()) valuesOf(elsewhere->second).insert(value);
+      if (step.acknowledged && answered && elsewhere == step.elsewhere.end()) valuesOf(key).clear();
+      valuesOf(key).insert(value);
     }
   }
   for (auto& [key, values] : allowed)
     if (MayBeMissing(key)) values.insert(kNone);
   return allowed;
+}
+
+// What was acknowledged and may be in one of two rows, but is in neither.
+std::string CFaultWorkload::FindMissing(const CContents& contents) const {
+  const auto holds = [&](const std::string& key, const std::string& value) {
+    const auto found = contents.find(key);
+    return found != contents.end() && found->second == value;
+  };
+  for (const SStep& step : m_steps) {
+    for (const auto& [key, other] : step.elsewhere) {
+      const std::string& value = step.changes.at(key);
+      if (step.acknowledged && !holds(key, value) && !holds(other, value)) return "nothing is left of: " + step.name;
+    }
+  }
+  return {};
 }
 
 std::string CFaultWorkload::FindWrongRow(const CContents& contents) const {
@@ -217,7 +239,7 @@ std::string CFaultWorkload::FindWrongRow(const CContents& contents) const {
   // They go in one statement.
   if (contents.count("history /deleted 1") != contents.count("history /deleted 2"))
     return "half of a deletion is there";
-  return {};
+  return FindMissing(contents);
 }
 
 std::string CFaultWorkload::FindWrongThumbnail() {

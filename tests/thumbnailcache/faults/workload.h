@@ -23,7 +23,9 @@ enum class EJournal { Rollback, WriteAhead };
 // A database with rows in every table, and work that changes some of everything, one operation a step. Where the file
 // system or the memory failed meanwhile, it tells what may be found afterwards: of a step that was acknowledged
 // (status 0 and no message) what it wrote, of others that or what was there before. Thumbnails and text information may
-// be missing, but must be those of their file.
+// be missing, but must be those of their file. Three acknowledgements say less: a deletion answers for the history, not
+// for the experiment that nothing refers to any more, and for the item, not for those below it; and an experiment that
+// could not be looked for is stored a second time.
 class CFaultWorkload {
  public:
   explicit CFaultWorkload(EJournal journal);
@@ -43,6 +45,10 @@ class CFaultWorkload {
   struct SStep {
     std::string name;
     std::function<std::int32_t()> run;
+    // The rows that an acknowledgement answers for; without any, all that change.
+    std::set<std::string> answersFor;
+    // What may be found of it in another row: the row's key by that of the right one.
+    std::map<std::string, std::string> elsewhere;
     bool acknowledged = false;
     // What it changes when nothing fails: the new values by key; "(none)" for a row that goes.
     CContents changes;
@@ -56,6 +62,7 @@ class CFaultWorkload {
   std::int32_t GetTexts(std::size_t image);
   std::int32_t WriteExperiment(std::uint32_t size, double time, int storedID);
   CAllowed Allowed() const;
+  std::string FindMissing(const CContents& contents) const;
   std::string FindWrongRow(const CContents& contents) const;
   std::string FindWrongThumbnail();
 

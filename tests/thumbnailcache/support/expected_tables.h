@@ -49,4 +49,8 @@ inline const std::vector<STable>& Tables() {
   return tables;
 }
 
+// What is said of a table of an old form, and of the copy that is made of the file before.
+constexpr const wchar_t* kWrongFormat = L"THUMBCACHE: Table has wrong (old) format";
+constexpr const wchar_t* kCopied = L"THUMBCACHE: The database was copied to ";
+
 }  // namespace qvtest

@@ -15,7 +15,7 @@ using ::testing::IsEmpty;
 
 // Some time in 2022.
 constexpr std::int64_t kOldTime = (31000000LL << 32) + 77;
-const std::string kSelect = "SELECT lastWritten, binData, quality FROM cache WHERE filename = :FN AND flags = :FL";
+const std::string kReadRow = "SELECT lastWritten, binData, quality FROM cache WHERE filename = :FN AND flags = :FL";
 
 // Files that change behind the back of their last-write time.
 class ChangedFilesTest : public CreationTest {
@@ -88,9 +88,9 @@ TEST_F(ChangedFilesTest, SizeIsAskedForOnlyWhenTheTimeWasSetByHand) {
   RequestNow(Cache(), {Describe(written), Describe(set)});
   CSqliteSpy::Clear();
   LookAgain(written);
-  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect));
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kReadRow));
   LookAgain(set);
-  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kSelect, "SELECT M_fileSize FROM metadata WHERE filename = :FN"));
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kReadRow, "SELECT M_fileSize FROM metadata WHERE filename = :FN"));
 }
 
 TEST_F(ChangedFilesTest, RowWithoutTextInformationIsServed) {
