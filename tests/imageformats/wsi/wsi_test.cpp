@@ -83,14 +83,6 @@ TEST(Wsi, ScannersFilesGoToItAndPlainTiledOnesDoNot) {
   EXPECT_FALSE(MayBeSlideTiff(*CInput::FromMemory(jpeg.data(), jpeg.size())));
 }
 
-TEST(Wsi, WhatIsTiledWithoutAWordIsNoScannersFile) {
-  const CTempFolder folder;
-  const STestPicture picture = SmoothPicture(300, 200, 3);
-  const auto silent = CInput::FromFile(WriteTiledTiff(folder, "a.tif", "", picture, 3));
-  EXPECT_FALSE(MayBeSlideTiff(*silent));
-  EXPECT_FALSE(IsSlide(*silent));
-}
-
 TEST(Wsi, RendersTheAverageAndTellsTheScale) {
   const CTempFolder folder;
   const STestPicture picture = SmoothPicture(700, 500, 3);
