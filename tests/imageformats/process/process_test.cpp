@@ -154,6 +154,24 @@ TEST_F(DecoderTest, TheFilesOfASetAreHandedOver) {
   EXPECT_EQ(LivingDecoders().size(), 1u);
 }
 
+#if defined(QV_HAVE_OPENSLIDE)
+TEST_F(DecoderTest, SlidesAreTheSameAsInPlaceAlsoByALink) {
+  STiffPage page = MakePage<std::uint8_t>(300, 200, 3, [](auto x, auto y, auto) { return x + y; });
+  page.tile = 64;
+  page.description = "Aperio Image Library v1.0\n300x200 [0,0 300x200] (64x64) LZW|AppMag = 20|MPP = 0.4990";
+  page.compression = COMPRESSION_LZW;
+  m_house.Folder().MakeFolder("slides");
+  const std::wstring slide = m_house.Folder().MakeFileWide("slides/a.svs", WriteTiff(page));
+  std::filesystem::create_symlink(m_house.Folder().Path("slides/a.svs"), m_house.Folder().Path("b.svs"));
+  for (const std::wstring& path : {slide, m_house.Folder().Wide("b.svs")}) {
+    const SSeen seen = View(path);
+    EXPECT_EQ(seen.status, kQvOk) << seen.reason;
+    EXPECT_EQ(seen, ViewInPlace(path));
+  }
+  EXPECT_EQ(LivingDecoders().size(), 1u);
+}
+#endif
+
 TEST_F(DecoderTest, OneDecoderServesOneManagerAfterTheOther) {
   const std::wstring file = MakePicture();
   View(file);

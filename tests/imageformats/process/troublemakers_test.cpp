@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <vector>
 
 #include "tests/imageformats/process/decoders.h"
 
@@ -58,12 +59,14 @@ TEST_F(TroublemakersTest, TheListDoesNotGrowForEver) {
 TEST_F(TroublemakersTest, ProcessesThatWriteAtOnceLoseNothing) {
   constexpr int kProcesses = 4, kNotes = 50;
   const auto file = File("a");
+  std::vector<pid_t> writers;
   for (int process = 0; process < kProcesses; ++process) {
-    if (fork() != 0) continue;
+    writers.push_back(fork());
+    if (writers.back() != 0) continue;
     for (int i = 0; i < kNotes; ++i) NoteTroublemaker(*file);
     _exit(0);
   }
-  for (int process = 0; process < kProcesses; ++process) wait(nullptr);
+  for (const pid_t writer : writers) waitpid(writer, nullptr, 0);
   EXPECT_EQ(std::filesystem::file_size(m_house.ListPath()), 32u * kProcesses * kNotes);
 }
 
