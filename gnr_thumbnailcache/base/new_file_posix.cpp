@@ -25,7 +25,8 @@ std::string CreateFileBeside(const std::string& path, const std::string& suffix)
   struct stat original;
   if (::stat(path.c_str(), &original) != 0) return {};
   for (int number = 1; number <= kLastNumber; ++number) {
-    std::string name = path + suffix + (number == 1 ? "" : "-" + std::to_string(number));
+    std::string name = path + suffix;
+    if (number != 1) name.append("-").append(std::to_string(number));
     const int file = ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (file >= 0) {
       const bool copied = CopyRights(original, file);

@@ -73,8 +73,9 @@ class SoakTest : public ::testing::Test {
 
 TEST_F(SoakTest, MemoryIsFlatOverManyRequests) {
   if (!kMemoryIsMeasurable) GTEST_SKIP() << "a sanitizer allocates by itself";
-  // The first tenth fills what is kept by design: listings of folders, the libraries' own tables.
-  constexpr std::size_t kSlack = 64 << 10;
+  // What is kept by design may still fill: listings of folders, what is known of young files, the libraries' own
+  // tables.
+  constexpr std::size_t kSlack = 256 << 10;
   ScrollTogether(Requests() / 10, 1);
   const std::size_t before = AllocatedBytes();
   ScrollTogether(Requests(), 100);
