@@ -32,7 +32,7 @@ std::string ZoneText(int minutes) {
 std::string IsoText(const CQvDateTime::Tm& tm, int digits) {
   std::string text =
       fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", tm.year, tm.month, tm.day, tm.hour, tm.minute, tm.second);
-  if (digits > 0) text += "." + fmt::format("{:07}", tm.ticks).substr(0, static_cast<std::size_t>(digits));
+  if (digits > 0) text += fmt::format(".{:07}", tm.ticks).substr(0, static_cast<std::size_t>(digits) + 1);
   return text + "Z";
 }
 
@@ -50,7 +50,7 @@ std::string TakeZone(std::string* text) {
   if (const std::size_t sign = text->find_first_of("+-", kDateLength); sign != text->npos) {
     zone = text->substr(sign);
     if (zone.size() == 3) zone += ":00";
-    if (zone.size() == 5 && zone.find(':') == zone.npos) zone.insert(3, ":");
+    if (zone.size() == 5 && zone.find(':') == zone.npos) zone = fmt::format("{}:{}", zone.substr(0, 3), zone.substr(3));
     text->erase(sign);
   } else if (text->ends_with("UTC")) {
     zone = "Z";
