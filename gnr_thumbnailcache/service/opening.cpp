@@ -11,10 +11,7 @@
 
 namespace {
 
-std::wstring ChooseDatabasePath(const wchar_t* path) {
-  if (path && *path) return path;
-  return GetSharedDocumentsFolder() + L"OrbThumbCache.db";
-}
+std::wstring SharedDatabasePath() { return GetSharedDocumentsFolder() + L"OrbThumbCache.db"; }
 
 // Opening and closing wait for the workers, so what a worker or a request calls can do neither.
 bool RefuseWhileMaking(const wchar_t* operation) {
@@ -56,9 +53,11 @@ std::int32_t CQvThumbnailCacheImpl::OpenDatabase(const wchar_t* path) {
     // Opened twice: the first database's workers and connection must not be lost.
     if (m_connection.IsOpen()) CloseDatabase();
     MaskFloatingPointExceptions();
-    const CQvStringA file = CQvStringUtils::WtoUTF8(ChooseDatabasePath(path));
+    const bool isShared = !path || !*path;
+    const std::wstring file = isShared ? SharedDatabasePath() : std::wstring(path);
     m_cache.InitServiceMutex();
-    if (const std::int32_t status = m_connection.Open(file)) return status;
+    if (const std::int32_t status = m_connection.Open(CQvStringUtils::WtoUTF8(file.c_str()))) return status;
+    if (isShared) ShareWithGroup(file);
     SetDefaults();
     m_resolver.InitWriteMutex();
     m_cache.InitQueueMutex();

@@ -1,5 +1,7 @@
 #include "tests/support/faulty_vfs.h"
 
+#include <csignal>
+
 #include <memory>
 
 namespace qvtest {
@@ -159,6 +161,7 @@ int CFaultyVfs::TakeFault(bool needsRoom, int ioError) {
   const long before = m_room.fetch_sub(1);
   if (before > 0 || (before < 0 && !m_fromThenOn)) return SQLITE_OK;
   m_failed = true;
+  if (m_fault == EFault::Kill) raise(SIGKILL);
   return full ? SQLITE_FULL : ioError;
 }
 

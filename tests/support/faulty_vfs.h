@@ -13,6 +13,7 @@ class CFaultyVfs {
   enum class EFault {
     IoError,   // of any call: open, delete, look, read, write, cut, sync, size, lock, and of the shared memory's
     DiskFull,  // of those that ask for room
+    Kill,      // the process, at any call
   };
 
   CFaultyVfs();

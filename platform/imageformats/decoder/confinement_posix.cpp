@@ -15,6 +15,12 @@ namespace imageformats {
 
 namespace {
 
+#if defined(QV_DECODER_UNCONFINED)
+constexpr bool kIsConfined = false;
+#else
+constexpr bool kIsConfined = true;
+#endif
+
 // Private memory: what one decoding may hold, the file's description, and the libraries.
 constexpr rlim_t kMostMemory = 640u << 20;
 constexpr rlim_t kMostFiles = 160;
@@ -132,12 +138,9 @@ bool FilterCalls(bool opensFiles) {
 }  // namespace
 
 bool Confine(int folder) {
-#if defined(QV_DECODER_UNCONFINED)
-  return folder >= -1;
-#else
+  if (!kIsConfined) return true;
   return LimitResources() && prctl(PR_SET_DUMPABLE, 0) == 0 && prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
          RestrictFiles(folder) && FilterCalls(folder >= 0);
-#endif
 }
 
 }  // namespace imageformats

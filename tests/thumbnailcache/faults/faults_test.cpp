@@ -4,8 +4,10 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <random>
 
 #include "tests/support/faulty_vfs.h"
+#include "tests/support/file_bytes.h"
 #include "tests/support/sql.h"
 #include "tests/thumbnailcache/faults/workload.h"
 #include "tests/thumbnailcache/standin/standin.h"
@@ -27,9 +29,10 @@ struct SFaultKind {
   bool fromThenOn;
 };
 
-std::string NameOf(const ::testing::TestParamInfo<SFaultKind>& info) {
-  return std::string(info.param.journal == EJournal::WriteAhead ? "WriteAhead" : "Rollback") +
-         (info.param.fromThenOn ? "FromThenOn" : "Once");
+std::string NameOf(EJournal journal) { return journal == EJournal::WriteAhead ? "WriteAhead" : "Rollback"; }
+
+std::string NameOfKind(const ::testing::TestParamInfo<SFaultKind>& kind) {
+  return NameOf(kind.param.journal) + (kind.param.fromThenOn ? "FromThenOn" : "Once");
 }
 
 const auto kKinds = ::testing::Values(SFaultKind{EJournal::Rollback, false}, SFaultKind{EJournal::Rollback, true},
@@ -95,6 +98,40 @@ TEST_P(WorkFaultsTest, MemoryThatRunsOutLosesNothingThatWasAcknowledged) {
   WithMemoryFaults(Stride(53), m_run, m_findLoss);
 }
 
+class KilledWorkTest : public ::testing::TestWithParam<EJournal> {
+ protected:
+  static void SetUpTestSuite() { UseStandInFormats(); }
+  static void TearDownTestSuite() { standin::CScript::Get().Reset(); }
+};
+
+TEST_P(KilledWorkTest, KillsLoseNothingThatWasAcknowledged) {
+  CFaultWorkload workload(GetParam());
+  long room = 0;
+  for (; workload.RunUntilKilled(room); room += Stride(7)) {
+    EXPECT_EQ(workload.FindLoss(), "") << "killed after " << room << " calls";
+    workload.Restore();
+  }
+  EXPECT_GT(room, 100);
+}
+
+// Bytes that a disk or a person has changed. What they make of the rows is anybody's guess; the service has to live,
+// and a sound file must be read as ever afterwards.
+TEST_P(KilledWorkTest, DamagedFilesAreSurvived) {
+  CFaultWorkload workload(GetParam());
+  const SFileBytes sound = ReadFile(workload.File());
+  std::mt19937 random(1);
+  for (int i = 0; i < 40; ++i) {
+    SFileBytes damaged = sound;
+    for (int flips = 0; flips <= i % 4; ++flips) damaged[random() % damaged.size()] ^= std::uint8_t(1u << random() % 8);
+    if (i % 5 == 0) damaged.resize(random() % damaged.size());
+    WriteFile(workload.File(), damaged);
+    workload.Run();
+    workload.Restore();
+  }
+  workload.Run();
+  EXPECT_EQ(workload.FindLoss(), "");
+}
+
 // The making of a new file.
 class OpeningFaultsTest : public FaultsTest {
  protected:
@@ -149,8 +186,10 @@ TEST_P(OpeningFaultsTest, MemoryThatRunsOutLeavesAFileThatCanBeOpened) {
   WithMemoryFaults(Stride(23), m_run, m_findLoss);
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, WorkFaultsTest, kKinds, NameOf);
-INSTANTIATE_TEST_SUITE_P(Kinds, OpeningFaultsTest, kKinds, NameOf);
+INSTANTIATE_TEST_SUITE_P(Kinds, WorkFaultsTest, kKinds, NameOfKind);
+INSTANTIATE_TEST_SUITE_P(Kinds, OpeningFaultsTest, kKinds, NameOfKind);
+INSTANTIATE_TEST_SUITE_P(Journals, KilledWorkTest, ::testing::Values(EJournal::Rollback, EJournal::WriteAhead),
+                         [](const auto& journal) { return NameOf(journal.param); });
 
 }  // namespace
 }  // namespace qvtest

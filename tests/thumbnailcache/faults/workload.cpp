@@ -1,9 +1,16 @@
 #include "tests/thumbnailcache/faults/workload.h"
 
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <filesystem>
 #include <stdexcept>
+#include <system_error>
 
 #include "metadata/qvexperiment.h"
+#include "tests/support/faulty_vfs.h"
 #include "tests/support/sql.h"
 #include "tests/thumbnailcache/standin/standin.h"
 
@@ -185,11 +192,37 @@ std::int32_t CFaultWorkload::Run() {
     m_diag.Take();
     const std::int32_t status = step.run();
     step.acknowledged = m_diag.Take().empty() && status == 0;
+    if (step.acknowledged) Acknowledge(static_cast<std::uint8_t>(&step - m_steps.data()));
   }
   m_service.Close();
   // Also closes what a failed open left.
   m_service->CloseDatabase();
   return opened;
+}
+
+void CFaultWorkload::Acknowledge(std::uint8_t step) const {
+  if (m_acknowledgements >= 0 && write(m_acknowledgements, &step, 1) != 1) _exit(1);
+}
+
+bool CFaultWorkload::RunUntilKilled(long room) {
+  int ends[2];
+  if (pipe(ends) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+  const pid_t child = fork();
+  if (child < 0) throw std::system_error(errno, std::generic_category(), "fork");
+  if (child == 0) {
+    CFaultyVfs vfs;
+    vfs.Fail(CFaultyVfs::EFault::Kill, room, false);
+    m_acknowledgements = ends[1];
+    Run();
+    _exit(0);
+  }
+  close(ends[1]);
+  for (SStep& step : m_steps) step.acknowledged = false;
+  for (std::uint8_t step = 0; read(ends[0], &step, 1) == 1;) m_steps.at(step).acknowledged = true;
+  close(ends[0]);
+  int status = 0;
+  if (waitpid(child, &status, 0) != child) throw std::system_error(errno, std::generic_category(), "waitpid");
+  return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
 }
 
 CFaultWorkload::CAllowed CFaultWorkload::Allowed() const {

@@ -34,6 +34,9 @@ class CFaultWorkload {
   void Restore();
   // Opens the file, does all steps and closes it. What goes wrong is remembered, step by step. The status of the open.
   std::int32_t Run();
+  // The same in a copy of this process that is killed at the call to SQLite's files after `room` others. Whether it
+  // was; else it came to the end.
+  bool RunUntilKilled(long room);
   // What is wrong with the file now, after a run: empty when nothing is. Ends by opening it again and asking for every
   // thumbnail.
   std::string FindLoss();
@@ -61,6 +64,7 @@ class CFaultWorkload {
   std::vector<SQvThumbnailDescription> Images() const;
   std::int32_t GetTexts(std::size_t image);
   std::int32_t WriteExperiment(std::uint32_t size, double time, int storedID);
+  void Acknowledge(std::uint8_t step) const;
   CAllowed Allowed() const;
   std::string FindMissing(const CContents& contents) const;
   std::string FindWrongRow(const CContents& contents) const;
@@ -73,6 +77,7 @@ class CFaultWorkload {
   CContents m_before;
   CServiceHandle m_service;
   CDiagRecorder m_diag;
+  int m_acknowledgements = -1;  // where the numbers of acknowledged steps are written as they come
 };
 
 }  // namespace qvtest
