@@ -108,7 +108,8 @@ class CCallFilter {
   void Allow(int call) { Note(seccomp_rule_add(m_filter, SCMP_ACT_ALLOW, call, 0)); }
   // Only when those bits of that argument are clear, or have that value.
   void AllowMasked(int call, unsigned argument, std::uint64_t mask, std::uint64_t value = 0) {
-    Note(seccomp_rule_add(m_filter, SCMP_ACT_ALLOW, call, 1, SCMP_CMP(argument, SCMP_CMP_MASKED_EQ, mask, value)));
+    const scmp_arg_cmp comparison{argument, SCMP_CMP_MASKED_EQ, mask, value};
+    Note(seccomp_rule_add_array(m_filter, SCMP_ACT_ALLOW, call, 1, &comparison));
   }
   bool Load() { return m_sound && seccomp_load(m_filter) == 0; }
 
