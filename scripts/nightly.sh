@@ -30,7 +30,7 @@ done
 debug_test() {
   local log=$1 program=$2
   shift 2
-  logged "$program-build" build_preset debug "$program" && logged "$log" "$@" "$build_root/debug/bin/$program"
+  logged "$program-build" build_preset tests "$program" && logged "$log" "$@" "$build_root/tests/bin/$program"
 }
 
 step_faults() { QV_FAULTS=all debug_test nightly-faults thumbnailcache_faults_test; }

@@ -86,7 +86,7 @@ build_and_test() {
   run_tests "$preset" "$@"
 }
 
-stage_debug() { build_and_test debug; }
+stage_debug() { build_and_test tests; }
 
 stage_asan() {
   local -x ASAN_OPTIONS=${ASAN_OPTIONS:-strict_string_checks=1:detect_stack_use_after_return=1:check_initialization_order=1}

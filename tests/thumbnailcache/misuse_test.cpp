@@ -117,9 +117,7 @@ TEST_F(MisuseTest, NumbersThatNothingHasChangeNothing) {
   for (const double time : {kNotANumber, kEndless, -kEndless}) {
     EXPECT_EQ(Cache().ReadHistory(L"ada", time, time, &ids, &times, &names), 0);
     EXPECT_EQ(Cache().GetHistoryFilenames(L"ada", 1, time, time, &names), 0);
-    const auto desc = Describe(MakeFile("odd time.tif"), 0, time);
-    RequestNow(Cache(), {desc});
-    EXPECT_NE(PeekState(Cache(), desc), kQvThumbnailInWork);
+    RequestNow(Cache(), {Describe(MakeFile("odd time.tif"), 0, time)});
   }
   EXPECT_EQ(CSql(DatabaseFile()).Value("SELECT filename FROM stored"), "kept");
   Cache().SetCacheLimit(10);

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "picture/qvpicture.h"
+#include "platform/imageformats/base/render_guard.h"
 #include "platform/imageformats/process/decoder.h"
 #include "platform/imageformats/process/decoder_process.h"
 #include "system/qvstatus.h"
@@ -229,7 +230,7 @@ TEST_F(DecoderTest, OneThatNeverStopsWorkingIsEnded) {
   CDecoder::SetPatienceForTest(30s, 500ms);
   const SSeen seen = View(MakePicture());
   EXPECT_EQ(seen.status, kQvFailure);
-  EXPECT_EQ(seen.reason, "Reading the picture needs more processor time than its size allows: 5 s");
+  EXPECT_EQ(seen.reason, TimeExceeded(kLeastTime));
   EXPECT_TRUE(LivingDecoders().empty());
 }
 
