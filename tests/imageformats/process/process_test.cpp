@@ -230,7 +230,7 @@ TEST_F(DecoderTest, OneThatNeverStopsWorkingIsEnded) {
   CDecoder::SetPatienceForTest(30s, 500ms);
   const SSeen seen = View(MakePicture());
   EXPECT_EQ(seen.status, kQvFailure);
-  EXPECT_EQ(seen.reason, TimeExceeded(kLeastTime));
+  EXPECT_EQ(seen.reason, imageformats::TimeExceeded(imageformats::kLeastTime));
   EXPECT_TRUE(LivingDecoders().empty());
 }
 
