@@ -97,7 +97,8 @@ bool DecodeLzw(std::span<const std::uint8_t> stream, std::uint8_t* out, std::siz
     if (code == kEndOfInformation || code >= nextCode) return false;
     const SLzwString& string = strings[code];
     if (string.length > static_cast<std::size_t>(end - out)) return false;
-    if (code >= kFirstStringCode && code + 1 == nextCode) {
+    // In this order: the first half is nearly always false, while single bytes and strings alternate unpredictably.
+    if (code + 1 == nextCode && code >= kFirstStringCode) {
       CopyOverlapping(out, string);
     } else {
       Copy(out, string);
