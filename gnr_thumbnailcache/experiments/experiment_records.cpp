@@ -122,7 +122,7 @@ std::int32_t ReadExperiment(sqlite3* db, SQvExperiment** experiment, SQvPictureP
   CStatement statement(db, "SELECT M_acqTime, liteVariant, picturePlanes FROM experiments WHERE experimentID = :EI");
   statement.BindInt(1, experimentID);
   if (statement.Step() == SQLITE_ROW) {
-    *acqTime = statement.GetDouble(0);
+    if (acqTime) *acqTime = statement.GetDouble(0);
     const CQvByteArray planesBlob = statement.GetBlob(2);
     *experiment = LoadExperiment(statement.GetBlob(1)).release();
     if (!planesBlob.IsEmpty()) LoadPlanes(planesBlob, *planes);

@@ -97,7 +97,7 @@ class IQvThumbnailCache : public qv_abi::SOwnTable, public virtual IQvInterface 
   virtual std::int32_t WriteExperiment(const SQvExperiment* experiment, const SQvPicturePlanes* planes, double acqTime,
                                        int storedID, int* experimentID) = 0;
   // Reads an experiment. *experiment is allocated and becomes the caller's (SQvExperiment::FreeRecursive). An unknown
-  // id leaves the outputs untouched and returns 0. -9 for a null output.
+  // id leaves the outputs untouched and returns 0. -9 for a null `experiment` or `planes`; `acqTime` may be null.
   virtual std::int32_t ReadExperiment(SQvExperiment** experiment, SQvPicturePlanes* planes, double* acqTime,
                                       int experimentID) = 0;
   // Lists a user's acquisitions with acqFrom <= time < acqTo, in no particular order. `experimentIDs` is emptied first;

@@ -46,6 +46,16 @@ class ExperimentsTest : public ServiceTest {
   }
 };
 
+TEST_F(ExperimentsTest, ReadingNeedsNoPlaceForTheTime) {
+  const auto experiment = NewExperiment(kQvLoopZ, 9);
+  const int id = Write(experiment.get());
+  SQvExperiment* read = nullptr;
+  SQvPicturePlanes planes;
+  EXPECT_EQ(Cache().ReadExperiment(&read, &planes, nullptr, id), 0);
+  ASSERT_NE(read, nullptr);
+  EXPECT_EQ(CExperiment(read)->loopSize, 9u);
+}
+
 TEST_F(ExperimentsTest, NewExperimentIsLookedUpAndInserted) {
   const auto experiment = NewExperiment(kQvLoopZ, 9);
   const int hash = static_cast<int>(CQvExperimentAPI::GetExperimentHash(experiment.get()));
