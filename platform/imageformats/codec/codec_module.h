@@ -9,6 +9,7 @@
 #include "platform/imageformats/base/input.h"
 #include "platform/imageformats/base/render_guard.h"
 #include "platform/imageformats/codec/image_metadata.h"
+#include "platform/imageformats/render/render_request.h"
 #include "system/qvbytearray.h"
 
 // What a codec folder provides. Everything here is free of the component model: adapters (component/picture_source.h,
@@ -17,16 +18,6 @@
 // std::bad_alloc) to give up and needs no clean-up beyond its destructors.
 
 namespace imageformats {
-
-inline constexpr std::uint32_t kAllChannels = 0xFFFFFFFFu;
-
-// A rendering that a caller wants. Sizes are those of the displayed picture, orientation applied.
-struct SRenderRequest {
-  std::uint32_t width = 0;   // pixels, > 0
-  std::uint32_t height = 0;  // pixels, > 0
-  bool fast = false;         // may trade accuracy for speed: at most 1 dB of PSNR, at least 36 dB against the average
-  std::uint32_t channels = kAllChannels;  // mask, bit n is channel n; channels from 32 on are always shown
-};
 
 // An opened image. Used by one thread at a time; operations may come in any order and any number of times.
 class COpenedImage {
