@@ -4,6 +4,7 @@
 
 #include "host/commands/command.h"
 #include "host/commands/scale_bar_choice.h"
+#include "host/files/associated_picture.h"
 #include "host/files/file_jobs.h"
 #include "host/files/image_file.h"
 #include "host/library/library_jobs.h"
@@ -25,6 +26,10 @@ struct SArguments {
   std::string field = "image";
   SScaleBarChoice scaleBar;
   bool highQuality = false, json = false;
+  bool label = false, macro = false;
+
+  // Of the picture beside the file's own; empty: its own is wanted.
+  const char* AssociatedName() const noexcept { return label ? "label" : macro ? "macro" : ""; }
 };
 
 // Writes the one thumbnail as it comes.
@@ -100,6 +105,26 @@ void ShowFile(const SArguments& arguments, const COutputTarget& target, SOutcome
   Show(arguments, target, ScaleOfFile(arguments), session, jobs, outcome);
 }
 
+// Without a session: what a label says is nothing for a database.
+void ShowAssociated(const SArguments& arguments, const COutputTarget& target, SOutcome& outcome) {
+  target.RequireOtherThan(arguments.file);
+  LoadComponents();
+  std::string reason;
+  const CQvPicture picture = ReadAssociatedPicture(arguments.file, arguments.AssociatedName(), &reason);
+  if (!picture.HasPixels()) return ReportFailure(outcome, arguments.file, reason);
+  WritePicture(*picture, target);
+  if (arguments.json) {
+    PrintJson({{"source", arguments.file},
+               {"output", arguments.output},
+               {"picture", arguments.AssociatedName()},
+               {"width", picture->width},
+               {"height", picture->height}});
+  } else {
+    std::fprintf(target.IsStandardOutput() ? stderr : stdout, "%s: %u x %u pixels, the %s; not cached\n",
+                 Printable(target.Name()).c_str(), picture->width, picture->height, arguments.AssociatedName());
+  }
+}
+
 void ShowRecord(const SArguments& arguments, const COutputTarget& target, SOutcome& outcome) {
   CLibraryDatabase library(arguments.library);
   CSession session;
@@ -128,6 +153,12 @@ void AddShowCommand(CCommand program, SOutcome& outcome) {
   COption file = command.AddOption("file", &arguments->file, "Image file");
   file.Type("FILE").Excludes(library).FileNames();
   AddScaleBarOptions(command, &arguments->scaleBar);
+  COption label = command.AddFlag("--label", &arguments->label,
+                                  "Instead, the label of a slide, which may carry a patient's name; it is not cached");
+  label.Excludes(library);
+  command.AddFlag("--macro", &arguments->macro, "Instead, the picture of the whole glass of a slide; it is not cached")
+      .Excludes(library)
+      .Excludes(label);
   AddJsonOption(command, &arguments->json);
   command.SetFooter(
       "A picture is replaced only when qvthumbs wrote it.\n\n"
@@ -143,7 +174,10 @@ void AddShowCommand(CCommand program, SOutcome& outcome) {
     if (arguments->library.empty() && arguments->file.empty()) {
       throw CHostError("name the image file to show, or a --library and its --record");
     }
-    if (arguments->library.empty()) {
+    if (*arguments->AssociatedName() != '\0') {
+      if (arguments->scaleBar.IsWanted()) throw CHostError("a label or macro image has no scale for a scale bar");
+      ShowAssociated(*arguments, target, outcome);
+    } else if (arguments->library.empty()) {
       ShowFile(*arguments, target, outcome);
     } else {
       ShowRecord(*arguments, target, outcome);
