@@ -20,6 +20,7 @@ struct SOutcome {
 void AddMakeCommand(CCommand program, SOutcome& outcome);
 void AddShowCommand(CCommand program, SOutcome& outcome);
 void AddInfoCommand(CCommand program, SOutcome& outcome);
+void AddPlateCommand(CCommand program, SOutcome& outcome);
 void AddGalleryCommand(CCommand program, SOutcome& outcome);
 void AddImportCommand(CCommand program, SOutcome& outcome);
 void AddStatsCommand(CCommand program, SOutcome& outcome);

@@ -37,6 +37,12 @@ void PutTag(COpenedImage& image, CWireReader& question, CWireWriter& answer) {
   if (found) answer.Bytes(bytes.GetData(0), bytes.GetSize());
 }
 
+void PutPlateOf(COpenedImage& image, CWireWriter& answer) {
+  const std::optional<SPlate> plate = image.Plate();
+  answer.Value(plate.has_value());
+  if (plate) PutPlate(answer, *plate);
+}
+
 void PutOpened(COpenedImage& image, bool withMetadata, CWireWriter& answer) {
   PutImageInfo(answer, image.Info());
   answer.Value(image.SourceBytes());
@@ -103,6 +109,10 @@ void CDecoderServer::Work(std::uint32_t kind, CWireReader& question, CDescriptor
       return Read(Image(question), question);
     case kRequestAssociated:
       return PutAssociated(answer, Image(question).AssociatedImages());
+    case kRequestPlate:
+      return PutPlateOf(Image(question), answer);
+    case kRequestRenderWell:
+      return RenderWell(Image(question), question);
     case kRequestRenderAssociated:
       return RenderAssociated(Image(question), question);
     default:
@@ -154,6 +164,15 @@ void CDecoderServer::RenderAssociated(COpenedImage& image, CWireReader& question
   SQvPicBuf picture = Target(rowBytes, width, height, 8, 3);
   CRenderGuard guard(LimitsFor(image.SourceBytes()));
   image.RenderAssociated(GetText(question), picture, guard);
+}
+
+void CDecoderServer::RenderWell(COpenedImage& image, CWireReader& question) {
+  const auto rowBytes = question.Get<std::uint32_t>();
+  const auto width = question.Get<std::uint32_t>();
+  const auto height = question.Get<std::uint32_t>();
+  SQvPicBuf picture = Target(rowBytes, width, height, 8, 3);
+  CRenderGuard guard(LimitsFor(image.SourceBytes()));
+  image.RenderWell(question.Get<std::uint32_t>(), picture, guard);
 }
 
 SQvPicBuf CDecoderServer::Target(std::uint32_t rowBytes, std::uint32_t width, std::uint32_t height, std::uint32_t bits,

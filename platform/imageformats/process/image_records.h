@@ -2,6 +2,7 @@
 
 #include "platform/imageformats/codec/associated_image.h"
 #include "platform/imageformats/codec/image_metadata.h"
+#include "platform/imageformats/codec/plate.h"
 #include "platform/imageformats/process/wire.h"
 
 namespace imageformats {
@@ -12,6 +13,8 @@ void PutImageInfo(CWireWriter& wire, const SQvImageInfo& info);
 void GetImageInfo(CWireReader& wire, SQvImageInfo& info);
 void PutAssociated(CWireWriter& wire, const std::vector<SAssociatedImage>& images);
 void GetAssociated(CWireReader& wire, std::vector<SAssociatedImage>& images);
+void PutPlate(CWireWriter& wire, const SPlate& plate);
+void GetPlate(CWireReader& wire, SPlate& plate);
 void PutMetadata(CWireWriter& wire, const SImageMetadata& metadata);
 void GetMetadata(CWireReader& wire, SImageMetadata& metadata);
 

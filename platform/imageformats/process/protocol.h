@@ -18,6 +18,8 @@ enum ERequest : std::uint32_t {
   kRequestRead,      // image, bytes of a row, width, height, bits, components. Answer: nothing more
   kRequestClose,     // image; no answer
   kRequestAssociated,        // image. Answer: a list of names and sizes
+  kRequestPlate,             // image. Answer: whether there is one, the plate
+  kRequestRenderWell,        // image, bytes of a row, width, height, well. Answer: nothing more
   kRequestRenderAssociated,  // image, bytes of a row, width, height, name. Answer: nothing more
   kAnswer,                   // status, text when it is not 0
   kAskBeside,                // name

@@ -100,6 +100,22 @@ class CRemoteImage final : public COpenedImage {
     m_decoder->TakeBackLarge();
   }
 
+  std::optional<SPlate> Plate() override {
+    const std::vector<std::uint8_t> content = Ask(kRequestPlate, CWireWriter());
+    CWireReader answer(content);
+    std::optional<SPlate> plate;
+    if (answer.Get<bool>()) GetPlate(answer, plate.emplace());
+    return plate;
+  }
+
+  void RenderWell(std::uint32_t well, SQvPicBuf& picture, CRenderGuard&) override {
+    CWireWriter rest;
+    rest.Value(picture.width);
+    rest.Value(picture.height);
+    rest.Value(well);
+    Draw(kRequestRenderWell, rest, picture);
+  }
+
   SImageMetadata Metadata() override {
     if (!m_metadata) {
       const std::vector<std::uint8_t> content = Ask(kRequestMetadata, CWireWriter());
