@@ -77,6 +77,9 @@ struct SBlockExtent {
 };
 SBlockExtent LocateBlock(CTiffHandle& tiff, std::uint32_t index);
 
+// Throws CDamagedError when an uncompressed strip or tile is stated to have fewer bytes than its rows take.
+void RequireBytes(std::uint64_t stated, std::uint64_t needed);
+
 // Reads bytes of a tile or strip; throws CDamagedError when they are not all there.
 void ReadBlockBytes(const CTiffHandle& tiff, std::uint64_t offset, std::uint8_t* out, std::size_t size);
 
