@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/tiff/ome/ome_acquisition.h"
 #include "platform/imageformats/tiff/ome/ome_node.h"
 #include "platform/imageformats/tiff/ome/ome_pixels.h"
@@ -62,7 +63,8 @@ bool LooksLikeOmeXml(std::string_view text) {
   for (std::string_view tag : {"<OME ", "<OME>", "<OME\n", "<OME\r", "<OME\t", ":OME ", ":OME\n", ":OME\r"}) {
     if (text.find(tag) != std::string_view::npos) return true;
   }
-  return false;
+  // The comment that every writer puts before the root.
+  return text.substr(start).starts_with("<?xml") && text.find("OME-XML") != std::string_view::npos;
 }
 
 bool ParseOmeXml(std::string_view text, SOmeDocument* document, std::string* error) {
@@ -73,10 +75,7 @@ bool ParseOmeXml(std::string_view text, SOmeDocument* document, std::string* err
   pugi::xml_document xml;
   constexpr unsigned kFlags = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol | pugi::parse_wconv_attribute;
   const pugi::xml_parse_result parsed = xml.load_buffer(text.data(), text.size(), kFlags);
-  if (!parsed) {
-    *error = std::string("the OME-XML is malformed: ") + parsed.description();
-    return false;
-  }
+  if (!parsed) throw CDamagedError(std::string("The OME-XML is damaged: ") + parsed.description());
   CDepthLimit depth;
   if (!xml.traverse(depth)) {
     *error = "the OME-XML is nested too deeply";
