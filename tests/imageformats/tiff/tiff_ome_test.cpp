@@ -55,6 +55,33 @@ TEST(TiffOme, TiffDataMapsPlanesToDirectories) {
   EXPECT_EQ(40, ShownGrey(4, Pixels("XYZCT", 3, 1, 1, "<TiffData IFD=\"2\" PlaneCount=\"3\"/>")));
 }
 
+TEST(TiffOme, WithoutTiffDataThePagesComeInOrder) {
+  const std::string channels = "<Channel ID=\"C:0\" Color=\"-16776961\"/><Channel ID=\"C:1\" Color=\"65535\"/>";
+  CTestImage image(WriteTiff(Pages(6, Document(Pixels("XYCZT", 3, 2, 1, channels, "PhysicalSizeX=\"0.25\"")))));
+  EXPECT_EQ((SRgb{30, 0, 40}), Shown(image));
+  const auto metadata = image->Metadata();
+  EXPECT_DOUBLE_EQ(0.25, metadata.calibration);
+  ASSERT_EQ(2u, metadata.loops.size());
+  EXPECT_EQ(3u, metadata.loops[0].size);
+  EXPECT_EQ(2u, metadata.loops[1].size);
+  // Pixels that the document says lie elsewhere are still those of the file.
+  EXPECT_EQ(20, ShownGrey(3, Pixels("XYZCT", 3, 1, 1, "<MetadataOnly/>")));
+}
+
+TEST(TiffOme, ImagesWithoutTiffDataFollowEachOther) {
+  const std::string second = "<Image ID=\"Image:1\">" + Pixels("XYZCT", 3, 1, 1, "") + "</Image></OME>";
+  std::string document = Document(Pixels("XYZCT", 3, 1, 1, ""));
+  document.replace(document.size() - 6, 6, second);
+  CTestImage image(WriteTiff(Pages(6, document)));
+  EXPECT_EQ((SRgb{20, 20, 20}), Shown(image));
+  EXPECT_EQ(6u, image->Info().sequenceCount);
+}
+
+TEST(TiffOme, PixelsInsideTheDocumentAreNotThePages) {
+  const SRgb shown = Shown(Pages(3, Document(Pixels("XYZCT", 3, 1, 1, "<BinData Length=\"4\">AAAA</BinData>"))));
+  EXPECT_EQ((SRgb{10, 10, 10}), shown);
+}
+
 TEST(TiffOme, MissingPlanesGiveWayToTheNearest) {
   EXPECT_EQ(10, ShownGrey(2, Pixels("XYZCT", 9, 1, 1,
                                     "<TiffData FirstZ=\"3\" IFD=\"0\" PlaneCount=\"1\"/>"

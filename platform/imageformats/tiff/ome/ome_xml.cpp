@@ -26,6 +26,25 @@ struct CDepthLimit : pugi::xml_tree_walker {
 
 pugi::xml_node Root(const pugi::xml_document& document) { return ome::Child(document, "OME"); }
 
+// Images without TiffData: next to others that have it they lie elsewhere; else their planes follow each other.
+void PlaceSilentImages(std::vector<SOmeImage>* images) {
+  const auto isSilent = [](const SOmeImage& image) { return image.tiffData.empty(); };
+  if (!std::all_of(images->begin(), images->end(), isSilent)) {
+    std::erase_if(*images, isSilent);
+    return;
+  }
+  if (images->size() < 2) return;
+  std::uint64_t next = 0;
+  for (SOmeImage& image : *images) {
+    const std::uint64_t planes = std::uint64_t{image.ChannelPlanes()} * image.sizeZ * image.sizeT;
+    SOmeTiffData data;
+    data.ifd = static_cast<std::uint32_t>(std::min<std::uint64_t>(next, 0xFFFFFFFFu));
+    data.planeCount = static_cast<std::uint32_t>(planes);
+    image.tiffData.push_back(std::move(data));
+    next += planes;
+  }
+}
+
 // The images that lie in TIFF files; others (binary data inside the XML) are left out.
 void ReadImages(pugi::xml_node root, SOmeDocument* document) {
   const ome::COmeIndex index(root);
@@ -87,6 +106,7 @@ bool ParseOmeXml(std::string_view text, SOmeDocument* document, std::string* err
   document->creator = ome::Attribute(root, "Creator");
   document->metadataFile = ome::Attribute(ome::Child(root, "BinaryOnly"), "MetadataFile");
   ReadImages(root, document);
+  PlaceSilentImages(&document->images);
   if (document->images.empty() && document->metadataFile.empty()) {
     *error = "the OME-XML describes no image";
     return false;
