@@ -54,6 +54,9 @@ std::unique_ptr<CBlockSource> OpenBlocks(CTiffHandle& tiff, const SPage& page, c
   tiff.Select(page.offset);
   if (page.compression == COMPRESSION_NONE) CheckOnlyStrip(tiff, page);
   if (IsPlainJpeg(page)) return OpenJpegBlocks(tiff, page, request, guard);
+  if (page.compression == COMPRESSION_OJPEG) {
+    if (std::unique_ptr<CBlockSource> blocks = OpenOldJpegBlocks(tiff, page, request, guard)) return blocks;
+  }
   if (page.photometric == PHOTOMETRIC_YCBCR) return OpenRgbaBlocks(tiff, page, guard);
   if (page.compression == COMPRESSION_NONE && !IsBitReversed(tiff.Get())) {
     return OpenRawBlocks(tiff, page, request.dataOffset, guard);
@@ -83,6 +86,14 @@ SBlockExtent LocateBlock(CTiffHandle& tiff, std::uint32_t index) {
 
 void RequireBytes(std::uint64_t stated, std::uint64_t needed) {
   if (stated < needed) throw CDamagedError("A strip or tile has fewer bytes than its rows");
+}
+
+void ThrowPixelError(const CTiffHandle& tiff) {
+  const std::string& reason = tiff.Error().empty() ? tiff.Warning() : tiff.Error();
+  if (reason.find("Missing JPEG tables") != std::string::npos) {
+    throw CUnsupportedError("Old-style JPEG without its tables is not supported");
+  }
+  throw CDamagedError("The pixels are damaged" + (reason.empty() ? std::string() : ": " + reason));
 }
 
 void ReadBlockBytes(const CTiffHandle& tiff, std::uint64_t offset, std::uint8_t* out, std::size_t size) {

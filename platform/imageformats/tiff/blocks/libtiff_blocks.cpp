@@ -136,8 +136,7 @@ class CLibtiffBlocks final : public CBlockSource {
   void CheckDecoded(bool complete) const {
     const bool endsEarly = m_tiff.Warning().find("Premature EOF") != std::string::npos;
     if (complete && m_tiff.Error().empty() && !endsEarly) return;
-    const std::string& reason = m_tiff.Error().empty() ? m_tiff.Warning() : m_tiff.Error();
-    throw CDamagedError("The pixels are damaged" + (reason.empty() ? std::string() : ": " + reason));
+    ThrowPixelError(m_tiff);
   }
 
   CTiffHandle& m_tiff;

@@ -43,9 +43,7 @@ class CRgbaBlocks final : public CBlockSource {
     TIFF* tiff = m_tiff.Get();
     const int done = m_page.tiled ? TIFFReadRGBATileExt(tiff, x, y, m_raster.data(), 1)
                                   : TIFFReadRGBAStripExt(tiff, y, m_raster.data(), 1);
-    if (!done || !m_tiff.Error().empty()) {
-      throw CDamagedError("The pixels are damaged" + (m_tiff.Error().empty() ? std::string() : ": " + m_tiff.Error()));
-    }
+    if (!done || !m_tiff.Error().empty()) ThrowPixelError(m_tiff);
     TurnOver(m_page.tiled ? m_block.height : std::min(m_block.height, m_page.height - y));
     return reinterpret_cast<std::uint8_t*>(m_raster.data());
   }
