@@ -4,6 +4,7 @@
 
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/render/channel_composite.h"
+#include "platform/imageformats/tiff/dataset/companion.h"
 #include "platform/imageformats/tiff/directory/ifd_reader.h"
 #include "platform/imageformats/tiff/directory/pyramid.h"
 #include "platform/imageformats/tiff/directory/tags.h"
@@ -61,9 +62,11 @@ void OpenPlainDataset(CFileSet& files, SDataset* dataset) {
   dataset->sizeC = std::max<std::uint32_t>(static_cast<std::uint32_t>(dataset->channels.size()), 1);
 }
 
-// The first page's description. One that is not there in full is damage: it may be OME-XML that a copy in progress has
-// not reached yet, without which the picture is another.
-std::string Description(STiffFile& file) {
+// The first page's description, or the companion in its place. One that is not there in full is damage: it may be
+// OME-XML that a copy in progress has not reached yet, without which the picture is another.
+std::string Description(const CFileSet& files) {
+  if (const CInput* companion = files.Companion()) return CompanionText(*companion);
+  STiffFile& file = files.Main();
   const std::uint64_t directory = file.chain.front().offset;
   std::optional<CIfdReader> reader = CIfdReader::Open(*file.input);
   if (reader && reader->Read(directory)) {
@@ -104,7 +107,7 @@ std::vector<std::uint32_t> ChannelSamples(const SPage& page) {
 SDataset OpenDataset(CFileSet& files) {
   SDataset dataset;
   STiffFile& file = files.Main();
-  const std::string description = Description(file);
+  const std::string description = Description(files);
   if (LooksLikeOmeXml(description) && OpenOmeDataset(files, description, &dataset)) return dataset;
   if (std::optional<SImageJ> imageJ = ParseImageJDescription(description)) {
     ParseImageJMetadata(LongsTag(file.handle, kTagImageJCounts), BytesTag(file.handle, kTagImageJMetadata), &*imageJ);
