@@ -73,13 +73,14 @@ allowed_for_component_room() {  # sets `allowed`
   esac
 }
 
-format_rooms='base render codec jpeg/stream jpeg/block_means jpeg png tiff/directory tiff/blocks tiff/rows tiff/ome
+format_rooms='base render planes codec jpeg/stream jpeg/block_means jpeg png tiff/directory tiff/blocks tiff/rows tiff/ome
   tiff/dataset tiff/description tiff wsi process component decoder'
 allowed_for_format_room() {  # sets `allowed`
   local decoders='base render codec jpeg/stream jpeg/block_means jpeg'
   case $1 in
     base) allowed="" ;;
     render) allowed="base" ;;
+    planes) allowed="base render" ;;
     codec) allowed="base render" ;;
     jpeg/stream) allowed="base" ;;
     jpeg/block_means) allowed="base render jpeg/stream" ;;
@@ -89,13 +90,13 @@ allowed_for_format_room() {  # sets `allowed`
     tiff/blocks) allowed="$decoders tiff/directory" ;;
     tiff/rows) allowed="$decoders tiff/directory tiff/blocks" ;;
     tiff/ome) allowed="base" ;;
-    tiff/dataset) allowed="base render tiff/directory tiff/ome" ;;
+    tiff/dataset) allowed="base render planes tiff/directory tiff/ome" ;;
     tiff/description) allowed="base render codec tiff/directory tiff/ome tiff/dataset" ;;
     tiff)
-      allowed="base render codec tiff/directory tiff/blocks tiff/rows tiff/ome tiff/dataset tiff/description" ;;
+      allowed="base render planes codec tiff/directory tiff/blocks tiff/rows tiff/ome tiff/dataset tiff/description" ;;
     wsi) allowed="base render codec tiff/directory" ;;
     process) allowed="base codec" ;;
-    component) allowed="base render codec jpeg png tiff wsi process" ;;
+    component) allowed="base render planes codec jpeg png tiff wsi process" ;;
     decoder) allowed="base codec process component" ;;
     *) allowed="" ;;
   esac
