@@ -16,15 +16,20 @@ std::string FirstOf(pugi::xml_node node, std::initializer_list<std::string_view>
   return {};
 }
 
-// An image of the first schemas may have several Pixels: the ones in TIFF files, preferably the default ones.
+// An image of the first schemas may have several Pixels: the ones in TIFF files, preferably the default ones. Without a
+// word on where they lie, they are the file's pages.
 pugi::xml_node ChoosePixels(pugi::xml_node image) {
   const std::string preferred = Attribute(image, "DefaultPixels");
-  pugi::xml_node chosen;
+  pugi::xml_node chosen, silent;
   ForEach(image, "Pixels", [&](pugi::xml_node pixels) {
-    if (!Child(pixels, "TiffData")) return;
-    if (!chosen || (!preferred.empty() && Id(pixels) == preferred)) chosen = pixels;
+    const bool isPreferred = !preferred.empty() && Id(pixels) == preferred;
+    if (Child(pixels, "TiffData")) {
+      if (!chosen || isPreferred) chosen = pixels;
+    } else if (!Child(pixels, "BinData") && (!silent || isPreferred)) {
+      silent = pixels;
+    }
   });
-  return chosen;
+  return chosen ? chosen : silent;
 }
 
 SOmeTiffData ReadTiffData(pugi::xml_node node) {
