@@ -1,7 +1,10 @@
 #include "platform/imageformats/component/codec_registry.h"
 
+#include "platform/imageformats/bmp/bmp_codec.h"
+#include "platform/imageformats/gif/gif_codec.h"
 #include "platform/imageformats/jpeg/jpeg_codec.h"
 #include "platform/imageformats/png/png_codec.h"
+#include "platform/imageformats/pnm/pnm_codec.h"
 #include "platform/imageformats/tiff/tiff_codec.h"
 #if defined(QV_HAVE_OPENSLIDE)
 #include "platform/imageformats/wsi/wsi_codec.h"
@@ -17,6 +20,9 @@ std::span<const CCodecModule* const> AllCodecs() noexcept {
     &TiffCodec(),
     &JpegCodec(),
     &PngCodec(),
+    &BmpCodec(),
+    &GifCodec(),
+    &PnmCodec(),
 #if defined(QV_HAVE_OPENSLIDE)
     &WsiFallbackCodec(),
 #endif
