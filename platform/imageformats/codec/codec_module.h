@@ -90,6 +90,8 @@ class CCodecModule {
   virtual bool Matches(const CInput& input) const noexcept = 0;
   // A first look by this project's own code, without a library's: false only when Matches is false.
   virtual bool MayMatch(const CInput& input) const noexcept { return Matches(input); }
+  // Whether the first look's answer is that of Matches.
+  virtual bool IsSettledByFirstLook(const CInput& /*input*/) const noexcept { return !OpensByPath(); }
   // Whether the library opens files itself, by their paths: Matches and Open then want CInput::NativePath and the
   // folder.
   virtual bool OpensByPath() const noexcept { return false; }
