@@ -37,8 +37,7 @@ struct SArguments {
 class CPlateReport : public IThumbnailObserver {
  public:
   CPlateReport(const SPlateLayout& plate, std::uint32_t cell, bool quiet)
-      : m_plate(plate),
-        m_picture(plate, cell),
+      : m_picture(plate, cell),
         m_reasons(plate.wells.size()),
         m_progress(static_cast<std::int64_t>(plate.wells.size()), quiet) {
     for (std::size_t i = 0; i < plate.wells.size(); ++i) m_byJob[WellJobName(plate.wells[i])].push_back(i);
@@ -73,7 +72,6 @@ class CPlateReport : public IThumbnailObserver {
   }
 
  private:
-  const SPlateLayout& m_plate;
   CPlatePicture m_picture;
   std::vector<std::string> m_reasons;
   std::unordered_map<std::string, std::vector<std::size_t>> m_byJob;
