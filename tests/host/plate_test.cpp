@@ -40,7 +40,7 @@ class PlateTest : public testing::Test {
              "\" Index=\"0\"><ImageRef ID=\"Image:" + id + "\"/></WellSample></Well>";
     };
     std::vector<STiffPage> pages;
-    for (const int grey : {60, 180}) {
+    for (const int grey : {90, 180}) {
       pages.push_back(MakePage<std::uint8_t>(60, 40, 1, [&](auto, auto, auto) { return grey; }));
     }
     pages[0].description =
@@ -90,7 +90,7 @@ TEST_F(PlateTest, WellsInsideOneFileAreShownAndNotMixedWithItsOwnThumbnail) {
   const nlohmann::json document = Draw({"--json", "--cell", "60", Image("plate.ome.tif")}).Json();
   EXPECT_EQ(document["wells"][1]["well"], "C6");
   ASSERT_EQ(m_program.RunWithDatabase({"show", Image("plate.ome.tif"), "-o", Path("own.png")}).status, 0);
-  EXPECT_NEAR(DecodePng(Path("own.png")).left[0], 60, 3);
+  EXPECT_NEAR(DecodePng(Path("own.png")).left[0], 90, 3);
 }
 
 TEST_F(PlateTest, SaysWhichPlatesThereAreAndThatThereIsNone) {
