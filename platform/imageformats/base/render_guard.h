@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace imageformats {
@@ -21,11 +22,18 @@ struct SRenderLimits {
   std::chrono::milliseconds time = kLeastTime;  // the processor's: a busy machine refuses nothing
 };
 
-// The limits for a picture whose files have so many bytes: a second more for every 10 MB, whatever a header claims.
-SRenderLimits LimitsFor(std::uint64_t bytes) noexcept;
+// The limits for a picture whose files have so many bytes: a second more for every 10 MB; and one for every 100 MB that
+// it takes unpacked, as its header claims, up to 2 GB: blank pictures of a gigapixel are hardly larger than their
+// header.
+SRenderLimits LimitsFor(std::uint64_t bytes, std::uint64_t unpackedBytes = 0) noexcept;
 
-// Why an operation was given up that may take so long.
+// What a picture takes unpacked; saturated.
+std::uint64_t PictureBytes(std::uint64_t width, std::uint64_t height, std::uint64_t components,
+                           std::uint64_t bits) noexcept;
+
+// Why an operation was given up that may take so long; and whether that was the reason.
 std::string TimeExceeded(std::chrono::milliseconds limit);
+bool IsTimeExceeded(std::string_view reason) noexcept;
 
 // Keeps one operation within its limits. Codec code reserves memory before it allocates it and asks for the time
 // once a band. Used by one thread. All refusals throw CDamagedError with a text for people.

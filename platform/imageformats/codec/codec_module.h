@@ -67,6 +67,12 @@ class COpenedImage {
   virtual SImageMetadata Metadata() = 0;
 };
 
+// The limits for the image's pixels.
+inline SRenderLimits LimitsOf(const COpenedImage& image) {
+  const SQvImageInfo& info = image.Info();
+  return LimitsFor(image.SourceBytes(), PictureBytes(info.width, info.height, info.components, info.bpcInMemory));
+}
+
 // A picture being written into a byte array that outlives it.
 class IPictureWriter {
  public:

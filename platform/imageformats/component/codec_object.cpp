@@ -25,7 +25,9 @@ class CCodecObject final : public CComponentObject<IQvImageCodec> {
   std::int32_t OpenInputFile(const CQvStringW& path, IQvPictureSource** source) override {
     return RunReportingErrors(m_error, [&] {
       Require(source != nullptr, "No place for the picture was given");
-      *source = NewPictureSource(m_decoding->Open(m_module, CInput::FromFile(path)), m_error.Manager());
+      const std::shared_ptr<const CInput> input = CInput::FromFile(path);
+      const std::optional<SFileRecord> file = RecordOf(*input);
+      *source = NewPictureSource(m_decoding->Open(m_module, input), m_error.Manager(), file);
     });
   }
 
@@ -92,7 +94,7 @@ class CImageFile final : public CComponentObject<IQvImageFile>, public IQvAssoci
     return RunReportingErrors(m_error, [&] {
       Require(picture != nullptr && HasShape(*picture, picture->width, picture->height, 8, 3),
               "The image is asked for in an impossible shape");
-      CRenderGuard guard(LimitsFor(m_image->SourceBytes()));
+      CRenderGuard guard(LimitsOf(*m_image));
       m_image->RenderAssociated(CQvStringUtils::WtoUTF8(name).Str(), *picture, guard);
     });
   }

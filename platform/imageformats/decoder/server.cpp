@@ -142,7 +142,7 @@ void CDecoderServer::Render(COpenedImage& image, CWireReader& question) {
   question.Value(request.fast);
   question.Value(request.channels);
   SQvPicBuf picture = Target(rowBytes, request.width, request.height, 8, 3);
-  CRenderGuard guard(LimitsFor(image.SourceBytes()));
+  CRenderGuard guard(LimitsOf(image));
   image.Render(request, picture, guard);
 }
 
@@ -153,7 +153,7 @@ void CDecoderServer::Read(COpenedImage& image, CWireReader& question) {
   const auto bits = question.Get<std::uint32_t>();
   const auto components = question.Get<std::uint32_t>();
   SQvPicBuf picture = Target(rowBytes, width, height, bits, components);
-  CRenderGuard guard(LimitsFor(image.SourceBytes()));
+  CRenderGuard guard(LimitsOf(image));
   image.Read(picture, guard);
 }
 
@@ -162,7 +162,7 @@ void CDecoderServer::RenderAssociated(COpenedImage& image, CWireReader& question
   const auto width = question.Get<std::uint32_t>();
   const auto height = question.Get<std::uint32_t>();
   SQvPicBuf picture = Target(rowBytes, width, height, 8, 3);
-  CRenderGuard guard(LimitsFor(image.SourceBytes()));
+  CRenderGuard guard(LimitsOf(image));
   image.RenderAssociated(GetText(question), picture, guard);
 }
 

@@ -43,13 +43,13 @@ class CDecoder::CWatch {
  public:
   explicit CWatch(const CDecoderProcess& process) : m_process(process) {}
 
-  // Why the decoder is to be ended; empty: it may go on. `bytes` as in SSubject.
-  std::string Tick(std::uint64_t bytes) {
+  // Why the decoder is to be ended; empty: it may go on.
+  std::string Tick(const SSubject& subject) {
     const std::chrono::nanoseconds now = m_process.ProcessorTime();
     if (m_ticks++ == 0) m_start = m_last = now;
     m_still = now == m_last ? m_still + kTick : std::chrono::milliseconds(0);
     m_last = now;
-    const auto limit = LimitsFor(bytes).time;
+    const auto limit = LimitsFor(subject.bytes, subject.unpackedBytes).time;
     const auto most = g_limitForTest.count() != 0 ? g_limitForTest : limit + kGrace;
     if (now - m_start > most) return TimeExceeded(limit);
     if (m_still >= g_patience) return "The decoder stood still and was ended";
@@ -108,7 +108,7 @@ void CDecoder::Await(const SSubject& subject, SMessage* message) {
   for (;;) {
     switch (m_process->Channel().Receive(message)) {
       case CChannel::EResult::kTick:
-        if (const std::string reason = watch.Tick(subject.bytes); !reason.empty()) GiveUp(subject, reason);
+        if (const std::string reason = watch.Tick(subject); !reason.empty()) GiveUp(subject, reason);
         continue;
       case CChannel::EResult::kClosed:
         GiveUp(subject, "The decoder died of it (" + m_process->End() + ")");

@@ -130,7 +130,9 @@ class CRemoteImage final : public COpenedImage {
     static std::atomic<std::uint32_t> next = 1;
     return next++;
   }
-  CDecoder::SSubject Subject() noexcept { return {*m_input, m_bytes}; }
+  CDecoder::SSubject Subject() noexcept {
+    return {*m_input, m_bytes, PictureBytes(m_info.width, m_info.height, m_info.components, m_info.bpcInMemory)};
+  }
   CWireWriter NewQuestion() const {
     CWireWriter question;
     question.Value(m_number);
