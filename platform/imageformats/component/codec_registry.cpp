@@ -2,6 +2,7 @@
 
 #include "platform/imageformats/jpeg/jpeg_codec.h"
 #include "platform/imageformats/mrc/mrc_codec.h"
+#include "platform/imageformats/nrrd/nrrd_codec.h"
 #include "platform/imageformats/png/png_codec.h"
 #include "platform/imageformats/tiff/tiff_codec.h"
 #if defined(QV_HAVE_OPENSLIDE)
@@ -18,6 +19,7 @@ std::span<const CCodecModule* const> AllCodecs() noexcept {
     &TiffCodec(),
     &JpegCodec(),
     &PngCodec(),
+    &NrrdCodec(),
     &MrcCodec(),  // by what its numbers mean, where an old one has no signature
 #if defined(QV_HAVE_OPENSLIDE)
     &WsiFallbackCodec(),
