@@ -76,6 +76,8 @@ class CCodecModule {
   // Whether the library opens files itself, by their paths: Matches and Open then want CInput::NativePath and the
   // folder.
   virtual bool OpensByPath() const noexcept { return false; }
+  // Loads what opening files needs, for a process that can open nothing later.
+  virtual void Prepare() const noexcept {}
   // Throws CDamagedError when the content is not of this format or damaged beyond its description.
   virtual std::unique_ptr<COpenedImage> Open(std::shared_ptr<const CInput> input) const = 0;
   // Formats that need a file answer OpenInputMemory with -3.

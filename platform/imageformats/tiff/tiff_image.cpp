@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/imageformats/tiff/dataset/companion.h"
 #include "platform/imageformats/tiff/description/describe.h"
 #include "platform/imageformats/tiff/directory/tags.h"
 #include "platform/imageformats/tiff/read_picture.h"
@@ -96,7 +97,7 @@ bool HasThumbnailTag(STiffFile& file) {
 }  // namespace
 
 CTiffImage::CTiffImage(std::shared_ptr<const CInput> input)
-    : m_files(std::move(input)),
+    : m_files(OpenFileSet(std::move(input))),
       m_dataset(OpenDataset(m_files)),
       m_info(DescribePage(m_dataset)),
       m_hasCustomTags(HasThumbnailTag(m_files.Main())) {}

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/imageformats/base/text.h"
+#include "platform/imageformats/base/units.h"
 #include "platform/imageformats/codec/exif.h"
 #include "platform/imageformats/render/display.h"
 #include "platform/imageformats/wsi/slide_bytes.h"
@@ -152,7 +153,7 @@ SImageMetadata CWsiImage::Metadata() {
   metadata.picture.planes.planes.front().modality = kQvModalityBrightfield;
   metadata.text.description = TextOf(m_slide.Property(OPENSLIDE_PROPERTY_NAME_COMMENT));
   metadata.text.info1 = TextOf(m_slide.Property(OPENSLIDE_PROPERTY_NAME_VENDOR));
-  const double x = m_slide.NumberProperty(OPENSLIDE_PROPERTY_NAME_MPP_X);
+  const double x = PlausibleLength(m_slide.NumberProperty(OPENSLIDE_PROPERTY_NAME_MPP_X));
   const double y = m_slide.NumberProperty(OPENSLIDE_PROPERTY_NAME_MPP_Y);
   if (x > 0.0) metadata.calibration = metadata.picture.calibration = x;
   if (x > 0.0 && y > 0.0) metadata.aspect = y / x;

@@ -83,6 +83,19 @@ TEST(Wsi, ScannersFilesGoToItAndPlainTiledOnesDoNot) {
   EXPECT_FALSE(MayBeSlideTiff(*CInput::FromMemory(jpeg.data(), jpeg.size())));
 }
 
+TEST(Wsi, FilesThatNameNoScannerAreNotAskedFor) {
+  const CTempFolder folder;
+  const STestPicture picture = SmoothPicture(300, 200, 3);
+  const auto mayBe = [&](const std::string& name, const std::string& description) {
+    return MayBeSlideTiff(*CInput::FromFile(WriteTiledTiff(folder, name, description, picture, 2)));
+  };
+  EXPECT_FALSE(mayBe("none.tif", ""));
+  EXPECT_FALSE(mayBe("imagej.tif", "ImageJ=1.53\nimages=1\n"));
+  EXPECT_FALSE(
+      mayBe("ome.tif", "<?xml version=\"1.0\"?><OME xmlns=\"http://www.openmicroscopy.org/Schemas/OME/2016-06\"/>"));
+  EXPECT_TRUE(mayBe("scanner.tif", kScanner));
+}
+
 TEST(Wsi, RendersTheAverageAndTellsTheScale) {
   const CTempFolder folder;
   const STestPicture picture = SmoothPicture(700, 500, 3);

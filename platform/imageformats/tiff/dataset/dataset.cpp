@@ -4,6 +4,8 @@
 
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/render/channel_composite.h"
+#include "platform/imageformats/tiff/dataset/companion.h"
+#include "platform/imageformats/tiff/directory/ifd_reader.h"
 #include "platform/imageformats/tiff/directory/pyramid.h"
 #include "platform/imageformats/tiff/directory/tags.h"
 #include "platform/imageformats/tiff/ome/ome_xml.h"
@@ -60,6 +62,26 @@ void OpenPlainDataset(CFileSet& files, SDataset* dataset) {
   dataset->sizeC = std::max<std::uint32_t>(static_cast<std::uint32_t>(dataset->channels.size()), 1);
 }
 
+// The first page's description, or the companion in its place. One that is not there in full is damage: it may be
+// OME-XML that a copy in progress has not reached yet, without which the picture is another.
+std::string Description(const CFileSet& files) {
+  if (const CInput* companion = files.Companion()) return CompanionText(*companion);
+  STiffFile& file = files.Main();
+  const std::uint64_t directory = file.chain.front().offset;
+  std::optional<CIfdReader> reader = CIfdReader::Open(*file.input);
+  if (reader && reader->Read(directory)) {
+    const std::optional<SIfdEntry> entry = reader->Find(TIFFTAG_IMAGEDESCRIPTION);
+    if (entry && !reader->HoldsBytes(*entry))
+      throw CDamagedError("The file is truncated: its description is not there");
+  }
+  try {
+    file.handle.Select(directory);
+  } catch (const CDamagedError&) {
+    return {};  // another page may still be readable
+  }
+  return TextTag(file.handle, TIFFTAG_IMAGEDESCRIPTION);
+}
+
 }  // namespace
 
 SPage ReadDatasetPage(STiffFile& file, SDataset::EKind kind, std::uint64_t directory) {
@@ -85,13 +107,7 @@ std::vector<std::uint32_t> ChannelSamples(const SPage& page) {
 SDataset OpenDataset(CFileSet& files) {
   SDataset dataset;
   STiffFile& file = files.Main();
-  std::string description;
-  try {
-    file.handle.Select(file.chain.front().offset);
-    description = TextTag(file.handle, TIFFTAG_IMAGEDESCRIPTION);
-  } catch (const CDamagedError&) {
-    // Another page may still be readable.
-  }
+  const std::string description = Description(files);
   if (LooksLikeOmeXml(description) && OpenOmeDataset(files, description, &dataset)) return dataset;
   if (std::optional<SImageJ> imageJ = ParseImageJDescription(description)) {
     ParseImageJMetadata(LongsTag(file.handle, kTagImageJCounts), BytesTag(file.handle, kTagImageJMetadata), &*imageJ);

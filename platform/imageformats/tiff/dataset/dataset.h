@@ -56,7 +56,7 @@ struct SDataset {
 };
 
 // Works the dataset out. Descriptions that contradict the file are given up for what the pages themselves show. Throws
-// CDamagedError when not even that can be read.
+// CDamagedError when not even that can be read, and when the description was cut off.
 SDataset OpenDataset(CFileSet& files);
 
 // Reads a page of a dataset of that kind. The 8-bit signed samples of OME-TIFF are taken as unsigned: its writers in

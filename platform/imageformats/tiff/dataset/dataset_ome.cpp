@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/tiff/dataset/companion.h"
 #include "platform/imageformats/tiff/dataset/dataset.h"
 #include "platform/imageformats/tiff/directory/pyramid.h"
 #include "platform/imageformats/tiff/directory/tags.h"
@@ -13,6 +14,9 @@
 
 namespace imageformats::tiff {
 namespace {
+
+// Stands for the name of an opened companion, which holds no planes: no file beside it is called so.
+constexpr char kCompanion[] = "/";
 
 bool SameName(const std::string& a, const std::string& b) {
   return a == b || CQvStringUtils::EqualNoCase(CQvStringUtils::UTF8toW(a.c_str()).Str(),
@@ -73,9 +77,7 @@ bool ResolveDocument(CFileSet& files, SOmeDocument* document, std::string* docum
   const auto head = input->Head();
   const bool isXml = !head.empty() && head[0] != 'I' && head[0] != 'M';
   if (isXml) {
-    if (input->Size() > kMaxOmeXmlBytes) return false;
-    text.resize(static_cast<std::size_t>(input->Size()));
-    text.resize(input->ReadAt(0, text.data(), text.size()));
+    text = CompanionText(*input);
   } else {
     const int file = files.FindTiff(*documentFile);
     if (file < 0) return false;
@@ -209,7 +211,7 @@ bool OpenOmeDataset(CFileSet& files, const std::string& description, SDataset* d
   std::string error;
   if (!ParseOmeXml(description, &result.ome, &error)) return false;
   const std::string ownUuid = result.ome.uuid;
-  std::string documentFile;
+  std::string documentFile = files.Companion() ? kCompanion : std::string();
   if (!ResolveDocument(files, &result.ome, &documentFile)) return false;
   COmeFiles omeFiles(files, result.ome, ownUuid, documentFile);
   result.omeImage = ChooseImage(result.ome, omeFiles);
