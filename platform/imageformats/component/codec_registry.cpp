@@ -2,6 +2,7 @@
 
 #include "platform/imageformats/jpeg/jpeg_codec.h"
 #include "platform/imageformats/mrc/mrc_codec.h"
+#include "platform/imageformats/nifti/nifti_codec.h"
 #include "platform/imageformats/nrrd/nrrd_codec.h"
 #include "platform/imageformats/png/png_codec.h"
 #include "platform/imageformats/tiff/tiff_codec.h"
@@ -20,6 +21,7 @@ std::span<const CCodecModule* const> AllCodecs() noexcept {
     &JpegCodec(),
     &PngCodec(),
     &NrrdCodec(),
+    &NiftiCodec(),
     &MrcCodec(),  // by what its numbers mean, where an old one has no signature
 #if defined(QV_HAVE_OPENSLIDE)
     &WsiFallbackCodec(),
