@@ -73,7 +73,7 @@ allowed_for_component_room() {  # sets `allowed`
   esac
 }
 
-format_rooms='base render planes codec arrays jpeg/stream jpeg/block_means jpeg mrc nifti nrrd png tiff/directory tiff/blocks tiff/rows tiff/ome
+format_rooms='base render planes codec arrays fits jpeg/stream jpeg/block_means jpeg mrc nifti nrrd png tiff/directory tiff/blocks tiff/rows tiff/ome
   tiff/dataset tiff/description tiff wsi process component decoder'
 allowed_for_format_room() {  # sets `allowed`
   local decoders='base render codec jpeg/stream jpeg/block_means jpeg'
@@ -83,7 +83,7 @@ allowed_for_format_room() {  # sets `allowed`
     planes) allowed="base render" ;;
     codec) allowed="base render" ;;
     arrays) allowed="base render planes codec" ;;
-    mrc | nifti | nrrd) allowed="base render planes codec arrays" ;;
+    fits | mrc | nifti | nrrd) allowed="base render planes codec arrays" ;;
     jpeg/stream) allowed="base" ;;
     jpeg/block_means) allowed="base render jpeg/stream" ;;
     jpeg) allowed="base render codec jpeg/stream jpeg/block_means" ;;
@@ -98,7 +98,7 @@ allowed_for_format_room() {  # sets `allowed`
       allowed="base render planes codec tiff/directory tiff/blocks tiff/rows tiff/ome tiff/dataset tiff/description" ;;
     wsi) allowed="base render codec tiff/directory" ;;
     process) allowed="base codec" ;;
-    component) allowed="base render planes codec arrays jpeg mrc nifti nrrd png tiff wsi process" ;;
+    component) allowed="base render planes codec arrays fits jpeg mrc nifti nrrd png tiff wsi process" ;;
     decoder) allowed="base codec process component" ;;
     *) allowed="" ;;
   esac

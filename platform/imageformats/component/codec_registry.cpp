@@ -1,5 +1,6 @@
 #include "platform/imageformats/component/codec_registry.h"
 
+#include "platform/imageformats/fits/fits_codec.h"
 #include "platform/imageformats/jpeg/jpeg_codec.h"
 #include "platform/imageformats/mrc/mrc_codec.h"
 #include "platform/imageformats/nifti/nifti_codec.h"
@@ -22,6 +23,7 @@ std::span<const CCodecModule* const> AllCodecs() noexcept {
     &PngCodec(),
     &NrrdCodec(),
     &NiftiCodec(),
+    &FitsCodec(),
     &MrcCodec(),  // by what its numbers mean, where an old one has no signature
 #if defined(QV_HAVE_OPENSLIDE)
     &WsiFallbackCodec(),
