@@ -2,12 +2,15 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "metadata/qvimageinfo.h"
 #include "picture/qvpicbuf.h"
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/base/input.h"
 #include "platform/imageformats/base/render_guard.h"
+#include "platform/imageformats/codec/associated_image.h"
 #include "platform/imageformats/codec/image_metadata.h"
 #include "platform/imageformats/render/render_request.h"
 #include "system/qvbytearray.h"
@@ -43,6 +46,13 @@ class COpenedImage {
   // The custom tag's bytes, replacing the array's content. False, array untouched, when the file has no such tag.
   virtual bool HasCustomTags() const { return false; }
   virtual bool CustomTag(const CQvStringW& /*name*/, CQvByteArray& /*bytes*/) { return false; }
+
+  // Pictures beside the main one, listed without being decoded. Rendering one fills `picture` (8 bits, 3 components,
+  // any size) with all of it; throws CDamagedError for a name that is not listed.
+  virtual std::vector<SAssociatedImage> AssociatedImages() { return {}; }
+  virtual void RenderAssociated(const std::string& /*name*/, SQvPicBuf& /*picture*/, CRenderGuard& /*guard*/) {
+    throw CDamagedError("The file holds no such image");
+  }
 
   // Parsed when asked for. Damaged descriptions are no failure: what cannot be understood is left unknown.
   virtual SImageMetadata Metadata() = 0;

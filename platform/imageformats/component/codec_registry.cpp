@@ -1,11 +1,14 @@
 #include "platform/imageformats/component/codec_registry.h"
 
+#include "platform/imageformats/bmp/bmp_codec.h"
 #include "platform/imageformats/fits/fits_codec.h"
+#include "platform/imageformats/gif/gif_codec.h"
 #include "platform/imageformats/jpeg/jpeg_codec.h"
 #include "platform/imageformats/mrc/mrc_codec.h"
 #include "platform/imageformats/nifti/nifti_codec.h"
 #include "platform/imageformats/nrrd/nrrd_codec.h"
 #include "platform/imageformats/png/png_codec.h"
+#include "platform/imageformats/pnm/pnm_codec.h"
 #include "platform/imageformats/tiff/tiff_codec.h"
 #if defined(QV_HAVE_OPENSLIDE)
 #include "platform/imageformats/wsi/wsi_codec.h"
@@ -21,6 +24,9 @@ std::span<const CCodecModule* const> AllCodecs() noexcept {
     &TiffCodec(),
     &JpegCodec(),
     &PngCodec(),
+    &BmpCodec(),
+    &GifCodec(),
+    &PnmCodec(),
     &NrrdCodec(),
     &NiftiCodec(),
     &FitsCodec(),
