@@ -17,7 +17,8 @@ namespace fs = std::filesystem;
 
 // Formats of plain arrays, whose files are often compressed as a whole.
 bool IsArrayExtension(const std::string& extension) {
-  constexpr std::array<std::string_view, 6> kExtensions = {".mrc", ".mrcs", ".map", ".rec", ".st", ".ali"};
+  constexpr std::array<std::string_view, 13> kExtensions = {".mrc",  ".mrcs", ".map", ".rec",  ".st",  ".ali", ".nrrd",
+                                                            ".nhdr", ".nii",  ".hdr", ".fits", ".fit", ".fts"};
   return std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
 }
 

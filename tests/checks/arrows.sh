@@ -74,7 +74,7 @@ allowed_for_component_room() {  # sets `allowed`
 }
 
 format_rooms='base render planes codec arrays jpeg/stream jpeg/block_means jpeg
-  mrc
+  fits mrc nifti nrrd
   png
   bmp gif pnm
   tiff/directory tiff/blocks tiff/rows tiff/ome
@@ -87,7 +87,7 @@ allowed_for_format_room() {  # sets `allowed`
     planes) allowed="base render" ;;
     codec) allowed="base render" ;;
     arrays) allowed="base render planes codec" ;;
-    mrc) allowed="base render planes codec arrays" ;;
+    fits | mrc | nifti | nrrd) allowed="base render planes codec arrays" ;;
     jpeg/stream) allowed="base" ;;
     jpeg/block_means) allowed="base render jpeg/stream" ;;
     jpeg) allowed="base render codec jpeg/stream jpeg/block_means" ;;
@@ -107,7 +107,7 @@ allowed_for_format_room() {  # sets `allowed`
     process) allowed="base codec" ;;
     component)
       allowed="base render planes codec arrays jpeg png tiff wsi process"
-      allowed+=" mrc"
+      allowed+=" fits mrc nifti nrrd"
       allowed+=" bmp gif pnm"
       ;;
     decoder) allowed="base codec process component" ;;

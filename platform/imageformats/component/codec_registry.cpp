@@ -1,9 +1,12 @@
 #include "platform/imageformats/component/codec_registry.h"
 
 #include "platform/imageformats/bmp/bmp_codec.h"
+#include "platform/imageformats/fits/fits_codec.h"
 #include "platform/imageformats/gif/gif_codec.h"
 #include "platform/imageformats/jpeg/jpeg_codec.h"
 #include "platform/imageformats/mrc/mrc_codec.h"
+#include "platform/imageformats/nifti/nifti_codec.h"
+#include "platform/imageformats/nrrd/nrrd_codec.h"
 #include "platform/imageformats/png/png_codec.h"
 #include "platform/imageformats/pnm/pnm_codec.h"
 #include "platform/imageformats/tiff/tiff_codec.h"
@@ -24,6 +27,9 @@ std::span<const CCodecModule* const> AllCodecs() noexcept {
     &BmpCodec(),
     &GifCodec(),
     &PnmCodec(),
+    &NrrdCodec(),
+    &NiftiCodec(),
+    &FitsCodec(),
     &MrcCodec(),  // by what its numbers mean, where an old one has no signature
 #if defined(QV_HAVE_OPENSLIDE)
     &WsiFallbackCodec(),
