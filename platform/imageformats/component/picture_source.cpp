@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/imageformats/component/metadata_reader.h"
+#include "platform/imageformats/component/view_settings.h"
 
 namespace imageformats {
 
@@ -59,7 +60,7 @@ class CPictureSource final : public IQvPictureSource {
       Require(mode == kOverviewMode && first == 0 && reserved == 0, "The rendering is asked for in an unknown way");
       Require(HasShape(*picture, *width, *height, 8, 3), "The rendering is asked for in an impossible shape");
       CRenderGuard guard(LimitsFor(m_image->SourceBytes()));
-      m_image->Render({*width, *height, fast, channels}, *picture, guard);
+      m_image->Render({*width, *height, fast, channels, m_view}, *picture, guard);
     });
   }
 
@@ -75,6 +76,7 @@ class CPictureSource final : public IQvPictureSource {
  private:
   std::unique_ptr<COpenedImage> m_image;
   CErrorText m_error;
+  const SViewChoice m_view = CurrentView();
 };
 
 class COutputFile final : public IQvOutputImageFile {

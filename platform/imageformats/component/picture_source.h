@@ -12,7 +12,7 @@ namespace imageformats {
 inline constexpr std::uint32_t kOverviewMode = 1;
 
 // The opened image as an interface: arguments checked, exceptions caught, texts kept, each operation under a
-// CRenderGuard of its own. Throws std::bad_alloc.
+// CRenderGuard of its own; it shows what CurrentView is now. Throws std::bad_alloc.
 IQvPictureSource* NewPictureSource(std::unique_ptr<COpenedImage> image, std::shared_ptr<CErrorText> manager);
 
 // The writer as an interface; it enforces the order SetPictureFormat, WritePicture, Finish.

@@ -1,14 +1,17 @@
 #pragma once
 
+#include "platform/imageformats/codec/codec_module.h"
 #include "platform/imageformats/codec/image_metadata.h"
 #include "platform/imageformats/process/wire.h"
 
 namespace imageformats {
 
-// What an opened image says of itself, on the wire. Reading checks counts; whether values make sense is for who uses
-// them, as it is with what a codec reads from a file.
+// What an opened image says of itself and is asked for, on the wire. Reading checks counts; whether values make sense
+// is for who uses them, as it is with what a codec reads from a file.
 void PutImageInfo(CWireWriter& wire, const SQvImageInfo& info);
 void GetImageInfo(CWireReader& wire, SQvImageInfo& info);
+void PutRenderRequest(CWireWriter& wire, const SRenderRequest& request);
+void GetRenderRequest(CWireReader& wire, SRenderRequest& request);
 void PutMetadata(CWireWriter& wire, const SImageMetadata& metadata);
 void GetMetadata(CWireReader& wire, SImageMetadata& metadata);
 
