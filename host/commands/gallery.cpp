@@ -148,6 +148,7 @@ void AddGalleryCommand(CCommand program, SOutcome& outcome) {
   command.AddOption("--title", &arguments->title, "The page's title").Type("TEXT");
   AddRecursiveOption(command, &arguments->recursive);
   AddQualityOption(command, &arguments->highQuality);
+  AddViewOptions(command, &arguments->database);
   command.AddOption("paths", &arguments->paths, "Image files, and folders of them (default: all of the database)")
       .Type("PATH")
       .FileNames();
