@@ -7,6 +7,7 @@ namespace {
 // Loops become a chain that is freed by recursion; lists are bounded by the message.
 constexpr std::size_t kMaxLoops = 32;
 constexpr std::size_t kMaxListed = 1u << 20;
+constexpr std::size_t kMaxAssociated = 1000;
 
 template <class Wire, class Info>
 void Transfer(Wire& wire, Info& info) {
@@ -105,6 +106,15 @@ void TransferRequest(Wire& wire, Request& request) {
   wire.Value(request.view.stretchTogether);
 }
 
+template <class Wire, class Images>
+void TransferAssociated(Wire& wire, Images& images) {
+  wire.List(images, kMaxAssociated, [&](auto& image) {
+    wire.Text(image.name);
+    wire.Value(image.size.width);
+    wire.Value(image.size.height);
+  });
+}
+
 }  // namespace
 
 void PutImageInfo(CWireWriter& wire, const SQvImageInfo& info) { Transfer(wire, info); }
@@ -117,6 +127,8 @@ void GetRenderRequest(CWireReader& wire, SRenderRequest& request) {
   TransferRequest(wire, request);
   request.view.planes = static_cast<EPlaneChoice>(wire.Get<std::uint32_t>());
 }
+void PutAssociated(CWireWriter& wire, const std::vector<SAssociatedImage>& images) { TransferAssociated(wire, images); }
+void GetAssociated(CWireReader& wire, std::vector<SAssociatedImage>& images) { TransferAssociated(wire, images); }
 void PutMetadata(CWireWriter& wire, const SImageMetadata& metadata) { TransferMetadata(wire, metadata); }
 void GetMetadata(CWireReader& wire, SImageMetadata& metadata) { TransferMetadata(wire, metadata); }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/imageformats/codec/codec_module.h"
+#include "platform/imageformats/codec/associated_image.h"
 #include "platform/imageformats/codec/image_metadata.h"
 #include "platform/imageformats/process/wire.h"
 
@@ -12,6 +13,8 @@ void PutImageInfo(CWireWriter& wire, const SQvImageInfo& info);
 void GetImageInfo(CWireReader& wire, SQvImageInfo& info);
 void PutRenderRequest(CWireWriter& wire, const SRenderRequest& request);
 void GetRenderRequest(CWireReader& wire, SRenderRequest& request);
+void PutAssociated(CWireWriter& wire, const std::vector<SAssociatedImage>& images);
+void GetAssociated(CWireReader& wire, std::vector<SAssociatedImage>& images);
 void PutMetadata(CWireWriter& wire, const SImageMetadata& metadata);
 void GetMetadata(CWireReader& wire, SImageMetadata& metadata);
 

@@ -61,6 +61,7 @@ struct SDataset {
   std::optional<std::uint32_t> ownZ;  // what is shown by default instead of the middle
   std::optional<SImageJ> imageJ;
   SOmeDocument ome;
+  std::string omeUuid, omeDocumentFile;   // of the opened file; the file that holds the document, empty: the opened one
   std::size_t omeImage = 0;               // the shown one
   std::vector<std::size_t> omePositions;  // images of its shape, in order
   std::string omeUuid;                    // of the opened file
@@ -93,6 +94,9 @@ std::vector<SStackChannel> StackChannels(const SDataset& dataset);
 
 // The kinds of datasets; false, *dataset untouched, when the description does not fit the file.
 bool OpenOmeDataset(CFileSet& files, const std::string& description, SDataset* dataset);
+// Another image of the document of an OME dataset, to be rendered: its planes, without the document. None when no plane
+// of it is there. Throws CDamagedError.
+std::optional<SDataset> OpenOmeImage(CFileSet& files, const SDataset& dataset, std::size_t image);
 bool OpenImageJDataset(CFileSet& files, const SImageJ& imageJ, SDataset* dataset);
 // Gives the pages of an opened plain dataset the dimensions that a description by tifffile tells ({"shape": [...],
 // "axes": "..."}); leaves it as it is when the text is another or does not fit.

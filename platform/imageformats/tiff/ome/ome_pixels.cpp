@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/imageformats/base/text.h"
+#include "platform/imageformats/base/units.h"
 #include "platform/imageformats/tiff/ome/ome_node.h"
 #include "platform/imageformats/tiff/ome/ome_xml.h"
 
@@ -69,7 +70,7 @@ bool ReadSizes(pugi::xml_node pixels, SOmeImage* image) {
 
 double FirstLength(pugi::xml_node pixels, pugi::xml_node image, std::string_view now, std::string_view former) {
   const double value = Micrometres(pixels, now);
-  return std::max(value != 0.0 ? value : Micrometres(image, former), 0.0);
+  return PlausibleLength(value != 0.0 ? value : Micrometres(image, former));
 }
 
 void ReadCalibration(pugi::xml_node node, pugi::xml_node pixels, SOmeImage* image) {
