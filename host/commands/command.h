@@ -37,6 +37,8 @@ std::string VersionText();
 void AddDatabaseOptions(CCommand command, SDatabaseOptions* options);
 void AddJsonOption(CCommand command, bool* json);
 void AddQualityOption(CCommand command, bool* highQuality);
+// What thumbnails show of pictures with several planes; the database follows it.
+void AddViewOptions(CCommand command, SDatabaseOptions* options);
 void AddRecursiveOption(CCommand command, bool* recursive);
 
 // An option or argument that must be given. `type` stands for its value in the help.

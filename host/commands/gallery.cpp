@@ -187,6 +187,7 @@ void AddGalleryCommand(CCommand program, SOutcome& outcome) {
   AddQualityOption(command, &arguments->highQuality);
   command.AddFlag("--no-plates", &arguments->noPlates,
                   "Every file by itself, also those that are wells of a plate (default: a grid of each plate's wells)");
+  AddViewOptions(command, &arguments->database);
   command.AddOption("paths", &arguments->paths, "Image files, and folders of them (default: all of the database)")
       .Type("PATH")
       .FileNames();

@@ -69,6 +69,7 @@ void AddMakeCommand(CCommand program, SOutcome& outcome) {
   AddDatabaseOptions(command, &arguments->database);
   AddRecursiveOption(command, &arguments->recursive);
   AddQualityOption(command, &arguments->make.highQuality);
+  AddViewOptions(command, &arguments->database);
   command.AddFlag("--sync", &arguments->make.sync, "One at a time, without the background workers");
   COption library =
       command.AddOption("--library", &arguments->library, "The records of an image library instead of files");

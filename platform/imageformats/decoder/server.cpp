@@ -137,10 +137,7 @@ void CDecoderServer::Open(CWireReader& question, CDescriptor descriptor, CWireWr
 void CDecoderServer::Render(COpenedImage& image, CWireReader& question) {
   const auto rowBytes = question.Get<std::uint32_t>();
   SRenderRequest request;
-  question.Value(request.width);
-  question.Value(request.height);
-  question.Value(request.fast);
-  question.Value(request.channels);
+  GetRenderRequest(question, request);
   SQvPicBuf picture = Target(rowBytes, request.width, request.height, 8, 3);
   CRenderGuard guard(LimitsOf(image));
   image.Render(request, picture, guard);

@@ -14,7 +14,7 @@ enum ERequest : std::uint32_t {
   kRequestMetadata,  // image. Answer: metadata
   kRequestTag,       // image, name. Answer: has it, bytes
   kRequestMemory,    // memory for pictures, which replaces the former; no answer
-  kRequestRender,    // image, bytes of a row, width, height, fast, channels. Answer: nothing more
+  kRequestRender,    // image, bytes of a row, request. Answer: nothing more
   kRequestRead,      // image, bytes of a row, width, height, bits, components. Answer: nothing more
   kRequestClose,     // image; no answer
   kRequestAssociated,        // image. Answer: a list of names and sizes

@@ -62,10 +62,7 @@ class CRemoteImage final : public COpenedImage {
 
   void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard&) override {
     CWireWriter rest;
-    rest.Value(request.width);
-    rest.Value(request.height);
-    rest.Value(request.fast);
-    rest.Value(request.channels);
+    PutRenderRequest(rest, request);
     Draw(kRequestRender, rest, picture);
   }
 

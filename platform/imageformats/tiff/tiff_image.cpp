@@ -47,9 +47,9 @@ std::uint32_t PixelType(ESampleFormat format) noexcept {
 
 // Frames: pictures with all their channels.
 std::uint32_t SequenceCount(const SDataset& dataset) noexcept {
-  const std::uint64_t positions = std::max<std::size_t>(dataset.omePositions.size(), 1);
-  const std::uint64_t frames = CRenderGuard::Multiply(std::uint64_t{dataset.sizeZ} * dataset.sizeT, positions);
-  const std::uint64_t count = dataset.kind == SDataset::EKind::kPlain ? dataset.pages : frames;
+  const std::uint64_t frames = CRenderGuard::Multiply(std::uint64_t{dataset.sizeZ} * dataset.sizeT, dataset.positions);
+  const bool isSequence = dataset.kind == SDataset::EKind::kPlain && !dataset.hasPageAxes;
+  const std::uint64_t count = isSequence ? dataset.pages.size() : frames;
   return static_cast<std::uint32_t>(std::min<std::uint64_t>(count, 0xFFFFFFFFu));
 }
 

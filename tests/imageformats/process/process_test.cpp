@@ -15,6 +15,7 @@
 #include "imageformats/iqvplate.h"
 #include "picture/qvpicture.h"
 #include "platform/imageformats/base/render_guard.h"
+#include "platform/imageformats/component/view_settings.h"
 #include "platform/imageformats/process/decoder.h"
 #include "platform/imageformats/process/decoder_process.h"
 #include "system/qvstatus.h"
@@ -58,6 +59,55 @@ TEST_F(DecoderTest, APictureIsTheSameAsInPlace) {
     EXPECT_EQ(seen, ViewInPlace(file));
   }
   EXPECT_EQ(LivingDecoders().size(), 1u);
+}
+
+// Three planes, 40 brighter each.
+std::wstring MakeStack(const CTempFolder& folder) {
+  std::vector<STiffPage> pages;
+  for (int z = 0; z < 3; ++z) {
+    pages.push_back(MakePage<std::uint8_t>(90, 70, 1, [&](auto x, auto, auto) { return x + 40 * z; }));
+  }
+  pages[0].description = "ImageJ=1.53t\nimages=3\nslices=3\n";
+  return folder.MakeFileWide("stack.tif", WriteTiff(pages));
+}
+
+TEST_F(DecoderTest, TheProcesssViewReachesTheDecoder) {
+  const std::wstring file = MakeStack(m_house.Folder());
+  const CQvRef<IQvImageViewSettings> settings(new ("test", 1) CQvImageViewSettingsImpl);
+  const SSeen middle = View(file);
+  std::vector<SSeen> seen = {middle};
+  for (const std::uint32_t planes : {kQvPlaneFirst, kQvPlaneMaximum, kQvPlaneMean}) {
+    SQvImageView view;
+    view.planes = planes;
+    ASSERT_EQ(settings->SetView(view), kQvOk);
+    seen.push_back(View(file));
+    EXPECT_EQ(seen.back().status, kQvOk) << seen.back().reason;
+    EXPECT_EQ(seen.back(), ViewInPlace(file)) << planes;
+  }
+  settings->SetView({});
+  EXPECT_LT(seen[1].pixels, middle.pixels);
+  EXPECT_GT(seen[2].pixels, middle.pixels);
+  EXPECT_EQ(View(file), middle);
+}
+
+TEST_F(DecoderTest, ASourceKeepsTheViewThatItWasOpenedWith) {
+  const std::wstring file = MakeStack(m_house.Folder());
+  const SSeen middle = View(file);
+  const CQvRef<IQvImageFormatManager> manager = NewManager();
+  CQvRef<IQvImageCodec> codec;
+  CQvRef<IQvPictureSource> source;
+  ASSERT_EQ(manager->GetCodecForFile(file, codec.Out()), kQvOk);
+  ASSERT_EQ(codec->OpenInputFile(file, source.Out()), kQvOk);
+  const CQvRef<IQvImageViewSettings> settings(new ("test", 1) CQvImageViewSettingsImpl);
+  SQvImageView view;
+  view.planes = kQvPlaneLast;
+  ASSERT_EQ(settings->SetView(view), kQvOk);
+  const std::uint32_t width = 40, height = 30;
+  CQvPicture picture;
+  ASSERT_TRUE(picture.Reinit(width, height, 8, 3, true));
+  EXPECT_EQ(source->RenderPicture(&width, &height, picture.Get(), 1, true, 0, 0, 0xFFFFFFFFu), kQvOk);
+  settings->SetView({});
+  EXPECT_EQ(picture.Row(0)[0], middle.pixels[0]);
 }
 
 TEST_F(DecoderTest, FailuresAreTheSameAsInPlace) {
