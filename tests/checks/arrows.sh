@@ -73,7 +73,7 @@ allowed_for_component_room() {  # sets `allowed`
   esac
 }
 
-format_rooms='base render codec jpeg/stream jpeg/block_means jpeg png bmp gif pnm tiff/directory tiff/blocks tiff/rows tiff/ome
+format_rooms='base render codec jpeg/stream jpeg/block_means jpeg png bmp gif pnm jpeg2000 tiff/directory tiff/blocks tiff/rows tiff/ome
   tiff/dataset tiff/description tiff wsi process component decoder'
 allowed_for_format_room() {  # sets `allowed`
   local decoders='base render codec jpeg/stream jpeg/block_means jpeg'
@@ -88,8 +88,9 @@ allowed_for_format_room() {  # sets `allowed`
     bmp) allowed="base render codec" ;;
     gif) allowed="base render codec" ;;
     pnm) allowed="base render codec" ;;
+    jpeg2000) allowed="base render codec" ;;
     tiff/directory) allowed="base render" ;;
-    tiff/blocks) allowed="$decoders tiff/directory" ;;
+    tiff/blocks) allowed="$decoders jpeg2000 tiff/directory" ;;
     tiff/rows) allowed="$decoders tiff/directory tiff/blocks" ;;
     tiff/ome) allowed="base" ;;
     tiff/dataset) allowed="base render tiff/directory tiff/ome" ;;
@@ -98,7 +99,7 @@ allowed_for_format_room() {  # sets `allowed`
       allowed="base render codec tiff/directory tiff/blocks tiff/rows tiff/ome tiff/dataset tiff/description" ;;
     wsi) allowed="base render codec tiff/directory" ;;
     process) allowed="base codec" ;;
-    component) allowed="base render codec jpeg png bmp gif pnm tiff wsi process" ;;
+    component) allowed="base render codec jpeg png bmp gif pnm jpeg2000 tiff wsi process" ;;
     decoder) allowed="base codec process component" ;;
     *) allowed="" ;;
   esac

@@ -3,6 +3,7 @@
 #include "platform/imageformats/bmp/bmp_codec.h"
 #include "platform/imageformats/gif/gif_codec.h"
 #include "platform/imageformats/jpeg/jpeg_codec.h"
+#include "platform/imageformats/jpeg2000/jpeg2000_codec.h"
 #include "platform/imageformats/png/png_codec.h"
 #include "platform/imageformats/pnm/pnm_codec.h"
 #include "platform/imageformats/tiff/tiff_codec.h"
@@ -23,6 +24,7 @@ std::span<const CCodecModule* const> AllCodecs() noexcept {
     &BmpCodec(),
     &GifCodec(),
     &PnmCodec(),
+    &Jpeg2000Codec(),
 #if defined(QV_HAVE_OPENSLIDE)
     &WsiFallbackCodec(),
 #endif

@@ -42,6 +42,7 @@ std::unique_ptr<CBlockSource> OpenBlocks(CTiffHandle& tiff, const SPage& page, c
   guard.CheckPixels(page.width, page.height);
   tiff.Select(page.offset);
   if (IsPlainJpeg(page)) return OpenJpegBlocks(tiff, page, request, guard);
+  if (IsJpeg2000(page.compression)) return OpenJpeg2000Blocks(tiff, page, request, guard);
   if (page.photometric == PHOTOMETRIC_YCBCR) return OpenRgbaBlocks(tiff, page, guard);
   if (page.compression == COMPRESSION_NONE && !IsBitReversed(tiff.Get())) {
     return OpenRawBlocks(tiff, page, request.dataOffset, guard);
