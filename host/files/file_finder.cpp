@@ -16,10 +16,10 @@ namespace {
 namespace fs = std::filesystem;
 
 bool HasImageExtension(const fs::path& path) {
-  constexpr std::array kExtensions =
-      std::to_array<std::string_view>({".bmp",  ".dib", ".gif",  ".pbm", ".pgm",  ".ppm", ".pnm",  ".pam", ".tif",
-                                       ".tiff", ".btf", ".tf2",  ".tf8", ".gtif", ".jpg", ".jpeg", ".jpe", ".jfif",
-                                       ".png",  ".svs", ".ndpi", ".scn", ".vms",  ".vmu", ".mrxs", ".bif", ".svslide"});
+  constexpr std::array kExtensions = std::to_array<std::string_view>(
+      {".bmp", ".dib",  ".gif", ".pbm", ".pgm",  ".ppm", ".pnm", ".pam", ".jp2",  ".j2k", ".j2c",
+       ".jpc", ".jpf",  ".jpx", ".tif", ".tiff", ".btf", ".tf2", ".tf8", ".gtif", ".jpg", ".jpeg",
+       ".jpe", ".jfif", ".png", ".svs", ".ndpi", ".scn", ".vms", ".vmu", ".mrxs", ".bif", ".svslide"});
   return std::find(kExtensions.begin(), kExtensions.end(), LowerCaseExtension(path)) != kExtensions.end();
 }
 
