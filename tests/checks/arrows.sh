@@ -73,14 +73,21 @@ allowed_for_component_room() {  # sets `allowed`
   esac
 }
 
-format_rooms='base render codec jpeg/stream jpeg/block_means jpeg png bmp gif pnm jpeg2000 tiff/directory tiff/blocks tiff/rows tiff/ome
+format_rooms='base render planes codec arrays jpeg/stream jpeg/block_means jpeg
+  mrc
+  png
+  bmp gif pnm
+  tiff/directory tiff/blocks tiff/rows tiff/ome
   tiff/dataset tiff/description tiff wsi process component decoder'
 allowed_for_format_room() {  # sets `allowed`
   local decoders='base render codec jpeg/stream jpeg/block_means jpeg'
   case $1 in
     base) allowed="" ;;
     render) allowed="base" ;;
+    planes) allowed="base render" ;;
     codec) allowed="base render" ;;
+    arrays) allowed="base render planes codec" ;;
+    mrc) allowed="base render planes codec arrays" ;;
     jpeg/stream) allowed="base" ;;
     jpeg/block_means) allowed="base render jpeg/stream" ;;
     jpeg) allowed="base render codec jpeg/stream jpeg/block_means" ;;
@@ -93,13 +100,17 @@ allowed_for_format_room() {  # sets `allowed`
     tiff/blocks) allowed="$decoders jpeg2000 tiff/directory" ;;
     tiff/rows) allowed="$decoders tiff/directory tiff/blocks" ;;
     tiff/ome) allowed="base" ;;
-    tiff/dataset) allowed="base render tiff/directory tiff/ome" ;;
+    tiff/dataset) allowed="base render planes tiff/directory tiff/ome" ;;
     tiff/description) allowed="base render codec tiff/directory tiff/ome tiff/dataset" ;;
     tiff)
-      allowed="base render codec tiff/directory tiff/blocks tiff/rows tiff/ome tiff/dataset tiff/description" ;;
+      allowed="base render planes codec tiff/directory tiff/blocks tiff/rows tiff/ome tiff/dataset tiff/description" ;;
     wsi) allowed="base render codec tiff/directory" ;;
     process) allowed="base codec" ;;
-    component) allowed="base render codec jpeg png bmp gif pnm jpeg2000 tiff wsi process" ;;
+    component)
+      allowed="base render planes codec arrays jpeg png tiff wsi process"
+      allowed+=" mrc"
+      allowed+=" bmp gif pnm jpeg2000"
+      ;;
     decoder) allowed="base codec process component" ;;
     *) allowed="" ;;
   esac

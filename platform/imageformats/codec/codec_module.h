@@ -2,13 +2,17 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "metadata/qvimageinfo.h"
 #include "picture/qvpicbuf.h"
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/base/input.h"
 #include "platform/imageformats/base/render_guard.h"
+#include "platform/imageformats/codec/associated_image.h"
 #include "platform/imageformats/codec/image_metadata.h"
+#include "platform/imageformats/render/render_request.h"
 #include "system/qvbytearray.h"
 
 // What a codec folder provides. Everything here is free of the component model: adapters (component/picture_source.h,
@@ -17,16 +21,6 @@
 // std::bad_alloc) to give up and needs no clean-up beyond its destructors.
 
 namespace imageformats {
-
-inline constexpr std::uint32_t kAllChannels = 0xFFFFFFFFu;
-
-// A rendering that a caller wants. Sizes are those of the displayed picture, orientation applied.
-struct SRenderRequest {
-  std::uint32_t width = 0;   // pixels, > 0
-  std::uint32_t height = 0;  // pixels, > 0
-  bool fast = false;         // may trade accuracy for speed: at most 1 dB of PSNR, at least 36 dB against the average
-  std::uint32_t channels = kAllChannels;  // mask, bit n is channel n; channels from 32 on are always shown
-};
 
 // An opened image. Used by one thread at a time; operations may come in any order and any number of times.
 class COpenedImage {
@@ -52,6 +46,13 @@ class COpenedImage {
   // The custom tag's bytes, replacing the array's content. False, array untouched, when the file has no such tag.
   virtual bool HasCustomTags() const { return false; }
   virtual bool CustomTag(const CQvStringW& /*name*/, CQvByteArray& /*bytes*/) { return false; }
+
+  // Pictures beside the main one, listed without being decoded. Rendering one fills `picture` (8 bits, 3 components,
+  // any size) with all of it; throws CDamagedError for a name that is not listed.
+  virtual std::vector<SAssociatedImage> AssociatedImages() { return {}; }
+  virtual void RenderAssociated(const std::string& /*name*/, SQvPicBuf& /*picture*/, CRenderGuard& /*guard*/) {
+    throw CDamagedError("The file holds no such image");
+  }
 
   // Parsed when asked for. Damaged descriptions are no failure: what cannot be understood is left unknown.
   virtual SImageMetadata Metadata() = 0;
@@ -80,9 +81,13 @@ class CCodecModule {
   virtual bool Matches(const CInput& input) const noexcept = 0;
   // A first look by this project's own code, without a library's: false only when Matches is false.
   virtual bool MayMatch(const CInput& input) const noexcept { return Matches(input); }
+  // Whether the first look's answer is that of Matches.
+  virtual bool IsSettledByFirstLook(const CInput& /*input*/) const noexcept { return !OpensByPath(); }
   // Whether the library opens files itself, by their paths: Matches and Open then want CInput::NativePath and the
   // folder.
   virtual bool OpensByPath() const noexcept { return false; }
+  // Loads what opening files needs, for a process that can open nothing later.
+  virtual void Prepare() const noexcept {}
   // Throws CDamagedError when the content is not of this format or damaged beyond its description.
   virtual std::unique_ptr<COpenedImage> Open(std::shared_ptr<const CInput> input) const = 0;
   // Formats that need a file answer OpenInputMemory with -3.

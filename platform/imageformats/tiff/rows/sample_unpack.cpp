@@ -1,10 +1,10 @@
 #include "platform/imageformats/tiff/rows/sample_unpack.h"
 
 #include <bit>
-#include <cmath>
 #include <cstring>
 
 #include "platform/imageformats/base/integers.h"
+#include "platform/imageformats/base/small_float.h"
 
 namespace imageformats::tiff {
 namespace {
@@ -36,22 +36,6 @@ std::uint32_t Read24Bits(const std::uint8_t* p) noexcept {
     return p[0] | std::uint32_t{p[1]} << 8 | std::uint32_t{p[2]} << 16;
   }
   return p[2] | std::uint32_t{p[1]} << 8 | std::uint32_t{p[0]} << 16;
-}
-
-// A float of `exponentBits` and `mantissaBits` below its sign.
-float SmallFloat(std::uint32_t value, int exponentBits, int mantissaBits) noexcept {
-  const std::uint32_t mantissa = value & ((1u << mantissaBits) - 1);
-  const int exponent = static_cast<int>(value >> mantissaBits & ((1u << exponentBits) - 1));
-  const int bias = (1 << (exponentBits - 1)) - 1;
-  float magnitude;
-  if (exponent == (1 << exponentBits) - 1) {
-    magnitude = mantissa == 0 ? INFINITY : NAN;
-  } else if (exponent == 0) {
-    magnitude = std::ldexp(static_cast<float>(mantissa), 1 - bias - mantissaBits);
-  } else {
-    magnitude = std::ldexp(static_cast<float>(mantissa | 1u << mantissaBits), exponent - bias - mantissaBits);
-  }
-  return value >> (exponentBits + mantissaBits) & 1 ? -magnitude : magnitude;
 }
 
 std::int32_t SignExtended(std::uint32_t value, std::uint32_t bits) noexcept {
