@@ -76,7 +76,7 @@ allowed_for_component_room() {  # sets `allowed`
 format_rooms='base render planes codec arrays jpeg/stream jpeg/block_means jpeg
   mrc
   png
-  bmp gif pnm
+  bmp gif pnm jpeg2000
   tiff/directory tiff/blocks tiff/rows tiff/ome
   tiff/dataset tiff/description tiff wsi process component decoder'
 allowed_for_format_room() {  # sets `allowed`
