@@ -1,6 +1,7 @@
 #include "platform/imageformats/component/codec_registry.h"
 
 #include "platform/imageformats/bmp/bmp_codec.h"
+#include "platform/imageformats/dicom/dicom_codec.h"
 #include "platform/imageformats/gif/gif_codec.h"
 #include "platform/imageformats/jpeg/jpeg_codec.h"
 #include "platform/imageformats/jpeg2000/jpeg2000_codec.h"
@@ -26,6 +27,7 @@ std::span<const CCodecModule* const> AllCodecs() noexcept {
     &GifCodec(),
     &PnmCodec(),
     &Jpeg2000Codec(),
+    &DicomCodec(),
     &MrcCodec(),  // by what its numbers mean, where an old one has no signature
 #if defined(QV_HAVE_OPENSLIDE)
     &WsiFallbackCodec(),

@@ -1,10 +1,9 @@
 #include "platform/imageformats/jpeg2000/plane_mixer.h"
 
 #include <algorithm>
-#include <bit>
-#include <cmath>
 
 #include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/render/ycc.h"
 
 namespace imageformats {
 
@@ -26,19 +25,6 @@ void PutPlane(const SJpeg2000Plane& plane, const SJpeg2000Plane& first, std::uin
   for (std::uint32_t x = 0; x < first.width; ++x, out += step) {
     const std::uint32_t column = isSameWidth ? x : std::min(x * first.stepX / plane.stepX, plane.width - 1);
     *out = static_cast<T>(Rescaled(plane.At(column, row), plane.bits, white));
-  }
-}
-
-// ITU-R BT.601 over the full range, as sYCC has it.
-template <class T>
-void RgbFromYcc(std::uint32_t pixels, std::uint32_t white, T* out, std::size_t step) {
-  const float most = static_cast<float>(white), half = static_cast<float>((white + 1) / 2);
-  const auto rounded = [&](float value) { return static_cast<T>(std::lround(std::clamp(value, 0.0f, most))); };
-  for (std::uint32_t x = 0; x < pixels; ++x, out += step) {
-    const float luma = out[0], blue = static_cast<float>(out[1]) - half, red = static_cast<float>(out[2]) - half;
-    out[0] = rounded(luma + 1.402f * red);
-    out[1] = rounded(luma - 0.344136f * blue - 0.714136f * red);
-    out[2] = rounded(luma + 1.772f * blue);
   }
 }
 
