@@ -76,7 +76,7 @@ allowed_for_component_room() {  # sets `allowed`
 format_rooms='base render planes codec arrays jpeg/stream jpeg/block_means jpeg
   fits mrc nifti nrrd
   png
-  bmp gif pnm
+  bmp gif pnm jpeg2000 dicom
   tiff/directory tiff/blocks tiff/rows tiff/ome
   tiff/dataset tiff/description tiff wsi process component decoder'
 allowed_for_format_room() {  # sets `allowed`
@@ -95,8 +95,10 @@ allowed_for_format_room() {  # sets `allowed`
     bmp) allowed="base render codec" ;;
     gif) allowed="base render codec" ;;
     pnm) allowed="base render codec" ;;
+    jpeg2000) allowed="base render codec" ;;
+    dicom) allowed="base render codec jpeg jpeg2000" ;;
     tiff/directory) allowed="base render" ;;
-    tiff/blocks) allowed="$decoders tiff/directory" ;;
+    tiff/blocks) allowed="$decoders jpeg2000 tiff/directory" ;;
     tiff/rows) allowed="$decoders tiff/directory tiff/blocks" ;;
     tiff/ome) allowed="base" ;;
     tiff/dataset) allowed="base render planes tiff/directory tiff/ome" ;;
@@ -108,7 +110,7 @@ allowed_for_format_room() {  # sets `allowed`
     component)
       allowed="base render planes codec arrays jpeg png tiff wsi process"
       allowed+=" fits mrc nifti nrrd"
-      allowed+=" bmp gif pnm"
+      allowed+=" bmp gif pnm jpeg2000 dicom"
       ;;
     decoder) allowed="base codec process component" ;;
     *) allowed="" ;;

@@ -1,9 +1,11 @@
 #include "platform/imageformats/component/codec_registry.h"
 
 #include "platform/imageformats/bmp/bmp_codec.h"
+#include "platform/imageformats/dicom/dicom_codec.h"
 #include "platform/imageformats/fits/fits_codec.h"
 #include "platform/imageformats/gif/gif_codec.h"
 #include "platform/imageformats/jpeg/jpeg_codec.h"
+#include "platform/imageformats/jpeg2000/jpeg2000_codec.h"
 #include "platform/imageformats/mrc/mrc_codec.h"
 #include "platform/imageformats/nifti/nifti_codec.h"
 #include "platform/imageformats/nrrd/nrrd_codec.h"
@@ -30,6 +32,8 @@ std::span<const CCodecModule* const> AllCodecs() noexcept {
     &NrrdCodec(),
     &NiftiCodec(),
     &FitsCodec(),
+    &Jpeg2000Codec(),
+    &DicomCodec(),
     &MrcCodec(),  // by what its numbers mean, where an old one has no signature
 #if defined(QV_HAVE_OPENSLIDE)
     &WsiFallbackCodec(),
