@@ -3,6 +3,7 @@
 #include "platform/imageformats/jpeg/jpeg_codec.h"
 #include "platform/imageformats/png/png_codec.h"
 #include "platform/imageformats/tiff/tiff_codec.h"
+#include "platform/imageformats/zarr/zarr_codec.h"
 #if defined(QV_HAVE_OPENSLIDE)
 #include "platform/imageformats/wsi/wsi_codec.h"
 #endif
@@ -17,6 +18,7 @@ std::span<const CCodecModule* const> AllCodecs() noexcept {
     &TiffCodec(),
     &JpegCodec(),
     &PngCodec(),
+    &ZarrCodec(),
 #if defined(QV_HAVE_OPENSLIDE)
     &WsiFallbackCodec(),
 #endif
