@@ -1,153 +1,154 @@
 #include "platform/imageformats/zarr/store/zip_archive.h"
 
+#include <libdeflate.h>
+
 #include <algorithm>
-#include <cstring>
+#include <new>
 #include <utility>
 
 #include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/base/integers.h"
 
 namespace imageformats::zarr {
 
 namespace {
 
+constexpr char kDamagedArchive[] = "The archive is damaged or cut off";
+constexpr char kDamagedEntry[] = "A file of the archive is damaged";
+
 constexpr std::size_t kMostEntries = 1'000'000;
-constexpr uLong kEncrypted = 1;
-constexpr uLong kDeflated = 8;
-// minizip reads directories byte by byte.
-constexpr std::size_t kWindow = 1u << 16;
+constexpr std::size_t kEndBytes = 22, kMostComment = 65535;
+constexpr std::size_t kBigLocatorBytes = 20, kBigEndBytes = 56;
+constexpr std::size_t kHeaderBytes = 46, kLocalHeaderBytes = 30;
+constexpr std::uint64_t kInBigFields = 0xFFFFFFFFu;
+constexpr std::uint16_t kDeflated = 8;
 
-}  // namespace
+std::uint64_t FieldAt(const std::uint8_t* bytes, std::size_t size) noexcept { return IntegerAt(bytes, size, false); }
 
-// The input as minizip reads it.
-class CZipArchive::CReader {
- public:
-  explicit CReader(std::shared_ptr<const CInput> input) : m_input(std::move(input)), m_window(kWindow) {}
-
-  zlib_filefunc64_def Functions() {
-    zlib_filefunc64_def functions{};
-    functions.opaque = this;
-    functions.zopen64_file = [](voidpf self, const void*, int) -> voidpf { return self; };
-    functions.zread_file = [](voidpf self, voidpf, void* buffer, uLong size) -> uLong {
-      return static_cast<CReader*>(self)->Read(buffer, size);
-    };
-    functions.ztell64_file = [](voidpf self, voidpf) -> ZPOS64_T { return static_cast<CReader*>(self)->m_position; };
-    functions.zseek64_file = [](voidpf self, voidpf, ZPOS64_T offset, int origin) -> long {
-      return static_cast<CReader*>(self)->Seek(offset, origin);
-    };
-    functions.zclose_file = [](voidpf, voidpf) { return 0; };
-    functions.zerror_file = [](voidpf, voidpf) { return 0; };
-    return functions;
-  }
-
- private:
-  uLong Read(void* buffer, uLong size) noexcept {
-    uLong done = 0;
-    while (done < size) {
-      if (m_position < m_windowStart || m_position >= m_windowStart + m_windowSize) Load();
-      const std::uint64_t left = m_windowStart + m_windowSize - m_position;
-      if (left == 0) break;
-      const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(left, size - done));
-      std::memcpy(static_cast<char*>(buffer) + done, m_window.data() + (m_position - m_windowStart), count);
-      m_position += count;
-      done += count;
-    }
-    return done;
-  }
-
-  void Load() noexcept {
-    m_windowStart = m_position;
-    m_windowSize = m_input->ReadAt(m_position, m_window.data(), m_window.size());
-  }
-
-  long Seek(std::uint64_t offset, int origin) noexcept {
-    const std::uint64_t base = origin == ZLIB_FILEFUNC_SEEK_CUR   ? m_position
-                               : origin == ZLIB_FILEFUNC_SEEK_END ? m_input->Size()
-                                                                  : 0;
-    if (offset > m_input->Size() - std::min(base, m_input->Size())) return -1;
-    m_position = base + offset;
-    return 0;
-  }
-
-  std::shared_ptr<const CInput> m_input;
-  std::vector<std::uint8_t> m_window;
-  std::uint64_t m_position = 0, m_windowStart = 0, m_windowSize = 0;
-};
-
-CZipArchive::CZipArchive(std::shared_ptr<const CInput> input) {
-  CRenderGuard guard(LimitsFor(input->Size()));
-  m_reader = std::make_unique<CReader>(std::move(input));
-  zlib_filefunc64_def functions = m_reader->Functions();
-  m_zip = unzOpen2_64("", &functions);
-  Require(m_zip != nullptr, "The archive is damaged");
-  try {
-    ReadDirectory(guard);
-  } catch (...) {
-    unzClose(m_zip);
-    throw;
-  }
-}
-
-CZipArchive::~CZipArchive() { unzClose(m_zip); }
-
-void CZipArchive::ReadDirectory(CRenderGuard& guard) {
-  std::vector<char> name(1024);
-  for (int found = unzGoToFirstFile(m_zip); found != UNZ_END_OF_LIST_OF_FILE; found = unzGoToNextFile(m_zip)) {
-    guard.CheckTime();
-    unz_file_info64 info{};
-    Require(found == UNZ_OK &&
-                unzGetCurrentFileInfo64(m_zip, &info, name.data(), name.size() - 1, nullptr, 0, nullptr, 0) == UNZ_OK,
-            "The archive's directory is damaged");
-    Require(m_entries.size() < kMostEntries, "The archive holds too many files");
-    // Longer names are no names of chunks.
-    if (info.size_filename == 0 || info.size_filename >= name.size()) continue;
-    SEntry entry;
-    entry.size = info.uncompressed_size;
-    entry.packedSize = info.compressed_size;
-    entry.isStored = info.compression_method == 0;
-    entry.isReadable = (info.flag & kEncrypted) == 0 && (entry.isStored || info.compression_method == kDeflated);
-    unzGetFilePos64(m_zip, &entry.position);
-    m_entries.emplace(std::string(name.data(), info.size_filename), entry);
-  }
-}
-
-void CZipArchive::OpenEntry(const SEntry& entry) {
-  if (!entry.isReadable) throw CUnsupportedError("The archive is encrypted, or packed in a way that is not supported");
-  unz64_file_pos position = entry.position;
-  Require(unzGoToFilePos64(m_zip, &position) == UNZ_OK && unzOpenCurrentFile(m_zip) == UNZ_OK,
-          "A file of the archive is damaged");
-}
-
-std::vector<std::uint8_t> CZipArchive::Unpack(const SEntry& entry, CRenderGuard& guard) {
-  constexpr std::size_t kStep = 4u << 20;
-  // Deflate packs no better than that.
-  Require(entry.size / 1100 <= entry.packedSize, "A file of the archive is damaged");
-  OpenEntry(entry);
-  std::vector<std::uint8_t> bytes;
-  bool isWhole = false;
-  try {
-    bytes.resize(static_cast<std::size_t>(entry.size));
-    std::size_t done = 0;
-    for (int count = 1; count > 0 && done < bytes.size(); done += static_cast<std::size_t>(std::max(count, 0))) {
-      guard.CheckTime();
-      count =
-          unzReadCurrentFile(m_zip, bytes.data() + done, static_cast<unsigned>(std::min(kStep, bytes.size() - done)));
-    }
-    isWhole = done == bytes.size();
-  } catch (...) {
-    unzCloseCurrentFile(m_zip);
-    throw;
-  }
-  const bool isSound = unzCloseCurrentFile(m_zip) == UNZ_OK;
-  Require(isWhole && isSound, "A file of the archive is damaged");
+std::vector<std::uint8_t> BytesAt(const CInput& input, std::uint64_t offset, std::uint64_t size) {
+  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
+  Require(input.ReadAt(offset, bytes.data(), bytes.size()) == bytes.size(), kDamagedArchive);
   return bytes;
 }
 
-std::uint64_t CZipArchive::OffsetOfStored(const SEntry& entry) {
-  OpenEntry(entry);
-  const std::uint64_t offset = unzGetCurrentFileZStreamPos64(m_zip);
-  unzCloseCurrentFile(m_zip);
-  Require(offset != 0, "A file of the archive is damaged");
-  return offset;
+// The sizes and the place that do not fit the fields of the directory stand here, in that order, those that are needed.
+void ReadBigFields(const std::uint8_t* extra, std::size_t size, CZipArchive::SEntry& entry) {
+  constexpr std::uint64_t kBigFields = 1;
+  for (std::size_t at = 0; at + 4 <= size;) {
+    const std::size_t length = static_cast<std::size_t>(FieldAt(extra + at + 2, 2));
+    std::size_t field = at + 4;
+    Require(length <= size - field, kDamagedArchive);
+    const std::size_t next = field + length;
+    for (std::uint64_t* value : {&entry.size, &entry.packedSize, &entry.header}) {
+      if (FieldAt(extra + at, 2) != kBigFields || *value != kInBigFields) continue;
+      Require(field + 8 <= next, kDamagedArchive);
+      *value = FieldAt(extra + field, 8);
+      field += 8;
+    }
+    at = next;
+  }
+}
+
+struct SDeflateFree {
+  void operator()(libdeflate_decompressor* deflate) const noexcept { libdeflate_free_decompressor(deflate); }
+};
+
+std::vector<std::uint8_t> InflateEntry(const std::vector<std::uint8_t>& packed, std::uint64_t size) {
+  const std::unique_ptr<libdeflate_decompressor, SDeflateFree> deflate(libdeflate_alloc_decompressor());
+  if (!deflate) throw std::bad_alloc();
+  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
+  const libdeflate_result result =
+      libdeflate_deflate_decompress(deflate.get(), packed.data(), packed.size(), bytes.data(), bytes.size(), nullptr);
+  Require(result == LIBDEFLATE_SUCCESS, kDamagedEntry);
+  return bytes;
+}
+
+}  // namespace
+
+CZipArchive::CZipArchive(std::shared_ptr<const CInput> input) : m_input(std::move(input)) {
+  const SDirectory directory = FindDirectory();
+  m_dataEnd = directory.offset;
+  ReadDirectory(directory);
+}
+
+// The end's record is the last one, behind it only a comment that it knows of.
+CZipArchive::SDirectory CZipArchive::FindDirectory() const {
+  const std::uint64_t size = m_input->Size();
+  Require(size >= kEndBytes, kDamagedArchive);
+  const std::uint64_t tailSize = std::min<std::uint64_t>(size, kEndBytes + kMostComment);
+  const std::vector<std::uint8_t> tail = BytesAt(*m_input, size - tailSize, tailSize);
+  for (std::size_t at = tail.size() - kEndBytes + 1; at-- > 0;) {
+    const std::uint8_t* end = tail.data() + at;
+    if (FieldAt(end, 4) != 0x06054B50 || at + kEndBytes + FieldAt(end + 20, 2) != tail.size()) continue;
+    SDirectory directory{FieldAt(end + 16, 4), FieldAt(end + 12, 4)};
+    const std::uint64_t position = size - tailSize + at;
+    if (FieldAt(end + 10, 2) == 0xFFFF || directory.offset == kInBigFields || directory.size == kInBigFields) {
+      ReadBig(position, directory);
+    }
+    Require(directory.size <= position && directory.offset <= position - directory.size, kDamagedArchive);
+    return directory;
+  }
+  throw CDamagedError(kDamagedArchive);
+}
+
+void CZipArchive::ReadBig(std::uint64_t end, SDirectory& directory) const {
+  Require(end >= kBigLocatorBytes, kDamagedArchive);
+  const std::vector<std::uint8_t> locator = BytesAt(*m_input, end - kBigLocatorBytes, kBigLocatorBytes);
+  Require(FieldAt(locator.data(), 4) == 0x07064B50, kDamagedArchive);
+  const std::vector<std::uint8_t> record = BytesAt(*m_input, FieldAt(locator.data() + 8, 8), kBigEndBytes);
+  Require(FieldAt(record.data(), 4) == 0x06064B50, kDamagedArchive);
+  directory = {FieldAt(record.data() + 48, 8), FieldAt(record.data() + 40, 8)};
+}
+
+void CZipArchive::ReadDirectory(const SDirectory& directory) {
+  CRenderGuard guard(LimitsFor(m_input->Size()));
+  guard.Reserve(directory.size);
+  const std::vector<std::uint8_t> bytes = BytesAt(*m_input, directory.offset, directory.size);
+  for (std::size_t at = 0; at < bytes.size();) {
+    guard.CheckTime();
+    const std::uint8_t* header = bytes.data() + at;
+    Require(bytes.size() - at >= kHeaderBytes && FieldAt(header, 4) == 0x02014B50, kDamagedArchive);
+    const auto nameSize = static_cast<std::size_t>(FieldAt(header + 28, 2));
+    const auto extraSize = static_cast<std::size_t>(FieldAt(header + 30, 2));
+    const std::size_t length = kHeaderBytes + nameSize + extraSize + static_cast<std::size_t>(FieldAt(header + 32, 2));
+    Require(length <= bytes.size() - at && m_entries.size() < kMostEntries, kDamagedArchive);
+    SEntry entry;
+    entry.isEncrypted = (FieldAt(header + 8, 2) & 1) != 0;
+    entry.method = static_cast<std::uint16_t>(FieldAt(header + 10, 2));
+    entry.checksum = static_cast<std::uint32_t>(FieldAt(header + 16, 4));
+    entry.packedSize = FieldAt(header + 20, 4);
+    entry.size = FieldAt(header + 24, 4);
+    entry.header = FieldAt(header + 42, 4);
+    const char* name = reinterpret_cast<const char*>(header + kHeaderBytes);
+    ReadBigFields(header + kHeaderBytes + nameSize, extraSize, entry);
+    m_entries.emplace(std::string(name, nameSize), entry);
+    at += length;
+  }
+}
+
+std::uint64_t CZipArchive::DataOf(const SEntry& entry) const {
+  std::uint8_t header[kLocalHeaderBytes] = {};
+  const bool isThere = m_input->ReadAt(entry.header, header, sizeof header) == sizeof header;
+  Require(isThere && FieldAt(header, 4) == 0x04034B50, kDamagedEntry);
+  const std::uint64_t data = entry.header + kLocalHeaderBytes + FieldAt(header + 26, 2) + FieldAt(header + 28, 2);
+  Require(data <= m_dataEnd && entry.packedSize <= m_dataEnd - data, kDamagedEntry);
+  return data;
+}
+
+std::vector<std::uint8_t> CZipArchive::Unpack(const SEntry& entry, CRenderGuard& guard) const {
+  if (entry.isEncrypted) throw CUnsupportedError("The archive is encrypted");
+  if (entry.method != 0 && entry.method != kDeflated) {
+    throw CUnsupportedError("The archive is packed in a way that is not supported");
+  }
+  const std::uint64_t data = DataOf(entry);
+  guard.CheckTime();
+  guard.Reserve(entry.packedSize);
+  std::vector<std::uint8_t> bytes = BytesAt(*m_input, data, entry.packedSize);
+  if (entry.method == kDeflated) bytes = InflateEntry(bytes, entry.size);
+  guard.Release(entry.packedSize);
+  Require(bytes.size() == entry.size && libdeflate_crc32(0, bytes.data(), bytes.size()) == entry.checksum,
+          kDamagedEntry);
+  return bytes;
 }
 
 }  // namespace imageformats::zarr

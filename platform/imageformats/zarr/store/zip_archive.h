@@ -1,10 +1,7 @@
 #pragma once
 
-#include <minizip/unzip.h>
-
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -14,37 +11,39 @@
 
 namespace imageformats::zarr {
 
-// A zip archive, read through minizip: its entries by their names. Zip64, stored and deflated entries. One thread.
+// A zip archive (APPNOTE 6.3, with Zip64): its stored and deflated entries by their names. Immutable.
 class CZipArchive {
  public:
   struct SEntry {
     std::uint64_t size = 0;  // unpacked
     std::uint64_t packedSize = 0;
-    bool isStored = false;
-    bool isReadable = false;  // neither encrypted nor packed by a method that is not known
-    unz64_file_pos position{};
+    std::uint64_t header = 0;  // where its local header stands
+    std::uint32_t checksum = 0;
+    std::uint16_t method = 0;
+    bool isEncrypted = false;
   };
 
   // Reads the directory. Throws CDamagedError.
   explicit CZipArchive(std::shared_ptr<const CInput> input);
-  CZipArchive(const CZipArchive&) = delete;
-  CZipArchive& operator=(const CZipArchive&) = delete;
-  ~CZipArchive();
 
   const std::unordered_map<std::string, SEntry>& Entries() const noexcept { return m_entries; }
-  // The unpacked bytes, checked against the entry's checksum. Throws CFormatError.
-  std::vector<std::uint8_t> Unpack(const SEntry& entry, CRenderGuard& guard);
-  // Where a stored entry's bytes begin in the archive. Throws CDamagedError.
-  std::uint64_t OffsetOfStored(const SEntry& entry);
+  static bool IsStored(const SEntry& entry) noexcept { return entry.method == 0 && !entry.isEncrypted; }
+  // The unpacked bytes, checked against the entry's checksum. Reserves what it needs besides. Throws CFormatError.
+  std::vector<std::uint8_t> Unpack(const SEntry& entry, CRenderGuard& guard) const;
+  // Where an entry's bytes begin. Throws CDamagedError.
+  std::uint64_t DataOf(const SEntry& entry) const;
 
  private:
-  class CReader;
-  void ReadDirectory(CRenderGuard& guard);
-  void OpenEntry(const SEntry& entry);
+  struct SDirectory {
+    std::uint64_t offset = 0, size = 0;
+  };
+  SDirectory FindDirectory() const;
+  void ReadBig(std::uint64_t end, SDirectory& directory) const;
+  void ReadDirectory(const SDirectory& directory);
 
-  std::unique_ptr<CReader> m_reader;
-  unzFile m_zip = nullptr;
+  std::shared_ptr<const CInput> m_input;
   std::unordered_map<std::string, SEntry> m_entries;
+  std::uint64_t m_dataEnd = 0;  // where the directory begins
 };
 
 }  // namespace imageformats::zarr

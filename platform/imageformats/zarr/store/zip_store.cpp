@@ -17,8 +17,8 @@ class CZipStore final : public IStore {
     const auto found = m_archive.Entries().find(m_root + key);
     if (found == m_archive.Entries().end()) return std::nullopt;
     const CZipArchive::SEntry& entry = found->second;
-    if (inParts && entry.isStored && entry.isReadable) {
-      return CStoredFile(m_input, m_archive.OffsetOfStored(entry), entry.size);
+    if (inParts && CZipArchive::IsStored(entry)) {
+      return CStoredFile(m_input, m_archive.DataOf(entry), entry.packedSize);
     }
     CReservation reservation(guard, entry.size);
     return CStoredFile(m_archive.Unpack(entry, guard), std::move(reservation));
