@@ -38,6 +38,13 @@ inline void Exercise(const CCodecModule& codec, const std::shared_ptr<const CInp
       image->CustomTag(L"QvCustomTag:ThumbailJpg", bytes);
     });
     Attempt([&] { RenderAt(*image, 5, 4, true); });
+    Attempt([&] {
+      for (const SAssociatedImage& associated : image->AssociatedImages()) {
+        CRenderGuard guard(SmallLimits());
+        CQvPicture picture = NewPicture(7, 5, 8, 3);
+        image->RenderAssociated(associated.name, *picture.Get(), guard);
+      }
+    });
     Attempt([&] { RenderAt(*image, 48, 18, false); });
     const SQvImageInfo& info = image->Info();
     if (std::uint64_t{info.width} * info.height > 1u << 18) return;

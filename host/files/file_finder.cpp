@@ -16,13 +16,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Formats of plain arrays, whose files are often compressed as a whole.
+bool IsArrayExtension(const std::string& extension) {
+  constexpr std::array<std::string_view, 6> kExtensions = {".mrc", ".mrcs", ".map", ".rec", ".st", ".ali"};
+  return std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
+}
+
 bool HasImageExtension(const fs::path& path) {
-  constexpr std::array<std::string_view, 20> kExtensions = {
-      ".tif", ".tiff", ".btf",  ".tf2", ".tf8", ".gtif", ".jpg",  ".jpeg", ".jpe",     ".jfif",
-      ".png", ".svs",  ".ndpi", ".scn", ".vms", ".vmu",  ".mrxs", ".bif",  ".svslide", ".ozx"};
+  constexpr std::array kExtensions = std::to_array<std::string_view>(
+      {".bmp",  ".dib", ".gif", ".pbm",  ".pgm",  ".ppm",  ".pnm",     ".pam",  ".tif", ".tiff",
+       ".btf",  ".tf2", ".tf8", ".gtif", ".jpg",  ".jpeg", ".jpe",     ".jfif", ".png", ".svs",
+       ".ndpi", ".scn", ".vms", ".vmu",  ".mrxs", ".bif",  ".svslide", ".ozx"});
   const std::string extension = LowerCaseExtension(path);
   // Archives of anything else are no images.
   if (extension == ".zip") return LowerCaseExtension(path.stem()) == ".zarr";
+  if (IsArrayExtension(extension == ".gz" ? LowerCaseExtension(path.stem()) : extension)) return true;
   return std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
 }
 

@@ -73,8 +73,14 @@ allowed_for_component_room() {  # sets `allowed`
   esac
 }
 
-format_rooms='base render planes codec jpeg/stream jpeg/block_means jpeg png tiff/directory tiff/blocks tiff/rows tiff/ome
-  tiff/dataset tiff/description tiff wsi zarr/store zarr/array zarr/ngff zarr process component decoder'
+format_rooms='base render planes codec arrays jpeg/stream jpeg/block_means jpeg
+  mrc
+  png
+  bmp gif pnm
+  tiff/directory tiff/blocks tiff/rows tiff/ome
+  tiff/dataset tiff/description tiff wsi
+  zarr/store zarr/array zarr/ngff zarr
+  process component decoder'
 allowed_for_format_room() {  # sets `allowed`
   local decoders='base render codec jpeg/stream jpeg/block_means jpeg'
   case $1 in
@@ -82,10 +88,15 @@ allowed_for_format_room() {  # sets `allowed`
     render) allowed="base" ;;
     planes) allowed="base render" ;;
     codec) allowed="base render" ;;
+    arrays) allowed="base render planes codec" ;;
+    mrc) allowed="base render planes codec arrays" ;;
     jpeg/stream) allowed="base" ;;
     jpeg/block_means) allowed="base render jpeg/stream" ;;
     jpeg) allowed="base render codec jpeg/stream jpeg/block_means" ;;
     png) allowed="base render codec" ;;
+    bmp) allowed="base render codec" ;;
+    gif) allowed="base render codec" ;;
+    pnm) allowed="base render codec" ;;
     tiff/directory) allowed="base render" ;;
     tiff/blocks) allowed="$decoders tiff/directory" ;;
     tiff/rows) allowed="$decoders tiff/directory tiff/blocks" ;;
@@ -100,7 +111,12 @@ allowed_for_format_room() {  # sets `allowed`
     zarr/ngff) allowed="base render planes zarr/store zarr/array" ;;
     zarr) allowed="base render planes codec zarr/store zarr/array zarr/ngff" ;;
     process) allowed="base codec" ;;
-    component) allowed="base render planes codec jpeg png tiff wsi zarr process" ;;
+    component)
+      allowed="base render planes codec arrays jpeg png tiff wsi process"
+      allowed+=" mrc"
+      allowed+=" zarr"
+      allowed+=" bmp gif pnm"
+      ;;
     decoder) allowed="base codec process component" ;;
     *) allowed="" ;;
   esac

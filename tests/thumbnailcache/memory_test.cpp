@@ -311,6 +311,9 @@ TEST_F(MemoryTest, DatabaseWithoutAThreadForItsWorkersIsNotOpened) {
   CFailingMemory::RefuseThreads(2);
   EXPECT_EQ(m_service->Open(m_folder.Wide("cache.db")), -9);
   EXPECT_EQ(m_diag.TakeTexts().size(), 1u);
+  std::vector<int> ids;
+  std::vector<CQvStringW> names;
+  EXPECT_EQ(Cache().GetStoredChildren(0, &ids, &names), -9) << "no database is open";
   CFailingMemory::RefuseThreads(1);
   EXPECT_EQ(m_service->Open(m_folder.Wide("cache.db")), 0) << "one is enough";
   const auto desc = Describe(m_folder.MakeFileWide("a.tif"));

@@ -2,12 +2,15 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "metadata/qvimageinfo.h"
 #include "picture/qvpicbuf.h"
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/base/input.h"
 #include "platform/imageformats/base/render_guard.h"
+#include "platform/imageformats/codec/associated_image.h"
 #include "platform/imageformats/codec/image_metadata.h"
 #include "platform/imageformats/render/render_request.h"
 #include "system/qvbytearray.h"
@@ -44,6 +47,13 @@ class COpenedImage {
   virtual bool HasCustomTags() const { return false; }
   virtual bool CustomTag(const CQvStringW& /*name*/, CQvByteArray& /*bytes*/) { return false; }
 
+  // Pictures beside the main one, listed without being decoded. Rendering one fills `picture` (8 bits, 3 components,
+  // any size) with all of it; throws CDamagedError for a name that is not listed.
+  virtual std::vector<SAssociatedImage> AssociatedImages() { return {}; }
+  virtual void RenderAssociated(const std::string& /*name*/, SQvPicBuf& /*picture*/, CRenderGuard& /*guard*/) {
+    throw CDamagedError("The file holds no such image");
+  }
+
   // Parsed when asked for. Damaged descriptions are no failure: what cannot be understood is left unknown.
   virtual SImageMetadata Metadata() = 0;
 };
@@ -71,9 +81,13 @@ class CCodecModule {
   virtual bool Matches(const CInput& input) const noexcept = 0;
   // A first look by this project's own code, without a library's: false only when Matches is false.
   virtual bool MayMatch(const CInput& input) const noexcept { return Matches(input); }
+  // Whether the first look's answer is that of Matches.
+  virtual bool IsSettledByFirstLook(const CInput& /*input*/) const noexcept { return !OpensByPath(); }
   // Whether the library opens files itself, by their paths: Matches and Open then want CInput::NativePath and the
   // folder.
   virtual bool OpensByPath() const noexcept { return false; }
+  // Loads what opening files needs, for a process that can open nothing later.
+  virtual void Prepare() const noexcept {}
   // Throws CDamagedError when the content is not of this format or damaged beyond its description.
   virtual std::unique_ptr<COpenedImage> Open(std::shared_ptr<const CInput> input) const = 0;
   // Formats that need a file answer OpenInputMemory with -3.

@@ -1,7 +1,10 @@
 #include "platform/imageformats/component/codec_object.h"
 
+#include <cstring>
 #include <utility>
 
+#include "imageformats/iqvassociatedimages.h"
+#include "platform/imageformats/base/text.h"
 #include "platform/imageformats/component/component_object.h"
 #include "platform/imageformats/component/metadata_reader.h"
 #include "platform/imageformats/component/picture_source.h"
@@ -48,7 +51,7 @@ class CCodecObject final : public CComponentObject<IQvImageCodec> {
   CErrorText m_error;
 };
 
-class CImageFile final : public CComponentObject<IQvImageFile> {
+class CImageFile final : public CComponentObject<IQvImageFile>, public IQvAssociatedImages {
  public:
   CImageFile(const CQvStringW& path, std::uint64_t size, std::unique_ptr<COpenedImage> image,
              std::shared_ptr<CErrorText> manager)
@@ -73,7 +76,31 @@ class CImageFile final : public CComponentObject<IQvImageFile> {
     });
   }
 
+  std::int32_t GetAssociatedImages(std::vector<SQvAssociatedImage>* images) override {
+    return RunReportingErrors(m_error, [&] {
+      Require(images != nullptr, "No place for the images was given");
+      std::vector<SQvAssociatedImage> found;
+      for (const SAssociatedImage& image : m_image->AssociatedImages()) {
+        found.push_back({TextOf(image.name), image.size.width, image.size.height});
+      }
+      *images = std::move(found);
+    });
+  }
+
+  std::int32_t RenderAssociatedImage(const CQvStringW& name, SQvPicBuf* picture) override {
+    return RunReportingErrors(m_error, [&] {
+      Require(picture != nullptr && HasShape(*picture, picture->width, picture->height, 8, 3),
+              "The image is asked for in an impossible shape");
+      CRenderGuard guard(LimitsFor(m_image->SourceBytes()));
+      m_image->RenderAssociated(CQvStringUtils::WtoUTF8(name).Str(), *picture, guard);
+    });
+  }
+
  private:
+  bool OffersToo(const char* interfaceName) const noexcept override {
+    return std::strcmp(interfaceName, "IQvAssociatedImages") == 0;
+  }
+
   CQvStringW m_path;
   std::uint64_t m_size;
   std::unique_ptr<COpenedImage> m_image;

@@ -2,6 +2,7 @@
 
 #include "platform/imageformats/component/codec_object.h"
 #include "platform/imageformats/component/codec_registry.h"
+#include "platform/imageformats/component/known_formats.h"
 
 using namespace imageformats;
 
@@ -10,7 +11,7 @@ namespace {
 const CCodecModule& CodecFor(const CInput& input, CDecoding& decoding) {
   Require(input.Size() != 0, "The file is empty");
   const CCodecModule* codec = decoding.FindCodec(input);
-  Require(codec != nullptr, "The file is not an image of a known format");
+  if (codec == nullptr) throw CDamagedError(UnknownFormatReason(input));
   return *codec;
 }
 

@@ -8,16 +8,6 @@ namespace imageformats {
 
 namespace {
 
-// Whether the record's shape and memory agree, so that rows can be written without further thought.
-bool HasShape(const SQvPicBuf& picture, std::uint32_t width, std::uint32_t height, std::uint32_t bpc,
-              std::uint32_t components) {
-  if (!CQvPicBufAPI::HasPixels(picture) || width == 0 || height == 0) return false;
-  if (picture.width != width || picture.height != height) return false;
-  if (picture.bpc != bpc || picture.components != components) return false;
-  const std::uint64_t row = CRenderGuard::Multiply(std::uint64_t{width} * components, bpc / 8);
-  return picture.widthBytes >= row && std::uint64_t{picture.widthBytes} * height <= picture.dataSize;
-}
-
 class CPictureSource final : public IQvPictureSource {
  public:
   CPictureSource(std::unique_ptr<COpenedImage> image, std::shared_ptr<CErrorText> manager)
@@ -118,6 +108,15 @@ class COutputFile final : public IQvOutputImageFile {
 };
 
 }  // namespace
+
+bool HasShape(const SQvPicBuf& picture, std::uint32_t width, std::uint32_t height, std::uint32_t bpc,
+              std::uint32_t components) {
+  if (!CQvPicBufAPI::HasPixels(picture) || width == 0 || height == 0) return false;
+  if (picture.width != width || picture.height != height) return false;
+  if (picture.bpc != bpc || picture.components != components) return false;
+  const std::uint64_t row = CRenderGuard::Multiply(std::uint64_t{width} * components, bpc / 8);
+  return picture.widthBytes >= row && std::uint64_t{picture.widthBytes} * height <= picture.dataSize;
+}
 
 IQvPictureSource* NewPictureSource(std::unique_ptr<COpenedImage> image, std::shared_ptr<CErrorText> manager) {
   return new CPictureSource(std::move(image), std::move(manager));

@@ -11,6 +11,10 @@ namespace imageformats {
 // The one mode of IQvPictureSource::RenderPicture.
 inline constexpr std::uint32_t kOverviewMode = 1;
 
+// Whether the record's shape and memory agree, so that rows can be written without further thought.
+bool HasShape(const SQvPicBuf& picture, std::uint32_t width, std::uint32_t height, std::uint32_t bpc,
+              std::uint32_t components);
+
 // The opened image as an interface: arguments checked, exceptions caught, texts kept, each operation under a
 // CRenderGuard of its own. Throws std::bad_alloc.
 IQvPictureSource* NewPictureSource(std::unique_ptr<COpenedImage> image, std::shared_ptr<CErrorText> manager);

@@ -6,6 +6,7 @@
 
 #include <cstring>
 
+#include "platform/imageformats/component/codec_registry.h"
 #include "platform/imageformats/decoder/confinement.h"
 #include "platform/imageformats/decoder/server.h"
 #include "platform/imageformats/process/protocol.h"
@@ -36,6 +37,12 @@ void LoadLocale() {
   tzset();
 }
 
+void LoadLibraries(bool forSlides) {
+  for (const CCodecModule* codec : AllCodecs()) {
+    if (codec->OpensByPath() == forSlides) codec->Prepare();
+  }
+}
+
 // One picture's memory is the next one's: to give it back in between costs more than many a small picture.
 void KeepMemory() {
   constexpr int kKept = 32 << 20;
@@ -54,6 +61,7 @@ int main(int count, char** arguments) {
   }
   KeepMemory();
   LoadLocale();
+  LoadLibraries(forSlides);
   if (!DieWithViewer() || !Confine(forSlides ? kFolderHandle : -1)) return 3;
   if (forSlides) close(kFolderHandle);
   CChannel channel(CDescriptor(kSocketHandle), true);

@@ -101,6 +101,10 @@ void CDecoderServer::Work(std::uint32_t kind, CWireReader& question, CDescriptor
       return Render(Image(question), question);
     case kRequestRead:
       return Read(Image(question), question);
+    case kRequestAssociated:
+      return PutAssociated(answer, Image(question).AssociatedImages());
+    case kRequestRenderAssociated:
+      return RenderAssociated(Image(question), question);
     default:
       throw CDamagedError("The decoder was asked for something that it does not know");
   }
@@ -142,6 +146,15 @@ void CDecoderServer::Read(COpenedImage& image, CWireReader& question) {
   SQvPicBuf picture = Target(rowBytes, width, height, bits, components);
   CRenderGuard guard(LimitsFor(image.SourceBytes()));
   image.Read(picture, guard);
+}
+
+void CDecoderServer::RenderAssociated(COpenedImage& image, CWireReader& question) {
+  const auto rowBytes = question.Get<std::uint32_t>();
+  const auto width = question.Get<std::uint32_t>();
+  const auto height = question.Get<std::uint32_t>();
+  SQvPicBuf picture = Target(rowBytes, width, height, 8, 3);
+  CRenderGuard guard(LimitsFor(image.SourceBytes()));
+  image.RenderAssociated(GetText(question), picture, guard);
 }
 
 SQvPicBuf CDecoderServer::Target(std::uint32_t rowBytes, std::uint32_t width, std::uint32_t height, std::uint32_t bits,

@@ -7,6 +7,7 @@ namespace {
 // Loops become a chain that is freed by recursion; lists are bounded by the message.
 constexpr std::size_t kMaxLoops = 32;
 constexpr std::size_t kMaxListed = 1u << 20;
+constexpr std::size_t kMaxAssociated = 1000;
 
 template <class Wire, class Info>
 void Transfer(Wire& wire, Info& info) {
@@ -92,10 +93,21 @@ void TransferMetadata(Wire& wire, Metadata& metadata) {
   wire.List(metadata.loops, kMaxLoops, [&](auto& loop) { TransferLoop(wire, loop); });
 }
 
+template <class Wire, class Images>
+void TransferAssociated(Wire& wire, Images& images) {
+  wire.List(images, kMaxAssociated, [&](auto& image) {
+    wire.Text(image.name);
+    wire.Value(image.size.width);
+    wire.Value(image.size.height);
+  });
+}
+
 }  // namespace
 
 void PutImageInfo(CWireWriter& wire, const SQvImageInfo& info) { Transfer(wire, info); }
 void GetImageInfo(CWireReader& wire, SQvImageInfo& info) { Transfer(wire, info); }
+void PutAssociated(CWireWriter& wire, const std::vector<SAssociatedImage>& images) { TransferAssociated(wire, images); }
+void GetAssociated(CWireReader& wire, std::vector<SAssociatedImage>& images) { TransferAssociated(wire, images); }
 void PutMetadata(CWireWriter& wire, const SImageMetadata& metadata) { TransferMetadata(wire, metadata); }
 void GetMetadata(CWireReader& wire, SImageMetadata& metadata) { TransferMetadata(wire, metadata); }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/imageformats/codec/associated_image.h"
 #include "platform/imageformats/codec/image_metadata.h"
 #include "platform/imageformats/process/wire.h"
 
@@ -9,6 +10,8 @@ namespace imageformats {
 // them, as it is with what a codec reads from a file.
 void PutImageInfo(CWireWriter& wire, const SQvImageInfo& info);
 void GetImageInfo(CWireReader& wire, SQvImageInfo& info);
+void PutAssociated(CWireWriter& wire, const std::vector<SAssociatedImage>& images);
+void GetAssociated(CWireReader& wire, std::vector<SAssociatedImage>& images);
 void PutMetadata(CWireWriter& wire, const SImageMetadata& metadata);
 void GetMetadata(CWireReader& wire, SImageMetadata& metadata);
 

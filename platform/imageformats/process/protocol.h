@@ -17,9 +17,11 @@ enum ERequest : std::uint32_t {
   kRequestRender,    // image, bytes of a row, width, height, fast, channels. Answer: nothing more
   kRequestRead,      // image, bytes of a row, width, height, bits, components. Answer: nothing more
   kRequestClose,     // image; no answer
-  kAnswer,           // status, text when it is not 0
-  kAskBeside,        // name; of a picture that is a folder, a path below it
-  kBeside,           // the file, when there is one
+  kRequestAssociated,        // image. Answer: a list of names and sizes
+  kRequestRenderAssociated,  // image, bytes of a row, width, height, name. Answer: nothing more
+  kAnswer,                   // status, text when it is not 0
+  kAskBeside,                // name; of a picture that is a folder, a path below it
+  kBeside,                   // the file, when there is one
 };
 
 // Where a decoder finds what it is started with.

@@ -83,6 +83,23 @@ class CRemoteImage final : public COpenedImage {
 
   bool HasCustomTags() const override { return m_hasTags; }
 
+  std::vector<SAssociatedImage> AssociatedImages() override {
+    const std::vector<std::uint8_t> content = Ask(kRequestAssociated, CWireWriter());
+    CWireReader answer(content);
+    std::vector<SAssociatedImage> images;
+    GetAssociated(answer, images);
+    return images;
+  }
+
+  void RenderAssociated(const std::string& name, SQvPicBuf& picture, CRenderGuard&) override {
+    CWireWriter rest;
+    rest.Value(picture.width);
+    rest.Value(picture.height);
+    rest.Text(name);
+    Draw(kRequestRenderAssociated, rest, picture);
+    m_decoder->TakeBackLarge();
+  }
+
   SImageMetadata Metadata() override {
     if (!m_metadata) {
       const std::vector<std::uint8_t> content = Ask(kRequestMetadata, CWireWriter());

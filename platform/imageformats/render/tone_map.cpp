@@ -56,6 +56,13 @@ SDisplayRange PercentileRange(const SAveragedPicture& picture, std::uint32_t com
   return all;
 }
 
+bool IsNearlyBlack(std::span<const float> samples, const SDisplayRange& nominal) noexcept {
+  const float limit = static_cast<float>(nominal.low + (nominal.high - nominal.low) / 6.0);
+  const auto isDark = [=](float value) { return !(value >= limit); };
+  return !samples.empty() && std::all_of(samples.begin(), samples.end(), isDark) &&
+         std::any_of(samples.begin(), samples.end(), [&](float value) { return value != samples.front(); });
+}
+
 float Normalised(float value, const SDisplayRange& range) noexcept {
   const double share = (static_cast<double>(value) - range.low) / (range.high - range.low);
   return share > 0.0 ? static_cast<float>(std::min(share, 1.0)) : 0.0f;

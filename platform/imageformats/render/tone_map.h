@@ -24,6 +24,10 @@ SDisplayRange PercentileRange(std::span<const float> samples, std::size_t first,
 // One range for all components of a picture, so that colours keep their hue: the widest of the components'.
 SDisplayRange PercentileRange(const SAveragedPicture& picture, std::uint32_t components, const SDisplayRange& nominal);
 
+// Whether samples that are shown on `nominal` would be nearly black: they are not all equal, and none reaches a sixth
+// of white. Masks of 0 and 1 are such pictures.
+bool IsNearlyBlack(std::span<const float> samples, const SDisplayRange& nominal) noexcept;
+
 // 0..1 within the range, clamped; NaN is black.
 float Normalised(float value, const SDisplayRange& range) noexcept;
 // The same on 0..255, rounded.

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/imageformats/tiff/dataset/companion.h"
+#include "platform/imageformats/tiff/associated_images.h"
 #include "platform/imageformats/tiff/description/describe.h"
 #include "platform/imageformats/tiff/directory/tags.h"
 #include "platform/imageformats/tiff/read_picture.h"
@@ -96,7 +98,7 @@ bool HasThumbnailTag(STiffFile& file) {
 }  // namespace
 
 CTiffImage::CTiffImage(std::shared_ptr<const CInput> input)
-    : m_files(std::move(input)),
+    : m_files(OpenFileSet(std::move(input))),
       m_dataset(OpenDataset(m_files)),
       m_info(DescribePage(m_dataset)),
       m_hasCustomTags(HasThumbnailTag(m_files.Main())) {}
@@ -118,6 +120,12 @@ bool CTiffImage::CustomTag(const CQvStringW& name, CQvByteArray& bytes) {
   if (value.empty()) return false;
   bytes.SetData(value.data(), value.size(), 0, 0);
   return true;
+}
+
+std::vector<SAssociatedImage> CTiffImage::AssociatedImages() { return ListAssociated(m_files, m_dataset); }
+
+void CTiffImage::RenderAssociated(const std::string& name, SQvPicBuf& picture, CRenderGuard& guard) {
+  RenderAssociatedImage(m_files, m_dataset, name, picture, guard);
 }
 
 SImageMetadata CTiffImage::Metadata() { return DescribeDataset(m_files, m_dataset, m_info); }

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/imageformats/wsi/openslide_library.h"
 #include "platform/imageformats/wsi/wsi_detect.h"
 #include "platform/imageformats/wsi/wsi_image.h"
 
@@ -18,6 +19,7 @@ class CWsiCodecModule final : public CCodecModule {
     return input.IsFile() && (kLastResort || MayBeSlideTiff(input) || MayBeSlidePreview(input));
   }
   bool OpensByPath() const noexcept override { return true; }
+  void Prepare() const noexcept override { (void)LoadOpenSlide(); }
   bool CanOpenMemory() const noexcept override { return false; }
   std::unique_ptr<COpenedImage> Open(std::shared_ptr<const CInput> input) const override {
     return std::make_unique<CWsiImage>(std::move(input));

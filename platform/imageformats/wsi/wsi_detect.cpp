@@ -16,8 +16,28 @@ namespace imageformats {
 
 namespace {
 
-constexpr std::uint16_t kTileWidth = 322;
+constexpr std::uint16_t kImageDescription = 270, kSoftware = 305, kTileWidth = 322, kXmp = 700;
 constexpr std::uint16_t kFirstHighPrivateTag = 65400;
+
+// Microscopes' files, of which every one would be asked for in vain.
+bool IsOmeOrImageJ(const tiff::CIfdReader& directory, const tiff::SIfdEntry& description) noexcept {
+  std::uint8_t bytes[1024] = {};
+  const std::size_t size = static_cast<std::size_t>(std::min<std::uint64_t>(description.count, sizeof bytes));
+  if (!directory.ReadValues(description, bytes, size)) return false;
+  const std::string_view text(reinterpret_cast<const char*>(bytes), size);
+  return text.starts_with("ImageJ=") || text.find("openmicroscopy.org/Schemas/OME") != std::string_view::npos;
+}
+
+// A scanner's TIFF says whose it is in one of these, or has tags of its own.
+bool NamesItsMaker(const tiff::CIfdReader& directory) noexcept {
+  bool found = false;
+  for (std::size_t i = 0; i < directory.EntryCount(); ++i) {
+    const tiff::SIfdEntry entry = directory.Entry(i);
+    if (entry.tag == kImageDescription && IsOmeOrImageJ(directory, entry)) return false;
+    found = found || entry.tag == kImageDescription || entry.tag == kSoftware || entry.tag == kXmp;
+  }
+  return found;
+}
 
 }  // namespace
 
@@ -26,10 +46,13 @@ bool MayBeSlideTiff(const CInput& input) noexcept {
     std::optional<tiff::CIfdReader> directory = tiff::CIfdReader::Open(input);
     if (!directory) return false;
     directory->Read(directory->FirstOffset());
+    bool isTiled = false;
     for (std::size_t i = 0; i < directory->EntryCount(); ++i) {
       const std::uint16_t tag = directory->Entry(i).tag;
-      if (tag == kTileWidth || tag >= kFirstHighPrivateTag) return true;
+      if (tag >= kFirstHighPrivateTag) return true;
+      isTiled = isTiled || tag == kTileWidth;
     }
+    return isTiled && NamesItsMaker(*directory);
   } catch (const std::bad_alloc&) {
     // Whoever opens the file says so.
   }

@@ -78,6 +78,7 @@ SPlaneStack StackOf(const SMultiscale& picture) {
   for (std::size_t i = 0; i < stack.channels.size() && i < said.size(); ++i) {
     if (stack.channels.size() > 1) stack.channels[i].color = said[i].color;
     stack.channels[i].range = said[i].window;
+    stack.channels[i].isOff = !said[i].isActive;
   }
   // One colour for all is none.
   const auto isFirst = [&](const SStackChannel& channel) { return channel.color == stack.channels.front().color; };
@@ -85,6 +86,8 @@ SPlaneStack StackOf(const SMultiscale& picture) {
     for (SStackChannel& channel : stack.channels) channel.color.reset();
   }
   const SStoredSamples& samples = full.layout.samples;
+  const bool isWhole = samples.kind != SStoredSamples::EKind::kFloat;
+  stack.labels = picture.isLabels && isWhole && stack.channels.size() == 1;
   stack.nominal = full.layout.isBoolean ? SDisplayRange{0.0, 1.0} : NominalRangeOf(samples);
   stack.stretch = samples.bytes > 1 || samples.kind != SStoredSamples::EKind::kUnsigned;
   return stack;

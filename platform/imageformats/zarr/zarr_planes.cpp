@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/render/nearest_sampler.h"
 
 namespace imageformats::zarr {
 
@@ -175,19 +176,37 @@ void CZarrPlanes::ReadPlane(std::size_t level, const SPlaneIndex& plane, const C
   }
 }
 
+SSize CZarrPlanes::LevelSize(std::size_t level) const noexcept {
+  return {m_picture.Size(m_picture.levels[level], EAxis::kX), m_picture.Size(m_picture.levels[level], EAxis::kY)};
+}
+
 SAveragedPicture CZarrPlanes::Average(const SPlaneIndex& plane, SSize reduced, CRenderGuard& guard) {
-  const std::size_t index = LevelFor(reduced);
-  const SLevel& level = m_picture.levels[index];
-  const SSize size{m_picture.Size(level, EAxis::kX), m_picture.Size(level, EAxis::kY)};
+  const std::size_t level = LevelFor(reduced);
+  const SSize size = LevelSize(level);
   guard.CheckPixels(size.width, size.height);
-  const ESampleType type = LoadedType(level.layout.samples);
+  const ESampleType type = LoadedType(m_picture.levels[level].layout.samples);
   CAreaReducer reducer(size, reduced, 1, type, guard);
   const auto take = [&](std::uint32_t x, std::uint32_t y, SSize band, const void* samples) {
     guard.CheckTime();
     reducer.AddBand(x, y, band.width, band.height, samples, band.width * SampleBytes(type));
   };
-  ReadPlane(index, plane, take, guard);
+  ReadPlane(level, plane, take, guard);
   return reducer.Finish();
+}
+
+SAveragedPicture CZarrPlanes::Sample(const SPlaneIndex& plane, SSize reduced, CRenderGuard& guard) {
+  const std::size_t level = LevelFor(reduced);
+  const SSize size = LevelSize(level);
+  guard.CheckPixels(size.width, size.height);
+  const ESampleType type = LoadedType(m_picture.levels[level].layout.samples);
+  CNearestSampler sampler(size, reduced, type, guard);
+  const auto take = [&](std::uint32_t x, std::uint32_t y, SSize band, const void* samples) {
+    guard.CheckTime();
+    const std::size_t bytes = SampleBytes(type);
+    sampler.AddBand(x, y, band.width, band.height, samples, band.width * bytes, bytes);
+  };
+  ReadPlane(level, plane, take, guard);
+  return sampler.Finish();
 }
 
 void CZarrPlanes::ReadFull(const SPlaneIndex& plane, const CTakeBand& take, CRenderGuard& guard) {

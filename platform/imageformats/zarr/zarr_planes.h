@@ -20,6 +20,7 @@ class CZarrPlanes final : public IPlaneReader {
   CZarrPlanes(IStore& store, const SMultiscale& picture);
 
   SAveragedPicture Average(const SPlaneIndex& plane, SSize reduced, CRenderGuard& guard) override;
+  SAveragedPicture Sample(const SPlaneIndex& plane, SSize reduced, CRenderGuard& guard) override;
 
   // All of a plane of level 0, chunk by chunk.
   void ReadFull(const SPlaneIndex& plane, const CTakeBand& take, CRenderGuard& guard);
@@ -28,6 +29,7 @@ class CZarrPlanes final : public IPlaneReader {
   class CPlaneCut;
   // The smallest level that has so many pixels, else the largest.
   std::size_t LevelFor(SSize reduced) const noexcept;
+  SSize LevelSize(std::size_t level) const noexcept;
   void ReadPlane(std::size_t level, const SPlaneIndex& plane, const CTakeBand& take, CRenderGuard& guard);
 
   IStore& m_store;

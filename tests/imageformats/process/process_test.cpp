@@ -11,6 +11,7 @@
 #include <fstream>
 #include <thread>
 
+#include "imageformats/iqvassociatedimages.h"
 #include "picture/qvpicture.h"
 #include "platform/imageformats/base/render_guard.h"
 #include "platform/imageformats/process/decoder.h"
@@ -92,6 +93,29 @@ TEST_F(DecoderTest, TextsAndTagsComeFromTheDecoderToo) {
   EXPECT_EQ(source->GetCustomTag(L"QvCustomTag:ThumbailJpg", &bytes), kQvOk);
   EXPECT_EQ(SFileBytes(bytes.GetData(0), bytes.GetData(0) + bytes.GetSize()), thumbnail);
   EXPECT_EQ(source->GetCustomTag(L"QvCustomTag:ThumbailPicbuf", &bytes), kQvFailure);
+  EXPECT_EQ(LivingDecoders().size(), 1u);
+}
+
+TEST_F(DecoderTest, LabelsComeFromTheDecoderToo) {
+  STiffPage tissue = MakePage<std::uint8_t>(90, 70, 1, [](auto, auto, auto) { return 7; });
+  STiffPage label = MakePage<std::uint8_t>(30, 40, 1, [](auto, auto, auto) { return 200; });
+  label.description = "label 30x40";
+  const std::wstring file = m_house.Folder().MakeFileWide("a.tif", WriteTiff({tissue, label}));
+  CQvRef<IQvImageFile> opened;
+  ASSERT_EQ(NewManager()->OpenImageFile(file, opened.Out()), kQvOk);
+  const auto associated = QvQuery<IQvAssociatedImages>(*opened, "IQvAssociatedImages");
+  ASSERT_TRUE(associated);
+  std::vector<SQvAssociatedImage> images;
+  ASSERT_EQ(associated->GetAssociatedImages(&images), kQvOk);
+  ASSERT_EQ(images.size(), 1u);
+  EXPECT_EQ(images[0].name, CQvStringW(L"label"));
+  EXPECT_EQ(images[0].height, 40u);
+  CQvPicture picture;
+  ASSERT_TRUE(picture.Reinit(15, 20, 8, 3, true));
+  EXPECT_EQ(associated->RenderAssociatedImage(L"label", picture.Get()), kQvOk);
+  EXPECT_EQ(picture.Row(10)[21], 200);
+  EXPECT_EQ(associated->RenderAssociatedImage(L"macro", picture.Get()), kQvFailure);
+  EXPECT_EQ(associated->RenderAssociatedImage(L"label", nullptr), kQvFailure);
   EXPECT_EQ(LivingDecoders().size(), 1u);
 }
 

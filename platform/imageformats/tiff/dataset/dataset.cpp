@@ -4,6 +4,9 @@
 
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/render/channel_composite.h"
+#include "platform/imageformats/tiff/dataset/companion.h"
+#include "platform/imageformats/tiff/directory/ifd_reader.h"
+#include "platform/imageformats/tiff/directory/associated_pages.h"
 #include "platform/imageformats/tiff/directory/pyramid.h"
 #include "platform/imageformats/tiff/directory/tags.h"
 #include "platform/imageformats/tiff/ome/ome_xml.h"
@@ -13,12 +16,22 @@ namespace {
 
 constexpr std::uint32_t kReducedOrMask = FILETYPE_REDUCEDIMAGE | FILETYPE_MASK;
 
-// The first page that is neither a reduced copy nor a mask.
-const SIfdSummary& MainPage(const std::vector<SIfdSummary>& chain) {
-  const auto full = std::find_if(chain.begin(), chain.end(), [](const SIfdSummary& ifd) {
-    return (ifd.subfileType & kReducedOrMask) == 0 && ifd.width > 0 && ifd.height > 0;
-  });
-  return full == chain.end() ? chain.front() : *full;
+// The first page that is neither a reduced copy nor a mask; a slide's label or macro image only when there is nothing
+// else.
+const SIfdSummary& MainPage(STiffFile& file) {
+  const SIfdSummary* first = nullptr;
+  std::size_t looked = 0;
+  for (const SIfdSummary& ifd : file.chain) {
+    if ((ifd.subfileType & kReducedOrMask) != 0 || ifd.width == 0 || ifd.height == 0) continue;
+    if (++looked > kMaxAssociatedPages || AssociatedName(file, ifd).empty()) return ifd;
+    if (!first) first = &ifd;
+  }
+  return first ? *first : file.chain.front();
+}
+
+// A label or a macro image may have the shape of a level by chance.
+void AddLevel(STiffFile& file, const SIfdSummary& ifd, std::vector<SIfdSummary>* levels) {
+  if (levels->size() < kMaxAssociatedPages && AssociatedName(file, ifd).empty()) levels->push_back(ifd);
 }
 
 bool SameShape(const SIfdSummary& a, const SIfdSummary& b) noexcept {
@@ -38,7 +51,7 @@ void PreferFullSubIfd(STiffFile& file, SDataset* dataset) {
 
 void OpenPlainDataset(CFileSet& files, SDataset* dataset) {
   STiffFile& file = files.Main();
-  const SIfdSummary& main = MainPage(file.chain);
+  const SIfdSummary& main = MainPage(file);
   dataset->kind = SDataset::EKind::kPlain;
   dataset->mainPlane.directory = main.offset;
   dataset->pages = 0;
@@ -46,7 +59,7 @@ void OpenPlainDataset(CFileSet& files, SDataset* dataset) {
     const bool reduced = (ifd.subfileType & kReducedOrMask) != 0;
     if (!reduced && SameShape(ifd, main)) ++dataset->pages;
     const bool flagged = (ifd.subfileType & kReducedOrMask) == FILETYPE_REDUCEDIMAGE && IsFlaggedLevel(main, ifd);
-    if (flagged || (!reduced && IsUnflaggedLevel(main, ifd))) dataset->mainPlane.levels.push_back(ifd);
+    if (flagged || (!reduced && IsUnflaggedLevel(main, ifd))) AddLevel(file, ifd, &dataset->mainPlane.levels);
   }
   dataset->pages = std::max(dataset->pages, 1u);
   dataset->page = ReadPage(file.handle, main.offset);
@@ -58,6 +71,26 @@ void OpenPlainDataset(CFileSet& files, SDataset* dataset) {
     dataset->channels.push_back(channel);
   }
   dataset->sizeC = std::max<std::uint32_t>(static_cast<std::uint32_t>(dataset->channels.size()), 1);
+}
+
+// The first page's description, or the companion in its place. One that is not there in full is damage: it may be
+// OME-XML that a copy in progress has not reached yet, without which the picture is another.
+std::string Description(const CFileSet& files) {
+  if (const CInput* companion = files.Companion()) return CompanionText(*companion);
+  STiffFile& file = files.Main();
+  const std::uint64_t directory = file.chain.front().offset;
+  std::optional<CIfdReader> reader = CIfdReader::Open(*file.input);
+  if (reader && reader->Read(directory)) {
+    const std::optional<SIfdEntry> entry = reader->Find(TIFFTAG_IMAGEDESCRIPTION);
+    if (entry && !reader->HoldsBytes(*entry))
+      throw CDamagedError("The file is truncated: its description is not there");
+  }
+  try {
+    file.handle.Select(directory);
+  } catch (const CDamagedError&) {
+    return {};  // another page may still be readable
+  }
+  return TextTag(file.handle, TIFFTAG_IMAGEDESCRIPTION);
 }
 
 }  // namespace
@@ -85,13 +118,7 @@ std::vector<std::uint32_t> ChannelSamples(const SPage& page) {
 SDataset OpenDataset(CFileSet& files) {
   SDataset dataset;
   STiffFile& file = files.Main();
-  std::string description;
-  try {
-    file.handle.Select(file.chain.front().offset);
-    description = TextTag(file.handle, TIFFTAG_IMAGEDESCRIPTION);
-  } catch (const CDamagedError&) {
-    // Another page may still be readable.
-  }
+  const std::string description = Description(files);
   if (LooksLikeOmeXml(description) && OpenOmeDataset(files, description, &dataset)) return dataset;
   if (std::optional<SImageJ> imageJ = ParseImageJDescription(description)) {
     ParseImageJMetadata(LongsTag(file.handle, kTagImageJCounts), BytesTag(file.handle, kTagImageJMetadata), &*imageJ);

@@ -51,12 +51,13 @@ struct SDataset {
   std::uint32_t sizeZ = 1, sizeT = 1, sizeC = 1;
   std::optional<SImageJ> imageJ;
   SOmeDocument ome;
+  std::string omeUuid, omeDocumentFile;   // of the opened file; the file that holds the document, empty: the opened one
   std::size_t omeImage = 0;               // the shown one
   std::vector<std::size_t> omePositions;  // images of its shape, in order
 };
 
 // Works the dataset out. Descriptions that contradict the file are given up for what the pages themselves show. Throws
-// CDamagedError when not even that can be read.
+// CDamagedError when not even that can be read, and when the description was cut off.
 SDataset OpenDataset(CFileSet& files);
 
 // Reads a page of a dataset of that kind. The 8-bit signed samples of OME-TIFF are taken as unsigned: its writers in
@@ -73,6 +74,9 @@ std::uint32_t DisplayColor(const std::vector<SOverviewChannel>& channels, std::s
 
 // The kinds of datasets; false, *dataset untouched, when the description does not fit the file.
 bool OpenOmeDataset(CFileSet& files, const std::string& description, SDataset* dataset);
+// Another image of the document of an OME dataset, to be rendered: its planes, without the document. None when no plane
+// of it is there. Throws CDamagedError.
+std::optional<SDataset> OpenOmeImage(CFileSet& files, const SDataset& dataset, std::size_t image);
 bool OpenImageJDataset(CFileSet& files, const SImageJ& imageJ, SDataset* dataset);
 
 }  // namespace imageformats::tiff

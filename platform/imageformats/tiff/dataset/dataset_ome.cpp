@@ -4,7 +4,9 @@
 #include <optional>
 
 #include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/tiff/dataset/companion.h"
 #include "platform/imageformats/tiff/dataset/dataset.h"
+#include "platform/imageformats/tiff/directory/associated_pages.h"
 #include "platform/imageformats/tiff/directory/pyramid.h"
 #include "platform/imageformats/tiff/directory/tags.h"
 #include "platform/imageformats/tiff/ome/ome_planes.h"
@@ -13,6 +15,9 @@
 
 namespace imageformats::tiff {
 namespace {
+
+// Stands for the name of an opened companion, which holds no planes: no file beside it is called so.
+constexpr char kCompanion[] = "/";
 
 bool SameName(const std::string& a, const std::string& b) {
   return a == b || CQvStringUtils::EqualNoCase(CQvStringUtils::UTF8toW(a.c_str()).Str(),
@@ -73,9 +78,7 @@ bool ResolveDocument(CFileSet& files, SOmeDocument* document, std::string* docum
   const auto head = input->Head();
   const bool isXml = !head.empty() && head[0] != 'I' && head[0] != 'M';
   if (isXml) {
-    if (input->Size() > kMaxOmeXmlBytes) return false;
-    text.resize(static_cast<std::size_t>(input->Size()));
-    text.resize(input->ReadAt(0, text.data(), text.size()));
+    text = CompanionText(*input);
   } else {
     const int file = files.FindTiff(*documentFile);
     if (file < 0) return false;
@@ -139,13 +142,17 @@ bool SameShape(const SOmeImage& a, const SOmeImage& b) {
          a.pixelType == b.pixelType;
 }
 
-// The first image with a plane in the opened file: of a set with a file for each position every file shows its own.
+// The first image with a plane in the opened file: of a set with a file for each position every file shows its own. A
+// slide's label or macro image only when the file has no other.
 std::size_t ChooseImage(const SOmeDocument& document, const COmeFiles& files) {
+  std::optional<std::size_t> associated;
   for (std::size_t i = 0; i < document.images.size(); ++i) {
     const auto& data = document.images[i].tiffData;
-    if (std::any_of(data.begin(), data.end(), [&](const SOmeTiffData& d) { return files.IsOwn(d); })) return i;
+    if (std::none_of(data.begin(), data.end(), [&](const SOmeTiffData& d) { return files.IsOwn(d); })) continue;
+    if (AssociatedName(document.images[i].name).empty()) return i;
+    if (!associated) associated = i;
   }
-  return 0;
+  return associated.value_or(0);
 }
 
 void DescribeChannel(const SOmeImage& image, std::uint32_t index, SOverviewChannel* shown) {
@@ -175,8 +182,7 @@ void AddPlane(const SPlane& plane, const SPage& page, const SOmeImage& image, st
   }
 }
 
-bool AddPlanes(CFileSet& files, COmeFiles& omeFiles, SDataset* dataset) {
-  const SOmeImage& image = dataset->ome.images[dataset->omeImage];
+bool AddPlanes(CFileSet& files, COmeFiles& omeFiles, const SOmeImage& image, SDataset* dataset) {
   std::uint32_t channelPlanes = image.ChannelPlanes();
   const SIfdSummary& first = files.Main().chain.front();
   // Documents that do not say that their channels are samples of one plane.
@@ -208,10 +214,10 @@ bool OpenOmeDataset(CFileSet& files, const std::string& description, SDataset* d
   result.kind = SDataset::EKind::kOme;
   std::string error;
   if (!ParseOmeXml(description, &result.ome, &error)) return false;
-  const std::string ownUuid = result.ome.uuid;
-  std::string documentFile;
-  if (!ResolveDocument(files, &result.ome, &documentFile)) return false;
-  COmeFiles omeFiles(files, result.ome, ownUuid, documentFile);
+  result.omeUuid = result.ome.uuid;
+  if (files.Companion()) result.omeDocumentFile = kCompanion;
+  if (!ResolveDocument(files, &result.ome, &result.omeDocumentFile)) return false;
+  COmeFiles omeFiles(files, result.ome, result.omeUuid, result.omeDocumentFile);
   result.omeImage = ChooseImage(result.ome, omeFiles);
   const SOmeImage& image = result.ome.images[result.omeImage];
   for (std::size_t i = 0; i < result.ome.images.size(); ++i) {
@@ -219,9 +225,17 @@ bool OpenOmeDataset(CFileSet& files, const std::string& description, SDataset* d
   }
   result.sizeZ = image.sizeZ;
   result.sizeT = image.sizeT;
-  if (!AddPlanes(files, omeFiles, &result)) return false;
+  if (!AddPlanes(files, omeFiles, image, &result)) return false;
   *dataset = std::move(result);
   return true;
+}
+
+std::optional<SDataset> OpenOmeImage(CFileSet& files, const SDataset& dataset, std::size_t image) {
+  SDataset result;
+  result.kind = SDataset::EKind::kOme;
+  COmeFiles omeFiles(files, dataset.ome, dataset.omeUuid, dataset.omeDocumentFile);
+  if (!AddPlanes(files, omeFiles, dataset.ome.images[image], &result)) return std::nullopt;
+  return result;
 }
 
 }  // namespace imageformats::tiff

@@ -43,7 +43,7 @@ struct SOmeObjective {
   double magnification = 0.0, aperture = 0.0;
 };
 
-// An Image element together with the Pixels element that lies in TIFF files.
+// An Image element together with the Pixels element that lies in TIFF files. A single image may be without TiffData.
 struct SOmeImage {
   std::string id, name, description, date;
   std::string experimenter, group, experimentType, microscope, well;

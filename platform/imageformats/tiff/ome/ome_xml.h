@@ -17,12 +17,14 @@ inline constexpr std::size_t kMaxOmeChannels = 1024;
 inline constexpr std::size_t kMaxOmeTiffData = 4u << 20;
 
 // True when the text of an ImageDescription tag is an OME-XML document (an OME root element, perhaps behind a
-// declaration and comments, perhaps with a namespace prefix). Does not parse it.
+// declaration and comments, perhaps with a namespace prefix), or the beginning of one that was cut off before its root.
+// Does not parse it.
 bool LooksLikeOmeXml(std::string_view text);
 
 // Parses a document. Entities other than the five of XML are left as they stand; nothing outside the text is ever
-// read. False with a reason for people in *error, *document being undefined, when the text is not well-formed, is
-// larger or deeper than the limits, or holds no image and names no metadata file.
+// read. Throws CDamagedError when the text is not well-formed: it was cut off. False with a reason for people in
+// *error, *document being undefined, when it is larger or deeper than the limits, or holds no image and names no
+// metadata file.
 bool ParseOmeXml(std::string_view text, SOmeDocument* document, std::string* error);
 
 }  // namespace imageformats::tiff
