@@ -78,7 +78,9 @@ format_rooms='base render planes codec arrays jpeg/stream jpeg/block_means jpeg
   png
   bmp gif pnm jpeg2000 dicom
   tiff/directory tiff/blocks tiff/rows tiff/ome
-  tiff/dataset tiff/description tiff wsi process component decoder'
+  tiff/dataset tiff/description tiff wsi
+  zarr/store zarr/array zarr/ngff zarr
+  process component decoder'
 allowed_for_format_room() {  # sets `allowed`
   local decoders='base render codec jpeg/stream jpeg/block_means jpeg'
   case $1 in
@@ -106,11 +108,16 @@ allowed_for_format_room() {  # sets `allowed`
     tiff)
       allowed="base render planes codec tiff/directory tiff/blocks tiff/rows tiff/ome tiff/dataset tiff/description" ;;
     wsi) allowed="base render codec tiff/directory" ;;
+    zarr/store) allowed="base" ;;
+    zarr/array) allowed="base render planes zarr/store" ;;
+    zarr/ngff) allowed="base render planes zarr/store zarr/array" ;;
+    zarr) allowed="base render planes codec zarr/store zarr/array zarr/ngff" ;;
     process) allowed="base codec" ;;
     component)
       allowed="base render planes codec arrays jpeg png tiff wsi process"
       allowed+=" fits mrc nifti nrrd"
       allowed+=" bmp gif pnm jpeg2000 dicom"
+      allowed+=" zarr"
       ;;
     decoder) allowed="base codec process component" ;;
     *) allowed="" ;;

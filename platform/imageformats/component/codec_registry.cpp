@@ -12,6 +12,7 @@
 #include "platform/imageformats/png/png_codec.h"
 #include "platform/imageformats/pnm/pnm_codec.h"
 #include "platform/imageformats/tiff/tiff_codec.h"
+#include "platform/imageformats/zarr/zarr_codec.h"
 #if defined(QV_HAVE_OPENSLIDE)
 #include "platform/imageformats/wsi/wsi_codec.h"
 #endif
@@ -26,6 +27,7 @@ std::span<const CCodecModule* const> AllCodecs() noexcept {
     &TiffCodec(),
     &JpegCodec(),
     &PngCodec(),
+    &ZarrCodec(),
     &BmpCodec(),
     &GifCodec(),
     &PnmCodec(),

@@ -126,10 +126,11 @@ void CDecoderServer::Open(CWireReader& question, CDescriptor descriptor, CWireWr
   const CQvStringW name = CQvStringUtils::UTF8toW(GetText(question));
   const CQvStringA nativePath(GetText(question));
   const bool isFile = question.Get<bool>();
+  const bool isFolder = question.Get<bool>();
   Require(codec != nullptr && descriptor, "The decoder was asked to open nothing");
   const auto beside = [this](const std::string& other) { return AskBeside(other); };
   std::unique_ptr<COpenedImage> image =
-      codec->Open(CInput::FromHandle(descriptor.Release(), isFile ? name : CQvStringW(), nativePath, beside));
+      codec->Open(CInput::FromHandle(descriptor.Release(), isFile ? name : CQvStringW(), nativePath, beside, isFolder));
   PutOpened(*image, isFile, answer);
   m_images[number] = std::move(image);
 }

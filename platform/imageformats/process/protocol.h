@@ -8,8 +8,8 @@ namespace imageformats {
 // kAnswer; while it works on one it may ask for a file beside the picture's, and gets kBeside. Pictures do not travel:
 // the decoder writes them into memory that the viewer lends it.
 enum ERequest : std::uint32_t {
-  kRequestOpen = 1,  // image, codec, name, native path, is a file; the file or the stream. Answer: info, source bytes,
-                     // has tags, has metadata, metadata
+  kRequestOpen = 1,  // image, codec, name, native path, is a file, is a folder; the file or the stream. Answer: info,
+                     // source bytes, has tags, has metadata, metadata
   kRequestDetect,    // codec, name, native path; the file. Answer: whether the content is the codec's
   kRequestMetadata,  // image. Answer: metadata
   kRequestTag,       // image, name. Answer: has it, bytes
@@ -22,7 +22,7 @@ enum ERequest : std::uint32_t {
   kRequestRenderWell,        // image, bytes of a row, width, height, well. Answer: nothing more
   kRequestRenderAssociated,  // image, bytes of a row, width, height, name. Answer: nothing more
   kAnswer,                   // status, text when it is not 0
-  kAskBeside,                // name
+  kAskBeside,                // name; of a picture that is a folder, a path below it
   kBeside,                   // the file, when there is one
 };
 

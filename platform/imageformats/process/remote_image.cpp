@@ -140,6 +140,7 @@ class CRemoteImage final : public COpenedImage {
     CWireWriter question = NewQuestion();
     PutSource(question, m_codecName, *m_input, m_nativePath);
     question.Value(m_input->IsFile());
+    question.Value(m_input->IsFolder());
     const std::vector<std::uint8_t> content =
         m_decoder->Ask(kRequestOpen, question, Subject(), m_stream ? m_stream.Get() : m_input->Handle());
     m_generation = m_decoder->Generation();
