@@ -17,6 +17,7 @@ void AddCommands(qvhost::CCommand program, qvhost::SOutcome& outcome) {
   qvhost::AddGalleryCommand(program, outcome);
   qvhost::AddImportCommand(program, outcome);
   qvhost::AddStatsCommand(program, outcome);
+  qvhost::AddMergeCommand(program, outcome);
   qvhost::AddPruneCommand(program, outcome);
   qvhost::AddVerifyCommand(program, outcome);
   qvhost::AddHistoryCommand(program, outcome);
