@@ -18,6 +18,7 @@ void AddCommands(qvhost::CCommand program, qvhost::SOutcome& outcome) {
   qvhost::AddPlateCommand(program, outcome);
   qvhost::AddImportCommand(program, outcome);
   qvhost::AddStatsCommand(program, outcome);
+  qvhost::AddMergeCommand(program, outcome);
   qvhost::AddPruneCommand(program, outcome);
   qvhost::AddVerifyCommand(program, outcome);
   qvhost::AddHistoryCommand(program, outcome);

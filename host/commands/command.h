@@ -24,6 +24,7 @@ void AddPlateCommand(CCommand program, SOutcome& outcome);
 void AddGalleryCommand(CCommand program, SOutcome& outcome);
 void AddImportCommand(CCommand program, SOutcome& outcome);
 void AddStatsCommand(CCommand program, SOutcome& outcome);
+void AddMergeCommand(CCommand program, SOutcome& outcome);
 void AddPruneCommand(CCommand program, SOutcome& outcome);
 void AddVerifyCommand(CCommand program, SOutcome& outcome);
 void AddHistoryCommand(CCommand program, SOutcome& outcome);
