@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/imageformats/codec/codec_module.h"
 #include "platform/imageformats/codec/associated_image.h"
+#include "platform/imageformats/codec/codec_module.h"
 #include "platform/imageformats/codec/image_metadata.h"
 #include "platform/imageformats/codec/plate.h"
 #include "platform/imageformats/process/wire.h"
