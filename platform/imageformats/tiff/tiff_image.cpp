@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "platform/imageformats/tiff/dataset/companion.h"
 #include "platform/imageformats/tiff/associated_images.h"
+#include "platform/imageformats/tiff/dataset/companion.h"
 #include "platform/imageformats/tiff/description/describe.h"
 #include "platform/imageformats/tiff/directory/tags.h"
 #include "platform/imageformats/tiff/read_picture.h"
