@@ -20,10 +20,12 @@ std::chrono::nanoseconds ProcessorTime() {
   return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
 }
 
+constexpr std::uint64_t kBytesPerMillisecond = 10'000;
+
 }  // namespace
 
 SRenderLimits LimitsFor(std::uint64_t bytes, std::uint64_t unpackedBytes) noexcept {
-  constexpr std::uint64_t kBytesPerMillisecond = 10'000, kUnpackedPerMillisecond = 100'000;
+  constexpr std::uint64_t kUnpackedPerMillisecond = 100'000;
   constexpr std::uint64_t kMost = 1ull << 40;  // bytes; the time stays representable
   constexpr std::uint64_t kMostUnpacked = 2'000'000'000;
   SRenderLimits limits;
@@ -59,6 +61,15 @@ void CRenderGuard::CheckPixels(std::uint64_t width, std::uint64_t height) const 
 void CRenderGuard::CheckTime() const {
   if (std::chrono::steady_clock::now() < m_earliest || ProcessorTime() < m_deadline) return;
   throw CDamagedError(TimeExceeded(m_limits.time));
+}
+
+void CRenderGuard::AddSource(std::uint64_t bytes) {
+  m_addedBytes += bytes;
+  const std::chrono::milliseconds more(m_addedBytes / kBytesPerMillisecond);
+  m_addedBytes %= kBytesPerMillisecond;
+  m_limits.time += more;
+  m_earliest += more;
+  m_deadline += more;
 }
 
 void CRenderGuard::Reserve(std::uint64_t bytes) {

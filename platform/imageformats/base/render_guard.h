@@ -47,6 +47,9 @@ class CRenderGuard {
   // rows, not per pixel. Two: the processor's is a call of the system's, and not read before so much time has passed.
   void CheckTime() const;
 
+  // Extends the time for so many bytes of files that the limits did not count.
+  void AddSource(std::uint64_t bytes);
+
   // Reserves memory about to be allocated; throws when it would be too much.
   void Reserve(std::uint64_t bytes);
   void Release(std::uint64_t bytes) noexcept;
@@ -67,6 +70,7 @@ class CRenderGuard {
   std::chrono::steady_clock::time_point m_earliest;
   std::chrono::nanoseconds m_deadline;
   std::uint64_t m_reserved = 0;
+  std::uint64_t m_addedBytes = 0;  // that have not made a millisecond yet
 };
 
 }  // namespace imageformats

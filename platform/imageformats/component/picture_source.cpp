@@ -4,6 +4,7 @@
 
 #include "platform/imageformats/component/metadata_reader.h"
 #include "platform/imageformats/component/refusals.h"
+#include "platform/imageformats/component/view_settings.h"
 
 namespace imageformats {
 
@@ -50,7 +51,7 @@ class CPictureSource final : public IQvPictureSource {
       Require(width != nullptr && height != nullptr && picture != nullptr, "No place for the rendering was given");
       Require(mode == kOverviewMode && first == 0 && reserved == 0, "The rendering is asked for in an unknown way");
       Require(HasShape(*picture, *width, *height, 8, 3), "The rendering is asked for in an impossible shape");
-      RenderOnce({*width, *height, fast, channels}, *picture);
+      RenderOnce({*width, *height, fast, channels, m_view}, *picture);
     });
   }
 
@@ -80,6 +81,7 @@ class CPictureSource final : public IQvPictureSource {
   std::unique_ptr<COpenedImage> m_image;
   CErrorText m_error;
   std::optional<SFileRecord> m_file;
+  const SViewChoice m_view = CurrentView();
 };
 
 class COutputFile final : public IQvOutputImageFile {

@@ -18,8 +18,8 @@ bool HasShape(const SQvPicBuf& picture, std::uint32_t width, std::uint32_t heigh
               std::uint32_t components);
 
 // The opened image as an interface: arguments checked, exceptions caught, texts kept, each operation under a
-// CRenderGuard of its own. `file`: as it was when it was opened, so that a rendering which takes too long is not tried
-// twice; nothing for other content. Throws std::bad_alloc.
+// CRenderGuard of its own; it shows what CurrentView is now. `file`: as it was when it was opened, so that a rendering
+// which takes too long is not tried twice; nothing for other content. Throws std::bad_alloc.
 IQvPictureSource* NewPictureSource(std::unique_ptr<COpenedImage> image, std::shared_ptr<CErrorText> manager,
                                    const std::optional<SFileRecord>& file = {});
 

@@ -19,8 +19,9 @@ constexpr std::chrono::milliseconds kTick(200);
 constexpr std::chrono::seconds kGrace(2);
 std::chrono::milliseconds g_patience = std::chrono::seconds(30);
 std::chrono::milliseconds g_limitForTest{};
-// More than a set of files has.
+// More than a set of files has, and than a picture that is a folder shows of its chunks.
 constexpr int kMostAskedFor = 10000;
+constexpr int kMostAskedForBelow = 250000;
 
 constexpr std::size_t kLargePicture = 8u << 20;
 constexpr std::size_t kPixelStep = 1u << 20;
@@ -104,6 +105,7 @@ std::vector<std::uint8_t> CDecoder::Ask(std::uint32_t kind, const CWireWriter& q
 
 void CDecoder::Await(const SSubject& subject, SMessage* message) {
   CWatch watch(*m_process);
+  const int mostAskedFor = subject.input.IsFolder() ? kMostAskedForBelow : kMostAskedFor;
   int askedFor = 0;
   for (;;) {
     switch (m_process->Channel().Receive(message)) {
@@ -116,7 +118,7 @@ void CDecoder::Await(const SSubject& subject, SMessage* message) {
         break;
     }
     if (message->kind == kAnswer) return;
-    if (message->kind != kAskBeside || ++askedFor > kMostAskedFor) GiveUp(subject, "The decoder's answer is damaged");
+    if (message->kind != kAskBeside || ++askedFor > mostAskedFor) GiveUp(subject, "The decoder's answer is damaged");
     AnswerBeside(*message, subject);
   }
 }
@@ -124,7 +126,9 @@ void CDecoder::Await(const SSubject& subject, SMessage* message) {
 void CDecoder::AnswerBeside(const SMessage& message, const SSubject& subject) {
   std::string name;
   CWireReader(message.content).Text(name);
-  const std::shared_ptr<const CInput> file = subject.input.OpenBeside(name);
+  // Only a picture that is a folder reaches below itself.
+  const bool isFolder = subject.input.IsFolder();
+  const std::shared_ptr<const CInput> file = isFolder ? subject.input.OpenBelow(name) : subject.input.OpenBeside(name);
   if (file) subject.bytes += file->Size();
   if (m_process->Channel().Send(kBeside, {}, file ? file->Handle() : -1) != CChannel::EResult::kDone) {
     GiveUp(subject, "The decoder asks and does not listen");
