@@ -27,6 +27,18 @@ void SetSeparateScans(jpeg_compress_struct& info, std::vector<jpeg_scan_info>& s
   info.num_scans = info.num_components;
 }
 
+// One scan for each coefficient of the only component.
+void SetFrequencyScans(jpeg_compress_struct& info, std::vector<jpeg_scan_info>& scans) {
+  for (int k = 0; k < DCTSIZE2; ++k) {
+    jpeg_scan_info scan = {};
+    scan.comps_in_scan = 1;
+    scan.Ss = scan.Se = k;
+    scans.push_back(scan);
+  }
+  info.scan_info = scans.data();
+  info.num_scans = DCTSIZE2;
+}
+
 void Configure(jpeg_compress_struct& info, const STestPicture& picture, const SJpegRecipe& recipe) {
   info.image_width = picture.width;
   info.image_height = picture.height;
@@ -61,6 +73,7 @@ SFileBytes EncodeJpeg(const STestPicture& picture, const SJpegRecipe& recipe) {
   std::vector<jpeg_scan_info> scans;
   Configure(info, picture, recipe);
   if (recipe.separateScans) SetSeparateScans(info, scans);
+  if (recipe.scanPerFrequency) SetFrequencyScans(info, scans);
   jpeg_start_compress(&info, TRUE);
   for (const auto& [marker, payload] : recipe.segments) {
     jpeg_write_marker(&info, marker, payload.data(), static_cast<unsigned int>(payload.size()));

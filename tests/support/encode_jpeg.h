@@ -12,7 +12,8 @@ namespace qvtest {
 struct SJpegRecipe {
   int quality = 90;
   bool progressive = false;
-  bool separateScans = false;  // sequential, one scan for each component
+  bool separateScans = false;     // sequential, one scan for each component
+  bool scanPerFrequency = false;  // progressive, one component: 64 scans
   bool arithmetic = false;
   int chromaX = 1, chromaY = 1;  // subsampling
   int restartRows = 0;           // MCU rows between restart markers

@@ -20,7 +20,7 @@ std::chrono::nanoseconds ProcessorTime() {
   return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
 }
 
-constexpr std::uint64_t kBytesPerMillisecond = 10'000;
+constexpr std::uint64_t kBytesPerMillisecond = 5'000;
 
 }  // namespace
 

@@ -22,7 +22,7 @@ struct SRenderLimits {
   std::chrono::milliseconds time = kLeastTime;  // the processor's: a busy machine refuses nothing
 };
 
-// The limits for a picture whose files have so many bytes: a second more for every 10 MB; and one for every 100 MB that
+// The limits for a picture whose files have so many bytes: a second more for every 5 MB; and one for every 100 MB that
 // it takes unpacked, as its header claims, up to 2 GB: blank pictures of a gigapixel are hardly larger than their
 // header.
 SRenderLimits LimitsFor(std::uint64_t bytes, std::uint64_t unpackedBytes = 0) noexcept;

@@ -5,6 +5,7 @@
 #include <random>
 
 #include "picture/qvpicture.h"
+#include "platform/imageformats/base/new_picture.h"
 #include "platform/imageformats/component/codec_registry.h"
 #include "platform/imageformats/component/picture_source.h"
 #include "platform/imageformats/png/png_header.h"
@@ -189,20 +190,52 @@ TEST(Hostile, HugeClaimsAreRefusedWithoutTheMemory) {
   EXPECT_EQ(Outcome(jpeg), kQvFailure);
 }
 
-TEST(Hostile, EndlessScansAreRefused) {
-  SJpegRecipe recipe;
-  recipe.separateScans = true;
-  const SFileBytes sound = EncodeJpeg(SmoothPicture(16, 16, 3), recipe);
-  // The last scan, again and again.
+// The last scan, again and again.
+SFileBytes WithLastScanRepeated(const SFileBytes& sound, int times) {
   std::size_t scan = 0;
   for (std::size_t i = 2; i + 1 < sound.size(); ++i) {
     if (sound[i] == 0xFF && sound[i + 1] == 0xDA) scan = i;
   }
   const SFileBytes last(sound.begin() + static_cast<std::ptrdiff_t>(scan), sound.end() - 2);
   SFileBytes bytes = Cut(sound, scan);
-  for (int i = 0; i < 5000; ++i) bytes.insert(bytes.end(), last.begin(), last.end());
+  for (int i = 0; i < times; ++i) bytes.insert(bytes.end(), last.begin(), last.end());
   bytes.insert(bytes.end(), {0xFF, 0xD9});
-  EXPECT_EQ(Outcome(bytes), kQvFailure);
+  return bytes;
+}
+
+TEST(Hostile, EndlessScansAreRefused) {
+  SJpegRecipe recipe;
+  recipe.separateScans = true;
+  EXPECT_EQ(Outcome(WithLastScanRepeated(EncodeJpeg(SmoothPicture(16, 16, 3), recipe), 5000)), kQvFailure);
+}
+
+// Why rendering is given up that may take no time at all; empty when it is not.
+std::string ReasonWithoutTime(const SFileBytes& bytes) {
+  SRenderLimits limits;
+  limits.time = std::chrono::milliseconds(-1);
+  CRenderGuard guard(limits);
+  CQvPicture picture = NewPicture(700, 700, 8, 3);
+  SRenderRequest request;
+  request.width = request.height = 700;
+  try {
+    OpenBytes(bytes)->Render(request, *picture.Get(), guard);
+    return "";
+  } catch (const CDamagedError& failure) {
+    return failure.what();
+  }
+}
+
+// A blank picture is next to nothing in each of its scans, and each scan takes the decoder through all its blocks.
+TEST(Hostile, PicturesOfManyScansEnd) {
+  for (const bool arithmetic : {false, true}) {
+    SJpegRecipe recipe;
+    recipe.scanPerFrequency = true;
+    recipe.arithmetic = arithmetic;
+    const SFileBytes sound = EncodeJpeg(BlackPicture(1200, 1200, 1, 8), recipe);
+    EXPECT_LT(sound.size(), 100'000u);
+    EXPECT_EQ(Outcome(sound), kQvOk) << "64 scans";
+    EXPECT_TRUE(IsTimeExceeded(ReasonWithoutTime(sound))) << "the time is asked for within the scans";
+  }
 }
 
 TEST(Hostile, DecompressionBombsInTextsAreLeftOut) {

@@ -225,6 +225,51 @@ TEST(Wsi, TilesOfImpossibleSizeAreDamage) {
   refused(WithCount(bytes, TIFFTAG_DATETIME, 0x7FFFFF00u));
 }
 
+// A table of tiles that are all the same one: a picture of any size from next to nothing.
+SFileBytes GridOfOneTile(std::uint32_t across) {
+  STiffPage page = MakePage<std::uint8_t>(64, 64, 3, [](auto, auto, auto) { return 90; });
+  page.compression = COMPRESSION_LZW;
+  page.tile = 64;
+  page.description = kScanner;
+  SFileBytes bytes = WriteTiff(page);
+  for (const std::uint16_t tag : {std::uint16_t{TIFFTAG_TILEOFFSETS}, std::uint16_t{TIFFTAG_TILEBYTECOUNTS}}) {
+    const std::size_t entry = EntryOf(bytes, tag);
+    const std::uint32_t value = Get<std::uint16_t>(bytes, entry + 2) == TIFF_SHORT
+                                    ? Get<std::uint16_t>(bytes, entry + 8)
+                                    : Get<std::uint32_t>(bytes, entry + 8);
+    bytes = WithValue(bytes, tag, static_cast<std::uint32_t>(bytes.size()), false);
+    bytes = WithCount(bytes, tag, across * across);
+    for (std::uint32_t i = 0; i < across * across; ++i) Append(&bytes, value);
+  }
+  for (const std::uint16_t tag : {std::uint16_t{TIFFTAG_IMAGEWIDTH}, std::uint16_t{TIFFTAG_IMAGELENGTH}}) {
+    bytes = WithValue(bytes, tag, 64 * across, false);
+  }
+  return bytes;
+}
+
+TEST(Wsi, AHugeGridOfTilesEnds) {
+  const CTempFolder folder;
+  const auto image = OpenPath(folder.MakeFileWide("a.svs", GridOfOneTile(40)));
+  EXPECT_EQ(image->Info().width, 2560u);
+  EXPECT_EQ(Render(*image, 30, 30).At(5, 5, 1), 90);
+  SRenderLimits limits;
+  limits.time = std::chrono::milliseconds(-1);
+  CRenderGuard guard(limits);
+  CQvPicture picture = NewPicture(30, 30, 8, 3);
+  SRenderRequest request;
+  request.width = request.height = 30;
+  EXPECT_THROW(image->Render(request, *picture.Get(), guard), CDamagedError) << "the time is asked for between tiles";
+  // A table that is not in the file.
+  SFileBytes claims = GridOfOneTile(1);
+  for (const std::uint16_t tag : {std::uint16_t{TIFFTAG_TILEOFFSETS}, std::uint16_t{TIFFTAG_TILEBYTECOUNTS}}) {
+    claims = WithCount(claims, tag, 1u << 30);
+  }
+  for (const std::uint16_t tag : {std::uint16_t{TIFFTAG_IMAGEWIDTH}, std::uint16_t{TIFFTAG_IMAGELENGTH}}) {
+    claims = WithValue(claims, tag, 1u << 21, false);
+  }
+  EXPECT_THROW(OpenPath(folder.MakeFileWide("b.svs", claims)), CDamagedError);
+}
+
 TEST(Wsi, ASampleSlideIsMade) {
   const std::string samples = SamplesFolder();
   if (samples.empty()) GTEST_SKIP() << "the sample files are not here";

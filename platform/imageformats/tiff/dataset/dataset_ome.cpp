@@ -2,7 +2,6 @@
 #include <cstdlib>
 #include <map>
 #include <optional>
-#include <string_view>
 
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/tiff/dataset/companion.h"
@@ -19,7 +18,7 @@ namespace imageformats::tiff {
 namespace {
 
 // Stands for the name of an opened companion, which holds no planes: no file beside it is called so.
-constexpr std::string_view kCompanion = "/";
+constexpr char kCompanion = '/';
 
 bool SameName(const std::string& a, const std::string& b) {
   return a == b || CQvStringUtils::EqualNoCase(CQvStringUtils::UTF8toW(a.c_str()).Str(),
@@ -254,7 +253,7 @@ bool OpenOmeDataset(CFileSet& files, const std::string& description, SDataset* d
   std::string error;
   if (!ParseOmeXml(description, &result.ome, &error)) return false;
   result.omeUuid = result.ome.uuid;
-  if (files.Companion()) result.omeDocumentFile = kCompanion;
+  if (files.Companion()) result.omeDocumentFile = std::string(1, kCompanion);
   if (!ResolveDocument(files, &result.ome, &result.omeDocumentFile)) return false;
   COmeFiles omeFiles(files, result.ome, result.omeUuid, result.omeDocumentFile);
   result.omeImage = ChooseImage(result.ome, omeFiles);
