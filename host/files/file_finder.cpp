@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <fstream>
+#include <string>
 #include <string_view>
 #include <unordered_set>
 
@@ -16,11 +18,29 @@ namespace {
 
 namespace fs = std::filesystem;
 
+template <std::size_t N>
+bool IsOneOf(const std::array<std::string_view, N>& extensions, const std::string& extension) {
+  return std::find(extensions.begin(), extensions.end(), extension) != extensions.end();
+}
+
 // Formats of plain arrays, whose files are often compressed as a whole.
 bool IsArrayExtension(const std::string& extension) {
-  constexpr std::array<std::string_view, 13> kExtensions = {".mrc",  ".mrcs", ".map", ".rec",  ".st",  ".ali", ".nrrd",
-                                                            ".nhdr", ".nii",  ".hdr", ".fits", ".fit", ".fts"};
-  return std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
+  return IsOneOf(std::to_array<std::string_view>({".mrc", ".mrcs", ".nrrd", ".nii", ".fits", ".fit", ".fts"}),
+                 extension);
+}
+
+// Many programs have files of such names: these must begin as density maps, or headers of volumes, do.
+bool IsArrayOfCommonName(const fs::path& path, const std::string& extension) {
+  if (!IsOneOf(std::to_array<std::string_view>({".map", ".rec", ".st", ".ali", ".hdr"}), extension)) return false;
+  std::error_code error;
+  if (!fs::is_regular_file(path, error)) return false;
+  char head[211] = {};
+  std::ifstream(path, std::ios::binary).read(head, sizeof head);
+  const std::string_view start(head, 4), signature(head + 208, 3);
+  if (extension != ".hdr") return signature == "MAP";
+  return IsOneOf(
+      std::to_array<std::string_view>({{"\x5C\1\0\0", 4}, {"\0\0\1\x5C", 4}, {"\x1C\2\0\0", 4}, {"\0\0\2\x1C", 4}}),
+      std::string(start));
 }
 
 bool HasImageExtension(const fs::path& path) {
@@ -32,7 +52,7 @@ bool HasImageExtension(const fs::path& path) {
   // Archives of anything else are no images.
   if (extension == ".zip") return LowerCaseExtension(path.stem()) == ".zarr";
   if (IsArrayExtension(extension == ".gz" ? LowerCaseExtension(path.stem()) : extension)) return true;
-  return std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
+  return IsOneOf(kExtensions, extension) || extension == ".nhdr" || IsArrayOfCommonName(path, extension);
 }
 
 class CFinder {

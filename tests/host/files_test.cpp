@@ -33,6 +33,17 @@ TEST(FileFinderTest, TakesImagesOfAFolderByExtensionInOrder) {
       ElementsAre(folder.Path("a.png"), folder.Path("b.TIF"), folder.Path("d.svs"), folder.Path("deep/e.jpeg")));
 }
 
+TEST(FileFinderTest, TakesFilesOfCommonNamesOnlyByTheirContent) {
+  const CTempFolder folder;
+  for (const char* name : {"a.map", "b.rec", "c.st", "d.hdr", "e.map.gz"}) folder.MakeFile(name, "{\"version\": 3}");
+  std::string map(1024, '\0'), header(348, '\0');
+  map.replace(208, 4, "MAP ");
+  header.replace(0, 2, "\x5C\1");
+  folder.MakeFile("f.map", map);
+  folder.MakeFile("g.hdr", header);
+  EXPECT_THAT(FindImageFiles({folder.Path()}, false).files, ElementsAre(folder.Path("f.map"), folder.Path("g.hdr")));
+}
+
 TEST(FileFinderTest, TakesArraysThatAreCompressedAsAWhole) {
   const CTempFolder folder;
   for (const char* name : {"a.mrc", "b.mrc.gz", "c.tar.gz", "d.gz"}) folder.MakeFile(name);

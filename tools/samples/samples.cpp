@@ -1,5 +1,6 @@
 #include "tools/samples/samples.h"
 
+#include "tools/samples/array_files.h"
 #include "tools/samples/fluorescence.h"
 #include "tools/samples/imagej_hyperstack.h"
 #include "tools/samples/odd_files.h"
@@ -43,6 +44,7 @@ int MakeSamples(const SSampleOptions& options) {
   MakeFluorescenceExperiments(context);
   MakeImageJHyperstack(context);
   MakeRatioImage(context);
+  MakeArrayFiles(context);
   MakeSlides(context);
   MakeEmbeddedThumbnails(context);
   MakeUnusualNames(context);

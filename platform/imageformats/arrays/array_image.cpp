@@ -97,6 +97,14 @@ void CompleteArray(SArrayPicture& picture) {
 
 CArrayImage::CArrayImage(SArrayPicture picture) : m_picture(std::move(picture)) { CompleteArray(m_picture); }
 
+// The time that decoding may take grows with it; bzip2 unpacks a byte in some thirty times the time that zlib needs.
+std::uint64_t CArrayImage::SourceBytes() const {
+  constexpr std::uint64_t kBzip2Weight = 4;
+  const SArraySource& source = m_picture.source;
+  const std::uint64_t weight = source.encoding == EArrayEncoding::kBzip2 ? kBzip2Weight : 1;
+  return CRenderGuard::Multiply(source.input->Size(), weight) + m_picture.otherBytes;
+}
+
 std::unique_ptr<IArrayBytes> CArrayImage::OpenBytes(CRenderGuard& guard) const {
   if (!m_picture.unsupported.empty()) throw CUnsupportedError(m_picture.unsupported);
   return OpenArrayBytes(m_picture.source, m_picture.layout.samples, guard);

@@ -34,7 +34,7 @@ class CArrayImage final : public COpenedImage {
   explicit CArrayImage(SArrayPicture picture);
 
   const SQvImageInfo& Info() const override { return m_picture.metadata.info; }
-  std::uint64_t SourceBytes() const override { return m_picture.source.input->Size() + m_picture.otherBytes; }
+  std::uint64_t SourceBytes() const override;
   void Read(SQvPicBuf& picture, CRenderGuard& guard) override;
   void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) override;
   SImageMetadata Metadata() override { return m_picture.metadata; }
