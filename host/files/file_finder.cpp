@@ -23,9 +23,9 @@ bool IsArrayExtension(const std::string& extension) {
 
 bool HasImageExtension(const fs::path& path) {
   constexpr std::array kExtensions = std::to_array<std::string_view>(
-      {".bmp", ".dib",  ".gif", ".pbm",   ".pgm",  ".ppm",  ".pnm", ".pam", ".jp2",  ".j2k",  ".j2c",    ".jpc",
-       ".jpf", ".jpx",  ".dcm", ".dicom", ".tif",  ".tiff", ".btf", ".tf2", ".tf8",  ".gtif", ".jpg",    ".jpeg",
-       ".jpe", ".jfif", ".png", ".svs",   ".ndpi", ".scn",  ".vms", ".vmu", ".mrxs", ".bif",  ".svslide"});
+      {".bmp",  ".dib", ".gif",  ".pbm",   ".pgm",  ".ppm",  ".pnm",  ".pam", ".jp2", ".j2k",  ".j2c",  ".jpc",
+       ".jpf",  ".jpx", ".dcm",  ".dicom", ".webp", ".tif",  ".tiff", ".btf", ".tf2", ".tf8",  ".gtif", ".jpg",
+       ".jpeg", ".jpe", ".jfif", ".png",   ".svs",  ".ndpi", ".scn",  ".vms", ".vmu", ".mrxs", ".bif",  ".svslide"});
   const std::string extension = LowerCaseExtension(path);
   if (IsArrayExtension(extension == ".gz" ? LowerCaseExtension(path.stem()) : extension)) return true;
   return std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
