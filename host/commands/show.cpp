@@ -140,6 +140,7 @@ void AddShowCommand(CCommand program, SOutcome& outcome) {
   CCommand command = program.AddVerb("show", "Write one thumbnail to a picture file");
   AddDatabaseOptions(command, &arguments->database);
   AddQualityOption(command, &arguments->highQuality);
+  AddViewOptions(command, &arguments->database);
   AddRequired(command, "-o,--output", &arguments->output,
               "The picture file, ending in .jpg or .png; - is standard output, as PNG", "OUT");
   COption library =

@@ -26,7 +26,7 @@ bool AreConstant(const CLayers& layers) {
   return std::all_of(layers.begin(), layers.end(), [](const SAveragedPicture& layer) {
     const std::size_t step = layer.components;
     for (std::size_t i = step; i < layer.samples.size(); ++i) {
-      if (layer.samples[i] != layer.samples[i - step]) return false;
+      if (Differ(layer.samples[i - step], layer.samples[i])) return false;
     }
     return true;
   });
@@ -129,9 +129,7 @@ class CStackRenderer {
   void Composite(CLayers layers, SQvPicBuf& picture) const {
     const SSize size = layers.empty() ? SSize{1, 1} : layers.front().size;
     // An empty channel beside others is no reason to show its noise.
-    const bool isDark = std::all_of(layers.begin(), layers.end(), [&](const SAveragedPicture& layer) {
-      return IsNearlyBlack(layer.samples, m_stack.nominal);
-    });
+    const bool isDark = layers.size() == 1 && IsNearlyBlack(layers.front().samples, m_stack.nominal);
     std::vector<SDisplayChannel> displayed;
     for (std::size_t i = 0; i < layers.size(); ++i) {
       const SStackChannel& channel = m_stack.channels[m_shown[i]];

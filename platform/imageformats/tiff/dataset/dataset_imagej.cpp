@@ -6,34 +6,11 @@
 namespace imageformats::tiff {
 namespace {
 
-// Bytes of one uncompressed plane, by which the planes of a stack under a single directory follow each other.
-std::uint64_t PlaneBytes(const SPage& page) noexcept {
-  return std::uint64_t{page.width} * page.height * page.samples * (page.bits / 8);
-}
-
 // A stack's channels may be the samples of its pages: how many of them one page holds. A file with as many pages as the
 // stack has planes has a page for each, whatever these hold.
 std::uint32_t ChannelsInPage(const STiffFile& file, const SImageJ& imageJ, const SPage& page) noexcept {
   const std::uint32_t colors = page.photometric == PHOTOMETRIC_RGB ? std::min(page.samples, 3u) : page.samples;
   return imageJ.channels == colors && file.chain.size() < imageJ.images ? colors : 1;
-}
-
-// Whether the planes may follow each other under a single directory.
-bool IsRow(const STiffFile& file, const SPage& first) noexcept {
-  return file.chain.size() == 1 && first.compression == COMPRESSION_NONE && !first.tiled && first.bits % 8 == 0;
-}
-
-// A page by its number in the stack.
-bool LocatePage(STiffFile& file, const SPage& first, std::uint64_t number, SPlane* plane) {
-  if (file.chain.size() > 1 || number == 0) {
-    if (number >= file.chain.size()) return false;
-    plane->directory = file.chain[number].offset;
-    return true;
-  }
-  if (!IsRow(file, first)) return false;
-  plane->directory = first.offset;
-  plane->dataOffset = number * PlaneBytes(first);
-  return true;
 }
 
 SOverviewChannel DescribeChannel(const SImageJ& imageJ, std::uint32_t index) {
@@ -58,7 +35,7 @@ void RequireWhole(STiffFile& file, const SImageJ& imageJ, const SPage& first, st
   const std::uint64_t planes = std::max<std::uint64_t>(imageJ.images, Planes(imageJ));
   if (file.chainLeadsOut && file.chain.size() < planes / channelsInPage) throw CDamagedError(kCut);
   const std::uint64_t inRow = imageJ.images / channelsInPage;
-  if (inRow <= 1 || !IsRow(file, first)) return;
+  if (inRow <= 1 || !MayBeRowOfPlanes(file, first)) return;
   file.handle.Select(file.chain.front().offset);
   const std::uint64_t start = TIFFGetStrileOffset(file.handle.Get(), 0);
   const std::uint64_t size = file.input->Size();
@@ -88,27 +65,32 @@ bool FitSizes(std::uint64_t planes, SImageJ* imageJ) noexcept {
 
 bool OpenImageJDataset(CFileSet& files, const SImageJ& described, SDataset* dataset) {
   STiffFile& file = files.Main();
-  const SPage first = ReadPage(file.handle, file.chain.front().offset);
+  const SPage first = ReadDatasetPage(file, file.chain.front().offset);
   SImageJ imageJ = described;
   const std::uint32_t inPage = ChannelsInPage(file, imageJ, first);
   RequireWhole(file, imageJ, first, inPage);
-  const std::uint64_t planes = IsRow(file, first) ? imageJ.images : std::uint64_t{inPage} * file.chain.size();
+  const std::uint64_t planes =
+      MayBeRowOfPlanes(file, first) ? imageJ.images : std::uint64_t{inPage} * file.chain.size();
   if (!FitSizes(planes, &imageJ)) return false;
   SDataset result;
   result.kind = SDataset::EKind::kImageJ;
   result.sizeC = imageJ.channels;
   result.sizeZ = imageJ.slices;
   result.sizeT = imageJ.frames;
+  result.shownZ = imageJ.slices;
+  result.pageOrder = {1, imageJ.channels, std::uint64_t{imageJ.channels} * imageJ.slices, 0, inPage};
+  result.page = first;
   const std::uint64_t middle = std::uint64_t{imageJ.slices / 2} * imageJ.channels;
   for (std::uint32_t c = 0; c < std::min(imageJ.channels, kMaxOverviewChannels); ++c) {
     SOverviewChannel channel = DescribeChannel(imageJ, c);
+    channel.planeNumber = c;
     channel.sample = c % inPage;
-    if (!LocatePage(file, first, (middle + c) / inPage, &channel.plane)) return false;
+    if (!LocatePage(file, result, (middle + c) / inPage, &channel.plane)) return false;
     result.channels.push_back(std::move(channel));
   }
   result.imageJ = std::move(imageJ);
   result.mainPlane = result.channels.front().plane;
-  result.page = ReadPage(file.handle, result.mainPlane.directory);
+  result.page = ReadDatasetPage(file, result.mainPlane.directory);
   // A single picture with its own colours needs no composite.
   const bool isColor = result.page.photometric == PHOTOMETRIC_RGB || result.page.photometric == PHOTOMETRIC_PALETTE;
   if (result.channels.size() == 1 && isColor) result.channels.clear();

@@ -2,10 +2,12 @@
 #include <cstdlib>
 #include <map>
 #include <optional>
+#include <string_view>
 
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/tiff/dataset/companion.h"
 #include "platform/imageformats/tiff/dataset/dataset.h"
+#include "platform/imageformats/tiff/dataset/plane_locator.h"
 #include "platform/imageformats/tiff/directory/associated_pages.h"
 #include "platform/imageformats/tiff/directory/pyramid.h"
 #include "platform/imageformats/tiff/directory/tags.h"
@@ -17,7 +19,7 @@ namespace imageformats::tiff {
 namespace {
 
 // Stands for the name of an opened companion, which holds no planes: no file beside it is called so.
-constexpr char kCompanion[] = "/";
+constexpr std::string_view kCompanion = "/";
 
 bool SameName(const std::string& a, const std::string& b) {
   return a == b || CQvStringUtils::EqualNoCase(CQvStringUtils::UTF8toW(a.c_str()).Str(),
@@ -90,10 +92,10 @@ bool ResolveDocument(CFileSet& files, SOmeDocument* document, std::string* docum
   return LooksLikeOmeXml(text) && ParseOmeXml(text, document, &error) && !document->images.empty();
 }
 
-// Chooses the planes of the overview: for each channel the plane next to the middle z of the first time that exists.
-class COverviewPlanes {
+// The planes of an image that exist.
+class COmePlanes {
  public:
-  COverviewPlanes(CFileSet& files, COmeFiles& omeFiles, const SOmeImage& image, std::uint32_t channelPlanes)
+  COmePlanes(CFileSet& files, COmeFiles& omeFiles, const SOmeImage& image, std::uint32_t channelPlanes)
       : m_files(files),
         m_omeFiles(omeFiles),
         m_image(image),
@@ -106,12 +108,19 @@ class COverviewPlanes {
         });
   }
 
-  std::optional<SPlane> Choose(std::uint32_t channel) {
+  // The plane of that channel, or the nearest that is there, in time before z.
+  std::optional<SPlane> Choose(std::uint32_t channel, std::uint32_t z, std::uint32_t t) {
+    if (channel >= m_candidates.size()) return std::nullopt;
     std::vector<SOmePlaneRef>& refs = m_candidates[channel];
-    const std::int64_t middle = m_image.sizeZ / 2;
+    const auto wanted =
+        std::find_if(refs.begin(), refs.end(), [&](const SOmePlaneRef& ref) { return ref.z == z && ref.t == t; });
+    if (wanted != refs.end()) {
+      if (std::optional<SPlane> plane = Locate(*wanted)) return plane;
+    }
+    const auto far = [](std::uint32_t a, std::uint32_t b) { return std::abs(std::int64_t{a} - std::int64_t{b}); };
     std::stable_sort(refs.begin(), refs.end(), [&](const SOmePlaneRef& a, const SOmePlaneRef& b) {
-      if (a.t != b.t) return a.t < b.t;
-      return std::abs(a.z - middle) < std::abs(b.z - middle);
+      if (a.t != b.t) return far(a.t, t) < far(b.t, t);
+      return far(a.z, z) < far(b.z, z);
     });
     for (const SOmePlaneRef& ref : refs) {
       if (std::optional<SPlane> plane = Locate(ref)) return plane;
@@ -175,6 +184,7 @@ void AddPlane(const SPlane& plane, const SPage& page, const SOmeImage& image, st
   for (const std::uint32_t sample : samples) {
     SOverviewChannel shown;
     shown.plane = plane;
+    shown.planeNumber = index;
     shown.sample = sample;
     DescribeChannel(image, samples.size() > 1 && !isColor ? index + sample : index, &shown);
     if (isColor) shown.color = 0xFF0000u >> (8 * sample);
@@ -189,12 +199,12 @@ bool AddPlanes(CFileSet& files, COmeFiles& omeFiles, const SOmeImage& image, SDa
   if (first.samples > 1 && channelPlanes == image.sizeC && image.sizeC % first.samples == 0) {
     channelPlanes = image.sizeC / first.samples;
   }
-  COverviewPlanes planes(files, omeFiles, image, channelPlanes);
+  COmePlanes planes(files, omeFiles, image, channelPlanes);
   bool found = false;
   for (std::uint32_t c = 0; c < std::min(channelPlanes, kMaxOverviewChannels); ++c) {
-    const std::optional<SPlane> plane = planes.Choose(c);
+    const std::optional<SPlane> plane = planes.Choose(c, image.sizeZ / 2, 0);
     if (!plane) continue;
-    const SPage page = ReadDatasetPage(files.File(plane->file), SDataset::EKind::kOme, plane->directory);
+    const SPage page = ReadDatasetPage(files.File(plane->file), plane->directory);
     if (found && page.Size() != dataset->page.Size()) continue;
     if (!found) {
       dataset->page = page;
@@ -207,7 +217,36 @@ bool AddPlanes(CFileSet& files, COmeFiles& omeFiles, const SOmeImage& image, SDa
   return found;
 }
 
+// Keeps the planes of one position.
+class COmePlaneLocator final : public IPlaneLocator {
+ public:
+  COmePlaneLocator(CFileSet& files, const SDataset& dataset)
+      : m_files(files), m_dataset(dataset), m_omeFiles(files, dataset.ome, dataset.omeUuid, dataset.omeDocumentFile) {}
+
+  SPlane Locate(const SPlaneIndex& index) override {
+    if (!m_planes || m_position != index.position) {
+      const SOmeImage& image = m_dataset.ome.images[m_dataset.omePositions[index.position]];
+      m_planes.emplace(m_files, m_omeFiles, image, m_dataset.sizeC);
+      m_position = index.position;
+    }
+    const std::optional<SPlane> plane = m_planes->Choose(index.channel, index.z, index.t);
+    if (!plane) throw CDamagedError("The plane that was chosen is not there");
+    return *plane;
+  }
+
+ private:
+  CFileSet& m_files;
+  const SDataset& m_dataset;
+  COmeFiles m_omeFiles;
+  std::optional<COmePlanes> m_planes;
+  std::uint32_t m_position = 0;
+};
+
 }  // namespace
+
+std::unique_ptr<IPlaneLocator> NewOmePlaneLocator(CFileSet& files, const SDataset& dataset) {
+  return std::make_unique<COmePlaneLocator>(files, dataset);
+}
 
 bool OpenOmeDataset(CFileSet& files, const std::string& description, SDataset* dataset) {
   SDataset result;
@@ -221,10 +260,14 @@ bool OpenOmeDataset(CFileSet& files, const std::string& description, SDataset* d
   result.omeImage = ChooseImage(result.ome, omeFiles);
   const SOmeImage& image = result.ome.images[result.omeImage];
   for (std::size_t i = 0; i < result.ome.images.size(); ++i) {
-    if (SameShape(result.ome.images[i], image)) result.omePositions.push_back(i);
+    const SOmeImage& other = result.ome.images[i];
+    const bool isAssociated = i != result.omeImage && !AssociatedName(other.name).empty();
+    if (SameShape(other, image) && !isAssociated) result.omePositions.push_back(i);
   }
   result.sizeZ = image.sizeZ;
   result.sizeT = image.sizeT;
+  result.shownZ = image.sizeZ;
+  result.positions = static_cast<std::uint32_t>(result.omePositions.size());
   if (!AddPlanes(files, omeFiles, image, &result)) return false;
   *dataset = std::move(result);
   return true;

@@ -8,13 +8,13 @@ namespace imageformats::tiff {
 namespace {
 
 // The colour of a channel's full intensity.
-std::uint32_t PlaneColor(const SDataset& dataset, std::size_t index) {
-  const SOverviewChannel& channel = dataset.channels[index];
+std::uint32_t PlaneColor(const std::vector<SStackChannel>& channels, std::size_t index) {
+  const SStackChannel& channel = channels[index];
   if (!channel.color && channel.table) {
     const std::uint8_t* last = channel.table->data() + channel.table->size() - 3;
     return std::uint32_t{last[0]} << 16 | std::uint32_t{last[1]} << 8 | last[2];
   }
-  return DisplayColor(dataset.channels, index);
+  return DisplayColor(channels, index);
 }
 
 std::uint32_t ColorComponents(const SPage& page) noexcept {
@@ -34,11 +34,12 @@ const char* FormatName(CFileSet& files, const SDataset& dataset) {
 void DescribePlanes(const SDataset& dataset, SImageMetadata* metadata) {
   auto& planes = metadata->picture.planes.planes;
   if (dataset.channels.size() > 1) planes.clear();
-  for (std::size_t i = 0; i < dataset.channels.size(); ++i) {
+  const std::vector<SStackChannel> channels = StackChannels(dataset);
+  for (std::size_t i = 0; i < channels.size(); ++i) {
     if (i >= planes.size()) planes.emplace_back();
     SQvPicturePlane& plane = planes[i];
     plane.components = 1;
-    plane.color = PlaneColor(dataset, i);
+    plane.color = PlaneColor(channels, i);
     if (!dataset.channels[i].name.empty()) plane.name = TextOf(dataset.channels[i].name);
     if (plane.name.IsEmpty()) plane.name = TextOf("Channel " + std::to_string(i + 1));
   }
