@@ -40,13 +40,28 @@ TEST(Samples, CountAddsPicturesAndChangesNone) {
 }
 
 TEST(Samples, EveryKindIsThere) {
-  for (const char* name :
-       {"ARCHIVE 1999/DISK_A/FIELD_01.TIF", "Calcium imaging/fura-2 ratio.tif", "Camera/ZSTD frame 005.tif",
-        "Electron microscopy/pollen 002.tif", "Embedded thumbnails/both.tif",
-        "Hippocampal cultures/DIV14 neurons 001.ome.tif", "Histology/HE section 1.tif",
-        "Histology/HE section 2.ome.tif", "ImageJ/hyperstack 2c 5z 3t.tif", "Immunofluorescence/z-stack 60x.ome.tif",
-        "Live imaging/six positions.ome.tif", "Names/caf\xE9 (Latin-1).tif", "Photographs/group hike 003.jpg",
-        "Plots/recovery curves 001.png", "Screen/Plate 1/Well A01/field 01.ome.tif", "damaged/empty.tif"}) {
+  for (const char* name : {"ARCHIVE 1999/DISK_A/FIELD_01.TIF",
+                           "Calcium imaging/fura-2 ratio.tif",
+                           "Camera/ZSTD frame 005.tif",
+                           "Electron microscopy/pollen 002.tif",
+                           "Embedded thumbnails/both.tif",
+                           "Exports/agar plate.bmp",
+                           "Exports/agar plate.jp2",
+                           "Exports/agar plate.ppm",
+                           "Exports/group hike.webp",
+                           "Exports/slide level.dcm",
+                           "Exports/well plate.gif",
+                           "Hippocampal cultures/DIV14 neurons 001.ome.tif",
+                           "Histology/HE section 1.tif",
+                           "Histology/HE section 2.ome.tif",
+                           "ImageJ/hyperstack 2c 5z 3t.tif",
+                           "Immunofluorescence/z-stack 60x.ome.tif",
+                           "Live imaging/six positions.ome.tif",
+                           "Names/caf\xE9 (Latin-1).tif",
+                           "Photographs/group hike 003.jpg",
+                           "Plots/recovery curves 001.png",
+                           "Screen/Plate 1/Well A01/field 01.ome.tif",
+                           "damaged/empty.tif"}) {
     EXPECT_TRUE(std::filesystem::is_regular_file(CSampleFolder::Shared().Path(name))) << name;
   }
 }

@@ -1,5 +1,6 @@
 #include "tools/samples/samples.h"
 
+#include "tools/samples/exports.h"
 #include "tools/samples/fluorescence.h"
 #include "tools/samples/imagej_hyperstack.h"
 #include "tools/samples/odd_files.h"
@@ -45,6 +46,7 @@ int MakeSamples(const SSampleOptions& options) {
   MakeRatioImage(context);
   MakeSlides(context);
   MakeEmbeddedThumbnails(context);
+  MakeExports(context);
   MakeUnusualNames(context);
   MakeDamagedFiles(context);
   MakeOrdinaryPictures(context, options.count);
