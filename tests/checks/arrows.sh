@@ -76,7 +76,7 @@ allowed_for_component_room() {  # sets `allowed`
 format_rooms='base render planes codec arrays jpeg/stream jpeg/block_means jpeg
   fits mrc nifti nrrd
   png
-  bmp gif pnm jpeg2000 dicom
+  bmp gif pnm jpeg2000 dicom webp
   tiff/directory tiff/blocks tiff/rows tiff/ome
   tiff/dataset tiff/description tiff wsi
   zarr/store zarr/array zarr/ngff zarr
@@ -98,6 +98,7 @@ allowed_for_format_room() {  # sets `allowed`
     gif) allowed="base render codec" ;;
     pnm) allowed="base render codec" ;;
     jpeg2000) allowed="base render codec" ;;
+    webp) allowed="base render codec" ;;
     dicom) allowed="base render codec jpeg jpeg2000" ;;
     tiff/directory) allowed="base render" ;;
     tiff/blocks) allowed="$decoders jpeg2000 tiff/directory" ;;
@@ -116,7 +117,7 @@ allowed_for_format_room() {  # sets `allowed`
     component)
       allowed="base render planes codec arrays jpeg png tiff wsi process"
       allowed+=" fits mrc nifti nrrd"
-      allowed+=" bmp gif pnm jpeg2000 dicom"
+      allowed+=" bmp gif pnm jpeg2000 dicom webp"
       allowed+=" zarr"
       ;;
     decoder) allowed="base codec process component" ;;

@@ -1,6 +1,7 @@
 #include "tools/samples/samples.h"
 
 #include "tools/samples/array_files.h"
+#include "tools/samples/exports.h"
 #include "tools/samples/fluorescence.h"
 #include "tools/samples/imagej_hyperstack.h"
 #include "tools/samples/odd_files.h"
@@ -47,6 +48,7 @@ int MakeSamples(const SSampleOptions& options) {
   MakeArrayFiles(context);
   MakeSlides(context);
   MakeEmbeddedThumbnails(context);
+  MakeExports(context);
   MakeUnusualNames(context);
   MakeDamagedFiles(context);
   MakeOrdinaryPictures(context, options.count);

@@ -12,6 +12,7 @@
 #include "platform/imageformats/png/png_codec.h"
 #include "platform/imageformats/pnm/pnm_codec.h"
 #include "platform/imageformats/tiff/tiff_codec.h"
+#include "platform/imageformats/webp/webp_codec.h"
 #include "platform/imageformats/zarr/zarr_codec.h"
 #if defined(QV_HAVE_OPENSLIDE)
 #include "platform/imageformats/wsi/wsi_codec.h"
@@ -35,6 +36,7 @@ std::span<const CCodecModule* const> AllCodecs() noexcept {
     &NiftiCodec(),
     &FitsCodec(),
     &Jpeg2000Codec(),
+    &WebpCodec(),
     &DicomCodec(),
     &MrcCodec(),  // by what its numbers mean, where an old one has no signature
 #if defined(QV_HAVE_OPENSLIDE)

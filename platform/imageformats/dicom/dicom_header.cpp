@@ -358,6 +358,8 @@ constexpr SDicomSyntax kSyntaxes[] = {
     {"1.2.840.10008.1.2.5", EDicomCoding::kRle},
     {"1.2.840.10008.1.2.4.50", EDicomCoding::kJpeg},
     {"1.2.840.10008.1.2.4.51", EDicomCoding::kJpeg},
+    {"1.2.840.10008.1.2.4.80", EDicomCoding::kJpegLs},
+    {"1.2.840.10008.1.2.4.81", EDicomCoding::kJpegLs},
     {"1.2.840.10008.1.2.4.90", EDicomCoding::kJpeg2000},
     {"1.2.840.10008.1.2.4.91", EDicomCoding::kJpeg2000},
 };

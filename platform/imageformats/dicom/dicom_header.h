@@ -13,7 +13,7 @@
 
 namespace imageformats {
 
-enum class EDicomCoding { kNative, kRle, kJpeg, kJpeg2000 };
+enum class EDicomCoding { kNative, kRle, kJpeg, kJpegLs, kJpeg2000 };
 
 // What a DICOM file says of its pictures. Nothing about persons and institutions is read.
 struct SDicomHeader {

@@ -53,7 +53,7 @@ CFrameDecoder::CFrameDecoder(const SDicomHeader& header, const SStoredPixels& pi
 
 std::unique_ptr<CFrameDecoder> OpenFrameDecoder(const SDicomHeader& header, const SStoredPixels& pixels, SSize wanted,
                                                 std::span<const std::uint8_t> sample, CRenderGuard& guard) {
-  if (header.coding == EDicomCoding::kNative || header.coding == EDicomCoding::kRle) {
+  if (header.coding != EDicomCoding::kJpeg && header.coding != EDicomCoding::kJpeg2000) {
     return OpenNativeFrames(header, pixels, guard);
   }
   const bool isJpeg = header.coding == EDicomCoding::kJpeg;

@@ -4,20 +4,22 @@
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/base/integers.h"
 #include "platform/imageformats/dicom/frame_decoder.h"
+#include "platform/imageformats/dicom/jpegls_frames.h"
 #include "platform/imageformats/render/ycc.h"
 
 namespace imageformats {
 
 namespace {
 
-// Frames that are not compressed, or by run lengths (PS3.5, annex G).
+// Frames whose samples lie as the header says: not compressed, by run lengths (PS3.5, annex G), or by JPEG-LS.
 class CNativeFrames final : public CFrameDecoder {
  public:
   CNativeFrames(const SDicomHeader& header, const SStoredPixels& pixels, CRenderGuard& guard)
       : CFrameDecoder(header, pixels, 0, guard),
         m_header(header),
         m_white(pixels.white),
-        m_pixels(std::size_t{header.frame.width} * header.frame.height) {
+        m_pixels(std::size_t{header.frame.width} * header.frame.height),
+        m_isPlanar(header.isPlanar) {
     if (header.photometric == "YBR_FULL_422" || header.photometric.starts_with("YBR_PARTIAL")) {
       throw CUnsupportedError("The DICOM photometric interpretation " + header.photometric +
                               " is not supported without compression");
@@ -26,20 +28,14 @@ class CNativeFrames final : public CFrameDecoder {
       throw CUnsupportedError("DICOM colours of more than 8 bits are not supported without compression");
     }
     m_isSwapped = header.encoding.bigEndian && header.bitsAllocated == 8 && header.inWords;
-    if (header.coding == EDicomCoding::kRle || m_isSwapped) {
+    if (header.coding != EDicomCoding::kNative || m_isSwapped) {
       m_unpacked = guard.NewVector<std::uint8_t>(
-          CRenderGuard::Multiply(m_pixels, std::uint64_t{header.samples} * header.bitsAllocated / 8) + 1);
+          CRenderGuard::Multiply(m_pixels, std::uint64_t{header.samples} * header.bitsAllocated / 8));
     }
   }
 
   const std::uint8_t* Decode(std::span<const std::uint8_t> bytes) override {
-    if (m_header.coding == EDicomCoding::kRle) {
-      Unpack(bytes);
-      bytes = m_unpacked;
-    } else if (m_isSwapped) {
-      SwapPairs(bytes);
-      bytes = m_unpacked;
-    }
+    bytes = Unpacked(bytes);
     for (std::uint32_t y = 0; y < m_header.frame.height; ++y) {
       std::uint8_t* row = Rows() + y * Stride();
       if (m_header.samples == 3) {
@@ -54,14 +50,26 @@ class CNativeFrames final : public CFrameDecoder {
   }
 
  private:
+  std::span<const std::uint8_t> Unpacked(std::span<const std::uint8_t> bytes) {
+    if (m_header.coding == EDicomCoding::kRle) {
+      Unpack(bytes);
+      m_isPlanar = true;
+    } else if (m_header.coding == EDicomCoding::kJpegLs) {
+      m_isPlanar = DecodeJpegLs(bytes, m_header, m_unpacked);
+    } else if (m_isSwapped) {
+      SwapPairs(bytes);
+    } else {
+      return bytes;
+    }
+    return m_unpacked;
+  }
+
   void SwapPairs(std::span<const std::uint8_t> bytes) noexcept {
-    for (std::size_t i = 0; i + 1 < std::min(bytes.size() + 1, m_unpacked.size()); ++i) {
+    for (std::size_t i = 0; i < std::min(bytes.size(), m_unpacked.size()); ++i) {
       const std::size_t other = i ^ 1;
       m_unpacked[i] = other < bytes.size() ? bytes[other] : bytes[i];
     }
   }
-
-  bool IsPlanar() const noexcept { return m_header.isPlanar || m_header.coding == EDicomCoding::kRle; }
 
   // The stored value at a pixel, raised when it is signed.
   std::uint32_t Value(std::span<const std::uint8_t> bytes, std::size_t pixel) const noexcept {
@@ -98,7 +106,7 @@ class CNativeFrames final : public CFrameDecoder {
 
   void PutColors(std::span<const std::uint8_t> bytes, std::uint32_t y, std::uint8_t* row) const noexcept {
     const std::size_t first = std::size_t{y} * m_header.frame.width;
-    if (!IsPlanar()) {
+    if (!m_isPlanar) {
       std::memcpy(row, bytes.data() + first * 3, std::size_t{m_header.frame.width} * 3);
     } else {
       for (std::size_t x = 0; x < m_header.frame.width; ++x) {
@@ -141,6 +149,7 @@ class CNativeFrames final : public CFrameDecoder {
   const SDicomHeader& m_header;
   std::uint32_t m_white;
   std::size_t m_pixels;
+  bool m_isPlanar;
   bool m_isSwapped = false;
   std::vector<std::uint8_t> m_unpacked;
 };

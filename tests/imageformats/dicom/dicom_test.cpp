@@ -1,3 +1,4 @@
+#include <charls/charls.h>
 #include <gtest/gtest.h>
 
 #include "system/qvstatus.h"
@@ -127,6 +128,32 @@ TEST(Dicom, Jpeg2000FramesReadBackExactly) {
   const STestPicture picture = NoisePicture(33, 21, 1, 12, 3);
   const SFileBytes file = Describe(picture).Fragments({EncodeJpeg2000(picture, recipe)}).File(kLossless2000);
   EXPECT_EQ(ReadAll(*OpenBytes(file)).samples, picture.samples);
+}
+
+SFileBytes EncodeJpegLs(const STestPicture& picture, charls::interleave_mode mode) {
+  charls::jpegls_encoder encoder;
+  encoder.frame_info({picture.width, picture.height, static_cast<std::int32_t>(picture.bits),
+                      static_cast<std::int32_t>(picture.components)});
+  encoder.interleave_mode(mode);
+  SFileBytes stream(encoder.estimated_destination_size());
+  encoder.destination(stream);
+  const SFileBytes samples = SampleBytes(picture);
+  stream.resize(encoder.encode(samples.data(), samples.size()));
+  return stream;
+}
+
+TEST(Dicom, JpegLsFramesReadBackExactly) {
+  constexpr const char* kJpegLs = "1.2.840.10008.1.2.4.80";
+  const STestPicture grey = NoisePicture(33, 21, 1, 12, 3), rgb = NoisePicture(33, 21, 3, 8, 3);
+  const SFileBytes words = EncodeJpegLs(grey, charls::interleave_mode::none);
+  EXPECT_EQ(ReadAll(*OpenBytes(Describe(grey).Fragments({words}).File(kJpegLs))).samples, grey.samples);
+  for (const auto mode : {charls::interleave_mode::line, charls::interleave_mode::sample}) {
+    EXPECT_EQ(ReadAll(*OpenBytes(Describe(rgb).Fragments({EncodeJpegLs(rgb, mode)}).File(kJpegLs))), rgb);
+  }
+  ExpectDamagedWhereverCut(Describe(grey).Fragments({words}).File(kJpegLs), 10);
+  const STestPicture small = NoisePicture(7, 5, 3, 8, 3);
+  ExpectNoHarmOfChanges(
+      Describe(small).Fragments({EncodeJpegLs(small, charls::interleave_mode::sample)}).File(kJpegLs));
 }
 
 TEST(Dicom, TheMiddleOfSeveralFramesIsShown) {
