@@ -73,7 +73,7 @@ class CGallery {
 
   void AddPlate(const SPlateLayout& plate, const CFailureCollector& failures) {
     std::vector<SGalleryEntry> entries;
-    for (const SWell& well : plate.wells) {
+    for (const SImagedWell& well : plate.wells) {
       SQvThumbnailDescription description;
       const std::string reason = Describe(well.file, failures, &description);
       entries.push_back(Entry(well.file, description, reason));
@@ -136,7 +136,7 @@ SFoundPlates SortPlates(const SArguments& arguments, const std::vector<std::stri
 std::vector<std::string> FilesToShow(const SFoundPlates& sorted) {
   std::vector<std::string> files;
   for (const SPlateLayout& plate : sorted.plates) {
-    for (const SWell& well : plate.wells) files.push_back(well.file);
+    for (const SImagedWell& well : plate.wells) files.push_back(well.file);
   }
   files.insert(files.end(), sorted.others.begin(), sorted.others.end());
   return files;

@@ -126,7 +126,7 @@ std::string EmptyCell(std::uint32_t row, std::uint32_t column) {
   return fmt::format("<s title=\"{}: no image\"></s>", WellName(row, column));
 }
 
-std::string WellCell(const SWell& well, const SGalleryEntry& entry) {
+std::string WellCell(const SImagedWell& well, const SGalleryEntry& entry) {
   std::string title = WellName(well.row, well.column) + ": " + std::filesystem::path(entry.path).filename().string();
   if (well.fields > 1) title += fmt::format(", the first of {} fields", well.fields);
   if (entry.jpeg.empty())

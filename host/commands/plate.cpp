@@ -80,7 +80,7 @@ class CPlateReport : public IThumbnailObserver {
   std::size_t m_shown = 0;
 };
 
-bool IsThere(const SWell& well) {
+bool IsThere(const SImagedWell& well) {
   std::error_code error;
   return std::filesystem::exists(well.file, error);
 }
@@ -88,16 +88,16 @@ bool IsThere(const SWell& well) {
 // One request for each file: of a plate whose files have not all been copied, those that are there.
 std::vector<std::string> FilesOfWells(const SPlateLayout& plate) {
   std::set<std::string> files;
-  for (const SWell& well : plate.wells) {
+  for (const SImagedWell& well : plate.wells) {
     if (!well.isHidden && IsThere(well)) files.insert(well.file);
   }
   return {files.begin(), files.end()};
 }
 
 // By the file that they are hidden in.
-std::map<std::string, std::vector<SWell>> HiddenWells(const SPlateLayout& plate) {
-  std::map<std::string, std::vector<SWell>> wells;
-  for (const SWell& well : plate.wells) {
+std::map<std::string, std::vector<SImagedWell>> HiddenWells(const SPlateLayout& plate) {
+  std::map<std::string, std::vector<SImagedWell>> wells;
+  for (const SImagedWell& well : plate.wells) {
     if (well.isHidden) wells[well.file].push_back(well);
   }
   return wells;
@@ -135,7 +135,7 @@ class CWellThumbnails {
 
  private:
   const std::vector<std::string> m_files;
-  const std::map<std::string, std::vector<SWell>> m_hidden;
+  const std::map<std::string, std::vector<SImagedWell>> m_hidden;
   std::deque<CWellDatabase> m_databases;
 };
 
@@ -166,7 +166,7 @@ CJson JsonOf(const SArguments& arguments, const SPlateLayout& plate, const CPlat
              const SQvPicBuf& picture) {
   CJson wells = CJson::array();
   for (std::size_t i = 0; i < plate.wells.size(); ++i) {
-    const SWell& well = plate.wells[i];
+    const SImagedWell& well = plate.wells[i];
     CJson entry = {{"well", WellName(well.row, well.column)},
                    {"row", well.row + 1},
                    {"column", well.column + 1},
@@ -198,6 +198,9 @@ void PrintResult(const COutputTarget& target, const SPlateLayout& plate, const C
 }
 
 void DrawPlate(const SArguments& arguments, SOutcome& outcome) {
+  if (arguments.database.view->position != 0) {
+    throw CHostError("the wells of a plate are its positions; leave --position out");
+  }
   const COutputTarget target = PictureTarget(arguments.output);
   const SFoundFiles found = FindImageFiles(arguments.paths, arguments.recursive);
   for (const auto& [path, reason] : found.problems) ReportFailure(outcome, path, reason);
@@ -229,6 +232,7 @@ void AddPlateCommand(CCommand program, SOutcome& outcome) {
       .Type("N");
   AddRecursiveOption(command, &arguments->recursive);
   AddQualityOption(command, &arguments->highQuality);
+  AddViewOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
   AddRequired(command, "paths", &arguments->paths, "Files of the plate, and folders of them", "PATH").FileNames();
   command.SetFooter(

@@ -11,9 +11,9 @@ namespace {
 constexpr std::pair<std::uint32_t, std::uint32_t> kUsualSizes[] = {{8, 12}, {16, 24}, {32, 48}};
 
 // Pictures of one place, which follow each other, become its first one.
-void JoinFields(std::vector<SWell>* wells) {
-  std::vector<SWell> joined;
-  for (SWell& well : *wells) {
+void JoinFields(std::vector<SImagedWell>* wells) {
+  std::vector<SImagedWell> joined;
+  for (SImagedWell& well : *wells) {
     if (!joined.empty() && joined.back().row == well.row && joined.back().column == well.column) {
       joined.back().fields += well.fields;
     } else {
@@ -36,12 +36,12 @@ std::string RowName(std::uint32_t row) {
 std::string WellName(std::uint32_t row, std::uint32_t column) { return RowName(row) + std::to_string(column + 1); }
 
 void Settle(SPlateLayout* plate) {
-  std::stable_sort(plate->wells.begin(), plate->wells.end(), [](const SWell& a, const SWell& b) {
+  std::stable_sort(plate->wells.begin(), plate->wells.end(), [](const SImagedWell& a, const SImagedWell& b) {
     return std::tie(a.row, a.column) < std::tie(b.row, b.column);
   });
   JoinFields(&plate->wells);
   std::uint32_t rows = 0, columns = 0;
-  for (const SWell& well : plate->wells) {
+  for (const SImagedWell& well : plate->wells) {
     rows = std::max(rows, well.row + 1);
     columns = std::max(columns, well.column + 1);
   }

@@ -7,7 +7,7 @@
 namespace qvhost {
 
 // A well that was imaged, and where its first picture is.
-struct SWell {
+struct SImagedWell {
   std::uint32_t row = 0, column = 0;  // from 0
   std::uint32_t fields = 1;           // pictures of it that are known
   std::string file;                   // absolute
@@ -20,7 +20,7 @@ struct SWell {
 struct SPlateLayout {
   std::string name;
   std::uint32_t rows = 0, columns = 0;
-  std::vector<SWell> wells;  // by row and column; one for each place
+  std::vector<SImagedWell> wells;  // by row and column; one for each place
 };
 
 // "A" to "Z", "AA" and on; "A1", "AF48".

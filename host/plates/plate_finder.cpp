@@ -8,6 +8,7 @@
 #include <unordered_set>
 
 #include "host/files/image_file.h"
+#include "host/files/picture_folder.h"
 #include "host/plates/plate_reader.h"
 #include "host/plates/well_names.h"
 #include "host/session/interrupt.h"
@@ -44,12 +45,26 @@ std::size_t BestPlace(const std::vector<SNamedFile>& files) {
 
 bool IsObvious(const SPlateLayout& plate, bool isExplicit) {
   std::set<std::uint32_t> rows, columns;
-  for (const SWell& well : plate.wells) {
+  for (const SImagedWell& well : plate.wells) {
     rows.insert(well.row);
     columns.insert(well.column);
   }
   if (isExplicit) return plate.wells.size() > 1;
   return plate.wells.size() >= kObviousWells && rows.size() > 1 && columns.size() > 1;
+}
+
+constexpr auto kNoPlate = static_cast<std::size_t>(-1);
+
+// The plate that a folder describes itself as; none for other folders.
+std::optional<SPlateLayout> ListedPlate(const std::string& folder) {
+  SPlateLayout plate;
+  plate.name = fs::path(folder).filename().string();
+  for (const SWell& well : ListWells(folder)) {
+    const std::vector<SNamedWell> names = FindWellNames(well.row + well.column);
+    if (names.size() != 1) continue;
+    plate.wells.push_back({names.front().row, names.front().column, 1, well.folder, false, 0, 0, 0});
+  }
+  return plate.wells.empty() ? std::nullopt : std::optional(std::move(plate));
 }
 
 class CPlateFinder {
@@ -60,6 +75,7 @@ class CPlateFinder {
   }
 
   SFoundPlates Find() {
+    FindFolders();
     FindStated();
     FindNamed();
     SFoundPlates found;
@@ -74,6 +90,24 @@ class CPlateFinder {
   }
 
  private:
+  // A plate that is a folder has a folder for each row, and in these one for each column, which are the pictures.
+  void FindFolders() {
+    std::map<std::string, std::size_t> known;  // the plates that are folders; npos for folders that are none
+    for (const std::string& path : m_paths) {
+      CInterrupt::ThrowIfRequested("interrupted");
+      const std::string folder = fs::path(path).parent_path().parent_path().string();
+      const auto [plate, isNew] = known.try_emplace(folder, kNoPlate);
+      if (isNew) {
+        if (std::optional<SPlateLayout> listed = ListedPlate(folder); listed && IsWanted(&*listed)) {
+          plate->second = m_plates.size();
+          for (const SImagedWell& well : listed->wells) m_taken.insert(well.file);
+          m_plates.push_back(std::move(*listed));
+        }
+      }
+      if (plate->second != kNoPlate) m_taken.insert(path);
+    }
+  }
+
   // Files of one folder are of one kind: once one of them says nothing of a plate, the others are not asked.
   void FindStated() {
     std::unordered_set<std::string> silent;
@@ -93,20 +127,22 @@ class CPlateFinder {
 
   bool IsWanted(SPlateLayout* plate) const {
     if (m_evidence == EPlateEvidence::Asked) return true;
-    std::erase_if(plate->wells, [&](const SWell& well) { return well.isHidden || !m_given.count(well.file); });
+    std::erase_if(plate->wells, [&](const SImagedWell& well) { return well.isHidden || !m_given.count(well.file); });
     return plate->wells.size() > 1;
   }
 
   // Files that each state a part of a plate make one together.
   void AddStated(const std::string& folder, SPlateLayout plate) {
-    for (const SWell& well : plate.wells) m_taken.insert(well.file);
+    for (const SImagedWell& well : plate.wells) m_taken.insert(well.file);
     const auto [known, isNew] = m_stated.try_emplace({folder, plate.name}, m_plates.size());
     if (isNew) return m_plates.push_back(std::move(plate));
     SPlateLayout& first = m_plates[known->second];
     first.rows = std::max(first.rows, plate.rows);
     first.columns = std::max(first.columns, plate.columns);
-    for (SWell& well : plate.wells) {
-      const auto isThere = [&](const SWell& other) { return other.row == well.row && other.column == well.column; };
+    for (SImagedWell& well : plate.wells) {
+      const auto isThere = [&](const SImagedWell& other) {
+        return other.row == well.row && other.column == well.column;
+      };
       if (std::none_of(first.wells.begin(), first.wells.end(), isThere)) first.wells.push_back(std::move(well));
     }
   }

@@ -6,13 +6,13 @@
 
 namespace qvhost {
 
-std::string WellJobName(const SWell& well) {
+std::string WellJobName(const SImagedWell& well) {
   return well.isHidden ? "well " + WellName(well.row, well.column) + " of " + well.file : well.file;
 }
 
 IThumbnailJobs::ENext CWellJobs::Next(SThumbnailJob* job, std::string*) {
   if (m_next == m_wells.size()) return ENext::End;
-  const SWell& well = m_wells[m_next++];
+  const SImagedWell& well = m_wells[m_next++];
   job->name = WellJobName(well);
   SQvThumbnailDescription& description = job->description;
   description.location = SQvThumbnailDescription::LowerCase(SQvThumbnailDescription::MakeDBLocation(

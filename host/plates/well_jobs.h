@@ -10,14 +10,14 @@
 namespace qvhost {
 
 // What a job that is the thumbnail of that well is called.
-std::string WellJobName(const SWell& well);
+std::string WellJobName(const SImagedWell& well);
 
 // The thumbnails of the wells that are hidden in one file. The service keeps them in memory only.
 class CWellJobs : public IThumbnailJobs {
  public:
   // `wells` are those of that file. Each database of a process has a number of its own, which tells its locations from
   // those of the others.
-  CWellJobs(CWellDatabase& database, std::size_t number, std::vector<SWell> wells, bool highQuality)
+  CWellJobs(CWellDatabase& database, std::size_t number, std::vector<SImagedWell> wells, bool highQuality)
       : m_database(database), m_number(number), m_wells(std::move(wells)), m_highQuality(highQuality) {}
 
   std::int64_t Count() const override { return static_cast<std::int64_t>(m_wells.size()); }
@@ -30,7 +30,7 @@ class CWellJobs : public IThumbnailJobs {
  private:
   CWellDatabase& m_database;
   const std::size_t m_number;
-  const std::vector<SWell> m_wells;
+  const std::vector<SImagedWell> m_wells;
   const bool m_highQuality;
   std::size_t m_next = 0;
 };

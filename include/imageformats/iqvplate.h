@@ -35,7 +35,7 @@ class IQvPlate : public qv_abi::SOwnTable, public virtual IQvInterface {
   // -9 when the file belongs to no plate.
   virtual std::int32_t GetPlate(SQvPlate* plate) = 0;
   // Renders the overview of a well's first picture, by the well's number in the list, into an 8-bit, 3-component
-  // picture. Pixels are undefined on failure.
+  // picture, with the planes and channels of the process's view. Pixels are undefined on failure.
   virtual std::int32_t RenderWell(std::uint32_t well, SQvPicBuf* picture) = 0;
 
  protected:

@@ -49,8 +49,8 @@ TEST(WellNamesTest, AreNotFoundInOtherWords) {
   }
 }
 
-SWell MakeWell(std::uint32_t row, std::uint32_t column, const std::string& file = "") {
-  SWell well;
+SImagedWell MakeWell(std::uint32_t row, std::uint32_t column, const std::string& file = "") {
+  SImagedWell well;
   well.row = row;
   well.column = column;
   well.file = file;

@@ -93,6 +93,36 @@ TEST_F(PlateTest, WellsInsideOneFileAreShownAndNotMixedWithItsOwnThumbnail) {
   EXPECT_NEAR(DecodePng(Path("own.png")).left[0], 90, 3);
 }
 
+TEST_F(PlateTest, AFolderMayBeAPlate) {
+  const auto write = [&](const std::string& name, const std::string& content) {
+    const std::filesystem::path path = Image("screen.zarr/" + name);
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path) << content;
+  };
+  const std::string group = R"({"zarr_format":2})";
+  write(".zgroup", group);
+  write(".zattrs",
+        R"({"plate":{"version":"0.4","name":"s","rows":[{"name":"B"}],"columns":[{"name":"3"},{"name":"4"}],)"
+        R"("wells":[{"path":"B/3","rowIndex":0,"columnIndex":0},{"path":"B/4","rowIndex":0,"columnIndex":1}]}})");
+  write("B/.zgroup", group);
+  for (const char* well : {"B/3/", "B/4/"}) {
+    const std::string folder = well;
+    write(folder + ".zgroup", group);
+    write(folder + ".zattrs", R"({"well":{"version":"0.4","images":[{"path":"0"}]}})");
+    write(folder + "0/.zgroup", group);
+    write(folder + "0/.zattrs", R"({"multiscales":[{"version":"0.4","axes":[{"name":"y","type":"space"},)"
+                                R"({"name":"x","type":"space"}],"datasets":[{"path":"0",)"
+                                R"("coordinateTransformations":[{"type":"scale","scale":[1,1]}]}]}]})");
+    write(folder + "0/0/.zarray", R"({"zarr_format":2,"shape":[40,60],"chunks":[40,60],"dtype":"|u1","order":"C",)"
+                                  R"("compressor":null,"fill_value":0,"filters":null})");
+    write(folder + "0/0/0.0", std::string(2400, '\x90'));
+  }
+  const SRunResult run = Draw({Image("screen.zarr")});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.out, HasSubstr("screen.zarr: 2 of 96 wells (8 x 12)"));
+  EXPECT_EQ(Rows(), 2);
+}
+
 TEST_F(PlateTest, SaysWhichPlatesThereAreAndThatThereIsNone) {
   WritePng(Image("cells.png"), 60, 40, kGreen);
   const SRunResult none = Draw({m_images});
@@ -108,6 +138,7 @@ TEST_F(PlateTest, SaysWhichPlatesThereAreAndThatThereIsNone) {
   EXPECT_THAT(Draw({"-r", "--plate", "two", m_images}).out, HasSubstr("two: 1 of 96 wells"));
   EXPECT_EQ(Draw({"-r", "--plate", "three", m_images}).status, 2);
   EXPECT_EQ(Draw({"--cell", "5", m_images}).status, 2);
+  EXPECT_EQ(Draw({"--position", "2", m_images}).status, 2);
 }
 
 TEST_F(PlateTest, TheGalleryShowsItAsAGrid) {

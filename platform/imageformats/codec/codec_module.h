@@ -56,10 +56,11 @@ class COpenedImage {
     throw CDamagedError("The file holds no such image");
   }
 
-  // The plate that the file belongs to, and the overview of the first picture of a well by its number in the list
-  // (`picture` as for Render). Throws CDamagedError for a well that is not there.
+  // The plate that the file belongs to, and the overview of the first picture of a well by its number in the list, as
+  // Render draws it; the view's position is the well's own. Throws CDamagedError for a well that is not there.
   virtual std::optional<SPlate> Plate() { return std::nullopt; }
-  virtual void RenderWell(std::uint32_t /*well*/, SQvPicBuf& /*picture*/, CRenderGuard& /*guard*/) {
+  virtual void RenderWell(std::uint32_t /*well*/, const SRenderRequest& /*request*/, SQvPicBuf& /*picture*/,
+                          CRenderGuard& /*guard*/) {
     throw CDamagedError("The file holds no plate");
   }
 

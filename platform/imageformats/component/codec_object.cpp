@@ -9,6 +9,7 @@
 #include "platform/imageformats/component/component_object.h"
 #include "platform/imageformats/component/metadata_reader.h"
 #include "platform/imageformats/component/picture_source.h"
+#include "platform/imageformats/component/view_settings.h"
 
 namespace imageformats {
 
@@ -117,8 +118,8 @@ class CImageFile final : public CComponentObject<IQvImageFile>, public IQvAssoci
     return RunReportingErrors(m_error, [&] {
       Require(picture != nullptr && HasShape(*picture, picture->width, picture->height, 8, 3),
               "The well is asked for in an impossible shape");
-      CRenderGuard guard(LimitsFor(m_image->SourceBytes()));
-      m_image->RenderWell(well, *picture, guard);
+      CRenderGuard guard(LimitsOf(*m_image));
+      m_image->RenderWell(well, {picture->width, picture->height, false, kAllChannels, CurrentView()}, *picture, guard);
     });
   }
 

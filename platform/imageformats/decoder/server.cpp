@@ -166,11 +166,11 @@ void CDecoderServer::RenderAssociated(COpenedImage& image, CWireReader& question
 
 void CDecoderServer::RenderWell(COpenedImage& image, CWireReader& question) {
   const auto rowBytes = question.Get<std::uint32_t>();
-  const auto width = question.Get<std::uint32_t>();
-  const auto height = question.Get<std::uint32_t>();
-  SQvPicBuf picture = Target(rowBytes, width, height, 8, 3);
-  CRenderGuard guard(LimitsFor(image.SourceBytes()));
-  image.RenderWell(question.Get<std::uint32_t>(), picture, guard);
+  SRenderRequest request;
+  GetRenderRequest(question, request);
+  SQvPicBuf picture = Target(rowBytes, request.width, request.height, 8, 3);
+  CRenderGuard guard(LimitsOf(image));
+  image.RenderWell(question.Get<std::uint32_t>(), request, picture, guard);
 }
 
 SQvPicBuf CDecoderServer::Target(std::uint32_t rowBytes, std::uint32_t width, std::uint32_t height, std::uint32_t bits,

@@ -19,7 +19,7 @@ enum ERequest : std::uint32_t {
   kRequestClose,       // image; no answer
   kRequestAssociated,  // image. Answer: a list of names and sizes
   kRequestPlate,       // image. Answer: whether there is one, the plate
-  kRequestRenderWell,  // image, bytes of a row, width, height, well. Answer: nothing more
+  kRequestRenderWell,  // image, bytes of a row, request, well. Answer: nothing more
   kRequestRenderAssociated,  // image, bytes of a row, width, height, name. Answer: nothing more
   kAnswer,                   // status, text when it is not 0
   kAskBeside,                // name; of a picture that is a folder, a path below it

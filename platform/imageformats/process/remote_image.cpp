@@ -105,10 +105,9 @@ class CRemoteImage final : public COpenedImage {
     return plate;
   }
 
-  void RenderWell(std::uint32_t well, SQvPicBuf& picture, CRenderGuard&) override {
+  void RenderWell(std::uint32_t well, const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard&) override {
     CWireWriter rest;
-    rest.Value(picture.width);
-    rest.Value(picture.height);
+    PutRenderRequest(rest, request);
     rest.Value(well);
     Draw(kRequestRenderWell, rest, picture);
   }

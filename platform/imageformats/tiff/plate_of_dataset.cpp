@@ -99,15 +99,23 @@ std::optional<SPlate> PlateOfDataset(const CFileSet& files, const SDataset& data
   return plate.wells.empty() ? std::nullopt : std::optional(std::move(plate));
 }
 
-void RenderWellOfDataset(CFileSet& files, const SDataset& dataset, std::size_t well, SQvPicBuf& picture,
-                         CRenderGuard& guard) {
+void RenderWellOfDataset(CFileSet& files, const SDataset& dataset, std::size_t well, const SRenderRequest& request,
+                         SQvPicBuf& picture, CRenderGuard& guard) {
   const SOmePlate* shown = ShownPlate(dataset);
   Require(shown != nullptr, "The file holds no plate");
   const std::vector<SFoundWell> wells = FindWells(*shown, CImagePlaces(files, dataset));
   Require(well < wells.size(), "The plate has no such well");
+  SRenderRequest wanted = request;
+  wanted.view.position = kOwnPosition;
+  const auto position = std::find(dataset.omePositions.begin(), dataset.omePositions.end(), wells[well].image);
+  if (position != dataset.omePositions.end()) {
+    wanted.view.position = static_cast<std::uint32_t>(position - dataset.omePositions.begin());
+    return RenderOverview(files, dataset, wanted, picture, guard);
+  }
+  // Of another shape than the shown one.
   const std::optional<SDataset> image = OpenOmeImage(files, dataset, wells[well].image);
   Require(image.has_value(), "The well's file is not there");
-  RenderOverview(files, *image, {picture.width, picture.height}, picture, guard);
+  RenderOverview(files, *image, wanted, picture, guard);
 }
 
 }  // namespace imageformats::tiff

@@ -5,6 +5,7 @@
 #include "picture/qvpicbuf.h"
 #include "platform/imageformats/base/render_guard.h"
 #include "platform/imageformats/codec/plate.h"
+#include "platform/imageformats/render/render_request.h"
 #include "platform/imageformats/tiff/dataset/dataset.h"
 
 namespace imageformats::tiff {
@@ -14,7 +15,7 @@ namespace imageformats::tiff {
 std::optional<SPlate> PlateOfDataset(const CFileSet& files, const SDataset& dataset);
 
 // The overview of the first picture of that well. Throws CDamagedError when its file is not there.
-void RenderWellOfDataset(CFileSet& files, const SDataset& dataset, std::size_t well, SQvPicBuf& picture,
-                         CRenderGuard& guard);
+void RenderWellOfDataset(CFileSet& files, const SDataset& dataset, std::size_t well, const SRenderRequest& request,
+                         SQvPicBuf& picture, CRenderGuard& guard);
 
 }  // namespace imageformats::tiff

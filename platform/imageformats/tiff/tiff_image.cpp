@@ -131,8 +131,9 @@ void CTiffImage::RenderAssociated(const std::string& name, SQvPicBuf& picture, C
 
 std::optional<SPlate> CTiffImage::Plate() { return PlateOfDataset(m_files, m_dataset); }
 
-void CTiffImage::RenderWell(std::uint32_t well, SQvPicBuf& picture, CRenderGuard& guard) {
-  RenderWellOfDataset(m_files, m_dataset, well, picture, guard);
+void CTiffImage::RenderWell(std::uint32_t well, const SRenderRequest& request, SQvPicBuf& picture,
+                            CRenderGuard& guard) {
+  RenderWellOfDataset(m_files, m_dataset, well, request, picture, guard);
 }
 
 SImageMetadata CTiffImage::Metadata() { return DescribeDataset(m_files, m_dataset, m_info); }

@@ -22,7 +22,7 @@ class CTiffImage final : public COpenedImage {
   std::vector<SAssociatedImage> AssociatedImages() override;
   void RenderAssociated(const std::string& name, SQvPicBuf& picture, CRenderGuard& guard) override;
   std::optional<SPlate> Plate() override;
-  void RenderWell(std::uint32_t well, SQvPicBuf& picture, CRenderGuard& guard) override;
+  void RenderWell(std::uint32_t well, const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) override;
   SImageMetadata Metadata() override;
 
  private:

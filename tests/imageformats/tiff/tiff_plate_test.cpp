@@ -41,7 +41,7 @@ std::string OneDirectory(int ifd) { return "<TiffData IFD=\"" + std::to_string(i
 int WellGrey(CTestImage& image, std::uint32_t well) {
   CQvPicture picture = imageformats::NewPicture(4, 3, 8, 3);
   imageformats::CRenderGuard guard;
-  image->RenderWell(well, *picture.Get(), guard);
+  image->RenderWell(well, {4, 3}, *picture.Get(), guard);
   return picture.Row(1)[3];
 }
 
@@ -75,6 +75,36 @@ TEST(TiffPlate, WellsOfOneFileAreRenderedEach) {
   EXPECT_EQ(WellGrey(image, 2), 40);
   EXPECT_EQ(Shown(image).r, 10);
   EXPECT_THROW(WellGrey(image, 3), imageformats::CDamagedError);
+}
+
+// Two wells of two planes each: 100 and 140, 180 and 220.
+TEST(TiffPlate, AWellShowsThePlanesOfTheView) {
+  std::vector<STiffPage> pages;
+  for (const int grey : {100, 140, 180, 220}) {
+    pages.push_back(MakePage<std::uint8_t>(8, 6, 1, [&](auto, auto, auto) { return grey; }));
+  }
+  std::string images;
+  for (int i = 0; i < 2; ++i) {
+    const std::string number = std::to_string(i);
+    images += "<Image ID=\"Image:" + number + "\">";
+    images += Pixels("XYZCT", 2, 1, 1, "<TiffData IFD=\"" + std::to_string(2 * i) + "\" PlaneCount=\"2\"/>");
+    images += "</Image>";
+  }
+  pages[0].description = kOpen + Plate("", Well(0, 0, {0}) + Well(0, 1, {1})) + images + "</OME>";
+  CTestImage image(WriteTiff(pages));
+  const auto grey = [&](imageformats::EPlaneChoice planes, std::uint32_t position) {
+    imageformats::SRenderRequest request{4, 3};
+    request.view.planes = planes;
+    request.view.position = position;
+    CQvPicture picture = imageformats::NewPicture(4, 3, 8, 3);
+    imageformats::CRenderGuard guard;
+    image->RenderWell(1, request, *picture.Get(), guard);
+    return int{picture.Row(1)[3]};
+  };
+  EXPECT_EQ(grey(imageformats::EPlaneChoice::kMiddle, imageformats::kOwnPosition), 220);
+  EXPECT_EQ(grey(imageformats::EPlaneChoice::kFirst, imageformats::kOwnPosition), 180);
+  EXPECT_EQ(grey(imageformats::EPlaneChoice::kMean, imageformats::kOwnPosition), 200);
+  EXPECT_EQ(grey(imageformats::EPlaneChoice::kFirst, 0), 180);
 }
 
 // A file for each field; the last one is not there.
