@@ -3,6 +3,7 @@
 #include "tools/samples/fluorescence.h"
 #include "tools/samples/imagej_hyperstack.h"
 #include "tools/samples/odd_files.h"
+#include "tools/samples/ome_zarr.h"
 #include "tools/samples/other_pictures.h"
 #include "tools/samples/ratio_image.h"
 #include "tools/samples/slides.h"
@@ -43,6 +44,7 @@ int MakeSamples(const SSampleOptions& options) {
   MakeFluorescenceExperiments(context);
   MakeImageJHyperstack(context);
   MakeRatioImage(context);
+  MakeOmeZarr(context);
   MakeSlides(context);
   MakeEmbeddedThumbnails(context);
   MakeUnusualNames(context);
