@@ -25,7 +25,7 @@ package_packages=(dpkg-dev file)
 sources_packages=(dpkg-dev)
 bench_packages=(libbenchmark-dev libspng-dev strace sqlite3 bc)
 # Other makers of thumbnails, to compare with.
-peers_packages=(libvips-tools graphicsmagick imagemagick openslide-tools)
+peers_packages=(libvips-tools graphicsmagick imagemagick openslide-tools python3-zarr)
 
 usage() { sed -n '2,5s/^# \{0,1\}//p' "$0"; }
 

@@ -8,6 +8,7 @@
 
 #include "host/files/file_finder.h"
 #include "host/files/image_file.h"
+#include "host/files/picture_folder.h"
 #include "host/host_error.h"
 #include "host/output/output_file.h"
 #include "system/qvdatetime.h"
@@ -80,6 +81,59 @@ TEST(FileFinderTest, ACircleOfLinksEnds) {
   EXPECT_THAT(FindImageFiles({folder.Path()}, true).files, ElementsAre(file));
 }
 
+TEST(FileFinderTest, TakesAFolderThatIsAPictureAsOne) {
+  const CTempFolder folder;
+  for (const char* name : {"x.zarr/.zattrs", "deep/y/.zattrs"}) folder.MakeFile(name, R"({"multiscales":[]})");
+  folder.MakeFile("z/zarr.json", R"({"attributes":{"ome":{"multiscales":[]}}})");
+  for (const char* name : {"x.zarr/0/inside.png", "deep/y/a.png", "z/b.png", "a.png"}) folder.MakeFile(name);
+  EXPECT_THAT(FindImageFiles({folder.Path()}, false).files,
+              ElementsAre(folder.Path("a.png"), folder.Path("x.zarr"), folder.Path("z")));
+  EXPECT_THAT(FindImageFiles({folder.Path()}, true).files,
+              ElementsAre(folder.Path("a.png"), folder.Path("x.zarr"), folder.Path("z"), folder.Path("deep/y")));
+}
+
+TEST(FileFinderTest, TakesAPictureOnceHoweverItIsNamed) {
+  const CTempFolder folder;
+  folder.MakeFile("x.zarr/.zattrs", R"({"multiscales":[]})");
+  folder.MakeFile("x.zarr/.zgroup", "{}");
+  const std::string picture = folder.Path("x.zarr");
+  EXPECT_THAT(FindImageFiles({picture + "/", picture + "/.zattrs", picture, picture + "/.zgroup"}, true).files,
+              ElementsAre(picture));
+}
+
+TEST(FileFinderTest, TakesThePicturesThatAFolderListsInItsOrder) {
+  const CTempFolder folder;
+  folder.MakeFile("plate/.zattrs", R"({"plate":{"wells":[{"path":"A/2"},{"path":"A/1"},{"path":"../../etc"}]}})");
+  folder.MakeFile("plate/A/.zgroup", "{}");
+  for (const char* name : {"plate/A/1/.zattrs", "plate/A/2/.zattrs"}) folder.MakeFile(name, R"({"well":{}})");
+  folder.MakeFile("series/.zattrs", R"({"bioformats2raw.layout":3})");
+  for (const char* name : {"series/0/.zattrs", "series/1/.zattrs"}) folder.MakeFile(name, R"({"multiscales":[]})");
+  folder.MakeFile("labels/.zattrs", R"({"labels":["cells"]})");
+  EXPECT_THAT(FindImageFiles({folder.Path("plate")}, false).files,
+              ElementsAre(folder.Path("plate/A/2"), folder.Path("plate/A/1")));
+  EXPECT_THAT(FindImageFiles({folder.Path("series")}, false).files,
+              ElementsAre(folder.Path("series/0"), folder.Path("series/1")));
+  EXPECT_THAT(FindImageFiles({folder.Path("labels")}, false).files, ElementsAre(folder.Path("labels/cells")));
+}
+
+TEST(PictureFolderTest, ListsTheWellsOfAPlate) {
+  const CTempFolder folder;
+  folder.MakeFile("plate/zarr.json", R"({"attributes":{"ome":{"plate":{"wells":[{"path":"B/3"},{"path":"H/12"}]}}}})");
+  const std::vector<SWell> wells = ListWells(folder.Path("plate"));
+  ASSERT_EQ(wells.size(), 2u);
+  EXPECT_EQ(wells[0].row, "B");
+  EXPECT_EQ(wells[0].column, "3");
+  EXPECT_EQ(wells[1].folder, folder.Path("plate/H/12"));
+  EXPECT_THAT(ListWells(folder.Path()), IsEmpty());
+}
+
+TEST(PictureFolderTest, AnArchiveIsFoundByItsName) {
+  const CTempFolder folder;
+  for (const char* name : {"a.ozx", "b.zarr.zip", "c.zip"}) folder.MakeFile(name);
+  EXPECT_THAT(FindImageFiles({folder.Path()}, false).files,
+              ElementsAre(folder.Path("a.ozx"), folder.Path("b.zarr.zip")));
+}
+
 TEST(FileFinderTest, LeavesNoFolderOutSilently) {
   const CTempFolder folder;
   folder.MakeFolder("locked");
@@ -147,6 +201,8 @@ TEST(ImageFileTest, SaysWhyAFileCannotBeOpened) {
   ASSERT_EQ(mkfifo(folder.Path("pipe.png").c_str(), 0600), 0);
   EXPECT_EQ(ExplainOpenFailure(folder.Path("missing")), "No such file or directory");
   EXPECT_EQ(ExplainOpenFailure(folder.Path()), "is a folder");
+  folder.MakeFile("x.zarr/.zattrs");
+  EXPECT_EQ(ExplainOpenFailure(folder.Path("x.zarr")), "");
   EXPECT_EQ(ExplainOpenFailure(folder.Path("pipe.png")), "is not a regular file");
   EXPECT_EQ(ExplainOpenFailure(folder.MakeFile("a.png")), "");
 }

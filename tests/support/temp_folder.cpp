@@ -53,6 +53,7 @@ std::string CTempFolder::MakeFile(std::string_view name, std::string_view conten
 }
 
 std::string CTempFolder::MakeFile(std::string_view name, std::span<const std::uint8_t> content) const {
+  std::filesystem::create_directories(std::filesystem::path(Path(name)).parent_path());
   WriteFile(Path(name), content);
   return Path(name);
 }

@@ -5,6 +5,7 @@
 #include "tools/samples/fluorescence.h"
 #include "tools/samples/imagej_hyperstack.h"
 #include "tools/samples/odd_files.h"
+#include "tools/samples/ome_zarr.h"
 #include "tools/samples/other_pictures.h"
 #include "tools/samples/ratio_image.h"
 #include "tools/samples/slides.h"
@@ -46,6 +47,7 @@ int MakeSamples(const SSampleOptions& options) {
   MakeImageJHyperstack(context);
   MakeRatioImage(context);
   MakeArrayFiles(context);
+  MakeOmeZarr(context);
   MakeSlides(context);
   MakeEmbeddedThumbnails(context);
   MakeExports(context);

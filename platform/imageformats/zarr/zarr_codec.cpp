@@ -2,8 +2,10 @@
 
 #include <array>
 #include <cstring>
+#include <memory>
 #include <utility>
 
+#include "platform/imageformats/zarr/store/store.h"
 #include "platform/imageformats/zarr/zarr_image.h"
 
 namespace imageformats {
@@ -16,10 +18,24 @@ bool IsZip(const CInput& input) noexcept {
          std::memcmp(input.Head().data(), kLocalFile.data(), kLocalFile.size()) == 0;
 }
 
+bool HoldsPicture(const CInput& input) noexcept {
+  try {
+    // The input outlives the question.
+    zarr::OpenZipStore(std::shared_ptr<const CInput>(std::shared_ptr<const CInput>(), &input));
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
 class CZarrCodecModule final : public CCodecModule {
  public:
   const char* Name() const noexcept override { return "ZARR"; }
-  bool Matches(const CInput& input) const noexcept override { return input.IsFolder() || IsZip(input); }
+  bool Matches(const CInput& input) const noexcept override {
+    return input.IsFolder() || (IsZip(input) && HoldsPicture(input));
+  }
+  bool MayMatch(const CInput& input) const noexcept override { return input.IsFolder() || IsZip(input); }
+  bool IsSettledByFirstLook(const CInput& input) const noexcept override { return input.IsFolder(); }
   std::unique_ptr<COpenedImage> Open(std::shared_ptr<const CInput> input) const override {
     return std::make_unique<zarr::CZarrImage>(std::move(input));
   }

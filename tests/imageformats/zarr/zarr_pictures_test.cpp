@@ -70,13 +70,13 @@ TEST_F(ZarrPictureTest, AxesWithoutNamesAreTheLastOnes) {
 
 TEST_F(ZarrPictureTest, TheSmallestLevelThatCoversTheBoxIsShown) {
   CZarrFiles files;
-  files.AddPicture("", "yx", {Constant({64, 64}, 10), Constant({32, 32}, 20), Constant({16, 16}, 30)});
+  files.AddPicture("", "yx", {Constant({64, 64}, 100), Constant({32, 32}, 150), Constant({16, 16}, 200)});
   const auto image = OpenIn(m_folder, "x.zarr", files);
-  EXPECT_EQ(Render(*image, 33, 33).At(1, 1), 10);
-  EXPECT_EQ(Render(*image, 32, 32).At(1, 1), 20);
-  EXPECT_EQ(Render(*image, 17, 17).At(1, 1), 20);
-  EXPECT_EQ(Render(*image, 16, 16).At(1, 1), 30);
-  EXPECT_EQ(Render(*image, 4, 4).At(1, 1), 30);
+  EXPECT_EQ(Render(*image, 33, 33).At(1, 1), 100);
+  EXPECT_EQ(Render(*image, 32, 32).At(1, 1), 150);
+  EXPECT_EQ(Render(*image, 17, 17).At(1, 1), 150);
+  EXPECT_EQ(Render(*image, 16, 16).At(1, 1), 200);
+  EXPECT_EQ(Render(*image, 4, 4).At(1, 1), 200);
 }
 
 TEST_F(ZarrPictureTest, ALevelOfFewerPlanesShowsTheOneThatLiesThere) {
