@@ -38,6 +38,19 @@ inline void Exercise(const CCodecModule& codec, const std::shared_ptr<const CInp
       image->CustomTag(L"QvCustomTag:ThumbailJpg", bytes);
     });
     Attempt([&] { RenderAt(*image, 5, 4, true); });
+    Attempt([&] {
+      const std::optional<SPlate> plate = image->Plate();
+      CRenderGuard guard(SmallLimits());
+      CQvPicture picture = NewPicture(7, 5, 8, 3);
+      if (plate) image->RenderWell(static_cast<std::uint32_t>(plate->wells.size()) - 1, *picture.Get(), guard);
+    });
+    Attempt([&] {
+      for (const SAssociatedImage& associated : image->AssociatedImages()) {
+        CRenderGuard guard(SmallLimits());
+        CQvPicture picture = NewPicture(7, 5, 8, 3);
+        image->RenderAssociated(associated.name, *picture.Get(), guard);
+      }
+    });
     Attempt([&] { RenderAt(*image, 48, 18, false); });
     const SQvImageInfo& info = image->Info();
     if (std::uint64_t{info.width} * info.height > 1u << 18) return;

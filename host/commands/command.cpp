@@ -31,6 +31,22 @@ void AddQualityOption(CCommand command, bool* highQuality) {
       .Type("standard|high");
 }
 
+void AddViewOptions(CCommand command, SDatabaseOptions* options) {
+  SViewOptions& view = options->view.emplace();
+  command
+      .AddOption("--planes", &view.planes,
+                 "Of a z stack: middle (default), max or mean of all planes, first, last, or a number from 1")
+      .Type("middle|max|mean|first|last|N");
+  command.AddOption("--time", &view.time, "This time point, from 1").Positive().Type("N");
+  command.AddOption("--position", &view.position, "This stage position, from 1 (default: the file's own)")
+      .Positive()
+      .Type("N");
+  command.AddOption("--channels", &view.channels, "These channels only, e.g. 1,3 (default: the first six)")
+      .Type("LIST");
+  command.AddFlag("--stretch-together", &view.stretchTogether,
+                  "One range of intensities for all channels, so that they can be compared");
+}
+
 void AddRecursiveOption(CCommand command, bool* recursive) {
   command.AddFlag("-r,--recursive", recursive, "Also the folders below");
 }

@@ -20,6 +20,7 @@ struct SOutcome {
 void AddMakeCommand(CCommand program, SOutcome& outcome);
 void AddShowCommand(CCommand program, SOutcome& outcome);
 void AddInfoCommand(CCommand program, SOutcome& outcome);
+void AddPlateCommand(CCommand program, SOutcome& outcome);
 void AddGalleryCommand(CCommand program, SOutcome& outcome);
 void AddImportCommand(CCommand program, SOutcome& outcome);
 void AddStatsCommand(CCommand program, SOutcome& outcome);
@@ -37,6 +38,8 @@ std::string VersionText();
 void AddDatabaseOptions(CCommand command, SDatabaseOptions* options);
 void AddJsonOption(CCommand command, bool* json);
 void AddQualityOption(CCommand command, bool* highQuality);
+// What thumbnails show of pictures with several planes; the database follows it.
+void AddViewOptions(CCommand command, SDatabaseOptions* options);
 void AddRecursiveOption(CCommand command, bool* recursive);
 
 // An option or argument that must be given. `type` stands for its value in the help.

@@ -98,8 +98,10 @@ void MakeShard(const SArguments& arguments, SOutcome& outcome) {
   manifest.filesOfAllShards = chosen.Offered();
   manifest.files = static_cast<std::int64_t>(found.files.size() + found.problems.size());
   {
+    SDatabaseOptions database = arguments.database;
+    database.file = run.Database();
     CSession session;
-    session.Open({run.Database(), false}, EDatabaseNeed::Fill);
+    session.Open(database, EDatabaseNeed::Fill);
     manifest.settings = CurrentSettings(session.Service(), chosen.MountPoints());
     manifest.versions = VersionText();
     run.Begin();
@@ -133,6 +135,7 @@ void AddMakeCommand(CCommand program, SOutcome& outcome) {
   AddDatabaseOptions(command, &arguments->database);
   AddRecursiveOption(command, &arguments->recursive);
   AddQualityOption(command, &arguments->make.highQuality);
+  AddViewOptions(command, &arguments->database);
   command.AddFlag("--sync", &arguments->make.sync, "One at a time, without the background workers");
   COption library =
       command.AddOption("--library", &arguments->library, "The records of an image library instead of files");

@@ -46,7 +46,7 @@ SShardSettings MakeTarget(const std::string& target) {
   std::error_code error;
   const bool isNew = !std::filesystem::exists(target, error);
   CSession session;
-  session.Open({target, false}, EDatabaseNeed::Fill);
+  session.Open({target, false, {}}, EDatabaseNeed::Fill);
   const SShardSettings settings = CurrentSettings(session.Service(), {});
   session.Close();
   // One that many thumbnails are written to at once is better off without a log; one that is in use keeps its own way.
@@ -60,7 +60,7 @@ class CShardsMerge {
       : m_arguments(arguments),
         m_report(report),
         m_current(MakeTarget(arguments.target)),
-        m_merger(ChooseDatabase({arguments.target, false}).path),
+        m_merger(ChooseDatabase({arguments.target, false, {}}).path),
         m_settings(m_merger.Settings().value_or(m_current)) {}
 
   void Run(const std::vector<CShardSource>& sources) {

@@ -5,6 +5,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <new>
 #include <string_view>
 
 #include "host/file_extension.h"
@@ -118,6 +119,15 @@ COutputTarget PictureTarget(const std::string& name) {
   COutputTarget target(name, &IsOwnPicture);
   if (target.IsStream() || IsJpegName(name) || LowerCaseExtension(name) == ".png") return target;
   throw CHostError(fmt::format("cannot write a picture named {}: end the name in .jpg or .png", Printable(name)));
+}
+
+CQvPicture CopyPicture(const SQvPicBuf& picture) {
+  CQvPicture copy;
+  if (!copy.Reinit(picture.width, picture.height, picture.bpc, picture.components, false)) throw std::bad_alloc();
+  const auto* row = static_cast<const std::uint8_t*>(picture.data);
+  const std::size_t bytes = std::min(picture.widthBytes, copy->widthBytes);
+  for (std::uint32_t y = 0; y < picture.height; ++y, row += picture.widthBytes) std::copy_n(row, bytes, copy.Row(y));
+  return copy;
 }
 
 void WritePicture(const SQvPicBuf& picture, const COutputTarget& target) {

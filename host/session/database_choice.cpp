@@ -1,5 +1,6 @@
 #include "host/session/database_choice.h"
 
+#include <fmt/format.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kFileName = "OrbThumbCache.db";
+constexpr const char* kFileNameOfView = "OrbThumbCache.{}.db";
 // Where the service keeps the database that all users share.
 constexpr const char* kSharedFolder = "/var/lib/qvdocuments";
 
@@ -29,17 +31,28 @@ fs::path CacheFolder() {
   return HomeFolder() / ".cache";
 }
 
+SDatabaseChoice ChooseFile(const SDatabaseOptions& options) {
+  if (options.allUsers && !options.file.empty()) {
+    throw CHostError("--db and --all-users name two databases; give one of them");
+  }
+  if (options.allUsers) return {std::string(kSharedFolder) + "/" + kFileName, true, false, {}};
+  if (options.file.empty()) return {DefaultDatabasePath(), false, true, {}};
+  return {fs::absolute(options.file).lexically_normal().string(), false, false, {}};
+}
+
 }  // namespace
 
 std::string DefaultDatabasePath() { return (CacheFolder() / "qvthumbs" / kFileName).string(); }
 
 SDatabaseChoice ChooseDatabase(const SDatabaseOptions& options) {
-  if (options.allUsers && !options.file.empty()) {
-    throw CHostError("--db and --all-users name two databases; give one of them");
+  SDatabaseChoice choice = ChooseFile(options);
+  if (!options.view) return choice;
+  choice.view = ViewOf(*options.view);
+  const std::string view = ViewName(*choice.view);
+  if (!view.empty() && options.file.empty()) {
+    choice.path = fs::path(choice.path).replace_filename(fmt::format(kFileNameOfView, view)).string();
   }
-  if (options.allUsers) return {std::string(kSharedFolder) + "/" + kFileName, true, false};
-  if (options.file.empty()) return {DefaultDatabasePath(), false, true};
-  return {fs::absolute(options.file).lexically_normal().string(), false, false};
+  return choice;
 }
 
 }  // namespace qvhost

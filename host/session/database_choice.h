@@ -1,6 +1,9 @@
 #pragma once
 
+#include <optional>
 #include <string>
+
+#include "host/session/image_view.h"
 
 namespace qvhost {
 
@@ -8,6 +11,8 @@ namespace qvhost {
 struct SDatabaseOptions {
   std::string file;       // --db; empty: the user's own
   bool allUsers = false;  // --all-users
+  // Of commands that make or show thumbnails. Those of each view are kept apart.
+  std::optional<SViewOptions> view;
 };
 
 // The file that was chosen.
@@ -15,12 +20,15 @@ struct SDatabaseChoice {
   std::string path;  // absolute, in the file system's bytes
   bool allUsers = false;
   bool isDefault = false;  // the user's own
+  std::optional<SQvImageView> view;
 };
 
 // $XDG_CACHE_HOME/qvthumbs/OrbThumbCache.db, with ~/.cache for an unset or relative variable. Throws CHostError when
 // there is no home folder either.
 std::string DefaultDatabasePath();
 
+// The user's own and that of all users are other files, beside the ordinary one, for another view than the default
+// (OrbThumbCache.max.db). Throws CHostError.
 SDatabaseChoice ChooseDatabase(const SDatabaseOptions& options);
 
 }  // namespace qvhost

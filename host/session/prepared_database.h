@@ -19,7 +19,8 @@ enum class EDatabaseNeed {
 // A database file that was looked at and that the service may be let loose on, because it re-creates tables whose
 // columns it does not know: one that is not this program's is refused. A missing one is created empty, in write-ahead
 // mode unless all users share it (each new thumbnail then costs two disk syncs instead of eight). One that may only be
-// read is read from a copy. Waits for other programs that hold it locked.
+// read is read from a copy. A file is marked with the view of its thumbnails while it has no tables yet. Waits for
+// other programs that hold it locked.
 class CPreparedDatabase {
  public:
   // Throws CHostError with the reason and what to do, or SQLite::Exception when the file cannot be read.
@@ -30,10 +31,15 @@ class CPreparedDatabase {
   bool IsCopy() const noexcept { return m_copy != nullptr; }
   const SDatabaseChoice& Choice() const noexcept { return m_choice; }
 
+  // Throws CHostError when the thumbnails in the file were made with another view than the chosen one. Once the file
+  // has its tables the answer does not change.
+  void RequireView() const;
+
  private:
   void Create();
   void CopyIfNotWritable(EDatabaseNeed need);
   void Look(bool forWriting) const;
+  void MarkView() const;
 
   SDatabaseChoice m_choice;
   std::unique_ptr<CDatabaseCopy> m_copy;

@@ -34,13 +34,18 @@ void CSession::Open(const SDatabaseOptions& options, EDatabaseNeed need) {
   // Before the workers start and after they have ended, so that the list of listeners never changes under them.
   m_listener = m_service->AddListener(&CFinishedQueue::OnFinished, &m_finished);
   const CQvStringW path = CQvStringUtils::UTF8toW(m_database->Path());
-  const bool isSharedFile = m_database->Choice().allUsers && !m_database->IsCopy();
+  const SDatabaseChoice& choice = m_database->Choice();
+  if (choice.view) SetProcessView(*choice.view);
+  const bool isOrdinary = !choice.view || ViewName(*choice.view).empty();
+  const bool isSharedFile = choice.allUsers && isOrdinary && !m_database->IsCopy();
   if (m_service->OpenDatabase(isSharedFile ? nullptr : path.c_str()) != kQvOk) {
     m_service->RemoveListener(m_listener);
     const std::string reason = ExplainDatabaseError(CDiagnostics::Get().TakeMessages());
     throw CHostError(ExplainFailedOpen(m_database->Choice(), reason));
   }
   m_open = true;
+  // Another process may have made the file meanwhile.
+  m_database->RequireView();
 }
 
 void CSession::Close() noexcept {

@@ -87,6 +87,7 @@ void CShardSource::Look() {
       if (!db.tableExists(table)) Refuse(fmt::format("has no table '{}'", table));
     }
     m_thumbnails = db.execAndGet("SELECT count(*) FROM cache").getInt64();
+    m_viewMark = ReadViewMark(db);
     m_settings = ReadMergedSettings(db).value_or(SShardSettings());
   } catch (const SQLite::Exception& error) {
     Refuse(fmt::format("cannot be read: {}", error.what()));

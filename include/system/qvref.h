@@ -55,6 +55,15 @@ class CQvRef {
   T* m_object = nullptr;
 };
 
+// Another interface of an object, with a reference of its own; empty when the object does not offer it.
+template <class Interface>
+CQvRef<Interface> QvQuery(IQvInterface& object, const char* interfaceName) {
+  CQvRef<IQvInterface> found(object.QueryInterface(interfaceName));
+  CQvRef<Interface> result(dynamic_cast<Interface*>(found.Get()));
+  if (result) (void)found.Detach();
+  return result;
+}
+
 // The interface of a registered class: a new object, or the shared one of a singleton class. Empty when the registry
 // has none. See CQvRTTI::CreateAndQuery.
 template <class Interface>

@@ -50,8 +50,15 @@ class CFolderListings {
   // The one of this process.
   static CFolderListings& Instance();
 
-  // The names in the folder with that folded form, in byte order; none when the folder cannot be listed.
-  std::vector<std::string> Find(const std::string& folder, const std::wstring& folded);
+  // What the names in a folder are looked up in. A folder that keeps changing is not read anew for every name: names
+  // that were there a moment ago most likely still are, and whoever asked finds out.
+  enum class EAge { kMayBeOld, kFresh };
+  struct SFound {
+    std::vector<std::string> names;  // in byte order
+    bool isFresh = true;             // as the folder is now
+  };
+  // The names in the folder with that folded form; none when the folder cannot be listed.
+  SFound Find(const std::string& folder, const std::wstring& folded, EAge age);
   // The names in the folder that equal this one without regard to case; see CCaseTwins::TakeUntold.
   std::vector<std::string> TakeUntoldTwins(const std::string& folder, const std::string& name);
 
@@ -67,11 +74,14 @@ class CFolderListings {
     const ino_t inode;
     CMutex mutex;  // held while the folder is read; taken before m_mutex when both are held
     std::shared_ptr<const CFolderListing> listing QV_GUARDED_BY(mutex);
+    // Until then the listing serves for names that may be old.
+    std::chrono::steady_clock::time_point due QV_GUARDED_BY(mutex);
     CCaseTwins twins QV_GUARDED_BY(mutex);
     std::atomic<std::size_t> names{0};
   };
 
   std::shared_ptr<SFolder> Remember(dev_t device, ino_t inode);
+  bool Read(const std::string& path, SFolder& folder) QV_REQUIRES(folder.mutex);
   void Trim() QV_REQUIRES(m_mutex);
 
   CMutex m_mutex;

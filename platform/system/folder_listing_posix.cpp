@@ -31,24 +31,36 @@ CFolderListings& CFolderListings::Instance() {
   return *instance;
 }
 
-std::vector<std::string> CFolderListings::Find(const std::string& folder, const std::wstring& folded) {
+CFolderListings::SFound CFolderListings::Find(const std::string& folder, const std::wstring& folded, EAge age) {
   struct stat status;
   if (::stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) return {};
   const std::shared_ptr<SFolder> remembered = Remember(status.st_dev, status.st_ino);
   const CMutexLock folderLock(remembered->mutex);
-  const CFolderListing* former = remembered->listing.get();
-  if (former && former->State() == StateOf(status)) {
+  if (const CFolderListing* former = remembered->listing.get()) {
     std::vector<std::string> found = former->Find(folded);
-    if (!found.empty() || former->IsSettled()) return found;
+    const bool isFresh = former->State() == StateOf(status);
+    if (isFresh && (!found.empty() || former->IsSettled())) return {std::move(found), true};
+    const bool mayBeOld = age == EAge::kMayBeOld && std::chrono::steady_clock::now() < remembered->due;
+    if (mayBeOld && !found.empty()) return {std::move(found), isFresh};
   }
+  if (!Read(folder, *remembered)) return {};
+  return {remembered->listing->Find(folded), true};
+}
+
+bool CFolderListings::Read(const std::string& path, SFolder& folder) {
+  // Reading for names that may be old takes at most this part of the time.
+  constexpr int kShare = 20;
+  const auto begin = std::chrono::steady_clock::now();
   m_reads.fetch_add(1, std::memory_order_relaxed);
-  const std::shared_ptr<const CFolderListing> listing = CFolderListing::Read(folder, former);
-  if (!listing) return {};
-  remembered->names.store(listing->NameCount(), std::memory_order_relaxed);
-  remembered->listing = listing;
+  std::shared_ptr<const CFolderListing> listing = CFolderListing::Read(path, folder.listing.get());
+  if (!listing) return false;
+  folder.names.store(listing->NameCount(), std::memory_order_relaxed);
+  folder.listing = std::move(listing);
+  const auto end = std::chrono::steady_clock::now();
+  folder.due = end + kShare * (end - begin);
   const CMutexLock lock(m_mutex);
   Trim();
-  return listing->Find(folded);
+  return true;
 }
 
 std::vector<std::string> CFolderListings::TakeUntoldTwins(const std::string& folder, const std::string& name) {

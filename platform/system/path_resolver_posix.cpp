@@ -29,15 +29,23 @@ class CCaseInsensitiveSearch {
     if (index == m_names.size()) return false;
     const std::string& name = m_names[index];
     if (Enter(folder + name, index, found)) return true;
-    for (const std::string& match : CFolderListings::Instance().Find(folder.empty() ? "." : folder, FoldName(name))) {
-      if (match != name && Enter(folder + match, index, found)) return true;
-    }
-    return false;
+    return FindOther(folder, index, CFolderListings::EAge::kMayBeOld, found);
   }
 
  private:
   // Folders whose names differ in case only, nested, would make the walk exponential.
   static constexpr int kMaxSteps = 5000;
+
+  // Goes on below the folder's names that equal the wanted one but for case.
+  bool FindOther(const std::string& folder, std::size_t index, CFolderListings::EAge age, std::string* found) {
+    const std::string& name = m_names[index];
+    const CFolderListings::SFound known =
+        CFolderListings::Instance().Find(folder.empty() ? "." : folder, FoldName(name), age);
+    for (const std::string& match : known.names) {
+      if (match != name && Enter(folder + match, index, found)) return true;
+    }
+    return !known.isFresh && FindOther(folder, index, CFolderListings::EAge::kFresh, found);
+  }
 
   bool Enter(std::string path, std::size_t index, std::string* found) {
     struct stat status;

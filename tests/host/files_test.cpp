@@ -33,6 +33,12 @@ TEST(FileFinderTest, TakesImagesOfAFolderByExtensionInOrder) {
       ElementsAre(folder.Path("a.png"), folder.Path("b.TIF"), folder.Path("d.svs"), folder.Path("deep/e.jpeg")));
 }
 
+TEST(FileFinderTest, TakesArraysThatAreCompressedAsAWhole) {
+  const CTempFolder folder;
+  for (const char* name : {"a.mrc", "b.mrc.gz", "c.tar.gz", "d.gz"}) folder.MakeFile(name);
+  EXPECT_THAT(FindImageFiles({folder.Path()}, false).files, ElementsAre(folder.Path("a.mrc"), folder.Path("b.mrc.gz")));
+}
+
 TEST(FileFinderTest, TakesANamedFileWhateverItsName) {
   const CTempFolder folder;
   const std::string file = folder.MakeFile("scan.0001");

@@ -230,6 +230,25 @@ TEST_F(MergeTest, AShardOfOtherBoxesIsRefused) {
   EXPECT_EQ(QueryInt(m_program.Database(), "SELECT count(*) FROM cache"), 0);
 }
 
+TEST_F(MergeTest, AShardOfAnotherViewIsRefused) {
+  std::vector<std::string> shards;
+  for (const char* planes : {"max", "middle", "max"}) {
+    const std::string name = "view" + std::to_string(shards.size());
+    WriteStack(m_images + "/" + name + ".tif", {1, 3, 1});
+    ASSERT_EQ(m_program
+                  .Run({"make", m_images + "/" + name + ".tif", "--planes", planes, "--shard", "1/1", "--db",
+                        Path(name + ".db")})
+                  .status,
+              0);
+    shards.push_back(Path(name + ".1-of-1.db"));
+  }
+  const SRunResult run = Merge(shards);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("view1.1-of-1.db: its thumbnails show another choice of planes"));
+  EXPECT_EQ(QueryInt(m_program.Database(), "SELECT count(*) FROM cache"), 2);
+  EXPECT_EQ(QueryText(m_program.Database(), "PRAGMA user_version"), QueryText(shards[0], "PRAGMA user_version"));
+}
+
 TEST_F(MergeTest, AShardOfOtherMountPointsIsRefusedUnlessAskedFor) {
   WriteImage("a.png");
   std::vector<std::string> shards;

@@ -10,6 +10,8 @@
 
 namespace {
 
+constexpr auto kFresh = CFolderListings::EAge::kFresh;
+
 using qvtest::CTempFolder;
 
 using std::chrono::milliseconds;
@@ -65,8 +67,8 @@ TEST(FolderListing, WhatIsNoFolderHasNoListing) {
   EXPECT_EQ(CFolderListing::Read(folder.Path("file"), nullptr), nullptr);
   EXPECT_EQ(CFolderListing::Read(folder.Path("missing"), nullptr), nullptr);
   CFolderListings listings;
-  EXPECT_TRUE(listings.Find(folder.Path("file"), L"x").empty());
-  EXPECT_TRUE(listings.Find(folder.Path("missing"), L"x").empty());
+  EXPECT_TRUE(listings.Find(folder.Path("file"), L"x", kFresh).names.empty());
+  EXPECT_TRUE(listings.Find(folder.Path("missing"), L"x", kFresh).names.empty());
   EXPECT_EQ(listings.GetReadCount(), 0u);
 }
 
@@ -77,15 +79,15 @@ TEST(FolderListing, ForgetsTheFolderUsedLongestAgo) {
   for (std::size_t i = 0; i < kMany; ++i) {
     const std::string one = folder.MakeFolder("folder" + std::to_string(i));
     folder.MakeFile("folder" + std::to_string(i) + "/File");
-    EXPECT_EQ(listings.Find(one, L"file").size(), 1u);
+    EXPECT_EQ(listings.Find(one, L"file", kFresh).names.size(), 1u);
     // The first stays in use.
-    EXPECT_EQ(listings.Find(folder.Path("folder0"), L"file").size(), 1u);
+    EXPECT_EQ(listings.Find(folder.Path("folder0"), L"file", kFresh).names.size(), 1u);
     EXPECT_LE(listings.GetFolderCount(), CFolderListings::kMaxFolders);
   }
   EXPECT_EQ(listings.GetReadCount(), kMany);
-  EXPECT_EQ(listings.Find(folder.Path("folder0"), L"file").size(), 1u);
+  EXPECT_EQ(listings.Find(folder.Path("folder0"), L"file", kFresh).names.size(), 1u);
   EXPECT_EQ(listings.GetReadCount(), kMany);
-  EXPECT_EQ(listings.Find(folder.Path("folder1"), L"file").size(), 1u);
+  EXPECT_EQ(listings.Find(folder.Path("folder1"), L"file", kFresh).names.size(), 1u);
   EXPECT_EQ(listings.GetReadCount(), kMany + 1);
 }
 
@@ -96,14 +98,14 @@ TEST(FolderListing, ANameIsMissedForCertainInASettledListingOnly) {
   // In the future, so that the time that the test takes does not matter.
   const timespec times[2] = {{4'000'000'000, 0}, {4'000'000'000, 0}};
   ASSERT_EQ(::utimensat(AT_FDCWD, folder.Path().c_str(), times, 0), 0);
-  EXPECT_EQ(listings.Find(folder.Path(), L"file").size(), 1u);
-  EXPECT_EQ(listings.Find(folder.Path(), L"file").size(), 1u);
+  EXPECT_EQ(listings.Find(folder.Path(), L"file", kFresh).names.size(), 1u);
+  EXPECT_EQ(listings.Find(folder.Path(), L"file", kFresh).names.size(), 1u);
   EXPECT_EQ(listings.GetReadCount(), 1u);
-  EXPECT_TRUE(listings.Find(folder.Path(), L"missing").empty());
+  EXPECT_TRUE(listings.Find(folder.Path(), L"missing", kFresh).names.empty());
   EXPECT_EQ(listings.GetReadCount(), 2u);
   // A folder that nobody changes.
-  EXPECT_TRUE(listings.Find("/", L"missing").empty());
-  EXPECT_TRUE(listings.Find("/", L"missing").empty());
+  EXPECT_TRUE(listings.Find("/", L"missing", kFresh).names.empty());
+  EXPECT_TRUE(listings.Find("/", L"missing", kFresh).names.empty());
   EXPECT_EQ(listings.GetReadCount(), 3u);
 }
 
@@ -111,16 +113,16 @@ TEST(FolderListing, SeesWhatChanged) {
   const CTempFolder folder;
   CFolderListings listings;
   folder.MakeFile("One");
-  EXPECT_EQ(listings.Find(folder.Path(), L"one").size(), 1u);
+  EXPECT_EQ(listings.Find(folder.Path(), L"one", kFresh).names.size(), 1u);
   folder.MakeFile("Two");
-  EXPECT_EQ(listings.Find(folder.Path(), L"two").size(), 1u);
+  EXPECT_EQ(listings.Find(folder.Path(), L"two", kFresh).names.size(), 1u);
   std::filesystem::remove(folder.Path("Two"));
   // A replaced folder is another one.
   std::filesystem::rename(folder.Path(), folder.Path() + "_moved");
   folder.MakeFolder("");
   folder.MakeFile("Three");
-  EXPECT_TRUE(listings.Find(folder.Path(), L"one").empty());
-  EXPECT_EQ(listings.Find(folder.Path(), L"three").size(), 1u);
+  EXPECT_TRUE(listings.Find(folder.Path(), L"one", kFresh).names.empty());
+  EXPECT_EQ(listings.Find(folder.Path(), L"three", kFresh).names.size(), 1u);
   std::filesystem::remove_all(folder.Path() + "_moved");
 }
 

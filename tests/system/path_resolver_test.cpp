@@ -203,6 +203,22 @@ TEST(PathResolver, AChangedFolderIsReadAgainHoweverSoon) {
   }
 }
 
+TEST(PathResolver, AFolderThatKeepsChangingIsNotReadForEveryName) {
+  constexpr int kFiles = 3000, kChanges = 300;
+  const CTempFolder folder;
+  for (int i = 0; i < kFiles; ++i) {
+    ASSERT_EQ(::mknod(folder.Path("IMG_" + std::to_string(i) + ".TIF").c_str(), S_IFREG | 0600, 0), 0);
+  }
+  ASSERT_TRUE(Opens(folder.Lower("IMG_0.TIF")));
+  const std::uint64_t before = CountListingReads();
+  for (int i = 0; i < kChanges; ++i) {
+    folder.MakeFile("new " + std::to_string(i));
+    const std::string name = "IMG_" + std::to_string(i) + ".TIF";
+    ASSERT_EQ(Resolve(folder.Lower(name)), folder.Path(name));
+  }
+  EXPECT_LT(CountListingReads() - before, kChanges / 2);
+}
+
 TEST(PathResolver, AnUnreadableFolderStillOpensExactNames) {
   if (::geteuid() == 0) GTEST_SKIP() << "root reads every folder";
   const CTempFolder folder;

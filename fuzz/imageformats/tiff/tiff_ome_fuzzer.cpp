@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/tiff/ome/ome_planes.h"
 #include "platform/imageformats/tiff/ome/ome_xml.h"
 
@@ -13,7 +14,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   tiff::LooksLikeOmeXml(text);
   tiff::SOmeDocument document;
   std::string error;
-  if (!tiff::ParseOmeXml(text, &document, &error)) return error.empty() ? __builtin_trap(), 0 : 0;
+  try {
+    if (!tiff::ParseOmeXml(text, &document, &error)) return error.empty() ? __builtin_trap(), 0 : 0;
+  } catch (const imageformats::CDamagedError&) {
+    return 0;
+  }
   for (const tiff::SOmeImage& image : document.images) {
     std::size_t visited = 0;
     tiff::VisitOmePlanes(

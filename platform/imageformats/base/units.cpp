@@ -72,6 +72,11 @@ std::optional<double> MicrometresPer(std::string_view unit) {
   return Find(kLengthWords, LowerAscii(unit));
 }
 
+double PlausibleLength(double micrometres) noexcept {
+  constexpr double kLeast = 1e-6, kMost = 1e6;
+  return micrometres >= kLeast && micrometres <= kMost ? micrometres : 0.0;
+}
+
 std::optional<double> SecondsPer(std::string_view unit) { return Find(kTimeWords, LowerAscii(Trimmed(unit))); }
 
 }  // namespace imageformats

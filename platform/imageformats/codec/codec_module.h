@@ -2,13 +2,18 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "metadata/qvimageinfo.h"
 #include "picture/qvpicbuf.h"
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/base/input.h"
 #include "platform/imageformats/base/render_guard.h"
+#include "platform/imageformats/codec/associated_image.h"
 #include "platform/imageformats/codec/image_metadata.h"
+#include "platform/imageformats/codec/plate.h"
 #include "platform/imageformats/render/render_request.h"
 #include "system/qvbytearray.h"
 
@@ -44,9 +49,29 @@ class COpenedImage {
   virtual bool HasCustomTags() const { return false; }
   virtual bool CustomTag(const CQvStringW& /*name*/, CQvByteArray& /*bytes*/) { return false; }
 
+  // Pictures beside the main one, listed without being decoded. Rendering one fills `picture` (8 bits, 3 components,
+  // any size) with all of it; throws CDamagedError for a name that is not listed.
+  virtual std::vector<SAssociatedImage> AssociatedImages() { return {}; }
+  virtual void RenderAssociated(const std::string& /*name*/, SQvPicBuf& /*picture*/, CRenderGuard& /*guard*/) {
+    throw CDamagedError("The file holds no such image");
+  }
+
+  // The plate that the file belongs to, and the overview of the first picture of a well by its number in the list
+  // (`picture` as for Render). Throws CDamagedError for a well that is not there.
+  virtual std::optional<SPlate> Plate() { return std::nullopt; }
+  virtual void RenderWell(std::uint32_t /*well*/, SQvPicBuf& /*picture*/, CRenderGuard& /*guard*/) {
+    throw CDamagedError("The file holds no plate");
+  }
+
   // Parsed when asked for. Damaged descriptions are no failure: what cannot be understood is left unknown.
   virtual SImageMetadata Metadata() = 0;
 };
+
+// The limits for the image's pixels.
+inline SRenderLimits LimitsOf(const COpenedImage& image) {
+  const SQvImageInfo& info = image.Info();
+  return LimitsFor(image.SourceBytes(), PictureBytes(info.width, info.height, info.components, info.bpcInMemory));
+}
 
 // A picture being written into a byte array that outlives it.
 class IPictureWriter {
@@ -71,6 +96,8 @@ class CCodecModule {
   virtual bool Matches(const CInput& input) const noexcept = 0;
   // A first look by this project's own code, without a library's: false only when Matches is false.
   virtual bool MayMatch(const CInput& input) const noexcept { return Matches(input); }
+  // Whether the first look's answer is that of Matches.
+  virtual bool IsSettledByFirstLook(const CInput& /*input*/) const noexcept { return !OpensByPath(); }
   // Whether the library opens files itself, by their paths: Matches and Open then want CInput::NativePath and the
   // folder.
   virtual bool OpensByPath() const noexcept { return false; }

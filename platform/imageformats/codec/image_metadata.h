@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "metadata/qvexperiment.h"
@@ -40,5 +41,16 @@ SQvImageInfo PlainInfo(SSize shown, std::uint32_t components, std::uint8_t bits)
 // The start for an ordinary picture: its geometry, one plane of the picture's colour components, and the format's name
 // as the text "type".
 SImageMetadata PlainMetadata(const SQvImageInfo& info, const char* formatName, std::uint32_t colorComponents);
+
+// A loop of more than one step; the step is in seconds or micrometres, 0 unknown.
+void AddLoop(std::uint32_t type, std::uint32_t size, double step, SImageMetadata* metadata);
+
+// The loop of channels, from the planes; adds nothing for a single one.
+void AddChannelLoop(SImageMetadata* metadata);
+
+// Text before and after a number that is known, that is, above 0; else empty.
+std::string Labelled(const char* before, double value, int decimals, const char* after);
+// Pixels and z step in micrometres, time step in seconds.
+std::string SamplingText(double pixelWidth, double pixelHeight, double zStep, double timeStep);
 
 }  // namespace imageformats

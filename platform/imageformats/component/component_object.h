@@ -6,8 +6,8 @@
 
 namespace imageformats {
 
-// The component model's side of an object that is released through the registry: its count, its name and its one
-// interface. Safe from any thread.
+// The component model's side of an object that is released through the registry: its count, its name and its interface,
+// beside which it may offer others. Safe from any thread.
 template <class Interface>
 class CComponentObject : public Interface, public virtual CQvClass {
  public:
@@ -23,7 +23,7 @@ class CComponentObject : public Interface, public virtual CQvClass {
   }
   const char* GetClassName() const final { return m_className; }
   IQvInterface* QueryInterface(const char* name) final {
-    if (name == nullptr || std::strcmp(name, m_interfaceName) != 0) return nullptr;
+    if (name == nullptr || (std::strcmp(name, m_interfaceName) != 0 && !OffersToo(name))) return nullptr;
     AddRef();
     return this;
   }
@@ -31,6 +31,7 @@ class CComponentObject : public Interface, public virtual CQvClass {
 
  protected:
   ~CComponentObject() override = default;
+  virtual bool OffersToo(const char* /*interfaceName*/) const noexcept { return false; }
 
  private:
   const char* m_className;

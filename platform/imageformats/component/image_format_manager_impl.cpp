@@ -2,6 +2,7 @@
 
 #include "platform/imageformats/component/codec_object.h"
 #include "platform/imageformats/component/codec_registry.h"
+#include "platform/imageformats/component/known_formats.h"
 
 using namespace imageformats;
 
@@ -10,7 +11,7 @@ namespace {
 const CCodecModule& CodecFor(const CInput& input, CDecoding& decoding) {
   Require(input.Size() != 0, "The file is empty");
   const CCodecModule* codec = decoding.FindCodec(input);
-  Require(codec != nullptr, "The file is not an image of a known format");
+  if (codec == nullptr) throw CDamagedError(UnknownFormatReason(input));
   return *codec;
 }
 
@@ -41,7 +42,7 @@ std::int32_t CQvImageFormatManagerImpl::OpenImageFile(const CQvStringW& path, IQ
   return RunReportingErrors(*m_error, [&] {
     Require(file != nullptr, "No place for the file was given");
     const std::shared_ptr<const CInput> input = CInput::FromFile(path);
-    *file = NewImageFile(path, input->Size(), m_decoding->Open(CodecFor(*input, *m_decoding), input), m_error);
+    *file = NewImageFile(path, input->StoredSize(), m_decoding->Open(CodecFor(*input, *m_decoding), input), m_error);
   });
 }
 

@@ -14,6 +14,7 @@ namespace imageformats {
 namespace {
 
 constexpr std::uint32_t kBandRows = 16;
+constexpr char kCutOff[] = "The JPEG data ends before the picture is complete";
 
 J_COLOR_SPACE LibraryColor(EJpegColor color, J_COLOR_SPACE fromMarkers) {
   switch (color) {
@@ -91,6 +92,7 @@ struct CJpegDecoder::SState {
   void ReserveCoefficientMemory();
   void ReleaseCoefficientMemory();
   void ReadScans(bool fast);
+  void RequireArithmeticEnd() const;
   SSourceAxis Axis(std::uint32_t stored, std::uint32_t scaled) const;
 
   int status = 0;  // of jpeg_consume_input
@@ -196,9 +198,16 @@ void CJpegDecoder::SState::ReadScans(bool fast) {
     if (input && HasEndOfImage(*input, JpegSourcePosition(source))) return;
     mayStopEarly = false;
   }
-  if (source.pastEnd && !HasScans(info, ENeededScans::kAll)) {
-    throw CDamagedError("The JPEG data ends before the picture is complete");
-  }
+  if (source.pastEnd && (info.arith_code || !HasScans(info, ENeededScans::kAll))) throw CDamagedError(kCutOff);
+}
+
+// Arithmetic codes have no end of their own: behind the last byte the decoder goes on with zeros, and warns of nothing.
+// So the marker behind them has to be there. After the last row of a single scan.
+void CJpegDecoder::SState::RequireArithmeticEnd() const {
+  if (!info.arith_code || info.buffered_image) return;
+  if (source.pastEnd) throw CDamagedError(kCutOff);
+  if (info.unread_marker == JPEG_EOI || !input) return;
+  if (!HasEndOfImage(*input, JpegSourcePosition(source))) throw CDamagedError(kCutOff);
 }
 
 void CJpegDecoder::Start(const SJpegDecodeOptions& how, CRenderGuard& guard) {
@@ -252,7 +261,9 @@ void CJpegDecoder::ReadRows(std::uint8_t* rows, std::size_t stride, std::uint32_
       }
     });
   }
-  if (RowsLeft() == 0) s.ReleaseCoefficientMemory();
+  if (RowsLeft() != 0) return;
+  s.RequireArithmeticEnd();
+  s.ReleaseCoefficientMemory();
 }
 
 std::uint32_t CJpegDecoder::RowsLeft() const noexcept {

@@ -7,6 +7,7 @@ namespace {
 // Loops become a chain that is freed by recursion; lists are bounded by the message.
 constexpr std::size_t kMaxLoops = 32;
 constexpr std::size_t kMaxListed = 1u << 20;
+constexpr std::size_t kMaxAssociated = 1000;
 
 template <class Wire, class Info>
 void Transfer(Wire& wire, Info& info) {
@@ -92,10 +93,60 @@ void TransferMetadata(Wire& wire, Metadata& metadata) {
   wire.List(metadata.loops, kMaxLoops, [&](auto& loop) { TransferLoop(wire, loop); });
 }
 
+template <class Wire, class Request>
+void TransferRequest(Wire& wire, Request& request) {
+  wire.Value(request.width);
+  wire.Value(request.height);
+  wire.Value(request.fast);
+  wire.Value(request.channels);
+  wire.Value(request.view.z);
+  wire.Value(request.view.t);
+  wire.Value(request.view.position);
+  wire.Value(request.view.channels);
+  wire.Value(request.view.stretchTogether);
+}
+
+template <class Wire, class Images>
+void TransferAssociated(Wire& wire, Images& images) {
+  wire.List(images, kMaxAssociated, [&](auto& image) {
+    wire.Text(image.name);
+    wire.Value(image.size.width);
+    wire.Value(image.size.height);
+  });
+}
+
+template <class Wire, class Plate>
+void TransferPlate(Wire& wire, Plate& plate) {
+  wire.Text(plate.name);
+  wire.Value(plate.rows);
+  wire.Value(plate.columns);
+  wire.List(plate.wells, kMaxListed, [&](auto& well) {
+    wire.Value(well.row);
+    wire.Value(well.column);
+    wire.Value(well.fields);
+    wire.Text(well.location);
+    wire.Value(well.isHidden);
+    wire.Value(well.size.width);
+    wire.Value(well.size.height);
+  });
+}
+
 }  // namespace
 
 void PutImageInfo(CWireWriter& wire, const SQvImageInfo& info) { Transfer(wire, info); }
 void GetImageInfo(CWireReader& wire, SQvImageInfo& info) { Transfer(wire, info); }
+void PutRenderRequest(CWireWriter& wire, const SRenderRequest& request) {
+  TransferRequest(wire, request);
+  wire.Value(static_cast<std::uint32_t>(request.view.planes));
+}
+void GetRenderRequest(CWireReader& wire, SRenderRequest& request) {
+  TransferRequest(wire, request);
+  request.view.planes = static_cast<EPlaneChoice>(wire.Get<std::uint32_t>());
+}
+void PutAssociated(CWireWriter& wire, const std::vector<SAssociatedImage>& images) { TransferAssociated(wire, images); }
+void GetAssociated(CWireReader& wire, std::vector<SAssociatedImage>& images) { TransferAssociated(wire, images); }
+void PutPlate(CWireWriter& wire, const SPlate& plate) { TransferPlate(wire, plate); }
+void GetPlate(CWireReader& wire, SPlate& plate) { TransferPlate(wire, plate); }
 void PutMetadata(CWireWriter& wire, const SImageMetadata& metadata) { TransferMetadata(wire, metadata); }
 void GetMetadata(CWireReader& wire, SImageMetadata& metadata) { TransferMetadata(wire, metadata); }
 

@@ -24,6 +24,20 @@ std::uint32_t Packed(double r, double g, double b) {
   return byte(r) << 16 | byte(g) << 8 | byte(b);
 }
 
+constexpr std::size_t kMostClampedChannels = 3;
+constexpr std::size_t kBrightShare = 100;  // one pixel of so many may be white though it is not
+
+// The sum that is shown as white: not less than one channel's.
+std::uint32_t WhiteOf(const std::vector<std::uint16_t>& sums) {
+  std::vector<std::uint16_t> brightest(sums.size() / 3);
+  for (std::size_t i = 0; i < brightest.size(); ++i) {
+    brightest[i] = std::max({sums[3 * i], sums[3 * i + 1], sums[3 * i + 2]});
+  }
+  const auto last = brightest.end() - 1 - static_cast<std::ptrdiff_t>(brightest.size() / kBrightShare);
+  std::nth_element(brightest.begin(), last, brightest.end());
+  return std::max<std::uint32_t>(*last, 255);
+}
+
 }  // namespace
 
 std::uint32_t DefaultChannelColor(std::size_t index, std::size_t count) noexcept {
@@ -46,15 +60,18 @@ std::uint32_t WavelengthColor(double nanometres) noexcept {
 
 std::vector<std::uint8_t> CompositeChannels(std::span<const SDisplayChannel> channels, SSize size) {
   const std::size_t pixels = std::size_t{size.width} * size.height;
-  std::vector<std::uint8_t> rgb(pixels * 3);
+  std::vector<std::uint16_t> sums(pixels * 3);
   for (const SDisplayChannel& channel : channels) {
     const SLookupTable table = channel.table ? *channel.table : TableOfColor(channel.color);
     for (std::size_t i = 0; i < pixels; ++i) {
       const std::uint8_t* color = &table[3 * std::size_t{ToneMapped(channel.samples[i], channel.range)}];
-      for (std::size_t k = 0; k < 3; ++k) {
-        rgb[3 * i + k] = static_cast<std::uint8_t>(std::min(rgb[3 * i + k] + color[k], 255));
-      }
+      for (std::size_t k = 0; k < 3; ++k) sums[3 * i + k] = static_cast<std::uint16_t>(sums[3 * i + k] + color[k]);
     }
+  }
+  const std::uint32_t white = channels.size() > kMostClampedChannels ? WhiteOf(sums) : 255;
+  std::vector<std::uint8_t> rgb(pixels * 3);
+  for (std::size_t i = 0; i < rgb.size(); ++i) {
+    rgb[i] = static_cast<std::uint8_t>(std::min((sums[i] * 255u + white / 2) / white, 255u));
   }
   return rgb;
 }

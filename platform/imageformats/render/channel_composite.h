@@ -27,8 +27,10 @@ std::uint32_t DefaultChannelColor(std::size_t index, std::size_t count) noexcept
 // The colour closest to light of that wavelength (nanometres); 0 for values outside 380..780, which have none.
 std::uint32_t WavelengthColor(double nanometres) noexcept;
 
-// Adds the channels up in their colours, clamped at white. All have size.width * size.height samples. Returns R G B
-// bytes, tightly packed. No channels: black.
+// Adds the channels up in their colours. Up to three are clamped at white. More of them overlap so much that the sum is
+// dimmed: as far as is needed for all but the brightest hundredth of the pixels to stay below white. All have
+// size.width
+// * size.height samples. Returns R G B bytes, tightly packed. No channels: black.
 std::vector<std::uint8_t> CompositeChannels(std::span<const SDisplayChannel> channels, SSize size);
 
 }  // namespace imageformats

@@ -11,7 +11,9 @@ namespace {
 
 SDisplayRange RangeFor(const SAveragedPicture& averages, const SDisplaySettings& how) {
   const bool stretchable = how.model == EColorModel::kGrey || how.model == EColorModel::kRgb;
-  if (!how.stretch || !stretchable) return how.nominal;
+  const bool isDark = how.model == EColorModel::kGrey && averages.components == 1 && !how.inverted &&
+                      IsNearlyBlack(averages.samples, how.nominal);
+  if (!stretchable || (!how.stretch && !isDark)) return how.nominal;
   return PercentileRange(averages, ModelComponents(how.model), how.nominal);
 }
 

@@ -17,6 +17,7 @@ struct SDisplaySettings {
   // The values of no and of full intensity (or ink) as stored. Lab: not used, samples come on the scale of EColorModel.
   SDisplayRange nominal;
   // Grey and RGB: stretch between the percentiles instead of showing `nominal` (more than 8 significant bits, floats).
+  // Grey that would be nearly black is stretched whatever this says.
   bool stretch = false;
   // Grey: the lowest value is white (TIFF WhiteIsZero). RGB and CMYK: stored inverted.
   bool inverted = false;

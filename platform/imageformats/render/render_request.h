@@ -6,6 +6,9 @@ namespace imageformats {
 
 inline constexpr std::uint32_t kAllChannels = 0xFFFFFFFFu;
 
+// The stage position that the file shows by itself: its first, or the opened file's own.
+inline constexpr std::uint32_t kOwnPosition = 0xFFFFFFFFu;
+
 // What the overview shows of a picture's z planes. A projection is made of the reduced planes: its pixels are the
 // greatest, or the mean, of the planes' averages there.
 enum class EPlaneChoice : std::uint32_t { kMiddle, kFirst, kLast, kGiven, kMaximum, kMean };
@@ -15,7 +18,7 @@ struct SViewChoice {
   EPlaneChoice planes = EPlaneChoice::kMiddle;
   std::uint32_t z = 0;                    // of kGiven, from 0
   std::uint32_t t = 0;                    // time point, from 0
-  std::uint32_t position = 0;             // stage position, from 0
+  std::uint32_t position = kOwnPosition;  // stage position, from 0
   std::uint32_t channels = kAllChannels;  // mask, bit n is channel n; channels from 32 on are always shown
   bool stretchTogether = false;           // one range for all channels, so that their intensities compare
   friend bool operator==(const SViewChoice&, const SViewChoice&) = default;

@@ -26,6 +26,10 @@ SDisplayRange Widened(const SDisplayRange& nominal, double value) {
 
 }  // namespace
 
+bool Differ(double low, double high) noexcept {
+  return std::fabs(high - low) > 1e-6 * std::max(std::fabs(low), std::fabs(high));
+}
+
 SDisplayRange NominalRange(std::uint32_t significantBits) noexcept {
   return {0.0, std::ldexp(1.0, static_cast<int>(std::clamp<std::uint32_t>(significantBits, 1, 64))) - 1.0};
 }
@@ -40,10 +44,10 @@ SDisplayRange PercentileRange(std::span<const float> samples, std::size_t first,
   std::nth_element(finite.begin(), low, finite.end());
   const float lowValue = *low;  // the second selection moves it
   std::nth_element(low, high, finite.end());
-  if (lowValue < *high) return {lowValue, *high};
+  if (Differ(lowValue, *high)) return {lowValue, *high};
   // Fewer than 0.1 % of the pixels differ from the rest: they are what there is to see.
   const auto [least, most] = std::minmax_element(finite.begin(), finite.end());
-  if (*least < *most) return {*least, *most};
+  if (Differ(*least, *most)) return {*least, *most};
   return Widened(nominal, *least);
 }
 
@@ -54,6 +58,13 @@ SDisplayRange PercentileRange(const SAveragedPicture& picture, std::uint32_t com
     all = {std::min(all.low, one.low), std::max(all.high, one.high)};
   }
   return all;
+}
+
+bool IsNearlyBlack(std::span<const float> samples, const SDisplayRange& nominal) noexcept {
+  const float limit = static_cast<float>(nominal.low + (nominal.high - nominal.low) / 6.0);
+  const auto isDark = [=](float value) { return !(value >= limit); };
+  const auto differs = [&](float value) { return Differ(samples.front(), value); };
+  return std::all_of(samples.begin(), samples.end(), isDark) && std::any_of(samples.begin(), samples.end(), differs);
 }
 
 float Normalised(float value, const SDisplayRange& range) noexcept {

@@ -14,6 +14,9 @@ struct SDisplayRange {
   double high = 255.0;
 };
 
+// Whether two averages differ by more than what rounding makes of equal samples.
+bool Differ(double low, double high) noexcept;
+
 // 0 and the largest value of `significantBits`.
 SDisplayRange NominalRange(std::uint32_t significantBits) noexcept;
 
@@ -23,6 +26,10 @@ SDisplayRange PercentileRange(std::span<const float> samples, std::size_t first,
                               const SDisplayRange& nominal);
 // One range for all components of a picture, so that colours keep their hue: the widest of the components'.
 SDisplayRange PercentileRange(const SAveragedPicture& picture, std::uint32_t components, const SDisplayRange& nominal);
+
+// Whether samples that are shown on `nominal` would be nearly black: they differ, and none reaches a sixth of white.
+// Masks of 0 and 1 are such pictures.
+bool IsNearlyBlack(std::span<const float> samples, const SDisplayRange& nominal) noexcept;
 
 // 0..1 within the range, clamped; NaN is black.
 float Normalised(float value, const SDisplayRange& range) noexcept;

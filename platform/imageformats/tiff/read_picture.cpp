@@ -1,10 +1,9 @@
 #include "platform/imageformats/tiff/read_picture.h"
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
 
 #include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/planes/picture_samples.h"
 #include "platform/imageformats/tiff/rows/convert_blocks.h"
 
 namespace imageformats::tiff {
@@ -18,32 +17,14 @@ class CExtremesSink final : public IPixelSink {
   void Add(std::uint32_t, std::uint32_t, std::uint32_t width, std::uint32_t height, const std::uint8_t* rows,
            std::size_t stride) override {
     for (std::uint32_t y = 0; y < height; ++y, rows += stride) {
-      const std::size_t samples = std::size_t{width} * m_pixelFormat.components;
-      if (m_pixelFormat.type == ESampleType::kF64) {
-        Include(reinterpret_cast<const double*>(rows), samples);
-      } else {
-        Include(reinterpret_cast<const float*>(rows), samples);
-      }
+      m_extremes.Include(m_pixelFormat.type, rows, std::size_t{width} * m_pixelFormat.components);
     }
   }
-  SDisplayRange Range() const noexcept {
-    return m_range.low < m_range.high ? m_range : SDisplayRange{m_range.high, m_range.high + 1.0};
-  }
+  SDisplayRange Range() const noexcept { return m_extremes.Range(); }
 
  private:
-  template <class T>
-  void Include(const T* samples, std::size_t count) noexcept {
-    for (std::size_t i = 0; i < count; ++i) {
-      const double value = static_cast<double>(samples[i]);
-      if (!std::isfinite(value)) continue;
-      if (!m_any) m_range = {value, value};
-      m_any = true;
-      m_range = {std::min(m_range.low, value), std::max(m_range.high, value)};
-    }
-  }
   SPixelFormat m_pixelFormat;
-  SDisplayRange m_range{0.0, 0.0};
-  bool m_any = false;
+  CSampleExtremes m_extremes;
 };
 
 // Brings samples to the 8 or 16 bits of the picture and places them.
@@ -53,8 +34,7 @@ class CPictureSink final : public IPixelSink {
                SQvPicBuf& picture, CRenderGuard& guard)
       : m_pixelFormat(pixelFormat),
         m_size(page.Size()),
-        m_shift(page.bits - std::min(page.bits, 16u)),
-        m_range(range),
+        m_samples(pixelFormat.type, page.bits, range),
         m_placement(page.Size(), page.orientation, std::size_t{pixelFormat.components} * (picture.bpc / 8),
                     picture.data, picture.widthBytes) {
     const bool lab = pixelFormat.model == EColorModel::kLab;
@@ -76,50 +56,24 @@ class CPictureSink final : public IPixelSink {
   const void* Converted(const std::uint8_t* row, std::uint32_t pixels) {
     const std::size_t samples = std::size_t{pixels} * m_pixelFormat.components;
     if (m_lab) return LabRow(row, pixels);
-    switch (m_pixelFormat.type) {
-      case ESampleType::kU8:
-        if (!m_pixelFormat.inverted) return row;
-        return Map<std::uint8_t, std::uint8_t>(row, samples, [](std::uint8_t v) { return 255 - v; });
-      case ESampleType::kU16: {
-        if (!m_pixelFormat.inverted) return row;
-        const auto most = static_cast<std::uint32_t>(m_pixelFormat.nominal.high);
-        return Map<std::uint16_t, std::uint16_t>(row, samples,
-                                                 [=](std::uint32_t v) { return v < most ? most - v : 0; });
-      }
-      case ESampleType::kI8:
-        return Map<std::int8_t, std::uint8_t>(row, samples, [](int v) { return v + 128; });
-      case ESampleType::kI16:
-        return Map<std::int16_t, std::uint16_t>(row, samples, [](int v) { return v + 32768; });
-      case ESampleType::kU32:
-        return Map<std::uint32_t, std::uint16_t>(row, samples, [this](std::uint32_t v) { return v >> m_shift; });
-      case ESampleType::kI32:
-        return Map<std::int32_t, std::uint16_t>(row, samples,
-                                                [this](std::int32_t v) { return (v >> m_shift) + 32768; });
-      case ESampleType::kU64:
-        return Map<std::uint64_t, std::uint16_t>(row, samples, [this](std::uint64_t v) { return v >> m_shift; });
-      case ESampleType::kI64:
-        return Map<std::int64_t, std::uint16_t>(row, samples,
-                                                [this](std::int64_t v) { return (v >> m_shift) + 32768; });
-      case ESampleType::kF32:
-        return Map<float, std::uint16_t>(row, samples, [this](float v) { return Scaled(static_cast<double>(v)); });
-      case ESampleType::kF64:
-        return Map<double, std::uint16_t>(row, samples, [this](double v) { return Scaled(v); });
+    if (!m_pixelFormat.inverted) return m_samples.Convert(row, samples);
+    if (m_pixelFormat.type == ESampleType::kU8) {
+      return Map<std::uint8_t>(row, samples, [](std::uint8_t v) { return 255 - v; });
     }
-    return row;
+    if (m_pixelFormat.type == ESampleType::kU16) {
+      const auto most = static_cast<std::uint32_t>(m_pixelFormat.nominal.high);
+      return Map<std::uint16_t>(row, samples, [=](std::uint32_t v) { return v < most ? most - v : 0; });
+    }
+    return m_samples.Convert(row, samples);
   }
 
-  template <class From, class To, class Function>
+  template <class T, class Function>
   const void* Map(const std::uint8_t* row, std::size_t samples, Function&& function) {
-    m_row.resize(samples * sizeof(To));
-    const auto* from = reinterpret_cast<const From*>(row);
-    auto* to = reinterpret_cast<To*>(m_row.data());
-    for (std::size_t i = 0; i < samples; ++i) to[i] = static_cast<To>(function(from[i]));
+    m_row.resize(samples * sizeof(T));
+    const auto* from = reinterpret_cast<const T*>(row);
+    auto* to = reinterpret_cast<T*>(m_row.data());
+    for (std::size_t i = 0; i < samples; ++i) to[i] = static_cast<T>(function(from[i]));
     return m_row.data();
-  }
-
-  std::uint16_t Scaled(double value) const noexcept {
-    const double share = (value - m_range.low) / (m_range.high - m_range.low);
-    return share > 0.0 ? static_cast<std::uint16_t>(std::min(share, 1.0) * 65535.0 + 0.5) : std::uint16_t{0};
   }
 
   const void* LabRow(const std::uint8_t* row, std::uint32_t pixels) {
@@ -137,8 +91,7 @@ class CPictureSink final : public IPixelSink {
 
   const SPixelFormat m_pixelFormat;
   const SSize m_size;
-  const std::uint32_t m_shift;  // of integers of more than 16 bits
-  const SDisplayRange m_range;
+  CPictureSamples m_samples;
   const COrientedPlacement m_placement;
   std::unique_ptr<CColorTransform> m_lab;
   std::vector<float> m_labRow;

@@ -3,135 +3,150 @@
 #include <algorithm>
 
 #include "platform/imageformats/base/format_error.h"
-#include "platform/imageformats/render/channel_composite.h"
-#include "platform/imageformats/render/display.h"
+#include "platform/imageformats/planes/plane_stack.h"
+#include "platform/imageformats/tiff/dataset/plane_locator.h"
 #include "platform/imageformats/tiff/directory/pyramid.h"
 #include "platform/imageformats/tiff/rows/reduce_page.h"
 
 namespace imageformats::tiff {
 namespace {
 
-// Reduces the plane from the smallest of its levels that has the wanted pixels.
-SReducedPage ReducePlane(STiffFile& file, SDataset::EKind kind, const SPlane& plane, const SPage& page,
-                         SReduceRequest request, CRenderGuard& guard) {
-  std::vector<SIfdSummary> levels = plane.levels;
-  const std::vector<SIfdSummary> below = SubIfdLevels(*file.input, page);
-  levels.insert(levels.end(), below.begin(), below.end());
-  const SSize wanted = ReducedSize(page.Size(), request.displayed, page.orientation);
-  const std::uint64_t level = ChooseLevel(page, levels, wanted);
-  request.orientation = page.orientation;
-  request.dataOffset = plane.dataOffset;
-  if (level == page.offset) return ReducePage(file.handle, page, request, guard);
-  return ReducePage(file.handle, ReadDatasetPage(file, kind, level), request, guard);
-}
-
-void RenderPicture(CFileSet& files, const SDataset& dataset, const SReduceRequest& request, SQvPicBuf& picture,
-                   CRenderGuard& guard) {
-  const SPage& page = dataset.page;
-  STiffFile& file = files.File(dataset.mainPlane.file);
-  const SReducedPage reduced = ReducePlane(file, dataset.kind, dataset.mainPlane, page, request, guard);
-  SDisplaySettings show;
-  show.model = reduced.pixelFormat.model;
-  show.nominal = reduced.pixelFormat.nominal;
-  show.stretch = reduced.pixelFormat.stretch;
-  show.inverted = reduced.pixelFormat.inverted;
-  show.profile = page.profile;
-  show.orientation = page.orientation;
-  DisplayAverages(reduced.averages, show, picture);
-}
-
-// The range that the author left a picture with is kept while it still shows it: neither mostly black nor mostly
-// saturated. `full` is what the values span.
-bool ShowsPicture(const SDisplayRange& range, const SDisplayRange& full) noexcept {
-  const double span = full.high - full.low, width = range.high - range.low;
-  return width >= 0.25 * span && width <= 1.6 * span && range.low >= full.low - 0.6 * span &&
-         range.low <= full.low + 0.5 * span && range.high >= full.low + 0.3 * span;
-}
-
-SDisplayRange ChooseRange(const SOverviewChannel& channel, const SPixelFormat& pixelFormat,
-                          const std::vector<float>& samples) {
-  const SDisplayRange full = PercentileRange(samples, 0, 1, pixelFormat.nominal);
-  if (channel.range && ShowsPicture(*channel.range, full)) return *channel.range;
-  return pixelFormat.stretch ? full : pixelFormat.nominal;
-}
-
 bool SamePlane(const SPlane& a, const SPlane& b) noexcept {
   return a.file == b.file && a.directory == b.directory && a.dataOffset == b.dataOffset;
 }
 
-bool IsWanted(std::size_t channel, std::uint32_t mask) noexcept {
-  return channel >= kMaxOverviewChannels || (mask >> channel & 1) != 0;
-}
+// The page or level to decode, and how.
+struct SPlaneSource {
+  STiffFile& file;
+  SPage page;
+  SReduceRequest request;
+};
 
-// The wanted channels, those of one plane decoded together.
-class CChannelRenderer {
+// The planes of a dataset; channels that lie in one are decoded together.
+class CTiffPlanes final : public IPlaneReader {
  public:
-  CChannelRenderer(CFileSet& files, const SDataset& dataset, const SReduceRequest& request, CRenderGuard& guard)
-      : m_files(files), m_dataset(dataset), m_request(request), m_guard(guard) {}
+  CTiffPlanes(CFileSet& files, const SDataset& dataset, const SPlaneStack& stack, bool fast)
+      : m_files(files), m_dataset(dataset), m_stack(stack), m_fast(fast) {}
 
-  void Render(std::uint32_t mask, SQvPicBuf& picture) {
-    const std::vector<SOverviewChannel>& channels = m_dataset.channels;
+  SAveragedPicture Average(const SPlaneIndex& plane, SSize reduced, CRenderGuard& guard) override {
+    if (!m_dataset.channels.empty()) return AverageChannels(plane, {{plane.channel}}, reduced, guard).front();
+    SPlaneSource source = Source(Locate(plane), {}, reduced);
+    return ReducePage(source.file.handle, source.page, source.request, guard).averages;
+  }
+
+  std::vector<SAveragedPicture> AverageChannels(const SPlaneIndex& plane, std::span<const std::uint32_t> channels,
+                                                SSize reduced, CRenderGuard& guard) override {
+    std::vector<SAveragedPicture> averages;
     for (std::size_t first = 0; first < channels.size();) {
-      std::vector<std::size_t> group;
+      const SPlane place = Locate(WithChannel(plane, channels[first]));
+      std::vector<std::uint32_t> samples;
       std::size_t next = first;
-      for (; next < channels.size() && SamePlane(channels[next].plane, channels[first].plane); ++next) {
-        if (IsWanted(next, mask)) group.push_back(next);
+      for (; next < channels.size() && SamePlane(Locate(WithChannel(plane, channels[next])), place); ++next) {
+        samples.push_back(m_dataset.channels[channels[next]].sample);
       }
-      if (!group.empty()) AddGroup(group);
+      SPlaneSource source = Source(place, samples, reduced);
+      AddChannels(ReducePage(source.file.handle, source.page, source.request, guard), &averages);
       first = next;
     }
-    if (m_displayed.empty()) m_size = {1, 1};
-    OrientAndFitRgb(CompositeChannels(m_displayed, m_size), m_size, m_dataset.page.orientation, picture);
+    return averages;
+  }
+
+  SAveragedPicture Sample(const SPlaneIndex& plane, SSize reduced, CRenderGuard& guard) override {
+    std::vector<std::uint32_t> samples;
+    if (!m_dataset.channels.empty()) samples.push_back(m_dataset.channels[plane.channel].sample);
+    SPlaneSource source = Source(Locate(plane), samples, reduced);
+    return SamplePage(source.file.handle, source.page, source.request, guard);
   }
 
  private:
-  void AddGroup(const std::vector<std::size_t>& group) {
-    const SPlane& plane = m_dataset.channels[group.front()].plane;
-    STiffFile& file = m_files.File(plane.file);
-    SReduceRequest request = m_request;
-    for (const std::size_t index : group) request.channels.push_back(m_dataset.channels[index].sample);
-    SPage page = ReadDatasetPage(file, m_dataset.kind, plane.directory);
-    page.orientation = m_dataset.page.orientation;
-    const SReducedPage reduced = ReducePlane(file, m_dataset.kind, plane, page, request, m_guard);
-    if (!m_displayed.empty() && reduced.averages.size != m_size) throw CDamagedError("The channels differ in size");
-    m_size = reduced.averages.size;
-    for (std::size_t k = 0; k < group.size(); ++k) AddChannel(group[k], reduced, k);
+  static SPlaneIndex WithChannel(SPlaneIndex plane, std::uint32_t channel) noexcept {
+    plane.channel = channel;
+    return plane;
   }
 
-  void AddChannel(std::size_t index, const SReducedPage& reduced, std::size_t component) {
-    const SOverviewChannel& channel = m_dataset.channels[index];
-    const std::size_t step = reduced.averages.components;
-    SDisplayChannel displayed;
-    displayed.samples.reserve(reduced.averages.samples.size() / step);
-    for (std::size_t i = component; i < reduced.averages.samples.size(); i += step) {
-      const float value = reduced.averages.samples[i];
-      displayed.samples.push_back(
-          reduced.pixelFormat.inverted ? static_cast<float>(reduced.pixelFormat.nominal.high) - value : value);
+  // The planes of the overview are known; the others are looked for when they are first wanted.
+  SPlane Locate(SPlaneIndex index) {
+    const bool isPicture = m_dataset.channels.empty();
+    const bool isOwn = index.z == std::min(m_stack.ownZ.value_or(m_stack.sizeZ / 2), m_stack.sizeZ - 1) &&
+                       index.t == 0 && index.position == m_stack.ownPosition;
+    if (isOwn) return isPicture ? m_dataset.mainPlane : m_dataset.channels[index.channel].plane;
+    if (!m_locator) m_locator = NewPlaneLocator(m_files, m_dataset);
+    index.channel = isPicture ? 0 : m_dataset.channels[index.channel].planeNumber;
+    return m_locator->Locate(index);
+  }
+
+  // From the smallest of the plane's levels that has the wanted pixels.
+  SPlaneSource Source(const SPlane& plane, std::vector<std::uint32_t> samples, SSize reduced) {
+    STiffFile& file = m_files.File(plane.file);
+    const bool isMain = SamePlane(plane, m_dataset.mainPlane);
+    SPage page = isMain ? m_dataset.page : ReadDatasetPage(file, plane.directory);
+    page.orientation = m_dataset.page.orientation;
+    SReduceRequest request;
+    request.displayed = DisplayedSize(reduced, page.orientation);
+    request.orientation = page.orientation;
+    request.fast = m_fast;
+    request.dataOffset = plane.dataOffset;
+    request.channels = std::move(samples);
+    std::vector<SIfdSummary> levels = plane.levels;
+    const std::vector<SIfdSummary> below = SubIfdLevels(*file.input, page);
+    levels.insert(levels.end(), below.begin(), below.end());
+    const std::uint64_t level = ChooseLevel(page, levels, reduced);
+    if (level != page.offset) page = ReadDatasetPage(file, level);
+    return {file, std::move(page), std::move(request)};
+  }
+
+  static void AddChannels(const SReducedPage& page, std::vector<SAveragedPicture>* averages) {
+    const std::vector<float>& from = page.averages.samples;
+    const std::size_t step = page.averages.components;
+    for (std::size_t k = 0; k < step; ++k) {
+      SAveragedPicture& channel = averages->emplace_back(SAveragedPicture{page.averages.size, 1, {}});
+      channel.samples.reserve(from.size() / step);
+      for (std::size_t i = k; i < from.size(); i += step) {
+        const auto high = static_cast<float>(page.pixelFormat.nominal.high);
+        channel.samples.push_back(page.pixelFormat.inverted ? high - from[i] : from[i]);
+      }
     }
-    displayed.range = ChooseRange(channel, reduced.pixelFormat, displayed.samples);
-    displayed.table = channel.table;
-    displayed.color = DisplayColor(m_dataset.channels, index);
-    m_displayed.push_back(std::move(displayed));
   }
 
   CFileSet& m_files;
   const SDataset& m_dataset;
-  const SReduceRequest& m_request;
-  CRenderGuard& m_guard;
-  std::vector<SDisplayChannel> m_displayed;
-  SSize m_size;
+  const SPlaneStack& m_stack;
+  const bool m_fast;
+  std::unique_ptr<IPlaneLocator> m_locator;
 };
+
+SPlaneStack StackOf(const SDataset& dataset) {
+  const SPage& page = dataset.page;
+  std::vector<std::uint32_t> samples;
+  if (!dataset.channels.empty()) samples.push_back(dataset.channels.front().sample);
+  const SPixelFormat pixelFormat = CRowConverter(page, DecodedLayoutOf(page), samples).PixelFormat();
+  SPlaneStack stack;
+  stack.size = page.Size();
+  stack.orientation = page.orientation;
+  stack.sizeZ = dataset.shownZ;
+  stack.sizeT = dataset.sizeT;
+  stack.positions = dataset.positions;
+  stack.ownZ = dataset.ownZ;
+  const auto& positions = dataset.omePositions;
+  const auto own = std::find(positions.begin(), positions.end(), dataset.omeImage);
+  if (own != positions.end()) stack.ownPosition = static_cast<std::uint32_t>(own - positions.begin());
+  stack.channels = StackChannels(dataset);
+  stack.nominal = pixelFormat.nominal;
+  stack.stretch = pixelFormat.stretch;
+  stack.model = pixelFormat.model;
+  stack.inverted = pixelFormat.inverted;
+  stack.profile = page.profile;
+  return stack;
+}
 
 }  // namespace
 
 void RenderOverview(CFileSet& files, const SDataset& dataset, const SRenderRequest& wanted, SQvPicBuf& picture,
                     CRenderGuard& guard) {
-  SReduceRequest request;
-  request.displayed = {wanted.width, wanted.height};
-  request.orientation = dataset.page.orientation;
-  request.fast = wanted.fast;
-  if (dataset.channels.empty()) return RenderPicture(files, dataset, request, picture, guard);
-  CChannelRenderer(files, dataset, request, guard).Render(wanted.channels, picture);
+  if (const std::string why = UnsupportedReason(dataset.page); !why.empty()) throw CUnsupportedError(why);
+  const SPlaneStack stack = StackOf(dataset);
+  CTiffPlanes planes(files, dataset, stack, wanted.fast);
+  RenderPlanes(stack, planes, wanted, picture, guard);
 }
 
 }  // namespace imageformats::tiff

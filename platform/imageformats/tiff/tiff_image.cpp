@@ -2,8 +2,11 @@
 
 #include <algorithm>
 
+#include "platform/imageformats/tiff/associated_images.h"
+#include "platform/imageformats/tiff/dataset/companion.h"
 #include "platform/imageformats/tiff/description/describe.h"
 #include "platform/imageformats/tiff/directory/tags.h"
+#include "platform/imageformats/tiff/plate_of_dataset.h"
 #include "platform/imageformats/tiff/read_picture.h"
 #include "platform/imageformats/tiff/render_overview.h"
 #include "platform/imageformats/tiff/rows/row_converter.h"
@@ -44,9 +47,9 @@ std::uint32_t PixelType(ESampleFormat format) noexcept {
 
 // Frames: pictures with all their channels.
 std::uint32_t SequenceCount(const SDataset& dataset) noexcept {
-  const std::uint64_t positions = std::max<std::size_t>(dataset.omePositions.size(), 1);
-  const std::uint64_t frames = CRenderGuard::Multiply(std::uint64_t{dataset.sizeZ} * dataset.sizeT, positions);
-  const std::uint64_t count = dataset.kind == SDataset::EKind::kPlain ? dataset.pages : frames;
+  const std::uint64_t frames = CRenderGuard::Multiply(std::uint64_t{dataset.sizeZ} * dataset.sizeT, dataset.positions);
+  const bool isSequence = dataset.kind == SDataset::EKind::kPlain && !dataset.hasPageAxes;
+  const std::uint64_t count = isSequence ? dataset.pages.size() : frames;
   return static_cast<std::uint32_t>(std::min<std::uint64_t>(count, 0xFFFFFFFFu));
 }
 
@@ -96,7 +99,7 @@ bool HasThumbnailTag(STiffFile& file) {
 }  // namespace
 
 CTiffImage::CTiffImage(std::shared_ptr<const CInput> input)
-    : m_files(std::move(input)),
+    : m_files(OpenFileSet(std::move(input))),
       m_dataset(OpenDataset(m_files)),
       m_info(DescribePage(m_dataset)),
       m_hasCustomTags(HasThumbnailTag(m_files.Main())) {}
@@ -118,6 +121,18 @@ bool CTiffImage::CustomTag(const CQvStringW& name, CQvByteArray& bytes) {
   if (value.empty()) return false;
   bytes.SetData(value.data(), value.size(), 0, 0);
   return true;
+}
+
+std::vector<SAssociatedImage> CTiffImage::AssociatedImages() { return ListAssociated(m_files, m_dataset); }
+
+void CTiffImage::RenderAssociated(const std::string& name, SQvPicBuf& picture, CRenderGuard& guard) {
+  RenderAssociatedImage(m_files, m_dataset, name, picture, guard);
+}
+
+std::optional<SPlate> CTiffImage::Plate() { return PlateOfDataset(m_files, m_dataset); }
+
+void CTiffImage::RenderWell(std::uint32_t well, SQvPicBuf& picture, CRenderGuard& guard) {
+  RenderWellOfDataset(m_files, m_dataset, well, picture, guard);
 }
 
 SImageMetadata CTiffImage::Metadata() { return DescribeDataset(m_files, m_dataset, m_info); }

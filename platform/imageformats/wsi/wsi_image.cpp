@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/imageformats/base/text.h"
+#include "platform/imageformats/base/units.h"
 #include "platform/imageformats/codec/exif.h"
 #include "platform/imageformats/render/display.h"
 #include "platform/imageformats/wsi/slide_bytes.h"
@@ -89,6 +90,26 @@ void CSlide::ReadRegion(std::uint32_t* pixels, std::int32_t level, std::uint32_t
   Check();
 }
 
+std::vector<SAssociatedImage> CSlide::AssociatedImages() const {
+  constexpr std::int64_t kMaxSide = 1 << 16;
+  std::vector<SAssociatedImage> images;
+  const char* const* names = openslide_get_associated_image_names(m_handle.get());
+  Check();
+  for (; names != nullptr && *names != nullptr; ++names) {
+    std::int64_t width = 0, height = 0;
+    openslide_get_associated_image_dimensions(m_handle.get(), *names, &width, &height);
+    Check();
+    if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide) continue;
+    images.push_back({*names, {static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)}});
+  }
+  return images;
+}
+
+void CSlide::ReadAssociated(const std::string& name, std::uint32_t* pixels) {
+  openslide_read_associated_image(m_handle.get(), name.c_str(), pixels);
+  Check();
+}
+
 CWsiImage::CWsiImage(std::shared_ptr<const CInput> input)
     : m_input(std::move(input)), m_slide(m_input), m_bytes(SlideBytes(*m_input)), m_info(InfoOf(m_slide)) {}
 
@@ -147,12 +168,31 @@ void CWsiImage::Render(const SRenderRequest& request, SQvPicBuf& picture, CRende
   DisplayAverages(reducer.Finish(), SDisplaySettings{}, picture);
 }
 
+void CWsiImage::RenderAssociated(const std::string& name, SQvPicBuf& picture, CRenderGuard& guard) {
+  const std::vector<SAssociatedImage> images = m_slide.AssociatedImages();
+  const auto found =
+      std::find_if(images.begin(), images.end(), [&](const SAssociatedImage& image) { return image.name == name; });
+  Require(found != images.end(), "The slide holds no such image");
+  const SSize size = found->size;
+  guard.CheckPixels(size.width, size.height);
+  const std::uint64_t pixels = std::uint64_t{size.width} * size.height;
+  std::vector<std::uint32_t> argb = guard.NewVector<std::uint32_t>(pixels);
+  std::vector<std::uint8_t> rgb = guard.NewVector<std::uint8_t>(pixels * 3);
+  m_slide.ReadAssociated(name, argb.data());
+  guard.CheckTime();
+  BlendArgbOverWhite(argb.data(), static_cast<std::size_t>(pixels), rgb.data());
+  const SSize reduced = ReducedSize(size, {picture.width, picture.height}, EOrientation::kTopLeft);
+  CAreaReducer reducer(size, reduced, 3, ESampleType::kU8, guard);
+  reducer.AddBand(0, 0, size.width, size.height, rgb.data(), std::size_t{size.width} * 3);
+  DisplayAverages(reducer.Finish(), SDisplaySettings{}, picture);
+}
+
 SImageMetadata CWsiImage::Metadata() {
   SImageMetadata metadata = PlainMetadata(m_info, "Whole slide", 3);
   metadata.picture.planes.planes.front().modality = kQvModalityBrightfield;
   metadata.text.description = TextOf(m_slide.Property(OPENSLIDE_PROPERTY_NAME_COMMENT));
   metadata.text.info1 = TextOf(m_slide.Property(OPENSLIDE_PROPERTY_NAME_VENDOR));
-  const double x = m_slide.NumberProperty(OPENSLIDE_PROPERTY_NAME_MPP_X);
+  const double x = PlausibleLength(m_slide.NumberProperty(OPENSLIDE_PROPERTY_NAME_MPP_X));
   const double y = m_slide.NumberProperty(OPENSLIDE_PROPERTY_NAME_MPP_Y);
   if (x > 0.0) metadata.calibration = metadata.picture.calibration = x;
   if (x > 0.0 && y > 0.0) metadata.aspect = y / x;

@@ -22,6 +22,10 @@ class CSlide {
   // Empty when the slide has no such property.
   std::string Property(const std::string& name) const;
   double NumberProperty(const std::string& name) const;  // 0 when missing or no number
+  // What lies in the file beside the slide.
+  std::vector<SAssociatedImage> AssociatedImages() const;
+  // Premultiplied ARGB of all of it, native words.
+  void ReadAssociated(const std::string& name, std::uint32_t* pixels);
   // Premultiplied ARGB, native words; x and y in pixels of the level.
   void ReadRegion(std::uint32_t* pixels, std::int32_t level, std::uint32_t x, std::uint32_t y, SSize size);
 
@@ -43,6 +47,8 @@ class CWsiImage final : public COpenedImage {
   std::uint64_t SourceBytes() const override { return m_bytes; }
   void Read(SQvPicBuf& picture, CRenderGuard& guard) override;
   void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) override;
+  std::vector<SAssociatedImage> AssociatedImages() override { return m_slide.AssociatedImages(); }
+  void RenderAssociated(const std::string& name, SQvPicBuf& picture, CRenderGuard& guard) override;
   SImageMetadata Metadata() override;
 
  private:

@@ -42,7 +42,7 @@ TEST_F(ManagerTest, CodecsAreFoundByName) {
     ASSERT_EQ(manager->GetCodecByName(name, codec.Out()), kQvOk) << name;
   }
   IQvImageCodec* codec = nullptr;
-  for (const char* name : {"jpg", "BMP", ""}) EXPECT_EQ(manager->GetCodecByName(name, &codec), kQvFailure) << name;
+  for (const char* name : {"jpg", "XYZ", ""}) EXPECT_EQ(manager->GetCodecByName(name, &codec), kQvFailure) << name;
   EXPECT_EQ(codec, nullptr);
   EXPECT_FALSE(manager->GetErrorText().IsEmpty());
   EXPECT_EQ(manager->GetCodecByName("JPG", nullptr), kQvFailure);
@@ -61,7 +61,7 @@ TEST_F(ManagerTest, TheContentChoosesTheCodec) {
 }
 
 TEST_F(ManagerTest, WhatIsNoImageIsRefusedWithAReason) {
-  EXPECT_FALSE(CodecFor(folder.MakeFileWide("notes.tif", BytesOf("Meeting at ten."))));
+  EXPECT_FALSE(CodecFor(folder.MakeFileWide("notes.tif", BytesOf("\x01Meeting at ten."))));
   EXPECT_EQ(manager->GetErrorText(), CQvStringW(L"The file is not an image of a known format"));
   EXPECT_FALSE(CodecFor(folder.MakeFileWide("empty.jpg", SFileBytes{})));
   EXPECT_EQ(manager->GetErrorText(), CQvStringW(L"The file is empty"));
@@ -71,6 +71,53 @@ TEST_F(ManagerTest, WhatIsNoImageIsRefusedWithAReason) {
   EXPECT_FALSE(manager->GetErrorText().IsEmpty());
   EXPECT_TRUE(CodecFor(folder.MakeFileWide("good.jpg", jpeg)));
   EXPECT_TRUE(manager->GetErrorText().IsEmpty());
+}
+
+// The signature at its place, and nothing else.
+SFileBytes SignedFile(std::size_t place, const std::string& signature) {
+  SFileBytes bytes(place, 0);
+  bytes.insert(bytes.end(), signature.begin(), signature.end());
+  bytes.resize(bytes.size() + 600, 1);
+  return bytes;
+}
+
+TEST_F(ManagerTest, AFormatThatIsNotReadIsNamed) {
+  using std::string_literals::operator""s;
+  const struct {
+    SFileBytes bytes;
+    const wchar_t* reason;
+  } cases[] = {
+      {SignedFile(0, "\x89HDF\r\n\x1A\n"), L"The file is an HDF5 file; not supported"},
+      {SignedFile(0, "%PDF-1.7"), L"The file is a PDF document; not supported"},
+      {SignedFile(0, "8BPS"), L"The file is a PSD file; not supported"},
+      {SignedFile(257, "ustar"), L"The file is a TAR archive; not supported"},
+      {SignedFile(0, "RIFF\x24\0\0\0AVI "s), L"The file is an AVI film; not supported"},
+      {SignedFile(0,
+                  "\0\0\0\x20"
+                  "ftypisom"s),
+       L"The file is an MP4 film; not supported"},
+      {SignedFile(0, "\x93NUMPY"), L"The file is a NumPy file; not supported"},
+      {SignedFile(0, "MATLAB 5.0 MAT-file"), L"The file is a MATLAB file; not supported"},
+      {SignedFile(0, "v/1\x01"), L"The file is an OpenEXR file; not supported"},
+      {BytesOf("Meeting at ten."), L"The file is a text; not supported"},
+      {BytesOf("<?xml version=\"1.0\"?><plate/>"), L"The file is an XML document; not supported"},
+      {BytesOf("<svg xmlns=\"http://www.w3.org/2000/svg\"/>"), L"The file is an SVG drawing; not supported"},
+      {BytesOf("<!DOCTYPE html><html></html>"), L"The file is an HTML page; not supported"},
+      {BytesOf("{\"a\": 2}"), L"The file is a JSON document; not supported"},
+      {BytesOf("version https://git-lfs.github.com/spec/v1\noid sha256:12\nsize 5\n"),
+       L"The file is a Git LFS pointer: the image itself was not fetched"},
+      {SFileBytes(700, 0), L"The file begins with nothing but zeros"},
+  };
+  for (const auto& [bytes, reason] : cases) {
+    CQvRef<IQvImageCodec> codec;
+    EXPECT_EQ(manager->GetCodecForFile(folder.MakeFileWide("file.tif", bytes), codec.Out()), kQvFailure);
+    EXPECT_EQ(manager->GetErrorText(), CQvStringW(reason));
+  }
+  SFileBytes tga(700, 7);
+  const std::string footer = "TRUEVISION-XFILE.\0"s;
+  tga.insert(tga.end(), footer.begin(), footer.end());
+  EXPECT_FALSE(CodecFor(folder.MakeFileWide("file.tga", tga)));
+  EXPECT_EQ(manager->GetErrorText(), CQvStringW(L"The file is a TGA file; not supported"));
 }
 
 TEST_F(ManagerTest, TheManagerSaysWhyASourceFailed) {

@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "imageformats/iqvimageformatmanager.h"
+#include "imageformats/iqvimageviewsettings.h"
+#include "system/qvref.h"
 #include "system/qvrtti.h"
 #include "system/qvstatus.h"
 
@@ -29,6 +31,32 @@ TEST_F(RegistrationTest, TheRegistryFindsTheClass) {
   EXPECT_EQ(entry.registration.parents[0], CQvStringW(L"IQvImageFormatManager"));
   for (int i = 1; i < SQvRTTIClass::kParentCount; ++i) EXPECT_TRUE(entry.registration.parents[i].IsEmpty());
   EXPECT_FALSE(entry.registration.singleton);
+}
+
+TEST_F(RegistrationTest, EveryObjectOfTheSettingsHasTheViewOfTheProcess) {
+  const auto create = [] {
+    return QvCreate<IQvImageViewSettings>("CQvImageViewSettingsImpl", "IQvImageViewSettings", SQvFileLine("no file"));
+  };
+  const CQvRef<IQvImageViewSettings> a = create(), b = create();
+  ASSERT_TRUE(a && b);
+  SQvImageView view;
+  ASSERT_EQ(a->GetView(&view), kQvOk);
+  EXPECT_EQ(view.planes, kQvPlaneMiddle);
+  EXPECT_EQ(view.position, kQvOwnPosition);
+  EXPECT_EQ(view.channels, 0xFFFFFFFFu);
+  view.planes = kQvPlaneGiven;
+  view.z = 7;
+  EXPECT_EQ(a->SetView(view), kQvOk);
+  SQvImageView seen;
+  EXPECT_EQ(b->GetView(&seen), kQvOk);
+  EXPECT_EQ(seen.planes, kQvPlaneGiven);
+  EXPECT_EQ(seen.z, 7u);
+  view.planes = 99;
+  EXPECT_EQ(b->SetView(view), kQvFailure);
+  EXPECT_EQ(a->GetView(&seen), kQvOk);
+  EXPECT_EQ(seen.planes, kQvPlaneGiven);
+  EXPECT_EQ(a->GetView(nullptr), kQvFailure);
+  EXPECT_EQ(a->SetView({}), kQvOk);
 }
 
 TEST_F(RegistrationTest, EachCallerHasAManagerOfItsOwn) {

@@ -222,10 +222,46 @@ TEST(Jpeg, AMissingEndMarkerAloneIsNoDamage) {
   for (const SNamedRecipe& kind : AllKinds()) {
     SFileBytes bytes = EncodeJpeg(SmoothPicture(200, 150, 3), kind.recipe);
     bytes.erase(bytes.end() - 2, bytes.end());
-    // A separate scan's end is known by the next marker only.
-    if (kind.recipe.separateScans) continue;
+    // A separate scan's end, and that of arithmetic codes, is known by the next marker only.
+    if (kind.recipe.separateScans || kind.recipe.arithmetic) continue;
     EXPECT_NO_THROW(RenderBytes(bytes, 100, 75)) << kind.name;
     EXPECT_NO_THROW(RenderBytes(bytes, 6, 4)) << kind.name;
+  }
+}
+
+// Their decoders make up what is missing without a word.
+TEST(Jpeg, ArithmeticCodesThatEndEarlyAreDamage) {
+  for (const bool progressive : {false, true}) {
+    for (const int restartRows : {0, 1}) {
+      SJpegRecipe recipe;
+      recipe.arithmetic = true;
+      recipe.progressive = progressive;
+      recipe.restartRows = restartRows;
+      const SFileBytes whole = EncodeJpeg(NoisePicture(16, 12, 1, 8, 4), recipe);
+      EXPECT_NO_THROW(RenderBytes(whole, 8, 6));
+      for (std::size_t size = 4; size < whole.size(); ++size) {
+        const SFileBytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+        EXPECT_THROW(RenderBytes(cut, 8, 6), CDamagedError) << size << " of " << whole.size();
+        EXPECT_THROW(ReadAll(*OpenBytes(cut)), CDamagedError) << size << " of " << whole.size();
+      }
+    }
+  }
+}
+
+TEST(JpegDecoder, AnArithmeticStreamThatEndsEarlyIsDamage) {
+  SJpegRecipe recipe;
+  recipe.arithmetic = true;
+  const SFileBytes whole = EncodeJpeg(NoisePicture(16, 16, 1, 8, 4), recipe);
+  std::vector<std::uint8_t> rows(256);
+  for (const std::size_t missing : {0, 20, 60}) {
+    CJpegDecoder decoder{std::span<const std::uint8_t>(whole).first(whole.size() - missing)};
+    CRenderGuard guard;
+    decoder.Start({}, guard);
+    if (missing == 0) {
+      EXPECT_NO_THROW(decoder.ReadRows(rows.data(), 16, 16));
+    } else {
+      EXPECT_THROW(decoder.ReadRows(rows.data(), 16, 16), CDamagedError);
+    }
   }
 }
 

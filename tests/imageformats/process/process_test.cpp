@@ -11,8 +11,11 @@
 #include <fstream>
 #include <thread>
 
+#include "imageformats/iqvassociatedimages.h"
+#include "imageformats/iqvplate.h"
 #include "picture/qvpicture.h"
 #include "platform/imageformats/base/render_guard.h"
+#include "platform/imageformats/component/view_settings.h"
 #include "platform/imageformats/process/decoder.h"
 #include "platform/imageformats/process/decoder_process.h"
 #include "system/qvstatus.h"
@@ -58,6 +61,55 @@ TEST_F(DecoderTest, APictureIsTheSameAsInPlace) {
   EXPECT_EQ(LivingDecoders().size(), 1u);
 }
 
+// Three planes, 40 brighter each.
+std::wstring MakeStack(const CTempFolder& folder) {
+  std::vector<STiffPage> pages;
+  for (int z = 0; z < 3; ++z) {
+    pages.push_back(MakePage<std::uint8_t>(90, 70, 1, [&](auto x, auto, auto) { return x + 40 * z; }));
+  }
+  pages[0].description = "ImageJ=1.53t\nimages=3\nslices=3\n";
+  return folder.MakeFileWide("stack.tif", WriteTiff(pages));
+}
+
+TEST_F(DecoderTest, TheProcesssViewReachesTheDecoder) {
+  const std::wstring file = MakeStack(m_house.Folder());
+  const CQvRef<IQvImageViewSettings> settings(new ("test", 1) CQvImageViewSettingsImpl);
+  const SSeen middle = View(file);
+  std::vector<SSeen> seen = {middle};
+  for (const std::uint32_t planes : {kQvPlaneFirst, kQvPlaneMaximum, kQvPlaneMean}) {
+    SQvImageView view;
+    view.planes = planes;
+    ASSERT_EQ(settings->SetView(view), kQvOk);
+    seen.push_back(View(file));
+    EXPECT_EQ(seen.back().status, kQvOk) << seen.back().reason;
+    EXPECT_EQ(seen.back(), ViewInPlace(file)) << planes;
+  }
+  settings->SetView({});
+  EXPECT_LT(seen[1].pixels, middle.pixels);
+  EXPECT_GT(seen[2].pixels, middle.pixels);
+  EXPECT_EQ(View(file), middle);
+}
+
+TEST_F(DecoderTest, ASourceKeepsTheViewThatItWasOpenedWith) {
+  const std::wstring file = MakeStack(m_house.Folder());
+  const SSeen middle = View(file);
+  const CQvRef<IQvImageFormatManager> manager = NewManager();
+  CQvRef<IQvImageCodec> codec;
+  CQvRef<IQvPictureSource> source;
+  ASSERT_EQ(manager->GetCodecForFile(file, codec.Out()), kQvOk);
+  ASSERT_EQ(codec->OpenInputFile(file, source.Out()), kQvOk);
+  const CQvRef<IQvImageViewSettings> settings(new ("test", 1) CQvImageViewSettingsImpl);
+  SQvImageView view;
+  view.planes = kQvPlaneLast;
+  ASSERT_EQ(settings->SetView(view), kQvOk);
+  const std::uint32_t width = 40, height = 30;
+  CQvPicture picture;
+  ASSERT_TRUE(picture.Reinit(width, height, 8, 3, true));
+  EXPECT_EQ(source->RenderPicture(&width, &height, picture.Get(), 1, true, 0, 0, 0xFFFFFFFFu), kQvOk);
+  settings->SetView({});
+  EXPECT_EQ(picture.Row(0)[0], middle.pixels[0]);
+}
+
 TEST_F(DecoderTest, FailuresAreTheSameAsInPlace) {
   SFileBytes cut = EncodeJpeg(SmoothPicture(80, 60, 3));
   cut.resize(cut.size() / 2);
@@ -92,6 +144,65 @@ TEST_F(DecoderTest, TextsAndTagsComeFromTheDecoderToo) {
   EXPECT_EQ(source->GetCustomTag(L"QvCustomTag:ThumbailJpg", &bytes), kQvOk);
   EXPECT_EQ(SFileBytes(bytes.GetData(0), bytes.GetData(0) + bytes.GetSize()), thumbnail);
   EXPECT_EQ(source->GetCustomTag(L"QvCustomTag:ThumbailPicbuf", &bytes), kQvFailure);
+  EXPECT_EQ(LivingDecoders().size(), 1u);
+}
+
+TEST_F(DecoderTest, LabelsComeFromTheDecoderToo) {
+  STiffPage tissue = MakePage<std::uint8_t>(90, 70, 1, [](auto, auto, auto) { return 7; });
+  STiffPage label = MakePage<std::uint8_t>(30, 40, 1, [](auto, auto, auto) { return 200; });
+  label.description = "label 30x40";
+  const std::wstring file = m_house.Folder().MakeFileWide("a.tif", WriteTiff({tissue, label}));
+  CQvRef<IQvImageFile> opened;
+  ASSERT_EQ(NewManager()->OpenImageFile(file, opened.Out()), kQvOk);
+  const auto associated = QvQuery<IQvAssociatedImages>(*opened, "IQvAssociatedImages");
+  ASSERT_TRUE(associated);
+  std::vector<SQvAssociatedImage> images;
+  ASSERT_EQ(associated->GetAssociatedImages(&images), kQvOk);
+  ASSERT_EQ(images.size(), 1u);
+  EXPECT_EQ(images[0].name, CQvStringW(L"label"));
+  EXPECT_EQ(images[0].height, 40u);
+  CQvPicture picture;
+  ASSERT_TRUE(picture.Reinit(15, 20, 8, 3, true));
+  EXPECT_EQ(associated->RenderAssociatedImage(L"label", picture.Get()), kQvOk);
+  EXPECT_EQ(picture.Row(10)[21], 200);
+  EXPECT_EQ(associated->RenderAssociatedImage(L"macro", picture.Get()), kQvFailure);
+  EXPECT_EQ(associated->RenderAssociatedImage(L"label", nullptr), kQvFailure);
+  EXPECT_EQ(LivingDecoders().size(), 1u);
+}
+
+TEST_F(DecoderTest, PlatesComeFromTheDecoderToo) {
+  const auto image = [](const std::string& id) {
+    return "<Image ID=\"Image:" + id +
+           "\"><Pixels ID=\"Pixels:0\" DimensionOrder=\"XYZCT\" Type=\"uint8\" SizeX=\"9\" SizeY=\"7\" SizeZ=\"1\" "
+           "SizeC=\"1\" SizeT=\"1\"><TiffData IFD=\"" +
+           id + "\" PlaneCount=\"1\"/></Pixels></Image>";
+  };
+  const auto well = [](const std::string& id) {
+    return "<Well ID=\"Well:" + id + "\" Row=\"4\" Column=\"" + id + "\"><WellSample ID=\"WellSample:" + id +
+           "\" Index=\"0\"><ImageRef ID=\"Image:" + id + "\"/></WellSample></Well>";
+  };
+  std::vector<STiffPage> pages(2, MakePage<std::uint8_t>(9, 7, 1, [](auto, auto, auto) { return 7; }));
+  pages[1] = MakePage<std::uint8_t>(9, 7, 1, [](auto, auto, auto) { return 90; });
+  pages[0].description =
+      "<OME xmlns=\"http://www.openmicroscopy.org/Schemas/OME/2016-06\"><Plate ID=\"Plate:0\" "
+      "Name=\"Gr\xC3\xBCn\">" +
+      well("0") + well("1") + "</Plate>" + image("0") + image("1") + "</OME>";
+  const std::wstring file = m_house.Folder().MakeFileWide("a.ome.tif", WriteTiff(pages));
+  CQvRef<IQvImageFile> opened;
+  ASSERT_EQ(NewManager()->OpenImageFile(file, opened.Out()), kQvOk);
+  const auto reader = QvQuery<IQvPlate>(*opened, "IQvPlate");
+  ASSERT_TRUE(reader);
+  SQvPlate plate;
+  ASSERT_EQ(reader->GetPlate(&plate), kQvOk);
+  EXPECT_EQ(plate.name, CQvStringW(L"Gr\x00FCn"));
+  ASSERT_EQ(plate.wells.size(), 2u);
+  EXPECT_TRUE(plate.wells[1].isHidden);
+  EXPECT_EQ(plate.wells[1].width, 9u);
+  CQvPicture picture;
+  ASSERT_TRUE(picture.Reinit(9, 7, 8, 3, true));
+  EXPECT_EQ(reader->RenderWell(1, picture.Get()), kQvOk);
+  EXPECT_EQ(picture.Row(3)[9], 90);
+  EXPECT_EQ(reader->RenderWell(2, picture.Get()), kQvFailure);
   EXPECT_EQ(LivingDecoders().size(), 1u);
 }
 

@@ -30,6 +30,33 @@ TEST(CompositeChannels, ATableReplacesTheColour) {
   EXPECT_EQ(CompositeChannels({&channel, 1}, {2, 1}), (std::vector<std::uint8_t>{0, 0, 77, 0, 0, 0}));
 }
 
+// Five channels that all have the same picture, whose pixels go from black to white.
+TEST(CompositeChannels, ManyChannelsThatOverlapDoNotAddUpToWhite) {
+  std::vector<SDisplayChannel> channels(5);
+  for (std::size_t i = 0; i < channels.size(); ++i) {
+    channels[i].color = DefaultChannelColor(i, channels.size());
+    channels[i].range = {0, 255};
+    for (int v = 0; v < 256; ++v) channels[i].samples.push_back(static_cast<float>(v));
+  }
+  const std::vector<std::uint8_t> rgb = CompositeChannels(channels, {256, 1});
+  EXPECT_EQ(rgb[3 * 255 + 1], 255);
+  EXPECT_NEAR(rgb[3 * 128 + 1], 129, 2);
+  EXPECT_NEAR(rgb[3 * 64 + 1], 65, 2);
+}
+
+TEST(CompositeChannels, ManyChannelsThatDoNotOverlapKeepTheirLight) {
+  std::vector<SDisplayChannel> channels(5);
+  for (std::size_t i = 0; i < channels.size(); ++i) {
+    channels[i].color = DefaultChannelColor(i, channels.size());
+    channels[i].range = {0, 1};
+    for (std::size_t pixel = 0; pixel < channels.size(); ++pixel) {
+      channels[i].samples.push_back(pixel == i ? 1.0f : 0.0f);
+    }
+  }
+  const std::vector<std::uint8_t> rgb = CompositeChannels(channels, {5, 1});
+  EXPECT_EQ(rgb, (std::vector<std::uint8_t>{255, 0, 0, 0, 255, 0, 0, 0, 255, 255, 255, 255, 0, 255, 255}));
+}
+
 TEST(CompositeChannels, NoChannelsAreBlackAndNaNToo) {
   EXPECT_EQ(CompositeChannels({}, {1, 1}), (std::vector<std::uint8_t>{0, 0, 0}));
   SDisplayChannel channel;

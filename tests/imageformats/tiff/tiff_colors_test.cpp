@@ -131,6 +131,53 @@ TEST(TiffColors, OpacityIsLaidOverWhite) {
   ExpectColor(other, {100, 0, 200}, 0);
 }
 
+TEST(TiffColors, OpacityOfInksIsLaidOverPaper) {
+  // Half of magenta and yellow.
+  STiffPage straight = Uniform<std::uint8_t>({0, 255, 255, 0, 128}, PHOTOMETRIC_SEPARATED);
+  straight.extraSamples = {EXTRASAMPLE_UNASSALPHA};
+  STiffPage premultiplied = Uniform<std::uint16_t>({0, 32896, 32896, 0, 32896}, PHOTOMETRIC_SEPARATED);
+  premultiplied.extraSamples = {EXTRASAMPLE_ASSOCALPHA};
+  const STiffPage half = Uniform<std::uint8_t>({0, 128, 128, 0}, PHOTOMETRIC_SEPARATED);
+  const SRgb expected = Render(WriteTiff(half), 5, 4).At(2, 2);
+  ExpectColor(straight, expected);
+  ExpectColor(premultiplied, expected);
+  STiffPage clear = Uniform<std::uint8_t>({255, 255, 255, 255, 0}, PHOTOMETRIC_SEPARATED);
+  clear.extraSamples = {EXTRASAMPLE_UNASSALPHA};
+  ExpectColor(clear, {255, 255, 255});
+  STiffPage grey = Uniform<std::uint8_t>({255, 0}, PHOTOMETRIC_MINISWHITE);
+  grey.extraSamples = {EXTRASAMPLE_UNASSALPHA};
+  ExpectColor(grey, {255, 255, 255});
+}
+
+// Floating point is opaque, and white, at 1.
+template <class T>
+void ExpectFloatOpacity() {
+  // Black and white, and black of no opacity in the last column.
+  STiffPage page = MakePage<T>(3, 2, 4, [](std::uint32_t x, auto, std::uint32_t s) {
+    return s < 3 ? (x == 1 ? 1.0 : 0.0) : (x == 2 ? 0.0 : 1.0);
+  });
+  page.format = SAMPLEFORMAT_IEEEFP;
+  page.extraSamples = {EXTRASAMPLE_UNASSALPHA};
+  for (const bool premultiplied : {false, true}) {
+    if (premultiplied) page.extraSamples = {EXTRASAMPLE_ASSOCALPHA};
+    const SRgbPicture shown = Render(WriteTiff(page), 3, 2);
+    EXPECT_EQ((SRgb{0, 0, 0}), shown.At(0, 0));
+    EXPECT_EQ((SRgb{255, 255, 255}), shown.At(1, 0));
+    EXPECT_EQ((SRgb{255, 255, 255}), shown.At(2, 0));
+  }
+}
+
+TEST(TiffColors, OpacityOfFloatingPointIsLaidOverWhite) {
+  ExpectFloatOpacity<float>();
+  ExpectFloatOpacity<double>();
+}
+
+// They may be a further channel, or nothing but zeros, over which the colours would vanish.
+TEST(TiffColors, AFourthSampleThatIsNotDeclaredIsNoOpacity) {
+  for (const std::uint8_t value : std::initializer_list<std::uint8_t>{0, 7})
+    ExpectColor(Uniform<std::uint8_t>({100, 0, 200, value}, PHOTOMETRIC_RGB), {100, 0, 200});
+}
+
 TEST(TiffColors, PlanarOpacityIsLaidOverWhite) {
   STiffPage page = Uniform<std::uint8_t>({100, 0, 200, 128}, PHOTOMETRIC_RGB);
   page.extraSamples = {EXTRASAMPLE_UNASSALPHA};

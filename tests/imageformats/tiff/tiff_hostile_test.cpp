@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <random>
 
 #include "platform/imageformats/base/format_error.h"
@@ -159,6 +160,63 @@ void SetEntry(std::vector<std::uint8_t>* file, std::uint16_t tag, std::uint32_t 
   (*file)[entry + 3] = 0;
   SetLong(file, entry + 4, 1);
   SetLong(file, entry + 8, value);
+}
+
+// Takes one from the byte count of strip or tile `index` of a little-endian file. All bytes stay where they are.
+void ShortenBlock(std::vector<std::uint8_t>* file, std::uint16_t tag, std::size_t index) {
+  const std::size_t entry = EntryOf(*file, tag);
+  const std::size_t size = (*file)[entry + 2] == 3 ? 2 : 4;
+  std::uint32_t place = static_cast<std::uint32_t>(entry + 8);
+  if ((*file)[entry + 4] * size > 4) std::memcpy(&place, &(*file)[entry + 8], 4);
+  std::uint32_t count = 0;
+  std::memcpy(&count, &(*file)[place + index * size], size);
+  --count;
+  std::memcpy(&(*file)[place + index * size], &count, size);
+}
+
+TEST(TiffHostile, AnUncompressedBlockOfTooFewBytesIsDamageWhateverLiesBehindIt) {
+  for (const std::uint32_t rows : {0u, 16u, 1u}) {
+    for (const bool bitReversed : {false, true}) {
+      STiffPage page = Detailed(COMPRESSION_NONE, 0);
+      page.rowsPerStrip = rows;
+      if (bitReversed) page.tags = [](TIFF* tiff) { TIFFSetField(tiff, TIFFTAG_FILLORDER, FILLORDER_LSB2MSB); };
+      const std::size_t strips = rows == 0 ? 1 : (50 + rows - 1) / rows;
+      for (const std::size_t index : {std::size_t{0}, strips - 1}) {
+        std::vector<std::uint8_t> file = WriteTiff(page);
+        file.resize(file.size() + 20000);
+        ASSERT_EQ(kQvOk, StatusOf(file));
+        ShortenBlock(&file, TIFFTAG_STRIPBYTECOUNTS, index);
+        EXPECT_EQ(kQvFailure, StatusOf(file)) << rows << " rows, strip " << index << (bitReversed ? " reversed" : "");
+      }
+    }
+  }
+  std::vector<std::uint8_t> subsampled = WriteTiff([] {
+    STiffPage page = Detailed(COMPRESSION_NONE, 0);
+    page.photometric = PHOTOMETRIC_YCBCR;
+    page.tags = [](TIFF* tiff) { TIFFSetField(tiff, TIFFTAG_YCBCRSUBSAMPLING, 1, 1); };
+    return page;
+  }());
+  subsampled.resize(subsampled.size() + 20000);
+  ASSERT_EQ(kQvOk, StatusOf(subsampled));
+  ShortenBlock(&subsampled, TIFFTAG_STRIPBYTECOUNTS, 2);
+  EXPECT_EQ(kQvFailure, StatusOf(subsampled));
+  for (const std::size_t index : {0, 11}) {
+    std::vector<std::uint8_t> file = WriteTiff(Detailed(COMPRESSION_NONE, 16));
+    ShortenBlock(&file, TIFFTAG_TILEBYTECOUNTS, index);
+    EXPECT_EQ(kQvFailure, StatusOf(file)) << "tile " << index;
+  }
+}
+
+// Writers of old leave the table of byte counts out.
+TEST(TiffHostile, ASingleStripWithoutAByteCountIsWhole) {
+  std::vector<std::uint8_t> file = WriteTiff([] {
+    STiffPage page = Detailed(COMPRESSION_NONE, 0);
+    page.rowsPerStrip = 0;
+    return page;
+  }());
+  // A private tag behind all others would be out of order; one that nobody reads is not.
+  file[EntryOf(file, TIFFTAG_STRIPBYTECOUNTS)] = static_cast<std::uint8_t>(TIFFTAG_MINSAMPLEVALUE);
+  EXPECT_EQ(kQvOk, StatusOf(file));
 }
 
 TEST(TiffHostile, LoopsOfDirectoriesEnd) {

@@ -197,6 +197,83 @@ TEST(TiffImageJ, ARowOfPlanesThatEndsTooEarlyIsDamaged) {
   EXPECT_EQ(-9, StatusOf(bytes));
 }
 
+// A page whose samples are the three channels, as ImageJ keeps colour pictures of 16 bits.
+template <class T>
+STiffPage PageOfChannels(std::uint32_t factor, const std::string& description) {
+  STiffPage page =
+      MakePage<T>(8, 6, 3, [&](std::uint32_t x, auto, std::uint32_t s) { return (s + 1) * 10 * factor * x / 7; });
+  page.description = description;
+  return page;
+}
+
+TEST(TiffImageJ, SamplesOfAPageAreItsChannels) {
+  const std::string description = "ImageJ=1.53c\nimages=3\nchannels=3\nmode=composite\n";
+  using Tags = std::initializer_list<std::uint16_t>;
+  for (const std::uint16_t planar : Tags{PLANARCONFIG_CONTIG, PLANARCONFIG_SEPARATE}) {
+    for (const std::uint16_t compression : Tags{COMPRESSION_NONE, COMPRESSION_ADOBE_DEFLATE}) {
+      STiffPage page = PageOfChannels<std::uint8_t>(1, description);
+      page.compression = compression;
+      page.planar = planar;
+      if (planar == PLANARCONFIG_SEPARATE) {
+        const SFileBytes chunky = page.pixels;
+        for (std::size_t i = 0; i < 48; ++i) {
+          for (std::size_t s = 0; s < 3; ++s) page.pixels[s * 48 + i] = chunky[3 * i + s];
+        }
+      }
+      CTestImage image(WriteTiff(page));
+      EXPECT_EQ((SRgb{10, 20, 30}), Render(image, 8, 6).At(7, 3)) << planar << ' ' << compression;
+      const auto metadata = image->Metadata();
+      ASSERT_EQ(1u, metadata.loops.size());
+      EXPECT_EQ(std::uint32_t{kQvLoopLambda}, metadata.loops[0].type);
+      EXPECT_EQ(3u, metadata.loops[0].size);
+    }
+  }
+  CTestImage wide(WriteTiff(PageOfChannels<std::uint16_t>(100, description), "wb"));
+  EXPECT_EQ((SRgb{255, 255, 255}), Render(wide, 8, 6).At(7, 3));
+  EXPECT_EQ((SRgb{0, 0, 0}), Render(wide, 8, 6).At(0, 3));
+}
+
+TEST(TiffImageJ, SlicesWhosePagesHoldTheChannels) {
+  const std::string description = "ImageJ=1.53c\nimages=9\nchannels=3\nslices=3\n";
+  CTestImage image(WriteTiff({PageOfChannels<std::uint8_t>(1, description), PageOfChannels<std::uint8_t>(2, ""),
+                              PageOfChannels<std::uint8_t>(3, "")}));
+  EXPECT_EQ((SRgb{20, 40, 60}), Render(image, 8, 6).At(7, 3));
+  EXPECT_EQ(3u, image->Info().sequenceCount);
+}
+
+TEST(TiffImageJ, ACutPageOfChannelsIsDamaged) {
+  std::vector<std::uint8_t> bytes =
+      WriteTiff(PageOfChannels<std::uint16_t>(100, "ImageJ=1.53c\nimages=6\nchannels=3\nslices=2\n"));
+  EXPECT_EQ(-9, StatusOf(bytes)) << "the second slice is missing";
+}
+
+TEST(TiffImageJ, LoopsFollowThePagesThatAreThere) {
+  struct SCase {
+    int pages;
+    const char* sizes;
+    std::uint32_t slices, frames, channels;
+    int shown;
+  };
+  for (const SCase& c :
+       {SCase{6, "images=3\nslices=6\n", 6, 1, 1, 40}, SCase{6, "images=6\nslices=3\n", 6, 1, 1, 40},
+        SCase{6, "images=6\nchannels=2\nslices=6\n", 3, 1, 2, 0}, SCase{6, "images=6\nframes=4\n", 1, 6, 1, 10},
+        SCase{6, "images=6\nslices=5\nframes=2\n", 3, 2, 1, 20}, SCase{3, "images=9\nslices=9\n", 3, 1, 1, 20}}) {
+    CTestImage image(WriteTiff(Pages(c.pages, std::string("ImageJ=1.53c\n") + c.sizes)));
+    std::uint32_t slices = 1, frames = 1, channels = 1;
+    for (const auto& loop : image->Metadata().loops) {
+      if (loop.type == kQvLoopZ) slices = loop.size;
+      if (loop.type == kQvLoopTime) frames = loop.size;
+      if (loop.type == kQvLoopLambda) channels = loop.size;
+    }
+    EXPECT_EQ(c.slices, slices) << c.sizes;
+    EXPECT_EQ(c.frames, frames) << c.sizes;
+    EXPECT_EQ(c.channels, channels) << c.sizes;
+    if (c.channels == 1) {
+      EXPECT_EQ(c.shown, Shown(image).r) << c.sizes;
+    }
+  }
+}
+
 TEST(TiffImageJ, SizesThatContradictTheFileAreGivenUp) {
   CTestImage image(WriteTiff(Pages(3, "ImageJ=1.53c\nimages=8\nchannels=2\nslices=4\n")));
   EXPECT_EQ(10, Shown(image).r);

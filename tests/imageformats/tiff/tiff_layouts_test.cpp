@@ -110,6 +110,33 @@ TEST(TiffLayouts, UnsupportedPixelsAnswerMinusThree) {
   EXPECT_EQ(kQvUnsupported, StatusOf(WriteTiff(wide)));
 }
 
+TEST(TiffLayouts, YCbCrThatIsNotConvertedAnswersMinusThree) {
+  STiffPage planes = MakePage<std::uint8_t>(16, 16, 3, [](auto, auto, auto) { return 90; });
+  planes.photometric = PHOTOMETRIC_YCBCR;
+  planes.planar = PLANARCONFIG_SEPARATE;
+  planes.tags = [](TIFF* tiff) {
+    TIFFSetField(tiff, TIFFTAG_YCBCRSUBSAMPLING, 2, 2);
+    std::vector<std::uint8_t> plane(256, 90);
+    for (std::uint32_t strip = 0; strip < 3; ++strip) {
+      TIFFWriteEncodedStrip(tiff, strip, plane.data(), strip == 0 ? 256 : 64);
+    }
+  };
+  planes.pixels.clear();
+  EXPECT_EQ(kQvUnsupported, StatusOf(WriteTiff(planes)));
+  planes.compression = COMPRESSION_LZW;
+  EXPECT_EQ(kQvUnsupported, StatusOf(WriteTiff(planes)));
+
+  STiffPage tall = planes;
+  tall.planar = PLANARCONFIG_CONTIG;
+  tall.compression = COMPRESSION_NONE;
+  tall.tags = [](TIFF* tiff) {
+    TIFFSetField(tiff, TIFFTAG_YCBCRSUBSAMPLING, 1, 4);
+    std::vector<std::uint8_t> pixels(16 * 4 * 6, 90);
+    TIFFWriteEncodedStrip(tiff, 0, pixels.data(), static_cast<tmsize_t>(pixels.size()));
+  };
+  EXPECT_EQ(kQvUnsupported, StatusOf(WriteTiff(tall)));
+}
+
 TEST(TiffLayouts, UnknownCompressionAnswersMinusThreeAndStillHasGeometry) {
   std::vector<std::uint8_t> bytes = WriteTiff(MakePage<std::uint8_t>(8, 6, 1, [](auto x, auto, auto) { return x; }));
   // The entry of tag 259: SHORT, count 1, value 1.

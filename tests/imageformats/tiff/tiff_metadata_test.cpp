@@ -144,6 +144,22 @@ TEST(TiffMetadata, OnlyMicroscopicResolutionsCalibrate) {
   }
 }
 
+TEST(TiffMetadata, ImplausibleLengthsAreUnknown) {
+  STiffPage page = Plain();
+  page.description = "ImageJ=1.53c\nimages=2\nslices=2\nunit=um\nspacing=1e-12\n";
+  page.tags = [](TIFF* tiff) { SetResolution(tiff, 1e12, 1e12, RESUNIT_NONE); };
+  CTestImage imageJ(WriteTiff({page, Plain()}));
+  EXPECT_EQ(0.0, imageJ->Metadata().calibration);
+  EXPECT_EQ(0.0, imageJ->Metadata().picture.zStep);
+  page.description =
+      "<OME><Image ID=\"I\"><Pixels DimensionOrder=\"XYZCT\" Type=\"uint8\" SizeX=\"8\" SizeY=\"6\" SizeZ=\"1\" "
+      "SizeC=\"1\" SizeT=\"1\" PhysicalSizeX=\"1e-12\" PhysicalSizeY=\"1e9\"><TiffData/></Pixels></Image></OME>";
+  CTestImage ome(WriteTiff(page));
+  EXPECT_EQ(0.0, ome->Metadata().calibration);
+  EXPECT_EQ(1.0, ome->Metadata().aspect);
+  EXPECT_TRUE(ome->Metadata().text.sampling.IsEmpty());
+}
+
 TEST(TiffMetadata, GeometryOfTheStoredPicture) {
   STiffPage page = MakePage<std::uint16_t>(40, 30, 3, [](auto, auto, auto) { return 1; });
   page.tile = 16;

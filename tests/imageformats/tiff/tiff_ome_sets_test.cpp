@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 
 #include "tests/imageformats/tiff/tiff_ome_document.h"
@@ -67,6 +68,29 @@ TEST(TiffOmeSets, BinaryOnlyFilesFollowTheCompanion) {
   });
   folder.MakeFile("set.companion.ome", Document(SetPixels()));
   ExpectSet(folder);
+}
+
+TEST(TiffOmeSets, ACompanionIsShownAsItsSet) {
+  const CTempFolder folder;
+  WriteSet(folder, [](int) { return std::string(); });
+  const CQvStringW path = folder.MakeFileWide("set.companion.ome", Document(SetPixels()));
+  for (int z = 0; z < 3; ++z) {
+    CTestImage image(path);
+    EXPECT_EQ(z < 2 ? 20 : 30, Shown(image).r) << "the nearest plane that is there";
+    EXPECT_EQ(3u, image->Info().sequenceCount);
+    ASSERT_EQ(1u, image->Metadata().loops.size());
+    std::filesystem::remove(folder.Path("plane" + std::to_string(z) + ".ome.tif"));
+  }
+  EXPECT_THROW(CTestImage{path}, imageformats::CDamagedError) << "none of its files is there";
+}
+
+TEST(TiffOmeSets, OmeXmlWithoutTiffFilesIsNotSupported) {
+  const CTempFolder folder;
+  const std::string inside = Pixels("XYZCT", 1, 1, 1, "<BinData Length=\"4\">AAAA</BinData>");
+  const CQvStringW path = folder.MakeFileWide("inside.ome", Document(inside));
+  EXPECT_THROW(CTestImage{path}, imageformats::CUnsupportedError);
+  const std::string cut = Document(SetPixels()).substr(0, 300);
+  EXPECT_THROW(CTestImage{folder.MakeFileWide("cut.companion.ome", cut)}, imageformats::CDamagedError);
 }
 
 TEST(TiffOmeSets, WithoutItsDocumentABinaryOnlyFileIsAPlainPicture) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "platform/imageformats/base/format_error.h"
@@ -52,6 +53,33 @@ TEST(TiffOme, TiffDataMapsPlanesToDirectories) {
                                 "<TiffData FirstZ=\"0\" IFD=\"2\"/><TiffData FirstZ=\"1\" IFD=\"1\" PlaneCount=\"1\"/>"
                                 "<TiffData FirstZ=\"2\" IFD=\"0\" NumPlanes=\"1\"/>")));
   EXPECT_EQ(40, ShownGrey(4, Pixels("XYZCT", 3, 1, 1, "<TiffData IFD=\"2\" PlaneCount=\"3\"/>")));
+}
+
+TEST(TiffOme, WithoutTiffDataThePagesComeInOrder) {
+  const std::string channels = "<Channel ID=\"C:0\" Color=\"-16776961\"/><Channel ID=\"C:1\" Color=\"65535\"/>";
+  CTestImage image(WriteTiff(Pages(6, Document(Pixels("XYCZT", 3, 2, 1, channels, "PhysicalSizeX=\"0.25\"")))));
+  EXPECT_EQ((SRgb{30, 0, 40}), Shown(image));
+  const auto metadata = image->Metadata();
+  EXPECT_DOUBLE_EQ(0.25, metadata.calibration);
+  ASSERT_EQ(2u, metadata.loops.size());
+  EXPECT_EQ(3u, metadata.loops[0].size);
+  EXPECT_EQ(2u, metadata.loops[1].size);
+  // Pixels that the document says lie elsewhere are still those of the file.
+  EXPECT_EQ(20, ShownGrey(3, Pixels("XYZCT", 3, 1, 1, "<MetadataOnly/>")));
+}
+
+TEST(TiffOme, ImagesWithoutTiffDataFollowEachOther) {
+  const std::string second = "<Image ID=\"Image:1\">" + Pixels("XYZCT", 3, 1, 1, "") + "</Image></OME>";
+  std::string document = Document(Pixels("XYZCT", 3, 1, 1, ""));
+  document.replace(document.size() - 6, 6, second);
+  CTestImage image(WriteTiff(Pages(6, document)));
+  EXPECT_EQ((SRgb{20, 20, 20}), Shown(image));
+  EXPECT_EQ(6u, image->Info().sequenceCount);
+}
+
+TEST(TiffOme, PixelsInsideTheDocumentAreNotThePages) {
+  const SRgb shown = Shown(Pages(3, Document(Pixels("XYZCT", 3, 1, 1, "<BinData Length=\"4\">AAAA</BinData>"))));
+  EXPECT_EQ((SRgb{10, 10, 10}), shown);
 }
 
 TEST(TiffOme, MissingPlanesGiveWayToTheNearest) {
@@ -244,14 +272,51 @@ TEST(TiffOme, ImagesOfOneShapeArePositions) {
   EXPECT_DOUBLE_EQ(200.0, metadata.loops[0].positions[2].x);
 }
 
-TEST(TiffOme, DamagedDocumentsLeaveAPlainPicture) {
+TEST(TiffOme, DocumentsThatWereCutOffAreDamage) {
+  const std::string whole = Document(Pixels("XYZCT", 1, 1, 1, "<TiffData/>"));
+  ASSERT_EQ(0, StatusOf(WriteTiff(Pages(1, whole))));
+  for (std::size_t size = whole.find("<OME") + 6; size + 1 < whole.size(); ++size) {
+    EXPECT_EQ(-9, StatusOf(WriteTiff(Pages(1, whole.substr(0, size))))) << whole.substr(0, size);
+  }
+  const std::string declared = "<?xml version=\"1.0\"?><!-- Warning: this comment is an OME-XML metadata block";
+  EXPECT_EQ(-9, StatusOf(WriteTiff(Pages(1, declared))));
+  EXPECT_EQ(-9, StatusOf(WriteTiff(Pages(1, "<OME ><!DOCTYPE a [<!ENTITY b SYSTEM \"/etc/passwd\">]></OME>"))));
+}
+
+// As of a file that is being copied: libtiff itself leaves a tag out whose value is not there.
+TEST(TiffOme, ADescriptionBehindTheEndIsDamage) {
+  for (const char* mode : {"wl", "wb", "wl8"}) {
+    // The directory is written anew, its texts before it; then the document is moved to the end.
+    std::vector<std::uint8_t> file = WriteTiff(Pages(1, Document(Pixels("XYZCT", 1, 1, 1, "<TiffData/>"))), mode);
+    const std::string start = "<?xml";
+    const auto place = std::search(file.begin(), file.end(), start.begin(), start.end());
+    const auto from = static_cast<std::size_t>(place - file.begin());
+    const std::vector<std::uint8_t> text(place, std::find(place, file.end(), 0) + 1);
+    const std::size_t word = std::string(mode) == "wl8" ? 8 : 4;
+    const auto number = [&](std::size_t value) {
+      std::vector<std::uint8_t> bytes(word);
+      for (std::size_t i = 0; i < word; ++i) {
+        bytes[mode[1] == 'b' ? word - 1 - i : i] = static_cast<std::uint8_t>(value >> (8 * i));
+      }
+      return bytes;
+    };
+    const std::vector<std::uint8_t> before = number(from), after = number(file.size());
+    const auto pointer = std::search(file.begin(), file.end(), before.begin(), before.end());
+    ASSERT_NE(pointer, file.end());
+    std::copy(after.begin(), after.end(), pointer);
+    file.insert(file.end(), text.begin(), text.end());
+    ASSERT_EQ(0, StatusOf(file)) << mode;
+    for (std::size_t cut = 1; cut <= text.size(); cut += 7) {
+      EXPECT_EQ(-9, StatusOf({file.begin(), file.end() - static_cast<std::ptrdiff_t>(cut)})) << mode << ' ' << cut;
+    }
+  }
+}
+
+TEST(TiffOme, DocumentsThatDescribeNoImageLeaveAPlainPicture) {
   for (const std::string& document :
-       {std::string(kOpen), std::string(kOpen) + "<Image><Pixels SizeX=\"</OME>", Document(""),
-        Document(Pixels("XYZCT", 2000000, 2000000, 2000000, "<TiffData/>")),
-        std::string("<OME ><!DOCTYPE a [<!ENTITY b SYSTEM \"/etc/passwd\">]><Image Name=\"&b;\"/></OME>")}) {
+       {Document(""), Document(Pixels("XYZCT", 2000000, 2000000, 2000000, "<TiffData/>"))}) {
     CTestImage image(WriteTiff(Pages(1, document)));
     EXPECT_EQ(10, Shown(image).r);
-    EXPECT_EQ(std::wstring::npos, image->Metadata().text.imageID.Str().find(L"root:"));
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 
@@ -15,6 +16,7 @@ namespace tifftest {
 namespace {
 
 using namespace qvtest;
+using imageformats::SSize;
 
 constexpr std::uint32_t kWide = 64, kHigh = 16;
 
@@ -159,35 +161,133 @@ SBytes FileOf(const SBytes& data, const std::vector<SEntry>& entries) {
   return file;
 }
 
-// The JPEG of TIFF 6.0: a whole stream that the directory points to.
-TEST(TiffRareCompressions, OldStyleJpeg) {
-  if (!TIFFIsCODECConfigured(COMPRESSION_OJPEG)) GTEST_SKIP() << "libtiff lacks it";
-  const STestPicture picture = SmoothPicture(kWide, kHigh, 3);
-  SJpegRecipe recipe;
-  recipe.quality = 95;
-  SBytes data = EncodeJpeg(picture, recipe);
-  const auto length = static_cast<std::uint32_t>(data.size());
+// A picture of the JPEG of TIFF 6.0 in one strip. `tags` say where its streams or tables lie in the data.
+SBytes OldJpeg(SBytes data, SSize size, std::uint32_t strip, std::uint32_t stripBytes, std::vector<SEntry> tags,
+               std::uint32_t subsampling = 0x00010001) {
   if (data.size() % 2 != 0) data.push_back(0);
   const auto bits = static_cast<std::uint32_t>(8 + data.size());
   for (int i = 0; i < 3; ++i) Append(&data, std::uint16_t{8});
-  const SBytes file = FileOf(data, {{TIFFTAG_IMAGEWIDTH, TIFF_LONG, 1, kWide},
-                                    {TIFFTAG_IMAGELENGTH, TIFF_LONG, 1, kHigh},
-                                    {TIFFTAG_BITSPERSAMPLE, TIFF_SHORT, 3, bits},
-                                    {TIFFTAG_COMPRESSION, TIFF_SHORT, 1, COMPRESSION_OJPEG},
-                                    {TIFFTAG_PHOTOMETRIC, TIFF_SHORT, 1, PHOTOMETRIC_YCBCR},
-                                    {TIFFTAG_STRIPOFFSETS, TIFF_LONG, 1, 8},
-                                    {TIFFTAG_SAMPLESPERPIXEL, TIFF_SHORT, 1, 3},
-                                    {TIFFTAG_ROWSPERSTRIP, TIFF_LONG, 1, kHigh},
-                                    {TIFFTAG_STRIPBYTECOUNTS, TIFF_LONG, 1, length},
-                                    {TIFFTAG_JPEGIFOFFSET, TIFF_LONG, 1, 8},
-                                    {TIFFTAG_JPEGIFBYTECOUNT, TIFF_LONG, 1, length},
-                                    {TIFFTAG_YCBCRSUBSAMPLING, TIFF_SHORT, 2, 0x00010001}});
+  std::vector<SEntry> entries = {{TIFFTAG_IMAGEWIDTH, TIFF_LONG, 1, size.width},
+                                 {TIFFTAG_IMAGELENGTH, TIFF_LONG, 1, size.height},
+                                 {TIFFTAG_BITSPERSAMPLE, TIFF_SHORT, 3, bits},
+                                 {TIFFTAG_COMPRESSION, TIFF_SHORT, 1, COMPRESSION_OJPEG},
+                                 {TIFFTAG_PHOTOMETRIC, TIFF_SHORT, 1, PHOTOMETRIC_YCBCR},
+                                 {TIFFTAG_STRIPOFFSETS, TIFF_LONG, 1, strip},
+                                 {TIFFTAG_SAMPLESPERPIXEL, TIFF_SHORT, 1, 3},
+                                 {TIFFTAG_ROWSPERSTRIP, TIFF_LONG, 1, size.height},
+                                 {TIFFTAG_STRIPBYTECOUNTS, TIFF_LONG, 1, stripBytes}};
+  entries.insert(entries.end(), tags.begin(), tags.end());
+  entries.push_back({TIFFTAG_YCBCRSUBSAMPLING, TIFF_SHORT, 2, subsampling});
+  return FileOf(data, entries);
+}
+
+// A stream, and where in it the entropy-coded data begin.
+struct SOldStream {
+  SBytes bytes;
+  std::uint32_t data = 0;
+};
+
+SOldStream StreamOf(const STestPicture& picture) {
+  SJpegRecipe recipe;
+  recipe.quality = 95;
+  SOldStream stream{EncodeJpeg(picture, recipe)};
+  for (std::uint32_t at = 2; stream.data == 0; at += 2 + (stream.bytes[at + 2] << 8 | stream.bytes[at + 3])) {
+    if (stream.bytes[at + 1] == 0xDA) stream.data = at + 2 + (stream.bytes[at + 2] << 8 | stream.bytes[at + 3]);
+  }
+  return stream;
+}
+
+void ExpectPicture(const SBytes& file, const STestPicture& picture) {
   const SRgbPicture shown = Render(file, kWide, kHigh);
   for (std::uint32_t x = 0; x < kWide; ++x) {
     EXPECT_NEAR(shown.At(x, 5).r, picture.At(x, 5, 0), 12) << x;
     EXPECT_NEAR(shown.At(x, 5).g, picture.At(x, 5, 1), 12) << x;
     EXPECT_NEAR(shown.At(x, 5).b, picture.At(x, 5, 2), 12) << x;
   }
+}
+
+// A whole stream that the directory points to, or its beginning, the rest being the strip.
+TEST(TiffRareCompressions, OldStyleJpeg) {
+  if (!TIFFIsCODECConfigured(COMPRESSION_OJPEG)) GTEST_SKIP() << "libtiff lacks it";
+  const STestPicture picture = SmoothPicture(kWide, kHigh, 3);
+  const auto [bytes, data] = StreamOf(picture);
+  const auto length = static_cast<std::uint32_t>(bytes.size());
+  const auto file = [&](std::uint32_t strip, std::uint32_t pointedTo) {
+    return OldJpeg(bytes, {kWide, kHigh}, 8 + strip, length - strip,
+                   {{TIFFTAG_JPEGIFOFFSET, TIFF_LONG, 1, 8}, {TIFFTAG_JPEGIFBYTECOUNT, TIFF_LONG, 1, pointedTo}});
+  };
+  ExpectPicture(file(0, length), picture);
+  ExpectPicture(file(data, length), picture);
+  ExpectPicture(file(data, data), picture);
+  SBytes cut = file(data, data);
+  // The pixels begin behind the file's end.
+  for (std::size_t at = 0; at + 12 < cut.size(); ++at) {
+    if (cut[at] == 0x11 && cut[at + 1] == 1 && cut[at + 2] == TIFF_LONG) cut[at + 10] = 0x7F;
+  }
+  EXPECT_EQ(-9, StatusOf(cut));
+}
+
+// Tables that the directory points to, or none at all.
+TEST(TiffRareCompressions, OldStyleJpegOfTables) {
+  if (!TIFFIsCODECConfigured(COMPRESSION_OJPEG)) GTEST_SKIP() << "libtiff lacks it";
+  const STestPicture picture = SmoothPicture(kWide, kHigh, 3);
+  const auto [stream, from] = StreamOf(picture);
+  SBytes data;
+  std::uint32_t q[2] = {}, huffman[2][2] = {};
+  for (std::uint32_t at = 2; at < from; at += 2 + (stream[at + 2] << 8 | stream[at + 3])) {
+    const std::uint32_t end = at + 2 + (stream[at + 2] << 8 | stream[at + 3]), id = stream[at + 4];
+    std::uint32_t* const place = stream[at + 1] == 0xDB   ? &q[id & 1]
+                                 : stream[at + 1] == 0xC4 ? &huffman[id >> 4][id & 1]
+                                                          : nullptr;
+    if (place == nullptr) continue;
+    *place = static_cast<std::uint32_t>(8 + data.size());
+    data.insert(data.end(), stream.begin() + at + 5, stream.begin() + end);
+  }
+  const auto strip = static_cast<std::uint32_t>(8 + data.size());
+  data.insert(data.end(), stream.begin() + from, stream.end() - 2);
+  const auto stripBytes = static_cast<std::uint32_t>(8 + data.size() - strip);
+  const auto place = [&](std::uint32_t first, std::uint32_t others) {
+    const auto at = static_cast<std::uint32_t>(8 + data.size());
+    for (const std::uint32_t offset : {first, others, others}) Append(&data, offset);
+    return at;
+  };
+  const std::vector<SEntry> tables = {{TIFFTAG_JPEGPROC, TIFF_SHORT, 1, 1},
+                                      {TIFFTAG_JPEGQTABLES, TIFF_LONG, 3, place(q[0], q[1])},
+                                      {TIFFTAG_JPEGDCTABLES, TIFF_LONG, 3, place(huffman[0][0], huffman[0][1])},
+                                      {TIFFTAG_JPEGACTABLES, TIFF_LONG, 3, place(huffman[1][0], huffman[1][1])}};
+  ExpectPicture(OldJpeg(data, {kWide, kHigh}, strip, stripBytes, tables), picture);
+  EXPECT_EQ(-3, StatusOf(OldJpeg(data, {kWide, kHigh}, strip, stripBytes, {}))) << "no tables";
+}
+
+// A page of paper at 600 dots per inch in one strip.
+TEST(TiffRareCompressions, ALargeOldStyleJpegStaysWithinTheMemory) {
+  if (!TIFFIsCODECConfigured(COMPRESSION_OJPEG)) GTEST_SKIP() << "libtiff lacks it";
+  constexpr std::uint32_t kPageWidth = 4961, kPageHeight = 7016, kMcu = 8;
+  // One restart interval for each row of blocks: all of them are those of a picture that is one row high.
+  SJpegRecipe recipe;
+  recipe.restartRows = 1;
+  STestPicture strip = BlackPicture(kPageWidth, 2 * kMcu, 3, 8);
+  std::fill(strip.samples.begin(), strip.samples.end(), std::uint16_t{200});
+  const SBytes two = EncodeJpeg(strip, recipe);
+  const std::uint8_t marker[] = {0xFF, 0xD0};
+  const auto restart = std::search(two.begin(), two.end(), std::begin(marker), std::end(marker));
+  ASSERT_NE(restart, two.end());
+  const SBytes row(restart + 2, two.end() - 2);
+  SBytes bytes(two.begin(), restart);
+  for (std::uint32_t i = 1; i < (kPageHeight + kMcu - 1) / kMcu; ++i) {
+    bytes.insert(bytes.end(), {0xFF, static_cast<std::uint8_t>(0xD0 + (i - 1) % 8)});
+    bytes.insert(bytes.end(), row.begin(), row.end());
+  }
+  bytes.insert(bytes.end(), {0xFF, 0xD9});
+  const std::uint8_t frame[] = {0xFF, 0xC0};
+  const auto height = std::search(bytes.begin(), bytes.end(), std::begin(frame), std::end(frame)) + 5;
+  height[0] = kPageHeight >> 8;
+  height[1] = kPageHeight & 0xFF;
+  const auto length = static_cast<std::uint32_t>(bytes.size());
+  const SBytes file =
+      OldJpeg(bytes, {kPageWidth, kPageHeight}, 8, length,
+              {{TIFFTAG_JPEGIFOFFSET, TIFF_LONG, 1, 8}, {TIFFTAG_JPEGIFBYTECOUNT, TIFF_LONG, 1, length}});
+  EXPECT_NEAR(200, Render(file, 127, 180).At(60, 170).g, 2);
 }
 
 }  // namespace

@@ -48,7 +48,6 @@ TEST(TiffSamples, IntegersOfWholeBytesAreStretched) {
 }
 
 TEST(TiffSamples, SignedIntegersAreStretched) {
-  ExpectRamp(WriteTiff(Ramp<std::int8_t>(-100, 100, SAMPLEFORMAT_INT)));
   ExpectRamp(WriteTiff(Ramp<std::int16_t>(-3000, 2000, SAMPLEFORMAT_INT)));
   ExpectRamp(WriteTiff(Ramp<std::int32_t>(-2e9, 2e9, SAMPLEFORMAT_INT)));
   ExpectRamp(WriteTiff(Ramp<std::int64_t>(-4e18, 4e18, SAMPLEFORMAT_INT)));

@@ -27,20 +27,29 @@ SRgb SRgbPicture::At(std::uint32_t x, std::uint32_t y) const {
   return {pixel[0], pixel[1], pixel[2]};
 }
 
-SRgbPicture Render(CTestImage& image, std::uint32_t width, std::uint32_t height, bool fast, std::uint32_t channels) {
+namespace {
+
+SRgbPicture RenderRequest(CTestImage& image, const imageformats::SRenderRequest& request) {
+  const std::uint32_t width = request.width, height = request.height;
   CQvPicture buffer = NewPicture(width, height, 8, 3);
   CRenderGuard guard;
-  imageformats::SRenderRequest request;
-  request.width = width;
-  request.height = height;
-  request.fast = fast;
-  request.channels = channels;
   image->Render(request, *buffer.Get(), guard);
   SRgbPicture picture{width, height, std::vector<std::uint8_t>(std::size_t{width} * height * 3)};
   for (std::uint32_t y = 0; y < height; ++y) {
     std::memcpy(&picture.pixels[std::size_t{y} * width * 3], buffer.Row(y), std::size_t{width} * 3);
   }
   return picture;
+}
+
+}  // namespace
+
+SRgbPicture Render(CTestImage& image, std::uint32_t width, std::uint32_t height, bool fast, std::uint32_t channels) {
+  return RenderRequest(image, {width, height, fast, channels, {}});
+}
+
+SRgbPicture RenderView(CTestImage& image, std::uint32_t width, std::uint32_t height,
+                       const imageformats::SViewChoice& view) {
+  return RenderRequest(image, {width, height, false, imageformats::kAllChannels, view});
 }
 
 SRgbPicture Render(const std::vector<std::uint8_t>& bytes, std::uint32_t width, std::uint32_t height) {

@@ -40,6 +40,8 @@ struct SRgbPicture {
 // Renders; throws what the codec throws.
 SRgbPicture Render(CTestImage& image, std::uint32_t width, std::uint32_t height, bool fast = false,
                    std::uint32_t channels = imageformats::kAllChannels);
+SRgbPicture RenderView(CTestImage& image, std::uint32_t width, std::uint32_t height,
+                       const imageformats::SViewChoice& view);
 SRgbPicture Render(const std::vector<std::uint8_t>& bytes, std::uint32_t width, std::uint32_t height);
 
 // Status of opening and rendering: 0, -3 or -9.

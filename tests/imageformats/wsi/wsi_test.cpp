@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
+#include "platform/imageformats/base/new_picture.h"
 #include "platform/imageformats/component/codec_registry.h"
 #include "platform/imageformats/render/orientation.h"
 #include "platform/imageformats/wsi/wsi_codec.h"
@@ -115,6 +117,60 @@ TEST(Wsi, RendersTheAverageAndTellsTheScale) {
   EXPECT_EQ(metadata.picture.objectiveMagnification, 20.0);
   EXPECT_EQ(metadata.text.type, CQvStringW(L"Whole slide"));
   EXPECT_FALSE(metadata.text.description.IsEmpty());
+}
+
+// A slide with the two pictures that may name a patient: one colour each.
+CQvStringW WriteLabelledSlide(const CTempFolder& folder) {
+  std::vector<STiffPage> pages;
+  const auto add = [&](std::uint32_t width, std::uint32_t height, int red, const std::string& description) {
+    STiffPage page =
+        MakePage<std::uint8_t>(width, height, 3, [&](auto, auto, auto sample) { return sample ? 9 : red; });
+    page.compression = COMPRESSION_LZW;
+    page.description = description;
+    pages.push_back(page);
+  };
+  const std::string maker = "Aperio Image Library v1.0\n";
+  add(640, 480, 100, kScanner);
+  pages.back().tile = 64;
+  add(64, 48, 100, maker + "640x480 -> 64x48");
+  add(64, 48, 200, maker + "label 64x48");
+  add(120, 40, 250, maker + "macro 120x40");
+  return folder.MakeFileWide("labelled.svs", WriteTiff(pages));
+}
+
+TEST(Wsi, LabelAndMacroAreRenderedOnlyWhenAskedFor) {
+  const CTempFolder folder;
+  const auto image = OpenPath(WriteLabelledSlide(folder));
+  ASSERT_EQ(image->Info().width, 640u);
+  EXPECT_EQ(Render(*image, 64, 48).At(32, 24, 0), 100);
+  EXPECT_EQ(Render(*image, 32, 24).At(16, 12, 0), 100);
+  const std::vector<SAssociatedImage> images = image->AssociatedImages();
+  const auto red = [&](const std::string& name) {
+    CQvPicture picture = NewPicture(12, 8, 8, 3);
+    CRenderGuard guard;
+    image->RenderAssociated(name, *picture.Get(), guard);
+    return int{picture.Row(4)[3 * 6]};
+  };
+  const auto holds = [&](const std::string& name, SSize size) {
+    return std::any_of(images.begin(), images.end(), [&](const SAssociatedImage& associated) {
+      return associated.name == name && associated.size == size;
+    });
+  };
+  EXPECT_TRUE(holds("label", {64, 48}));
+  EXPECT_TRUE(holds("macro", {120, 40}));
+  EXPECT_EQ(red("label"), 200);
+  EXPECT_EQ(red("macro"), 250);
+  EXPECT_THROW(red("letter"), CDamagedError);
+}
+
+TEST(Wsi, WhatLiesBesideASlideIsNoEmbeddedThumbnail) {
+  const CTempFolder folder;
+  const auto image = OpenPath(WriteLabelledSlide(folder));
+  CQvByteArray bytes;
+  EXPECT_FALSE(image->HasCustomTags());
+  for (const wchar_t* name : {L"QvCustomTag:ThumbailJpg", L"QvCustomTag:ThumbailPicbuf", L"label", L"thumbnail"}) {
+    EXPECT_FALSE(image->CustomTag(name, bytes)) << name;
+  }
 }
 
 TEST(Wsi, PicturesOfOtherNamesAreStillPictures) {

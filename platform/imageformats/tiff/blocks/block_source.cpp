@@ -1,6 +1,7 @@
 #include "platform/imageformats/tiff/blocks/block_source.h"
 
 #include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/tiff/directory/ifd_reader.h"
 
 namespace imageformats::tiff {
 namespace {
@@ -10,6 +11,16 @@ bool IsPlainJpeg(const SPage& page) {
   if (page.compression != COMPRESSION_JPEG || page.bits != 8) return false;
   const std::uint32_t samples = page.RowSamples();
   return samples == 1 || samples == 3 || (samples == 4 && page.photometric == PHOTOMETRIC_SEPARATED);
+}
+
+// libtiff corrects the byte count of a picture's only strip, so that what the file states has to be looked up.
+void CheckOnlyStrip(CTiffHandle& tiff, const SPage& page) {
+  if (page.tiled || page.planar || page.BlocksDown() > 1) return;
+  std::optional<CIfdReader> reader = CIfdReader::Open(tiff.Source());
+  if (!reader || !reader->Read(page.offset)) return;
+  const std::optional<SIfdEntry> counts = reader->Find(TIFFTAG_STRIPBYTECOUNTS);
+  const std::optional<std::uint64_t> stated = counts ? reader->FirstInteger(*counts) : std::nullopt;
+  if (stated) RequireBytes(*stated, TIFFVStripSize64(tiff.Get(), page.height));
 }
 
 }  // namespace
@@ -41,7 +52,12 @@ std::unique_ptr<CBlockSource> OpenBlocks(CTiffHandle& tiff, const SPage& page, c
   if (const std::string why = UnsupportedReason(page); !why.empty()) throw CUnsupportedError(why);
   guard.CheckPixels(page.width, page.height);
   tiff.Select(page.offset);
+  if (page.compression == COMPRESSION_NONE) CheckOnlyStrip(tiff, page);
   if (IsPlainJpeg(page)) return OpenJpegBlocks(tiff, page, request, guard);
+  if (IsJpeg2000(page.compression)) return OpenJpeg2000Blocks(tiff, page, request, guard);
+  if (page.compression == COMPRESSION_OJPEG) {
+    if (std::unique_ptr<CBlockSource> blocks = OpenOldJpegBlocks(tiff, page, request, guard)) return blocks;
+  }
   if (page.photometric == PHOTOMETRIC_YCBCR) return OpenRgbaBlocks(tiff, page, guard);
   if (page.compression == COMPRESSION_NONE && !IsBitReversed(tiff.Get())) {
     return OpenRawBlocks(tiff, page, request.dataOffset, guard);
@@ -67,6 +83,18 @@ SBlockExtent LocateBlock(CTiffHandle& tiff, std::uint32_t index) {
     throw CDamagedError("The file is truncated: a strip or tile lies behind its end");
   }
   return bytes;
+}
+
+void RequireBytes(std::uint64_t stated, std::uint64_t needed) {
+  if (stated < needed) throw CDamagedError("A strip or tile has fewer bytes than its rows");
+}
+
+void ThrowPixelError(const CTiffHandle& tiff) {
+  const std::string& reason = tiff.Error().empty() ? tiff.Warning() : tiff.Error();
+  if (reason.find("Missing JPEG tables") != std::string::npos) {
+    throw CUnsupportedError("Old-style JPEG without its tables is not supported");
+  }
+  throw CDamagedError("The pixels are damaged" + (reason.empty() ? std::string() : ": " + reason));
 }
 
 void ReadBlockBytes(const CTiffHandle& tiff, std::uint64_t offset, std::uint8_t* out, std::size_t size) {

@@ -68,6 +68,11 @@ std::unique_ptr<CBlockSource> OpenRawBlocks(CTiffHandle& tiff, const SPage& page
 std::unique_ptr<CBlockSource> OpenLibtiffBlocks(CTiffHandle& tiff, const SPage& page, CRenderGuard& guard);
 std::unique_ptr<CBlockSource> OpenJpegBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
                                              CRenderGuard& guard);
+std::unique_ptr<CBlockSource> OpenJpeg2000Blocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
+                                                 CRenderGuard& guard);
+// Null when the strip cannot be made a stream that stands by itself.
+std::unique_ptr<CBlockSource> OpenOldJpegBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
+                                                CRenderGuard& guard);
 std::unique_ptr<CBlockSource> OpenRgbaBlocks(CTiffHandle& tiff, const SPage& page, CRenderGuard& guard);
 
 // Where a tile or strip lies in the file. Throws CDamagedError when it has no bytes or they are not all there.
@@ -76,6 +81,12 @@ struct SBlockExtent {
   std::uint64_t size = 0;
 };
 SBlockExtent LocateBlock(CTiffHandle& tiff, std::uint32_t index);
+
+// Throws CDamagedError when an uncompressed strip or tile is stated to have fewer bytes than its rows take.
+void RequireBytes(std::uint64_t stated, std::uint64_t needed);
+
+// Throws what libtiff's failure to decode means: CUnsupportedError or CDamagedError.
+[[noreturn]] void ThrowPixelError(const CTiffHandle& tiff);
 
 // Reads bytes of a tile or strip; throws CDamagedError when they are not all there.
 void ReadBlockBytes(const CTiffHandle& tiff, std::uint64_t offset, std::uint8_t* out, std::size_t size);

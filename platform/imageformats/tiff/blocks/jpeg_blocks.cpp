@@ -1,10 +1,12 @@
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/jpeg/jpeg_decoder.h"
 #include "platform/imageformats/tiff/blocks/block_source.h"
 #include "platform/imageformats/tiff/blocks/jpeg_streams.h"
+#include "platform/imageformats/tiff/blocks/old_jpeg.h"
 
 namespace imageformats::tiff {
 namespace {
@@ -34,8 +36,14 @@ constexpr std::uint32_t Scaled(std::uint32_t side, std::uint32_t scale) noexcept
 // bands of some rows.
 class CJpegBlocks final : public CBlockSource {
  public:
-  CJpegBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request, CRenderGuard& guard)
-      : m_page(page), m_guard(guard), m_streams(tiff, guard), m_decoder(std::span<const std::uint8_t>()) {
+  // `stream`: that of the picture's only strip, where the strip itself is not one; else empty.
+  CJpegBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request, std::vector<std::uint8_t> stream,
+              CRenderGuard& guard)
+      : m_page(page),
+        m_guard(guard),
+        m_streams(tiff, guard),
+        m_onlyStream(std::move(stream)),
+        m_decoder(std::span<const std::uint8_t>()) {
     m_how.scale = ScaleFor(page, request.wanted, request.fast);
     m_how.fast = request.fast;
     m_how.color = ColorOf(page);
@@ -64,15 +72,22 @@ class CJpegBlocks final : public CBlockSource {
 
  private:
   void Start(std::uint32_t index, std::uint32_t column, std::uint32_t row) {
-    m_decoder.SetStream(m_streams.Read(index));
-    CheckHeader(m_decoder.ReadHeader(), column, row);
+    m_decoder.SetStream(m_onlyStream.empty() ? m_streams.Read(index) : std::span<const std::uint8_t>(m_onlyStream));
+    CheckHeader(m_decoder.ReadHeader(), column, row, IsSubsampledPlane(index));
     m_decoder.Start(m_how, m_guard);
   }
 
+  // The planes of colour may be smaller than that of brightness.
+  bool IsSubsampledPlane(std::uint32_t index) const noexcept {
+    return m_page.planar && m_page.photometric == PHOTOMETRIC_YCBCR &&
+           index >= m_page.BlocksAcross() * m_page.BlocksDown();
+  }
+
   // The stream must cover its part of the picture and fit the block.
-  void CheckHeader(const SJpegHeader& header, std::uint32_t column, std::uint32_t row) const {
+  void CheckHeader(const SJpegHeader& header, std::uint32_t column, std::uint32_t row, bool mayBeSmaller) const {
     const std::uint32_t width = m_page.UsedBlockWidth(column);
     const std::uint32_t height = m_page.UsedBlockHeight(row);
+    if (mayBeSmaller && (header.width < width || header.height < height)) throw CUnsupportedError(kPlanarSubsampled);
     if (header.width < width || header.width > m_page.blockWidth || header.height < height ||
         header.height > m_page.blockHeight || header.components != m_page.RowSamples()) {
       throw CDamagedError("The JPEG data of a strip or tile does not fit the picture");
@@ -82,6 +97,7 @@ class CJpegBlocks final : public CBlockSource {
   const SPage m_page;
   CRenderGuard& m_guard;
   CJpegStreams m_streams;
+  const std::vector<std::uint8_t> m_onlyStream;
   CJpegDecoder m_decoder;
   SJpegDecodeOptions m_how;
   bool m_singleStrip = false;
@@ -92,7 +108,14 @@ class CJpegBlocks final : public CBlockSource {
 
 std::unique_ptr<CBlockSource> OpenJpegBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
                                              CRenderGuard& guard) {
-  return std::make_unique<CJpegBlocks>(tiff, page, request, guard);
+  return std::make_unique<CJpegBlocks>(tiff, page, request, std::vector<std::uint8_t>(), guard);
+}
+
+std::unique_ptr<CBlockSource> OpenOldJpegBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
+                                                CRenderGuard& guard) {
+  std::vector<std::uint8_t> stream = OldJpegStream(tiff, page, guard);
+  if (stream.empty()) return nullptr;
+  return std::make_unique<CJpegBlocks>(tiff, page, request, std::move(stream), guard);
 }
 
 }  // namespace imageformats::tiff

@@ -79,8 +79,9 @@ class CLibtiffBlocks final : public CBlockSource {
   }
 
   // The compressed bytes are held, mostly by libtiff, while a block is decoded.
-  SBlockExtent LocateAndReserve(std::uint32_t index) {
+  SBlockExtent LocateAndReserve(std::uint32_t index, std::uint32_t rows) {
     const SBlockExtent bytes = LocateBlock(m_tiff, index);
+    if (m_page.compression == COMPRESSION_NONE) RequireBytes(bytes.size, rows * std::uint64_t{m_stride});
     if (bytes.size > m_compressed) {
       m_guard.Reserve(bytes.size - m_compressed);
       m_compressed = bytes.size;
@@ -89,9 +90,9 @@ class CLibtiffBlocks final : public CBlockSource {
   }
 
   void DecodeBlock(std::uint32_t index, std::uint32_t row) {
-    const SBlockExtent place = LocateAndReserve(index);
     std::uint32_t rows = m_block.height;
     if (!m_page.tiled) rows = std::min(rows, m_page.height - row * m_block.height);
+    const SBlockExtent place = LocateAndReserve(index, rows);
     const std::size_t size = rows * m_stride;
     if (m_plainLzw) {
       if (DecodePlainLzw(place, size)) return;
@@ -124,7 +125,8 @@ class CLibtiffBlocks final : public CBlockSource {
     for (; y < end; ++y, out += m_stride) {
       if (y % m_page.blockHeight == 0) {
         m_guard.CheckTime();
-        LocateAndReserve(y / m_page.blockHeight);
+        const std::uint32_t strip = y / m_page.blockHeight;
+        LocateAndReserve(strip, m_page.UsedBlockHeight(strip));
       }
       CheckDecoded(TIFFReadScanline(m_tiff.Get(), out, y, 0) == 1);
     }
@@ -134,8 +136,7 @@ class CLibtiffBlocks final : public CBlockSource {
   void CheckDecoded(bool complete) const {
     const bool endsEarly = m_tiff.Warning().find("Premature EOF") != std::string::npos;
     if (complete && m_tiff.Error().empty() && !endsEarly) return;
-    const std::string& reason = m_tiff.Error().empty() ? m_tiff.Warning() : m_tiff.Error();
-    throw CDamagedError("The pixels are damaged" + (reason.empty() ? std::string() : ": " + reason));
+    ThrowPixelError(m_tiff);
   }
 
   CTiffHandle& m_tiff;

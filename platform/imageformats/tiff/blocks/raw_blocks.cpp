@@ -49,7 +49,8 @@ class CRawBlocks final : public CBlockSource {
   std::uint8_t* ReadBlock(std::uint32_t column, std::uint32_t row, std::uint32_t plane) override {
     m_guard.CheckTime();
     if (m_page.tiled) {
-      ReadBlockBytes(m_tiff, OffsetOf(m_page.BlockIndex(column, row, plane)), m_bytes.data(), m_bytes.size());
+      ReadBlockBytes(m_tiff, OffsetOf(m_page.BlockIndex(column, row, plane), m_block.height), m_bytes.data(),
+                     m_bytes.size());
     } else {
       ReadRows(m_page.BlockIndex(0, 0, plane), row * m_block.height);
     }
@@ -76,7 +77,9 @@ class CRawBlocks final : public CBlockSource {
     while (y < end) {
       const std::uint32_t inStrip = y % m_page.blockHeight;
       const std::uint32_t rows = std::min(m_page.blockHeight - inStrip, end - y);
-      const std::uint64_t at = OffsetOf(firstStrip + y / m_page.blockHeight) + std::uint64_t{inStrip} * m_stride;
+      const std::uint32_t strip = y / m_page.blockHeight;
+      const std::uint64_t at =
+          OffsetOf(firstStrip + strip, m_page.UsedBlockHeight(strip)) + std::uint64_t{inStrip} * m_stride;
       if (size != 0 && at != from + size) {
         ReadBlockBytes(m_tiff, from, out, size);
         out += size;
@@ -89,11 +92,14 @@ class CRawBlocks final : public CBlockSource {
     ReadBlockBytes(m_tiff, from, out, size);
   }
 
-  std::uint64_t OffsetOf(std::uint32_t index) const {
-    int failed = 0;
+  // Of a strip or tile that holds so many rows.
+  std::uint64_t OffsetOf(std::uint32_t index, std::uint32_t rows) const {
+    int failed = 0, failedToo = 0;
     const std::uint64_t offset = TIFFGetStrileOffsetWithErr(m_tiff.Get(), index, &failed);
-    if (failed) throw CDamagedError("The table of strips or tiles is damaged");
+    const std::uint64_t count = TIFFGetStrileByteCountWithErr(m_tiff.Get(), index, &failedToo);
+    if (failed || failedToo) throw CDamagedError("The table of strips or tiles is damaged");
     if (offset == 0) throw CDamagedError("A strip or tile was never written");
+    RequireBytes(count, rows * std::uint64_t{m_stride});
     return offset + m_dataOffset;
   }
 

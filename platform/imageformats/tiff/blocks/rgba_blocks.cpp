@@ -37,20 +37,26 @@ class CRgbaBlocks final : public CBlockSource {
     m_guard.CheckTime();
     const std::uint32_t index = row * m_page.BlocksAcross() + column;
     // Old JPEG keeps its stream elsewhere.
-    if (m_page.compression != COMPRESSION_OJPEG) LocateBlock(m_tiff, index);
+    if (m_page.compression != COMPRESSION_OJPEG) CheckExtent(index, row);
     m_tiff.ClearMessages();
     const std::uint32_t x = column * m_block.width, y = row * m_block.height;
     TIFF* tiff = m_tiff.Get();
     const int done = m_page.tiled ? TIFFReadRGBATileExt(tiff, x, y, m_raster.data(), 1)
                                   : TIFFReadRGBAStripExt(tiff, y, m_raster.data(), 1);
-    if (!done || !m_tiff.Error().empty()) {
-      throw CDamagedError("The pixels are damaged" + (m_tiff.Error().empty() ? std::string() : ": " + m_tiff.Error()));
-    }
+    if (!done || !m_tiff.Error().empty()) ThrowPixelError(m_tiff);
     TurnOver(m_page.tiled ? m_block.height : std::min(m_block.height, m_page.height - y));
     return reinterpret_cast<std::uint8_t*>(m_raster.data());
   }
 
  private:
+  void CheckExtent(std::uint32_t index, std::uint32_t row) const {
+    const SBlockExtent extent = LocateBlock(m_tiff, index);
+    if (m_page.compression != COMPRESSION_NONE) return;
+    TIFF* tiff = m_tiff.Get();
+    RequireBytes(extent.size,
+                 m_page.tiled ? TIFFTileSize64(tiff) : TIFFVStripSize64(tiff, m_page.UsedBlockHeight(row)));
+  }
+
   // libtiff delivers the lowest row first, as A B G R words: packs each row to R G B and swaps the rows.
   void TurnOver(std::uint32_t rows) {
     auto* bytes = reinterpret_cast<std::uint8_t*>(m_raster.data());

@@ -2,9 +2,13 @@
 #include <cstdlib>
 #include <map>
 #include <optional>
+#include <string_view>
 
 #include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/tiff/dataset/companion.h"
 #include "platform/imageformats/tiff/dataset/dataset.h"
+#include "platform/imageformats/tiff/dataset/plane_locator.h"
+#include "platform/imageformats/tiff/directory/associated_pages.h"
 #include "platform/imageformats/tiff/directory/pyramid.h"
 #include "platform/imageformats/tiff/directory/tags.h"
 #include "platform/imageformats/tiff/ome/ome_planes.h"
@@ -13,6 +17,9 @@
 
 namespace imageformats::tiff {
 namespace {
+
+// Stands for the name of an opened companion, which holds no planes: no file beside it is called so.
+constexpr std::string_view kCompanion = "/";
 
 bool SameName(const std::string& a, const std::string& b) {
   return a == b || CQvStringUtils::EqualNoCase(CQvStringUtils::UTF8toW(a.c_str()).Str(),
@@ -73,9 +80,7 @@ bool ResolveDocument(CFileSet& files, SOmeDocument* document, std::string* docum
   const auto head = input->Head();
   const bool isXml = !head.empty() && head[0] != 'I' && head[0] != 'M';
   if (isXml) {
-    if (input->Size() > kMaxOmeXmlBytes) return false;
-    text.resize(static_cast<std::size_t>(input->Size()));
-    text.resize(input->ReadAt(0, text.data(), text.size()));
+    text = CompanionText(*input);
   } else {
     const int file = files.FindTiff(*documentFile);
     if (file < 0) return false;
@@ -87,10 +92,10 @@ bool ResolveDocument(CFileSet& files, SOmeDocument* document, std::string* docum
   return LooksLikeOmeXml(text) && ParseOmeXml(text, document, &error) && !document->images.empty();
 }
 
-// Chooses the planes of the overview: for each channel the plane next to the middle z of the first time that exists.
-class COverviewPlanes {
+// The planes of an image that exist.
+class COmePlanes {
  public:
-  COverviewPlanes(CFileSet& files, COmeFiles& omeFiles, const SOmeImage& image, std::uint32_t channelPlanes)
+  COmePlanes(CFileSet& files, COmeFiles& omeFiles, const SOmeImage& image, std::uint32_t channelPlanes)
       : m_files(files),
         m_omeFiles(omeFiles),
         m_image(image),
@@ -103,12 +108,19 @@ class COverviewPlanes {
         });
   }
 
-  std::optional<SPlane> Choose(std::uint32_t channel) {
+  // The plane of that channel, or the nearest that is there, in time before z.
+  std::optional<SPlane> Choose(std::uint32_t channel, std::uint32_t z, std::uint32_t t) {
+    if (channel >= m_candidates.size()) return std::nullopt;
     std::vector<SOmePlaneRef>& refs = m_candidates[channel];
-    const std::int64_t middle = m_image.sizeZ / 2;
+    const auto wanted =
+        std::find_if(refs.begin(), refs.end(), [&](const SOmePlaneRef& ref) { return ref.z == z && ref.t == t; });
+    if (wanted != refs.end()) {
+      if (std::optional<SPlane> plane = Locate(*wanted)) return plane;
+    }
+    const auto far = [](std::uint32_t a, std::uint32_t b) { return std::abs(std::int64_t{a} - std::int64_t{b}); };
     std::stable_sort(refs.begin(), refs.end(), [&](const SOmePlaneRef& a, const SOmePlaneRef& b) {
-      if (a.t != b.t) return a.t < b.t;
-      return std::abs(a.z - middle) < std::abs(b.z - middle);
+      if (a.t != b.t) return far(a.t, t) < far(b.t, t);
+      return far(a.z, z) < far(b.z, z);
     });
     for (const SOmePlaneRef& ref : refs) {
       if (std::optional<SPlane> plane = Locate(ref)) return plane;
@@ -139,13 +151,17 @@ bool SameShape(const SOmeImage& a, const SOmeImage& b) {
          a.pixelType == b.pixelType;
 }
 
-// The first image with a plane in the opened file: of a set with a file for each position every file shows its own.
+// The first image with a plane in the opened file: of a set with a file for each position every file shows its own. A
+// slide's label or macro image only when the file has no other.
 std::size_t ChooseImage(const SOmeDocument& document, const COmeFiles& files) {
+  std::optional<std::size_t> associated;
   for (std::size_t i = 0; i < document.images.size(); ++i) {
     const auto& data = document.images[i].tiffData;
-    if (std::any_of(data.begin(), data.end(), [&](const SOmeTiffData& d) { return files.IsOwn(d); })) return i;
+    if (std::none_of(data.begin(), data.end(), [&](const SOmeTiffData& d) { return files.IsOwn(d); })) continue;
+    if (AssociatedName(document.images[i].name).empty()) return i;
+    if (!associated) associated = i;
   }
-  return 0;
+  return associated.value_or(0);
 }
 
 void DescribeChannel(const SOmeImage& image, std::uint32_t index, SOverviewChannel* shown) {
@@ -168,6 +184,7 @@ void AddPlane(const SPlane& plane, const SPage& page, const SOmeImage& image, st
   for (const std::uint32_t sample : samples) {
     SOverviewChannel shown;
     shown.plane = plane;
+    shown.planeNumber = index;
     shown.sample = sample;
     DescribeChannel(image, samples.size() > 1 && !isColor ? index + sample : index, &shown);
     if (isColor) shown.color = 0xFF0000u >> (8 * sample);
@@ -175,20 +192,19 @@ void AddPlane(const SPlane& plane, const SPage& page, const SOmeImage& image, st
   }
 }
 
-bool AddPlanes(CFileSet& files, COmeFiles& omeFiles, SDataset* dataset) {
-  const SOmeImage& image = dataset->ome.images[dataset->omeImage];
+bool AddPlanes(CFileSet& files, COmeFiles& omeFiles, const SOmeImage& image, SDataset* dataset) {
   std::uint32_t channelPlanes = image.ChannelPlanes();
   const SIfdSummary& first = files.Main().chain.front();
   // Documents that do not say that their channels are samples of one plane.
   if (first.samples > 1 && channelPlanes == image.sizeC && image.sizeC % first.samples == 0) {
     channelPlanes = image.sizeC / first.samples;
   }
-  COverviewPlanes planes(files, omeFiles, image, channelPlanes);
+  COmePlanes planes(files, omeFiles, image, channelPlanes);
   bool found = false;
   for (std::uint32_t c = 0; c < std::min(channelPlanes, kMaxOverviewChannels); ++c) {
-    const std::optional<SPlane> plane = planes.Choose(c);
+    const std::optional<SPlane> plane = planes.Choose(c, image.sizeZ / 2, 0);
     if (!plane) continue;
-    const SPage page = ReadDatasetPage(files.File(plane->file), SDataset::EKind::kOme, plane->directory);
+    const SPage page = ReadDatasetPage(files.File(plane->file), plane->directory);
     if (found && page.Size() != dataset->page.Size()) continue;
     if (!found) {
       dataset->page = page;
@@ -201,27 +217,68 @@ bool AddPlanes(CFileSet& files, COmeFiles& omeFiles, SDataset* dataset) {
   return found;
 }
 
+// Keeps the planes of one position.
+class COmePlaneLocator final : public IPlaneLocator {
+ public:
+  COmePlaneLocator(CFileSet& files, const SDataset& dataset)
+      : m_files(files), m_dataset(dataset), m_omeFiles(files, dataset.ome, dataset.omeUuid, dataset.omeDocumentFile) {}
+
+  SPlane Locate(const SPlaneIndex& index) override {
+    if (!m_planes || m_position != index.position) {
+      const SOmeImage& image = m_dataset.ome.images[m_dataset.omePositions[index.position]];
+      m_planes.emplace(m_files, m_omeFiles, image, m_dataset.sizeC);
+      m_position = index.position;
+    }
+    const std::optional<SPlane> plane = m_planes->Choose(index.channel, index.z, index.t);
+    if (!plane) throw CDamagedError("The plane that was chosen is not there");
+    return *plane;
+  }
+
+ private:
+  CFileSet& m_files;
+  const SDataset& m_dataset;
+  COmeFiles m_omeFiles;
+  std::optional<COmePlanes> m_planes;
+  std::uint32_t m_position = 0;
+};
+
 }  // namespace
+
+std::unique_ptr<IPlaneLocator> NewOmePlaneLocator(CFileSet& files, const SDataset& dataset) {
+  return std::make_unique<COmePlaneLocator>(files, dataset);
+}
 
 bool OpenOmeDataset(CFileSet& files, const std::string& description, SDataset* dataset) {
   SDataset result;
   result.kind = SDataset::EKind::kOme;
   std::string error;
   if (!ParseOmeXml(description, &result.ome, &error)) return false;
-  const std::string ownUuid = result.ome.uuid;
-  std::string documentFile;
-  if (!ResolveDocument(files, &result.ome, &documentFile)) return false;
-  COmeFiles omeFiles(files, result.ome, ownUuid, documentFile);
+  result.omeUuid = result.ome.uuid;
+  if (files.Companion()) result.omeDocumentFile = kCompanion;
+  if (!ResolveDocument(files, &result.ome, &result.omeDocumentFile)) return false;
+  COmeFiles omeFiles(files, result.ome, result.omeUuid, result.omeDocumentFile);
   result.omeImage = ChooseImage(result.ome, omeFiles);
   const SOmeImage& image = result.ome.images[result.omeImage];
   for (std::size_t i = 0; i < result.ome.images.size(); ++i) {
-    if (SameShape(result.ome.images[i], image)) result.omePositions.push_back(i);
+    const SOmeImage& other = result.ome.images[i];
+    const bool isAssociated = i != result.omeImage && !AssociatedName(other.name).empty();
+    if (SameShape(other, image) && !isAssociated) result.omePositions.push_back(i);
   }
   result.sizeZ = image.sizeZ;
   result.sizeT = image.sizeT;
-  if (!AddPlanes(files, omeFiles, &result)) return false;
+  result.shownZ = image.sizeZ;
+  result.positions = static_cast<std::uint32_t>(result.omePositions.size());
+  if (!AddPlanes(files, omeFiles, image, &result)) return false;
   *dataset = std::move(result);
   return true;
+}
+
+std::optional<SDataset> OpenOmeImage(CFileSet& files, const SDataset& dataset, std::size_t image) {
+  SDataset result;
+  result.kind = SDataset::EKind::kOme;
+  COmeFiles omeFiles(files, dataset.ome, dataset.omeUuid, dataset.omeDocumentFile);
+  if (!AddPlanes(files, omeFiles, dataset.ome.images[image], &result)) return std::nullopt;
+  return result;
 }
 
 }  // namespace imageformats::tiff

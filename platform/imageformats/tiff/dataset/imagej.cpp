@@ -144,6 +144,7 @@ void ParsePart(const CMetadataBlock& block, std::uint32_t type, std::size_t offs
 std::optional<SImageJ> ParseImageJDescription(std::string_view text) {
   if (!text.starts_with("ImageJ=")) return std::nullopt;
   SImageJ imageJ;
+  imageJ.images = 0;
   std::optional<double> low, high;
   while (!text.empty()) {
     const std::string_view line = NextLine(&text);
@@ -157,7 +158,7 @@ std::optional<SImageJ> ParseImageJDescription(std::string_view text) {
   if (low && high && *low < *high) imageJ.range = SDisplayRange{*low, *high};
   const double planes = double{1} * imageJ.channels * imageJ.slices * imageJ.frames;
   if (planes > 1e9) imageJ.channels = imageJ.slices = imageJ.frames = 1;
-  imageJ.images = std::max(imageJ.images, imageJ.channels * imageJ.slices * imageJ.frames);
+  if (imageJ.images == 0) imageJ.images = imageJ.channels * imageJ.slices * imageJ.frames;
   return imageJ;
 }
 

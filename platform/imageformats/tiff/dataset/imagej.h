@@ -29,7 +29,7 @@ struct SImageJ {
 };
 
 // Parses a description; nothing when the text is not ImageJ's. Values that make no sense are left at their defaults;
-// sizes are at least 1, and images at least channels * slices * frames.
+// sizes are at least 1; images is channels * slices * frames where the text does not say.
 std::optional<SImageJ> ParseImageJDescription(std::string_view text);
 
 // Adds what the metadata block says. `counts` and `block` are the tags' values; damaged ones add what can be read.

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "platform/imageformats/codec/image_metadata.h"
 #include "platform/imageformats/tiff/dataset/dataset.h"
 
@@ -19,16 +17,5 @@ void DescribeTags(CFileSet& files, const SDataset& dataset, SImageMetadata* meta
 
 // Planes of the dataset's channels with names and colours; kind-specific facts are added by the functions above.
 void DescribePlanes(const SDataset& dataset, SImageMetadata* metadata);
-
-// A loop of more than one step; the step is in seconds or micrometres, 0 unknown.
-void AddLoop(std::uint32_t type, std::uint32_t size, double step, SImageMetadata* metadata);
-
-// The loop of channels, from the planes; adds nothing for a single one.
-void AddChannelLoop(SImageMetadata* metadata);
-
-// Text before and after a number that is known, that is, above 0; else empty.
-std::string Labelled(const char* before, double value, int decimals, const char* after);
-// Pixels and z step in micrometres, time step in seconds.
-std::string SamplingText(double pixelWidth, double pixelHeight, double zStep, double timeStep);
 
 }  // namespace imageformats::tiff

@@ -21,9 +21,9 @@ void Calibrate(CFileSet& files, const SImageJ& imageJ, SImageMetadata* metadata)
   file.handle.Select(file.chain.front().offset);
   const auto x = static_cast<double>(ResolutionTag(file.handle, TIFFTAG_XRESOLUTION));
   const auto y = static_cast<double>(ResolutionTag(file.handle, TIFFTAG_YRESOLUTION));
-  if (x > 0.0) metadata->calibration = unit / x;
-  if (x > 0.0 && y > 0.0) metadata->aspect = x / y;
-  metadata->picture.zStep = imageJ.spacing * unit;
+  if (x > 0.0) metadata->calibration = PlausibleLength(unit / x);
+  if (metadata->calibration > 0.0 && y > 0.0) metadata->aspect = x / y;
+  metadata->picture.zStep = PlausibleLength(imageJ.spacing * unit);
 }
 
 }  // namespace

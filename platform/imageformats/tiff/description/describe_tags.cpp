@@ -45,10 +45,15 @@ void ApplyDate(const std::string& date, SImageMetadata* metadata) {
   if (metadata->acquisitionTime == 0.0) metadata->acquisitionTime = julianDay;
 }
 
-// A plain stack does not say what runs from page to page.
+// Most plain stacks do not say what runs from page to page.
 void AddPageLoop(const SDataset& dataset, SImageMetadata* metadata) {
   if (dataset.kind != SDataset::EKind::kPlain) return;
-  AddLoop(kQvLoopCustom, dataset.pages, 0.0, metadata);
+  if (dataset.hasPageAxes) {
+    AddLoop(kQvLoopTime, dataset.sizeT, 0.0, metadata);
+    AddLoop(kQvLoopZ, dataset.sizeZ, 0.0, metadata);
+    return AddChannelLoop(metadata);
+  }
+  AddLoop(kQvLoopCustom, static_cast<std::uint32_t>(dataset.pages.size()), 0.0, metadata);
   AddChannelLoop(metadata);
 }
 

@@ -15,7 +15,8 @@ constexpr std::size_t kMaxNames = 4096;
 STiffFile::STiffFile(std::shared_ptr<const CInput> source)
     : input(std::move(source)), chain(ReadIfdChain(*input, &chainLeadsOut)), handle(input) {}
 
-CFileSet::CFileSet(std::shared_ptr<const CInput> input) {
+CFileSet::CFileSet(std::shared_ptr<const CInput> input, std::shared_ptr<const CInput> companion)
+    : m_companion(std::move(companion)) {
   m_files.push_back(std::make_unique<STiffFile>(std::move(input)));
   const CInput& main = *Main().input;
   if (!main.IsFile()) return;
@@ -30,6 +31,7 @@ std::uint64_t CFileSet::Bytes() const noexcept {
 }
 
 std::shared_ptr<const CInput> CFileSet::OpenBeside(const std::string& name) const {
+  if (m_companion) return m_companion->OpenBeside(name);
   return m_name.empty() ? nullptr : Main().input->OpenBeside(name);
 }
 

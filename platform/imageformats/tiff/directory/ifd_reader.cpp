@@ -52,6 +52,19 @@ SIfdEntry CIfdReader::Entry(std::size_t index) const noexcept {
   return {Get<std::uint16_t>(entry), Get<std::uint16_t>(entry + 2), GetWord(entry + 4), entry + 4 + WordSize()};
 }
 
+std::optional<SIfdEntry> CIfdReader::Find(std::uint16_t tag) const noexcept {
+  for (std::size_t i = 0; i < m_entryCount; ++i) {
+    if (const SIfdEntry entry = Entry(i); entry.tag == tag) return entry;
+  }
+  return std::nullopt;
+}
+
+bool CIfdReader::HoldsBytes(const SIfdEntry& entry) const noexcept {
+  if (entry.count <= WordSize()) return true;
+  const std::uint64_t offset = GetWord(entry.field), size = m_input->Size();
+  return offset <= size && entry.count <= size - offset;
+}
+
 std::optional<std::uint64_t> CIfdReader::FirstInteger(const SIfdEntry& entry) const noexcept {
   const std::size_t size = entry.type == TIFF_SHORT   ? 2
                            : entry.type == TIFF_LONG  ? 4

@@ -32,6 +32,8 @@ class CIfdReader {
   // Entries that were read; valid until the next Read.
   std::size_t EntryCount() const noexcept { return m_entryCount; }
   SIfdEntry Entry(std::size_t index) const noexcept;
+  // The first entry of that tag.
+  std::optional<SIfdEntry> Find(std::uint16_t tag) const noexcept;
   // Offset of the directory behind; 0 when there is none.
   std::uint64_t NextOffset() const noexcept { return m_next; }
   // The file ends before the directory does.
@@ -41,6 +43,8 @@ class CIfdReader {
 
   // The first value of a SHORT, LONG or LONG8 entry; nothing for other types.
   std::optional<std::uint64_t> FirstInteger(const SIfdEntry& entry) const noexcept;
+  // Whether values of one byte each, such as texts, lie in the file in full.
+  bool HoldsBytes(const SIfdEntry& entry) const noexcept;
   // The entry's values as they are stored, `size` bytes; false when they are not all there.
   bool ReadValues(const SIfdEntry& entry, std::uint8_t* values, std::size_t size) const noexcept;
 

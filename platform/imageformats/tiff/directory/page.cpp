@@ -59,6 +59,14 @@ void ReadGeometry(TIFF* tiff, SPage* page) {
   page->orientation = OrientationFromTag(ShortTag(tiff, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT));
 }
 
+void ReadSubsampling(TIFF* tiff, SPage* page) {
+  if (page->compression == COMPRESSION_JPEG || page->compression == COMPRESSION_OJPEG) return;
+  std::uint16_t x = 1, y = 1;
+  TIFFGetFieldDefaulted(tiff, TIFFTAG_YCBCRSUBSAMPLING, &x, &y);
+  page->subsamplingX = x;
+  page->subsamplingY = y;
+}
+
 void ReadSampleLayout(TIFF* tiff, SPage* page) {
   std::uint16_t value = 1;
   TIFFGetFieldDefaulted(tiff, TIFFTAG_BITSPERSAMPLE, &value);
@@ -79,6 +87,7 @@ void ReadSampleLayout(TIFF* tiff, SPage* page) {
   // Files without the tag: as readers commonly take them.
   const std::uint32_t guess = page->samples >= 3 && page->bits <= 16 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK;
   page->photometric = ShortTag(tiff, TIFFTAG_PHOTOMETRIC, guess);
+  if (page->photometric == PHOTOMETRIC_YCBCR) ReadSubsampling(tiff, page);
   std::uint16_t count = 0;
   std::uint16_t* types = nullptr;
   if (TIFFGetField(tiff, TIFFTAG_EXTRASAMPLES, &count, &types) && types) {
@@ -130,6 +139,16 @@ void ReadSubIfds(TIFF* tiff, SPage* page) {
   page->subIfds.assign(offsets, offsets + std::min<std::uint32_t>(count, kMaxSubIfds));
 }
 
+// What libtiff converts.
+std::string UnsupportedYCbCr(const SPage& page) {
+  if (page.bits != 8 || page.samples != 3) return "YCbCr of this layout is not supported";
+  const std::uint32_t x = page.subsamplingX, y = page.subsamplingY;
+  if (page.planar && x * y > 1) return kPlanarSubsampled;
+  const bool arePowers = (x == 1 || x == 2 || x == 4) && (y == 1 || y == 2 || y == 4);
+  const bool fits = arePowers && (y <= x || (x == 1 && y == 2));
+  return fits ? std::string() : "YCbCr of this subsampling is not supported";
+}
+
 }  // namespace
 
 std::uint32_t SPage::SignificantBits() const noexcept {
@@ -160,7 +179,10 @@ std::string UnsupportedReason(const SPage& page) {
                            : page.bits <= 64;
   if (page.format == ESampleFormat::kOther) return "Complex samples are not supported";
   if (!bitsFit) return "Samples of " + std::to_string(page.bits) + " bits are not supported";
-  if (!TIFFIsCODECConfigured(static_cast<std::uint16_t>(page.compression))) {
+  if (IsJpeg2000(page.compression)) {
+    const bool fits = page.format == ESampleFormat::kUnsigned && (page.bits == 8 || page.bits == 16);
+    if (!fits) return "JPEG 2000 in TIFF is supported for unsigned samples of 8 and 16 bits only";
+  } else if (!TIFFIsCODECConfigured(static_cast<std::uint16_t>(page.compression))) {
     return "The compression " + std::to_string(page.compression) + " is not supported";
   }
   // libtiff adds up the differences of other pixels wrongly.
@@ -182,8 +204,7 @@ std::string UnsupportedReason(const SPage& page) {
       if (page.samples == 1 || (page.samples >= 4 && page.inkSet == INKSET_CMYK)) return {};
       return "Separations in other inks than CMYK are not supported";
     case PHOTOMETRIC_YCBCR:
-      if (page.bits == 8 && page.samples == 3) return {};
-      return "YCbCr of this layout is not supported";
+      return UnsupportedYCbCr(page);
     case PHOTOMETRIC_LOGL:
     case PHOTOMETRIC_LOGLUV:
       if (page.compression == COMPRESSION_SGILOG || page.compression == COMPRESSION_SGILOG24) return {};

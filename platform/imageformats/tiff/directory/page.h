@@ -23,7 +23,8 @@ struct SPage {
   std::uint32_t compression = 1;  // COMPRESSION_…
   std::uint32_t predictor = 1;
   std::uint32_t inkSet = 1;
-  bool planar = false;  // samples in planes of their own
+  std::uint32_t subsamplingX = 1, subsamplingY = 1;  // of YCbCr's colour; JPEG streams say it themselves
+  bool planar = false;                               // samples in planes of their own
   bool bigEndian = false;
   bool tiled = false;
   std::uint32_t blockWidth = 0, blockHeight = 0;  // of a tile, or a strip's width and rows
@@ -54,8 +55,16 @@ struct SPage {
   std::uint32_t SignificantBits() const noexcept;
 };
 
+// JPEG 2000 codestreams in tiles or strips: of slide scanners (one of them YCbCr without saying so), and of others.
+enum EJpeg2000Compression : std::uint32_t { kJpeg2000Ycc = 33003, kJpeg2000Rgb = 33005, kJpeg2000Plain = 34712 };
+constexpr bool IsJpeg2000(std::uint32_t compression) noexcept {
+  return compression == kJpeg2000Ycc || compression == kJpeg2000Rgb || compression == kJpeg2000Plain;
+}
+
 // Selects and reads the directory. Throws CDamagedError for directories without geometry or with impossible values.
 SPage ReadPage(CTiffHandle& tiff, std::uint64_t directoryOffset);
+
+inline constexpr char kPlanarSubsampled[] = "Planes of YCbCr whose colour is sampled less often are not supported";
 
 // Why this build cannot turn the page's pixels into a picture; empty when it can.
 std::string UnsupportedReason(const SPage& page);

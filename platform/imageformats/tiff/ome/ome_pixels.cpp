@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/imageformats/base/text.h"
+#include "platform/imageformats/base/units.h"
 #include "platform/imageformats/tiff/ome/ome_node.h"
 #include "platform/imageformats/tiff/ome/ome_xml.h"
 
@@ -16,15 +17,20 @@ std::string FirstOf(pugi::xml_node node, std::initializer_list<std::string_view>
   return {};
 }
 
-// An image of the first schemas may have several Pixels: the ones in TIFF files, preferably the default ones.
+// An image of the first schemas may have several Pixels: the ones in TIFF files, preferably the default ones. Without a
+// word on where they lie, they are the file's pages.
 pugi::xml_node ChoosePixels(pugi::xml_node image) {
   const std::string preferred = Attribute(image, "DefaultPixels");
-  pugi::xml_node chosen;
+  pugi::xml_node chosen, silent;
   ForEach(image, "Pixels", [&](pugi::xml_node pixels) {
-    if (!Child(pixels, "TiffData")) return;
-    if (!chosen || (!preferred.empty() && Id(pixels) == preferred)) chosen = pixels;
+    const bool isPreferred = !preferred.empty() && Id(pixels) == preferred;
+    if (Child(pixels, "TiffData")) {
+      if (!chosen || isPreferred) chosen = pixels;
+    } else if (!Child(pixels, "BinData") && (!silent || isPreferred)) {
+      silent = pixels;
+    }
   });
-  return chosen;
+  return chosen ? chosen : silent;
 }
 
 SOmeTiffData ReadTiffData(pugi::xml_node node) {
@@ -64,7 +70,7 @@ bool ReadSizes(pugi::xml_node pixels, SOmeImage* image) {
 
 double FirstLength(pugi::xml_node pixels, pugi::xml_node image, std::string_view now, std::string_view former) {
   const double value = Micrometres(pixels, now);
-  return std::max(value != 0.0 ? value : Micrometres(image, former), 0.0);
+  return PlausibleLength(value != 0.0 ? value : Micrometres(image, former));
 }
 
 void ReadCalibration(pugi::xml_node node, pugi::xml_node pixels, SOmeImage* image) {

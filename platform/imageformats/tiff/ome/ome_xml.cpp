@@ -2,9 +2,11 @@
 
 #include <algorithm>
 
+#include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/tiff/ome/ome_acquisition.h"
 #include "platform/imageformats/tiff/ome/ome_node.h"
 #include "platform/imageformats/tiff/ome/ome_pixels.h"
+#include "platform/imageformats/tiff/ome/ome_plates.h"
 
 namespace imageformats::tiff {
 namespace {
@@ -24,6 +26,25 @@ struct CDepthLimit : pugi::xml_tree_walker {
 };
 
 pugi::xml_node Root(const pugi::xml_document& document) { return ome::Child(document, "OME"); }
+
+// Images without TiffData: next to others that have it they lie elsewhere; else their planes follow each other.
+void PlaceSilentImages(std::vector<SOmeImage>* images) {
+  const auto isSilent = [](const SOmeImage& image) { return image.tiffData.empty(); };
+  if (!std::all_of(images->begin(), images->end(), isSilent)) {
+    std::erase_if(*images, isSilent);
+    return;
+  }
+  if (images->size() < 2) return;
+  std::uint64_t next = 0;
+  for (SOmeImage& image : *images) {
+    const std::uint64_t planes = std::uint64_t{image.ChannelPlanes()} * image.sizeZ * image.sizeT;
+    SOmeTiffData data;
+    data.ifd = static_cast<std::uint32_t>(std::min<std::uint64_t>(next, 0xFFFFFFFFu));
+    data.planeCount = static_cast<std::uint32_t>(planes);
+    image.tiffData.push_back(std::move(data));
+    next += planes;
+  }
+}
 
 // The images that lie in TIFF files; others (binary data inside the XML) are left out.
 void ReadImages(pugi::xml_node root, SOmeDocument* document) {
@@ -62,7 +83,8 @@ bool LooksLikeOmeXml(std::string_view text) {
   for (std::string_view tag : {"<OME ", "<OME>", "<OME\n", "<OME\r", "<OME\t", ":OME ", ":OME\n", ":OME\r"}) {
     if (text.find(tag) != std::string_view::npos) return true;
   }
-  return false;
+  // The comment that every writer puts before the root.
+  return text.substr(start).starts_with("<?xml") && text.find("OME-XML") != std::string_view::npos;
 }
 
 bool ParseOmeXml(std::string_view text, SOmeDocument* document, std::string* error) {
@@ -73,10 +95,7 @@ bool ParseOmeXml(std::string_view text, SOmeDocument* document, std::string* err
   pugi::xml_document xml;
   constexpr unsigned kFlags = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol | pugi::parse_wconv_attribute;
   const pugi::xml_parse_result parsed = xml.load_buffer(text.data(), text.size(), kFlags);
-  if (!parsed) {
-    *error = std::string("the OME-XML is malformed: ") + parsed.description();
-    return false;
-  }
+  if (!parsed) throw CDamagedError(std::string("The OME-XML is damaged: ") + parsed.description());
   CDepthLimit depth;
   if (!xml.traverse(depth)) {
     *error = "the OME-XML is nested too deeply";
@@ -88,6 +107,8 @@ bool ParseOmeXml(std::string_view text, SOmeDocument* document, std::string* err
   document->creator = ome::Attribute(root, "Creator");
   document->metadataFile = ome::Attribute(ome::Child(root, "BinaryOnly"), "MetadataFile");
   ReadImages(root, document);
+  PlaceSilentImages(&document->images);
+  ome::ReadPlates(root, document);
   if (document->images.empty() && document->metadataFile.empty()) {
     *error = "the OME-XML describes no image";
     return false;

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/render/nearest_sampler.h"
 #include "platform/imageformats/tiff/rows/convert_blocks.h"
 #include "platform/imageformats/tiff/rows/reduce_block_means.h"
 
@@ -16,6 +18,19 @@ void ScaleLab(const SPixelFormat& pixelFormat, SAveragedPicture* picture) {
     lab[2] = static_cast<float>(lab[2] * pixelFormat.labScale - pixelFormat.labOffset);
   }
 }
+
+class CSamplerSink final : public IPixelSink {
+ public:
+  CSamplerSink(CNearestSampler& sampler, std::size_t pixelBytes) : m_sampler(sampler), m_pixelBytes(pixelBytes) {}
+  void Add(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, const std::uint8_t* rows,
+           std::size_t stride) override {
+    m_sampler.AddBand(x, y, width, height, rows, stride, m_pixelBytes);
+  }
+
+ private:
+  CNearestSampler& m_sampler;
+  std::size_t m_pixelBytes;
+};
 
 }  // namespace
 
@@ -37,6 +52,19 @@ SReducedPage ReducePage(CTiffHandle& tiff, const SPage& page, const SReduceReque
   SReducedPage reduced{reducer.Finish(), converter.PixelFormat()};
   if (reduced.pixelFormat.model == EColorModel::kLab) ScaleLab(reduced.pixelFormat, &reduced.averages);
   return reduced;
+}
+
+SAveragedPicture SamplePage(CTiffHandle& tiff, const SPage& page, const SReduceRequest& request, CRenderGuard& guard) {
+  SBlockRequest blocks;
+  blocks.dataOffset = request.dataOffset;
+  const std::unique_ptr<CBlockSource> source = OpenBlocks(tiff, page, blocks, guard);
+  CRowConverter converter(page, source->Layout(), request.channels);
+  if (converter.PixelFormat().components != 1) throw CDamagedError("A page of labels has several components");
+  const SSize size = ReducedSize(page.Size(), request.displayed, request.orientation);
+  CNearestSampler sampler(page.Size(), size, converter.PixelFormat().type, guard);
+  CSamplerSink sink(sampler, converter.PixelBytes());
+  ConvertBlocks(*source, converter, sink, guard);
+  return sampler.Finish();
 }
 
 }  // namespace imageformats::tiff

@@ -23,4 +23,7 @@ struct SReducedPage {
 };
 SReducedPage ReducePage(CTiffHandle& tiff, const SPage& page, const SReduceRequest& request, CRenderGuard& guard);
 
+// The same of a page (or channel) of one component, with samples instead of averages: see CNearestSampler.
+SAveragedPicture SamplePage(CTiffHandle& tiff, const SPage& page, const SReduceRequest& request, CRenderGuard& guard);
+
 }  // namespace imageformats::tiff

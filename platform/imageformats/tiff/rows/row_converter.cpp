@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <numeric>
+#include <type_traits>
 
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/render/alpha.h"
@@ -196,14 +197,17 @@ void CRowConverter::ChooseLab() {
 }
 
 void CRowConverter::ChooseAlpha(const SPage& page, std::uint32_t colors) {
-  const bool integers = m_unpackedType == ESampleType::kU8 || m_unpackedType == ESampleType::kU16;
-  const bool laidOver = m_pixelFormat.model == EColorModel::kRgb || m_pixelFormat.model == EColorModel::kGrey;
-  if (!integers || !laidOver || m_pixelFormat.inverted) return;
+  const ESampleType type = m_unpackedType;
+  const bool isFloat = type == ESampleType::kF32 || type == ESampleType::kF64;
+  const bool isInks = m_pixelFormat.model == EColorModel::kCmyk || m_pixelFormat.inverted;
+  if (type != ESampleType::kU8 && type != ESampleType::kU16 && (!isFloat || isInks)) return;
+  if (m_pixelFormat.model == EColorModel::kLab) return;
+  m_zeroIsPaper = isInks;
   for (std::uint32_t i = 0; i < page.extraSamples.size() && colors + i < m_layout.samples; ++i) {
-    const std::uint16_t type = page.extraSamples[i];
-    if (type != EXTRASAMPLE_ASSOCALPHA && type != EXTRASAMPLE_UNASSALPHA) continue;
+    const std::uint16_t meaning = page.extraSamples[i];
+    if (meaning != EXTRASAMPLE_ASSOCALPHA && meaning != EXTRASAMPLE_UNASSALPHA) continue;
     m_shownSamples.push_back(colors + i);
-    m_finalStep = type == EXTRASAMPLE_ASSOCALPHA ? EFinalStep::kPremultipliedAlpha : EFinalStep::kAlpha;
+    m_finalStep = meaning == EXTRASAMPLE_ASSOCALPHA ? EFinalStep::kPremultipliedAlpha : EFinalStep::kAlpha;
     return;
   }
 }
@@ -243,10 +247,35 @@ void CRowConverter::GatherPlane(std::size_t index, const std::uint8_t* row, std:
            [&]<class T>(T) { InterleaveSample<T>(unpacked, pixels, index, m_shownSamples.size(), gathered); });
 }
 
-void CRowConverter::FinishGathered(const std::uint8_t* gathered, std::size_t pixels, std::uint8_t* out) const {
-  const bool wide = m_unpackedType == ESampleType::kU16;
+void CRowConverter::LayOpacity(const std::uint8_t* gathered, std::size_t pixels, std::uint8_t* out) const {
   const auto colors = static_cast<std::uint32_t>(m_shownSamples.size() - 1);
   const bool premultiplied = m_finalStep == EFinalStep::kPremultipliedAlpha;
+  const auto lay = [&]<class T>(T) {
+    const auto* from = reinterpret_cast<const T*>(gathered);
+    auto* to = reinterpret_cast<T*>(out);
+    if constexpr (std::is_same_v<T, std::uint16_t>) {
+      const auto opaque = static_cast<std::uint16_t>((1u << m_layout.bits) - 1);
+      m_zeroIsPaper ? BlendOverPaper(from, pixels, colors, premultiplied, opaque, to)
+                    : BlendOverWhite(from, pixels, colors, premultiplied, opaque, to);
+    } else {
+      BlendOverWhite(from, pixels, colors, premultiplied, to);
+    }
+  };
+  switch (m_unpackedType) {
+    case ESampleType::kU16:
+      return lay(std::uint16_t{});
+    case ESampleType::kF32:
+      return lay(float{});
+    case ESampleType::kF64:
+      return lay(double{});
+    default:
+      return m_zeroIsPaper ? BlendOverPaper(gathered, pixels, colors, premultiplied, out)
+                           : BlendOverWhite(gathered, pixels, colors, premultiplied, out);
+  }
+}
+
+void CRowConverter::FinishGathered(const std::uint8_t* gathered, std::size_t pixels, std::uint8_t* out) const {
+  const bool wide = m_unpackedType == ESampleType::kU16;
   switch (m_finalStep) {
     case EFinalStep::kPalette:
       return wide ? LookUpPalette<std::uint16_t>(gathered, pixels, m_palette, out)
@@ -255,10 +284,7 @@ void CRowConverter::FinishGathered(const std::uint8_t* gathered, std::size_t pix
       return wide ? OffsetLab<std::uint16_t>(gathered, pixels, out) : OffsetLab<std::uint8_t>(gathered, pixels, out);
     case EFinalStep::kAlpha:
     case EFinalStep::kPremultipliedAlpha:
-      if (!wide) return BlendOverWhite(gathered, pixels, colors, premultiplied, out);
-      return BlendOverWhite(reinterpret_cast<const std::uint16_t*>(gathered), pixels, colors, premultiplied,
-                            static_cast<std::uint16_t>((1u << m_layout.bits) - 1),
-                            reinterpret_cast<std::uint16_t*>(out));
+      return LayOpacity(gathered, pixels, out);
     case EFinalStep::kNothing:
       std::memcpy(out, gathered, pixels * PixelBytes());
   }

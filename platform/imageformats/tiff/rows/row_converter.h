@@ -56,12 +56,14 @@ class CRowConverter {
   void MakeExpansion(bool indices);
   const std::uint8_t* Unpacked(const std::uint8_t* row, std::size_t samples);
   void MakePalette(const SPage& page);
+  void LayOpacity(const std::uint8_t* gathered, std::size_t pixels, std::uint8_t* out) const;
 
   SDecodedLayout m_layout;
   SPixelFormat m_pixelFormat;
   std::vector<std::uint32_t> m_shownSamples;
   ESampleType m_unpackedType = ESampleType::kU8;  // of unpacked samples
   EFinalStep m_finalStep = EFinalStep::kNothing;
+  bool m_zeroIsPaper = false;  // of pixels with opacity
   bool m_isIdentity = false;
   std::vector<std::uint8_t> m_expansion;  // of 1, 2 and 4 bits: the samples of each byte, onto 0..255 unless indices
   std::vector<std::uint8_t> m_palette;    // R G B by index
