@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "host/session/database_copy.h"
@@ -9,10 +8,6 @@
 #include "host/shards/shard_manifest.h"
 
 namespace qvhost {
-
-// How to open a database for reading only, as SQLite's URI: with its log worked in where that may be written, and
-// otherwise as it lies there. Nothing when only a copy can be read, because there is a log that may not be worked in.
-std::optional<std::string> FindReadingUri(const std::string& path);
 
 // A database that is to be merged into another one. It is only read.
 class CShardSource {
