@@ -7,13 +7,14 @@
 #   kills     four processes with one file, of which one is killed every 200 ms, 300 times
 #   soak      1,000,000 requests with flat memory
 #   threads   8 callers with all operations under ThreadSanitizer, Helgrind and DRD
+#   cluster   the scripts for clusters with Slurm itself, tasks killed and requeued
 #   fuzz      every fuzzer for QV_FUZZ_SECONDS (120), the codec libraries instrumented too
 # Ends with a line for each step and exits 0 only when all are good. Logs are in build/logs/, findings of a fuzzer in
 # build/fuzz-findings/.
 set -uo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-all_steps=(faults kills soak threads fuzz)
+all_steps=(faults kills soak threads cluster fuzz)
 steps=()
 for argument in "$@"; do
   case $argument in
@@ -48,6 +49,14 @@ step_threads() {
       valgrind --tool=$tool --suppressions="$suppressions" --error-exitcode=1 -q || good=false
   done
   $good
+}
+
+# Skipped where this is not root.
+step_cluster() {
+  logged nightly-cluster-build build_preset release || return 1
+  local status=0
+  logged nightly-cluster "$root/scripts/cluster/prove_slurm.sh" "$build_root/release/bin" || status=$?
+  [ $status -eq 0 ] || [ "$(id -u)" -ne 0 ]
 }
 
 step_fuzz() {

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "host/commands/catalog_choice.h"
 #include "host/commands/command.h"
 #include "host/commands/make_report.h"
 #include "host/files/file_finder.h"
@@ -21,15 +22,18 @@ struct SArguments {
   std::vector<std::string> paths;
   std::string list;   // a file with the names of files
   std::string shard;  // "3/8"
+  std::string catalog;
   std::string library;
   std::string field;
   SMakeOptions make;
   bool recursive = false, failuresOk = false, json = false;
 };
 
-int RunMaker(const SArguments& arguments, CSession& session, IThumbnailJobs& jobs, CMakeReport& report) {
+int RunMaker(const SArguments& arguments, CSession& session, IThumbnailJobs& jobs, CMakeReport& report,
+             const CCatalog* catalog = nullptr) {
   try {
     const bool completed = CThumbnailMaker(session, jobs, report, arguments.make).Run();
+    if (catalog) report.SetFromCatalog(catalog->Supplied());
     return report.Print(session.DatabasePath(), completed);
   } catch (const CHostError&) {
     report.Print(session.DatabasePath(), false);
@@ -56,7 +60,8 @@ void Make(const SArguments& arguments, const SFoundFiles& found, CSession& sessi
           SOutcome& outcome) {
   for (const auto& [path, reason] : found.problems) report.OnFailed(path, reason);
   CFileJobs jobs(found.files, arguments.make.highQuality, session.DatabasePath());
-  outcome.status = RunMaker(arguments, session, jobs, report);
+  const std::unique_ptr<CCatalog> catalog = OpenCatalogFor(jobs, session, arguments.catalog);
+  outcome.status = RunMaker(arguments, session, jobs, report, catalog.get());
 }
 
 void MakeForFiles(const SArguments& arguments, SOutcome& outcome) {
@@ -98,8 +103,10 @@ void MakeShard(const SArguments& arguments, SOutcome& outcome) {
   manifest.filesOfAllShards = chosen.Offered();
   manifest.files = static_cast<std::int64_t>(found.files.size() + found.problems.size());
   {
+    SDatabaseOptions database = arguments.database;
+    database.file = run.Database();
     CSession session;
-    session.Open({run.Database(), false}, EDatabaseNeed::Fill);
+    session.Open(database, EDatabaseNeed::Fill);
     manifest.settings = CurrentSettings(session.Service(), chosen.MountPoints());
     manifest.versions = VersionText();
     run.Begin();
@@ -152,6 +159,7 @@ void AddMakeCommand(CCommand program, SOutcome& outcome) {
                  "Only the Kth of N equal parts, into a database of its own beside the --db FILE, with a manifest")
       .Excludes(library)
       .Type("K/N");
+  AddCatalogOption(command, &arguments->catalog).Excludes(library);
   command.AddFlag("--failures-ok", &arguments->failuresOk, "Exit with 0 although some files failed");
   AddJsonOption(command, &arguments->json);
   command.SetFooter(

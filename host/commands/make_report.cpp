@@ -28,17 +28,17 @@ int CMakeReport::Print(const std::string& databasePath, bool completed) {
   if (m_json) {
     CJson failures = CJson::array();
     for (const auto& [name, reason] : m_failures) failures.push_back({{"file", name}, {"reason", reason}});
-    PrintJson({{"made", m_made},
-               {"alreadyCached", m_cached},
-               {"failed", m_failed},
-               {"failures", failures},
-               {"seconds", seconds},
-               {"interrupted", !completed},
-               {"database", databasePath}});
+    CJson document = {{"made", m_made},          {"alreadyCached", m_cached}, {"failed", m_failed},
+                      {"failures", failures},    {"seconds", seconds},        {"interrupted", !completed},
+                      {"database", databasePath}};
+    if (m_fromCatalog) document["fromCatalog"] = *m_fromCatalog;
+    PrintJson(std::move(document));
   } else {
-    std::printf("%smade %s, already cached %s, failed %s in %s\n",
+    const std::string catalog =
+        m_fromCatalog ? fmt::format(" ({} from the catalogue)", FormatCount(*m_fromCatalog)) : std::string();
+    std::printf("%smade %s, already cached %s%s, failed %s in %s\n",
                 completed ? "" : "interrupted: ", FormatCount(m_made).c_str(), FormatCount(m_cached).c_str(),
-                FormatCount(m_failed).c_str(), FormatDuration(seconds).c_str());
+                catalog.c_str(), FormatCount(m_failed).c_str(), FormatDuration(seconds).c_str());
   }
   if (!completed) return kExitInterrupted;
   return m_failed > 0 ? kExitSomeFailed : kExitOk;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +19,9 @@ class CMakeReport : public IThumbnailObserver {
   void OnThumbnail(const SThumbnailJob& job, bool made, const SQvPicBuf& picture) override;
   void OnFailed(const std::string& name, const std::string& reason) override;
 
+  // How many of those that count as cached came from a catalogue now.
+  void SetFromCatalog(std::int64_t count) noexcept { m_fromCatalog = count; }
+
   // The last line, or the document. Returns the command's exit status.
   int Print(const std::string& databasePath, bool completed);
 
@@ -32,6 +36,7 @@ class CMakeReport : public IThumbnailObserver {
   const bool m_json;
   CProgress m_progress;
   std::int64_t m_made = 0, m_cached = 0, m_failed = 0;
+  std::optional<std::int64_t> m_fromCatalog;
   std::vector<std::pair<std::string, std::string>> m_failures;
 };
 

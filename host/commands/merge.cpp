@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include "host/commands/merge_report.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
+#include "host/shards/publication.h"
 
 namespace qvhost {
 namespace {
@@ -15,7 +17,7 @@ struct SArguments {
   std::string target;
   std::vector<std::string> shards;
   SMergeOptions merge;
-  bool partial = false, otherMounts = false, json = false;
+  bool publish = false, partial = false, otherMounts = false, json = false;
 };
 
 void RequireOtherFiles(const SArguments& arguments) {
@@ -46,7 +48,7 @@ SShardSettings MakeTarget(const std::string& target) {
   std::error_code error;
   const bool isNew = !std::filesystem::exists(target, error);
   CSession session;
-  session.Open({target, false}, EDatabaseNeed::Fill);
+  session.Open({target, false, {}}, EDatabaseNeed::Fill);
   const SShardSettings settings = CurrentSettings(session.Service(), {});
   session.Close();
   // One that many thumbnails are written to at once is better off without a log; one that is in use keeps its own way.
@@ -56,11 +58,11 @@ SShardSettings MakeTarget(const std::string& target) {
 
 class CShardsMerge {
  public:
-  CShardsMerge(const SArguments& arguments, CMergeReport& report)
+  CShardsMerge(const SArguments& arguments, const std::string& target, CMergeReport& report)
       : m_arguments(arguments),
         m_report(report),
-        m_current(MakeTarget(arguments.target)),
-        m_merger(ChooseDatabase({arguments.target, false}).path),
+        m_current(MakeTarget(target)),
+        m_merger(ChooseDatabase({target, false, {}}).path),
         m_settings(m_merger.Settings().value_or(m_current)) {}
 
   void Run(const std::vector<CShardSource>& sources) {
@@ -104,13 +106,35 @@ class CShardsMerge {
   SShardSettings m_settings;
 };
 
+// A merge into an empty database writes the rows in the order of their names. Of several databases that order is known
+// only when all are together.
+void Publish(const SArguments& arguments, const std::vector<CShardSource>& sources, CMergeReport& report) {
+  CPublication publication(arguments.target);
+  if (sources.size() == 1) {
+    CShardsMerge(arguments, publication.FilePath(), report).Run(sources);
+  } else {
+    CShardsMerge(arguments, publication.StagePath(), report).Run(sources);
+    const CShardSource stage(publication.StagePath(), true);
+    MakeTarget(publication.FilePath());
+    CMerger(publication.FilePath()).Merge(stage, stage.Settings(), arguments.merge, [](const std::string&) {});
+  }
+  if (!report.HasFailures()) return publication.Commit();
+  std::fprintf(stderr, "qvthumbs: nothing is published, because not all could be merged\n");
+}
+
+void MergeSources(const SArguments& arguments, const std::vector<CShardSource>& sources, CMergeReport& report) {
+  if (sources.empty()) return;
+  if (arguments.publish) return Publish(arguments, sources, report);
+  CShardsMerge(arguments, arguments.target, report).Run(sources);
+}
+
 void MergeShards(const SArguments& arguments, SOutcome& outcome) {
   RequireOtherFiles(arguments);
   CMergeReport report(arguments.json);
   const std::vector<CShardSource> sources = OpenShards(arguments, report);
   bool completed = true;
   try {
-    if (!sources.empty()) CShardsMerge(arguments, report).Run(sources);
+    MergeSources(arguments, sources, report);
   } catch (const CHostError& error) {
     completed = false;
     if (error.Status() != kExitInterrupted) {
@@ -126,6 +150,8 @@ void MergeShards(const SArguments& arguments, SOutcome& outcome) {
 void AddMergeCommand(CCommand program, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
   CCommand command = program.AddVerb("merge", "Put the thumbnails of several databases into one");
+  command.AddFlag("--publish", &arguments->publish,
+                  "Write OUT as a new file for all to read, which is never written again");
   command.AddFlag("--history", &arguments->merge.books, "Also history, experiments and stored items");
   command.AddFlag("--partial", &arguments->partial, "Also shards that are not finished, or have no manifest");
   command.AddFlag("--other-mounts", &arguments->otherMounts, "Also shards whose images lay on other mount points");
@@ -137,7 +163,9 @@ void AddMergeCommand(CCommand program, SOutcome& outcome) {
       "The newer thumbnail of a file wins, of two of one time the one of higher quality. Each shard is merged whole\n"
       "or not at all, and once.\n\n"
       "Example: the shards of a list, made by several processes\n"
-      "  qvthumbs merge lab.db lab.*-of-8.db");
+      "  qvthumbs merge lab.db lab.*-of-8.db\n\n"
+      "Example: what others read with 'qvthumbs make --catalog'\n"
+      "  qvthumbs merge --publish /catalogs/lab-2026-11.db lab.db");
   command.SetWork([arguments, &outcome] { MergeShards(*arguments, outcome); });
 }
 

@@ -20,6 +20,7 @@ class CMergeReport {
   void OnMerged(const std::string& shard, const SMergedShard& merged);
   void OnFailed(const std::string& shard, const std::string& reason);
 
+  bool HasFailures() const noexcept { return !m_failures.empty(); }
   // The last line, or the document. Returns the command's exit status.
   int Print(const std::string& database, bool completed);
 

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "host/commands/catalog_choice.h"
 #include "host/commands/command.h"
 #include "host/commands/scale_bar_choice.h"
 #include "host/files/associated_picture.h"
@@ -22,6 +23,7 @@ struct SArguments {
   std::string file;
   std::string output;
   std::string library;
+  std::string catalog;
   std::int32_t record = 0;
   std::string field = "image";
   SScaleBarChoice scaleBar;
@@ -102,6 +104,7 @@ void ShowFile(const SArguments& arguments, const COutputTarget& target, SOutcome
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Use);
   CFileJobs jobs({arguments.file}, arguments.highQuality, session.DatabasePath());
+  const std::unique_ptr<CCatalog> catalog = OpenCatalogFor(jobs, session, arguments.catalog);
   Show(arguments, target, ScaleOfFile(arguments), session, jobs, outcome);
 }
 
@@ -153,6 +156,7 @@ void AddShowCommand(CCommand program, SOutcome& outcome) {
       .Type("NAME");
   COption file = command.AddOption("file", &arguments->file, "Image file");
   file.Type("FILE").Excludes(library).FileNames();
+  AddCatalogOption(command, &arguments->catalog).Excludes(library);
   AddScaleBarOptions(command, &arguments->scaleBar);
   COption label = command.AddFlag("--label", &arguments->label,
                                   "Instead, the label of a slide, which may carry a patient's name; it is not cached");

@@ -16,6 +16,11 @@ IThumbnailJobs::ERefresh CFileJobs::Refresh(SThumbnailJob* job, std::string* rea
   return job->description.lastWritten == before ? ERefresh::Same : ERefresh::Changed;
 }
 
+bool CFileJobs::IsCached(const SThumbnailJob& job) {
+  if (m_rows.IsCurrent(job.description)) return true;
+  return m_supplier && m_supplier(job.description) && m_rows.IsCurrent(job.description);
+}
+
 std::string CFileJobs::ExplainFailure(const SThumbnailJob& job) {
   const std::string reason = ExplainOpenFailure(AbsolutePath(job.name));
   return reason.empty() ? m_reason.OfFile(job.description.location) : reason;

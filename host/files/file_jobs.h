@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/files/failure_reason.h"
@@ -15,10 +17,14 @@ class CFileJobs : public IThumbnailJobs {
   CFileJobs(std::vector<std::string> files, bool highQuality, const std::string& databasePath)
       : m_files(std::move(files)), m_highQuality(highQuality), m_rows(databasePath) {}
 
+  // Asked for what the database lacks before it is made; true when it has put that there.
+  using CSupplier = std::function<bool(const SQvThumbnailDescription& wanted)>;
+  void SetSupplier(CSupplier supplier) { m_supplier = std::move(supplier); }
+
   std::int64_t Count() const override { return static_cast<std::int64_t>(m_files.size()); }
   ENext Next(SThumbnailJob* job, std::string* reason) override;
   ERefresh Refresh(SThumbnailJob* job, std::string* reason) override;
-  bool IsCached(const SThumbnailJob& job) override { return m_rows.IsCurrent(job.description); }
+  bool IsCached(const SThumbnailJob& job) override;
   bool ArePersistent() const override { return true; }
   std::string ExplainFailure(const SThumbnailJob& job) override;
 
@@ -27,6 +33,7 @@ class CFileJobs : public IThumbnailJobs {
   const bool m_highQuality;
   std::size_t m_next = 0;
   CCacheRows m_rows;
+  CSupplier m_supplier;
   CFailureReason m_reason;
 };
 

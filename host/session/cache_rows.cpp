@@ -1,23 +1,23 @@
 #include "host/session/cache_rows.h"
 
+#include <utility>
+
 namespace qvhost {
-namespace {
+CCacheRows::CCacheRows(const std::string& databasePath) : CCacheRows(OpenForReading(databasePath)) {}
 
-// Rows keep the location in lower case.
-std::string RowName(const SQvThumbnailDescription& description) {
-  return CQvStringUtils::WtoUTF8(SQvThumbnailDescription::LowerCase(description.location)).Str();
-}
-
-}  // namespace
-
-CCacheRows::CCacheRows(const std::string& databasePath)
-    : m_db(OpenForReading(databasePath)),
+CCacheRows::CCacheRows(SQLite::Database db)
+    : m_db(std::move(db)),
       m_find(m_db, "SELECT lastWritten, quality FROM cache WHERE filename = ?1 AND flags = ?2 AND length(binData) > 0"),
       m_read(m_db, "SELECT binData FROM cache WHERE filename = ?1 AND flags = ?2") {}
 
+std::string CCacheRows::NameOf(const SQvThumbnailDescription& description) {
+  // Rows keep the location in lower case.
+  return CQvStringUtils::WtoUTF8(SQvThumbnailDescription::LowerCase(description.location)).Str();
+}
+
 std::optional<SCacheRow> CCacheRows::Find(const SQvThumbnailDescription& description) {
   std::optional<SCacheRow> row;
-  SQLite::bind(m_find, RowName(description), description.flags);
+  SQLite::bind(m_find, NameOf(description), description.flags);
   if (m_find.executeStep()) row = SCacheRow{m_find.getColumn(0).getDouble(), m_find.getColumn(1).getInt64() != 0};
   m_find.reset();
   return row;
@@ -30,7 +30,7 @@ bool CCacheRows::IsCurrent(const SQvThumbnailDescription& description) {
 
 std::string CCacheRows::ReadJpeg(const SQvThumbnailDescription& description) {
   std::string jpeg;
-  SQLite::bind(m_read, RowName(description), description.flags);
+  SQLite::bind(m_read, NameOf(description), description.flags);
   if (m_read.executeStep()) jpeg = m_read.getColumn(0).getString();
   m_read.reset();
   return jpeg;

@@ -21,6 +21,11 @@ struct SCacheRow {
 class CCacheRows {
  public:
   explicit CCacheRows(const std::string& databasePath);
+  // Of another database, which is open already.
+  explicit CCacheRows(SQLite::Database db);
+
+  // Under which name a thumbnail stands in the rows.
+  static std::string NameOf(const SQvThumbnailDescription& description);
 
   // A row without a picture counts as none.
   std::optional<SCacheRow> Find(const SQvThumbnailDescription& description);

@@ -1,5 +1,7 @@
 #include "host/shards/merger.h"
 
+#include <fmt/format.h>
+
 #include "host/host_error.h"
 #include "host/session/interrupt.h"
 
@@ -37,11 +39,21 @@ SMergedShard CMerger::Merge(const CShardSource& source, const SShardSettings& se
   const std::string digest = DigestOfSource(m_db, options.books);
   merged.wasMerged = !options.again && WasMerged(m_db, digest);
   if (merged.wasMerged) return merged;
+  TakeView(source);
   MergeRows(&merged.counts, onThumbnail);
   if (options.books) merged.books = MergeBookkeeping(m_db);
   RecordMerge(m_db, digest, source.Path(), settings);
   transaction.commit();
   return merged;
+}
+
+// One without thumbnails takes the view of the first that come.
+void CMerger::TakeView(const CShardSource& source) {
+  if (ReadViewMark(m_db) == source.ViewMark() || source.Thumbnails() == 0) return;
+  if (m_db.execAndGet("SELECT EXISTS (SELECT 1 FROM main.cache)").getInt() != 0) {
+    throw CHostError("its thumbnails show another choice of planes, times, positions or channels", kExitSomeFailed);
+  }
+  m_db.exec(fmt::format("PRAGMA main.user_version = {}", source.ViewMark()));
 }
 
 void CMerger::MergeRows(SMergeCounts* counts, const std::function<void(const std::string& name)>& onThumbnail) {

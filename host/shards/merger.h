@@ -37,6 +37,7 @@ class CMerger {
                      const std::function<void(const std::string& name)>& onThumbnail);
 
  private:
+  void TakeView(const CShardSource& source);
   void MergeRows(SMergeCounts* counts, const std::function<void(const std::string& name)>& onThumbnail);
 
   SQLite::Database m_db;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "host/session/database_copy.h"
@@ -9,10 +8,6 @@
 #include "host/shards/shard_manifest.h"
 
 namespace qvhost {
-
-// How to open a database for reading only, as SQLite's URI: with its log worked in where that may be written, and
-// otherwise as it lies there. Nothing when only a copy can be read, because there is a log that may not be worked in.
-std::optional<std::string> FindReadingUri(const std::string& path);
 
 // A database that is to be merged into another one. It is only read.
 class CShardSource {
@@ -27,6 +22,8 @@ class CShardSource {
   // Without a manifest: empty.
   const SShardSettings& Settings() const noexcept { return m_settings; }
   std::int64_t Thumbnails() const noexcept { return m_thumbnails; }
+  // What marks the view of its thumbnails; 0 for the default.
+  std::int64_t ViewMark() const noexcept { return m_viewMark; }
 
  private:
   void RequireFinished(bool partial);
@@ -36,7 +33,7 @@ class CShardSource {
   std::unique_ptr<CDatabaseCopy> m_copy;
   std::string m_uri;
   SShardSettings m_settings;
-  std::int64_t m_thumbnails = 0;
+  std::int64_t m_thumbnails = 0, m_viewMark = 0;
 };
 
 }  // namespace qvhost
