@@ -64,8 +64,6 @@ struct SDataset {
   std::string omeUuid, omeDocumentFile;   // of the opened file; the file that holds the document, empty: the opened one
   std::size_t omeImage = 0;               // the shown one
   std::vector<std::size_t> omePositions;  // images of its shape, in order
-  std::string omeUuid;                    // of the opened file
-  std::string omeDocumentFile;            // the file that holds the document; empty for the opened one
 };
 
 // Works the dataset out. Descriptions that contradict the file are given up for what the pages themselves show. Throws
