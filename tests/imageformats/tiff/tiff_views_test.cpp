@@ -228,6 +228,19 @@ TEST(TiffViews, LabelsHaveDistinctColours) {
   ExpectDistinctColors<std::int32_t>();
 }
 
+TEST(TiffViews, LabelsAreKnownWhereverThePixelsFall) {
+  CTestImage image(WriteTiff(LabelPage<std::uint16_t>()));
+  for (const std::uint32_t width : {71u, 97u, 133u, 199u, 240u}) {
+    const SRgbPicture picture = Render(image, width, width * 3 / 4);
+    int colored = 0;
+    for (std::uint32_t x = 0; x < width; ++x) {
+      const SRgb pixel = picture.At(x, picture.height / 2);
+      colored += pixel.r != pixel.g || pixel.g != pixel.b;
+    }
+    EXPECT_GT(colored, static_cast<int>(width / 3)) << width;
+  }
+}
+
 TEST(TiffViews, AMaskOfZeroAndOneIsVisible) {
   CTestImage image(WriteTiff(MakePage<std::uint8_t>(80, 60, 1, [](auto x, auto, auto) { return x < 40 ? 0 : 1; })));
   EXPECT_EQ(0, Render(image, 40, 30).At(5, 5).r);
