@@ -15,8 +15,10 @@ void AddCommands(qvhost::CCommand program, qvhost::SOutcome& outcome) {
   qvhost::AddShowCommand(program, outcome);
   qvhost::AddInfoCommand(program, outcome);
   qvhost::AddGalleryCommand(program, outcome);
+  qvhost::AddPlateCommand(program, outcome);
   qvhost::AddImportCommand(program, outcome);
   qvhost::AddStatsCommand(program, outcome);
+  qvhost::AddMergeCommand(program, outcome);
   qvhost::AddPruneCommand(program, outcome);
   qvhost::AddVerifyCommand(program, outcome);
   qvhost::AddHistoryCommand(program, outcome);

@@ -7,7 +7,8 @@ set -euo pipefail
 
 build_packages=(g++ cmake ninja-build pkg-config binutils
                 libsqlite3-dev libsqlitecpp-dev libtiff-dev libjpeg-dev libpng-dev liblcms2-dev libexif-dev libpugixml-dev
-                libgif-dev
+                libgif-dev libopenjp2-7-dev
+                libblosc-dev libzstd-dev liblz4-dev
                 libopenslide-dev libdeflate-dev libseccomp-dev zlib1g-dev libbz2-dev
                 libcli11-dev nlohmann-json3-dev libfmt-dev)
 # The sanitizers of GCC come with g++.

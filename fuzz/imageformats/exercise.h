@@ -39,6 +39,12 @@ inline void Exercise(const CCodecModule& codec, const std::shared_ptr<const CInp
     });
     Attempt([&] { RenderAt(*image, 5, 4, true); });
     Attempt([&] {
+      const std::optional<SPlate> plate = image->Plate();
+      CRenderGuard guard(SmallLimits());
+      CQvPicture picture = NewPicture(7, 5, 8, 3);
+      if (plate) image->RenderWell(static_cast<std::uint32_t>(plate->wells.size()) - 1, *picture.Get(), guard);
+    });
+    Attempt([&] {
       for (const SAssociatedImage& associated : image->AssociatedImages()) {
         CRenderGuard guard(SmallLimits());
         CQvPicture picture = NewPicture(7, 5, 8, 3);

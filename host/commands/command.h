@@ -20,9 +20,11 @@ struct SOutcome {
 void AddMakeCommand(CCommand program, SOutcome& outcome);
 void AddShowCommand(CCommand program, SOutcome& outcome);
 void AddInfoCommand(CCommand program, SOutcome& outcome);
+void AddPlateCommand(CCommand program, SOutcome& outcome);
 void AddGalleryCommand(CCommand program, SOutcome& outcome);
 void AddImportCommand(CCommand program, SOutcome& outcome);
 void AddStatsCommand(CCommand program, SOutcome& outcome);
+void AddMergeCommand(CCommand program, SOutcome& outcome);
 void AddPruneCommand(CCommand program, SOutcome& outcome);
 void AddVerifyCommand(CCommand program, SOutcome& outcome);
 void AddHistoryCommand(CCommand program, SOutcome& outcome);

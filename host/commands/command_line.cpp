@@ -18,15 +18,15 @@ CLI::Validator Unmentioned(CLI::Validator check) { return check.description("");
 constexpr const char* kAnyNumber = "any number";
 
 // The number as it was typed stands in the message.
-CLI::Validator WholeNumber(int least) {
+CLI::Validator WholeNumber(int least, int most = std::numeric_limits<int>::max()) {
   return CLI::Validator(
-      [least](const std::string& typed) {
+      [least, most](const std::string& typed) {
         int value = 0;
         const char* end = typed.data() + typed.size();
         const auto [stop, error] = std::from_chars(typed.data(), end, value);
-        if (error == std::errc() && stop == end && value >= least) return std::string();
+        if (error == std::errc() && stop == end && value >= least && value <= most) return std::string();
         return "'" + Printable(typed) + "' is no whole number from " + std::to_string(least) + " to " +
-               std::to_string(std::numeric_limits<int>::max());
+               std::to_string(most);
       },
       "");
 }
@@ -69,6 +69,12 @@ COption& COption::Positive() {
 COption& COption::NotNegative() {
   m_option->get_validator(kAnyNumber)->active(false);
   m_option->check(WholeNumber(0));
+  return *this;
+}
+
+COption& COption::Between(int least, int most) {
+  m_option->get_validator(kAnyNumber)->active(false);
+  m_option->check(WholeNumber(least, most));
   return *this;
 }
 

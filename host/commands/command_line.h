@@ -27,6 +27,7 @@ class COption {
   COption& Excludes(const COption& other);
   COption& Positive();
   COption& NotNegative();
+  COption& Between(int least, int most);
   // Names of files that are there: one that is not, but would be with every \xNN taken for its byte, is that one.
   COption& FileNames();
   // An empty text is refused with this reason.

@@ -9,6 +9,7 @@
 #include "host/files/file_jobs.h"
 #include "host/files/image_file.h"
 #include "host/output/progress.h"
+#include "host/plates/plate_finder.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
 #include "host/thumbnails/thumbnail_maker.h"
@@ -23,7 +24,7 @@ struct SArguments {
   std::vector<std::string> paths;
   std::string output = "gallery.html";
   std::string title = "Thumbnails";
-  bool highQuality = false, recursive = false;
+  bool highQuality = false, recursive = false, noPlates = false;
 };
 
 // Remembers what could not be made, to say so in the picture's place.
@@ -58,18 +59,27 @@ class CGallery {
         m_page(target, arguments.title) {}
 
   void Add(const std::string& path, const SQvThumbnailDescription& description, const std::string& reason) {
-    CInterrupt::ThrowIfRequested(kInterrupted);
-    m_target.RequireOtherThan(path);
-    SGalleryEntry entry;
-    entry.path = path;
-    entry.jpeg = reason.empty() ? m_rows.ReadJpeg(description) : std::string();
-    entry.reason = reason;
+    SGalleryEntry entry = Entry(path, description, reason);
     entry.hasInfo = !entry.jpeg.empty() && entry.info.Read(m_session.Service(), path);
     m_page.Add(entry);
-    ++m_count;
   }
 
-  bool HasThumbnail(const SQvThumbnailDescription& description) { return m_rows.Find(description).has_value(); }
+  // A file that was made a thumbnail of, or was not, for the reason that `failures` tell.
+  void AddFile(const std::string& file, const CFailureCollector& failures) {
+    SQvThumbnailDescription description;
+    const std::string reason = Describe(file, failures, &description);
+    Add(AbsolutePath(file), description, reason);
+  }
+
+  void AddPlate(const SPlateLayout& plate, const CFailureCollector& failures) {
+    std::vector<SGalleryEntry> entries;
+    for (const SWell& well : plate.wells) {
+      SQvThumbnailDescription description;
+      const std::string reason = Describe(well.file, failures, &description);
+      entries.push_back(Entry(well.file, description, reason));
+    }
+    m_page.AddPlate(plate, entries);
+  }
 
   // Every thumbnail that the database holds.
   void AddAllRows() {
@@ -91,6 +101,25 @@ class CGallery {
   }
 
  private:
+  // The reason why there is no thumbnail; empty: there is one.
+  std::string Describe(const std::string& file, const CFailureCollector& failures,
+                       SQvThumbnailDescription* description) {
+    std::string reason;
+    if (!DescribeFile(file, m_arguments.highQuality, description, &reason)) return reason;
+    return m_rows.Find(*description) ? std::string() : failures.ReasonOf(file);
+  }
+
+  SGalleryEntry Entry(const std::string& path, const SQvThumbnailDescription& description, const std::string& reason) {
+    CInterrupt::ThrowIfRequested(kInterrupted);
+    m_target.RequireOtherThan(path);
+    SGalleryEntry entry;
+    entry.path = path;
+    entry.jpeg = reason.empty() ? m_rows.ReadJpeg(description) : std::string();
+    entry.reason = reason;
+    ++m_count;
+    return entry;
+  }
+
   const SArguments& m_arguments;
   const COutputTarget& m_target;
   CSession& m_session;
@@ -99,26 +128,34 @@ class CGallery {
   std::int64_t m_count = 0;
 };
 
+SFoundPlates SortPlates(const SArguments& arguments, const std::vector<std::string>& files) {
+  if (arguments.noPlates) return {{}, files};
+  return FindPlates(files, EPlateEvidence::Obvious);
+}
+
+std::vector<std::string> FilesToShow(const SFoundPlates& sorted) {
+  std::vector<std::string> files;
+  for (const SPlateLayout& plate : sorted.plates) {
+    for (const SWell& well : plate.wells) files.push_back(well.file);
+  }
+  files.insert(files.end(), sorted.others.begin(), sorted.others.end());
+  return files;
+}
+
 // Makes what is missing, then shows all.
 void AddFiles(const SArguments& arguments, CSession& session, CGallery& gallery, SOutcome& outcome) {
   const SFoundFiles found = FindImageFiles(arguments.paths, arguments.recursive);
   for (const auto& [path, reason] : found.problems) ReportFailure(outcome, path, reason);
-  CFileJobs jobs(found.files, arguments.highQuality, session.DatabasePath());
+  const SFoundPlates sorted = SortPlates(arguments, found.files);
+  CFileJobs jobs(FilesToShow(sorted), arguments.highQuality, session.DatabasePath());
   SMakeOptions options;
   options.highQuality = arguments.highQuality;
   CFailureCollector failures(jobs.Count());
   if (!CThumbnailMaker(session, jobs, failures, options).Run()) {
     throw CHostError(kInterrupted, kExitInterrupted);
   }
-  for (const std::string& file : found.files) {
-    SQvThumbnailDescription description;
-    std::string reason;
-    if (!DescribeFile(file, arguments.highQuality, &description, &reason)) {
-      gallery.Add(AbsolutePath(file), description, reason);
-      continue;
-    }
-    gallery.Add(AbsolutePath(file), description, gallery.HasThumbnail(description) ? "" : failures.ReasonOf(file));
-  }
+  for (const SPlateLayout& plate : sorted.plates) gallery.AddPlate(plate, failures);
+  for (const std::string& file : sorted.others) gallery.AddFile(file, failures);
   if (!failures.IsEmpty()) outcome.status = kExitSomeFailed;
 }
 
@@ -148,6 +185,8 @@ void AddGalleryCommand(CCommand program, SOutcome& outcome) {
   command.AddOption("--title", &arguments->title, "The page's title").Type("TEXT");
   AddRecursiveOption(command, &arguments->recursive);
   AddQualityOption(command, &arguments->highQuality);
+  command.AddFlag("--no-plates", &arguments->noPlates,
+                  "Every file by itself, also those that are wells of a plate (default: a grid of each plate's wells)");
   AddViewOptions(command, &arguments->database);
   command.AddOption("paths", &arguments->paths, "Image files, and folders of them (default: all of the database)")
       .Type("PATH")

@@ -44,6 +44,12 @@ img {{ max-width: 100%; max-height: 180px; }}
          text-shadow: 0 0 2px #000, 0 0 2px #000, 1px 1px 1px #000, -1px -1px 1px #000, 1px -1px 1px #000,
                       -1px 1px 1px #000; }}
 main.plain .bar {{ display: none; }}
+section.plate {{ grid-template-columns: 1.8rem repeat(var(--columns), minmax(0, 1fr)); gap: 2px; max-width: 1600px;
+                font-size: 11px; text-align: center; align-items: center; }}
+.plate a, .plate s {{ aspect-ratio: 1; background: #000; }}
+.plate s {{ background: var(--card); }}
+.plate s.bad {{ background: var(--bad); }}
+.plate img {{ width: 100%; height: 100%; object-fit: contain; display: block; }}
 figcaption {{ padding: .5rem .6rem .6rem; overflow-wrap: anywhere; }}
 figcaption b {{ font-weight: 600; display: block; }}
 figcaption span {{ color: var(--dim); display: block; font-size: 12px; }}
@@ -62,7 +68,17 @@ document.querySelector('input[type=checkbox]').addEventListener('change', event 
 });
 document.querySelector('input[type=search]').addEventListener('input', event => {
   const wanted = event.target.value.toLowerCase();
-  for (const section of document.querySelectorAll('section')) {
+  for (const section of document.querySelectorAll('section.plate')) {
+    let any = false;
+    for (const well of section.children) {
+      const found = well.title.toLowerCase().includes(wanted);
+      if (well.title) well.style.opacity = found ? '' : 0.15;
+      any = any || (found && well.title);
+    }
+    section.style.display = any ? '' : 'none';
+    section.previousElementSibling.hidden = !any;
+  }
+  for (const section of document.querySelectorAll('section:not(.plate)')) {
     let any = false;
     for (const figure of section.children) {
       figure.hidden = !figure.textContent.toLowerCase().includes(wanted);
@@ -106,6 +122,20 @@ std::string ScaleBar(const SGalleryEntry& entry) {
                      bar->share * 100.0, bar->label);
 }
 
+std::string EmptyCell(std::uint32_t row, std::uint32_t column) {
+  return fmt::format("<s title=\"{}: no image\"></s>", WellName(row, column));
+}
+
+std::string WellCell(const SWell& well, const SGalleryEntry& entry) {
+  std::string title = WellName(well.row, well.column) + ": " + std::filesystem::path(entry.path).filename().string();
+  if (well.fields > 1) title += fmt::format(", the first of {} fields", well.fields);
+  if (entry.jpeg.empty())
+    return fmt::format("<s class=\"bad\" title=\"{}: {}\"></s>", HtmlText(title), HtmlText(entry.reason));
+  return fmt::format(
+      "<a href=\"{}\" title=\"{}\"><img loading=\"lazy\" alt=\"\" src=\"data:image/jpeg;base64,{}\"></a>",
+      HtmlText(FileUrl(entry.path)), HtmlText(title), Base64(entry.jpeg));
+}
+
 }  // namespace
 
 COutputTarget GalleryTarget(const std::string& name) { return COutputTarget(name, &IsOwnPage); }
@@ -116,7 +146,7 @@ CGalleryPage::CGalleryPage(const COutputTarget& target, const std::string& title
 
 void CGalleryPage::BeginFolder(const std::string& folder) {
   if (m_inFolder && folder == m_folder) return;
-  if (m_inFolder) m_file.Write("</section>\n");
+  EndSection();
   m_folder = folder;
   m_inFolder = true;
   m_file.Write(fmt::format("<h2>{}</h2>\n<section>\n", HtmlText(folder)));
@@ -136,8 +166,31 @@ void CGalleryPage::Add(const SGalleryEntry& entry) {
   m_file.Write(Caption(entry) + "</figure>\n");
 }
 
-void CGalleryPage::Finish() {
+void CGalleryPage::EndSection() {
   if (m_inFolder) m_file.Write("</section>\n");
+  m_inFolder = false;
+}
+
+void CGalleryPage::AddPlate(const SPlateLayout& plate, const std::vector<SGalleryEntry>& entries) {
+  EndSection();
+  m_file.Write(
+      fmt::format("<h2>{} \u00B7 {} of {} wells</h2>\n<section class=\"plate\" style=\"--columns:{}\">\n<b></b>",
+                  HtmlText(plate.name), entries.size(), plate.rows * plate.columns, plate.columns));
+  for (std::uint32_t column = 0; column < plate.columns; ++column) m_file.Write(fmt::format("<b>{}</b>", column + 1));
+  std::size_t next = 0;
+  for (std::uint32_t row = 0; row < plate.rows; ++row) {
+    m_file.Write(fmt::format("\n<b>{}</b>", RowName(row)));
+    for (std::uint32_t column = 0; column < plate.columns; ++column) {
+      const bool isThere = next < entries.size() && plate.wells[next].row == row && plate.wells[next].column == column;
+      m_file.Write(isThere ? WellCell(plate.wells[next], entries[next]) : EmptyCell(row, column));
+      next += isThere;
+    }
+  }
+  m_file.Write("</section>\n");
+}
+
+void CGalleryPage::Finish() {
+  EndSection();
   m_file.Write(kTail);
   m_file.Commit();
 }

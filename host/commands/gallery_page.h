@@ -1,9 +1,11 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "host/files/text_info.h"
 #include "host/output/output_file.h"
+#include "host/plates/plate.h"
 
 namespace qvhost {
 
@@ -25,10 +27,13 @@ class CGalleryPage {
  public:
   CGalleryPage(const COutputTarget& target, const std::string& title);
   void Add(const SGalleryEntry& entry);
+  // A plate as a grid of its wells; `entries` are those of its wells, in their order.
+  void AddPlate(const SPlateLayout& plate, const std::vector<SGalleryEntry>& entries);
   void Finish();
 
  private:
   void BeginFolder(const std::string& folder);
+  void EndSection();
 
   COutputFile m_file;
   std::string m_folder;

@@ -36,6 +36,10 @@ bool ReadImage(const std::string& path, std::string* bytes, std::string* reason)
   *reason = ExplainOpenFailure(path);
   if (!reason->empty()) return false;
   std::error_code error;
+  if (std::filesystem::is_directory(path, error)) {
+    *reason = "is a folder; a library holds files";
+    return false;
+  }
   if (std::filesystem::file_size(path, error) > kMaxBytes) {
     *reason = "larger than 1 GB, too large for a library";
     return false;

@@ -6,6 +6,7 @@
 #include "host/commands/command.h"
 #include "host/files/failure_reason.h"
 #include "host/files/image_file.h"
+#include "host/files/picture_folder.h"
 #include "host/files/text_info.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
@@ -56,7 +57,7 @@ void ShowInfo(const SArguments& arguments, SOutcome& outcome) {
   CJson document = CJson::array();
   for (const std::string& file : arguments.files) {
     CInterrupt::ThrowIfRequested("interrupted");
-    const std::string path = AbsolutePath(file);
+    const std::string path = AbsolutePath(PicturePath(file));
     STextInfo info;
     if (!info.Read(session.Service(), path)) {
       const std::string reason = ExplainFailure(path);

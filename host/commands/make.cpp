@@ -6,8 +6,11 @@
 #include "host/commands/make_report.h"
 #include "host/files/file_finder.h"
 #include "host/files/file_jobs.h"
+#include "host/files/file_list.h"
 #include "host/library/library_jobs.h"
 #include "host/session/session.h"
+#include "host/shards/shard.h"
+#include "host/shards/shard_run.h"
 #include "host/thumbnails/thumbnail_maker.h"
 
 namespace qvhost {
@@ -16,10 +19,12 @@ namespace {
 struct SArguments {
   SDatabaseOptions database;
   std::vector<std::string> paths;
+  std::string list;   // a file with the names of files
+  std::string shard;  // "3/8"
   std::string library;
   std::string field;
   SMakeOptions make;
-  bool recursive = false, json = false;
+  bool recursive = false, failuresOk = false, json = false;
 };
 
 int RunMaker(const SArguments& arguments, CSession& session, IThumbnailJobs& jobs, CMakeReport& report) {
@@ -32,19 +37,78 @@ int RunMaker(const SArguments& arguments, CSession& session, IThumbnailJobs& job
   }
 }
 
+// Of all files that are named, those of the shard.
+SFoundFiles FindFiles(const SArguments& arguments, const SShard& shard, CShardFiles& chosen) {
+  SFoundFiles found;
+  if (arguments.list.empty()) {
+    found = FindImageFiles(arguments.paths, arguments.recursive);
+    for (std::string& file : found.files) chosen.Offer(std::move(file));
+    // One of the shards tells of paths that lead nowhere.
+    if (shard.number != 1) found.problems.clear();
+  } else {
+    ReadFileList(arguments.list, [&chosen](std::string name) { chosen.Offer(std::move(name)); });
+  }
+  found.files = chosen.Take();
+  return found;
+}
+
+void Make(const SArguments& arguments, const SFoundFiles& found, CSession& session, CMakeReport& report,
+          SOutcome& outcome) {
+  for (const auto& [path, reason] : found.problems) report.OnFailed(path, reason);
+  CFileJobs jobs(found.files, arguments.make.highQuality, session.DatabasePath());
+  outcome.status = RunMaker(arguments, session, jobs, report);
+}
+
 void MakeForFiles(const SArguments& arguments, SOutcome& outcome) {
-  if (arguments.paths.empty()) throw CHostError("name the files or folders to make thumbnails of, or a --library");
-  const SFoundFiles found = FindImageFiles(arguments.paths, arguments.recursive);
+  CShardFiles chosen({1, 1});
+  const SFoundFiles found = FindFiles(arguments, {1, 1}, chosen);
   if (found.files.empty() && found.problems.empty()) {
-    std::fprintf(stderr, "qvthumbs: no image files there%s\n",
-                 arguments.recursive ? "" : "; --recursive looks into the folders below, too");
+    std::fprintf(
+        stderr, "qvthumbs: no image files there%s\n",
+        arguments.recursive || !arguments.list.empty() ? "" : "; --recursive looks into the folders below, too");
   }
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Fill);
   CMakeReport report(static_cast<std::int64_t>(found.files.size() + found.problems.size()), arguments.json);
-  for (const auto& [path, reason] : found.problems) report.OnFailed(path, reason);
-  CFileJobs jobs(found.files, arguments.make.highQuality, session.DatabasePath());
-  outcome.status = RunMaker(arguments, session, jobs, report);
+  Make(arguments, found, session, report, outcome);
+}
+
+CJson Asked(const SArguments& arguments) {
+  CJson asked = {{"quality", arguments.make.highQuality ? "high" : "standard"}};
+  if (arguments.list.empty()) {
+    asked["paths"] = arguments.paths;
+    asked["recursive"] = arguments.recursive;
+  } else {
+    asked["filesFrom"] = arguments.list;
+  }
+  return asked;
+}
+
+void MakeShard(const SArguments& arguments, SOutcome& outcome) {
+  const SShard shard = ParseShard(arguments.shard);
+  if (arguments.database.file.empty()) {
+    throw CHostError("--shard needs a --db FILE, beside which each shard has a database of its own");
+  }
+  CShardRun run(shard, ChooseDatabase(arguments.database).path);
+  CShardFiles chosen(shard);
+  const SFoundFiles found = FindFiles(arguments, shard, chosen);
+  CMakeReport report(static_cast<std::int64_t>(found.files.size() + found.problems.size()), arguments.json);
+  SShardManifest& manifest = run.Manifest();
+  manifest.asked = Asked(arguments);
+  manifest.filesOfAllShards = chosen.Offered();
+  manifest.files = static_cast<std::int64_t>(found.files.size() + found.problems.size());
+  {
+    CSession session;
+    session.Open({run.Database(), false}, EDatabaseNeed::Fill);
+    manifest.settings = CurrentSettings(session.Service(), chosen.MountPoints());
+    manifest.versions = VersionText();
+    run.Begin();
+    Make(arguments, found, session, report, outcome);
+  }
+  manifest.made = report.Made();
+  manifest.alreadyCached = report.AlreadyCached();
+  manifest.failures = report.Failures();
+  run.End(outcome.status != kExitInterrupted);
 }
 
 void MakeForLibrary(const SArguments& arguments, SOutcome& outcome) {
@@ -75,19 +139,39 @@ void AddMakeCommand(CCommand program, SOutcome& outcome) {
       command.AddOption("--library", &arguments->library, "The records of an image library instead of files");
   library.Type("FILE");
   command.AddOption("--field", &arguments->field, "Only this picture field of the records").Needs(library).Type("NAME");
+  COption paths = command.AddOption("paths", &arguments->paths, "Image files, and folders of them");
+  paths.Type("PATH").FileNames();
+  command
+      .AddOption("--files-from", &arguments->list,
+                 "Take the names of the files from FILE, a line each or each ended by a NUL; - is standard input")
+      .Excludes(paths)
+      .Excludes(library)
+      .Type("FILE");
+  command
+      .AddOption("--shard", &arguments->shard,
+                 "Only the Kth of N equal parts, into a database of its own beside the --db FILE, with a manifest")
+      .Excludes(library)
+      .Type("K/N");
+  command.AddFlag("--failures-ok", &arguments->failuresOk, "Exit with 0 although some files failed");
   AddJsonOption(command, &arguments->json);
-  command.AddOption("paths", &arguments->paths, "Image files, and folders of them").Type("PATH").FileNames();
   command.SetFooter(
       "A thumbnail that the database holds is kept while its file is unchanged.\n"
       "Ctrl-C stops cleanly; nothing that was made is lost.\n\n"
       "Example: the thumbnails of a folder and all below\n"
-      "  qvthumbs make --recursive ~/images");
+      "  qvthumbs make --recursive ~/images\n\n"
+      "Example: one of eight parts of a long list, for 'qvthumbs merge'\n"
+      "  qvthumbs make --files-from images.txt --shard 3/8 --db /scratch/lab.db");
   command.SetWork([arguments, &outcome] {
-    if (arguments->library.empty()) {
+    if (!arguments->library.empty()) {
+      MakeForLibrary(*arguments, outcome);
+    } else if (arguments->paths.empty() && arguments->list.empty()) {
+      throw CHostError("name the files or folders to make thumbnails of, a --library, or a list of --files-from");
+    } else if (arguments->shard.empty()) {
       MakeForFiles(*arguments, outcome);
     } else {
-      MakeForLibrary(*arguments, outcome);
+      MakeShard(*arguments, outcome);
     }
+    if (arguments->failuresOk && outcome.status == kExitSomeFailed) outcome.status = kExitOk;
   });
 }
 

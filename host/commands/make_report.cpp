@@ -17,11 +17,8 @@ void CMakeReport::OnThumbnail(const SThumbnailJob& job, bool made, const SQvPicB
 
 void CMakeReport::OnFailed(const std::string& name, const std::string& reason) {
   ++m_failed;
-  if (m_json) {
-    m_failures.emplace_back(name, reason);
-  } else {
-    m_progress.PrintLine(fmt::format("failed: {}: {}", Printable(name), reason));
-  }
+  m_failures.emplace_back(name, reason);
+  if (!m_json) m_progress.PrintLine(fmt::format("failed: {}: {}", Printable(name), reason));
   m_progress.Update(Done(), name);
 }
 

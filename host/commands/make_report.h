@@ -12,7 +12,7 @@ namespace qvhost {
 // Counts what became of the wanted thumbnails, and shows the progress.
 class CMakeReport : public IThumbnailObserver {
  public:
-  // With `json` the failures are kept for the document instead of being printed as they come.
+  // With `json` the failures are not printed as they come.
   CMakeReport(std::int64_t total, bool json) : m_json(json), m_progress(total, json) {}
 
   void OnThumbnail(const SThumbnailJob& job, bool made, const SQvPicBuf& picture) override;
@@ -20,6 +20,11 @@ class CMakeReport : public IThumbnailObserver {
 
   // The last line, or the document. Returns the command's exit status.
   int Print(const std::string& databasePath, bool completed);
+
+  std::int64_t Made() const noexcept { return m_made; }
+  std::int64_t AlreadyCached() const noexcept { return m_cached; }
+  // Each failed one, and why.
+  const std::vector<std::pair<std::string, std::string>>& Failures() const noexcept { return m_failures; }
 
  private:
   std::int64_t Done() const { return m_made + m_cached + m_failed; }

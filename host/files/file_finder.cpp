@@ -8,6 +8,7 @@
 
 #include "host/file_extension.h"
 #include "host/files/image_file.h"
+#include "host/files/picture_folder.h"
 #include "host/session/interrupt.h"
 
 namespace qvhost {
@@ -17,16 +18,19 @@ namespace fs = std::filesystem;
 
 // Formats of plain arrays, whose files are often compressed as a whole.
 bool IsArrayExtension(const std::string& extension) {
-  constexpr std::array<std::string_view, 6> kExtensions = {".mrc", ".mrcs", ".map", ".rec", ".st", ".ali"};
+  constexpr std::array<std::string_view, 13> kExtensions = {".mrc",  ".mrcs", ".map", ".rec",  ".st",  ".ali", ".nrrd",
+                                                            ".nhdr", ".nii",  ".hdr", ".fits", ".fit", ".fts"};
   return std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
 }
 
 bool HasImageExtension(const fs::path& path) {
-  constexpr std::array kExtensions =
-      std::to_array<std::string_view>({".bmp",  ".dib", ".gif",  ".pbm", ".pgm",  ".ppm", ".pnm",  ".pam", ".tif",
-                                       ".tiff", ".btf", ".tf2",  ".tf8", ".gtif", ".jpg", ".jpeg", ".jpe", ".jfif",
-                                       ".png",  ".svs", ".ndpi", ".scn", ".vms",  ".vmu", ".mrxs", ".bif", ".svslide"});
+  constexpr std::array kExtensions = std::to_array<std::string_view>(
+      {".bmp", ".dib",  ".gif", ".pbm",   ".pgm",  ".ppm",  ".pnm", ".pam", ".jp2",  ".j2k",  ".j2c",     ".jpc",
+       ".jpf", ".jpx",  ".dcm", ".dicom", ".tif",  ".tiff", ".btf", ".tf2", ".tf8",  ".gtif", ".jpg",     ".jpeg",
+       ".jpe", ".jfif", ".png", ".svs",   ".ndpi", ".scn",  ".vms", ".vmu", ".mrxs", ".bif",  ".svslide", ".ozx"});
   const std::string extension = LowerCaseExtension(path);
+  // Archives of anything else are no images.
+  if (extension == ".zip") return LowerCaseExtension(path.stem()) == ".zarr";
   if (IsArrayExtension(extension == ".gz" ? LowerCaseExtension(path.stem()) : extension)) return true;
   return std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
 }
@@ -35,9 +39,12 @@ class CFinder {
  public:
   explicit CFinder(bool recursive) : m_recursive(recursive) {}
 
-  void AddArgument(const std::string& path) {
+  void AddArgument(const std::string& argument) {
     std::error_code error;
-    if (fs::is_directory(path, error)) {
+    const std::string path = PicturePath(argument);
+    if (const auto pictures = PicturesOfFolder(path)) {
+      for (const std::string& picture : *pictures) AddFile(picture);
+    } else if (fs::is_directory(path, error)) {
       AddFolder(path);
     } else if (!fs::exists(fs::symlink_status(path, error))) {
       m_found.problems.emplace_back(path, "no such file or folder");
@@ -71,6 +78,10 @@ class CFinder {
     std::error_code error;
     if (entry.path().filename().string().front() == '.') return;
     if (entry.is_directory(error)) {
+      if (const auto pictures = PicturesOfFolder(entry.path().string())) {
+        files->insert(files->end(), pictures->begin(), pictures->end());
+        return;
+      }
       // A link to a folder could lead round in a circle.
       if (m_recursive && !entry.is_symlink(error)) folders->push_back(entry.path());
     } else if (HasImageExtension(entry.path())) {

@@ -14,7 +14,9 @@ struct SFoundFiles {
 
 // Finds image files. A file that is named is taken whatever its name: its content decides. From a folder those with an
 // image's extension are taken, sorted by name, and with `recursive` those of the folders below; hidden names and links
-// to folders are left alone. A file that several paths lead to is taken once. Throws CHostError when interrupted.
+// to folders are left alone. A folder that is a picture is taken as one, or as those that it stands for
+// (PicturesOfFolder), and not walked into. A file that several paths lead to is taken once. Throws CHostError when
+// interrupted.
 SFoundFiles FindImageFiles(const std::vector<std::string>& paths, bool recursive);
 
 }  // namespace qvhost

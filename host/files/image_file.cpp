@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "host/files/picture_folder.h"
 #include "host/output/text.h"
 #include "system/qvfile.h"
 #include "system/qvstatus.h"
@@ -71,7 +72,7 @@ std::string AbsolutePath(const std::string& path) {
 
 bool DescribeFile(const std::string& path, bool highQuality, SQvThumbnailDescription* description,
                   std::string* reason) {
-  const std::string absolute = AbsolutePath(path);
+  const std::string absolute = AbsolutePath(PicturePath(path));
   description->location = LowerCaseLocation(absolute);
   description->flags = highQuality ? 1 : 0;
   const std::string other = FindCaseCollision(absolute, description->location);
@@ -122,7 +123,9 @@ std::string ExplainOpenFailure(const std::string& path) {
   struct stat status = {};
   const bool known = fstat(file, &status) == 0;
   close(file);
-  if (known && S_ISDIR(status.st_mode)) return "is a folder";
+  if (known && S_ISDIR(status.st_mode)) {
+    return CFileHandle(CQvStringUtils::UTF8toW(path)).IsOpen() ? std::string() : "is a folder";
+  }
   if (known && !S_ISREG(status.st_mode)) return "is not a regular file";
   return {};
 }

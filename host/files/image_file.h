@@ -29,7 +29,8 @@ bool LocationExists(const CQvStringW& location);
 // being does not count: of a copy that is when it was copied.
 double LastWriteTime(const std::string& path);
 
-// Why the file cannot be opened, from the system; empty when it is a regular file that can be.
+// Why the file cannot be opened, from the system; empty when it is a regular file, or a folder that is a picture, that
+// can be.
 std::string ExplainOpenFailure(const std::string& path);
 
 }  // namespace qvhost

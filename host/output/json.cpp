@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <utility>
 
 #include "host/output/text.h"
 #include "host/output/time_text.h"
@@ -41,9 +42,11 @@ CJson JsonTime(double julianDay) {
   return text.empty() ? CJson(nullptr) : CJson(text);
 }
 
-void PrintJson(CJson document) {
+std::string FormatJson(CJson document) {
   EscapeNames(&document);
-  std::printf("%s\n", WithoutControls(document.dump(2)).c_str());
+  return WithoutControls(document.dump(2));
 }
+
+void PrintJson(CJson document) { std::printf("%s\n", FormatJson(std::move(document)).c_str()); }
 
 }  // namespace qvhost

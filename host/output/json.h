@@ -16,8 +16,10 @@ inline std::string JsonText(const CQvStringW& text) { return CQvStringUtils::Wto
 // Julian day number as ISO 8601, null when it names no time.
 CJson JsonTime(double julianDay);
 
-// One indented document to standard output. In a name that is no UTF-8 the bytes that are not are printed as \xNN, as
-// CCommand's file names may be given.
+// One indented document. In a name that is no UTF-8 the bytes that are not stand as \xNN, as CCommand's file names may
+// be given.
+std::string FormatJson(CJson document);
+// The same to standard output.
 void PrintJson(CJson document);
 
 }  // namespace qvhost

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -12,6 +13,11 @@
 // name, else a unique match, else the first in byte order whose continuation exists. Folder listings are remembered by
 // folder and modification time. A file that is opened from a folder where another name differs in case only is reported
 // through the diagnostics, once for each folder and name. Safe from any thread; each handle by one thread at a time.
+//
+// A picture may be a folder (OME-Zarr): one that holds a regular file of one of the names below. It is opened, and
+// found, as a regular file is, by its own name or that of such a file in it; its last-write time is the newest, and its
+// size the sum, of what a thumbnail of it is made from. At most 2,000 of its files and folders are looked at: the
+// descriptions first, then the levels of resolution, smallest first.
 
 #if defined(_WIN32)
 using QvFileHandle = void*;
@@ -28,6 +34,9 @@ constexpr std::uint32_t kQvShareWrite = 2;
 // QV_OpenFile `attributes`
 constexpr std::uint32_t kQvAnyAttributes = 0xFFFFFFFFu;
 
+// The names that make a folder a picture; the first one that is there describes it.
+inline constexpr std::array<const char*, 2> kQvPictureDocuments = {"zarr.json", ".zattrs"};
+
 struct SQvFindData {
   std::uint32_t isFolder = 0;
   SQvFileTime creationTime;  // birth time where the file system has one, else the last-write time
@@ -36,10 +45,16 @@ struct SQvFindData {
   std::int64_t size = 0;
 };
 
-// Opens a regular file for reading; `access` must be kQvFileRead, `share` and `attributes` are hints that POSIX has no
-// use for. A folder, FIFO, device or socket is refused without waiting. Returns 0, or -9 with *handle untouched.
+// Opens a regular file, or a folder that is a picture, for reading; `access` must be kQvFileRead, `share` and
+// `attributes` are hints that POSIX has no use for. Another folder, a FIFO, device or socket is refused without
+// waiting. Returns 0, or -9 with *handle untouched.
 QV_SYSTEM_API std::int32_t QV_OpenFile(const wchar_t* path, std::uint32_t access, std::uint32_t share,
                                        std::uint32_t attributes, QvFileHandle* handle);
+// Opens a regular file below an opened folder. `name` is a relative path in the file system's bytes, of plain names
+// with slashes between them; neither it nor a link on the way leads out of the folder. 0, or -9 with *file untouched.
+QV_SYSTEM_API std::int32_t QV_OpenFileBelow(QvFileHandle folder, const char* name, QvFileHandle* file);
+// Whether the handle is that of a folder.
+QV_SYSTEM_API bool QV_IsFolder(QvFileHandle handle) noexcept;
 // Size in bytes. 0, or -9 with *size untouched.
 QV_SYSTEM_API std::int32_t QV_GetFileSize(QvFileHandle handle, std::int64_t* size);
 // The three times; each pointer may be null. 0, or -9 with the outputs untouched.

@@ -19,6 +19,10 @@ class CDescriptor {
 
   int Get() const noexcept { return m_fd; }
   int Detach() noexcept { return std::exchange(m_fd, -1); }
+  void Reset(int fd) noexcept {
+    if (m_fd >= 0) ::close(m_fd);
+    m_fd = fd;
+  }
 
  private:
   int m_fd;

@@ -74,11 +74,13 @@ allowed_for_component_room() {  # sets `allowed`
 }
 
 format_rooms='base render planes codec arrays jpeg/stream jpeg/block_means jpeg
-  mrc
+  fits mrc nifti nrrd
   png
-  bmp gif pnm
+  bmp gif pnm jpeg2000 dicom
   tiff/directory tiff/blocks tiff/rows tiff/ome
-  tiff/dataset tiff/description tiff wsi process component decoder'
+  tiff/dataset tiff/description tiff wsi
+  zarr/store zarr/array zarr/ngff zarr
+  process component decoder'
 allowed_for_format_room() {  # sets `allowed`
   local decoders='base render codec jpeg/stream jpeg/block_means jpeg'
   case $1 in
@@ -87,7 +89,7 @@ allowed_for_format_room() {  # sets `allowed`
     planes) allowed="base render" ;;
     codec) allowed="base render" ;;
     arrays) allowed="base render planes codec" ;;
-    mrc) allowed="base render planes codec arrays" ;;
+    fits | mrc | nifti | nrrd) allowed="base render planes codec arrays" ;;
     jpeg/stream) allowed="base" ;;
     jpeg/block_means) allowed="base render jpeg/stream" ;;
     jpeg) allowed="base render codec jpeg/stream jpeg/block_means" ;;
@@ -95,8 +97,10 @@ allowed_for_format_room() {  # sets `allowed`
     bmp) allowed="base render codec" ;;
     gif) allowed="base render codec" ;;
     pnm) allowed="base render codec" ;;
+    jpeg2000) allowed="base render codec" ;;
+    dicom) allowed="base render codec jpeg jpeg2000" ;;
     tiff/directory) allowed="base render" ;;
-    tiff/blocks) allowed="$decoders tiff/directory" ;;
+    tiff/blocks) allowed="$decoders jpeg2000 tiff/directory" ;;
     tiff/rows) allowed="$decoders tiff/directory tiff/blocks" ;;
     tiff/ome) allowed="base" ;;
     tiff/dataset) allowed="base render planes tiff/directory tiff/ome" ;;
@@ -104,11 +108,16 @@ allowed_for_format_room() {  # sets `allowed`
     tiff)
       allowed="base render planes codec tiff/directory tiff/blocks tiff/rows tiff/ome tiff/dataset tiff/description" ;;
     wsi) allowed="base render codec tiff/directory" ;;
+    zarr/store) allowed="base" ;;
+    zarr/array) allowed="base render planes zarr/store" ;;
+    zarr/ngff) allowed="base render planes zarr/store zarr/array" ;;
+    zarr) allowed="base render planes codec zarr/store zarr/array zarr/ngff" ;;
     process) allowed="base codec" ;;
     component)
       allowed="base render planes codec arrays jpeg png tiff wsi process"
-      allowed+=" mrc"
-      allowed+=" bmp gif pnm"
+      allowed+=" fits mrc nifti nrrd"
+      allowed+=" bmp gif pnm jpeg2000 dicom"
+      allowed+=" zarr"
       ;;
     decoder) allowed="base codec process component" ;;
     *) allowed="" ;;

@@ -25,7 +25,7 @@ class ShowLabelTest : public testing::Test {
       pages.back().description = description;
     };
     add(100, 120, 255, "label 100x120");
-    add(400, 300, 20, "tissue");
+    add(400, 300, 90, "tissue");
     add(200, 150, 130, "macro 200x150");
     WriteFile(Path("slide.tif"), WriteTiff(pages));
   }
@@ -46,7 +46,7 @@ TEST_F(ShowLabelTest, OnRequestOnlyAndInFullSize) {
   EXPECT_EQ(macro["width"], 200);
   EXPECT_EQ(DecodePng(Path("macro.png")).left[0], 130);
   ASSERT_EQ(m_program.RunWithDatabase({"show", Path("slide.tif"), "-o", Path("slide.png")}).status, 0);
-  EXPECT_NEAR(DecodePng(Path("slide.png")).left[0], 20, 2);
+  EXPECT_NEAR(DecodePng(Path("slide.png")).left[0], 90, 2);
 }
 
 TEST_F(ShowLabelTest, NoDatabaseHearsOfIt) {

@@ -43,7 +43,8 @@ class CStreamedArray final : public IArrayBytes {
       : m_source(source),
         m_samples(samples),
         m_guard(guard),
-        m_skipped(guard.NewVector<std::uint8_t>(kSkippedAtOnce)) {}
+        m_skipped(guard.NewVector<std::uint8_t>(kSkippedAtOnce)),
+        m_stream(Open()) {}
 
   void Read(std::uint64_t offset, std::uint8_t* out, std::size_t size) override {
     GoTo(m_source.skip + offset);
@@ -52,7 +53,7 @@ class CStreamedArray final : public IArrayBytes {
 
   void Finish() override {
     const std::uint64_t end = m_source.skip + m_source.size;
-    if (!m_stream || (end - m_position > kMostCheckedBehind && !MustBeReadToTheEnd(end))) return;
+    if (end - m_position > kMostCheckedBehind && !MustBeReadToTheEnd(end)) return;
     GoTo(end);
     // The check value stands behind the last byte.
     std::uint8_t behind;
@@ -82,7 +83,7 @@ class CStreamedArray final : public IArrayBytes {
   }
 
   void GoTo(std::uint64_t position) {
-    if (!m_stream || position < m_position) {
+    if (position < m_position) {
       m_stream.reset();
       m_stream = Open();
       m_position = 0;

@@ -4,6 +4,7 @@
 
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/planes/picture_samples.h"
+#include "platform/imageformats/render/nearest_sampler.h"
 
 namespace imageformats {
 
@@ -58,26 +59,38 @@ SAveragedPicture CArrayPlanes::AverageAt(std::uint64_t offset, SSize reduced, CR
   return reducer.Finish();
 }
 
-SAveragedPicture CArrayPlanes::Average(const SPlaneIndex& plane, SSize reduced, CRenderGuard& guard) {
-  const std::uint64_t offset = m_layout.OffsetOf(plane);
-  SAveragedPicture averages;
-  if (m_layout.IsPlanar()) {
-    averages = {reduced, m_layout.components, {}};
-    averages.samples.resize(std::size_t{reduced.width} * reduced.height * m_layout.components);
-    for (std::uint32_t k = 0; k < m_layout.components; ++k) {
-      const SAveragedPicture one = AverageAt(offset + k * m_layout.component, reduced, guard);
-      for (std::size_t i = 0; i < one.samples.size(); ++i) {
-        averages.samples[i * m_layout.components + k] = one.samples[i];
-      }
-    }
-  } else {
-    averages = AverageAt(offset, reduced, guard);
-  }
-  if (m_layout.slope == 1.0 && m_layout.intercept == 0.0) return averages;
-  for (float& v : averages.samples) {
-    v = static_cast<float>(static_cast<double>(v) * m_layout.slope + m_layout.intercept);
+SAveragedPicture CArrayPlanes::AveragePlanar(std::uint64_t offset, SSize reduced, CRenderGuard& guard) {
+  const std::uint32_t components = m_layout.components;
+  SAveragedPicture averages{reduced, components, {}};
+  averages.samples.resize(std::size_t{reduced.width} * reduced.height * components);
+  for (std::uint32_t k = 0; k < components; ++k) {
+    const SAveragedPicture one = AverageAt(offset + k * m_layout.component, reduced, guard);
+    for (std::size_t i = 0; i < one.samples.size(); ++i) averages.samples[i * components + k] = one.samples[i];
   }
   return averages;
+}
+
+SAveragedPicture CArrayPlanes::Average(const SPlaneIndex& plane, SSize reduced, CRenderGuard& guard) {
+  const std::uint64_t offset = m_layout.OffsetOf(plane);
+  return Scaled(m_layout.IsPlanar() ? AveragePlanar(offset, reduced, guard) : AverageAt(offset, reduced, guard));
+}
+
+SAveragedPicture CArrayPlanes::Sample(const SPlaneIndex& plane, SSize reduced, CRenderGuard& guard) {
+  if (m_layout.components > 1) return Average(plane, reduced, guard);
+  const CReservation reservation(guard);
+  CNearestSampler sampler(m_layout.size, reduced, m_rows.Type(), guard);
+  m_rows.ForEachBand(m_layout.OffsetOf(plane), [&](const SBand& band) {
+    sampler.AddBand(0, band.y, m_layout.size.width, band.count, band.rows, band.stride, SampleBytes(m_rows.Type()));
+  });
+  return Scaled(sampler.Finish());
+}
+
+SAveragedPicture CArrayPlanes::Scaled(SAveragedPicture picture) const {
+  if (m_layout.slope == 1.0 && m_layout.intercept == 0.0) return picture;
+  for (float& v : picture.samples) {
+    v = static_cast<float>(static_cast<double>(v) * m_layout.slope + m_layout.intercept);
+  }
+  return picture;
 }
 
 void ReadArrayPlane(const SArrayLayout& layout, IArrayBytes& bytes, const SPlaneIndex& plane, EOrientation orientation,

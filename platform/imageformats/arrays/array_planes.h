@@ -12,9 +12,12 @@ class CArrayPlanes final : public IPlaneReader {
       : m_layout(layout), m_rows(layout, bytes, guard) {}
 
   SAveragedPicture Average(const SPlaneIndex& plane, SSize reduced, CRenderGuard& guard) override;
+  SAveragedPicture Sample(const SPlaneIndex& plane, SSize reduced, CRenderGuard& guard) override;
 
  private:
   SAveragedPicture AverageAt(std::uint64_t offset, SSize reduced, CRenderGuard& guard);
+  SAveragedPicture AveragePlanar(std::uint64_t offset, SSize reduced, CRenderGuard& guard);
+  SAveragedPicture Scaled(SAveragedPicture picture) const;
 
   const SArrayLayout& m_layout;
   CArrayRows m_rows;

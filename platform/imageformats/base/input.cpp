@@ -25,6 +25,7 @@ std::shared_ptr<const CInput> CInput::FromFile(const CQvStringW& path) {
   if (QV_OpenFile(path.c_str(), kQvFileRead, kQvShareRead | kQvShareWrite, kQvAnyAttributes, &input->m_handle) != 0) {
     throw CDamagedError("The file cannot be opened");
   }
+  if (QV_IsFolder(input->m_handle)) input->OpenDocument(input->m_handle);
   input->m_isFile = true;
   input->LoadSize();
   input->LoadHead();
@@ -32,10 +33,11 @@ std::shared_ptr<const CInput> CInput::FromFile(const CQvStringW& path) {
 }
 
 std::shared_ptr<const CInput> CInput::FromHandle(QvFileHandle handle, const CQvStringW& path,
-                                                 const CQvStringA& nativePath, SBeside beside) {
+                                                 const CQvStringA& nativePath, SBeside beside, bool isFolder) {
   const std::shared_ptr<CInput> input(new CInput);
   input->m_handle = handle;
   input->m_isFile = true;
+  input->m_isFolder = isFolder;
   input->m_path = path;
   input->m_nativePath = nativePath;
   input->m_beside = std::move(beside);
@@ -55,6 +57,7 @@ std::shared_ptr<const CInput> CInput::FromMemory(const void* data, std::size_t s
 
 CInput::~CInput() {
   if (m_isFile) QV_CloseFile(m_handle);
+  if (m_folder) QV_CloseFile(*m_folder);
 }
 
 std::size_t CInput::ReadAt(std::uint64_t offset, void* buffer, std::size_t size) const noexcept {
@@ -63,6 +66,19 @@ std::size_t CInput::ReadAt(std::uint64_t offset, void* buffer, std::size_t size)
   const std::size_t count = std::min(size, m_memory.size() - static_cast<std::size_t>(offset));
   if (count != 0) std::memcpy(buffer, m_memory.data() + offset, count);
   return count;
+}
+
+void CInput::OpenDocument(QvFileHandle folder) {
+  m_folder = folder;
+  m_isFolder = true;
+  const auto open = [&](const char* name) { return QV_OpenFileBelow(folder, name, &m_handle) == 0; };
+  if (std::any_of(kQvPictureDocuments.begin(), kQvPictureDocuments.end(), open)) return;
+  throw CDamagedError("The folder's description cannot be opened");
+}
+
+std::uint64_t CInput::StoredSize() const noexcept {
+  std::int64_t size = 0;
+  return m_folder && QV_GetFileSize(*m_folder, &size) == 0 ? static_cast<std::uint64_t>(size) : m_size;
 }
 
 void CInput::LoadSize() {
@@ -80,6 +96,18 @@ std::shared_ptr<const CInput> CInput::OpenBeside(const std::string& name) const 
   const std::wstring folder = slash == std::wstring::npos ? std::wstring() : path.substr(0, slash + 1);
   try {
     return FromFile(CQvStringW(folder) + CQvStringUtils::UTF8toW(name));
+  } catch (const CFormatError&) {
+    return nullptr;
+  }
+}
+
+std::shared_ptr<const CInput> CInput::OpenBelow(const std::string& name) const {
+  if (!m_isFolder) return nullptr;
+  if (m_beside) return m_beside(name);
+  QvFileHandle file{};
+  if (!m_folder || QV_OpenFileBelow(*m_folder, name.c_str(), &file) != 0) return nullptr;
+  try {
+    return FromHandle(file, CQvStringW(), CQvStringA(), nullptr);
   } catch (const CFormatError&) {
     return nullptr;
   }

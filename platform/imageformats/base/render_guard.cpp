@@ -12,26 +12,38 @@ namespace imageformats {
 
 namespace {
 
+constexpr char kTimeExceeded[] = "Reading the picture needs more processor time than its size allows: ";
+
 std::chrono::nanoseconds ProcessorTime() {
   timespec now{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
   return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
 }
 
+constexpr std::uint64_t kBytesPerMillisecond = 10'000;
+
 }  // namespace
 
-SRenderLimits LimitsFor(std::uint64_t bytes) noexcept {
-  constexpr std::uint64_t kBytesPerMillisecond = 10'000;
+SRenderLimits LimitsFor(std::uint64_t bytes, std::uint64_t unpackedBytes) noexcept {
+  constexpr std::uint64_t kUnpackedPerMillisecond = 100'000;
   constexpr std::uint64_t kMost = 1ull << 40;  // bytes; the time stays representable
+  constexpr std::uint64_t kMostUnpacked = 2'000'000'000;
   SRenderLimits limits;
   limits.time += std::chrono::milliseconds(std::min(bytes, kMost) / kBytesPerMillisecond);
+  limits.time += std::chrono::milliseconds(std::min(unpackedBytes, kMostUnpacked) / kUnpackedPerMillisecond);
   return limits;
 }
 
-std::string TimeExceeded(std::chrono::milliseconds limit) {
-  return "Reading the picture needs more processor time than its size allows: " + std::to_string(limit.count() / 1000) +
-         " s";
+std::uint64_t PictureBytes(std::uint64_t width, std::uint64_t height, std::uint64_t components,
+                           std::uint64_t bits) noexcept {
+  return CRenderGuard::Multiply(CRenderGuard::Multiply(width, height), components * (bits / 8));
 }
+
+std::string TimeExceeded(std::chrono::milliseconds limit) {
+  return kTimeExceeded + std::to_string(limit.count() / 1000) + " s";
+}
+
+bool IsTimeExceeded(std::string_view reason) noexcept { return reason.starts_with(kTimeExceeded); }
 
 CRenderGuard::CRenderGuard(const SRenderLimits& limits)
     : m_limits(limits),
@@ -49,6 +61,15 @@ void CRenderGuard::CheckPixels(std::uint64_t width, std::uint64_t height) const 
 void CRenderGuard::CheckTime() const {
   if (std::chrono::steady_clock::now() < m_earliest || ProcessorTime() < m_deadline) return;
   throw CDamagedError(TimeExceeded(m_limits.time));
+}
+
+void CRenderGuard::AddSource(std::uint64_t bytes) {
+  m_addedBytes += bytes;
+  const std::chrono::milliseconds more(m_addedBytes / kBytesPerMillisecond);
+  m_addedBytes %= kBytesPerMillisecond;
+  m_limits.time += more;
+  m_earliest += more;
+  m_deadline += more;
 }
 
 void CRenderGuard::Reserve(std::uint64_t bytes) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace imageformats {
@@ -21,11 +22,18 @@ struct SRenderLimits {
   std::chrono::milliseconds time = kLeastTime;  // the processor's: a busy machine refuses nothing
 };
 
-// The limits for a picture whose files have so many bytes: a second more for every 10 MB, whatever a header claims.
-SRenderLimits LimitsFor(std::uint64_t bytes) noexcept;
+// The limits for a picture whose files have so many bytes: a second more for every 10 MB; and one for every 100 MB that
+// it takes unpacked, as its header claims, up to 2 GB: blank pictures of a gigapixel are hardly larger than their
+// header.
+SRenderLimits LimitsFor(std::uint64_t bytes, std::uint64_t unpackedBytes = 0) noexcept;
 
-// Why an operation was given up that may take so long.
+// What a picture takes unpacked; saturated.
+std::uint64_t PictureBytes(std::uint64_t width, std::uint64_t height, std::uint64_t components,
+                           std::uint64_t bits) noexcept;
+
+// Why an operation was given up that may take so long; and whether that was the reason.
 std::string TimeExceeded(std::chrono::milliseconds limit);
+bool IsTimeExceeded(std::string_view reason) noexcept;
 
 // Keeps one operation within its limits. Codec code reserves memory before it allocates it and asks for the time
 // once a band. Used by one thread. All refusals throw CDamagedError with a text for people.
@@ -38,6 +46,9 @@ class CRenderGuard {
   // Throws when the calling thread has worked for longer since the guard was made. A clock read: once per band or some
   // rows, not per pixel. Two: the processor's is a call of the system's, and not read before so much time has passed.
   void CheckTime() const;
+
+  // Extends the time for so many bytes of files that the limits did not count.
+  void AddSource(std::uint64_t bytes);
 
   // Reserves memory about to be allocated; throws when it would be too much.
   void Reserve(std::uint64_t bytes);
@@ -59,6 +70,7 @@ class CRenderGuard {
   std::chrono::steady_clock::time_point m_earliest;
   std::chrono::nanoseconds m_deadline;
   std::uint64_t m_reserved = 0;
+  std::uint64_t m_addedBytes = 0;  // that have not made a millisecond yet
 };
 
 }  // namespace imageformats

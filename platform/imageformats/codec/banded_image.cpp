@@ -123,8 +123,8 @@ void CBandedImage::Render(const SRenderRequest& request, SQvPicBuf& picture, CRe
   const SAveragedPicture averages = Average({request.width, request.height}, guard);
   SDisplaySettings show;
   show.model = m_pixels.model;
-  show.nominal = {0.0, static_cast<double>(m_pixels.white)};
-  show.stretch = m_pixels.SignificantBits() > 8;
+  show.nominal = m_pixels.range.value_or(SDisplayRange{0.0, static_cast<double>(m_pixels.white)});
+  show.stretch = !m_pixels.range && m_pixels.SignificantBits() > 8;
   show.inverted = m_pixels.inverted;
   show.profile = m_pixels.profile;
   show.orientation = m_pixels.orientation;

@@ -3,12 +3,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "platform/imageformats/codec/codec_module.h"
 #include "platform/imageformats/render/area_reducer.h"
 #include "platform/imageformats/render/color_transform.h"
 #include "platform/imageformats/render/orientation.h"
+#include "platform/imageformats/render/tone_map.h"
 
 namespace imageformats {
 
@@ -20,7 +22,8 @@ struct SStoredPixels {
   bool premultiplied = false;
   // The value of full intensity (or ink), and of full opacity: up to 255 samples are bytes, above 16-bit words.
   std::uint32_t white = 255;
-  bool inverted = false;  // the lowest value is white
+  bool inverted = false;               // the lowest value is white
+  std::optional<SDisplayRange> range;  // what the file shows as black and white, instead of stretching
   EOrientation orientation = EOrientation::kTopLeft;
   std::vector<std::uint8_t> profile;  // ICC; may be empty
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "platform/imageformats/base/render_guard.h"
 #include "platform/imageformats/codec/associated_image.h"
 #include "platform/imageformats/codec/image_metadata.h"
+#include "platform/imageformats/codec/plate.h"
 #include "platform/imageformats/render/render_request.h"
 #include "system/qvbytearray.h"
 
@@ -54,9 +56,22 @@ class COpenedImage {
     throw CDamagedError("The file holds no such image");
   }
 
+  // The plate that the file belongs to, and the overview of the first picture of a well by its number in the list
+  // (`picture` as for Render). Throws CDamagedError for a well that is not there.
+  virtual std::optional<SPlate> Plate() { return std::nullopt; }
+  virtual void RenderWell(std::uint32_t /*well*/, SQvPicBuf& /*picture*/, CRenderGuard& /*guard*/) {
+    throw CDamagedError("The file holds no plate");
+  }
+
   // Parsed when asked for. Damaged descriptions are no failure: what cannot be understood is left unknown.
   virtual SImageMetadata Metadata() = 0;
 };
+
+// The limits for the image's pixels.
+inline SRenderLimits LimitsOf(const COpenedImage& image) {
+  const SQvImageInfo& info = image.Info();
+  return LimitsFor(image.SourceBytes(), PictureBytes(info.width, info.height, info.components, info.bpcInMemory));
+}
 
 // A picture being written into a byte array that outlives it.
 class IPictureWriter {

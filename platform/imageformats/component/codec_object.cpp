@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "imageformats/iqvassociatedimages.h"
+#include "imageformats/iqvplate.h"
 #include "platform/imageformats/base/text.h"
 #include "platform/imageformats/component/component_object.h"
 #include "platform/imageformats/component/metadata_reader.h"
@@ -24,7 +25,9 @@ class CCodecObject final : public CComponentObject<IQvImageCodec> {
   std::int32_t OpenInputFile(const CQvStringW& path, IQvPictureSource** source) override {
     return RunReportingErrors(m_error, [&] {
       Require(source != nullptr, "No place for the picture was given");
-      *source = NewPictureSource(m_decoding->Open(m_module, CInput::FromFile(path)), m_error.Manager());
+      const std::shared_ptr<const CInput> input = CInput::FromFile(path);
+      const std::optional<SFileRecord> file = RecordOf(*input);
+      *source = NewPictureSource(m_decoding->Open(m_module, input), m_error.Manager(), file);
     });
   }
 
@@ -51,7 +54,7 @@ class CCodecObject final : public CComponentObject<IQvImageCodec> {
   CErrorText m_error;
 };
 
-class CImageFile final : public CComponentObject<IQvImageFile>, public IQvAssociatedImages {
+class CImageFile final : public CComponentObject<IQvImageFile>, public IQvAssociatedImages, public IQvPlate {
  public:
   CImageFile(const CQvStringW& path, std::uint64_t size, std::unique_ptr<COpenedImage> image,
              std::shared_ptr<CErrorText> manager)
@@ -91,14 +94,37 @@ class CImageFile final : public CComponentObject<IQvImageFile>, public IQvAssoci
     return RunReportingErrors(m_error, [&] {
       Require(picture != nullptr && HasShape(*picture, picture->width, picture->height, 8, 3),
               "The image is asked for in an impossible shape");
-      CRenderGuard guard(LimitsFor(m_image->SourceBytes()));
+      CRenderGuard guard(LimitsOf(*m_image));
       m_image->RenderAssociated(CQvStringUtils::WtoUTF8(name).Str(), *picture, guard);
+    });
+  }
+
+  std::int32_t GetPlate(SQvPlate* plate) override {
+    return RunReportingErrors(m_error, [&] {
+      Require(plate != nullptr, "No place for the plate was given");
+      const std::optional<SPlate> found = m_image->Plate();
+      Require(found.has_value(), "The file belongs to no plate");
+      SQvPlate result{TextOf(found->name), found->rows, found->columns, {}};
+      for (const SPlateWell& well : found->wells) {
+        result.wells.push_back({well.row, well.column, well.fields, CQvStringUtils::UTF8toW(well.location),
+                                well.isHidden, well.size.width, well.size.height});
+      }
+      *plate = std::move(result);
+    });
+  }
+
+  std::int32_t RenderWell(std::uint32_t well, SQvPicBuf* picture) override {
+    return RunReportingErrors(m_error, [&] {
+      Require(picture != nullptr && HasShape(*picture, picture->width, picture->height, 8, 3),
+              "The well is asked for in an impossible shape");
+      CRenderGuard guard(LimitsFor(m_image->SourceBytes()));
+      m_image->RenderWell(well, *picture, guard);
     });
   }
 
  private:
   bool OffersToo(const char* interfaceName) const noexcept override {
-    return std::strcmp(interfaceName, "IQvAssociatedImages") == 0;
+    return std::strcmp(interfaceName, "IQvAssociatedImages") == 0 || std::strcmp(interfaceName, "IQvPlate") == 0;
   }
 
   CQvStringW m_path;

@@ -1,12 +1,18 @@
 #include "platform/imageformats/component/codec_registry.h"
 
 #include "platform/imageformats/bmp/bmp_codec.h"
+#include "platform/imageformats/dicom/dicom_codec.h"
+#include "platform/imageformats/fits/fits_codec.h"
 #include "platform/imageformats/gif/gif_codec.h"
 #include "platform/imageformats/jpeg/jpeg_codec.h"
+#include "platform/imageformats/jpeg2000/jpeg2000_codec.h"
 #include "platform/imageformats/mrc/mrc_codec.h"
+#include "platform/imageformats/nifti/nifti_codec.h"
+#include "platform/imageformats/nrrd/nrrd_codec.h"
 #include "platform/imageformats/png/png_codec.h"
 #include "platform/imageformats/pnm/pnm_codec.h"
 #include "platform/imageformats/tiff/tiff_codec.h"
+#include "platform/imageformats/zarr/zarr_codec.h"
 #if defined(QV_HAVE_OPENSLIDE)
 #include "platform/imageformats/wsi/wsi_codec.h"
 #endif
@@ -21,9 +27,15 @@ std::span<const CCodecModule* const> AllCodecs() noexcept {
     &TiffCodec(),
     &JpegCodec(),
     &PngCodec(),
+    &ZarrCodec(),
     &BmpCodec(),
     &GifCodec(),
     &PnmCodec(),
+    &NrrdCodec(),
+    &NiftiCodec(),
+    &FitsCodec(),
+    &Jpeg2000Codec(),
+    &DicomCodec(),
     &MrcCodec(),  // by what its numbers mean, where an old one has no signature
 #if defined(QV_HAVE_OPENSLIDE)
     &WsiFallbackCodec(),

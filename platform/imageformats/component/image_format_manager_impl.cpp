@@ -42,7 +42,7 @@ std::int32_t CQvImageFormatManagerImpl::OpenImageFile(const CQvStringW& path, IQ
   return RunReportingErrors(*m_error, [&] {
     Require(file != nullptr, "No place for the file was given");
     const std::shared_ptr<const CInput> input = CInput::FromFile(path);
-    *file = NewImageFile(path, input->Size(), m_decoding->Open(CodecFor(*input, *m_decoding), input), m_error);
+    *file = NewImageFile(path, input->StoredSize(), m_decoding->Open(CodecFor(*input, *m_decoding), input), m_error);
   });
 }
 

@@ -187,7 +187,10 @@ std::string UnknownFormatReason(const CInput& input) {
   const auto bytes = input.Head();
   const std::string_view head(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   if (head.starts_with(kLfsPointer)) return "The file is a Git LFS pointer: the image itself was not fetched";
-  if (const char* name = KnownFormat(input, head)) return std::string("The file is ") + name + "; not supported";
+  if (const char* name = KnownFormat(input, head)) {
+    std::string reason = "The file is ";
+    return reason.append(name).append("; not supported");
+  }
   if (head.starts_with("\x89PNG")) return "The PNG signature is damaged, as by a transfer as text";
   if (head.find_first_not_of('\0') == std::string_view::npos) return "The file begins with nothing but zeros";
   return kUnknown;

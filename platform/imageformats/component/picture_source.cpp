@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/imageformats/component/metadata_reader.h"
+#include "platform/imageformats/component/refusals.h"
 #include "platform/imageformats/component/view_settings.h"
 
 namespace imageformats {
@@ -11,8 +12,9 @@ namespace {
 
 class CPictureSource final : public IQvPictureSource {
  public:
-  CPictureSource(std::unique_ptr<COpenedImage> image, std::shared_ptr<CErrorText> manager)
-      : m_image(std::move(image)), m_error(std::move(manager)) {}
+  CPictureSource(std::unique_ptr<COpenedImage> image, std::shared_ptr<CErrorText> manager,
+                 const std::optional<SFileRecord>& file)
+      : m_image(std::move(image)), m_error(std::move(manager)), m_file(file) {}
   ~CPictureSource() = default;
 
   void Release() override { delete this; }
@@ -30,7 +32,7 @@ class CPictureSource final : public IQvPictureSource {
       Require(picture != nullptr && reserved1 == 0 && reserved2 == 0, "The picture is asked for in an unknown way");
       Require(HasShape(*picture, info.width, info.height, info.bpcInMemory, info.components),
               "The picture is asked for in another shape than its own");
-      CRenderGuard guard(LimitsFor(m_image->SourceBytes()));
+      CRenderGuard guard(LimitsOf(*m_image));
       m_image->Read(*picture, guard);
     });
   }
@@ -49,8 +51,7 @@ class CPictureSource final : public IQvPictureSource {
       Require(width != nullptr && height != nullptr && picture != nullptr, "No place for the rendering was given");
       Require(mode == kOverviewMode && first == 0 && reserved == 0, "The rendering is asked for in an unknown way");
       Require(HasShape(*picture, *width, *height, 8, 3), "The rendering is asked for in an impossible shape");
-      CRenderGuard guard(LimitsFor(m_image->SourceBytes()));
-      m_image->Render({*width, *height, fast, channels, m_view}, *picture, guard);
+      RenderOnce({*width, *height, fast, channels, m_view}, *picture);
     });
   }
 
@@ -64,8 +65,22 @@ class CPictureSource final : public IQvPictureSource {
   CQvStringW GetErrorText() const override { return m_error.Get(); }
 
  private:
+  void RenderOnce(const SRenderRequest& request, SQvPicBuf& picture) {
+    if (m_file) {
+      if (const std::optional<std::string> reason = RefusalOf(*m_file, request.view)) throw CDamagedError(*reason);
+    }
+    CRenderGuard guard(LimitsOf(*m_image));
+    try {
+      m_image->Render(request, picture, guard);
+    } catch (const CDamagedError& failure) {
+      if (m_file && IsTimeExceeded(failure.what())) NoteRefusal(*m_file, request.view, failure.what());
+      throw;
+    }
+  }
+
   std::unique_ptr<COpenedImage> m_image;
   CErrorText m_error;
+  std::optional<SFileRecord> m_file;
   const SViewChoice m_view = CurrentView();
 };
 
@@ -120,8 +135,9 @@ bool HasShape(const SQvPicBuf& picture, std::uint32_t width, std::uint32_t heigh
   return picture.widthBytes >= row && std::uint64_t{picture.widthBytes} * height <= picture.dataSize;
 }
 
-IQvPictureSource* NewPictureSource(std::unique_ptr<COpenedImage> image, std::shared_ptr<CErrorText> manager) {
-  return new CPictureSource(std::move(image), std::move(manager));
+IQvPictureSource* NewPictureSource(std::unique_ptr<COpenedImage> image, std::shared_ptr<CErrorText> manager,
+                                   const std::optional<SFileRecord>& file) {
+  return new CPictureSource(std::move(image), std::move(manager), file);
 }
 
 IQvOutputImageFile* NewOutputFile(std::unique_ptr<IPictureWriter> writer, std::shared_ptr<CErrorText> manager) {

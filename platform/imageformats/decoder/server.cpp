@@ -37,6 +37,12 @@ void PutTag(COpenedImage& image, CWireReader& question, CWireWriter& answer) {
   if (found) answer.Bytes(bytes.GetData(0), bytes.GetSize());
 }
 
+void PutPlateOf(COpenedImage& image, CWireWriter& answer) {
+  const std::optional<SPlate> plate = image.Plate();
+  answer.Value(plate.has_value());
+  if (plate) PutPlate(answer, *plate);
+}
+
 void PutOpened(COpenedImage& image, bool withMetadata, CWireWriter& answer) {
   PutImageInfo(answer, image.Info());
   answer.Value(image.SourceBytes());
@@ -103,6 +109,10 @@ void CDecoderServer::Work(std::uint32_t kind, CWireReader& question, CDescriptor
       return Read(Image(question), question);
     case kRequestAssociated:
       return PutAssociated(answer, Image(question).AssociatedImages());
+    case kRequestPlate:
+      return PutPlateOf(Image(question), answer);
+    case kRequestRenderWell:
+      return RenderWell(Image(question), question);
     case kRequestRenderAssociated:
       return RenderAssociated(Image(question), question);
     default:
@@ -116,10 +126,11 @@ void CDecoderServer::Open(CWireReader& question, CDescriptor descriptor, CWireWr
   const CQvStringW name = CQvStringUtils::UTF8toW(GetText(question));
   const CQvStringA nativePath(GetText(question));
   const bool isFile = question.Get<bool>();
+  const bool isFolder = question.Get<bool>();
   Require(codec != nullptr && descriptor, "The decoder was asked to open nothing");
   const auto beside = [this](const std::string& other) { return AskBeside(other); };
   std::unique_ptr<COpenedImage> image =
-      codec->Open(CInput::FromHandle(descriptor.Release(), isFile ? name : CQvStringW(), nativePath, beside));
+      codec->Open(CInput::FromHandle(descriptor.Release(), isFile ? name : CQvStringW(), nativePath, beside, isFolder));
   PutOpened(*image, isFile, answer);
   m_images[number] = std::move(image);
 }
@@ -129,7 +140,7 @@ void CDecoderServer::Render(COpenedImage& image, CWireReader& question) {
   SRenderRequest request;
   GetRenderRequest(question, request);
   SQvPicBuf picture = Target(rowBytes, request.width, request.height, 8, 3);
-  CRenderGuard guard(LimitsFor(image.SourceBytes()));
+  CRenderGuard guard(LimitsOf(image));
   image.Render(request, picture, guard);
 }
 
@@ -140,7 +151,7 @@ void CDecoderServer::Read(COpenedImage& image, CWireReader& question) {
   const auto bits = question.Get<std::uint32_t>();
   const auto components = question.Get<std::uint32_t>();
   SQvPicBuf picture = Target(rowBytes, width, height, bits, components);
-  CRenderGuard guard(LimitsFor(image.SourceBytes()));
+  CRenderGuard guard(LimitsOf(image));
   image.Read(picture, guard);
 }
 
@@ -149,8 +160,17 @@ void CDecoderServer::RenderAssociated(COpenedImage& image, CWireReader& question
   const auto width = question.Get<std::uint32_t>();
   const auto height = question.Get<std::uint32_t>();
   SQvPicBuf picture = Target(rowBytes, width, height, 8, 3);
-  CRenderGuard guard(LimitsFor(image.SourceBytes()));
+  CRenderGuard guard(LimitsOf(image));
   image.RenderAssociated(GetText(question), picture, guard);
+}
+
+void CDecoderServer::RenderWell(COpenedImage& image, CWireReader& question) {
+  const auto rowBytes = question.Get<std::uint32_t>();
+  const auto width = question.Get<std::uint32_t>();
+  const auto height = question.Get<std::uint32_t>();
+  SQvPicBuf picture = Target(rowBytes, width, height, 8, 3);
+  CRenderGuard guard(LimitsFor(image.SourceBytes()));
+  image.RenderWell(question.Get<std::uint32_t>(), picture, guard);
 }
 
 SQvPicBuf CDecoderServer::Target(std::uint32_t rowBytes, std::uint32_t width, std::uint32_t height, std::uint32_t bits,

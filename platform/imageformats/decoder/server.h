@@ -30,6 +30,7 @@ class CDecoderServer {
   void Render(COpenedImage& image, CWireReader& question);
   void Read(COpenedImage& image, CWireReader& question);
   void RenderAssociated(COpenedImage& image, CWireReader& question);
+  void RenderWell(COpenedImage& image, CWireReader& question);
   // Where a picture is to be drawn. Throws CDamagedError when the memory is too small for it.
   SQvPicBuf Target(std::uint32_t rowBytes, std::uint32_t width, std::uint32_t height, std::uint32_t bits,
                    std::uint32_t components) const;

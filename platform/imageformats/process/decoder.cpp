@@ -19,8 +19,9 @@ constexpr std::chrono::milliseconds kTick(200);
 constexpr std::chrono::seconds kGrace(2);
 std::chrono::milliseconds g_patience = std::chrono::seconds(30);
 std::chrono::milliseconds g_limitForTest{};
-// More than a set of files has.
+// More than a set of files has, and than a picture that is a folder shows of its chunks.
 constexpr int kMostAskedFor = 10000;
+constexpr int kMostAskedForBelow = 250000;
 
 constexpr std::size_t kLargePicture = 8u << 20;
 constexpr std::size_t kPixelStep = 1u << 20;
@@ -43,13 +44,13 @@ class CDecoder::CWatch {
  public:
   explicit CWatch(const CDecoderProcess& process) : m_process(process) {}
 
-  // Why the decoder is to be ended; empty: it may go on. `bytes` as in SSubject.
-  std::string Tick(std::uint64_t bytes) {
+  // Why the decoder is to be ended; empty: it may go on.
+  std::string Tick(const SSubject& subject) {
     const std::chrono::nanoseconds now = m_process.ProcessorTime();
     if (m_ticks++ == 0) m_start = m_last = now;
     m_still = now == m_last ? m_still + kTick : std::chrono::milliseconds(0);
     m_last = now;
-    const auto limit = LimitsFor(bytes).time;
+    const auto limit = LimitsFor(subject.bytes, subject.unpackedBytes).time;
     const auto most = g_limitForTest.count() != 0 ? g_limitForTest : limit + kGrace;
     if (now - m_start > most) return TimeExceeded(limit);
     if (m_still >= g_patience) return "The decoder stood still and was ended";
@@ -104,11 +105,12 @@ std::vector<std::uint8_t> CDecoder::Ask(std::uint32_t kind, const CWireWriter& q
 
 void CDecoder::Await(const SSubject& subject, SMessage* message) {
   CWatch watch(*m_process);
+  const int mostAskedFor = subject.input.IsFolder() ? kMostAskedForBelow : kMostAskedFor;
   int askedFor = 0;
   for (;;) {
     switch (m_process->Channel().Receive(message)) {
       case CChannel::EResult::kTick:
-        if (const std::string reason = watch.Tick(subject.bytes); !reason.empty()) GiveUp(subject, reason);
+        if (const std::string reason = watch.Tick(subject); !reason.empty()) GiveUp(subject, reason);
         continue;
       case CChannel::EResult::kClosed:
         GiveUp(subject, "The decoder died of it (" + m_process->End() + ")");
@@ -116,7 +118,7 @@ void CDecoder::Await(const SSubject& subject, SMessage* message) {
         break;
     }
     if (message->kind == kAnswer) return;
-    if (message->kind != kAskBeside || ++askedFor > kMostAskedFor) GiveUp(subject, "The decoder's answer is damaged");
+    if (message->kind != kAskBeside || ++askedFor > mostAskedFor) GiveUp(subject, "The decoder's answer is damaged");
     AnswerBeside(*message, subject);
   }
 }
@@ -124,7 +126,9 @@ void CDecoder::Await(const SSubject& subject, SMessage* message) {
 void CDecoder::AnswerBeside(const SMessage& message, const SSubject& subject) {
   std::string name;
   CWireReader(message.content).Text(name);
-  const std::shared_ptr<const CInput> file = subject.input.OpenBeside(name);
+  // Only a picture that is a folder reaches below itself.
+  const bool isFolder = subject.input.IsFolder();
+  const std::shared_ptr<const CInput> file = isFolder ? subject.input.OpenBelow(name) : subject.input.OpenBeside(name);
   if (file) subject.bytes += file->Size();
   if (m_process->Channel().Send(kBeside, {}, file ? file->Handle() : -1) != CChannel::EResult::kDone) {
     GiveUp(subject, "The decoder asks and does not listen");

@@ -30,10 +30,11 @@ class CDecoder {
   std::uint64_t Generation() const noexcept { return m_generation; }
 
   // The file that a question is about, and the bytes that the time for the answer is measured by: those of files beside
-  // it that the decoder asks for are added.
+  // it that the decoder asks for are added. `unpackedBytes`: of the picture, where it is known.
   struct SSubject {
     const CInput& input;
     std::uint64_t& bytes;
+    std::uint64_t unpackedBytes = 0;
   };
   // What the decoder answers. Throws what it answers with; CDamagedError when it died, said nonsense or was ended
   // because it used too much time or stood still; CStaleDecoder when it was dead before it could be asked.

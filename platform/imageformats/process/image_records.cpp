@@ -115,6 +115,22 @@ void TransferAssociated(Wire& wire, Images& images) {
   });
 }
 
+template <class Wire, class Plate>
+void TransferPlate(Wire& wire, Plate& plate) {
+  wire.Text(plate.name);
+  wire.Value(plate.rows);
+  wire.Value(plate.columns);
+  wire.List(plate.wells, kMaxListed, [&](auto& well) {
+    wire.Value(well.row);
+    wire.Value(well.column);
+    wire.Value(well.fields);
+    wire.Text(well.location);
+    wire.Value(well.isHidden);
+    wire.Value(well.size.width);
+    wire.Value(well.size.height);
+  });
+}
+
 }  // namespace
 
 void PutImageInfo(CWireWriter& wire, const SQvImageInfo& info) { Transfer(wire, info); }
@@ -129,6 +145,8 @@ void GetRenderRequest(CWireReader& wire, SRenderRequest& request) {
 }
 void PutAssociated(CWireWriter& wire, const std::vector<SAssociatedImage>& images) { TransferAssociated(wire, images); }
 void GetAssociated(CWireReader& wire, std::vector<SAssociatedImage>& images) { TransferAssociated(wire, images); }
+void PutPlate(CWireWriter& wire, const SPlate& plate) { TransferPlate(wire, plate); }
+void GetPlate(CWireReader& wire, SPlate& plate) { TransferPlate(wire, plate); }
 void PutMetadata(CWireWriter& wire, const SImageMetadata& metadata) { TransferMetadata(wire, metadata); }
 void GetMetadata(CWireReader& wire, SImageMetadata& metadata) { TransferMetadata(wire, metadata); }
 

@@ -8,19 +8,21 @@ namespace imageformats {
 // kAnswer; while it works on one it may ask for a file beside the picture's, and gets kBeside. Pictures do not travel:
 // the decoder writes them into memory that the viewer lends it.
 enum ERequest : std::uint32_t {
-  kRequestOpen = 1,  // image, codec, name, native path, is a file; the file or the stream. Answer: info, source bytes,
-                     // has tags, has metadata, metadata
-  kRequestDetect,    // codec, name, native path; the file. Answer: whether the content is the codec's
-  kRequestMetadata,  // image. Answer: metadata
-  kRequestTag,       // image, name. Answer: has it, bytes
-  kRequestMemory,    // memory for pictures, which replaces the former; no answer
-  kRequestRender,    // image, bytes of a row, request. Answer: nothing more
-  kRequestRead,      // image, bytes of a row, width, height, bits, components. Answer: nothing more
-  kRequestClose,     // image; no answer
-  kRequestAssociated,        // image. Answer: a list of names and sizes
+  kRequestOpen = 1,    // image, codec, name, native path, is a file, is a folder; the file or the stream. Answer: info,
+                       // source bytes, has tags, has metadata, metadata
+  kRequestDetect,      // codec, name, native path; the file. Answer: whether the content is the codec's
+  kRequestMetadata,    // image. Answer: metadata
+  kRequestTag,         // image, name. Answer: has it, bytes
+  kRequestMemory,      // memory for pictures, which replaces the former; no answer
+  kRequestRender,      // image, bytes of a row, request. Answer: nothing more
+  kRequestRead,        // image, bytes of a row, width, height, bits, components. Answer: nothing more
+  kRequestClose,       // image; no answer
+  kRequestAssociated,  // image. Answer: a list of names and sizes
+  kRequestPlate,       // image. Answer: whether there is one, the plate
+  kRequestRenderWell,  // image, bytes of a row, width, height, well. Answer: nothing more
   kRequestRenderAssociated,  // image, bytes of a row, width, height, name. Answer: nothing more
   kAnswer,                   // status, text when it is not 0
-  kAskBeside,                // name
+  kAskBeside,                // name; of a picture that is a folder, a path below it
   kBeside,                   // the file, when there is one
 };
 

@@ -97,6 +97,22 @@ class CRemoteImage final : public COpenedImage {
     m_decoder->TakeBackLarge();
   }
 
+  std::optional<SPlate> Plate() override {
+    const std::vector<std::uint8_t> content = Ask(kRequestPlate, CWireWriter());
+    CWireReader answer(content);
+    std::optional<SPlate> plate;
+    if (answer.Get<bool>()) GetPlate(answer, plate.emplace());
+    return plate;
+  }
+
+  void RenderWell(std::uint32_t well, SQvPicBuf& picture, CRenderGuard&) override {
+    CWireWriter rest;
+    rest.Value(picture.width);
+    rest.Value(picture.height);
+    rest.Value(well);
+    Draw(kRequestRenderWell, rest, picture);
+  }
+
   SImageMetadata Metadata() override {
     if (!m_metadata) {
       const std::vector<std::uint8_t> content = Ask(kRequestMetadata, CWireWriter());
@@ -111,7 +127,9 @@ class CRemoteImage final : public COpenedImage {
     static std::atomic<std::uint32_t> next = 1;
     return next++;
   }
-  CDecoder::SSubject Subject() noexcept { return {*m_input, m_bytes}; }
+  CDecoder::SSubject Subject() noexcept {
+    return {*m_input, m_bytes, PictureBytes(m_info.width, m_info.height, m_info.components, m_info.bpcInMemory)};
+  }
   CWireWriter NewQuestion() const {
     CWireWriter question;
     question.Value(m_number);
@@ -122,6 +140,7 @@ class CRemoteImage final : public COpenedImage {
     CWireWriter question = NewQuestion();
     PutSource(question, m_codecName, *m_input, m_nativePath);
     question.Value(m_input->IsFile());
+    question.Value(m_input->IsFolder());
     const std::vector<std::uint8_t> content =
         m_decoder->Ask(kRequestOpen, question, Subject(), m_stream ? m_stream.Get() : m_input->Handle());
     m_generation = m_decoder->Generation();

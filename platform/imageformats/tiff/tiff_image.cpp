@@ -2,10 +2,11 @@
 
 #include <algorithm>
 
-#include "platform/imageformats/tiff/dataset/companion.h"
 #include "platform/imageformats/tiff/associated_images.h"
+#include "platform/imageformats/tiff/dataset/companion.h"
 #include "platform/imageformats/tiff/description/describe.h"
 #include "platform/imageformats/tiff/directory/tags.h"
+#include "platform/imageformats/tiff/plate_of_dataset.h"
 #include "platform/imageformats/tiff/read_picture.h"
 #include "platform/imageformats/tiff/render_overview.h"
 #include "platform/imageformats/tiff/rows/row_converter.h"
@@ -126,6 +127,12 @@ std::vector<SAssociatedImage> CTiffImage::AssociatedImages() { return ListAssoci
 
 void CTiffImage::RenderAssociated(const std::string& name, SQvPicBuf& picture, CRenderGuard& guard) {
   RenderAssociatedImage(m_files, m_dataset, name, picture, guard);
+}
+
+std::optional<SPlate> CTiffImage::Plate() { return PlateOfDataset(m_files, m_dataset); }
+
+void CTiffImage::RenderWell(std::uint32_t well, SQvPicBuf& picture, CRenderGuard& guard) {
+  RenderWellOfDataset(m_files, m_dataset, well, picture, guard);
 }
 
 SImageMetadata CTiffImage::Metadata() { return DescribeDataset(m_files, m_dataset, m_info); }

@@ -21,6 +21,8 @@ class CTiffImage final : public COpenedImage {
   bool CustomTag(const CQvStringW& name, CQvByteArray& bytes) override;
   std::vector<SAssociatedImage> AssociatedImages() override;
   void RenderAssociated(const std::string& name, SQvPicBuf& picture, CRenderGuard& guard) override;
+  std::optional<SPlate> Plate() override;
+  void RenderWell(std::uint32_t well, SQvPicBuf& picture, CRenderGuard& guard) override;
   SImageMetadata Metadata() override;
 
  private:

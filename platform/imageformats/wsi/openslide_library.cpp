@@ -3,6 +3,9 @@
 #include <dlfcn.h>
 #include <openslide/openslide.h>
 
+#include <cstdint>
+#include <initializer_list>
+
 // OpenSlide brings forty libraries along, which take longer to load than most pictures to decode: 6 to 8 of the 10 ms
 // that a program took to start. So it is loaded when it is first asked. The functions here stand for those of the same
 // names in the library; whoever calls them includes its header and knows nothing of this.

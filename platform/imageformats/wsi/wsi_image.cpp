@@ -95,7 +95,7 @@ std::vector<SAssociatedImage> CSlide::AssociatedImages() const {
   std::vector<SAssociatedImage> images;
   const char* const* names = openslide_get_associated_image_names(m_handle.get());
   Check();
-  for (; *names != nullptr; ++names) {
+  for (; names != nullptr && *names != nullptr; ++names) {
     std::int64_t width = 0, height = 0;
     openslide_get_associated_image_dimensions(m_handle.get(), *names, &width, &height);
     Check();

@@ -57,7 +57,8 @@ void ExpectToSurviveDamage(const SFileBytes& whole) {
     EXPECT_EQ(OutcomeOf(cut), kQvFailure) << "cut to " << size << " of " << whole.size();
   }
   SFileBytes flipped = whole;
-  for (std::size_t i = 0; i < whole.size(); ++i) {
+  const std::size_t step = 1 + whole.size() / 1000;
+  for (std::size_t i = 0; i < whole.size(); i += step) {
     flipped[i] = static_cast<std::uint8_t>(flipped[i] ^ (1u << (i * 5 % 8)));
     OutcomeOf(flipped);
     flipped[i] = whole[i];

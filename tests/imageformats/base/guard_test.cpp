@@ -43,6 +43,14 @@ TEST(RenderGuard, TheTimeGrowsWithTheBytesOfTheFile) {
   EXPECT_EQ(LimitsFor(~std::uint64_t{0}).memory, 256u << 20);
 }
 
+TEST(RenderGuard, TheTimeGrowsWithWhatThePictureTakesUnpackedUpToALimit) {
+  EXPECT_EQ(LimitsFor(0, PictureBytes(20'000, 10'000, 3, 8)).time, kLeastTime + std::chrono::seconds(6));
+  EXPECT_EQ(LimitsFor(10'000'000, 100'000'000).time, kLeastTime + std::chrono::seconds(2));
+  const auto most = LimitsFor(0, 2'000'000'000).time;
+  EXPECT_EQ(LimitsFor(0, ~std::uint64_t{0}).time, most);
+  EXPECT_EQ(PictureBytes(0xFFFFFFFFu, 0xFFFFFFFFu, 4, 16), ~std::uint64_t{0});
+}
+
 std::string ReasonOf(const std::function<void(CRenderGuard&)>& exceed, const SRenderLimits& limits) {
   CRenderGuard guard(limits);
   try {

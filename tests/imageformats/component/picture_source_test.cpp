@@ -66,6 +66,44 @@ TEST_F(PictureSourceTest, FailuresBecomeStatusAndText) {
   EXPECT_FALSE(odd->GetErrorText().IsEmpty());
 }
 
+// A host that wants to know why a thumbnail failed asks once more.
+TEST_F(PictureSourceTest, WhatTookTooLongIsNotTriedTwice) {
+  int tries = 0;
+  const auto exceed = [&] {
+    ++tries;
+    throw CDamagedError(TimeExceeded(kLeastTime));
+  };
+  const auto source = [&](std::function<void()> act, const std::optional<SFileRecord>& file) {
+    return CQvRef<IQvPictureSource>(NewPictureSource(std::make_unique<CFakeImage>(std::move(act)), manager, file));
+  };
+  SFileRecord file{77, 5, 1, 2};
+  for (int i = 0; i < 3; ++i) {
+    const CQvRef<IQvPictureSource> slow = source(exceed, file);
+    EXPECT_EQ(RenderInto(*slow, 4, 2, *picture.Get()), kQvFailure);
+    EXPECT_EQ(manager->Get(), CQvStringUtils::UTF8toW(TimeExceeded(kLeastTime).c_str()));
+  }
+  EXPECT_EQ(tries, 1);
+  // Changed, or no file at all.
+  ++file.seconds;
+  RenderInto(*source(exceed, file), 4, 2, *picture.Get());
+  EXPECT_EQ(tries, 2);
+  for (int i = 0; i < 2; ++i) RenderInto(*source(exceed, {}), 4, 2, *picture.Get());
+  EXPECT_EQ(tries, 4);
+}
+
+TEST_F(PictureSourceTest, WhatFailedForAnotherReasonIsTriedAgain) {
+  int tries = 0;
+  const SFileRecord file{78, 5, 1, 2};
+  for (int i = 0; i < 2; ++i) {
+    const CQvRef<IQvPictureSource> source(NewPictureSource(std::make_unique<CFakeImage>([&] {
+                                                             if (++tries == 1) throw CDamagedError("It is broken");
+                                                           }),
+                                                           manager, file));
+    EXPECT_EQ(RenderInto(*source, 4, 2, *picture.Get()), i == 0 ? kQvFailure : kQvOk);
+  }
+  EXPECT_EQ(tries, 2);
+}
+
 TEST_F(PictureSourceTest, SuccessEmptiesTheText) {
   bool fails = true;
   const CQvRef<IQvPictureSource> source = Source([&] {

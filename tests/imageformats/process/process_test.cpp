@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "imageformats/iqvassociatedimages.h"
+#include "imageformats/iqvplate.h"
 #include "picture/qvpicture.h"
 #include "platform/imageformats/base/render_guard.h"
 #include "platform/imageformats/component/view_settings.h"
@@ -166,6 +167,42 @@ TEST_F(DecoderTest, LabelsComeFromTheDecoderToo) {
   EXPECT_EQ(picture.Row(10)[21], 200);
   EXPECT_EQ(associated->RenderAssociatedImage(L"macro", picture.Get()), kQvFailure);
   EXPECT_EQ(associated->RenderAssociatedImage(L"label", nullptr), kQvFailure);
+  EXPECT_EQ(LivingDecoders().size(), 1u);
+}
+
+TEST_F(DecoderTest, PlatesComeFromTheDecoderToo) {
+  const auto image = [](const std::string& id) {
+    return "<Image ID=\"Image:" + id +
+           "\"><Pixels ID=\"Pixels:0\" DimensionOrder=\"XYZCT\" Type=\"uint8\" SizeX=\"9\" SizeY=\"7\" SizeZ=\"1\" "
+           "SizeC=\"1\" SizeT=\"1\"><TiffData IFD=\"" +
+           id + "\" PlaneCount=\"1\"/></Pixels></Image>";
+  };
+  const auto well = [](const std::string& id) {
+    return "<Well ID=\"Well:" + id + "\" Row=\"4\" Column=\"" + id + "\"><WellSample ID=\"WellSample:" + id +
+           "\" Index=\"0\"><ImageRef ID=\"Image:" + id + "\"/></WellSample></Well>";
+  };
+  std::vector<STiffPage> pages(2, MakePage<std::uint8_t>(9, 7, 1, [](auto, auto, auto) { return 7; }));
+  pages[1] = MakePage<std::uint8_t>(9, 7, 1, [](auto, auto, auto) { return 90; });
+  pages[0].description =
+      "<OME xmlns=\"http://www.openmicroscopy.org/Schemas/OME/2016-06\"><Plate ID=\"Plate:0\" "
+      "Name=\"Gr\xC3\xBCn\">" +
+      well("0") + well("1") + "</Plate>" + image("0") + image("1") + "</OME>";
+  const std::wstring file = m_house.Folder().MakeFileWide("a.ome.tif", WriteTiff(pages));
+  CQvRef<IQvImageFile> opened;
+  ASSERT_EQ(NewManager()->OpenImageFile(file, opened.Out()), kQvOk);
+  const auto reader = QvQuery<IQvPlate>(*opened, "IQvPlate");
+  ASSERT_TRUE(reader);
+  SQvPlate plate;
+  ASSERT_EQ(reader->GetPlate(&plate), kQvOk);
+  EXPECT_EQ(plate.name, CQvStringW(L"Gr\x00FCn"));
+  ASSERT_EQ(plate.wells.size(), 2u);
+  EXPECT_TRUE(plate.wells[1].isHidden);
+  EXPECT_EQ(plate.wells[1].width, 9u);
+  CQvPicture picture;
+  ASSERT_TRUE(picture.Reinit(9, 7, 8, 3, true));
+  EXPECT_EQ(reader->RenderWell(1, picture.Get()), kQvOk);
+  EXPECT_EQ(picture.Row(3)[9], 90);
+  EXPECT_EQ(reader->RenderWell(2, picture.Get()), kQvFailure);
   EXPECT_EQ(LivingDecoders().size(), 1u);
 }
 

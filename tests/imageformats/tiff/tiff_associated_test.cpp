@@ -14,7 +14,7 @@ namespace {
 
 using namespace qvtest;
 
-constexpr int kTissue = 10, kLabel = 200, kMacro = 150;
+constexpr int kTissue = 100, kLabel = 200, kMacro = 150;
 
 STiffPage GreyPage(std::uint32_t width, std::uint32_t height, int grey, const std::string& description,
                    std::uint32_t subfileType = 0) {

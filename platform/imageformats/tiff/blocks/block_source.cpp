@@ -54,6 +54,7 @@ std::unique_ptr<CBlockSource> OpenBlocks(CTiffHandle& tiff, const SPage& page, c
   tiff.Select(page.offset);
   if (page.compression == COMPRESSION_NONE) CheckOnlyStrip(tiff, page);
   if (IsPlainJpeg(page)) return OpenJpegBlocks(tiff, page, request, guard);
+  if (IsJpeg2000(page.compression)) return OpenJpeg2000Blocks(tiff, page, request, guard);
   if (page.compression == COMPRESSION_OJPEG) {
     if (std::unique_ptr<CBlockSource> blocks = OpenOldJpegBlocks(tiff, page, request, guard)) return blocks;
   }

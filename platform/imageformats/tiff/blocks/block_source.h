@@ -68,6 +68,8 @@ std::unique_ptr<CBlockSource> OpenRawBlocks(CTiffHandle& tiff, const SPage& page
 std::unique_ptr<CBlockSource> OpenLibtiffBlocks(CTiffHandle& tiff, const SPage& page, CRenderGuard& guard);
 std::unique_ptr<CBlockSource> OpenJpegBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
                                              CRenderGuard& guard);
+std::unique_ptr<CBlockSource> OpenJpeg2000Blocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
+                                                 CRenderGuard& guard);
 // Null when the strip cannot be made a stream that stands by itself.
 std::unique_ptr<CBlockSource> OpenOldJpegBlocks(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
                                                 CRenderGuard& guard);

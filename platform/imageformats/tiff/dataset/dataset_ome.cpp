@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <map>
 #include <optional>
+#include <string_view>
 
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/tiff/dataset/companion.h"
@@ -18,7 +19,7 @@ namespace imageformats::tiff {
 namespace {
 
 // Stands for the name of an opened companion, which holds no planes: no file beside it is called so.
-constexpr char kCompanion[] = "/";
+constexpr std::string_view kCompanion = "/";
 
 bool SameName(const std::string& a, const std::string& b) {
   return a == b || CQvStringUtils::EqualNoCase(CQvStringUtils::UTF8toW(a.c_str()).Str(),

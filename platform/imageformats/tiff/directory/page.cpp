@@ -179,7 +179,10 @@ std::string UnsupportedReason(const SPage& page) {
                            : page.bits <= 64;
   if (page.format == ESampleFormat::kOther) return "Complex samples are not supported";
   if (!bitsFit) return "Samples of " + std::to_string(page.bits) + " bits are not supported";
-  if (!TIFFIsCODECConfigured(static_cast<std::uint16_t>(page.compression))) {
+  if (IsJpeg2000(page.compression)) {
+    const bool fits = page.format == ESampleFormat::kUnsigned && (page.bits == 8 || page.bits == 16);
+    if (!fits) return "JPEG 2000 in TIFF is supported for unsigned samples of 8 and 16 bits only";
+  } else if (!TIFFIsCODECConfigured(static_cast<std::uint16_t>(page.compression))) {
     return "The compression " + std::to_string(page.compression) + " is not supported";
   }
   // libtiff adds up the differences of other pixels wrongly.

@@ -55,6 +55,12 @@ struct SPage {
   std::uint32_t SignificantBits() const noexcept;
 };
 
+// JPEG 2000 codestreams in tiles or strips: of slide scanners (one of them YCbCr without saying so), and of others.
+enum EJpeg2000Compression : std::uint32_t { kJpeg2000Ycc = 33003, kJpeg2000Rgb = 33005, kJpeg2000Plain = 34712 };
+constexpr bool IsJpeg2000(std::uint32_t compression) noexcept {
+  return compression == kJpeg2000Ycc || compression == kJpeg2000Rgb || compression == kJpeg2000Plain;
+}
+
 // Selects and reads the directory. Throws CDamagedError for directories without geometry or with impossible values.
 SPage ReadPage(CTiffHandle& tiff, std::uint64_t directoryOffset);
 

@@ -66,11 +66,23 @@ struct SOmeImage {
   std::uint32_t ChannelPlanes() const;
 };
 
+struct SOmeWell {
+  std::uint32_t row = 0, column = 0;  // from 0
+  std::vector<std::string> images;    // identifiers, at least one
+};
+
+struct SOmePlate {
+  std::string name;
+  std::uint32_t rows = 0, columns = 0;
+  std::vector<SOmeWell> wells;  // at least one
+};
+
 struct SOmeDocument {
   std::string uuid;
   std::string creator;
   std::string metadataFile;  // of a BinaryOnly document: the plain name of the file that holds the full one
   std::vector<SOmeImage> images;
+  std::vector<SOmePlate> plates;
 };
 
 }  // namespace imageformats::tiff

@@ -6,6 +6,7 @@
 #include "platform/imageformats/tiff/ome/ome_acquisition.h"
 #include "platform/imageformats/tiff/ome/ome_node.h"
 #include "platform/imageformats/tiff/ome/ome_pixels.h"
+#include "platform/imageformats/tiff/ome/ome_plates.h"
 
 namespace imageformats::tiff {
 namespace {
@@ -107,6 +108,7 @@ bool ParseOmeXml(std::string_view text, SOmeDocument* document, std::string* err
   document->metadataFile = ome::Attribute(ome::Child(root, "BinaryOnly"), "MetadataFile");
   ReadImages(root, document);
   PlaceSilentImages(&document->images);
+  ome::ReadPlates(root, document);
   if (document->images.empty() && document->metadataFile.empty()) {
     *error = "the OME-XML describes no image";
     return false;

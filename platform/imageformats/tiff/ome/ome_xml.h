@@ -12,7 +12,7 @@ namespace imageformats::tiff {
 inline constexpr std::size_t kMaxOmeXmlBytes = 24u << 20;
 inline constexpr int kMaxOmeXmlDepth = 64;
 // More images, channels or TiffData elements of an image than this are not read.
-inline constexpr std::size_t kMaxOmeImages = 4096;
+inline constexpr std::size_t kMaxOmeImages = 16384;
 inline constexpr std::size_t kMaxOmeChannels = 1024;
 inline constexpr std::size_t kMaxOmeTiffData = 4u << 20;
 

@@ -1,0 +1,121 @@
+#include "host/shards/row_merger.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "system/qvstring.h"
+
+namespace qvhost {
+namespace {
+
+constexpr const char* kTextColumns =
+    "filename, lastWritten, M_imageID, M_type, M_group, M_sampleID, M_author, M_description, M_capturing, M_sampling, "
+    "M_location, M_date, M_conclusion, M_info1, M_info2, M_optics, M_width, M_widthBytes, M_height, M_comp, "
+    "M_bpcInMemory, M_bpcSignificant, M_pixelType, M_sequenceCount, M_tileWidth, M_tileHeight, M_compression, "
+    "M_compressionParam, M_calibration, M_objective, M_acqTime, M_fileSize, M_timeLoop, M_zLoop, M_multipointLoop, "
+    "M_lambdaLoop";
+
+std::string SelectRows(const char* schema) {
+  return fmt::format("SELECT flags, lastWritten, quality FROM {}.cache WHERE filename = ?1 AND length(binData) > 0",
+                     schema);
+}
+
+// `verb`: what becomes of a row that is there. `which`: the rows to copy.
+std::string CopyTexts(const char* verb, const char* which) {
+  return fmt::format("INSERT OR {0} INTO main.metadata ({1}) SELECT {1} FROM source.metadata WHERE {2}", verb,
+                     kTextColumns, which);
+}
+
+int Run(SQLite::Statement& statement) {
+  const int changes = statement.exec();
+  statement.reset();
+  return changes;
+}
+
+bool IsSurrogate(char16_t unit, char16_t first) { return unit >= first && unit < first + 0x400; }
+
+// UTF-16 to UTF-8 as SQLite has it, which knows nothing of escaped bytes.
+std::string PlainUtf8(const std::u16string& text) {
+  CQvStringW wide;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    std::uint32_t point = text[i];
+    if (IsSurrogate(text[i], 0xD800) && i + 1 < text.size() && IsSurrogate(text[i + 1], 0xDC00)) {
+      point = 0x10000u + ((point - 0xD800u) << 10) + (text[++i] - 0xDC00u);
+    }
+    wide.Str() += static_cast<wchar_t>(point);
+  }
+  return CQvStringUtils::WtoUTF8(wide).Str();
+}
+
+}  // namespace
+
+std::string TextRowName(const std::string& thumbnailName) {
+  return PlainUtf8(CQvStringUtils::WtoUTF16(CQvStringUtils::UTF8toW(thumbnailName).c_str()));
+}
+
+CRowMerger::CRowMerger(SQLite::Database& db)
+    : m_theirs(db, SelectRows("source")),
+      m_ours(db, SelectRows("main")),
+      // A row without a picture counts as none.
+      m_copy(db,
+             "INSERT OR REPLACE INTO main.cache (filename, flags, lastWritten, quality, binData) "
+             "SELECT filename, flags, lastWritten, quality, binData FROM source.cache WHERE filename = ?1 AND flags = "
+             "?2"),
+      m_addTexts(db, CopyTexts("IGNORE", "filename = ?1")),
+      m_replaceTexts(db, CopyTexts("REPLACE", "filename = ?1")),
+      m_removeTexts(db, "DELETE FROM main.metadata WHERE filename = ?1"),
+      m_addLooseTexts(db, CopyTexts("IGNORE",
+                                    "filename NOT NULL AND NOT EXISTS "
+                                    "(SELECT 1 FROM source.cache c WHERE c.filename = source.metadata.filename)")) {}
+
+std::vector<CRowMerger::SRow> CRowMerger::ReadRows(SQLite::Statement& select, const std::string& name) {
+  std::vector<SRow> rows;
+  select.bind(1, name);
+  while (select.executeStep()) {
+    if (select.isColumnNull(0)) continue;
+    rows.push_back({select.getColumn(0).getInt64(), select.getColumn(1).getDouble(), select.getColumn(2).getInt64()});
+  }
+  select.reset();
+  return rows;
+}
+
+const CRowMerger::SRow* CRowMerger::FindBest(const std::vector<SRow>& rows) {
+  const auto best =
+      std::max_element(rows.begin(), rows.end(), [](const SRow& a, const SRow& b) { return b.IsBetterThan(a); });
+  return best == rows.end() ? nullptr : &*best;
+}
+
+void CRowMerger::MergeFile(const std::string& name, SMergeCounts* counts) {
+  const std::vector<SRow> theirs = ReadRows(m_theirs, name), ours = ReadRows(m_ours, name);
+  for (const SRow& row : theirs) {
+    const auto present =
+        std::find_if(ours.begin(), ours.end(), [&row](const SRow& other) { return other.flags == row.flags; });
+    const bool isNew = present == ours.end();
+    ++(isNew ? counts->added : row.IsBetterThan(*present) ? counts->replaced : counts->kept);
+    if (!isNew && !row.IsBetterThan(*present)) continue;
+    SQLite::bind(m_copy, name, row.flags);
+    Run(m_copy);
+  }
+  if (!theirs.empty()) MergeTexts(TextRowName(name), *FindBest(theirs), FindBest(ours), counts);
+}
+
+void CRowMerger::MergeTexts(const std::string& name, const SRow& theirs, const SRow* ours, SMergeCounts* counts) {
+  if (ours && ours->IsBetterThan(theirs)) return;
+  if (!ours || !theirs.IsBetterThan(*ours)) {
+    m_addTexts.bind(1, name);
+    counts->texts += Run(m_addTexts);
+    return;
+  }
+  m_replaceTexts.bind(1, name);
+  const int written = Run(m_replaceTexts);
+  counts->texts += written;
+  // The size of an older file would keep the newer thumbnail from being shown.
+  if (written > 0 || theirs.lastWritten == ours->lastWritten) return;
+  m_removeTexts.bind(1, name);
+  Run(m_removeTexts);
+}
+
+void CRowMerger::MergeLooseTexts(SMergeCounts* counts) { counts->texts += Run(m_addLooseTexts); }
+
+}  // namespace qvhost
