@@ -99,7 +99,7 @@ void MakeShard(const SArguments& arguments, SOutcome& outcome) {
   manifest.files = static_cast<std::int64_t>(found.files.size() + found.problems.size());
   {
     CSession session;
-    session.Open({run.Database(), false}, EDatabaseNeed::Fill);
+    session.Open({run.Database(), false, arguments.database.view}, EDatabaseNeed::Fill);
     manifest.settings = CurrentSettings(session.Service(), chosen.MountPoints());
     manifest.versions = VersionText();
     run.Begin();

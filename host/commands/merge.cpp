@@ -7,6 +7,7 @@
 #include "host/commands/merge_report.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
+#include "host/session/view_mark.h"
 
 namespace qvhost {
 namespace {
@@ -41,10 +42,11 @@ std::vector<CShardSource> OpenShards(const SArguments& arguments, CMergeReport& 
   return sources;
 }
 
-// The service makes the tables, and knows what it makes now.
-SShardSettings MakeTarget(const std::string& target) {
+// A new one is marked as the shards are. The service makes the tables, and knows what it makes now.
+SShardSettings MakeTarget(const std::string& target, std::int32_t mark) {
   std::error_code error;
   const bool isNew = !std::filesystem::exists(target, error);
+  if (isNew) MarkNewDatabase(target, mark);
   CSession session;
   session.Open({target, false}, EDatabaseNeed::Fill);
   const SShardSettings settings = CurrentSettings(session.Service(), {});
@@ -56,10 +58,11 @@ SShardSettings MakeTarget(const std::string& target) {
 
 class CShardsMerge {
  public:
-  CShardsMerge(const SArguments& arguments, CMergeReport& report)
+  CShardsMerge(const SArguments& arguments, std::int32_t mark, CMergeReport& report)
       : m_arguments(arguments),
         m_report(report),
-        m_current(MakeTarget(arguments.target)),
+        m_current(MakeTarget(arguments.target, mark)),
+        m_mark(ReadViewMark(OpenForReading(arguments.target))),
         m_merger(ChooseDatabase({arguments.target, false}).path),
         m_settings(m_merger.Settings().value_or(m_current)) {}
 
@@ -80,6 +83,9 @@ class CShardsMerge {
   }
 
   void Merge(const CShardSource& source) {
+    if (source.Mark() != m_mark) {
+      return m_report.OnFailed(source.Path(), "its thumbnails show other planes or channels");
+    }
     const SShardSettings settings = SettingsOf(source);
     if (const std::string difference = FindDifference(settings, m_settings); !difference.empty()) {
       const bool isMount = settings.values == m_settings.values;
@@ -100,6 +106,7 @@ class CShardsMerge {
   const SArguments& m_arguments;
   CMergeReport& m_report;
   const SShardSettings m_current;
+  const std::int32_t m_mark;  // of the target
   CMerger m_merger;
   SShardSettings m_settings;
 };
@@ -110,7 +117,7 @@ void MergeShards(const SArguments& arguments, SOutcome& outcome) {
   const std::vector<CShardSource> sources = OpenShards(arguments, report);
   bool completed = true;
   try {
-    if (!sources.empty()) CShardsMerge(arguments, report).Run(sources);
+    if (!sources.empty()) CShardsMerge(arguments, sources.front().Mark(), report).Run(sources);
   } catch (const CHostError& error) {
     completed = false;
     if (error.Status() != kExitInterrupted) {

@@ -229,6 +229,7 @@ void AddPlateCommand(CCommand program, SOutcome& outcome) {
       .Type("N");
   AddRecursiveOption(command, &arguments->recursive);
   AddQualityOption(command, &arguments->highQuality);
+  AddViewOptions(command, &arguments->database);
   AddJsonOption(command, &arguments->json);
   AddRequired(command, "paths", &arguments->paths, "Files of the plate, and folders of them", "PATH").FileNames();
   command.SetFooter(

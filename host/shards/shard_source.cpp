@@ -10,6 +10,7 @@
 #include "host/host_error.h"
 #include "host/output/text.h"
 #include "host/session/database_form.h"
+#include "host/session/view_mark.h"
 #include "host/shards/merge_record.h"
 #include "host/shards/shard_lock.h"
 
@@ -87,6 +88,7 @@ void CShardSource::Look() {
       if (!db.tableExists(table)) Refuse(fmt::format("has no table '{}'", table));
     }
     m_thumbnails = db.execAndGet("SELECT count(*) FROM cache").getInt64();
+    m_mark = ReadViewMark(db);
     m_settings = ReadMergedSettings(db).value_or(SShardSettings());
   } catch (const SQLite::Exception& error) {
     Refuse(fmt::format("cannot be read: {}", error.what()));

@@ -27,6 +27,8 @@ class CShardSource {
   // Without a manifest: empty.
   const SShardSettings& Settings() const noexcept { return m_settings; }
   std::int64_t Thumbnails() const noexcept { return m_thumbnails; }
+  // Of the view that they were made with (session/view_mark.h).
+  std::int32_t Mark() const noexcept { return m_mark; }
 
  private:
   void RequireFinished(bool partial);
@@ -37,6 +39,7 @@ class CShardSource {
   std::string m_uri;
   SShardSettings m_settings;
   std::int64_t m_thumbnails = 0;
+  std::int32_t m_mark = 0;
 };
 
 }  // namespace qvhost

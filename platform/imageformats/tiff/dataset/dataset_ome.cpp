@@ -276,7 +276,12 @@ bool OpenOmeDataset(CFileSet& files, const std::string& description, SDataset* d
 std::optional<SDataset> OpenOmeImage(CFileSet& files, const SDataset& dataset, std::size_t image) {
   SDataset result;
   result.kind = SDataset::EKind::kOme;
-  COmeFiles omeFiles(files, dataset.ome, dataset.omeUuid, dataset.omeDocumentFile);
+  result.ome = dataset.ome;
+  result.omeUuid = dataset.omeUuid;
+  result.omeDocumentFile = dataset.omeDocumentFile;
+  result.omeImage = image;
+  result.omePositions = {image};
+  COmeFiles omeFiles(files, result.ome, result.omeUuid, result.omeDocumentFile);
   if (!AddPlanes(files, omeFiles, dataset.ome.images[image], &result)) return std::nullopt;
   return result;
 }
