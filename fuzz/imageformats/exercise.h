@@ -22,10 +22,11 @@ void Attempt(Body&& body) {
 // Much less than a host gets: an input that unfolds to many pixels is slow and teaches nothing.
 inline SRenderLimits SmallLimits() { return {64u << 20, 1u << 22, std::chrono::seconds(5)}; }
 
-inline void RenderAt(COpenedImage& image, std::uint32_t width, std::uint32_t height, bool fast) {
+inline void RenderAt(COpenedImage& image, std::uint32_t width, std::uint32_t height, bool fast,
+                     const SViewChoice& view = {}) {
   CRenderGuard guard(SmallLimits());
   CQvPicture picture = NewPicture(width, height, 8, 3);
-  image.Render({width, height, fast, kAllChannels}, *picture.Get(), guard);
+  image.Render({width, height, fast, kAllChannels, view}, *picture.Get(), guard);
 }
 
 // Opens, describes, renders small and large, and reads.
@@ -52,6 +53,8 @@ inline void Exercise(const CCodecModule& codec, const std::shared_ptr<const CInp
       }
     });
     Attempt([&] { RenderAt(*image, 48, 18, false); });
+    Attempt([&] { RenderAt(*image, 5, 4, true, {EPlaneChoice::kMaximum, 0, 1, 1}); });
+    Attempt([&] { RenderAt(*image, 5, 4, true, {EPlaneChoice::kGiven, 0x80000000u, 0xFFFFFFFFu, 0, 5, true}); });
     const SQvImageInfo& info = image->Info();
     if (std::uint64_t{info.width} * info.height > 1u << 18) return;
     Attempt([&] {

@@ -12,7 +12,7 @@ struct SDatabaseOptions {
   std::string file;       // --db; empty: the user's own
   bool allUsers = false;  // --all-users
   // Of commands that make or show thumbnails. Those of each view are kept apart.
-  std::optional<SViewOptions> view;
+  std::optional<SViewOptions> view = {};
 };
 
 // The file that was chosen.
@@ -20,7 +20,7 @@ struct SDatabaseChoice {
   std::string path;  // absolute, in the file system's bytes
   bool allUsers = false;
   bool isDefault = false;  // the user's own
-  std::optional<SQvImageView> view;
+  std::optional<SQvImageView> view = {};
 };
 
 // $XDG_CACHE_HOME/qvthumbs/OrbThumbCache.db, with ~/.cache for an unset or relative variable. Throws CHostError when

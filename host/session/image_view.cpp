@@ -15,8 +15,6 @@ namespace {
 
 constexpr std::uint32_t kMostNumber = 1'000'000'000;
 constexpr std::uint32_t kMostChannel = 32;
-// The first byte of a mark.
-constexpr std::uint32_t kMarkByte = 0x56;
 
 std::optional<std::uint32_t> NumberOf(std::string_view text, std::uint32_t most) {
   std::uint32_t number = 0;
@@ -106,17 +104,6 @@ std::string ViewName(const SQvImageView& view) {
   if (view.stretchTogether) add("together");
   return name;
 }
-
-std::int32_t ViewMark(const SQvImageView& view) {
-  const std::string name = ViewName(view);
-  if (name.empty()) return 0;
-  // FNV-1a, folded to the 24 bits below the first byte.
-  std::uint32_t hash = 2166136261u;
-  for (const char c : name) hash = (hash ^ static_cast<std::uint8_t>(c)) * 16777619u;
-  return static_cast<std::int32_t>(kMarkByte << 24 | ((hash >> 24 ^ hash) & 0xFFFFFF));
-}
-
-bool IsViewMark(std::int64_t userVersion) noexcept { return userVersion >> 24 == kMarkByte; }
 
 void SetProcessView(const SQvImageView& view) {
   const auto settings = QvCreate<IQvImageViewSettings>("CQvImageViewSettingsImpl", "IQvImageViewSettings",

@@ -22,11 +22,6 @@ SQvImageView ViewOf(const SViewOptions& options);
 // A short name of the view, in which views differ, fit for a file's name: "max-t3-c1+2". Empty: the default.
 std::string ViewName(const SQvImageView& view);
 
-// What PRAGMA user_version of a database says whose thumbnails were made with that view; 0 for the default. Only values
-// that IsViewMark knows are such marks.
-std::int32_t ViewMark(const SQvImageView& view);
-bool IsViewMark(std::int64_t userVersion) noexcept;
-
 // Lets everything that is rendered in this process show the view. Throws CHostError when the image formats cannot.
 void SetProcessView(const SQvImageView& view);
 

@@ -12,6 +12,7 @@
 #include "host/session/database_files.h"
 #include "host/session/database_form.h"
 #include "host/session/sqlite.h"
+#include "host/session/view_mark.h"
 
 namespace qvhost {
 namespace {
@@ -41,17 +42,6 @@ void SetWriteAheadMode(const std::string& path, int flags) {
   db.exec("PRAGMA journal_mode=WAL");
 }
 
-std::int64_t MarkOf(const SQLite::Database& db) {
-  SQLite::Statement version(db, "PRAGMA user_version");
-  const std::int64_t mark = version.executeStep() ? version.getColumn(0).getInt64() : 0;
-  return IsViewMark(mark) ? mark : 0;
-}
-
-bool HasTables(const SQLite::Database& db) {
-  SQLite::Statement table(db, "SELECT 1 FROM sqlite_master WHERE type = 'table' LIMIT 1");
-  return table.executeStep();
-}
-
 [[noreturn]] void RefuseForeign(const SDatabaseChoice& choice, const std::string& mark) {
   throw CHostError(fmt::format("{} is another program's database ({}); choose another --db FILE", choice.path, mark));
 }
@@ -78,7 +68,7 @@ CPreparedDatabase::CPreparedDatabase(const SDatabaseChoice& choice, EDatabaseNee
   try {
     Look(need == EDatabaseNeed::Fill || need == EDatabaseNeed::Change);
     if (m_choice.view) {
-      MarkView();
+      MarkNewDatabase(Path(), ViewMark(*m_choice.view));
       RequireView();
     }
   } catch (const SQLite::Exception& error) {
@@ -131,20 +121,9 @@ void CPreparedDatabase::Look(bool forWriting) const {
   db.exec("ROLLBACK");
 }
 
-void CPreparedDatabase::MarkView() const {
-  const std::int32_t mark = ViewMark(*m_choice.view);
-  if (mark == 0) return;
-  SQLite::Database db = OpenConnection(Path(), SQLite::OPEN_READWRITE);
-  if (MarkOf(db) != 0 || HasTables(db)) return;
-  SQLite::Transaction transaction(db, SQLite::TransactionBehavior::IMMEDIATE);
-  if (MarkOf(db) != 0 || HasTables(db)) return;  // another process was faster
-  db.exec(fmt::format("PRAGMA user_version = {}", mark));
-  transaction.commit();
-}
-
 void CPreparedDatabase::RequireView() const {
   if (!m_choice.view) return;
-  const std::int64_t mark = MarkOf(OpenForReading(Path()));
+  const std::int32_t mark = ReadViewMark(OpenForReading(Path()));
   if (mark == ViewMark(*m_choice.view)) return;
   throw CHostError(
       fmt::format("the thumbnails in {} were made with {} --planes, --time, --position, --channels and "

@@ -39,7 +39,6 @@ class CPreparedDatabase {
   void Create();
   void CopyIfNotWritable(EDatabaseNeed need);
   void Look(bool forWriting) const;
-  void MarkView() const;
 
   SDatabaseChoice m_choice;
   std::unique_ptr<CDatabaseCopy> m_copy;

@@ -7,6 +7,7 @@
 #include "host/output/text.h"
 #include "host/session/database_error.h"
 #include "host/session/database_form.h"
+#include "host/session/view_mark.h"
 #include "host/shards/merge_record.h"
 #include "host/shards/reading_uri.h"
 
@@ -26,7 +27,7 @@ std::string CatalogUri(const std::string& path) {
   return UnchangingUri(AbsolutePath(path));
 }
 
-SQLite::Database OpenCatalog(const std::string& path, std::int64_t viewMark, const SShardSettings& settings) {
+SQLite::Database OpenCatalog(const std::string& path, std::int32_t viewMark, const SShardSettings& settings) {
   try {
     SQLite::Database db = OpenConnection(CatalogUri(path), SQLite::OPEN_READONLY | SQLite::OPEN_URI);
     if (const std::string mark = FindForeignForm(db); !mark.empty() || !db.tableExists("cache")) {

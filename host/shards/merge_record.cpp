@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include "host/session/image_view.h"
 #include "host/shards/content_hash.h"
 
 namespace qvhost {
@@ -40,12 +39,6 @@ std::optional<SShardSettings> ReadMergedSettings(const SQLite::Database& db) {
   SQLite::Statement row(db, "SELECT settings FROM merged ORDER BY rowid DESC LIMIT 1");
   if (!row.executeStep()) return std::nullopt;
   return SettingsFromJson(CJson::parse(row.getColumn(0).getString(), nullptr, false));
-}
-
-std::int64_t ReadViewMark(const SQLite::Database& db) {
-  SQLite::Statement row(db, "PRAGMA main.user_version");
-  const std::int64_t version = row.executeStep() ? row.getColumn(0).getInt64() : 0;
-  return IsViewMark(version) ? version : 0;
 }
 
 std::string DigestOfSource(const SQLite::Database& db, bool books) {

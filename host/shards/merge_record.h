@@ -14,9 +14,6 @@ namespace qvhost {
 // The settings of what was merged last. Nothing when nothing was.
 std::optional<SShardSettings> ReadMergedSettings(const SQLite::Database& db);
 
-// What marks the view of the database's thumbnails; 0 for the default.
-std::int64_t ReadViewMark(const SQLite::Database& db);
-
 // What makes the rows of the database that is attached as `source` count in a merge, as a text; with `books` history,
 // experiments and stored items as well. Equal for the same rows in another order.
 std::string DigestOfSource(const SQLite::Database& db, bool books);

@@ -4,6 +4,7 @@
 
 #include "host/host_error.h"
 #include "host/session/interrupt.h"
+#include "host/session/view_mark.h"
 
 namespace qvhost {
 namespace {

@@ -5,6 +5,7 @@
 #include "host/host_error.h"
 #include "host/output/text.h"
 #include "host/session/database_form.h"
+#include "host/session/view_mark.h"
 #include "host/shards/merge_record.h"
 #include "host/shards/reading_uri.h"
 #include "host/shards/shard_lock.h"

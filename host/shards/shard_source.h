@@ -22,8 +22,8 @@ class CShardSource {
   // Without a manifest: empty.
   const SShardSettings& Settings() const noexcept { return m_settings; }
   std::int64_t Thumbnails() const noexcept { return m_thumbnails; }
-  // What marks the view of its thumbnails; 0 for the default.
-  std::int64_t ViewMark() const noexcept { return m_viewMark; }
+  // Of the view that its thumbnails were made with (session/view_mark.h).
+  std::int32_t ViewMark() const noexcept { return m_viewMark; }
 
  private:
   void RequireFinished(bool partial);
@@ -33,7 +33,8 @@ class CShardSource {
   std::unique_ptr<CDatabaseCopy> m_copy;
   std::string m_uri;
   SShardSettings m_settings;
-  std::int64_t m_thumbnails = 0, m_viewMark = 0;
+  std::int64_t m_thumbnails = 0;
+  std::int32_t m_viewMark = 0;
 };
 
 }  // namespace qvhost

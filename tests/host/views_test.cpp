@@ -110,6 +110,18 @@ TEST_F(ViewsTest, ACopyOfAFileIsOfTheSameChoice) {
   EXPECT_NEAR(Grey({"--db", Path("copy.db"), "--planes", "max"}), 240, 2);
 }
 
+TEST_F(ViewsTest, ShardsOfOneChoiceAreMergedAndNoOthers) {
+  const CArguments make = {"make", Path("stack.tif"), "--shard", "1/1"};
+  ASSERT_EQ(m_program.Run(With(make, {"--db", Path("max.db"), "--planes", "max"})).status, 0);
+  ASSERT_EQ(m_program.Run(With(make, {"--db", Path("middle.db")})).status, 0);
+  const std::string max = Path("max.1-of-1.db"), middle = Path("middle.1-of-1.db");
+  ASSERT_TRUE(std::filesystem::exists(max)) << "the shard's database";
+  EXPECT_EQ(m_program.Run({"merge", Path("all.db"), max}).status, 0);
+  EXPECT_THAT(m_program.Run({"merge", Path("all.db"), middle}).err, HasSubstr("show another choice of planes"));
+  EXPECT_NEAR(Grey({"--db", Path("all.db"), "--planes", "max"}), 240, 2);
+  ExpectRefused(ShowArguments({"--db", Path("all.db")}));
+}
+
 TEST_F(ViewsTest, ProcessesThatMakeANewFileTogetherAgreeOnOneChoice) {
   for (int round = 0; round < 4; ++round) {
     const std::string database = Path("new" + std::to_string(round) + ".db");

@@ -7,6 +7,8 @@
 #include "platform/imageformats/png/png_rows.h"
 #include "platform/imageformats/png/png_texts.h"
 #include "platform/imageformats/render/display.h"
+#include "platform/imageformats/render/label_colors.h"
+#include "platform/imageformats/render/nearest_sampler.h"
 
 namespace imageformats {
 
@@ -47,11 +49,9 @@ void CPngImage::Read(SQvPicBuf& picture, CRenderGuard& guard) {
   }
 }
 
-SAveragedPicture CPngImage::Average(SSize reduced, CRenderGuard& guard) const {
+template <class Take>
+void CPngImage::VisitBands(CRenderGuard& guard, Take&& take) const {
   const std::unique_ptr<IPngRowSource> rows = OpenPngRows(m_input, m_header, guard);
-  const std::uint32_t colors = m_pixels.Components() - (m_pixels.HasAlpha() ? 1 : 0);
-  const ESampleType type = m_pixels.SampleBytes() == 2 ? ESampleType::kU16 : ESampleType::kU8;
-  CAreaReducer reducer(m_stored, reduced, colors, type, guard);
   const bool asStored = m_pixels.IsIdentity() && !m_pixels.HasAlpha();
   const std::size_t words = asStored ? 0 : (m_pixels.RowBytes() + 1) / 2;
   std::vector<std::uint16_t> buffer = guard.NewVector<std::uint16_t>(words * kBandRows);
@@ -63,15 +63,35 @@ SAveragedPicture CPngImage::Average(SSize reduced, CRenderGuard& guard) const {
       BlendPngRowOverWhite(m_pixels, row, m_stored.width);
     }
     if (!asStored) band = {reinterpret_cast<std::uint8_t*>(buffer.data()), words * 2, band.count};
-    reducer.AddBand(0, y, m_stored.width, band.count, band.rows, band.stride);
+    take(y, band);
     y += band.count;
   }
+}
+
+SAveragedPicture CPngImage::Average(SSize reduced, CRenderGuard& guard) const {
+  const std::uint32_t colors = m_pixels.Components() - (m_pixels.HasAlpha() ? 1 : 0);
+  CAreaReducer reducer(m_stored, reduced, colors, SampleType(), guard);
+  VisitBands(guard, [&](std::uint32_t y, const IPngRowSource::SBand& band) {
+    reducer.AddBand(0, y, m_stored.width, band.count, band.rows, band.stride);
+  });
   return reducer.Finish();
+}
+
+SAveragedPicture CPngImage::Sample(SSize reduced, CRenderGuard& guard) const {
+  CNearestSampler sampler(m_stored, reduced, SampleType(), guard);
+  VisitBands(guard, [&](std::uint32_t y, const IPngRowSource::SBand& band) {
+    sampler.AddBand(0, y, m_stored.width, band.count, band.rows, band.stride, m_pixels.SampleBytes());
+  });
+  return sampler.Finish();
 }
 
 void CPngImage::Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard& guard) {
   const SSize reduced = ReducedSize(m_stored, {request.width, request.height}, m_orientation);
   SAveragedPicture averages = Average(reduced, guard);
+  if (!m_pixels.HasAlpha() && MayBeLabels(averages)) {
+    const SAveragedPicture samples = Sample(reduced, guard);
+    if (AreLabels(samples)) return OrientAndFitRgb(ColorLabels(samples), reduced, m_orientation, picture);
+  }
   SDisplaySettings show;
   show.model = averages.components == 1 ? EColorModel::kGrey : EColorModel::kRgb;
   show.nominal = NominalRange(m_info.bpcInMemory);

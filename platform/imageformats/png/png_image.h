@@ -22,8 +22,14 @@ class CPngImage final : public COpenedImage {
   SImageMetadata Metadata() override;
 
  private:
-  // Laid over white, on the scale of the samples.
+  ESampleType SampleType() const noexcept { return m_pixels.SampleBytes() == 2 ? ESampleType::kU16 : ESampleType::kU8; }
+  // Calls `take` with the rows, laid over white: y, IPngRowSource::SBand.
+  template <class Take>
+  void VisitBands(CRenderGuard& guard, Take&& take) const;
+  // On the scale of the samples.
   SAveragedPicture Average(SSize reduced, CRenderGuard& guard) const;
+  // Of grey, see CNearestSampler.
+  SAveragedPicture Sample(SSize reduced, CRenderGuard& guard) const;
 
   std::shared_ptr<const CInput> m_input;
   SPngHeader m_header;

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <unordered_set>
 
+#include "platform/imageformats/render/tone_map.h"
+
 namespace imageformats {
 
 namespace {
@@ -20,19 +22,24 @@ struct SNeighbours {
   std::size_t singleSteps = 0;  // of them: by one, as in a smooth picture
 };
 
-SNeighbours CountNeighbours(const SAveragedPicture& picture) {
-  SNeighbours count;
+// Calls the function with each pixel and its right and lower neighbours.
+template <class Function>
+void VisitNeighbours(const SAveragedPicture& picture, Function&& function) {
   const SSize size = picture.size;
   for (std::uint32_t y = 0; y + 1 < size.height; ++y) {
     const float* row = picture.samples.data() + std::size_t{y} * size.width;
-    for (std::uint32_t x = 0; x + 1 < size.width; ++x) {
-      const float value = row[x], right = row[x + 1], below = row[x + size.width];
-      count.foreground += value != 0.0f;
-      count.inside += value != 0.0f && value == right && value == below;
-      count.steps += (value != right) + (value != below);
-      count.singleSteps += (std::fabs(value - right) == 1.0f) + (std::fabs(value - below) == 1.0f);
-    }
+    for (std::uint32_t x = 0; x + 1 < size.width; ++x) function(row[x], row[x + 1], row[x + size.width]);
   }
+}
+
+SNeighbours CountNeighbours(const SAveragedPicture& samples) {
+  SNeighbours count;
+  VisitNeighbours(samples, [&count](float value, float right, float below) {
+    count.foreground += value != 0.0f;
+    count.inside += value != 0.0f && value == right && value == below;
+    count.steps += (value != right) + (value != below);
+    count.singleSteps += (std::fabs(value - right) == 1.0f) + (std::fabs(value - below) == 1.0f);
+  });
   return count;
 }
 
@@ -60,12 +67,23 @@ std::array<std::uint8_t, 3> LabelColor(std::int64_t label) {
 
 bool MayBeLabels(const SAveragedPicture& averages) {
   if (averages.components != 1 || averages.size.width < 16 || averages.size.height < 16) return false;
-  const SNeighbours count = CountNeighbours(averages);
-  return count.inside > 0 && count.inside * 4 >= count.foreground;
+  std::unordered_set<std::uint32_t> labels;
+  float most = 0.0f;
+  std::size_t foreground = 0, inside = 0;
+  VisitNeighbours(averages, [&](float value, float right, float below) {
+    foreground += value != 0.0f;
+    const float whole = std::round(value);
+    if (!(whole >= 1.0f && whole <= kMostLabel) || Differ(value, whole)) return;
+    if (Differ(value, right) || Differ(value, below)) return;
+    ++inside;
+    labels.insert(static_cast<std::uint32_t>(whole));
+    most = std::max(most, whole);
+  });
+  return labels.size() >= kFewestLabels && static_cast<float>(labels.size()) * 4.0f >= most && inside * 4 >= foreground;
 }
 
 bool AreLabels(const SAveragedPicture& samples) {
-  if (!MayBeLabels(samples)) return false;
+  if (!MayBeLabels(samples)) return false;  // of components and size, too
   std::unordered_set<std::uint32_t> labels;
   float most = 0.0f;
   std::size_t background = 0;

@@ -8,8 +8,8 @@
 // Pictures whose samples number things: cells, nuclei, tracks.
 namespace imageformats {
 
-// A first, cheap look at averages of one component: false for what cannot be a picture of labels because hardly any
-// pixel that is not background equals its neighbour.
+// A first, cheap look at averages: whether there are areas of several whole numbers, which fill a quarter of those from
+// 1 to the greatest at least.
 bool MayBeLabels(const SAveragedPicture& averages);
 
 // Whether samples (not averages) look like labels: 0 as the background and at least three other whole numbers, which

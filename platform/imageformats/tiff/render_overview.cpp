@@ -38,6 +38,7 @@ class CTiffPlanes final : public IPlaneReader {
                                                 SSize reduced, CRenderGuard& guard) override {
     std::vector<SAveragedPicture> averages;
     for (std::size_t first = 0; first < channels.size();) {
+      guard.CheckTime();
       const SPlane place = Locate(WithChannel(plane, channels[first]));
       std::vector<std::uint32_t> samples;
       std::size_t next = first;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
+#include <algorithm>
 #include <cmath>
 #include <string_view>
 
@@ -60,6 +61,40 @@ TEST(Png, EveryTypeAndFilterReadsBackExactly) {
 }
 
 // Small pictures are inflated in one go, others row by row: both must be right.
+// Squares of 20 pixels, numbered from 1 on without order.
+STestPicture Labels(std::uint32_t bits) {
+  STestPicture picture{240, 180, 1, bits, {}};
+  for (std::uint32_t y = 0; y < picture.height; ++y) {
+    for (std::uint32_t x = 0; x < picture.width; ++x) {
+      const bool isBackground = x % 30 < 10 || y % 30 < 10;
+      picture.samples.push_back(static_cast<std::uint16_t>(isBackground ? 0 : 1 + (x / 30 * 7 + y / 30 * 5) % 48));
+    }
+  }
+  return picture;
+}
+
+TEST(Png, LabelsHaveDistinctColours) {
+  for (const std::uint32_t bits : {8u, 16u}) {
+    const STestPicture shown = RenderBytes(EncodePng(Labels(bits)), 80, 60);
+    const auto color = [&](std::uint32_t x, std::uint32_t y) {
+      const auto first = shown.samples.begin() + 3 * (y * shown.width + x);
+      return std::vector<std::uint16_t>(first, first + 3);
+    };
+    EXPECT_EQ(color(1, 1), (std::vector<std::uint16_t>{0, 0, 0}));
+    EXPECT_NE(color(6, 6), color(16, 6));
+    EXPECT_NE(color(6, 6), color(6, 16));
+    EXPECT_GT(*std::max_element(shown.samples.begin(), shown.samples.end()), 200);
+  }
+}
+
+TEST(Png, AMaskOfZeroAndOneIsVisible) {
+  STestPicture mask{80, 60, 1, 8, {}};
+  for (std::uint32_t i = 0; i < 80 * 60; ++i) mask.samples.push_back(i % 80 < 40 ? 0 : 1);
+  const STestPicture shown = RenderBytes(EncodePng(mask), 40, 30);
+  EXPECT_EQ(shown.samples[0], 0);
+  EXPECT_EQ(shown.samples[3 * 39], 255);
+}
+
 TEST(Png, BothWaysOfDecodingAgree) {
   for (const SKind& kind : kKinds) {
     const SFileBytes bytes = EncodePng(Noise(67, 41, kind.components, kind.bits));

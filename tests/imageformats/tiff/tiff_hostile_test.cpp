@@ -63,6 +63,10 @@ void Exercise(const std::vector<std::uint8_t>& bytes) {
       Render(image, 20, 15);
     } catch (const imageformats::CFormatError&) {
     }
+    try {
+      RenderView(image, 20, 15, {imageformats::EPlaneChoice::kMaximum, 0, 3, 1});
+    } catch (const imageformats::CFormatError&) {
+    }
     CQvByteArray tag;
     image->CustomTag(L"QvCustomTag:ThumbailJpg", tag);
     image->Metadata();

@@ -121,10 +121,13 @@ class COmePlanes {
       if (a.t != b.t) return far(a.t, t) < far(b.t, t);
       return far(a.z, z) < far(b.z, z);
     });
-    for (const SOmePlaneRef& ref : refs) {
-      if (std::optional<SPlane> plane = Locate(ref)) return plane;
-    }
-    return std::nullopt;
+    std::optional<SPlane> plane;
+    const auto found = std::find_if(refs.begin(), refs.end(), [&](const SOmePlaneRef& ref) {
+      plane = Locate(ref);
+      return plane.has_value();
+    });
+    refs.erase(refs.begin(), found);  // what is not there need not be looked for again
+    return plane;
   }
 
  private:

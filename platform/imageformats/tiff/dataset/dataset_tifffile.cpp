@@ -60,7 +60,7 @@ std::vector<SDimension> PageDimensions(const std::string& description, const SDa
   if (!std::equal(leading, dimensions.end(), last.begin(), fits)) return {};
   dimensions.erase(leading, dimensions.end());
   std::uint64_t planes = 1;
-  for (const SDimension& dimension : dimensions) planes *= std::min<std::uint64_t>(dimension.size, 1u << 24);
+  for (const SDimension& dimension : dimensions) planes = CRenderGuard::Multiply(planes, dimension.size);
   if (planes != dataset.pages.size() || dimensions.empty()) return {};
   return dimensions;
 }
