@@ -44,20 +44,24 @@ SQLite::Database OpenCatalog(const std::string& path, std::int32_t viewMark, con
   }
 }
 
-SQLite::Database OpenOwn(const std::string& own, const std::string& catalog) {
+SQLite::Database OpenOwn(const std::string& own) {
   SQLite::Database db = OpenConnection(own, SQLite::OPEN_READWRITE | SQLite::OPEN_URI);
   // What is lost with the power can be copied again. In write-ahead mode nothing is damaged by that.
   if (db.execAndGet("PRAGMA main.journal_mode").getString() == "wal") db.exec("PRAGMA main.synchronous = NORMAL");
-  SQLite::Statement attach(db, "ATTACH DATABASE ?1 AS source");
+  return db;
+}
+
+SQLite::Database& Attach(SQLite::Database& own, const std::string& catalog) {
+  SQLite::Statement attach(own, "ATTACH DATABASE ?1 AS source");
   attach.bind(1, CatalogUri(catalog));
   attach.exec();
-  return db;
+  return own;
 }
 
 }  // namespace
 
 CCatalog::CCatalog(const std::string& path, const std::string& own, const SShardSettings& settings)
-    : m_own(OpenOwn(own, path)), m_rows(OpenCatalog(path, ReadViewMark(m_own), settings)), m_merger(m_own) {}
+    : m_own(OpenOwn(own)), m_rows(OpenCatalog(path, ReadViewMark(m_own), settings)), m_merger(Attach(m_own, path)) {}
 
 bool CCatalog::Supply(const SQvThumbnailDescription& wanted) {
   try {

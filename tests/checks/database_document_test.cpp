@@ -87,9 +87,10 @@ TEST_F(CDatabaseDocument, ShowsTheTablesThatTheServiceMakes) {
   ASSERT_EQ(made.size(), 5u);
   const SDocument document = ReadDocument();
   // The wide metadata table is explained column by column instead.
-  EXPECT_EQ(document.tables.size(), 4u);
+  EXPECT_EQ(document.tables.size(), 5u);
   for (const std::string& text : document.tables) {
     const std::string name = text.substr(13, text.find(' ', 13) - 13);
+    if (name == "merged") continue;  // made by `qvthumbs merge`
     ASSERT_TRUE(made.count(name)) << name;
     EXPECT_EQ(text, made.at(name));
   }

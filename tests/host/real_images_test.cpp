@@ -18,9 +18,10 @@ TEST(RealImagesTest, AreMadeOrRefusedWithTheirReasonsAndLeaveWholeRowsOnly) {
   std::map<std::string, std::string> refused;
   int made = 0;
   for (const SSampleOutcome& expected : ReadSampleOutcomes()) {
+    if (expected.file.ends_with(".ome")) continue;  // no image by its name, so not looked at in a folder
     if (expected.outcome == "made") {
       ++made;
-    } else if (!expected.file.ends_with(".ome")) {  // no image by its name, so not looked at in a folder
+    } else {
       refused[folder + "/" + expected.file] = expected.detail;
     }
   }

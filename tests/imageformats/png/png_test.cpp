@@ -269,15 +269,15 @@ TEST(Png, ProfilesAreFollowed) {
 }
 
 TEST(Png, OrientationTurnsThePicture) {
-  STestPicture picture{3, 1, 1, 8, {10, 20, 30}};
+  STestPicture picture{3, 1, 1, 8, {60, 120, 180}};
   SPngRecipe recipe;
   recipe.exif = ExifWithOrientation(6);
   recipe.exif.erase(recipe.exif.begin(), recipe.exif.begin() + 6);
   const auto image = OpenBytes(EncodePng(picture, recipe));
   EXPECT_EQ(image->Info().width, 1u);
   EXPECT_EQ(image->Info().height, 3u);
-  EXPECT_EQ(ReadAll(*image).samples, (std::vector<std::uint16_t>{10, 20, 30}));
-  EXPECT_EQ(Render(*image, 1, 3).At(0, 2, 0), 30);
+  EXPECT_EQ(ReadAll(*image).samples, (std::vector<std::uint16_t>{60, 120, 180}));
+  EXPECT_EQ(Render(*image, 1, 3).At(0, 2, 0), 180);
 }
 
 TEST(Png, ManySmallDataChunksAreOneStream) {
