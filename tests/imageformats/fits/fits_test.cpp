@@ -13,7 +13,6 @@ namespace {
 
 using namespace qvtest;
 
-using CSamples = std::vector<std::uint16_t>;
 using CCards = std::vector<std::string>;
 
 void Pad(SFileBytes* bytes, std::uint8_t with) {
@@ -69,8 +68,6 @@ SFileBytes Fits(const CCards& cards, const std::vector<T>& samples) {
 }
 
 SFileBytes FitsBytes(const CCards& cards, const SFileBytes& samples) { return Fits<std::uint8_t>(cards, samples); }
-
-CSamples ReadSamples(const SFileBytes& file) { return ReadAll(*OpenBytes(file)).samples; }
 
 TEST(Fits, TheFirstRowIsTheLowest) {
   EXPECT_EQ(ReadSamples(FitsBytes(Shape(8, {2, 2}), {1, 2, 3, 4})), (CSamples{3, 4, 1, 2}));

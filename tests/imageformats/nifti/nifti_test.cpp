@@ -13,8 +13,6 @@ namespace {
 
 using namespace qvtest;
 
-using CSamples = std::vector<std::uint16_t>;
-
 struct SNiftiRecipe {
   int version = 1;  // 0: Analyze 7.5
   bool bigEndian = false;
@@ -71,8 +69,6 @@ SFileBytes Nifti(const SNiftiRecipe& recipe, const std::vector<T>& samples) {
 }
 
 SFileBytes Bytes(const SNiftiRecipe& recipe, const SFileBytes& samples) { return Nifti<std::uint8_t>(recipe, samples); }
-
-CSamples ReadSamples(const SFileBytes& file) { return ReadAll(*OpenBytes(file)).samples; }
 
 TEST(Nifti, BothVersionsReadInBothByteOrders) {
   for (const int version : {1, 2}) {

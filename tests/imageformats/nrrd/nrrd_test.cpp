@@ -12,8 +12,6 @@ namespace {
 
 using namespace qvtest;
 
-using CSamples = std::vector<std::uint16_t>;
-
 SFileBytes Nrrd(const std::string& fields, const SFileBytes& data) {
   return Concatenated({BytesOf("NRRD0004\n# a comment\n" + fields + "\n"), data});
 }
@@ -24,8 +22,6 @@ SFileBytes Counting(std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) bytes[i] = static_cast<std::uint8_t>(i);
   return bytes;
 }
-
-CSamples ReadSamples(const SFileBytes& file) { return ReadAll(*OpenBytes(file)).samples; }
 
 const std::string kPlain = "type: uchar\ndimension: 2\nsizes: 3 2\nencoding: ";
 const CSamples kSix = {0, 1, 2, 3, 4, 5};

@@ -13,6 +13,8 @@ std::unique_ptr<imageformats::COpenedImage> OpenBytes(qvtest::SFileBytes bytes);
 std::unique_ptr<imageformats::COpenedImage> OpenPath(const CQvStringW& path);
 
 qvtest::STestPicture ReadAll(imageformats::COpenedImage& image);
+using CSamples = std::vector<std::uint16_t>;
+inline CSamples ReadSamples(const qvtest::SFileBytes& bytes) { return ReadAll(*OpenBytes(bytes)).samples; }
 qvtest::STestPicture Render(imageformats::COpenedImage& image, std::uint32_t width, std::uint32_t height,
                             bool fast = true);
 inline qvtest::STestPicture RenderBytes(const qvtest::SFileBytes& bytes, std::uint32_t width, std::uint32_t height,

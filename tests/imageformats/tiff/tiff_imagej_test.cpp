@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/imageformats/tiff/dataset/imagej.h"
+#include "tests/imageformats/tiff/tiff_ome_document.h"
 #include "tests/imageformats/tiff/tiff_test_image.h"
 #include "tests/support/tiff_writer.h"
 
@@ -26,8 +27,6 @@ std::vector<STiffPage> Pages(int count, const std::string& description) {
   }
   return pages;
 }
-
-SRgb Shown(CTestImage& image) { return Render(image, 4, 3).At(1, 1); }
 
 // The metadata block in the byte order of a file of that order: magic, types with counts, then the parts.
 class CMetadataBlock {

@@ -212,8 +212,8 @@ TEST(TiffRareCompressions, OldStyleJpeg) {
   const STestPicture picture = SmoothPicture(kWide, kHigh, 3);
   const auto [bytes, data] = StreamOf(picture);
   const auto length = static_cast<std::uint32_t>(bytes.size());
-  const auto file = [&](std::uint32_t strip, std::uint32_t pointedTo) {
-    return OldJpeg(bytes, {kWide, kHigh}, 8 + strip, length - strip,
+  const auto file = [&, &stream = bytes](std::uint32_t strip, std::uint32_t pointedTo) {
+    return OldJpeg(stream, {kWide, kHigh}, 8 + strip, length - strip,
                    {{TIFFTAG_JPEGIFOFFSET, TIFF_LONG, 1, 8}, {TIFFTAG_JPEGIFBYTECOUNT, TIFF_LONG, 1, pointedTo}});
   };
   ExpectPicture(file(0, length), picture);
