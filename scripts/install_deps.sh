@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need, and only those that are missing.
 #   scripts/install_deps.sh [--list] [GROUP...]
-#     groups: build test format clang fuzz sources coverage threads package cluster peers bench; default: build
+#     groups: build optional test format clang fuzz sources coverage threads package cluster peers bench;
+#     default: build
 # Needs bash and apt; works as root or through sudo. This is the only place that names packages.
 set -euo pipefail
 
@@ -11,6 +12,8 @@ build_packages=(g++ cmake ninja-build pkg-config binutils
                 libblosc-dev libzstd-dev liblz4-dev
                 libopenslide-dev libdeflate-dev libseccomp-dev zlib1g-dev libbz2-dev
                 libcli11-dev nlohmann-json3-dev libfmt-dev)
+# Formats that are read when these were there at build time.
+optional_packages=(libheif-dev libde265-dev libjxl-dev)
 # The sanitizers of GCC come with g++.
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev libspng-dev)
 format_packages=(clang-format)
@@ -29,13 +32,13 @@ cluster_packages=(slurmctld slurmd slurm-client munge sqlite3)
 # Other makers of thumbnails, to compare with.
 peers_packages=(libvips-tools graphicsmagick imagemagick openslide-tools python3-zarr)
 
-usage() { sed -n '2,5s/^# \{0,1\}//p' "$0"; }
+usage() { sed -n '2,6s/^# \{0,1\}//p' "$0"; }
 
 list_only=false
 groups=()
 for argument in "$@"; do
   case $argument in
-    build | test | format | clang | fuzz | sources | coverage | threads | package | cluster | peers | bench) groups+=("$argument") ;;
+    build | optional | test | format | clang | fuzz | sources | coverage | threads | package | cluster | peers | bench) groups+=("$argument") ;;
     --list) list_only=true ;;
     -h | --help) usage; exit 0 ;;
     *) echo "install_deps.sh: unknown group '$argument'" >&2; usage >&2; exit 2 ;;

@@ -45,10 +45,10 @@ bool IsArrayOfCommonName(const fs::path& path, const std::string& extension) {
 
 bool HasImageExtension(const fs::path& path) {
   constexpr std::array kExtensions = std::to_array<std::string_view>(
-      {".bmp", ".dib", ".gif",  ".pbm",  ".pgm",  ".ppm",     ".pnm",  ".pam", ".jp2",  ".j2k",
-       ".j2c", ".jpc", ".jpf",  ".jpx",  ".dcm",  ".dicom",   ".webp", ".tif", ".tiff", ".btf",
-       ".tf2", ".tf8", ".gtif", ".jpg",  ".jpeg", ".jpe",     ".jfif", ".png", ".svs",  ".ndpi",
-       ".scn", ".vms", ".vmu",  ".mrxs", ".bif",  ".svslide", ".ozx"});
+      {".bmp", ".dib",  ".gif", ".pbm", ".pgm",   ".ppm",  ".pnm",  ".pam",     ".jp2", ".j2k",  ".j2c",
+       ".jpc", ".jpf",  ".jpx", ".dcm", ".dicom", ".webp", ".heic", ".heif",    ".hif", ".avif", ".jxl",
+       ".tif", ".tiff", ".btf", ".tf2", ".tf8",   ".gtif", ".jpg",  ".jpeg",    ".jpe", ".jfif", ".png",
+       ".svs", ".ndpi", ".scn", ".vms", ".vmu",   ".mrxs", ".bif",  ".svslide", ".ozx"});
   const std::string extension = LowerCaseExtension(path);
   // Archives of anything else are no images.
   if (extension == ".zip") return LowerCaseExtension(path.stem()) == ".zarr";

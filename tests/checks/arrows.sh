@@ -76,7 +76,7 @@ allowed_for_component_room() {  # sets `allowed`
 format_rooms='base render planes codec arrays jpeg/stream jpeg/block_means jpeg
   fits mrc nifti nrrd
   png
-  bmp gif pnm jpeg2000 dicom webp
+  bmp gif pnm jpeg2000 dicom webp heif jxl
   tiff/directory tiff/blocks tiff/rows tiff/ome
   tiff/dataset tiff/description tiff wsi
   zarr/store zarr/array zarr/ngff zarr
@@ -99,6 +99,7 @@ allowed_for_format_room() {  # sets `allowed`
     pnm) allowed="base render codec" ;;
     jpeg2000) allowed="base render codec" ;;
     webp) allowed="base render codec" ;;
+    heif | jxl) allowed="base render codec" ;;
     dicom) allowed="base render codec jpeg jpeg2000" ;;
     tiff/directory) allowed="base render" ;;
     tiff/blocks) allowed="$decoders jpeg2000 tiff/directory" ;;
@@ -117,7 +118,7 @@ allowed_for_format_room() {  # sets `allowed`
     component)
       allowed="base render planes codec arrays jpeg png tiff wsi process"
       allowed+=" fits mrc nifti nrrd"
-      allowed+=" bmp gif pnm jpeg2000 dicom webp"
+      allowed+=" bmp gif pnm jpeg2000 dicom webp heif jxl"
       allowed+=" zarr"
       ;;
     decoder) allowed="base codec process component" ;;

@@ -105,6 +105,15 @@ SFileBytes ExifWithOrientation(int orientation) {
   return exif;
 }
 
+SFileBytes ExifOfAuthor(const char (&author)[4], int orientation) {
+  SFileBytes exif = {'I', 'I', 42, 0, 8, 0, 0, 0, 2, 0, 0x12, 0x01, 3, 0, 1, 0, 0, 0};
+  exif.push_back(static_cast<std::uint8_t>(orientation));
+  for (const int byte : {0, 0, 0, 0x3B, 0x01, 2, 0, 4, 0, 0, 0}) exif.push_back(static_cast<std::uint8_t>(byte));
+  exif.insert(exif.end(), author, author + sizeof author);
+  exif.resize(exif.size() + 4);
+  return exif;
+}
+
 std::vector<std::pair<int, SFileBytes>> ProfileSegments(const SFileBytes& profile) {
   constexpr std::size_t kPiece = 60000;
   std::vector<std::pair<int, SFileBytes>> segments;

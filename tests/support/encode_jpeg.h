@@ -28,6 +28,8 @@ SFileBytes EncodeJpeg(const STestPicture& picture, const SJpegRecipe& recipe = {
 
 // An APP1 payload with the EXIF orientation.
 SFileBytes ExifWithOrientation(int orientation);
+// EXIF from its TIFF header on, with an author of three letters and an orientation.
+SFileBytes ExifOfAuthor(const char (&author)[4], int orientation);
 // APP2 payloads that carry the profile.
 std::vector<std::pair<int, SFileBytes>> ProfileSegments(const SFileBytes& profile);
 

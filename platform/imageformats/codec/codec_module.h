@@ -102,6 +102,9 @@ class CCodecModule {
   // Whether the library opens files itself, by their paths: Matches and Open then want CInput::NativePath and the
   // folder.
   virtual bool OpensByPath() const noexcept { return false; }
+  // Whether the library takes so long to load that only a decoder of its own does: such a codec loads it when it is
+  // first used, or in Prepare.
+  virtual bool HasOwnDecoder() const noexcept { return false; }
   // Loads what opening files needs, for a process that can open nothing later.
   virtual void Prepare() const noexcept {}
   // Throws CDamagedError when the content is not of this format or damaged beyond its description.

@@ -17,6 +17,12 @@
 #if defined(QV_HAVE_OPENSLIDE)
 #include "platform/imageformats/wsi/wsi_codec.h"
 #endif
+#if defined(QV_HAVE_HEIF)
+#include "platform/imageformats/heif/heif_codec.h"
+#endif
+#if defined(QV_HAVE_JXL)
+#include "platform/imageformats/jxl/jxl_codec.h"
+#endif
 
 namespace imageformats {
 
@@ -37,8 +43,14 @@ std::span<const CCodecModule* const> AllCodecs() noexcept {
     &FitsCodec(),
     &Jpeg2000Codec(),
     &WebpCodec(),
+#if defined(QV_HAVE_HEIF)
+    &HeifCodec(),
+#endif
     &DicomCodec(),
     &MrcCodec(),  // by what its numbers mean, where an old one has no signature
+#if defined(QV_HAVE_JXL)
+    &JxlCodec(),  // two bytes may be all of its signature
+#endif
 #if defined(QV_HAVE_OPENSLIDE)
     &WsiFallbackCodec(),
 #endif

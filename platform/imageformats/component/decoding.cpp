@@ -8,6 +8,7 @@
 
 #include "platform/imageformats/component/codec_registry.h"
 #include "platform/imageformats/process/decoder_pool.h"
+#include "platform/imageformats/process/protocol.h"
 #include "platform/imageformats/process/remote_image.h"
 #include "platform/imageformats/process/troublemakers.h"
 #include "system/qvdiag.h"
@@ -40,6 +41,11 @@ std::string PathForLibrary(const CCodecModule& codec, const CInput& input) {
   return (failed ? path : target).string();
 }
 
+SDecoderUse UseOf(const CCodecModule& codec, const std::string& nativePath) {
+  if (codec.OpensByPath()) return {kForSlides, fs::path(nativePath).parent_path().string()};
+  return {codec.HasOwnDecoder() ? codec.Name() : kForPictures, ""};
+}
+
 void RefuseTroublemaker(const CInput& input) {
   if (!IsTroublemaker(input)) return;
   throw CDamagedError("Decoding this file ended the decoder twice; it is not tried again until the file changes");
@@ -51,11 +57,11 @@ CDecoding::CDecoding() : m_inPlace(IsTurnedOff()) {}
 
 std::shared_ptr<CDecoder> CDecoding::DecoderFor(const CCodecModule& codec, const std::string& nativePath) {
   if (m_inPlace) return nullptr;
-  std::shared_ptr<CDecoder>& decoder = codec.OpensByPath() ? m_slides : m_pictures;
-  const std::string folder = codec.OpensByPath() ? fs::path(nativePath).parent_path().string() : std::string();
-  if (!decoder || decoder->Folder() != folder) {
+  const SDecoderUse use = UseOf(codec, nativePath);
+  std::shared_ptr<CDecoder>& decoder = use.purpose == kForPictures ? m_pictures : m_others;
+  if (!decoder || decoder->Use() != use) {
     decoder.reset();
-    decoder = TakeDecoder(folder);
+    decoder = TakeDecoder(use);
   }
   if (decoder->Start()) return decoder;
   ReportOnce();

@@ -28,7 +28,7 @@ class CDecoding {
   auto Decide(const CCodecModule& codec, const CInput& input, Remote&& remote, InPlace&& inPlace);
 
   bool m_inPlace;
-  std::shared_ptr<CDecoder> m_pictures, m_slides;
+  std::shared_ptr<CDecoder> m_pictures, m_others;
 };
 
 }  // namespace imageformats

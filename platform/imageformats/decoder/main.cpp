@@ -4,7 +4,7 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <cstring>
+#include <string_view>
 
 #include "platform/imageformats/component/codec_registry.h"
 #include "platform/imageformats/decoder/confinement.h"
@@ -37,10 +37,21 @@ void LoadLocale() {
   tzset();
 }
 
-void LoadLibraries(bool forSlides) {
+// Whether the codec is one that a decoder for this purpose has.
+bool IsFor(const CCodecModule& codec, std::string_view purpose) {
+  if (codec.OpensByPath()) return purpose == kForSlides;
+  return purpose == (codec.HasOwnDecoder() ? codec.Name() : kForPictures);
+}
+
+// False for an unknown purpose.
+bool LoadLibraries(std::string_view purpose) {
+  bool isKnown = false;
   for (const CCodecModule* codec : AllCodecs()) {
-    if (codec->OpensByPath() == forSlides) codec->Prepare();
+    if (!IsFor(*codec, purpose)) continue;
+    codec->Prepare();
+    isKnown = true;
   }
+  return isKnown;
 }
 
 // One picture's memory is the next one's: to give it back in between costs more than many a small picture.
@@ -53,15 +64,14 @@ void KeepMemory() {
 }  // namespace
 
 int main(int count, char** arguments) {
-  const bool forSlides = count == 2 && std::strcmp(arguments[1], kForSlides) == 0;
-  const bool forPictures = count == 2 && std::strcmp(arguments[1], kForPictures) == 0;
+  const std::string_view purpose = count == 2 ? arguments[1] : "";
+  const bool forSlides = purpose == kForSlides;
   constexpr char kUse[] = "qvthumbs-decoder is started by the programs that show pictures, not by hand.\n";
-  if (!(forSlides || forPictures) || !IsSocket(kSocketHandle)) {
-    return write(STDERR_FILENO, kUse, sizeof kUse - 1) < 0 ? 3 : 2;
-  }
   KeepMemory();
   LoadLocale();
-  LoadLibraries(forSlides);
+  if (!IsSocket(kSocketHandle) || !LoadLibraries(purpose)) {
+    return write(STDERR_FILENO, kUse, sizeof kUse - 1) < 0 ? 3 : 2;
+  }
   if (!DieWithViewer() || !Confine(forSlides ? kFolderHandle : -1)) return 3;
   if (forSlides) close(kFolderHandle);
   CChannel channel(CDescriptor(kSocketHandle), true);

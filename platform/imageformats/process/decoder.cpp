@@ -64,18 +64,18 @@ class CDecoder::CWatch {
   std::chrono::milliseconds m_still{};
 };
 
-CDecoder::CDecoder(std::string folder) : m_folder(std::move(folder)) {}
+CDecoder::CDecoder(SDecoderUse use) : m_use(std::move(use)) {}
 
 bool CDecoder::Start() {
   if (IsRunning()) return true;
   m_process.reset();
   m_pixels = CSharedPixels();
   CDescriptor folder;
-  if (!m_folder.empty()) {
-    folder.Reset(open(m_folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (!m_use.folder.empty()) {
+    folder.Reset(open(m_use.folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!folder) return false;
   }
-  m_process = CDecoderProcess::Start(DecoderProgram(), m_folder.empty() ? kForPictures : kForSlides, folder.Get());
+  m_process = CDecoderProcess::Start(DecoderProgram(), m_use.purpose.c_str(), folder.Get());
   if (!m_process) return false;
   m_process->Channel().SetTick(static_cast<std::uint32_t>(kTick.count()));
   ++m_generation;

@@ -13,16 +13,23 @@
 
 namespace imageformats {
 
+// What a decoder is started for.
+struct SDecoderUse {
+  std::string purpose;  // see protocol.h
+  std::string folder;   // that a decoder for slides may read; else empty
+
+  friend bool operator==(const SDecoderUse&, const SDecoderUse&) = default;
+};
+
 // A decoder that is started when it is first needed, and again when it has died. What it says is believed no further
 // than its form. One thread at a time.
 class CDecoder {
  public:
-  // `folder`: the decoder is one for slides and may read that folder; empty: for pictures.
-  explicit CDecoder(std::string folder);
+  explicit CDecoder(SDecoderUse use);
   CDecoder(const CDecoder&) = delete;
   CDecoder& operator=(const CDecoder&) = delete;
 
-  const std::string& Folder() const noexcept { return m_folder; }
+  const SDecoderUse& Use() const noexcept { return m_use; }
   // Makes sure that one is running; false when it cannot be started.
   bool Start();
   bool IsRunning() const noexcept { return m_process && m_process->IsOwn(); }
@@ -57,7 +64,7 @@ class CDecoder {
   void AnswerBeside(const SMessage& message, const SSubject& subject);
   [[noreturn]] void GiveUp(const SSubject& subject, const std::string& reason);
 
-  std::string m_folder;
+  SDecoderUse m_use;
   std::unique_ptr<CDecoderProcess> m_process;
   std::uint64_t m_generation = 0;
   CSharedPixels m_pixels;

@@ -47,20 +47,20 @@ void GiveBack(CDecoder* decoder) noexcept {
 
 }  // namespace
 
-std::shared_ptr<CDecoder> TakeDecoder(const std::string& folder) {
+std::shared_ptr<CDecoder> TakeDecoder(const SDecoderUse& use) {
   SPool& pool = Pool();
   std::unique_ptr<CDecoder> decoder;
   {
     const std::lock_guard lock(pool.mutex);
     pool.idle.reserve(kMaxIdle);
     const auto fitting = std::find_if(pool.idle.rbegin(), pool.idle.rend(),
-                                      [&](const std::unique_ptr<CDecoder>& idle) { return idle->Folder() == folder; });
+                                      [&](const std::unique_ptr<CDecoder>& idle) { return idle->Use() == use; });
     if (fitting != pool.idle.rend()) {
       decoder = std::move(*fitting);
       pool.idle.erase(std::next(fitting).base());
     }
   }
-  if (!decoder) decoder = std::make_unique<CDecoder>(folder);
+  if (!decoder) decoder = std::make_unique<CDecoder>(use);
   return {decoder.release(), GiveBack};
 }
 

@@ -7,9 +7,9 @@
 
 namespace imageformats {
 
-// A decoder for one user of it at a time, for pictures or for the slides of a folder (see CDecoder): one that is idle,
+// A decoder for one user of it at a time: one of the same use that is idle,
 // else a new one, not yet started. It goes back to the idle ones with its last holder, so that short-lived managers do
 // not each start a process. Any thread; a copy of this process begins without any.
-std::shared_ptr<CDecoder> TakeDecoder(const std::string& folder);
+std::shared_ptr<CDecoder> TakeDecoder(const SDecoderUse& use);
 
 }  // namespace imageformats

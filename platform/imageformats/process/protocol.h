@@ -33,7 +33,7 @@ inline constexpr int kLifelineHandle = 4;
 // The folder that the decoder of slides may read.
 inline constexpr int kFolderHandle = 5;
 
-// The decoder's only argument: what it is for.
+// The decoder's only argument: what it is for. Else the name of a codec that has a decoder of its own.
 inline constexpr char kForPictures[] = "pictures";
 inline constexpr char kForSlides[] = "slides";
 

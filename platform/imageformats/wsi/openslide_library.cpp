@@ -1,10 +1,10 @@
 #include "platform/imageformats/wsi/openslide_library.h"
 
-#include <dlfcn.h>
 #include <openslide/openslide.h>
 
 #include <cstdint>
-#include <initializer_list>
+
+#include "platform/imageformats/base/loaded_library.h"
 
 // OpenSlide brings forty libraries along, which take longer to load than most pictures to decode: 6 to 8 of the 10 ms
 // that a program took to start. So it is loaded when it is first asked. The functions here stand for those of the same
@@ -14,31 +14,20 @@ namespace imageformats {
 
 namespace {
 
-void* OpenSlideLibrary() noexcept {
-  static void* const library = [] {
-    for (const char* name : {"libopenslide.so.1", "libopenslide.so.0"}) {
-      if (void* found = dlopen(name, RTLD_NOW | RTLD_LOCAL)) return found;
-    }
-    return static_cast<void*>(nullptr);
-  }();
+const CLoadedLibrary& OpenSlideLibrary() noexcept {
+  static const CLoadedLibrary library{"libopenslide.so.1", "libopenslide.so.0"};
   return library;
-}
-
-template <class Function>
-Function* OpenSlideFunction(Function*, const char* name) noexcept {
-  void* library = OpenSlideLibrary();
-  return library == nullptr ? nullptr : reinterpret_cast<Function*>(dlsym(library, name));
 }
 
 }  // namespace
 
-bool LoadOpenSlide() noexcept { return OpenSlideLibrary() != nullptr; }
+bool LoadOpenSlide() noexcept { return OpenSlideLibrary().IsThere(); }
 
 }  // namespace imageformats
 
 // Without the library nothing is detected or opened, and a function that is lacking does nothing.
-#define QV_CALL_OPENSLIDE(name, otherwise, ...)                                                        \
-  static const auto function = imageformats::OpenSlideFunction(&openslide_##name, "openslide_" #name); \
+#define QV_CALL_OPENSLIDE(name, otherwise, ...)                                                              \
+  static const auto function = imageformats::OpenSlideLibrary().Find(&openslide_##name, "openslide_" #name); \
   return function == nullptr ? otherwise : function(__VA_ARGS__)
 
 extern "C" {

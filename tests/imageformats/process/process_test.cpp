@@ -27,6 +27,12 @@
 #include "tests/support/file_bytes.h"
 #include "tests/support/test_picture.h"
 #include "tests/support/tiff_writer.h"
+#if defined(QV_HAVE_HEIF)
+#include "tests/support/encode_heif.h"
+#endif
+#if defined(QV_HAVE_JXL)
+#include "tests/support/encode_jxl.h"
+#endif
 
 namespace decodertest {
 namespace {
@@ -281,6 +287,33 @@ TEST_F(DecoderTest, SlidesAreTheSameAsInPlaceAlsoByALink) {
     EXPECT_EQ(seen, ViewInPlace(path));
   }
   EXPECT_EQ(LivingDecoders().size(), 1u);
+}
+#endif
+
+#if defined(QV_HAVE_HEIF)
+TEST_F(DecoderTest, HeifIsTheSameAsInPlaceAndHasADecoderOfItsOwn) {
+  for (const bool av1 : {false, true}) {
+    if (!CanEncodeHeif(av1)) continue;
+    SHeifRecipe recipe;
+    recipe.av1 = av1;
+    const std::wstring file = m_house.Folder().MakeFileWide("a.heif", EncodeHeif(SmoothPicture(90, 70, 3), recipe));
+    const SSeen seen = View(file);
+    EXPECT_EQ(seen.status, kQvOk) << seen.reason;
+    EXPECT_EQ(seen, ViewInPlace(file));
+  }
+  View(MakePicture());
+  EXPECT_EQ(LivingDecoders().size(), 2u);
+}
+#endif
+
+#if defined(QV_HAVE_JXL)
+TEST_F(DecoderTest, JpegXlIsTheSameAsInPlaceAndHasADecoderOfItsOwn) {
+  const std::wstring file = m_house.Folder().MakeFileWide("a.jxl", EncodeJxl(SmoothPicture(90, 70, 3)));
+  const SSeen seen = View(file);
+  EXPECT_EQ(seen.status, kQvOk) << seen.reason;
+  EXPECT_EQ(seen, ViewInPlace(file));
+  View(MakePicture());
+  EXPECT_EQ(LivingDecoders().size(), 2u);
 }
 #endif
 
