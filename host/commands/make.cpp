@@ -60,6 +60,7 @@ void Make(const SArguments& arguments, const SFoundFiles& found, CSession& sessi
           SOutcome& outcome) {
   for (const auto& [path, reason] : found.problems) report.OnFailed(path, reason);
   CFileJobs jobs(found.files, arguments.make.highQuality, session.DatabasePath());
+  jobs.LookAhead();
   const std::unique_ptr<CCatalog> catalog = OpenCatalogFor(jobs, session, arguments.catalog);
   outcome.status = RunMaker(arguments, session, jobs, report, catalog.get());
 }
