@@ -22,7 +22,7 @@ mkdir "$folder"
 # A PNG of one pixel.
 base64 -d >"$folder/IMAGE_0.PNG" <<<'iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAIAAACQd1PeAAAADElEQVR4nGNgYGAAAAAEAAH2FzhVAAAAAElFTkSuQmCC'
 for ((i = 1; i < files; ++i)); do echo "$folder/IMAGE_$i.PNG"; done >"$work/list"
-xargs -a "$work/list" -n 1000 tee <"$folder/IMAGE_0.PNG" >/dev/null
+xargs -a "$work/list" -n 1000 sh -c 'tee "$@" <"$0" >/dev/null' "$folder/IMAGE_0.PNG"
 
 # No program is started for a new file, which would take the processor from what is measured.
 write_files() {
@@ -54,7 +54,7 @@ seconds_of_busy_make() {
 
 median() { sort -g | awk '{ values[NR] = $1 } END { print (values[int((NR + 1) / 2)] + values[int(NR / 2) + 1]) / 2 }'; }
 
-seconds_of_make >/dev/null
+quiet=$(seconds_of_make)
 for ((round = 0; round < rounds; ++round)); do
   quiet=$(seconds_of_make)
   busy=$(seconds_of_busy_make)

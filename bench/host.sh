@@ -21,7 +21,7 @@ make_lab() {
   local number
   mkdir -p "$work/lab/plate 0"
   seq 1000 | sed "s|.*|$work/lab/plate 0/well &.jpg|" |
-    xargs -d '\n' tee <"$root/docs/examples/cells.jpg" >/dev/null
+    xargs -d '\n' sh -c 'tee "$@" <"$0" >/dev/null' "$root/docs/examples/cells.jpg"
   for ((number = 1; number < 100; ++number)); do cp -al "$work/lab/plate 0" "$work/lab/plate $number"; done
   "$program" make --db "$work/lab.db" "$work/lab/plate 0" >/dev/null 2>&1
   sqlite3 "$work/lab.db" "PRAGMA synchronous = OFF" "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n
@@ -36,8 +36,8 @@ seconds_of() { { time "$program" "$@" >"$work/out" 2>&1; } 2>&1; }
 
 # median_of ARGUMENT...: after a run that does not count.
 median_of() {
-  local round
-  seconds_of "$@" >/dev/null
+  local round first
+  first=$(seconds_of "$@")
   for ((round = 0; round < rounds; ++round)); do seconds_of "$@"; done | sort -g | sed -n "$((rounds / 2 + 1))p"
 }
 

@@ -65,18 +65,22 @@ bool CCurrentFiles::Claim(std::size_t* chunk) {
 // The rows first: a file that has none need not be looked at, and the transaction does not wait for files.
 void CCurrentFiles::Look(CCacheRows& rows, std::size_t chunk) {
   const std::size_t begin = chunk * kChunk, end = std::min(begin + kChunk, m_files.size());
+  std::vector<SQvThumbnailDescription> wanted;
+  for (std::size_t i = begin; i != end; ++i) wanted.push_back(DescribeLocation(m_files[i], m_highQuality));
   std::vector<std::optional<SCacheRow>> found;
   rows.ReadTogether([&] {
-    for (std::size_t i = begin; i != end; ++i) {
-      found.push_back(rows.Find(DescribeLocation(m_files[i], m_highQuality)));
-    }
+    for (const SQvThumbnailDescription& description : wanted) found.push_back(rows.Find(description));
   });
-  SQvThumbnailDescription description;
-  std::string reason;
   for (std::size_t i = begin; i != end; ++i) {
-    if (!found[i - begin] || !DescribeFile(m_files[i], m_highQuality, &description, &reason)) continue;
-    m_isCurrent[i] = CCacheRows::IsCurrent(*found[i - begin], description) ? 1 : 0;
+    SQvThumbnailDescription& description = wanted[i - begin];
+    m_isCurrent[i] =
+        found[i - begin] && IsThere(m_files[i], &description) && CCacheRows::IsCurrent(*found[i - begin], description);
   }
+}
+
+bool CCurrentFiles::IsThere(const std::string& file, SQvThumbnailDescription* description) const {
+  std::string reason;
+  return FindLastWritten(file, description) || DescribeFile(file, m_highQuality, description, &reason);
 }
 
 void CCurrentFiles::Tell(std::size_t chunk) {

@@ -64,10 +64,21 @@ std::string FindCaseCollision(const std::string& path, const CQvStringW& locatio
   return found.Str();
 }
 
+double LaterOf(const SQvFileTime& creation, const SQvFileTime& lastWrite) {
+  return std::max(CQvDateTime(creation).GetJulianDayNumber(), CQvDateTime(lastWrite).GetJulianDayNumber());
+}
+
 bool ReadLastWritten(QvFileHandle handle, double* lastWritten) {
   SQvFileTime creation, lastWrite;
   if (QV_GetFileTimes(handle, &creation, nullptr, &lastWrite) != kQvOk) return false;
-  *lastWritten = std::max(CQvDateTime(creation).GetJulianDayNumber(), CQvDateTime(lastWrite).GetJulianDayNumber());
+  *lastWritten = LaterOf(creation, lastWrite);
+  return true;
+}
+
+bool FindFile(const CQvStringW& location, SQvFindData* data) {
+  QvFindHandle find = nullptr;
+  if (QV_FindFileFirst(location.c_str(), data, &find) != kQvOk) return false;
+  QV_FindFileClose(find);
   return true;
 }
 
@@ -115,6 +126,16 @@ bool DescribeFile(const std::string& path, bool highQuality, SQvThumbnailDescrip
   return false;
 }
 
+bool FindLastWritten(const std::string& path, SQvThumbnailDescription* description) {
+  const std::string absolute = AbsolutePath(PicturePath(path));
+  if (CQvStringUtils::WtoUTF8(description->location).Str() != absolute) return false;
+  SQvFindData data;
+  const bool isReadable = faccessat(AT_FDCWD, absolute.c_str(), R_OK, AT_EACCESS) == 0;
+  if (!isReadable || !FindFile(description->location, &data) || data.isFolder != 0) return false;
+  description->lastWritten = LaterOf(data.creationTime, data.lastWriteTime);
+  return true;
+}
+
 CQvStringW TextInfoPath(const std::string& path) {
   const CQvStringW location = LowerCaseLocation(path);
   return FindCaseCollision(path, location).empty() ? location : CQvStringUtils::UTF8toW(path);
@@ -127,10 +148,7 @@ std::string RealPath(const CQvStringW& location) {
 
 bool LocationExists(const CQvStringW& location) {
   SQvFindData data;
-  QvFindHandle find = nullptr;
-  if (QV_FindFileFirst(location.c_str(), &data, &find) != kQvOk) return false;
-  QV_FindFileClose(find);
-  return true;
+  return FindFile(location, &data);
 }
 
 double LastWriteTime(const std::string& path) {

@@ -19,6 +19,10 @@ SQvThumbnailDescription DescribeLocation(const std::string& path, bool highQuali
 // the file cannot be opened, or when the location leads to another file whose name differs in case only.
 bool DescribeFile(const std::string& path, bool highQuality, SQvThumbnailDescription* description, std::string* reason);
 
+// Fills the time of a description of DescribeLocation as DescribeFile does, without opening the file. False when that
+// does not do: the file cannot be read, is a folder, or its name is not in lower case.
+bool FindLastWritten(const std::string& path, SQvThumbnailDescription* description);
+
 // The path to give to GetFileTextInfo: the lower-case location, under which the workers keep the texts, or the path
 // itself when the location leads to another file.
 CQvStringW TextInfoPath(const std::string& path);

@@ -27,7 +27,7 @@ class CurrentFilesTest : public testing::Test {
     m_session->Open({Database(), false}, EDatabaseNeed::Fill);
     WritePng(m_folder.Path("original"), 8, 8, kRed);
     for (int i = 0; i < count; ++i) {
-      m_files.push_back(m_folder.Path(fmt::format("IMAGE {}.png", i)));
+      m_files.push_back(m_folder.Path(fmt::format("{} {}.png", i % 2 == 0 ? "image" : "IMAGE", i)));
       std::filesystem::create_hard_link(m_folder.Path("original"), m_files.back());
     }
   }
@@ -72,6 +72,15 @@ TEST_F(CurrentFilesTest, AFileThatIsGoneIsNotCurrent) {
   CCurrentFiles current(m_files, false, Database());
   EXPECT_TRUE(current.IsCurrent(299));
   EXPECT_FALSE(current.IsCurrent(300));
+}
+
+// The cache keeps one thumbnail for both: that of the lower-case name.
+TEST_F(CurrentFilesTest, AFileWhoseNameDiffersFromAnothersInCaseOnlyIsNotCurrent) {
+  InsertRows([](std::size_t) { return 0; });
+  std::filesystem::copy_file(m_folder.Path("original"), m_folder.Path("IMAGE 300.png"));
+  m_files.push_back(m_folder.Path("IMAGE 300.png"));
+  CCurrentFiles current(m_files, false, Database());
+  EXPECT_FALSE(current.IsCurrent(m_files.size() - 1));
 }
 
 TEST_F(CurrentFilesTest, NothingIsCurrentInADatabaseThatCannotBeRead) {
