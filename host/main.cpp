@@ -13,6 +13,7 @@ namespace {
 void AddCommands(qvhost::CCommand program, qvhost::SOutcome& outcome) {
   qvhost::AddMakeCommand(program, outcome);
   qvhost::AddShowCommand(program, outcome);
+  qvhost::AddThumbnailCommand(program, outcome);
   qvhost::AddInfoCommand(program, outcome);
   qvhost::AddGalleryCommand(program, outcome);
   qvhost::AddPlateCommand(program, outcome);

@@ -11,8 +11,9 @@
 namespace qvhost {
 
 void AddDatabaseOptions(CCommand command, SDatabaseOptions* options) {
-  COption file = command.AddOption("--db", &options->file, "Database file (default: your own, in your cache folder)");
-  file.Type("FILE");
+  COption file = command.AddOption("--db", &options->file,
+                                   "Database file (default: $QVTHUMBS_DB, else your own, in your cache folder)");
+  file.Type("FILE").NotEmpty("names no file; leave it out for your own database");
   command.AddFlag("--all-users", &options->allUsers, "Use the database that all users of this machine share")
       .Excludes(file);
 }

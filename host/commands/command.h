@@ -19,6 +19,7 @@ struct SOutcome {
 
 void AddMakeCommand(CCommand program, SOutcome& outcome);
 void AddShowCommand(CCommand program, SOutcome& outcome);
+void AddThumbnailCommand(CCommand program, SOutcome& outcome);
 void AddInfoCommand(CCommand program, SOutcome& outcome);
 void AddPlateCommand(CCommand program, SOutcome& outcome);
 void AddGalleryCommand(CCommand program, SOutcome& outcome);

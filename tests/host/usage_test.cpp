@@ -23,8 +23,8 @@ class UsageTest : public testing::Test {
 };
 
 TEST_F(UsageTest, EveryVerbHasHelpWithAnExample) {
-  for (const char* verb :
-       {"make", "show", "info", "gallery", "import", "stats", "prune", "verify", "history", "experiments", "stored"}) {
+  for (const char* verb : {"make", "show", "thumbnail", "info", "gallery", "import", "stats", "prune", "verify",
+                           "history", "experiments", "stored"}) {
     const SRunResult run = m_program.Run({verb, "--help"});
     EXPECT_EQ(run.status, 0) << verb;
     EXPECT_THAT(run.out, HasSubstr("Example")) << verb;
@@ -103,6 +103,22 @@ TEST_F(UsageTest, ADatabaseInAMissingFolderSaysWhatToDo) {
   const SRunResult run = m_program.Run({"make", ".", "--db", Path("nowhere/cache.db")});
   EXPECT_EQ(run.status, 2);
   EXPECT_THAT(run.err, HasSubstr("create it first"));
+}
+
+TEST_F(UsageTest, TheEnvironmentNamesTheDatabaseWhereNoOptionDoes) {
+  WritePng(Path("a.png"), 10, 10, kRed);
+  m_program.SetEnvironment("QVTHUMBS_DB=" + Path("named.db"));
+  ASSERT_EQ(m_program.Run({"make", Path("a.png")}).status, 0);
+  EXPECT_EQ(QueryInt(Path("named.db"), "SELECT count(*) FROM cache"), 1);
+  EXPECT_FALSE(std::filesystem::exists(m_program.DefaultDatabase()));
+  ASSERT_EQ(m_program.RunWithDatabase({"make", Path("a.png")}).status, 0);
+  EXPECT_EQ(QueryInt(m_program.Database(), "SELECT count(*) FROM cache"), 1);
+}
+
+TEST_F(UsageTest, AnEmptyNameOfADatabaseIsWrongUse) {
+  const SRunResult run = m_program.Run({"make", "--db", "", "."});
+  EXPECT_EQ(run.status, 2);
+  EXPECT_THAT(run.err, HasSubstr("--db: names no file"));
 }
 
 TEST_F(UsageTest, LookingVerbsDoNotCreateADatabase) {
