@@ -18,9 +18,9 @@ void AddDatabaseOptions(CCommand command, SDatabaseOptions* options) {
       .Excludes(file);
 }
 
-void AddJsonOption(CCommand command, bool* json) {
-  command.AddFlag("--json", json,
-                  "Print JSON, times in UTC; in names, bytes that are no UTF-8 stand as \\xNN and may be given so");
+COption AddJsonOption(CCommand command, bool* json) {
+  return command.AddFlag(
+      "--json", json, "Print JSON, times in UTC; in names, bytes that are no UTF-8 stand as \\xNN and may be given so");
 }
 
 void AddQualityOption(CCommand command, bool* highQuality) {

@@ -37,7 +37,7 @@ std::string VersionText();
 
 // Options that several verbs share.
 void AddDatabaseOptions(CCommand command, SDatabaseOptions* options);
-void AddJsonOption(CCommand command, bool* json);
+COption AddJsonOption(CCommand command, bool* json);
 void AddQualityOption(CCommand command, bool* highQuality);
 // What thumbnails show of pictures with several planes; the database follows it.
 void AddViewOptions(CCommand command, SDatabaseOptions* options);

@@ -58,7 +58,7 @@ bool HasImageExtension(const fs::path& path) {
 
 class CFinder {
  public:
-  explicit CFinder(bool recursive) : m_recursive(recursive) {}
+  CFinder(bool recursive, const CNameFilter& filter) : m_recursive(recursive), m_filter(filter) {}
 
   void AddArgument(const std::string& argument) {
     std::error_code error;
@@ -78,6 +78,7 @@ class CFinder {
 
  private:
   void AddFile(const std::string& path) {
+    if (m_filter.Excludes(path)) return;
     if (m_seen.insert(AbsolutePath(path)).second) m_found.files.push_back(path);
   }
 
@@ -97,7 +98,7 @@ class CFinder {
 
   void Sort(const fs::directory_entry& entry, std::vector<fs::path>* files, std::vector<fs::path>* folders) const {
     std::error_code error;
-    if (entry.path().filename().string().front() == '.') return;
+    if (entry.path().filename().string().front() == '.' || m_filter.Excludes(entry.path().string())) return;
     if (entry.is_directory(error)) {
       if (const auto pictures = PicturesOfFolder(entry.path().string())) {
         files->insert(files->end(), pictures->begin(), pictures->end());
@@ -111,14 +112,15 @@ class CFinder {
   }
 
   const bool m_recursive;
+  const CNameFilter& m_filter;
   SFoundFiles m_found;
   std::unordered_set<std::string> m_seen;
 };
 
 }  // namespace
 
-SFoundFiles FindImageFiles(const std::vector<std::string>& paths, bool recursive) {
-  CFinder finder(recursive);
+SFoundFiles FindImageFiles(const std::vector<std::string>& paths, bool recursive, const CNameFilter& filter) {
+  CFinder finder(recursive, filter);
   for (const std::string& path : paths) finder.AddArgument(path);
   return finder.TakeResult();
 }

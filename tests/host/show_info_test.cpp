@@ -176,6 +176,37 @@ TEST_F(InfoTest, NamesAFileThatIsNoImageAndGoesOn) {
 }
 
 // The texts that the workers have stored serve, whatever the case of the name.
+TEST_F(InfoTest, TakesFoldersAndPrintsChosenFieldsAsATable) {
+  const std::string folder = m_program.Folder().MakeFolder("images");
+  WriteStack(folder + "/a.ome.tif", {1, 3, 2});
+  WritePng(folder + "/b.png", 30, 20, kRed);
+  const SRunResult table = m_program.RunWithDatabase({"info", "--fields", "width,z,file", folder});
+  EXPECT_EQ(table.status, 0) << table.err;
+  EXPECT_THAT(table.out, HasSubstr("width  z  file"));
+  EXPECT_THAT(table.out, HasSubstr("64     3  " + folder + "/a.ome.tif"));
+  const nlohmann::json document = m_program.RunWithDatabase({"info", "--json", "--fields", "height", folder}).Json();
+  ASSERT_EQ(document.size(), 2u);
+  EXPECT_EQ(document[1]["height"], 20);
+  EXPECT_EQ(document[1].size(), 2u);
+}
+
+TEST_F(InfoTest, PrintsCommaSeparatedValues) {
+  WriteStack(Path("with, comma.ome.tif"), {1, 3, 2});
+  const SRunResult run = m_program.RunWithDatabase(
+      {"info", "--csv", "--fields", "file,micrometresPerPixel,objective,channels", Path("with, comma.ome.tif")});
+  EXPECT_EQ(run.out,
+            "file,micrometresPerPixel,objective,channels\r\n\"" + Path("with, comma.ome.tif") + "\",0.325,,2\r\n");
+  EXPECT_THAT(m_program.RunWithDatabase({"info", "--csv", Path("with, comma.ome.tif")}).out,
+              testing::StartsWith("file,width,height,components,"));
+}
+
+TEST_F(InfoTest, NamesTheFieldsWhenOneIsWrong) {
+  WritePng(Path("b.png"), 30, 20, kRed);
+  const SRunResult run = m_program.RunWithDatabase({"info", "--fields", "widht", Path("b.png")});
+  EXPECT_EQ(run.status, 2);
+  EXPECT_THAT(run.err, HasSubstr("there is no field 'widht'. Did you mean 'width'? The fields are file, width, "));
+}
+
 TEST_F(InfoTest, UsesTheTextsThatMakeHasStored) {
   WritePng(Path("Upper.PNG"), 30, 20, kRed);
   ASSERT_EQ(m_program.RunWithDatabase({"make", Path("Upper.PNG")}).status, 0);
