@@ -64,21 +64,6 @@ class CPngWriter {
   png_image m_image = {};
 };
 
-std::string EncodeJpeg(const SQvPicBuf& picture) {
-  const CQvRef<IQvImageFormatManager> manager = CreateImageFormatManager();
-  if (!manager) throw CHostError("the image formats are not installed");
-  CQvRef<IQvImageCodec> codec;
-  Require(manager->GetCodecByName("JPG", codec.Out()), "finding the codec");
-  CQvByteArray bytes;
-  CQvRef<IQvOutputImageFile> output;
-  Require(codec->CreateOutputMemory(&bytes, output.Out()), "creating it");
-  Require(output->SetPictureFormat(DescribeForOutput(picture), kJpegQuality), "describing the picture");
-  Require(output->WritePicture(picture.data, 0, 0), "compressing");
-  Require(output->Finish(), "finishing");
-  output.Reset();  // before the bytes that it writes to
-  return {reinterpret_cast<const char*>(bytes.GetData(0)), bytes.GetSize()};
-}
-
 std::string BigEndian(std::size_t value, int bytes) {
   std::string text;
   for (int i = bytes - 1; i >= 0; --i) text += static_cast<char>(value >> (8 * i) & 0xFF);
@@ -108,6 +93,12 @@ bool IsOwnPicture(std::string_view head) {
          (head.starts_with("\xFF\xD8") && head.find(kJpegMark) != head.npos);
 }
 
+void WriteWhole(const std::string& bytes, const COutputTarget& target) {
+  COutputFile file(target);
+  file.Write(bytes);
+  file.Commit();
+}
+
 bool IsJpegName(const std::string& name) {
   const std::string extension = LowerCaseExtension(name);
   return extension == ".jpg" || extension == ".jpeg";
@@ -130,12 +121,26 @@ CQvPicture CopyPicture(const SQvPicBuf& picture) {
   return copy;
 }
 
-void WritePicture(const SQvPicBuf& picture, const COutputTarget& target) {
-  const std::string bytes =
-      IsJpegName(target.Name()) ? MarkJpeg(EncodeJpeg(picture)) : MarkPng(CPngWriter(picture).Encode());
-  COutputFile file(target);
-  file.Write(bytes);
-  file.Commit();
+std::string EncodeJpeg(const SQvPicBuf& picture) {
+  const CQvRef<IQvImageFormatManager> manager = CreateImageFormatManager();
+  if (!manager) throw CHostError("the image formats are not installed");
+  CQvRef<IQvImageCodec> codec;
+  Require(manager->GetCodecByName("JPG", codec.Out()), "finding the codec");
+  CQvByteArray bytes;
+  CQvRef<IQvOutputImageFile> output;
+  Require(codec->CreateOutputMemory(&bytes, output.Out()), "creating it");
+  Require(output->SetPictureFormat(DescribeForOutput(picture), kJpegQuality), "describing the picture");
+  Require(output->WritePicture(picture.data, 0, 0), "compressing");
+  Require(output->Finish(), "finishing");
+  output.Reset();  // before the bytes that it writes to
+  return {reinterpret_cast<const char*>(bytes.GetData(0)), bytes.GetSize()};
 }
+
+void WritePicture(const SQvPicBuf& picture, const COutputTarget& target) {
+  if (IsJpegName(target.Name())) return WriteJpeg(EncodeJpeg(picture), target);
+  WriteWhole(MarkPng(CPngWriter(picture).Encode()), target);
+}
+
+void WriteJpeg(std::string jpeg, const COutputTarget& target) { WriteWhole(MarkJpeg(std::move(jpeg)), target); }
 
 }  // namespace qvhost

@@ -17,5 +17,10 @@ CQvPicture CopyPicture(const SQvPicBuf& picture);
 // Writes an 8-bit RGB picture, marked as this program's: a JPEG under a name that ends so, else a PNG. Throws
 // CHostError.
 void WritePicture(const SQvPicBuf& picture, const COutputTarget& target);
+// The same of a picture that is a JPEG stream already.
+void WriteJpeg(std::string jpeg, const COutputTarget& target);
+
+// An 8-bit RGB picture as a JPEG stream. Throws CHostError.
+std::string EncodeJpeg(const SQvPicBuf& picture);
 
 }  // namespace qvhost
