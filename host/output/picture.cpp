@@ -56,21 +56,6 @@ class CPngWriter {
   png_image m_image = {};
 };
 
-std::string EncodeJpeg(const SQvPicBuf& picture, int quality) {
-  const CQvRef<IQvImageFormatManager> manager = CreateImageFormatManager();
-  if (!manager) throw CHostError("the image formats are not installed");
-  CQvRef<IQvImageCodec> codec;
-  Require(manager->GetCodecByName("JPG", codec.Out()), "finding the codec");
-  CQvByteArray bytes;
-  CQvRef<IQvOutputImageFile> output;
-  Require(codec->CreateOutputMemory(&bytes, output.Out()), "creating it");
-  Require(output->SetPictureFormat(DescribeForOutput(picture), quality / 100.0), "describing the picture");
-  Require(output->WritePicture(picture.data, 0, 0), "compressing");
-  Require(output->Finish(), "finishing");
-  output.Reset();  // before the bytes that it writes to
-  return {reinterpret_cast<const char*>(bytes.GetData(0)), bytes.GetSize()};
-}
-
 std::string BigEndian(std::size_t value, int bytes) {
   std::string text;
   for (int i = bytes - 1; i >= 0; --i) text += static_cast<char>(value >> (8 * i) & 0xFF);
@@ -100,6 +85,12 @@ bool IsOwnPicture(std::string_view head) {
          (head.starts_with("\xFF\xD8") && head.find(kJpegMark) != head.npos);
 }
 
+void WriteWhole(const std::string& bytes, const COutputTarget& target, EPlacing placing = EPlacing::Renamed) {
+  COutputFile file(target, placing);
+  file.Write(bytes);
+  file.Commit();
+}
+
 }  // namespace
 
 std::optional<EPictureFormat> FormatOfName(const std::string& name) {
@@ -126,17 +117,32 @@ CQvPicture CopyPicture(const SQvPicBuf& picture) {
   return copy;
 }
 
+std::string EncodeJpeg(const SQvPicBuf& picture, int quality) {
+  const CQvRef<IQvImageFormatManager> manager = CreateImageFormatManager();
+  if (!manager) throw CHostError("the image formats are not installed");
+  CQvRef<IQvImageCodec> codec;
+  Require(manager->GetCodecByName("JPG", codec.Out()), "finding the codec");
+  CQvByteArray bytes;
+  CQvRef<IQvOutputImageFile> output;
+  Require(codec->CreateOutputMemory(&bytes, output.Out()), "creating it");
+  Require(output->SetPictureFormat(DescribeForOutput(picture), quality / 100.0), "describing the picture");
+  Require(output->WritePicture(picture.data, 0, 0), "compressing");
+  Require(output->Finish(), "finishing");
+  output.Reset();  // before the bytes that it writes to
+  return {reinterpret_cast<const char*>(bytes.GetData(0)), bytes.GetSize()};
+}
+
 void WritePicture(const SQvPicBuf& picture, const COutputTarget& target, const SPictureFormat& format,
                   EPlacing placing) {
-  const std::string bytes = format.format == EPictureFormat::Jpeg ? MarkJpeg(EncodeJpeg(picture, format.jpegQuality))
-                                                                  : MarkPng(CPngWriter(picture).Encode());
-  COutputFile file(target, placing);
-  file.Write(bytes);
-  file.Commit();
+  const bool isJpeg = format.format == EPictureFormat::Jpeg;
+  WriteWhole(isJpeg ? MarkJpeg(EncodeJpeg(picture, format.jpegQuality)) : MarkPng(CPngWriter(picture).Encode()),
+             target, placing);
 }
 
 void WritePicture(const SQvPicBuf& picture, const COutputTarget& target) {
   WritePicture(picture, target, {FormatOfName(target.Name()).value_or(EPictureFormat::Png)});
 }
+
+void WriteJpeg(std::string jpeg, const COutputTarget& target) { WriteWhole(MarkJpeg(std::move(jpeg)), target); }
 
 }  // namespace qvhost

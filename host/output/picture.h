@@ -35,5 +35,10 @@ void WritePicture(const SQvPicBuf& picture, const COutputTarget& target, const S
                   EPlacing placing = EPlacing::Renamed);
 // The same in the format that the target's name asks for, a PNG into a stream.
 void WritePicture(const SQvPicBuf& picture, const COutputTarget& target);
+// The same of a picture that is a JPEG stream already.
+void WriteJpeg(std::string jpeg, const COutputTarget& target);
+
+// An 8-bit RGB picture as a JPEG stream of that quality, 1 to 100. Throws CHostError.
+std::string EncodeJpeg(const SQvPicBuf& picture, int quality = kJpegQuality);
 
 }  // namespace qvhost
