@@ -13,7 +13,9 @@ constexpr std::size_t kMostDimensions = 16;
 
 // What stands behind `"key":`, without blanks before it; empty when the text has no such key.
 std::string_view ValueOf(std::string_view json, std::string_view key) {
-  const std::size_t found = json.find("\"" + std::string(key) + "\"");
+  std::string quoted("\"");
+  quoted.append(key).append("\"");
+  const std::size_t found = json.find(quoted);
   if (found == json.npos) return {};
   json.remove_prefix(found + key.size() + 2);
   const std::size_t value = json.find_first_not_of(" \t\r\n:");
