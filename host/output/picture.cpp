@@ -43,23 +43,19 @@ class CPngWriter {
   CPngWriter& operator=(const CPngWriter&) = delete;
   ~CPngWriter() { png_image_free(&m_image); }
 
+  // With room for the largest that it can become: asked for the size, the library would compress it for that alone.
   std::string Encode() {
-    png_alloc_size_t size = 0;
-    Write(nullptr, &size);
+    png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(m_image);
     std::string bytes(size, '\0');
-    Write(bytes.data(), &size);
+    const auto stride = static_cast<png_int_32>(m_picture.widthBytes);
+    if (!png_image_write_to_memory(&m_image, bytes.data(), &size, 0, m_picture.data, stride, nullptr)) {
+      throw CHostError(fmt::format("the PNG file cannot be made: {}", m_image.message), kExitSomeFailed);
+    }
     bytes.resize(size);
     return bytes;
   }
 
  private:
-  void Write(void* memory, png_alloc_size_t* size) {
-    const auto stride = static_cast<png_int_32>(m_picture.widthBytes);
-    if (!png_image_write_to_memory(&m_image, memory, size, 0, m_picture.data, stride, nullptr)) {
-      throw CHostError(fmt::format("the PNG file cannot be made: {}", m_image.message), kExitSomeFailed);
-    }
-  }
-
   const SQvPicBuf& m_picture;
   png_image m_image = {};
 };

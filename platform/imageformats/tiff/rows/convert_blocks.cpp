@@ -8,7 +8,7 @@ namespace imageformats::tiff {
 namespace {
 
 // Rows are converted in bands of about this size, which stay in the cache until they are summed.
-constexpr std::size_t kBandBytes = 128 << 10;
+constexpr std::size_t kConvertedBandBytes = 128 << 10;
 
 // One pass over a source's blocks.
 class CBlockPass {
@@ -21,7 +21,8 @@ class CBlockPass {
         m_blocks(source, source.Layout().planar ? converter.ShownSamples() : std::vector<std::uint32_t>{0}, guard) {
     if (converter.IsIdentity()) return;
     const std::uint64_t rowBytes = CRenderGuard::Multiply(m_block.width, converter.PixelBytes());
-    m_bandRows = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(kBandBytes / rowBytes, 1, m_block.height));
+    m_bandRows =
+        static_cast<std::uint32_t>(std::clamp<std::uint64_t>(kConvertedBandBytes / rowBytes, 1, m_block.height));
     m_converted = guard.NewVector<std::uint8_t>(CRenderGuard::Multiply(rowBytes, m_bandRows));
     if (!source.Layout().planar) return;
     const std::uint64_t pixels = CRenderGuard::Multiply(m_block.width, m_block.height);
