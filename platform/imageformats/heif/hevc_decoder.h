@@ -4,9 +4,9 @@
 
 namespace imageformats {
 
-// Has this libheif decode HEVC through libde265 on the calling thread. Its own way there starts a thread, and waits for
-// it for ever in a process that may start none. Without libde265, such pictures are refused as unsupported. False when
-// libheif does not take it.
+// Has this libheif decode HEVC through libde265 on the calling thread, whose time is limited. Its own way there starts
+// another, and waits for it for ever where no thread can be started. Without libde265, such pictures are refused as
+// unsupported. False when libheif does not take it.
 bool RegisterHevcDecoder(const CLoadedLibrary& heif) noexcept;
 
 }  // namespace imageformats
