@@ -53,6 +53,7 @@ class CJpegBlocks final : public CBlockSource {
     m_block = {Scaled(page.blockWidth, m_how.scale), Scaled(page.blockHeight, m_how.scale)};
     m_singleStrip = !page.tiled && page.BlocksDown() == 1 && m_block.height > kJpegBandRows;
     if (m_singleStrip) m_block.height = kJpegBandRows;
+    m_isSequential = m_singleStrip || !m_onlyStream.empty();
     m_stride = std::size_t{m_block.width} * page.RowSamples();
     m_rows = guard.NewVector<std::uint8_t>(CRenderGuard::Multiply(m_stride, m_block.height));
     if (!m_streams.Tables().empty()) m_decoder.LoadTables(m_streams.Tables());

@@ -56,6 +56,7 @@ class CLibtiffBlocks final : public CBlockSource {
       m_block.height =
           static_cast<std::uint32_t>(std::clamp<std::uint64_t>(kLibtiffBandBytes / m_stride, 1, page.height));
     }
+    m_isSequential = m_byRow;
     m_plainLzw = !m_byRow && IsPlainLzw(tiff.Get(), page);
     m_bytes = guard.NewVector<std::uint8_t>(CRenderGuard::Multiply(m_stride, m_block.height) + kLzwSlack);
   }
