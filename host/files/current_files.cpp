@@ -71,16 +71,12 @@ void CCurrentFiles::Look(CCacheRows& rows, std::size_t chunk) {
   rows.ReadTogether([&] {
     for (const SQvThumbnailDescription& description : wanted) found.push_back(rows.Find(description));
   });
+  CLastWrittenFinder times;
   for (std::size_t i = begin; i != end; ++i) {
     SQvThumbnailDescription& description = wanted[i - begin];
-    m_isCurrent[i] =
-        found[i - begin] && IsThere(m_files[i], &description) && CCacheRows::IsCurrent(*found[i - begin], description);
+    const bool isThere = found[i - begin] && times.Find(m_files[i], &description);
+    m_isCurrent[i] = isThere && CCacheRows::IsCurrent(*found[i - begin], description);
   }
-}
-
-bool CCurrentFiles::IsThere(const std::string& file, SQvThumbnailDescription* description) const {
-  std::string reason;
-  return FindLastWritten(file, description) || DescribeFile(file, m_highQuality, description, &reason);
 }
 
 void CCurrentFiles::Tell(std::size_t chunk) {

@@ -39,8 +39,6 @@ class CCurrentFiles {
   void Work() noexcept;
   bool Claim(std::size_t* chunk);
   void Look(CCacheRows& rows, std::size_t chunk);
-  // Completes the description; false when the file cannot be looked at.
-  bool IsThere(const std::string& file, SQvThumbnailDescription* description) const;
   void Tell(std::size_t chunk);
 
   const std::vector<std::string>& m_files;

@@ -126,14 +126,26 @@ bool DescribeFile(const std::string& path, bool highQuality, SQvThumbnailDescrip
   return false;
 }
 
-bool FindLastWritten(const std::string& path, SQvThumbnailDescription* description) {
+bool CLastWrittenFinder::Find(const std::string& path, SQvThumbnailDescription* description) {
   const std::string absolute = AbsolutePath(PicturePath(path));
-  if (CQvStringUtils::WtoUTF8(description->location).Str() != absolute) return false;
+  if (faccessat(AT_FDCWD, absolute.c_str(), R_OK, AT_EACCESS) != 0) return false;
   SQvFindData data;
-  const bool isReadable = faccessat(AT_FDCWD, absolute.c_str(), R_OK, AT_EACCESS) == 0;
-  if (!isReadable || !FindFile(description->location, &data) || data.isFolder != 0) return false;
+  if (!LeadsTo(absolute, CQvStringUtils::WtoUTF8(description->location).Str())) return false;
+  if (!FindFile(CQvStringUtils::UTF8toW(absolute), &data) || data.isFolder != 0) return false;
   description->lastWritten = LaterOf(data.creationTime, data.lastWriteTime);
   return true;
+}
+
+// A location leads through the first folder that it can. When that is the file's own, only the name is left to be
+// looked for, in that folder.
+bool CLastWrittenFinder::LeadsTo(const std::string& absolute, const std::string& location) {
+  const std::string folder = absolute.substr(0, absolute.rfind('/'));
+  if (folder != m_folder) {
+    m_folder = folder;
+    m_leadsToFolder = FindCaseCollision(folder, LowerCaseLocation(folder)).empty();
+  }
+  const std::string inFolder = folder + location.substr(location.rfind('/'));
+  return m_leadsToFolder && FindCaseCollision(absolute, CQvStringUtils::UTF8toW(inFolder)).empty();
 }
 
 CQvStringW TextInfoPath(const std::string& path) {

@@ -19,9 +19,20 @@ SQvThumbnailDescription DescribeLocation(const std::string& path, bool highQuali
 // the file cannot be opened, or when the location leads to another file whose name differs in case only.
 bool DescribeFile(const std::string& path, bool highQuality, SQvThumbnailDescription* description, std::string* reason);
 
-// Fills the time of a description of DescribeLocation as DescribeFile does, without opening the file. False when that
-// does not do: the file cannot be read, is a folder, or its name is not in lower case.
-bool FindLastWritten(const std::string& path, SQvThumbnailDescription* description);
+// Finds the times of many files without opening them. Looks for a folder once in a row of files that lie in it, so it
+// is not to live long.
+class CLastWrittenFinder {
+ public:
+  // Fills the time of a description of DescribeLocation as DescribeFile does. False when the file has to be opened to
+  // know more: it cannot be read, is a folder, or the location leads to another file.
+  bool Find(const std::string& path, SQvThumbnailDescription* description);
+
+ private:
+  bool LeadsTo(const std::string& absolute, const std::string& location);
+
+  std::string m_folder;  // of the file before
+  bool m_leadsToFolder = false;
+};
 
 // The path to give to GetFileTextInfo: the lower-case location, under which the workers keep the texts, or the path
 // itself when the location leads to another file.

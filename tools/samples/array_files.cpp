@@ -115,7 +115,7 @@ CBytes Fits(const SStack& stack) {
   card("BZERO", "32768");
   card("OBJECT", "'cells'");
   card("INSTRUME", "'sCMOS'");
-  card("DATE-OBS", "'" + SMoment(300).Iso() + "'");
+  card("DATE-OBS", std::string("'").append(SMoment(300).Iso()).append("'"));
   for (int axis = 1; axis <= 3; ++axis) {
     const std::string number = std::to_string(axis);
     card(std::string("CUNIT").append(number), "'um'");

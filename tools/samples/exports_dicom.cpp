@@ -92,8 +92,8 @@ CBytes EncodeDicomSlide(const SRgbImage& image, int side, double micrometres) {
     slide.Item(EncodeJpeg(TileOf(image, i % across * side, i / across * side, side)));
   }
   slide.Head(0xFFFEE0DD, "", 0);
-  CBytes file(128);
-  file.insert(file.end(), {'D', 'I', 'C', 'M'});
+  CBytes file(132);
+  std::copy_n("DICM", 4, file.begin() + 128);
   for (const CDicomElements* part : {&meta, &syntax, &slide}) {
     file.insert(file.end(), part->Bytes().begin(), part->Bytes().end());
   }

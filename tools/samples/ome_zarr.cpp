@@ -45,7 +45,8 @@ std::string AttributesText(const SStack& stack, const std::string& version) {
   text += R"(],"datasets":[)";
   for (int level = 0; level < kZarrLevels; ++level) {
     const std::string side = ZarrNumber(stack.pixelSize * (1 << level));
-    text += (level == 0 ? "" : ",") + std::string(R"({"path":")") + std::to_string(level) +
+    if (level != 0) text += ',';
+    text += std::string(R"({"path":")") + std::to_string(level) +
             R"(","coordinateTransformations":[{"type":"scale","scale":[1,1,)" + ZarrNumber(stack.zStep) + "," + side +
             "," + side + "]}]}";
   }
@@ -54,7 +55,8 @@ std::string AttributesText(const SStack& stack, const std::string& version) {
     const SStackChannel& channel = stack.channels[static_cast<std::size_t>(c)];
     char color[8];
     std::snprintf(color, sizeof color, "%06X", static_cast<unsigned>(channel.color));
-    text += (c == 0 ? "" : ",") + std::string(R"({"label":")") + channel.name + R"(","color":")" + color +
+    if (c != 0) text += ',';
+    text += std::string(R"({"label":")") + channel.name + R"(","color":")" + color +
             R"(","active":true,"window":{"start":100,"end":3400,"min":0,"max":4095}})";
   }
   return text + "]}}";
