@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/imageformats/support/opened.h"
 #include "tests/support/encode_jpeg.h"
 #include "tests/support/file_bytes.h"
@@ -76,6 +78,24 @@ TEST(JpegQuality, FastLosesAtMostOneDecibelAndStaysNearTheAverageOfAllPixels) {
         EXPECT_GE(Psnr(fast, full), 36.0) << where();
         EXPECT_GE(Psnr(Stored(fast), truth), Psnr(Stored(full), truth) - 1.0) << where();
       }
+    }
+  }
+}
+
+// From a reduction by 16 on, another decoder is at work. What is better than kFine nobody sees.
+TEST(JpegQuality, NothingIsLostWhereTheMeansOfBlocksBegin) {
+  constexpr double kFine = 50.0;
+  for (const SScene& scene : Scenes()) {
+    for (const auto& [kind, recipe] : Recipes()) {
+      const SFileBytes bytes = EncodeJpeg(scene.picture, recipe);
+      const STestPicture decoded = ReadAll(*OpenBytes(bytes));
+      const auto quality = [&](double reduction) {
+        const auto width = static_cast<std::uint32_t>(decoded.width / reduction);
+        const auto height = static_cast<std::uint32_t>(decoded.height / reduction);
+        return Psnr(RenderBytes(bytes, width, height, true), AreaAverage(decoded, width, height));
+      };
+      EXPECT_GE(quality(16.6), std::min(quality(15.2), kFine) - 2.0) << scene.name << ", " << kind;
+      EXPECT_GE(quality(33.0), std::min(quality(31.0), kFine) - 2.0) << scene.name << ", " << kind;
     }
   }
 }
