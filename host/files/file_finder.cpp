@@ -70,7 +70,7 @@ struct SPathOrder {
 
 class CFinder {
  public:
-  explicit CFinder(bool recursive) : m_recursive(recursive) {}
+  CFinder(bool recursive, const CNameFilter& filter) : m_recursive(recursive), m_filter(filter) {}
 
   void AddArgument(const std::string& argument) {
     std::error_code error;
@@ -90,6 +90,7 @@ class CFinder {
 
  private:
   void AddFile(const std::string& path) {
+    if (m_filter.Excludes(path)) return;
     if (m_seen.insert(AbsolutePath(path)).second) m_found.files.push_back(path);
   }
 
@@ -111,7 +112,7 @@ class CFinder {
             std::vector<std::string>* folders) const {
     std::error_code error;
     const std::string& path = entry.path().native();
-    if (path[path.rfind('/') + 1] == '.') return;
+    if (path[path.rfind('/') + 1] == '.' || m_filter.Excludes(path)) return;
     if (entry.is_directory(error)) {
       if (const auto pictures = PicturesOfFolder(path)) {
         files->insert(files->end(), pictures->begin(), pictures->end());
@@ -125,14 +126,15 @@ class CFinder {
   }
 
   const bool m_recursive;
+  const CNameFilter& m_filter;
   SFoundFiles m_found;
   std::unordered_set<std::string> m_seen;
 };
 
 }  // namespace
 
-SFoundFiles FindImageFiles(const std::vector<std::string>& paths, bool recursive) {
-  CFinder finder(recursive);
+SFoundFiles FindImageFiles(const std::vector<std::string>& paths, bool recursive, const CNameFilter& filter) {
+  CFinder finder(recursive, filter);
   for (const std::string& path : paths) finder.AddArgument(path);
   return finder.TakeResult();
 }

@@ -10,7 +10,6 @@
 
 #include "host/file_extension.h"
 #include "host/host_error.h"
-#include "host/output/output_file.h"
 #include "host/output/text.h"
 #include "host/session/image_format_manager.h"
 #include "imageformats/qvoutputformat.h"
@@ -18,9 +17,6 @@
 
 namespace qvhost {
 namespace {
-
-// JPEG quality of a file that a user keeps; the cache's own streams use 0.8.
-constexpr double kJpegQuality = 0.92;
 
 // By these a picture is known as one that this program wrote.
 constexpr std::string_view kPngMark("tEXtSoftware\0qvthumbs", 21);
@@ -60,21 +56,6 @@ class CPngWriter {
   png_image m_image = {};
 };
 
-std::string EncodeJpeg(const SQvPicBuf& picture) {
-  const CQvRef<IQvImageFormatManager> manager = CreateImageFormatManager();
-  if (!manager) throw CHostError("the image formats are not installed");
-  CQvRef<IQvImageCodec> codec;
-  Require(manager->GetCodecByName("JPG", codec.Out()), "finding the codec");
-  CQvByteArray bytes;
-  CQvRef<IQvOutputImageFile> output;
-  Require(codec->CreateOutputMemory(&bytes, output.Out()), "creating it");
-  Require(output->SetPictureFormat(DescribeForOutput(picture), kJpegQuality), "describing the picture");
-  Require(output->WritePicture(picture.data, 0, 0), "compressing");
-  Require(output->Finish(), "finishing");
-  output.Reset();  // before the bytes that it writes to
-  return {reinterpret_cast<const char*>(bytes.GetData(0)), bytes.GetSize()};
-}
-
 std::string BigEndian(std::size_t value, int bytes) {
   std::string text;
   for (int i = bytes - 1; i >= 0; --i) text += static_cast<char>(value >> (8 * i) & 0xFF);
@@ -104,16 +85,26 @@ bool IsOwnPicture(std::string_view head) {
          (head.starts_with("\xFF\xD8") && head.find(kJpegMark) != head.npos);
 }
 
-bool IsJpegName(const std::string& name) {
-  const std::string extension = LowerCaseExtension(name);
-  return extension == ".jpg" || extension == ".jpeg";
+void WriteWhole(const std::string& bytes, const COutputTarget& target, EPlacing placing = EPlacing::Renamed) {
+  COutputFile file(target, placing);
+  file.Write(bytes);
+  file.Commit();
 }
 
 }  // namespace
 
+std::optional<EPictureFormat> FormatOfName(const std::string& name) {
+  const std::string extension = LowerCaseExtension(name);
+  if (extension == ".png") return EPictureFormat::Png;
+  if (extension == ".jpg" || extension == ".jpeg") return EPictureFormat::Jpeg;
+  return std::nullopt;
+}
+
+COutputTarget AnyPictureTarget(const std::string& name) { return COutputTarget(name, &IsOwnPicture); }
+
 COutputTarget PictureTarget(const std::string& name) {
-  COutputTarget target(name, &IsOwnPicture);
-  if (target.IsStream() || IsJpegName(name) || LowerCaseExtension(name) == ".png") return target;
+  COutputTarget target = AnyPictureTarget(name);
+  if (target.IsStream() || FormatOfName(name)) return target;
   throw CHostError(fmt::format("cannot write a picture named {}: end the name in .jpg or .png", Printable(name)));
 }
 
@@ -126,12 +117,32 @@ CQvPicture CopyPicture(const SQvPicBuf& picture) {
   return copy;
 }
 
-void WritePicture(const SQvPicBuf& picture, const COutputTarget& target) {
-  const std::string bytes =
-      IsJpegName(target.Name()) ? MarkJpeg(EncodeJpeg(picture)) : MarkPng(CPngWriter(picture).Encode());
-  COutputFile file(target);
-  file.Write(bytes);
-  file.Commit();
+std::string EncodeJpeg(const SQvPicBuf& picture, int quality) {
+  const CQvRef<IQvImageFormatManager> manager = CreateImageFormatManager();
+  if (!manager) throw CHostError("the image formats are not installed");
+  CQvRef<IQvImageCodec> codec;
+  Require(manager->GetCodecByName("JPG", codec.Out()), "finding the codec");
+  CQvByteArray bytes;
+  CQvRef<IQvOutputImageFile> output;
+  Require(codec->CreateOutputMemory(&bytes, output.Out()), "creating it");
+  Require(output->SetPictureFormat(DescribeForOutput(picture), quality / 100.0), "describing the picture");
+  Require(output->WritePicture(picture.data, 0, 0), "compressing");
+  Require(output->Finish(), "finishing");
+  output.Reset();  // before the bytes that it writes to
+  return {reinterpret_cast<const char*>(bytes.GetData(0)), bytes.GetSize()};
 }
+
+void WritePicture(const SQvPicBuf& picture, const COutputTarget& target, const SPictureFormat& format,
+                  EPlacing placing) {
+  const bool isJpeg = format.format == EPictureFormat::Jpeg;
+  WriteWhole(isJpeg ? MarkJpeg(EncodeJpeg(picture, format.jpegQuality)) : MarkPng(CPngWriter(picture).Encode()),
+             target, placing);
+}
+
+void WritePicture(const SQvPicBuf& picture, const COutputTarget& target) {
+  WritePicture(picture, target, {FormatOfName(target.Name()).value_or(EPictureFormat::Png)});
+}
+
+void WriteJpeg(std::string jpeg, const COutputTarget& target) { WriteWhole(MarkJpeg(std::move(jpeg)), target); }
 
 }  // namespace qvhost

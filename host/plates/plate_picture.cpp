@@ -5,6 +5,7 @@
 #include <new>
 
 #include "host/output/drawing.h"
+#include "host/output/fitted_size.h"
 
 namespace qvhost {
 namespace {
@@ -24,13 +25,9 @@ std::uint32_t ChooseCell(std::uint32_t columns) {
 }
 
 CQvPicture Reduced(const SQvPicBuf& picture, std::uint32_t box) {
-  const std::uint32_t longest = std::max(picture.width, picture.height);
-  const auto side = [&](std::uint32_t pixels) {
-    if (longest <= box) return pixels;
-    return std::max(static_cast<std::uint32_t>(std::uint64_t{pixels} * box / longest), 1u);
-  };
+  const SFittedSize size = FitIntoSquare(picture.width, picture.height, box);
   CQvPicture small;
-  if (!small.Reinit(side(picture.width), side(picture.height), 8, 3, false) ||
+  if (!small.Reinit(size.width, size.height, 8, 3, false) ||
       CQvPicBufAPI_GeomTrans::Stretch(small.Get(), &picture, CQvPicBufAPI_GeomTrans::kStretchArea) != 0) {
     throw std::bad_alloc();
   }

@@ -88,7 +88,7 @@ TEST_F(MergeTest, ASecondMergeChangesNothing) {
   EXPECT_THAT(again.out, HasSubstr("merged 0 shards, 1 merged before, failed 0: added 0, replaced 0, kept 0"));
   EXPECT_EQ(ReadFile(m_program.Database()), before);
   EXPECT_THAT(Merge({shard, "--again"}).out,
-              HasSubstr("merged 1 shards, 0 merged before, failed 0: added 0, replaced 0, kept 1"));
+              HasSubstr("merged 1 shard, 0 merged before, failed 0: added 0, replaced 0, kept 1"));
 }
 
 TEST_F(MergeTest, AShardThatHasGrownIsMergedAgain) {
@@ -174,7 +174,7 @@ TEST_F(MergeTest, WhatCannotBeMergedIsNamedAndTheRestGoesOn) {
   m_program.Folder().MakeFile("text.db", "this is no database, but a text that is longer than a header would be …");
   const SRunResult run = Merge({Path("missing.db"), Path("other.db"), Path("text.db"), Path("images"), shard});
   EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.out, HasSubstr("merged 1 shards, 0 merged before, failed 4: added 1"));
+  EXPECT_THAT(run.out, HasSubstr("merged 1 shard, 0 merged before, failed 4: added 1"));
   EXPECT_THAT(run.err, HasSubstr("missing.db: No such file or directory"));
   EXPECT_THAT(run.err, HasSubstr("other.db: is another program's database"));
   EXPECT_THAT(run.err, HasSubstr("text.db: cannot be read: file is not a database"));
