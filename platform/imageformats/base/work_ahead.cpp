@@ -53,20 +53,19 @@ bool CWorkAhead::IsWorthHelp(std::uint64_t piece) const {
 }
 
 IPieceWorker* CWorkAhead::Take(std::uint64_t piece) {
-  if (!m_helpers) {
-    if (!m_mayBegin || !IsWorthHelp(piece)) return nullptr;
-    m_next = piece;
+  if (m_helpers) return TakeBegun(piece);
+  if (m_mayBegin && IsWorthHelp(piece)) {
+    m_next = piece + 1;
     Begin();
-    if (!m_helpers) return nullptr;
   }
-  return TakeBegun(piece);
+  return nullptr;
 }
 
 void CWorkAhead::Begin() {
   const std::size_t helpers = CHelperThreads::Available();
   const std::uint64_t memory = std::min(kMostMemory, m_guard.Available() / 2);
   const std::size_t slots = static_cast<std::size_t>(
-      std::min<std::uint64_t>({kSlotsPerThread * (helpers + 1), memory / m_workerBytes, m_pieces - m_next}));
+      std::min<std::uint64_t>({kSlotsPerThread * (helpers + 1), memory / m_workerBytes, m_pieces - m_next + 1}));
   if (helpers == 0 || slots < 2) {
     m_mayBegin = helpers == 0 && slots >= 2 && m_mayBegin;
     return;

@@ -87,16 +87,19 @@ std::optional<SAveragedPicture> CJpegImage::AverageMeans(const SRenderRequest& r
 
 // Brightness takes four means for each wanted pixel along an axis, colour that is sampled less often two: so near to
 // the average of all pixels that there is no step to what libjpeg does below that, for either quality. Whole blocks,
-// where they are as many, would be, but for the one pixel in so many that a border cuts: they are taken apart as far as
-// memory goes. Nothing for pictures that are left to libjpeg.
+// where they are as many, would be, but for those that a pixel's border cuts: they are taken apart while that shows,
+// and memory allows. Nothing for pictures that are left to libjpeg.
 std::optional<EMeansDetail> CJpegImage::DetailFor(SSize wanted) const noexcept {
   constexpr std::uint32_t kBrightness = 4, kColor = 2, kWholeBlocks = 7;
+  constexpr std::uint64_t kMostMemory = 42u << 20, kBytesPerBlock = 8;
   const auto leaves = [&](std::uint32_t means, std::uint32_t width, std::uint32_t height) {
     return m_stored.width / width >= means * wanted.width && m_stored.height / height >= means * wanted.height;
   };
   const std::uint32_t x = m_markers.subsamplingX, y = m_markers.subsamplingY;
   if (!leaves(kBrightness, 4, 4) || !leaves(kColor, 4 * x, 4 * y)) return std::nullopt;
-  if (!leaves(kWholeBlocks, 8, 8)) return EMeansDetail::kQuarters;
+  const std::uint64_t blocks = std::uint64_t{m_stored.width / 8} * (m_stored.height / 8);
+  const std::uint64_t memory = (blocks + blocks * (m_markers.components - 1) / (x * y)) * kBytesPerBlock;
+  if (!leaves(kWholeBlocks, 8, 8) && memory <= kMostMemory) return EMeansDetail::kQuarters;
   return leaves(kColor, 8 * x, 8 * y) ? EMeansDetail::kBlocks : EMeansDetail::kQuarterChroma;
 }
 

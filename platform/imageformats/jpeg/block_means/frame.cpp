@@ -29,12 +29,16 @@ SSourceAxis MeansAxis(std::uint64_t pitch, std::uint64_t extent) {
   return {static_cast<std::uint32_t>((extent + pitch - 1) / pitch), pitch, extent};
 }
 
-// Of `count` blocks along an axis those that the borders of the result's pixels go through.
+// Of `count` blocks along an axis those that the borders of the result's pixels go through; and the picture's own
+// border, for what lies behind it does not count.
 std::vector<std::uint8_t> CutBlocks(const SSourceAxis& blocks, std::uint32_t result, std::uint32_t count) {
   if (result == 0 || result > MaxResultPixels(blocks)) return std::vector<std::uint8_t>(count, 1);
   std::vector<std::uint8_t> cut(count);
   const CReducerAxis axis(blocks, result);
-  for (std::uint32_t i = 0; i < std::min(blocks.pixels, count); ++i) cut[i] = axis.ShareOf(i).nextWeight > 0.0f ? 1 : 0;
+  for (std::uint32_t i = 0; i < std::min(blocks.pixels, count); ++i) {
+    const bool sticksOut = (std::uint64_t{i} + 1) * blocks.pitch > blocks.extent;
+    cut[i] = sticksOut || axis.ShareOf(i).nextWeight > 0.0f ? 1 : 0;
+  }
   return cut;
 }
 
