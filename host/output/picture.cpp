@@ -139,6 +139,13 @@ void WritePicture(const SQvPicBuf& picture, const COutputTarget& target, const S
   file.Commit();
 }
 
+void WriteJpegStream(std::string jpeg, const COutputTarget& target) {
+  if (!jpeg.starts_with("\xFF\xD8")) throw CHostError("its stored picture is damaged", kExitSomeFailed);
+  COutputFile file(target);
+  file.Write(MarkJpeg(std::move(jpeg)));
+  file.Commit();
+}
+
 void WritePicture(const SQvPicBuf& picture, const COutputTarget& target) {
   WritePicture(picture, target, {FormatOfName(target.Name()).value_or(EPictureFormat::Png)});
 }

@@ -33,7 +33,9 @@ CQvPicture CopyPicture(const SQvPicBuf& picture);
 // Writes an 8-bit RGB picture, marked as this program's. Throws CHostError.
 void WritePicture(const SQvPicBuf& picture, const COutputTarget& target, const SPictureFormat& format,
                   EPlacing placing = EPlacing::Renamed);
-// The same in the format that the target's name asks for, a PNG into a stream.
+// Writes a JPEG stream that is there already, marked. Throws CHostError.
+void WriteJpegStream(std::string jpeg, const COutputTarget& target);
+// The same as the first in the format that the target's name asks for, a PNG into a stream.
 void WritePicture(const SQvPicBuf& picture, const COutputTarget& target);
 
 }  // namespace qvhost
