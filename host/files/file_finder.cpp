@@ -93,12 +93,14 @@ class CFinder {
     std::sort(files.begin(), files.end());
     std::sort(folders.begin(), folders.end());
     for (const fs::path& file : files) AddFile(file.string());
-    for (const fs::path& below : folders) AddFolder(below);
+    for (const fs::path& below : folders) {
+      if (!m_filter.Excludes(below.string())) AddFolder(below);
+    }
   }
 
   void Sort(const fs::directory_entry& entry, std::vector<fs::path>* files, std::vector<fs::path>* folders) const {
     std::error_code error;
-    if (entry.path().filename().string().front() == '.' || m_filter.Excludes(entry.path().string())) return;
+    if (entry.path().filename().string().front() == '.') return;
     if (entry.is_directory(error)) {
       if (const auto pictures = PicturesOfFolder(entry.path().string())) {
         files->insert(files->end(), pictures->begin(), pictures->end());
