@@ -89,10 +89,11 @@ class CExporter {
     const fs::path below = NameBelow(location, folders);
     try {
       if (below.empty()) throw CHostError("has no name below the folder");
+      if (!jpeg.starts_with("\xFF\xD8")) throw CHostError("its stored picture is damaged");
       const fs::path file = fs::path(m_arguments.folder) / (below.string() + ".jpg");
       std::error_code error;
       fs::create_directories(file.parent_path(), error);
-      WriteJpegStream(std::move(jpeg), AnyPictureTarget(file.string()));
+      WriteJpeg(std::move(jpeg), AnyPictureTarget(file.string()));
       ++m_written;
     } catch (const CHostError& failure) {
       ReportFailure(m_outcome, location, failure.what());

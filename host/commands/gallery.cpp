@@ -4,11 +4,11 @@
 #include <unordered_map>
 
 #include "host/commands/command.h"
-#include "host/commands/gallery_page.h"
 #include "host/files/file_finder.h"
 #include "host/files/file_jobs.h"
 #include "host/files/image_file.h"
 #include "host/output/progress.h"
+#include "host/page/gallery_page.h"
 #include "host/plates/plate_finder.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
@@ -22,9 +22,9 @@ constexpr const char* kInterrupted = "interrupted; no gallery was written";
 struct SArguments {
   SDatabaseOptions database;
   std::vector<std::string> paths;
-  std::string output = "gallery.html";
+  std::string output;
   std::string title = "Thumbnails";
-  bool highQuality = false, recursive = false, noPlates = false;
+  bool highQuality = false, recursive = false, noPlates = false, folder = false;
 };
 
 // Remembers what could not be made, to say so in the picture's place.
@@ -56,7 +56,7 @@ class CGallery {
         m_target(target),
         m_session(session),
         m_rows(session.DatabasePath()),
-        m_page(target, arguments.title) {}
+        m_page(target, arguments.title, arguments.folder) {}
 
   void Add(const std::string& path, const SQvThumbnailDescription& description, const std::string& reason) {
     SGalleryEntry entry = Entry(path, description, reason);
@@ -96,8 +96,11 @@ class CGallery {
 
   void Finish() {
     m_page.Finish();
-    std::fprintf(m_target.IsStandardOutput() ? stderr : stdout, "%s: %s pictures\n", Printable(m_target.Name()).c_str(),
-                 FormatCount(m_count).c_str());
+    std::fprintf(m_target.IsStandardOutput() ? stderr : stdout, "%s: %s picture%s\n",
+                 Printable(m_target.Name()).c_str(), FormatCount(m_count).c_str(), m_count == 1 ? "" : "s");
+    if (m_count > kMaxPicturesInPage && !m_arguments.folder) {
+      std::fprintf(stderr, "qvthumbs: so many pictures in one page are slow to open; --folder keeps them in files\n");
+    }
   }
 
  private:
@@ -159,8 +162,13 @@ void AddFiles(const SArguments& arguments, CSession& session, CGallery& gallery,
   if (!failures.IsEmpty()) outcome.status = kExitSomeFailed;
 }
 
+COutputTarget TargetOf(const SArguments& arguments) {
+  if (arguments.folder) return GalleryFolderTarget(arguments.output.empty() ? "gallery" : arguments.output);
+  return GalleryTarget(arguments.output.empty() ? "gallery.html" : arguments.output);
+}
+
 void MakeGallery(const SArguments& arguments, SOutcome& outcome) {
-  const COutputTarget target = GalleryTarget(arguments.output);
+  const COutputTarget target = TargetOf(arguments);
   CSession session;
   const bool ofDatabase = arguments.paths.empty();
   session.Open(arguments.database, ofDatabase ? EDatabaseNeed::Look : EDatabaseNeed::Use);
@@ -182,6 +190,9 @@ void AddGalleryCommand(CCommand program, SOutcome& outcome) {
   command
       .AddOption("-o,--output", &arguments->output, "The page to write (default: gallery.html); - is standard output")
       .Type("OUT.html");
+  command.AddFlag("--folder", &arguments->folder,
+                  "-o is a folder (default: gallery): the page, index.html, and its pictures in files of their own; "
+                  "for more than 5,000 pictures");
   command.AddOption("--title", &arguments->title, "The page's title").Type("TEXT");
   AddRecursiveOption(command, &arguments->recursive);
   AddQualityOption(command, &arguments->highQuality);
@@ -192,7 +203,7 @@ void AddGalleryCommand(CCommand program, SOutcome& outcome) {
       .Type("PATH")
       .FileNames();
   command.SetFooter(
-      "The page needs no other file: the thumbnails lie in it. Missing ones are made first.\n"
+      "The page needs no other file, unless with --folder: the thumbnails lie in it. Missing ones are made first.\n"
       "A file is replaced only when it is such a page.\n\n"
       "Example:\n  qvthumbs gallery -o images.html ~/images");
   command.SetWork([arguments, &outcome] { MakeGallery(*arguments, outcome); });

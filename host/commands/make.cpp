@@ -68,13 +68,16 @@ void Make(const SArguments& arguments, const SFoundFiles& found, CSession& sessi
           SOutcome& outcome) {
   for (const auto& [path, reason] : found.problems) report.OnFailed(path, reason);
   CFileJobs jobs(found.files, arguments.make.highQuality, session.DatabasePath());
+  jobs.LookAhead();
   const std::unique_ptr<CCatalog> catalog = OpenCatalogFor(jobs, session, arguments.catalog);
   outcome.status = RunMaker(arguments, session, jobs, report, catalog.get());
 }
 
 void MakeForFiles(const SArguments& arguments, SOutcome& outcome) {
   CShardFiles chosen({1, 1});
-  const SFoundFiles found = FindFiles(arguments, {1, 1}, chosen);
+  // Those below paths are different ones as they are found.
+  const SFoundFiles found = arguments.list.empty() ? FindImageFiles(arguments.paths, arguments.recursive)
+                                                   : FindFiles(arguments, {1, 1}, chosen);
   if (found.files.empty() && found.problems.empty()) {
     std::fprintf(
         stderr, "qvthumbs: no image files there%s\n",

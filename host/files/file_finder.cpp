@@ -56,6 +56,18 @@ bool HasImageExtension(const fs::path& path) {
   return IsOneOf(kExtensions, extension) || extension == ".nhdr" || IsArrayOfCommonName(path, extension);
 }
 
+// Orders paths in a folder as they compare part by part; all begin with the same `skipped` bytes.
+struct SPathOrder {
+  std::size_t skipped;
+
+  bool operator()(const std::string& a, const std::string& b) const {
+    const auto begin = static_cast<std::ptrdiff_t>(skipped);
+    return std::lexicographical_compare(a.begin() + begin, a.end(), b.begin() + begin, b.end(),
+                                        [](char x, char y) { return RankOf(x) < RankOf(y); });
+  }
+  static int RankOf(char c) { return c == '/' ? -1 : static_cast<unsigned char>(c); }
+};
+
 class CFinder {
  public:
   CFinder(bool recursive, const CNameFilter& filter) : m_recursive(recursive), m_filter(filter) {}
@@ -82,34 +94,34 @@ class CFinder {
     if (m_seen.insert(AbsolutePath(path)).second) m_found.files.push_back(path);
   }
 
-  void AddFolder(const fs::path& folder) {
+  void AddFolder(const std::string& folder) {
     CInterrupt::ThrowIfRequested("interrupted");
-    std::vector<fs::path> files, folders;
+    std::vector<std::string> files, folders;
     std::error_code error;
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
       Sort(*entry, &files, &folders);
     }
-    if (error) m_found.problems.emplace_back(folder.string(), error.message());
-    std::sort(files.begin(), files.end());
-    std::sort(folders.begin(), folders.end());
-    for (const fs::path& file : files) AddFile(file.string());
-    for (const fs::path& below : folders) {
-      if (!m_filter.Excludes(below.string())) AddFolder(below);
-    }
+    if (error) m_found.problems.emplace_back(folder, error.message());
+    std::sort(files.begin(), files.end(), SPathOrder{folder.size()});
+    std::sort(folders.begin(), folders.end(), SPathOrder{folder.size()});
+    for (const std::string& file : files) AddFile(file);
+    for (const std::string& below : folders) AddFolder(below);
   }
 
-  void Sort(const fs::directory_entry& entry, std::vector<fs::path>* files, std::vector<fs::path>* folders) const {
+  void Sort(const fs::directory_entry& entry, std::vector<std::string>* files,
+            std::vector<std::string>* folders) const {
     std::error_code error;
-    if (entry.path().filename().string().front() == '.') return;
+    const std::string& path = entry.path().native();
+    if (path[path.rfind('/') + 1] == '.' || m_filter.Excludes(path)) return;
     if (entry.is_directory(error)) {
-      if (const auto pictures = PicturesOfFolder(entry.path().string())) {
+      if (const auto pictures = PicturesOfFolder(path)) {
         files->insert(files->end(), pictures->begin(), pictures->end());
         return;
       }
       // A link to a folder could lead round in a circle.
-      if (m_recursive && !entry.is_symlink(error)) folders->push_back(entry.path());
+      if (m_recursive && !entry.is_symlink(error)) folders->push_back(path);
     } else if (HasImageExtension(entry.path())) {
-      files->push_back(entry.path());
+      files->push_back(path);
     }
   }
 

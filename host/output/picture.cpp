@@ -39,41 +39,22 @@ class CPngWriter {
   CPngWriter& operator=(const CPngWriter&) = delete;
   ~CPngWriter() { png_image_free(&m_image); }
 
+  // With room for the largest that it can become: asked for the size, the library would compress it for that alone.
   std::string Encode() {
-    png_alloc_size_t size = 0;
-    Write(nullptr, &size);
+    png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(m_image);
     std::string bytes(size, '\0');
-    Write(bytes.data(), &size);
+    const auto stride = static_cast<png_int_32>(m_picture.widthBytes);
+    if (!png_image_write_to_memory(&m_image, bytes.data(), &size, 0, m_picture.data, stride, nullptr)) {
+      throw CHostError(fmt::format("the PNG file cannot be made: {}", m_image.message), kExitSomeFailed);
+    }
     bytes.resize(size);
     return bytes;
   }
 
  private:
-  void Write(void* memory, png_alloc_size_t* size) {
-    const auto stride = static_cast<png_int_32>(m_picture.widthBytes);
-    if (!png_image_write_to_memory(&m_image, memory, size, 0, m_picture.data, stride, nullptr)) {
-      throw CHostError(fmt::format("the PNG file cannot be made: {}", m_image.message), kExitSomeFailed);
-    }
-  }
-
   const SQvPicBuf& m_picture;
   png_image m_image = {};
 };
-
-std::string EncodeJpeg(const SQvPicBuf& picture, int quality) {
-  const CQvRef<IQvImageFormatManager> manager = CreateImageFormatManager();
-  if (!manager) throw CHostError("the image formats are not installed");
-  CQvRef<IQvImageCodec> codec;
-  Require(manager->GetCodecByName("JPG", codec.Out()), "finding the codec");
-  CQvByteArray bytes;
-  CQvRef<IQvOutputImageFile> output;
-  Require(codec->CreateOutputMemory(&bytes, output.Out()), "creating it");
-  Require(output->SetPictureFormat(DescribeForOutput(picture), quality / 100.0), "describing the picture");
-  Require(output->WritePicture(picture.data, 0, 0), "compressing");
-  Require(output->Finish(), "finishing");
-  output.Reset();  // before the bytes that it writes to
-  return {reinterpret_cast<const char*>(bytes.GetData(0)), bytes.GetSize()};
-}
 
 std::string BigEndian(std::size_t value, int bytes) {
   std::string text;
@@ -104,6 +85,12 @@ bool IsOwnPicture(std::string_view head) {
          (head.starts_with("\xFF\xD8") && head.find(kJpegMark) != head.npos);
 }
 
+void WriteWhole(const std::string& bytes, const COutputTarget& target, EPlacing placing = EPlacing::Renamed) {
+  COutputFile file(target, placing);
+  file.Write(bytes);
+  file.Commit();
+}
+
 }  // namespace
 
 std::optional<EPictureFormat> FormatOfName(const std::string& name) {
@@ -130,24 +117,32 @@ CQvPicture CopyPicture(const SQvPicBuf& picture) {
   return copy;
 }
 
-void WritePicture(const SQvPicBuf& picture, const COutputTarget& target, const SPictureFormat& format,
-                  EPlacing placing) {
-  const std::string bytes = format.format == EPictureFormat::Jpeg ? MarkJpeg(EncodeJpeg(picture, format.jpegQuality))
-                                                                  : MarkPng(CPngWriter(picture).Encode());
-  COutputFile file(target, placing);
-  file.Write(bytes);
-  file.Commit();
+std::string EncodeJpeg(const SQvPicBuf& picture, int quality) {
+  const CQvRef<IQvImageFormatManager> manager = CreateImageFormatManager();
+  if (!manager) throw CHostError("the image formats are not installed");
+  CQvRef<IQvImageCodec> codec;
+  Require(manager->GetCodecByName("JPG", codec.Out()), "finding the codec");
+  CQvByteArray bytes;
+  CQvRef<IQvOutputImageFile> output;
+  Require(codec->CreateOutputMemory(&bytes, output.Out()), "creating it");
+  Require(output->SetPictureFormat(DescribeForOutput(picture), quality / 100.0), "describing the picture");
+  Require(output->WritePicture(picture.data, 0, 0), "compressing");
+  Require(output->Finish(), "finishing");
+  output.Reset();  // before the bytes that it writes to
+  return {reinterpret_cast<const char*>(bytes.GetData(0)), bytes.GetSize()};
 }
 
-void WriteJpegStream(std::string jpeg, const COutputTarget& target) {
-  if (!jpeg.starts_with("\xFF\xD8")) throw CHostError("its stored picture is damaged", kExitSomeFailed);
-  COutputFile file(target);
-  file.Write(MarkJpeg(std::move(jpeg)));
-  file.Commit();
+void WritePicture(const SQvPicBuf& picture, const COutputTarget& target, const SPictureFormat& format,
+                  EPlacing placing) {
+  const bool isJpeg = format.format == EPictureFormat::Jpeg;
+  WriteWhole(isJpeg ? MarkJpeg(EncodeJpeg(picture, format.jpegQuality)) : MarkPng(CPngWriter(picture).Encode()), target,
+             placing);
 }
 
 void WritePicture(const SQvPicBuf& picture, const COutputTarget& target) {
   WritePicture(picture, target, {FormatOfName(target.Name()).value_or(EPictureFormat::Png)});
 }
+
+void WriteJpeg(std::string jpeg, const COutputTarget& target) { WriteWhole(MarkJpeg(std::move(jpeg)), target); }
 
 }  // namespace qvhost

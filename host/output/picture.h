@@ -33,9 +33,12 @@ CQvPicture CopyPicture(const SQvPicBuf& picture);
 // Writes an 8-bit RGB picture, marked as this program's. Throws CHostError.
 void WritePicture(const SQvPicBuf& picture, const COutputTarget& target, const SPictureFormat& format,
                   EPlacing placing = EPlacing::Renamed);
-// Writes a JPEG stream that is there already, marked. Throws CHostError.
-void WriteJpegStream(std::string jpeg, const COutputTarget& target);
-// The same as the first in the format that the target's name asks for, a PNG into a stream.
+// The same in the format that the target's name asks for, a PNG into a stream.
 void WritePicture(const SQvPicBuf& picture, const COutputTarget& target);
+// The same of a picture that is a JPEG stream already.
+void WriteJpeg(std::string jpeg, const COutputTarget& target);
+
+// An 8-bit RGB picture as a JPEG stream of that quality, 1 to 100. Throws CHostError.
+std::string EncodeJpeg(const SQvPicBuf& picture, int quality = kJpegQuality);
 
 }  // namespace qvhost

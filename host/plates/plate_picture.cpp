@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint32_t kPlateWidth = 1600;  // pixels, about
 constexpr std::uint32_t kLargestCell = 160;  // of a plate of few wells
-constexpr std::int64_t kGap = 2;
+constexpr std::int64_t kWellGap = 2;
 
 constexpr SRgbColor kPaper = {255, 255, 255};
 constexpr SRgbColor kInk = {40, 40, 44};
@@ -68,11 +68,11 @@ struct CPlatePicture::SGeometry {
         cellHeight(height),
         left(std::lround(TextWidth(RowName(plate.rows - 1), text) + 1.6 * text)),
         top(std::lround(2.4 * text)),
-        pageWidth(left + plate.columns * (cellWidth + kGap) + std::lround(text)),
-        pageHeight(top + plate.rows * (cellHeight + kGap) + std::lround(text)) {}
+        pageWidth(left + plate.columns * (cellWidth + kWellGap) + std::lround(text)),
+        pageHeight(top + plate.rows * (cellHeight + kWellGap) + std::lround(text)) {}
 
   SDrawBox Cell(std::uint32_t row, std::uint32_t column) const {
-    return {left + column * (cellWidth + kGap), top + row * (cellHeight + kGap), cellWidth, cellHeight};
+    return {left + column * (cellWidth + kWellGap), top + row * (cellHeight + kWellGap), cellWidth, cellHeight};
   }
 };
 

@@ -17,7 +17,6 @@ namespace {
 using namespace qvtest;
 
 using testing::HasSubstr;
-using testing::Not;
 
 class MaintenanceTest : public testing::Test {
  protected:
@@ -43,15 +42,27 @@ TEST_F(MaintenanceTest, StatsCountWhatTheDatabaseHolds) {
   m_program.RunWithDatabase({"history", "add", "--user", "anna", "--time", "2024-05-01", Image("a.png")});
   m_program.RunWithDatabase({"stored", "add", "x"});
   const nlohmann::json stats = Json({"stats"});
+  EXPECT_EQ(stats["thumbnails"], nlohmann::json({{"count", 3}}));
+  EXPECT_EQ(stats["textInformation"], 3);
+  EXPECT_EQ(stats["experiments"], 0);
+  EXPECT_EQ(stats["history"], nlohmann::json({{"records", 1}}));
+  EXPECT_EQ(stats["storedItems"], 1);
+  EXPECT_FALSE(stats.contains("largestFolders"));
+  EXPECT_THAT(m_program.RunWithDatabase({"stats"}).out, HasSubstr("Thumbnails        3\n"));
+}
+
+TEST_F(MaintenanceTest, StatsWithDetailsLookAtEveryRow) {
+  m_program.RunWithDatabase({"history", "add", "--user", "anna", "--time", "2024-05-01", Image("a.png")});
+  const nlohmann::json stats = Json({"stats", "--details"});
+  EXPECT_EQ(stats["thumbnails"]["count"], 3);
   EXPECT_EQ(stats["thumbnails"]["standard"], 3);
   EXPECT_EQ(stats["thumbnails"]["high"], 0);
   EXPECT_GT(stats["thumbnails"]["bytes"], 300);
-  EXPECT_EQ(stats["textInformation"], 3);
-  EXPECT_EQ(stats["history"]["records"], 1);
+  EXPECT_EQ(stats["history"]["users"], 1);
   EXPECT_EQ(stats["history"]["first"], "2024-05-01T00:00:00Z");
-  EXPECT_EQ(stats["storedItems"], 1);
+  EXPECT_EQ(stats["folderCount"], 1);
   EXPECT_EQ(stats["largestFolders"][0]["thumbnails"], 3);
-  const SRunResult text = m_program.RunWithDatabase({"stats"});
+  const SRunResult text = m_program.RunWithDatabase({"stats", "--details"});
   EXPECT_THAT(text.out, HasSubstr("3 (3 standard, 0 high quality)"));
 }
 
@@ -96,35 +107,6 @@ TEST_F(MaintenanceTest, VerifyNamesWhatIsWrongAndRepairs) {
   EXPECT_EQ(Count("cache"), 0);
   EXPECT_THAT(m_program.RunWithDatabase({"make", m_images}).out, HasSubstr("made 2,"));
   EXPECT_EQ(m_program.RunWithDatabase({"verify"}).status, 0);
-}
-
-TEST_F(MaintenanceTest, GalleryHoldsThePicturesItself) {
-  const std::string page = m_program.Folder().Path("page.html");
-  std::ofstream(Image("<b>&.png")) << "no image";
-  const SRunResult run = m_program.RunWithDatabase({"gallery", m_images, "-o", page, "--title", "My <lab>"});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.out, HasSubstr("4 pictures"));
-  const std::string html = ReadTextFile(page);
-  EXPECT_THAT(html, HasSubstr("<title>My &lt;lab&gt;</title>"));
-  EXPECT_THAT(html, HasSubstr("<b>B.PNG</b>"));
-  EXPECT_THAT(html, HasSubstr("60 x 40 pixels"));
-  EXPECT_THAT(html, HasSubstr("data:image/jpeg;base64,/9j/"));
-  EXPECT_THAT(html, HasSubstr("<b>&lt;b&gt;&amp;.png</b>"));
-  EXPECT_THAT(html, Not(HasSubstr("<b>&.png")));
-  EXPECT_THAT(html, HasSubstr("</html>"));
-}
-
-TEST_F(MaintenanceTest, GalleryOfTheWholeDatabase) {
-  const std::string page = m_program.Folder().Path("page.html");
-  EXPECT_THAT(m_program.RunWithDatabase({"gallery", "-o", page}).out, HasSubstr("3 pictures"));
-  EXPECT_THAT(ReadTextFile(page), HasSubstr("<b>B.PNG</b>"));
-}
-
-TEST_F(MaintenanceTest, GalleryMakesWhatIsMissing) {
-  WritePng(Image("new.png"), 60, 40, kGreen);
-  const std::string page = m_program.Folder().Path("page.html");
-  EXPECT_EQ(m_program.RunWithDatabase({"gallery", m_images, "-o", page}).status, 0);
-  EXPECT_EQ(Count("cache"), 4);
 }
 
 TEST_F(MaintenanceTest, PruneKeepsWhatWasMadeLastWithinASize) {

@@ -57,13 +57,6 @@ class MergeTest : public testing::Test {
   std::string Text(const std::string& file) const {
     return QueryText(m_program.Database(), "SELECT M_description FROM metadata WHERE filename = '" + file + "'");
   }
-  static std::vector<std::string> AllRows(const std::string& database) {
-    CSql db(database);
-    std::vector<std::string> rows =
-        db.Rows("SELECT filename, lastWritten, flags, quality, hex(binData) FROM cache ORDER BY filename, flags");
-    for (std::string& row : db.Rows("SELECT * FROM metadata ORDER BY filename")) rows.push_back(std::move(row));
-    return rows;
-  }
 
   CProgram m_program;
   const std::string m_images;
@@ -82,7 +75,7 @@ TEST_F(MergeTest, ShardsGiveWhatOneMachineMakes) {
   const SRunResult run = Merge(shards);
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_THAT(run.out, HasSubstr("merged 3 shards, 0 merged before, failed 0: added 13, replaced 0, kept 0"));
-  EXPECT_EQ(AllRows(m_program.Database()), AllRows(Path("whole.db")));
+  EXPECT_EQ(CachedRows(m_program.Database()), CachedRows(Path("whole.db")));
 }
 
 TEST_F(MergeTest, ASecondMergeChangesNothing) {
@@ -163,7 +156,7 @@ TEST_F(MergeTest, KeysStayAsTheyAre) {
   const std::string shard = MakeShard("a");
   for (const char* name : {"/ÄRGER", "/Mixed Case", "/back\\slash", "/%_''"}) AddThumbnail(shard, name, 1, 0, "x");
   ASSERT_EQ(Merge({shard}).status, 0);
-  EXPECT_EQ(AllRows(m_program.Database()), AllRows(shard));
+  EXPECT_EQ(CachedRows(m_program.Database()), CachedRows(shard));
 }
 
 TEST_F(MergeTest, ARowWithoutAPictureCountsAsNone) {

@@ -110,7 +110,7 @@ TEST_F(OutputTest, StandardOutputGetsNothingButTheOutput) {
     const SRunResult page = Gallery(name);
     EXPECT_THAT(page.out, StartsWith("<!DOCTYPE html>"));
     EXPECT_THAT(page.out, testing::EndsWith("</html>\n"));
-    EXPECT_THAT(page.err, HasSubstr("1 pictures"));
+    EXPECT_THAT(page.err, HasSubstr(": 1 picture\n"));
   }
   EXPECT_TRUE(std::filesystem::is_symlink("/dev/stdout"));
   EXPECT_EQ(m_program.RunWithDatabase({"show", "--json", Path("a.png"), "-o", "-"}).status, 2);

@@ -1,0 +1,5 @@
+'use strict';
+{
+  const {cards, plates} = embeddedCards();
+  new CGallery().setCards(cards, plates);
+}

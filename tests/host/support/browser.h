@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+#include "tests/support/temp_folder.h"
+
+// A browser without a window, to see what a page makes of itself.
+class CBrowser {
+ public:
+  // Where it lies; empty when there is none, and a test that needs it is to be skipped.
+  static std::string Program();
+
+  // The document after everything that the page does in its first seconds.
+  std::string Document(const std::string& url) const;
+  // Runs `script` at the end of a page's file and gives what it returns, as text. It may wait.
+  std::string Run(const std::string& page, const std::string& script) const;
+
+ private:
+  qvtest::CTempFolder m_folder;
+};
