@@ -1,6 +1,6 @@
 # The Debian package "qvthumbs": the program, its libraries under /usr/lib/qvthumbs, the documents, what a desktop needs.
 
-install(FILES README.md DESTINATION share/doc/qvthumbs)
+install(FILES README.md ${CMAKE_CURRENT_LIST_DIR}/copyright DESTINATION share/doc/qvthumbs)
 install(DIRECTORY docs DESTINATION share/doc/qvthumbs
         FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN "*.cpp")
 # File managers learn the formats, and what makes thumbnails of them.

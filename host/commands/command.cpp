@@ -52,6 +52,10 @@ void AddRecursiveOption(CCommand command, bool* recursive) {
   command.AddFlag("-r,--recursive", recursive, "Also the folders below");
 }
 
+void AddDryRunOption(CCommand command, bool* dryRun) {
+  command.AddFlag("-n,--dry-run", dryRun, "Only tell what would be removed");
+}
+
 void PrintList(bool json, const CJson& document, const CTable& table, const std::string& nothing) {
   if (json) {
     PrintJson(document);

@@ -26,6 +26,7 @@ void AddGalleryCommand(CCommand program, SOutcome& outcome);
 void AddImportCommand(CCommand program, SOutcome& outcome);
 void AddStatsCommand(CCommand program, SOutcome& outcome);
 void AddMergeCommand(CCommand program, SOutcome& outcome);
+void AddExportCommand(CCommand program, SOutcome& outcome);
 void AddPruneCommand(CCommand program, SOutcome& outcome);
 void AddVerifyCommand(CCommand program, SOutcome& outcome);
 void AddHistoryCommand(CCommand program, SOutcome& outcome);
@@ -42,6 +43,7 @@ void AddQualityOption(CCommand command, bool* highQuality);
 // What thumbnails show of pictures with several planes; the database follows it.
 void AddViewOptions(CCommand command, SDatabaseOptions* options);
 void AddRecursiveOption(CCommand command, bool* recursive);
+void AddDryRunOption(CCommand command, bool* dryRun);
 
 // An option or argument that must be given. `type` stands for its value in the help.
 template <class T>

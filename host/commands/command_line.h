@@ -12,8 +12,8 @@ class Option;
 namespace qvhost {
 
 // What the verbs declare their options with. CLI11's own header takes longer to compile than everything else of a
-// verb, so only command_line.cpp and main.cpp include it. Both classes are handles: copies mean the same thing, and the
-// program's CLI::App has to outlive them.
+// verb, so of the verbs only command_line.cpp includes it. Both classes are handles: copies mean the same thing, and
+// the program's CLI::App has to outlive them.
 
 class COption {
  public:

@@ -189,6 +189,7 @@ void AddGalleryCommand(CCommand program, SOutcome& outcome) {
   AddDatabaseOptions(command, &arguments->database);
   command
       .AddOption("-o,--output", &arguments->output, "The page to write (default: gallery.html); - is standard output")
+      .NotEmpty("the output has an empty name")
       .Type("OUT.html");
   command.AddFlag("--folder", &arguments->folder,
                   "-o is a folder (default: gallery): the page, index.html, and its pictures in files of their own; "

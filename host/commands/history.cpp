@@ -22,7 +22,7 @@ struct SArguments {
   STimeRange range;
   int experiment = 0;
   std::vector<std::string> files;
-  bool json = false, endedByZero = false;
+  bool json = false, endedByZero = false, dryRun = false;
 };
 
 // Of the user, or of all.
@@ -123,20 +123,28 @@ void Earliest(const SArguments& arguments) {
 
 void Delete(const SArguments& arguments) {
   CSession session;
-  session.Open(arguments.database, EDatabaseNeed::Change);
+  session.Open(arguments.database, arguments.dryRun ? EDatabaseNeed::Look : EDatabaseNeed::Change);
   const CBookkeepingRows rows(session.DatabasePath());
   const std::int64_t before = rows.CountHistory(arguments.experiment);
   const bool stored = rows.HasExperiment(arguments.experiment);
   if (before == 0 && !stored) throw NoSuchExperiment(arguments.experiment);
-  RequireDone("the history cannot be deleted", [&] {
-    return session.Service().DeleteHistory(arguments.range.From(), arguments.range.To(), arguments.experiment);
-  });
-  const std::int64_t deleted = before - rows.CountHistory(arguments.experiment);
-  const bool gone = stored && !rows.HasExperiment(arguments.experiment);
-  if (arguments.json) {
-    PrintJson({{"deleted", deleted}, {"experimentDeleted", gone}});
+  std::int64_t deleted = 0;
+  if (arguments.dryRun) {
+    const std::vector<SRecordedFile> records = rows.FindRecords(arguments.range.From(), arguments.range.To());
+    deleted = std::count_if(records.begin(), records.end(),
+                            [&](const SRecordedFile& record) { return record.experiment == arguments.experiment; });
   } else {
-    std::printf("deleted %s of %s%s\n", FormatCount(deleted).c_str(), FormatCountOf(before, "record").c_str(),
+    RequireDone("the history cannot be deleted", [&] {
+      return session.Service().DeleteHistory(arguments.range.From(), arguments.range.To(), arguments.experiment);
+    });
+    deleted = before - rows.CountHistory(arguments.experiment);
+  }
+  const bool gone = stored && (arguments.dryRun ? deleted == before : !rows.HasExperiment(arguments.experiment));
+  if (arguments.json) {
+    PrintJson({{arguments.dryRun ? "wouldDelete" : "deleted", deleted}, {"experimentDeleted", gone}});
+  } else {
+    std::printf("%s %s of %s%s\n", arguments.dryRun ? "would delete" : "deleted", FormatCount(deleted).c_str(),
+                FormatCountOf(before, "record").c_str(),
                 gone ? ", and the experiment, which no record refers to any more" : "");
   }
 }
@@ -170,13 +178,14 @@ void AddDeleteVerb(CCommand parent, SOutcome& outcome) {
   AddTimeRangeOptions(command, &arguments->range);
   COption files = command.AddOption("files", &arguments->files, "The files, which need not be there any more");
   files.Type("FILE").Excludes(experiment).FileNames();
+  AddDryRunOption(command, &arguments->dryRun);
   command.SetFooter("The last record of an experiment takes the experiment along.\n\n" + command.GetFooter());
   command.SetWork([arguments, experiment, &outcome] {
     const bool isInRange = !arguments->range.since.empty() || !arguments->range.until.empty();
     if (arguments->files.empty() && !experiment.IsGiven()) throw CHostError("name the files, or give --experiment ID");
     if (!arguments->files.empty() && isInRange) throw CHostError("--since and --until go with --experiment only");
     if (arguments->files.empty()) return Delete(*arguments);
-    DeleteRecordsOfFiles(arguments->database, arguments->files, arguments->json, outcome);
+    DeleteRecordsOfFiles(arguments->database, arguments->files, arguments->dryRun, arguments->json, outcome);
   });
 }
 

@@ -20,7 +20,7 @@ struct SAssignArguments {
 constexpr const char* kNoRecord = "has no record; 'qvthumbs history list' lists them";
 
 // False when there is no record of the file.
-bool DeleteRecord(SQLite::Database& db, const std::string& path) {
+bool DeleteRecord(SQLite::Database& db, const std::string& path, bool dryRun) {
   SQLite::Transaction transaction(db, SQLite::TransactionBehavior::IMMEDIATE);
   SQLite::Statement row(db, "DELETE FROM history WHERE filename = ?1 RETURNING experimentID");
   row.bind(1, path);
@@ -32,7 +32,7 @@ bool DeleteRecord(SQLite::Database& db, const std::string& path) {
       "DELETE FROM experiments WHERE experimentID = ?1 AND NOT EXISTS (SELECT 1 FROM history WHERE experimentID = ?1)");
   unused.bind(1, experiment);
   unused.exec();
-  transaction.commit();
+  if (!dryRun) transaction.commit();
   return true;
 }
 
@@ -59,9 +59,9 @@ std::int64_t EditRecords(const std::vector<std::string>& files, SOutcome& outcom
 
 void PrintEdited(bool json, const char* what, std::int64_t count) {
   if (json) {
-    PrintJson({{what, count}});
+    PrintJson({{std::string(what) == "would delete" ? "wouldDelete" : what, count}});
   } else {
-    std::printf("%s %s record%s\n", what, FormatCount(count).c_str(), count == 1 ? "" : "s");
+    std::printf("%s %s\n", what, FormatCountOf(count, "record").c_str());
   }
 }
 
@@ -76,12 +76,12 @@ void Assign(const SAssignArguments& arguments, SOutcome& outcome) {
 
 }  // namespace
 
-void DeleteRecordsOfFiles(const SDatabaseOptions& options, const std::vector<std::string>& files, bool json,
-                          SOutcome& outcome) {
+void DeleteRecordsOfFiles(const SDatabaseOptions& options, const std::vector<std::string>& files, bool dryRun,
+                          bool json, SOutcome& outcome) {
   CCacheDatabase database(options, EDatabaseNeed::Change);
-  const std::int64_t deleted =
-      EditRecords(files, outcome, [&](const std::string& path) { return DeleteRecord(database.Connection(), path); });
-  PrintEdited(json, "deleted", deleted);
+  const std::int64_t deleted = EditRecords(
+      files, outcome, [&](const std::string& path) { return DeleteRecord(database.Connection(), path, dryRun); });
+  PrintEdited(json, dryRun ? "would delete" : "deleted", deleted);
 }
 
 void AddHistoryAssignCommand(CCommand parent, SOutcome& outcome) {

@@ -18,6 +18,7 @@ void AddVerbs(CCommand program, SOutcome& outcome) {
   AddImportCommand(program, outcome);
   AddStatsCommand(program, outcome);
   AddMergeCommand(program, outcome);
+  AddExportCommand(program, outcome);
   AddPruneCommand(program, outcome);
   AddVerifyCommand(program, outcome);
   AddHistoryCommand(program, outcome);

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "host/commands/command.h"
+#include "host/commands/prune_choice.h"
 #include "host/files/image_file.h"
 #include "host/output/progress.h"
 #include "host/session/cache_database.h"
@@ -14,13 +15,15 @@ namespace {
 struct SArguments {
   SDatabaseOptions database;
   std::string under;
+  SPruneChoice choice;
   bool dryRun = false, json = false;
 };
 
-// A row whose file is gone.
+// A row that is to go.
 struct SOrphanedRow {
   std::int64_t rowid;
   std::string file;
+  std::int64_t bytes = 0;  // of its picture
 };
 
 std::vector<std::int64_t> RowIDs(const std::vector<SOrphanedRow>& rows) {
@@ -46,6 +49,7 @@ class CPruner {
         m_under(arguments.under.empty()
                     ? L""
                     : SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(AbsolutePath(arguments.under))).Str()),
+        m_choice(arguments.choice),
         m_progress(db.execAndGet("SELECT (SELECT count(*) FROM cache) + (SELECT count(*) FROM metadata)").getInt64(),
                    arguments.json) {}
 
@@ -58,6 +62,31 @@ class CPruner {
     return Find("SELECT rowid, filename FROM metadata ORDER BY filename", &FromUtf16Row);
   }
 
+  // A row that is replaced gets a new number, so the numbers are in the order in which thumbnails were made.
+  std::vector<SOrphanedRow> FindUnwantedThumbnails() {
+    const double oldestKept = m_choice.OldestKept();
+    const auto most = m_choice.MostBytes();
+    std::vector<SOrphanedRow> unwanted;
+    std::int64_t kept = 0;
+    bool isFull = false;
+    SQLite::Statement rows(m_db, "SELECT rowid, filename, lastWritten, length(binData) FROM cache ORDER BY rowid DESC");
+    while (rows.executeStep()) {
+      CInterrupt::ThrowIfRequested("interrupted; nothing was removed");
+      const std::string file = rows.getColumn(1).getString();
+      const std::int64_t bytes = rows.getColumn(3).getInt64();
+      m_progress.Update(++m_looked, file);
+      if (!IsUnder(SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(file)).Str(), m_under)) continue;
+      const bool isOld = rows.getColumn(2).getDouble() < oldestKept;
+      isFull = isFull || (!isOld && most && bytes > *most - kept);
+      if (isOld || isFull) {
+        unwanted.push_back({rows.getColumn(0).getInt64(), file, bytes});
+      } else {
+        kept += bytes;
+      }
+    }
+    return unwanted;
+  }
+
  private:
   template <class ToLocation>
   std::vector<SOrphanedRow> Find(const char* sql, ToLocation toLocation) {
@@ -68,16 +97,44 @@ class CPruner {
       const std::string file = CQvStringUtils::WtoUTF8(location).Str();
       m_progress.Update(++m_looked, file);
       if (IsUnder(SQvThumbnailDescription::LowerCase(location).Str(), m_under) && !LocationExists(location))
-        gone.push_back({rows.getColumn(0).getInt64(), file});
+        gone.push_back({rows.getColumn(0).getInt64(), file, 0});
     }
     return gone;
   }
 
   SQLite::Database& m_db;
   const std::wstring m_under;
+  const SPruneChoice& m_choice;
   CProgress m_progress;
   std::int64_t m_looked = 0;
 };
+
+void PrintUnwanted(const SArguments& arguments, const std::vector<SOrphanedRow>& thumbnails) {
+  std::int64_t bytes = 0;
+  CJson files = CJson::array();
+  for (const SOrphanedRow& row : thumbnails) {
+    bytes += row.bytes;
+    files.push_back(row.file);
+    if (arguments.dryRun && !arguments.json) std::printf("%s\n", Printable(row.file).c_str());
+  }
+  if (arguments.json) {
+    PrintJson({{"removed", !arguments.dryRun}, {"thumbnails", thumbnails.size()}, {"bytes", bytes}, {"files", files}});
+  } else {
+    std::printf("%s %s, %s\n", arguments.dryRun ? "would remove" : "removed",
+                FormatCountOf(static_cast<std::int64_t>(thumbnails.size()), "thumbnail").c_str(),
+                FormatBytes(bytes).c_str());
+  }
+}
+
+void PruneUnwanted(const SArguments& arguments, SQLite::Database& db) {
+  std::vector<SOrphanedRow> unwanted;
+  {
+    CPruner pruner(db, arguments);
+    unwanted = pruner.FindUnwantedThumbnails();
+    if (!arguments.dryRun) DeleteRows(db, "cache", RowIDs(unwanted));
+  }
+  PrintUnwanted(arguments, unwanted);
+}
 
 void Print(const SArguments& arguments, const std::vector<SOrphanedRow>& thumbnails, std::size_t textInfos) {
   if (arguments.json) {
@@ -100,6 +157,7 @@ void Print(const SArguments& arguments, const std::vector<SOrphanedRow>& thumbna
 void Prune(const SArguments& arguments) {
   CCacheDatabase database(arguments.database, arguments.dryRun ? EDatabaseNeed::Look : EDatabaseNeed::Change);
   SQLite::Database& db = database.Connection();
+  if (arguments.choice.IsMade()) return PruneUnwanted(arguments, db);
   std::vector<SOrphanedRow> thumbnails, textInfos;
   {
     CPruner pruner(db, arguments);
@@ -122,11 +180,14 @@ void AddPruneCommand(CCommand program, SOutcome&) {
   command.AddOption("--under", &arguments->under, "Only files below this folder")
       .NotEmpty("an empty name is no folder")
       .Type("FOLDER");
-  command.AddFlag("-n,--dry-run", &arguments->dryRun, "Only tell what would be removed");
+  AddPruneChoice(command, &arguments->choice);
+  AddDryRunOption(command, &arguments->dryRun);
   AddJsonOption(command, &arguments->json);
   command.SetFooter(
-      "A disk that is not mounted looks like files that are gone. History and experiments stay.\n\n"
-      "Example: look first\n  qvthumbs prune --dry-run");
+      "A disk that is not mounted looks like files that are gone. History and experiments stay.\n"
+      "The file keeps its size; what is made later goes into the room.\n\n"
+      "Example: look first\n  qvthumbs prune --dry-run\n\n"
+      "Example: keep a gigabyte of what was made last\n  qvthumbs prune --max-size 1GB");
   command.SetWork([arguments] { Prune(*arguments); });
 }
 

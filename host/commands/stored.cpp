@@ -25,7 +25,7 @@ struct SArguments {
   int id = kStoredRoot;
   int parent = kStoredRoot;
   int flags = 0;
-  bool json = false;
+  bool json = false, dryRun = false;
   bool hasName = false, hasParent = false, hasFlags = false;
 };
 
@@ -171,12 +171,12 @@ void Delete(const SArguments& arguments) {
       depth = std::max(depth, walk.Depth());
     }
   }
-  DeleteTree(session, ids, depth);
+  if (!arguments.dryRun) DeleteTree(session, ids, depth);
   const auto deleted = static_cast<std::int64_t>(ids.size());
   if (arguments.json) {
-    PrintJson({{"deleted", deleted}});
+    PrintJson({{arguments.dryRun ? "wouldDelete" : "deleted", deleted}});
   } else {
-    std::printf("deleted %s item%s\n", FormatCount(deleted).c_str(), deleted == 1 ? "" : "s");
+    std::printf("%s %s\n", arguments.dryRun ? "would delete" : "deleted", FormatCountOf(deleted, "item").c_str());
   }
 }
 
@@ -233,6 +233,7 @@ void AddStoredCommand(CCommand program, SOutcome&) {
   CCommand remove = AddVerb(command, "delete", "Delete an item and everything below it", "qvthumbs stored delete 4",
                             arguments, &Delete);
   AddRequired(remove, "id", &arguments->id, "The item's number", "ID");
+  AddDryRunOption(remove, &arguments->dryRun);
 }
 
 }  // namespace qvhost

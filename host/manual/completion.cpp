@@ -40,7 +40,8 @@ std::vector<std::string> NamesOf(const CLI::Option& option) {
 // The words of "standard|high"; those in capitals stand for something else.
 std::string ValuesOf(const CLI::Option& option) {
   std::string values;
-  std::string_view rest = option.get_type_name();
+  const std::string type = option.get_type_name();
+  std::string_view rest = type;
   if (rest.find('|') == rest.npos) return values;
   while (!rest.empty()) {
     const std::string_view word = rest.substr(0, rest.find('|'));

@@ -135,8 +135,8 @@ std::string EncodeJpeg(const SQvPicBuf& picture, int quality) {
 void WritePicture(const SQvPicBuf& picture, const COutputTarget& target, const SPictureFormat& format,
                   EPlacing placing) {
   const bool isJpeg = format.format == EPictureFormat::Jpeg;
-  WriteWhole(isJpeg ? MarkJpeg(EncodeJpeg(picture, format.jpegQuality)) : MarkPng(CPngWriter(picture).Encode()),
-             target, placing);
+  WriteWhole(isJpeg ? MarkJpeg(EncodeJpeg(picture, format.jpegQuality)) : MarkPng(CPngWriter(picture).Encode()), target,
+             placing);
 }
 
 void WritePicture(const SQvPicBuf& picture, const COutputTarget& target) {

@@ -14,15 +14,15 @@
 namespace qvhost {
 namespace {
 
-constexpr std::uint32_t kOverview = 1;
-constexpr std::uint32_t kAllChannels = 0xFFFFFFFFu;
+constexpr std::uint32_t kOverviewMode = 1;
+constexpr std::uint32_t kEveryChannel = 0xFFFFFFFFu;
 
 CQvPicture Render(IQvPictureSource& source, const SFittedSize& size, bool highQuality, std::string* failure) {
   CQvPicture picture;
   if (!picture.Reinit(size.width, size.height, 8, 3, false)) {
     *failure = "out of memory";
-  } else if (source.RenderPicture(&size.width, &size.height, picture.Get(), kOverview, !highQuality, 0, 0,
-                                  kAllChannels) != kQvOk) {
+  } else if (source.RenderPicture(&size.width, &size.height, picture.Get(), kOverviewMode, !highQuality, 0, 0,
+                                  kEveryChannel) != kQvOk) {
     *failure = CFailureReason::OrElse(source.GetErrorText(), "its pixels are damaged");
     picture.Free();
   }

@@ -8,6 +8,7 @@
 # LIST and DB must lie where every machine sees them. Run again it does what is missing.
 set -euo pipefail
 
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/{/^#/s/^# \{0,1\}//p}' "$0"; exit 0 ;; esac
 [ $# -ge 3 ] || { sed -n '2,/^[^#]/{/^#/s/^# \{0,1\}//p}' "$0" >&2; exit 2; }
 list=$(realpath "$1") database=$(realpath -m "$2") count=$3
 shift 3

@@ -13,6 +13,7 @@
 #SBATCH --signal=TERM@60
 set -euo pipefail
 
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/{/^#/s/^# \{0,1\}//p}' "$0"; exit 0 ;; esac
 [ $# -ge 2 ] || { echo "usage: sbatch --array=1-N slurm_make.sh LIST DB [OPTION...]" >&2; exit 2; }
 list=$1 database=$2
 shift 2

@@ -10,6 +10,7 @@
 #SBATCH --mem=1G
 set -euo pipefail
 
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/{/^#/s/^# \{0,1\}//p}' "$0"; exit 0 ;; esac
 [ $# -ge 2 ] || { echo "usage: sbatch --dependency=afterok:JOB slurm_merge.sh DB N [CATALOG]" >&2; exit 2; }
 database=$1 count=$2 catalog=${3:-}
 name=$(basename "$database")

@@ -9,6 +9,7 @@
 # …). Prints the numbers of the jobs.
 set -euo pipefail
 
+case ${1:-} in -h | --help) sed -n '2,/^[^#]/{/^#/s/^# \{0,1\}//p}' "$0"; exit 0 ;; esac
 [ $# -ge 3 ] || { sed -n '2,/^[^#]/{/^#/s/^# \{0,1\}//p}' "$0" >&2; exit 2; }
 list=$(realpath "$1") database=$(realpath -m "$2") count=$3
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
