@@ -15,6 +15,8 @@ void AddCommands(qvhost::CCommand program, qvhost::SOutcome& outcome) {
   qvhost::AddShowCommand(program, outcome);
   qvhost::AddInfoCommand(program, outcome);
   qvhost::AddGalleryCommand(program, outcome);
+  qvhost::AddServeCommand(program);
+  qvhost::AddWatchCommand(program);
   qvhost::AddPlateCommand(program, outcome);
   qvhost::AddImportCommand(program, outcome);
   qvhost::AddStatsCommand(program, outcome);

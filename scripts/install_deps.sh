@@ -10,7 +10,7 @@ build_packages=(g++ cmake ninja-build pkg-config binutils
                 libgif-dev libopenjp2-7-dev libwebp-dev libcharls-dev
                 libblosc-dev libzstd-dev liblz4-dev
                 libopenslide-dev libdeflate-dev libseccomp-dev zlib1g-dev libbz2-dev
-                libcli11-dev nlohmann-json3-dev libfmt-dev)
+                libcli11-dev nlohmann-json3-dev libfmt-dev libcpp-httplib-dev)
 # The sanitizers of GCC come with g++.
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev libspng-dev)
 format_packages=(clang-format)

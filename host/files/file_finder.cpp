@@ -56,6 +56,21 @@ bool HasImageExtension(const fs::path& path) {
   return IsOneOf(kExtensions, extension) || extension == ".nhdr" || IsArrayOfCommonName(path, extension);
 }
 
+void SortEntry(const fs::directory_entry& entry, SFolderContent* content) {
+  std::error_code error;
+  if (entry.path().filename().string().front() == '.') return;
+  if (entry.is_directory(error)) {
+    if (const auto pictures = PicturesOfFolder(entry.path().string())) {
+      content->files.insert(content->files.end(), pictures->begin(), pictures->end());
+      return;
+    }
+    // A link to a folder could lead round in a circle.
+    if (!entry.is_symlink(error)) content->folders.push_back(entry.path().string());
+  } else if (HasImageExtension(entry.path())) {
+    content->files.push_back(entry.path().string());
+  }
+}
+
 class CFinder {
  public:
   explicit CFinder(bool recursive) : m_recursive(recursive) {}
@@ -81,33 +96,15 @@ class CFinder {
     if (m_seen.insert(AbsolutePath(path)).second) m_found.files.push_back(path);
   }
 
-  void AddFolder(const fs::path& folder) {
+  void AddFolder(const std::string& folder) {
     CInterrupt::ThrowIfRequested("interrupted");
-    std::vector<fs::path> files, folders;
-    std::error_code error;
-    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-      Sort(*entry, &files, &folders);
-    }
-    if (error) m_found.problems.emplace_back(folder.string(), error.message());
-    std::sort(files.begin(), files.end());
-    std::sort(folders.begin(), folders.end());
-    for (const fs::path& file : files) AddFile(file.string());
-    for (const fs::path& below : folders) AddFolder(below);
-  }
-
-  void Sort(const fs::directory_entry& entry, std::vector<fs::path>* files, std::vector<fs::path>* folders) const {
-    std::error_code error;
-    if (entry.path().filename().string().front() == '.') return;
-    if (entry.is_directory(error)) {
-      if (const auto pictures = PicturesOfFolder(entry.path().string())) {
-        files->insert(files->end(), pictures->begin(), pictures->end());
-        return;
-      }
-      // A link to a folder could lead round in a circle.
-      if (m_recursive && !entry.is_symlink(error)) folders->push_back(entry.path());
-    } else if (HasImageExtension(entry.path())) {
-      files->push_back(entry.path());
-    }
+    SFolderContent content = ListImageFolder(folder);
+    if (!content.problem.empty()) m_found.problems.emplace_back(folder, content.problem);
+    std::sort(content.files.begin(), content.files.end());
+    for (const std::string& file : content.files) AddFile(file);
+    if (!m_recursive) return;
+    std::sort(content.folders.begin(), content.folders.end());
+    for (const std::string& below : content.folders) AddFolder(below);
   }
 
   const bool m_recursive;
@@ -116,6 +113,21 @@ class CFinder {
 };
 
 }  // namespace
+
+bool HasImageName(const std::string& path) {
+  std::error_code error;
+  return HasImageExtension(path) || fs::is_directory(path, error);
+}
+
+SFolderContent ListImageFolder(const std::string& folder) {
+  SFolderContent content;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    SortEntry(*entry, &content);
+  }
+  if (error) content.problem = error.message();
+  return content;
+}
 
 SFoundFiles FindImageFiles(const std::vector<std::string>& paths, bool recursive) {
   CFinder finder(recursive);

@@ -19,4 +19,15 @@ struct SFoundFiles {
 // interrupted.
 SFoundFiles FindImageFiles(const std::vector<std::string>& paths, bool recursive);
 
+// What lies in one folder, by its path: the pictures that FindImageFiles would take from it, and the folders that it
+// would walk into, in no particular order.
+struct SFolderContent {
+  std::vector<std::string> files, folders;
+  std::string problem;  // why not all of it could be read; empty: all was
+};
+SFolderContent ListImageFolder(const std::string& folder);
+
+// Whether a file or a folder that is a picture would be taken from a folder, by its name and its first bytes.
+bool HasImageName(const std::string& path);
+
 }  // namespace qvhost
