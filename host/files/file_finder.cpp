@@ -67,7 +67,7 @@ void SortEntry(const fs::directory_entry& entry, SFolderContent* content) {
     // A link to a folder could lead round in a circle.
     if (!entry.is_symlink(error)) content->folders.push_back(entry.path().string());
   } else if (HasImageExtension(entry.path())) {
-    content->files.push_back(entry.path().string());
+    (entry.is_symlink(error) ? content->links : content->files).push_back(entry.path().string());
   }
 }
 
@@ -100,6 +100,7 @@ class CFinder {
     CInterrupt::ThrowIfRequested("interrupted");
     SFolderContent content = ListImageFolder(folder);
     if (!content.problem.empty()) m_found.problems.emplace_back(folder, content.problem);
+    content.files.insert(content.files.end(), content.links.begin(), content.links.end());
     std::sort(content.files.begin(), content.files.end());
     for (const std::string& file : content.files) AddFile(file);
     if (!m_recursive) return;

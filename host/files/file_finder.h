@@ -23,6 +23,7 @@ SFoundFiles FindImageFiles(const std::vector<std::string>& paths, bool recursive
 // would walk into, in no particular order.
 struct SFolderContent {
   std::vector<std::string> files, folders;
+  std::vector<std::string> links;  // further files, which are links
   std::string problem;  // why not all of it could be read; empty: all was
 };
 SFolderContent ListImageFolder(const std::string& folder);

@@ -71,10 +71,13 @@ CServedFolder::SListing CServedFolder::List(const std::string& path) const {
   const std::size_t lead = path.ends_with('/') ? path.size() : path.size() + 1;
   for (const std::string& folder : content.folders) listing.folders.push_back(EscapeInvalidUtf8(folder.substr(lead)));
   listing.files.reserve(content.files.size());
-  for (const std::string& file : content.files) {
-    std::error_code error;
-    if (fs::is_symlink(file, error) && !IsBelow(fs::canonical(file, error).string(), m_real)) continue;
+  const auto add = [&](const std::string& file) {
     listing.files.push_back(FileOf(file, EscapeInvalidUtf8(file.substr(lead))));
+  };
+  for (const std::string& file : content.files) add(file);
+  for (const std::string& link : content.links) {
+    std::error_code error;
+    if (IsBelow(fs::canonical(link, error).string(), m_real)) add(link);
   }
   listing.problem = content.problem;
   return listing;

@@ -93,7 +93,7 @@ TEST_F(ServeTest, PushesWhatIsOnTheScreenAsSoonAsItIsMade) {
   EXPECT_EQ(told.at("broken.png")["state"], "failed");
   m_program.Folder().MakeFile("a.jpg", client.Get("thumbnail?path=a.png").body);
   EXPECT_EQ(DecodeJpeg(m_program.Folder().Path("a.jpg")).height, 180u);
-  EXPECT_EQ(json::parse(client.Get("card?path=broken.png").body)["reason"], "not an image of a known format");
+  EXPECT_EQ(json::parse(client.Get("card?path=broken.png").body)["reason"], "The file is a text; not supported");
 }
 
 TEST_F(ServeTest, TellsEveryClientAndForgetsThoseThatLeft) {
@@ -227,10 +227,10 @@ TEST_F(ServeTest, AFolderThatIsNotThereAndAPortThatIsTakenAreAnswered) {
 TEST_F(ServeTest, ABrowserShowsThePicturesAsTheyCome) {
   if (CBrowser::Program().empty()) GTEST_SKIP() << "there is no browser";
   const CHttpClient client = Start();
-  const std::string page = CBrowser().Document("http://127.0.0.1:" + std::to_string(client.Port()) + client.Prefix());
+  const std::string page = CBrowser().LiveDocument("http://127.0.0.1:" + std::to_string(client.Port()) + client.Prefix());
   EXPECT_THAT(page, HasSubstr("alt=\"a.png\""));
   EXPECT_THAT(page, HasSubstr("thumbnail?path=stack.ome.tif"));
-  EXPECT_THAT(page, HasSubstr("not an image of a known format"));
+  EXPECT_THAT(page, HasSubstr("The file is a text; not supported"));
   EXPECT_THAT(page, HasSubstr(">below</a>"));
   EXPECT_THAT(page, HasSubstr("3 z planes"));
 }
