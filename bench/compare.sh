@@ -6,7 +6,7 @@
 #     --rounds  how often each program runs (7)
 #     --alone   no peer but vipsthumbnail
 # Installs the peers, builds, and makes a corpus of about 1.3 GB in build/corpus. Takes some minutes. Databases and
-# thumbnails go to /dev/shm, so that no disk is waited for.
+# thumbnails go to /dev/shm, so that no disk is waited for, but for one column, whose databases go below TMPDIR.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/../scripts/common.sh"
 

@@ -2,7 +2,8 @@
 # Counts with strace how often the disk is waited for (fsync, fdatasync) to store a thumbnail, and prints a table.
 #   bench/count_syncs.sh
 # Each count is the difference of two runs of qvthumbs, on one picture and on eleven, so that opening and closing the
-# database are taken out. Exits with 1 when a count is above its limit, or when nothing was written.
+# database are taken out. In write-ahead mode it waits with books only. Exits with 1 when a count is above its limit, or
+# when not all was written.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/../scripts/common.sh"
 
@@ -45,6 +46,7 @@ counts() {
   syncs_of "$database" "$work/$2"
   touch "$work/$2"/*.jpg
   syncs_of "$database" "$work/$2"
+  [ "$(sqlite3 "$database" "SELECT count(*) FROM cache")" -eq "$2" ] || return 1
 }
 
 status=0
@@ -52,7 +54,7 @@ status=0
 print_row() {
   local count verdict=PASS
   count=$((($2 - $3 + many - few - 1) / (many - few)))
-  if [ "$count" -gt "$4" ] || [ "$count" -lt 1 ]; then
+  if [ "$count" -gt "$4" ]; then
     verdict=short
     status=1
   fi
@@ -62,8 +64,9 @@ print_row() {
 # print_mode MODE NAME LIMIT-OF-NEW LIMIT-OF-OVERWRITTEN
 print_mode() {
   local of_few of_many
-  mapfile -t of_few < <(counts "$1" $few)
-  mapfile -t of_many < <(counts "$1" $many)
+  counts "$1" $few >"$work/few" && counts "$1" $many >"$work/many" || { status=1; return; }
+  mapfile -t of_few <"$work/few"
+  mapfile -t of_many <"$work/many"
   print_row "a new thumbnail, $2" "${of_many[0]}" "${of_few[0]}" "$3"
   print_row "an overwritten one, $2" "${of_many[1]}" "${of_few[1]}" "$4"
 }
@@ -71,5 +74,5 @@ print_mode() {
 echo "| | counted | limit | |"
 echo "|---|---|---|---|"
 print_mode delete "default journal" 8 16
-print_mode wal "write-ahead" 2 4
+print_mode wal "write-ahead" 0 0
 exit $status

@@ -11,7 +11,8 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
-set(CMAKE_INSTALL_RPATH "$ORIGIN/../lib/qvthumbs;$ORIGIN")
+# The last for the package, in a sandbox without /proc, from which the loader learns where a program lies.
+set(CMAKE_INSTALL_RPATH "$ORIGIN/../lib/qvthumbs;$ORIGIN;/usr/lib/qvthumbs")
 
 find_package(Threads REQUIRED)
 include(QvPrecompiled)

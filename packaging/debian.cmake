@@ -1,8 +1,11 @@
-# The Debian package "qvthumbs": the program, its libraries under /usr/lib/qvthumbs, the documents.
+# The Debian package "qvthumbs": the program, its libraries under /usr/lib/qvthumbs, the documents, what a desktop needs.
 
 install(FILES README.md DESTINATION share/doc/qvthumbs)
 install(DIRECTORY docs DESTINATION share/doc/qvthumbs
         FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN "*.cpp")
+# File managers learn the formats, and what makes thumbnails of them.
+install(FILES ${CMAKE_CURRENT_LIST_DIR}/desktop/qvthumbs.thumbnailer DESTINATION share/thumbnailers)
+install(FILES ${CMAKE_CURRENT_LIST_DIR}/desktop/qvthumbs.xml DESTINATION share/mime/packages)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME qvthumbs)

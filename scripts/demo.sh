@@ -39,7 +39,7 @@ status=0
 [ "$status" -le 1 ] || exit "$status"
 "$programs/qvthumbs" gallery --recursive --db "$database" "$images" -o "$gallery" || [ $? -eq 1 ]
 echo
-"$programs/qvthumbs" stats --db "$database"
+"$programs/qvthumbs" stats --details --db "$database"
 
 echo
 echo "images      $images"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need, and only those that are missing.
 #   scripts/install_deps.sh [--list] [GROUP...]
-#     groups: build test format clang fuzz sources coverage threads package cluster peers bench browser; default: build
+#     groups: build test format clang fuzz sources coverage threads package cluster desktop browser peers bench; default: build
 # Needs bash and apt; works as root or through sudo. This is the only place that names packages.
 set -euo pipefail
 
@@ -28,6 +28,8 @@ browser_packages=(chromium)
 bench_packages=(libbenchmark-dev libspng-dev strace sqlite3 bc)
 # A job scheduler, to prove the scripts for clusters with.
 cluster_packages=(slurmctld slurmd slurm-client munge sqlite3)
+# What file managers make thumbnails with, to prove ours with.
+desktop_packages=(tumbler dbus-daemon libglib2.0-bin shared-mime-info bubblewrap)
 # Other makers of thumbnails, to compare with.
 peers_packages=(libvips-tools graphicsmagick imagemagick openslide-tools python3-zarr)
 
@@ -37,7 +39,7 @@ list_only=false
 groups=()
 for argument in "$@"; do
   case $argument in
-    build | test | format | clang | fuzz | sources | coverage | threads | package | cluster | peers | bench | browser) groups+=("$argument") ;;
+    build | test | format | clang | fuzz | sources | coverage | threads | package | cluster | desktop | browser | peers | bench) groups+=("$argument") ;;
     --list) list_only=true ;;
     -h | --help) usage; exit 0 ;;
     *) echo "install_deps.sh: unknown group '$argument'" >&2; usage >&2; exit 2 ;;

@@ -27,8 +27,8 @@ void PrintHead(const SComparer& comparer) {
   std::string head =
       "| class | qvthumbs files/s | vipsthumbnail files/s | time ours / its | at most |"
       " processor time ours / its |"
-      " two workers / one | two workers MiB over idle | vipsthumbnail MiB |";
-  std::string line = "|---|---|---|---|---|---|---|---|---|";
+      " two workers / one | database on a disk / in memory | two workers MiB over idle | vipsthumbnail MiB |";
+  std::string line = "|---|---|---|---|---|---|---|---|---|---|";
   for (const SContender& other : comparer.others) {
     head += fmt::format(" {} files/s, MiB |", other.name);
     line += "---|";
@@ -42,10 +42,11 @@ void PrintRow(const SCorpusClass& kind, const SComparison& result) {
   if (!result.ours || !result.vips || !result.oursTwice) {
     throw std::runtime_error(fmt::format("a run on the class {} failed", kind.name));
   }
-  std::string row = fmt::format("| {} | {} | {} | {:.3f} | {:.2f} | {:.3f} | {:.2f} | {:.0f} | {:.0f} |", kind.name,
-                                Number(result.ours->filesPerSecond), Number(result.vips->filesPerSecond), result.toVips,
-                                kLargestTimeRatios.at(kind.name), result.processorToVips, result.twoWorkersToOne,
-                                result.oursTwice->peakMiB - result.oursTwice->startMiB, result.vips->peakMiB);
+  std::string row =
+      fmt::format("| {} | {} | {} | {:.3f} | {:.2f} | {:.3f} | {:.2f} | {:.2f} | {:.0f} | {:.0f} |", kind.name,
+                  Number(result.ours->filesPerSecond), Number(result.vips->filesPerSecond), result.toVips,
+                  kLargestTimeRatios.at(kind.name), result.processorToVips, result.twoWorkersToOne, result.diskToMemory,
+                  result.oursTwice->peakMiB - result.oursTwice->startMiB, result.vips->peakMiB);
   for (const std::optional<SRate>& other : result.others) {
     row += other ? fmt::format(" {}, {:.0f} |", Number(other->filesPerSecond), other->peakMiB) : " - |";
   }
@@ -62,7 +63,7 @@ void TakeOneThread() {
 
 int main(int argc, char** argv) try {
   CLI::App app("Compares qvthumbs with other makers of thumbnails on a corpus and prints a table");
-  std::string corpus, qvthumbs, only, scratch = "/dev/shm";
+  std::string corpus, qvthumbs, only, scratch = "/dev/shm", disk = fs::temp_directory_path();
   SComparer comparer;
   bool alone = false;
   app.add_option("CORPUS", corpus, "Folder that qvbench-corpus made")->required()->check(CLI::ExistingDirectory);
@@ -70,13 +71,15 @@ int main(int argc, char** argv) try {
   app.add_option("--class", only, "This class only");
   app.add_option("--rounds", comparer.rounds, "Runs of each")->capture_default_str()->check(CLI::Range(1, 1000));
   app.add_option("--scratch", scratch, "Folder for what is made; its disk must not matter")->capture_default_str();
+  app.add_option("--disk", disk, "Folder on a disk that is waited for")->capture_default_str();
   app.add_flag("--alone", alone, "Leave out all peers but vipsthumbnail");
   CLI11_PARSE(app, argc, argv);
 
   comparer.main = MainContenders(qvthumbs);
   if (!alone) comparer.others = OtherContenders();
   comparer.otherRounds = std::min(comparer.otherRounds, comparer.rounds);
-  comparer.scratch = fs::path(scratch) / fmt::format("qvbench-{}", getpid());
+  const std::string own = fmt::format("qvbench-{}", getpid());
+  comparer.scratch = {fs::path(scratch) / own, fs::path(disk) / own};
   TakeOneThread();
   PrintHead(comparer);
   for (const SCorpusClass& kind : CorpusClasses()) {

@@ -70,14 +70,15 @@ double MedianQuotient(const SSeries& above, const SSeries& below, double SProgra
 
 // In turns, so that a change of the machine's pace meets all alike.
 std::vector<SSeries> RunInTurns(const std::vector<SContender>& contenders, int rounds, const CPaths& start,
-                                const CPaths& files, const fs::path& out) {
+                                const CPaths& files, const SScratch& scratch) {
   std::vector<SSeries> all;
   for (const SContender& contender : contenders) all.emplace_back().contender = &contender;
   for (int round = 0; round < rounds; ++round) {
-    for (SSeries& series : all) series.RunStart(start, out);
-    for (SSeries& series : all) series.RunBatch(files, out);
+    for (SSeries& series : all) series.RunStart(start, scratch.Of(*series.contender));
+    for (SSeries& series : all) series.RunBatch(files, scratch.Of(*series.contender));
   }
-  fs::remove_all(out);
+  fs::remove_all(scratch.memory);
+  fs::remove_all(scratch.disk);
   return all;
 }
 
@@ -93,6 +94,7 @@ SComparison SComparer::Compare(const fs::path& folder, const std::string& classN
   result.oursTwice = pair[2].Result(files.size());
   result.toVips = MedianQuotient(pair[0], pair[1], &SProgramRun::seconds);
   result.twoWorkersToOne = MedianQuotient(pair[2], pair[0], &SProgramRun::seconds);
+  result.diskToMemory = MedianQuotient(pair[3], pair[2], &SProgramRun::seconds);
   result.processorToVips = MedianQuotient(pair[0], pair[1], &SProgramRun::processorSeconds);
   for (const SContender& other : others) {
     if (other.onlyClass != nullptr && className != other.onlyClass) {

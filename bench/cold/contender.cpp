@@ -73,7 +73,8 @@ bool AllThere(const fs::path& out, std::size_t count) {
 std::vector<SContender> MainContenders(const std::string& qvthumbs) {
   return {{"qvthumbs", qvthumbs, Ours<true>, true, false, nullptr},
           {"vipsthumbnail", "vipsthumbnail", Vips, true, true, nullptr},
-          {"qvthumbs, two workers", qvthumbs, Ours<false>, true, false, nullptr}};
+          {"qvthumbs, two workers", qvthumbs, Ours<false>, true, false, nullptr},
+          {"qvthumbs, two workers, on a disk", qvthumbs, Ours<false>, true, false, nullptr, true}};
 }
 
 std::vector<SContender> OtherContenders() {

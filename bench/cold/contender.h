@@ -25,9 +25,10 @@ struct SContender {
   bool wholeBatch;        // false: only a batch's first file is given to it, since it takes so long
   bool leavesFiles;       // one per thumbnail
   const char* onlyClass;  // null: reads all
+  bool onDisk = false;    // what it makes is to go to a disk that is waited for
 };
 
-// With one worker, the peer that the goals are about, and with two workers, in this order.
+// With one worker, the peer that the goals are about, with two workers, and the same on a disk, in this order.
 std::vector<SContender> MainContenders(const std::string& qvthumbs);
 // The others that are installed.
 std::vector<SContender> OtherContenders();

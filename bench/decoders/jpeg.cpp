@@ -13,9 +13,9 @@ using namespace imageformats;
 constexpr std::uint32_t kRowsAtOnce = 16;
 constexpr std::uint32_t kSpare = 2;  // block means for each pixel of the result, along either axis
 
-SAverages AverageMeans(const InputPtr& input, bool fineColor, SSize wanted) {
+SAverages AverageMeans(const InputPtr& input, EMeansDetail detail, SSize wanted) {
   CRenderGuard guard;
-  const auto means = ReadBlockMeans(*input, fineColor, guard);
+  const auto means = ReadBlockMeans(*input, {detail, wanted}, guard);
   if (!means) throw std::runtime_error("the block means cannot be read");
   return AveragesOf(AverageBlockMeans(*means, wanted, guard), 255);
 }
@@ -46,13 +46,11 @@ std::vector<SDecoder> JpegDecoders(const std::filesystem::path& file, const SBox
   const InputPtr input = OpenInput(file);
   const SJpegMarkers markers = ReadJpegMarkers(*input);
   const SSize stored{markers.width, markers.height}, wanted = FitInto(stored, box);
-  const auto spares = [&](std::uint32_t blockSide) {
-    return stored.width / (blockSide * markers.subsamplingX) >= kSpare * wanted.width &&
-           stored.height / (blockSide * markers.subsamplingY) >= kSpare * wanted.height;
+  const auto leaves = [&](std::uint32_t means, std::uint32_t side) {
+    return stored.width / (side * markers.subsamplingX) >= means * wanted.width &&
+           stored.height / (side * markers.subsamplingY) >= means * wanted.height;
   };
-  const bool fineColor = !spares(8);
-  const bool progressive = markers.frameMarker == kMarkerSof2;
-  if (JpegScaleFor(stored, wanted, true) != 1 || (fineColor && (!progressive || !spares(4)))) return {};
-  return {{fineColor ? "means, fine colour" : "means", [=] { return AverageMeans(input, fineColor, wanted); }},
+  if (JpegScaleFor(stored, wanted, true) != 1 || !leaves(kSpare, 4)) return {};
+  return {{"means of quarters", [=] { return AverageMeans(input, EMeansDetail::kQuarters, wanted); }},
           {"libjpeg", [=] { return AverageEighth(input, wanted); }}};
 }

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <filesystem>
 #include <memory>
 #include <numeric>
@@ -132,12 +131,6 @@ class CQueueRequests {
   CQueueRequests(const std::string& file, std::size_t count) : m_cache(file), m_count(count) {
     m_descriptions = DescribeFirst(kLargeCollection);
     m_cache->SetCacheLimit(kLargeCollection + 1);
-    m_cache->AddListener(
-        [](void* context, const wchar_t*) {
-          auto* self = static_cast<CQueueRequests*>(context);
-          if (++self->m_finished == self->m_wanted) self->m_finished.notify_one();
-        },
-        this);
   }
   // Seconds a request.
   double RunRound() {
@@ -146,24 +139,16 @@ class CQueueRequests {
     const std::size_t repeats = m_count < kThumbnails ? kThumbnails / m_count : 1;
     for (std::size_t i = 0; i < repeats; ++i) {
       m_cache->PurgeUnusedThumbnails();
-      seconds += SecondsOf([&] { RequestAndWait(&m_descriptions[i * m_count]); });
+      seconds += SecondsOf([&] { m_requests.MakeAll({&m_descriptions[i * m_count], m_count}); });
     }
     return seconds / static_cast<double>(repeats * m_count);
   }
 
  private:
-  void RequestAndWait(const SQvThumbnailDescription* descriptions) {
-    m_wanted += m_count;
-    // A call wakes one worker.
-    m_cache->RequestThumbnails(0, descriptions, 1, 0, true);
-    m_cache->RequestThumbnails(0, descriptions + 1, static_cast<std::uint32_t>(m_count - 1), 0, true);
-    for (std::size_t now = m_finished; now != m_wanted; now = m_finished) m_finished.wait(now);
-  }
-
   COpenCache m_cache;
+  CQueuedRequests m_requests{*m_cache};
   const std::size_t m_count;
   std::vector<SQvThumbnailDescription> m_descriptions;
-  std::atomic<std::size_t> m_finished{0}, m_wanted{0};
 };
 
 void FillQueue(benchmark::State& state) {

@@ -40,6 +40,7 @@ class CStoredThumbnails {
   std::string DatabaseFile() const { return m_folder.Path("cache.db"); }
   const qvtest::CTempFolder& Folder() const { return m_folder; }
   IQvThumbnailCache& Cache() { return **m_cache; }
+  const std::vector<SQvThumbnailDescription>& Descriptions() const { return m_descriptions; }
 
   // Each request evicts what was read before, so all of them read.
   void ReadThroughService(std::size_t first, std::size_t count) {
@@ -117,6 +118,23 @@ void ReadRowsOnTwoThreads(benchmark::State& state) {
       [&] { read(0, kRows); });
 }
 
+// A list in one call keeps both workers busy.
+void QueueRows(benchmark::State& state) {
+  CStoredThumbnails stored;
+  CQueuedRequests requests(stored.Cache());
+  RunPaired(
+      state, kRepeats * kRows, {EMeasure::SpeedAtLeast, 1.6},
+      [&] {
+        for (int i = 0; i < kRepeats; ++i) {
+          stored.Cache().PurgeUnusedThumbnails();
+          requests.MakeAll(stored.Descriptions());
+        }
+      },
+      [&] {
+        for (int i = 0; i < kRepeats; ++i) stored.ReadThroughService(0, kRows);
+      });
+}
+
 // Each bare thread has a connection of its own.
 void ReadDirectlyOnTwoThreads(benchmark::State& state) {
   CStoredThumbnails one, other;
@@ -185,6 +203,7 @@ void ReadBesideWriter(benchmark::State& state) {
 BENCHMARK(ReadRows)->Name("warm, row to picture")->Iterations(kRounds)->UseManualTime();
 BENCHMARK(ReadRowsSingly)->Name("warm, one request a call")->Iterations(kRounds)->UseManualTime();
 BENCHMARK(ReadRowsOnTwoThreads)->Name("warm, two threads against one")->Iterations(kRounds)->UseManualTime();
+BENCHMARK(QueueRows)->Name("warm, a list in one call against one thread")->Iterations(kRounds)->UseManualTime();
 BENCHMARK(ReadDirectlyOnTwoThreads)
     ->Name("the bare reads, two threads against one")
     ->Iterations(kRounds)

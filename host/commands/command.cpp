@@ -11,15 +11,16 @@
 namespace qvhost {
 
 void AddDatabaseOptions(CCommand command, SDatabaseOptions* options) {
-  COption file = command.AddOption("--db", &options->file, "Database file (default: your own, in your cache folder)");
-  file.Type("FILE");
+  COption file = command.AddOption("--db", &options->file,
+                                   "Database file (default: $QVTHUMBS_DB, else your own, in your cache folder)");
+  file.Type("FILE").NotEmpty("names no file; leave it out for your own database");
   command.AddFlag("--all-users", &options->allUsers, "Use the database that all users of this machine share")
       .Excludes(file);
 }
 
-void AddJsonOption(CCommand command, bool* json) {
-  command.AddFlag("--json", json,
-                  "Print JSON, times in UTC; in names, bytes that are no UTF-8 stand as \\xNN and may be given so");
+COption AddJsonOption(CCommand command, bool* json) {
+  return command.AddFlag(
+      "--json", json, "Print JSON, times in UTC; in names, bytes that are no UTF-8 stand as \\xNN and may be given so");
 }
 
 void AddQualityOption(CCommand command, bool* highQuality) {

@@ -19,6 +19,7 @@ struct SOutcome {
 
 void AddMakeCommand(CCommand program, SOutcome& outcome);
 void AddShowCommand(CCommand program, SOutcome& outcome);
+void AddThumbnailCommand(CCommand program, SOutcome& outcome);
 void AddInfoCommand(CCommand program, SOutcome& outcome);
 void AddPlateCommand(CCommand program, SOutcome& outcome);
 void AddGalleryCommand(CCommand program, SOutcome& outcome);
@@ -38,7 +39,7 @@ std::string VersionText();
 
 // Options that several verbs share.
 void AddDatabaseOptions(CCommand command, SDatabaseOptions* options);
-void AddJsonOption(CCommand command, bool* json);
+COption AddJsonOption(CCommand command, bool* json);
 void AddQualityOption(CCommand command, bool* highQuality);
 // What thumbnails show of pictures with several planes; the database follows it.
 void AddViewOptions(CCommand command, SDatabaseOptions* options);

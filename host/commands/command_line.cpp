@@ -81,6 +81,7 @@ COption& COption::Between(int least, int most) {
 COption& COption::FileNames() {
   m_option->transform(CLI::Validator(
       [](std::string& name) {
+        if (name.empty()) return std::string("an empty name is no file");
         name = PresentName(name);
         return std::string();
       },
@@ -91,6 +92,11 @@ COption& COption::FileNames() {
 COption& COption::NotEmpty(const char* reason) {
   m_option->check(
       [text = std::string(reason)](const std::string& value) { return value.empty() ? text : std::string(); });
+  return *this;
+}
+
+COption& COption::Each() {
+  m_option->allow_extra_args(false);
   return *this;
 }
 

@@ -28,10 +28,13 @@ class COption {
   COption& Positive();
   COption& NotNegative();
   COption& Between(int least, int most);
-  // Names of files that are there: one that is not, but would be with every \xNN taken for its byte, is that one.
+  // Names of files that are there: one that is not, but would be with every \xNN taken for its byte, is that one. An
+  // empty one is refused.
   COption& FileNames();
   // An empty text is refused with this reason.
   COption& NotEmpty(const char* reason);
+  // Of a list: one value behind each mention of the option.
+  COption& Each();
   COption& OneOf(const std::vector<std::string>& texts);
 
   bool IsGiven() const;

@@ -136,7 +136,7 @@ void Delete(const SArguments& arguments) {
   if (arguments.json) {
     PrintJson({{"deleted", deleted}, {"experimentDeleted", gone}});
   } else {
-    std::printf("deleted %s of %s records%s\n", FormatCount(deleted).c_str(), FormatCount(before).c_str(),
+    std::printf("deleted %s of %s%s\n", FormatCount(deleted).c_str(), FormatCountOf(before, "record").c_str(),
                 gone ? ", and the experiment, which no record refers to any more" : "");
   }
 }

@@ -20,14 +20,19 @@ namespace {
 struct SArguments {
   SDatabaseOptions database;
   std::vector<std::string> paths;
-  std::string list;   // a file with the names of files
-  std::string shard;  // "3/8"
+  std::vector<std::string> excluded;  // patterns
+  std::string list;                   // a file with the names of files
+  std::string shard;                  // "3/8"
   std::string catalog;
   std::string library;
   std::string field;
   SMakeOptions make;
-  bool recursive = false, failuresOk = false, json = false;
+  bool recursive = false, failuresOk = false, quiet = false, json = false;
 };
+
+EMakeOutput OutputOf(const SArguments& arguments) {
+  return arguments.json ? EMakeOutput::Json : arguments.quiet ? EMakeOutput::Failures : EMakeOutput::All;
+}
 
 int RunMaker(const SArguments& arguments, CSession& session, IThumbnailJobs& jobs, CMakeReport& report,
              const CCatalog* catalog = nullptr) {
@@ -44,13 +49,16 @@ int RunMaker(const SArguments& arguments, CSession& session, IThumbnailJobs& job
 // Of all files that are named, those of the shard.
 SFoundFiles FindFiles(const SArguments& arguments, const SShard& shard, CShardFiles& chosen) {
   SFoundFiles found;
+  const CNameFilter filter(arguments.excluded);
   if (arguments.list.empty()) {
-    found = FindImageFiles(arguments.paths, arguments.recursive);
+    found = FindImageFiles(arguments.paths, arguments.recursive, filter);
     for (std::string& file : found.files) chosen.Offer(std::move(file));
     // One of the shards tells of paths that lead nowhere.
     if (shard.number != 1) found.problems.clear();
   } else {
-    ReadFileList(arguments.list, [&chosen](std::string name) { chosen.Offer(std::move(name)); });
+    ReadFileList(arguments.list, [&](std::string name) {
+      if (!filter.Excludes(name)) chosen.Offer(std::move(name));
+    });
   }
   found.files = chosen.Take();
   return found;
@@ -60,13 +68,16 @@ void Make(const SArguments& arguments, const SFoundFiles& found, CSession& sessi
           SOutcome& outcome) {
   for (const auto& [path, reason] : found.problems) report.OnFailed(path, reason);
   CFileJobs jobs(found.files, arguments.make.highQuality, session.DatabasePath());
+  jobs.LookAhead();
   const std::unique_ptr<CCatalog> catalog = OpenCatalogFor(jobs, session, arguments.catalog);
   outcome.status = RunMaker(arguments, session, jobs, report, catalog.get());
 }
 
 void MakeForFiles(const SArguments& arguments, SOutcome& outcome) {
   CShardFiles chosen({1, 1});
-  const SFoundFiles found = FindFiles(arguments, {1, 1}, chosen);
+  // Those below paths are different ones as they are found.
+  const SFoundFiles found = arguments.list.empty() ? FindImageFiles(arguments.paths, arguments.recursive)
+                                                   : FindFiles(arguments, {1, 1}, chosen);
   if (found.files.empty() && found.problems.empty()) {
     std::fprintf(
         stderr, "qvthumbs: no image files there%s\n",
@@ -74,7 +85,7 @@ void MakeForFiles(const SArguments& arguments, SOutcome& outcome) {
   }
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Fill);
-  CMakeReport report(static_cast<std::int64_t>(found.files.size() + found.problems.size()), arguments.json);
+  CMakeReport report(static_cast<std::int64_t>(found.files.size() + found.problems.size()), OutputOf(arguments));
   Make(arguments, found, session, report, outcome);
 }
 
@@ -86,6 +97,7 @@ CJson Asked(const SArguments& arguments) {
   } else {
     asked["filesFrom"] = arguments.list;
   }
+  if (!arguments.excluded.empty()) asked["exclude"] = arguments.excluded;
   return asked;
 }
 
@@ -97,7 +109,7 @@ void MakeShard(const SArguments& arguments, SOutcome& outcome) {
   CShardRun run(shard, ChooseDatabase(arguments.database).path);
   CShardFiles chosen(shard);
   const SFoundFiles found = FindFiles(arguments, shard, chosen);
-  CMakeReport report(static_cast<std::int64_t>(found.files.size() + found.problems.size()), arguments.json);
+  CMakeReport report(static_cast<std::int64_t>(found.files.size() + found.problems.size()), OutputOf(arguments));
   SShardManifest& manifest = run.Manifest();
   manifest.asked = Asked(arguments);
   manifest.filesOfAllShards = chosen.Offered();
@@ -128,7 +140,7 @@ void MakeForLibrary(const SArguments& arguments, SOutcome& outcome) {
   }
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Fill);
-  CMakeReport report(jobs.Count(), arguments.json);
+  CMakeReport report(jobs.Count(), OutputOf(arguments));
   outcome.status = RunMaker(arguments, session, jobs, report);
 }
 
@@ -153,15 +165,23 @@ void AddMakeCommand(CCommand program, SOutcome& outcome) {
                  "Take the names of the files from FILE, a line each or each ended by a NUL; - is standard input")
       .Excludes(paths)
       .Excludes(library)
+      .NotEmpty("an empty name is no file")
       .Type("FILE");
   command
       .AddOption("--shard", &arguments->shard,
                  "Only the Kth of N equal parts, into a database of its own beside the --db FILE, with a manifest")
       .Excludes(library)
       .Type("K/N");
+  command
+      .AddOption("--exclude", &arguments->excluded,
+                 "Leave out files and folders of this name, or path, e.g. '*_raw.tif' or 'old/*'; may be repeated")
+      .Excludes(library)
+      .Each()
+      .Type("PATTERN");
   AddCatalogOption(command, &arguments->catalog).Excludes(library);
   command.AddFlag("--failures-ok", &arguments->failuresOk, "Exit with 0 although some files failed");
-  AddJsonOption(command, &arguments->json);
+  COption quiet = command.AddFlag("-q,--quiet", &arguments->quiet, "Print nothing but what failed");
+  AddJsonOption(command, &arguments->json).Excludes(quiet);
   command.SetFooter(
       "A thumbnail that the database holds is kept while its file is unchanged.\n"
       "Ctrl-C stops cleanly; nothing that was made is lost.\n\n"

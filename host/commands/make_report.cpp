@@ -18,14 +18,14 @@ void CMakeReport::OnThumbnail(const SThumbnailJob& job, bool made, const SQvPicB
 void CMakeReport::OnFailed(const std::string& name, const std::string& reason) {
   ++m_failed;
   m_failures.emplace_back(name, reason);
-  if (!m_json) m_progress.PrintLine(fmt::format("failed: {}: {}", Printable(name), reason));
+  if (m_output != EMakeOutput::Json) m_progress.PrintLine(fmt::format("failed: {}: {}", Printable(name), reason));
   m_progress.Update(Done(), name);
 }
 
 int CMakeReport::Print(const std::string& databasePath, bool completed) {
   const double seconds = m_progress.Seconds();
   m_progress.Finish();
-  if (m_json) {
+  if (m_output == EMakeOutput::Json) {
     CJson failures = CJson::array();
     for (const auto& [name, reason] : m_failures) failures.push_back({{"file", name}, {"reason", reason}});
     CJson document = {{"made", m_made},          {"alreadyCached", m_cached}, {"failed", m_failed},
@@ -33,7 +33,7 @@ int CMakeReport::Print(const std::string& databasePath, bool completed) {
                       {"database", databasePath}};
     if (m_fromCatalog) document["fromCatalog"] = *m_fromCatalog;
     PrintJson(std::move(document));
-  } else {
+  } else if (m_output == EMakeOutput::All) {
     const std::string catalog =
         m_fromCatalog ? fmt::format(" ({} from the catalogue)", FormatCount(*m_fromCatalog)) : std::string();
     std::printf("%smade %s, already cached %s%s, failed %s in %s\n",

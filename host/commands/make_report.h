@@ -10,11 +10,17 @@
 
 namespace qvhost {
 
+enum class EMakeOutput {
+  All,       // progress, failures as they come, and a last line
+  Failures,  // nothing but these
+  Json,      // a document at the end
+};
+
 // Counts what became of the wanted thumbnails, and shows the progress.
 class CMakeReport : public IThumbnailObserver {
  public:
-  // With `json` the failures are not printed as they come.
-  CMakeReport(std::int64_t total, bool json) : m_json(json), m_progress(total, json) {}
+  CMakeReport(std::int64_t total, EMakeOutput output)
+      : m_output(output), m_progress(total, output != EMakeOutput::All) {}
 
   void OnThumbnail(const SThumbnailJob& job, bool made, const SQvPicBuf& picture) override;
   void OnFailed(const std::string& name, const std::string& reason) override;
@@ -33,7 +39,7 @@ class CMakeReport : public IThumbnailObserver {
  private:
   std::int64_t Done() const { return m_made + m_cached + m_failed; }
 
-  const bool m_json;
+  const EMakeOutput m_output;
   CProgress m_progress;
   std::int64_t m_made = 0, m_cached = 0, m_failed = 0;
   std::optional<std::int64_t> m_fromCatalog;

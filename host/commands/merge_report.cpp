@@ -15,7 +15,9 @@ std::string BooksText(const SBookkeepingCounts& books) {
   if (books.history > 0) text += fmt::format(", {} history records", FormatCount(books.history));
   if (books.experiments > 0) text += fmt::format(", {} experiments", FormatCount(books.experiments));
   if (books.stored > 0) text += fmt::format(", {} stored items", FormatCount(books.stored));
-  if (books.keptHistory > 0) text += fmt::format("; {} files keep their record", FormatCount(books.keptHistory));
+  if (books.keptHistory > 0)
+    text += fmt::format("; {} {} the record", FormatCountOf(books.keptHistory, "file"),
+                        books.keptHistory == 1 ? "keeps" : "keep");
   return text;
 }
 
@@ -71,11 +73,11 @@ int CMergeReport::Print(const std::string& database, bool completed) {
                {"seconds", seconds},
                {"interrupted", !completed}});
   } else {
-    std::printf("%smerged %s shards, %s merged before, failed %s: added %s, replaced %s, kept %s in %s\n",
-                completed ? "" : "interrupted: ", FormatCount(m_merged).c_str(), FormatCount(m_before).c_str(),
-                FormatCount(static_cast<std::int64_t>(m_failures.size())).c_str(), FormatCount(m_counts.added).c_str(),
-                FormatCount(m_counts.replaced).c_str(), FormatCount(m_counts.kept).c_str(),
-                FormatDuration(seconds).c_str());
+    std::printf("%smerged %s, %s merged before, failed %s: added %s, replaced %s, kept %s in %s\n",
+                completed ? "" : "interrupted: ", FormatCountOf(m_merged, "shard").c_str(),
+                FormatCount(m_before).c_str(), FormatCount(static_cast<std::int64_t>(m_failures.size())).c_str(),
+                FormatCount(m_counts.added).c_str(), FormatCount(m_counts.replaced).c_str(),
+                FormatCount(m_counts.kept).c_str(), FormatDuration(seconds).c_str());
   }
   if (!completed) return kExitInterrupted;
   return m_failures.empty() ? kExitOk : kExitSomeFailed;

@@ -92,10 +92,9 @@ void Print(const SArguments& arguments, const std::vector<SOrphanedRow>& thumbna
   if (arguments.dryRun) {
     for (const SOrphanedRow& row : thumbnails) std::printf("%s\n", Printable(row.file).c_str());
   }
-  std::printf("%s %s thumbnails and %s text informations of files that are gone\n",
-              arguments.dryRun ? "would remove" : "removed",
-              FormatCount(static_cast<std::int64_t>(thumbnails.size())).c_str(),
-              FormatCount(static_cast<std::int64_t>(textInfos)).c_str());
+  std::printf("%s %s and %s of files that are gone\n", arguments.dryRun ? "would remove" : "removed",
+              FormatCountOf(static_cast<std::int64_t>(thumbnails.size()), "thumbnail").c_str(),
+              FormatCountOf(static_cast<std::int64_t>(textInfos), "text information").c_str());
 }
 
 void Prune(const SArguments& arguments) {
@@ -120,7 +119,9 @@ void AddPruneCommand(CCommand program, SOutcome&) {
   const auto arguments = std::make_shared<SArguments>();
   CCommand command = program.AddVerb("prune", "Remove what the database holds of files that are gone");
   AddDatabaseOptions(command, &arguments->database);
-  command.AddOption("--under", &arguments->under, "Only files below this folder").Type("FOLDER");
+  command.AddOption("--under", &arguments->under, "Only files below this folder")
+      .NotEmpty("an empty name is no folder")
+      .Type("FOLDER");
   command.AddFlag("-n,--dry-run", &arguments->dryRun, "Only tell what would be removed");
   AddJsonOption(command, &arguments->json);
   command.SetFooter(

@@ -4,19 +4,26 @@
 
 #include "host/commands/catalog_choice.h"
 #include "host/commands/command.h"
+#include "host/commands/picture_choice.h"
 #include "host/commands/scale_bar_choice.h"
 #include "host/files/associated_picture.h"
 #include "host/files/file_jobs.h"
 #include "host/files/image_file.h"
+#include "host/files/input_file.h"
 #include "host/library/library_jobs.h"
 #include "host/library/memory_picture.h"
 #include "host/output/picture.h"
 #include "host/session/session.h"
+#include "host/thumbnails/sized_picture.h"
 #include "host/thumbnails/thumbnail_maker.h"
 #include "system/qvstatus.h"
 
 namespace qvhost {
 namespace {
+
+// Widths of the cache's boxes.
+constexpr int kStandardSide = 480, kLargeSide = 640;
+constexpr int kLargestSide = 4096;
 
 struct SArguments {
   SDatabaseOptions database;
@@ -27,6 +34,8 @@ struct SArguments {
   std::int32_t record = 0;
   std::string field = "image";
   SScaleBarChoice scaleBar;
+  SPictureChoice picture;
+  int size = 0;  // 0: the cache's own box
   bool highQuality = false, json = false;
   bool label = false, macro = false;
 
@@ -34,51 +43,74 @@ struct SArguments {
   const char* AssociatedName() const noexcept { return label ? "label" : macro ? "macro" : ""; }
 };
 
+// Where a picture came from.
+enum class EOrigin { Made, Cache, MadeOnly };
+
+const char* TextOf(EOrigin origin) {
+  switch (origin) {
+    case EOrigin::Made:
+      return "made now";
+    case EOrigin::Cache:
+      return "from the cache";
+    case EOrigin::MadeOnly:
+      break;
+  }
+  return "made now; not cached";
+}
+
 // Writes the one thumbnail as it comes.
 class CPictureWriter : public IThumbnailObserver {
  public:
   CPictureWriter(const SArguments& arguments, const COutputTarget& target, const SPictureScale& scale,
                  SOutcome& outcome)
-      : m_arguments(arguments), m_target(target), m_scale(scale), m_outcome(outcome) {}
+      : m_arguments(arguments),
+        m_target(target),
+        m_format(arguments.picture.For(target)),
+        m_scale(scale),
+        m_outcome(outcome) {}
 
   void OnThumbnail(const SThumbnailJob& job, bool made, const SQvPicBuf& picture) override {
-    if (!picture.data) return;
-    if (!m_arguments.scaleBar.IsWanted()) {
-      WritePicture(picture, m_target);
-      return Tell(job, made, picture, nullptr);
-    }
-    CQvPicture marked = CopyPicture(picture);
-    const SDrawnScaleBar bar = DrawWantedScaleBar(m_arguments.scaleBar, m_scale, *marked.Get());
-    WritePicture(*marked, m_target);
-    Tell(job, made, picture, &bar);
+    if (picture.data) Write(job.name, picture, made ? EOrigin::Made : EOrigin::Cache);
   }
   void OnFailed(const std::string& name, const std::string& reason) override { ReportFailure(m_outcome, name, reason); }
 
+  void Write(const std::string& source, const SQvPicBuf& picture, EOrigin origin) const {
+    if (!m_arguments.scaleBar.IsWanted()) {
+      WritePicture(picture, m_target, m_format);
+      return Tell(source, origin, picture, nullptr);
+    }
+    CQvPicture marked = CopyPicture(picture);
+    const SDrawnScaleBar bar = DrawWantedScaleBar(m_arguments.scaleBar, m_scale, *marked.Get());
+    WritePicture(*marked, m_target, m_format);
+    Tell(source, origin, picture, &bar);
+  }
+
  private:
-  void Tell(const SThumbnailJob& job, bool made, const SQvPicBuf& picture, const SDrawnScaleBar* bar) const {
+  void Tell(const std::string& source, EOrigin origin, const SQvPicBuf& picture, const SDrawnScaleBar* bar) const {
     if (m_arguments.json) {
-      CJson document = {{"source", job.name},
+      CJson document = {{"source", source},
                         {"output", m_arguments.output},
                         {"width", picture.width},
                         {"height", picture.height},
-                        {"made", made}};
+                        {"made", origin != EOrigin::Cache}};
       if (bar) document.update(bar->Json());
       return PrintJson(std::move(document));
     }
     std::fprintf(m_target.IsStandardOutput() ? stderr : stdout, "%s: %u x %u pixels, %s%s\n",
-                 Printable(m_target.Name()).c_str(), picture.width, picture.height,
-                 made ? "made now" : "from the cache", bar ? ("; " + bar->Text()).c_str() : "");
+                 Printable(m_target.Name()).c_str(), picture.width, picture.height, TextOf(origin),
+                 bar ? ("; " + bar->Text()).c_str() : "");
   }
 
   const SArguments& m_arguments;
   const COutputTarget& m_target;
+  const SPictureFormat m_format;
   const SPictureScale m_scale;
   SOutcome& m_outcome;
 };
 
 // Of a picture that can be shown; unknown for others.
-SPictureScale ScaleOfFile(const SArguments& arguments) {
-  return arguments.scaleBar.IsWanted() ? ReadFileScale(arguments.file) : SPictureScale();
+SPictureScale ScaleOfFile(const SArguments& arguments, const std::string& file) {
+  return arguments.scaleBar.IsWanted() ? ReadFileScale(file) : SPictureScale();
 }
 
 SPictureScale ScaleOfRecord(const SArguments& arguments, const CLibraryDatabase& library) {
@@ -105,7 +137,21 @@ void ShowFile(const SArguments& arguments, const COutputTarget& target, SOutcome
   session.Open(arguments.database, EDatabaseNeed::Use);
   CFileJobs jobs({arguments.file}, arguments.highQuality, session.DatabasePath());
   const std::unique_ptr<CCatalog> catalog = OpenCatalogFor(jobs, session, arguments.catalog);
-  Show(arguments, target, ScaleOfFile(arguments), session, jobs, outcome);
+  Show(arguments, target, ScaleOfFile(arguments, arguments.file), session, jobs, outcome);
+}
+
+// In a size that the cache does not keep, or of what has no name to keep it under.
+void ShowSized(const SArguments& arguments, const COutputTarget& target, SOutcome& outcome) {
+  const CInputFile input(arguments.file);
+  target.RequireOtherThan(input.Path());
+  LoadComponents();
+  SetProcessView(ViewOf(*arguments.database.view));
+  const int side = arguments.size != 0 ? arguments.size : arguments.highQuality ? kLargeSide : kStandardSide;
+  const SSizedPicture made =
+      MakeSizedPicture(input.Path(), static_cast<std::uint32_t>(side), arguments.highQuality, arguments.database);
+  if (!made.picture.HasPixels()) return ReportFailure(outcome, input.Name(), made.failure);
+  CPictureWriter(arguments, target, ScaleOfFile(arguments, input.Path()), outcome)
+      .Write(input.Name(), *made.picture, made.fromCache ? EOrigin::Cache : EOrigin::MadeOnly);
 }
 
 // Without a session: what a label says is nothing for a database.
@@ -115,7 +161,7 @@ void ShowAssociated(const SArguments& arguments, const COutputTarget& target, SO
   std::string reason;
   const CQvPicture picture = ReadAssociatedPicture(arguments.file, arguments.AssociatedName(), &reason);
   if (!picture.HasPixels()) return ReportFailure(outcome, arguments.file, reason);
-  WritePicture(*picture, target);
+  WritePicture(*picture, target, arguments.picture.For(target));
   if (arguments.json) {
     PrintJson({{"source", arguments.file},
                {"output", arguments.output},
@@ -145,18 +191,22 @@ void AddShowCommand(CCommand program, SOutcome& outcome) {
   AddQualityOption(command, &arguments->highQuality);
   AddViewOptions(command, &arguments->database);
   AddRequired(command, "-o,--output", &arguments->output,
-              "The picture file, ending in .jpg or .png; - is standard output, as PNG", "OUT");
+              "The picture file, ending in .jpg or .png; - is standard output", "OUT");
+  COption size = command.AddOption("-s,--size", &arguments->size,
+                                   "Longest side in pixels, up to 4096; what is made so is not cached");
+  size.Between(1, kLargestSide).Type("N");
+  AddPictureOptions(command, &arguments->picture);
   COption library =
       command.AddOption("--library", &arguments->library, "A record of an image library instead of a file");
-  library.Type("FILE");
+  library.Type("FILE").Excludes(size);
   COption record = command.AddOption("--record", &arguments->record, "The record's number");
   record.Needs(library).Type("N");
   command.AddOption("--field", &arguments->field, "The record's picture field (default: image)")
       .Needs(library)
       .Type("NAME");
-  COption file = command.AddOption("file", &arguments->file, "Image file");
+  COption file = command.AddOption("file", &arguments->file, "Image file; - is standard input");
   file.Type("FILE").Excludes(library).FileNames();
-  AddCatalogOption(command, &arguments->catalog).Excludes(library);
+  AddCatalogOption(command, &arguments->catalog).Excludes(library).Excludes(size);
   AddScaleBarOptions(command, &arguments->scaleBar);
   COption label = command.AddFlag("--label", &arguments->label,
                                   "Instead, the label of a slide, which may carry a patient's name; it is not cached");
@@ -168,10 +218,14 @@ void AddShowCommand(CCommand program, SOutcome& outcome) {
   command.SetFooter(
       "A picture is replaced only when qvthumbs wrote it.\n\n"
       "Example: a large thumbnail of one image\n"
-      "  qvthumbs show --quality high cells.tif -o cells.png");
+      "  qvthumbs show --quality high cells.tif -o cells.png\n\n"
+      "Example: a picture for a slide show, through a pipe\n"
+      "  qvthumbs show --size 1200 --format jpg --jpeg-quality 85 - -o - < cells.tif > cells.jpg");
   command.SetWork([arguments, &outcome, record] {
     CheckScaleBar(arguments->scaleBar);
-    const COutputTarget target = PictureTarget(arguments->output);
+    const COutputTarget target =
+        arguments->picture.format.empty() ? PictureTarget(arguments->output) : AnyPictureTarget(arguments->output);
+    arguments->picture.For(target);
     if (arguments->json && target.IsStandardOutput()) {
       throw CHostError("--json prints to standard output, where the picture goes; give one of them");
     }
@@ -180,8 +234,12 @@ void AddShowCommand(CCommand program, SOutcome& outcome) {
       throw CHostError("name the image file to show, or a --library and its --record");
     }
     if (*arguments->AssociatedName() != '\0') {
+      if (arguments->size != 0)
+        throw CHostError("--size is of the file's own picture; leave it or --label and --macro out");
       if (arguments->scaleBar.IsWanted()) throw CHostError("a label or macro image has no scale for a scale bar");
       ShowAssociated(*arguments, target, outcome);
+    } else if (arguments->size != 0 || arguments->file == "-") {
+      ShowSized(*arguments, target, outcome);
     } else if (arguments->library.empty()) {
       ShowFile(*arguments, target, outcome);
     } else {

@@ -184,7 +184,7 @@ void AddAddVerb(CCommand parent) {
   const auto arguments = std::make_shared<SArguments>();
   CCommand command =
       AddVerb(parent, "add", "Add an item", "qvthumbs stored add --parent 1 \"plate 7\"", arguments, &Add);
-  AddRequired(command, "name", &arguments->name, "The item's name", "NAME");
+  AddRequired(command, "name", &arguments->name, "The item's name", "NAME").NotEmpty("an item needs a name");
   command.AddOption("--parent", &arguments->parent, "The item that it goes into (default: the top)").Type("ID");
   command.AddOption("--flags", &arguments->flags, "A number of your own").Type("N");
 }
@@ -194,7 +194,8 @@ void AddUpdateVerb(CCommand parent) {
   CCommand command = AddVerb(parent, "update", "Rename or move an item, or change its flags",
                              "qvthumbs stored update 4 --parent 2", arguments, &Update);
   AddRequired(command, "id", &arguments->id, "The item's number", "ID");
-  COption name = command.AddOption("--name", &arguments->name, "The new name").Type("NAME");
+  COption name =
+      command.AddOption("--name", &arguments->name, "The new name").NotEmpty("an item needs a name").Type("NAME");
   COption parentID = command.AddOption("--parent", &arguments->parent, "The item that it goes into; 0 is the top");
   parentID.Type("ID");
   COption flags = command.AddOption("--flags", &arguments->flags, "The new flags").Type("N");

@@ -127,7 +127,7 @@ void Verify(const SArguments& arguments, SOutcome& outcome) {
     for (const SProblem& problem : problems) list.push_back({{"file", problem.file}, {"reason", problem.reason}});
     PrintJson({{"checked", checked}, {"problems", list}, {"removed", arguments.repair}});
   } else {
-    std::printf("checked %s thumbnails, %s with a problem%s\n", FormatCount(checked).c_str(),
+    std::printf("checked %s, %s with a problem%s\n", FormatCountOf(checked, "thumbnail").c_str(),
                 FormatCount(static_cast<std::int64_t>(problems.size())).c_str(),
                 problems.empty()   ? ""
                 : arguments.repair ? ", which are removed; 'qvthumbs make' makes them anew"

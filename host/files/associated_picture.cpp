@@ -4,6 +4,7 @@
 
 #include "host/files/failure_reason.h"
 #include "host/files/image_file.h"
+#include "host/output/fitted_size.h"
 #include "host/output/text.h"
 #include "host/session/image_format_manager.h"
 #include "imageformats/iqvassociatedimages.h"
@@ -29,18 +30,11 @@ std::string NamesOf(const std::vector<SQvAssociatedImage>& images) {
   return names;
 }
 
-// `pixels` times the wanted share, at least 1.
-std::uint32_t Scaled(std::uint32_t pixels, std::uint32_t longest) {
-  if (longest <= kMaxSide) return pixels;
-  return std::max(static_cast<std::uint32_t>(std::uint64_t{pixels} * kMaxSide / longest), 1u);
-}
-
 CQvPicture Render(IQvAssociatedImages& images, const SQvAssociatedImage& image, IQvImageFormatManager& manager,
                   std::string* reason) {
-  const std::uint32_t longest = std::max(image.width, image.height);
+  const SFittedSize size = FitIntoSquare(image.width, image.height, kMaxSide);
   CQvPicture picture;
-  if (image.width == 0 || image.height == 0 ||
-      !picture.Reinit(Scaled(image.width, longest), Scaled(image.height, longest), 8, 3, true)) {
+  if (image.width == 0 || image.height == 0 || !picture.Reinit(size.width, size.height, 8, 3, true)) {
     *reason = "has an impossible size";
   } else if (images.RenderAssociatedImage(image.name, picture.Get()) != kQvOk) {
     *reason = CFailureReason::OrElse(manager.GetErrorText(), "is damaged");

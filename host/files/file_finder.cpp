@@ -56,24 +56,48 @@ bool HasImageExtension(const fs::path& path) {
   return IsOneOf(kExtensions, extension) || extension == ".nhdr" || IsArrayOfCommonName(path, extension);
 }
 
-void SortEntry(const fs::directory_entry& entry, SFolderContent* content) {
+// Orders paths in a folder as they compare part by part; all begin with the same `skipped` bytes.
+struct SPathOrder {
+  std::size_t skipped;
+
+  bool operator()(const std::string& a, const std::string& b) const {
+    const auto begin = static_cast<std::ptrdiff_t>(skipped);
+    return std::lexicographical_compare(a.begin() + begin, a.end(), b.begin() + begin, b.end(),
+                                        [](char x, char y) { return RankOf(x) < RankOf(y); });
+  }
+  static int RankOf(char c) { return c == '/' ? -1 : static_cast<unsigned char>(c); }
+};
+
+// Leaves alone what is hidden or excluded.
+void SortEntry(const fs::directory_entry& entry, const CNameFilter& filter, SFolderContent* content) {
   std::error_code error;
-  if (entry.path().filename().string().front() == '.') return;
+  const std::string& path = entry.path().native();
+  if (path[path.rfind('/') + 1] == '.' || filter.Excludes(path)) return;
   if (entry.is_directory(error)) {
-    if (const auto pictures = PicturesOfFolder(entry.path().string())) {
+    if (const auto pictures = PicturesOfFolder(path)) {
       content->files.insert(content->files.end(), pictures->begin(), pictures->end());
       return;
     }
     // A link to a folder could lead round in a circle.
-    if (!entry.is_symlink(error)) content->folders.push_back(entry.path().string());
+    if (!entry.is_symlink(error)) content->folders.push_back(path);
   } else if (HasImageExtension(entry.path())) {
-    (entry.is_symlink(error) ? content->links : content->files).push_back(entry.path().string());
+    (entry.is_symlink(error) ? content->links : content->files).push_back(path);
   }
+}
+
+SFolderContent ListContent(const std::string& folder, const CNameFilter& filter) {
+  SFolderContent content;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    SortEntry(*entry, filter, &content);
+  }
+  if (error) content.problem = error.message();
+  return content;
 }
 
 class CFinder {
  public:
-  explicit CFinder(bool recursive) : m_recursive(recursive) {}
+  CFinder(bool recursive, const CNameFilter& filter) : m_recursive(recursive), m_filter(filter) {}
 
   void AddArgument(const std::string& argument) {
     std::error_code error;
@@ -93,22 +117,24 @@ class CFinder {
 
  private:
   void AddFile(const std::string& path) {
+    if (m_filter.Excludes(path)) return;
     if (m_seen.insert(AbsolutePath(path)).second) m_found.files.push_back(path);
   }
 
   void AddFolder(const std::string& folder) {
     CInterrupt::ThrowIfRequested("interrupted");
-    SFolderContent content = ListImageFolder(folder);
+    SFolderContent content = ListContent(folder, m_filter);
     if (!content.problem.empty()) m_found.problems.emplace_back(folder, content.problem);
     content.files.insert(content.files.end(), content.links.begin(), content.links.end());
-    std::sort(content.files.begin(), content.files.end());
+    std::sort(content.files.begin(), content.files.end(), SPathOrder{folder.size()});
     for (const std::string& file : content.files) AddFile(file);
     if (!m_recursive) return;
-    std::sort(content.folders.begin(), content.folders.end());
+    std::sort(content.folders.begin(), content.folders.end(), SPathOrder{folder.size()});
     for (const std::string& below : content.folders) AddFolder(below);
   }
 
   const bool m_recursive;
+  const CNameFilter& m_filter;
   SFoundFiles m_found;
   std::unordered_set<std::string> m_seen;
 };
@@ -120,18 +146,10 @@ bool HasImageName(const std::string& path) {
   return HasImageExtension(path) || fs::is_directory(path, error);
 }
 
-SFolderContent ListImageFolder(const std::string& folder) {
-  SFolderContent content;
-  std::error_code error;
-  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-    SortEntry(*entry, &content);
-  }
-  if (error) content.problem = error.message();
-  return content;
-}
+SFolderContent ListImageFolder(const std::string& folder) { return ListContent(folder, CNameFilter()); }
 
-SFoundFiles FindImageFiles(const std::vector<std::string>& paths, bool recursive) {
-  CFinder finder(recursive);
+SFoundFiles FindImageFiles(const std::vector<std::string>& paths, bool recursive, const CNameFilter& filter) {
+  CFinder finder(recursive, filter);
   for (const std::string& path : paths) finder.AddArgument(path);
   return finder.TakeResult();
 }

@@ -4,9 +4,15 @@
 
 namespace qvhost {
 
+void CFileJobs::LookAhead() {
+  if (m_files.size() >= CCurrentFiles::kFewest) m_current.emplace(m_files, m_highQuality, m_databasePath);
+}
+
 IThumbnailJobs::ENext CFileJobs::Next(SThumbnailJob* job, std::string* reason) {
   if (m_next == m_files.size()) return ENext::End;
-  job->name = m_files[m_next++];
+  const std::size_t number = m_next++;
+  job->name = m_files[number];
+  if (m_current && m_current->IsCurrent(number)) return ENext::Cached;
   return DescribeFile(job->name, m_highQuality, &job->description, reason) ? ENext::Job : ENext::Failed;
 }
 

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "host/files/current_files.h"
 #include "host/files/failure_reason.h"
 #include "host/session/cache_rows.h"
 #include "host/thumbnails/thumbnail_jobs.h"
@@ -15,9 +17,13 @@ namespace qvhost {
 class CFileJobs : public IThumbnailJobs {
  public:
   CFileJobs(std::vector<std::string> files, bool highQuality, const std::string& databasePath)
-      : m_files(std::move(files)), m_highQuality(highQuality), m_rows(databasePath) {}
+      : m_files(std::move(files)), m_highQuality(highQuality), m_databasePath(databasePath), m_rows(databasePath) {}
 
   // Asked for what the database lacks before it is made; true when it has put that there.
+  // Looks ahead, in a long list, for files that have their thumbnail. For callers that do not want the pictures of
+  // those.
+  void LookAhead();
+
   using CSupplier = std::function<bool(const SQvThumbnailDescription& wanted)>;
   void SetSupplier(CSupplier supplier) { m_supplier = std::move(supplier); }
 
@@ -32,9 +38,11 @@ class CFileJobs : public IThumbnailJobs {
   const std::vector<std::string> m_files;
   const bool m_highQuality;
   std::size_t m_next = 0;
+  const std::string m_databasePath;
   CCacheRows m_rows;
   CSupplier m_supplier;
   CFailureReason m_reason;
+  std::optional<CCurrentFiles> m_current;
 };
 
 }  // namespace qvhost

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <string_view>
 
 #include "host/files/picture_folder.h"
 #include "host/output/text.h"
@@ -42,8 +43,20 @@ CQvStringW LowerCaseLocation(const std::string& path) {
   return SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(path));
 }
 
+// Whether AbsolutePath leaves the parts of a path as they are.
+bool IsPlain(std::string_view path) {
+  for (;;) {
+    const std::size_t slash = path.find('/');
+    const std::string_view part = path.substr(0, slash);
+    if (part.empty() || part == "." || part == "..") return false;
+    if (slash == path.npos) return true;
+    path.remove_prefix(slash + 1);
+  }
+}
+
 // The name of the other file that the location leads to; empty when it leads to this one.
 std::string FindCaseCollision(const std::string& path, const CQvStringW& location) {
+  if (CQvStringUtils::WtoUTF8(location).Str() == path) return {};
   CQvStringA found;
   if (QV_ResolvePath(location.c_str(), &found) != kQvOk) return {};
   std::error_code error;
@@ -51,16 +64,31 @@ std::string FindCaseCollision(const std::string& path, const CQvStringW& locatio
   return found.Str();
 }
 
+double LaterOf(const SQvFileTime& creation, const SQvFileTime& lastWrite) {
+  return std::max(CQvDateTime(creation).GetJulianDayNumber(), CQvDateTime(lastWrite).GetJulianDayNumber());
+}
+
 bool ReadLastWritten(QvFileHandle handle, double* lastWritten) {
   SQvFileTime creation, lastWrite;
   if (QV_GetFileTimes(handle, &creation, nullptr, &lastWrite) != kQvOk) return false;
-  *lastWritten = std::max(CQvDateTime(creation).GetJulianDayNumber(), CQvDateTime(lastWrite).GetJulianDayNumber());
+  *lastWritten = LaterOf(creation, lastWrite);
+  return true;
+}
+
+bool FindFile(const CQvStringW& location, SQvFindData* data) {
+  QvFindHandle find = nullptr;
+  if (QV_FindFileFirst(location.c_str(), data, &find) != kQvOk) return false;
+  QV_FindFileClose(find);
   return true;
 }
 
 }  // namespace
 
 std::string AbsolutePath(const std::string& path) {
+  if (path.starts_with('/') && IsPlain(std::string_view(path).substr(1))) return path;
+  // The program never changes its folder.
+  static const std::string here = fs::current_path().string() + "/";
+  if (IsPlain(path) && IsPlain(std::string_view(here).substr(1, here.size() - 2))) return here + path;
   const fs::path absolute = fs::absolute(path);
   const bool climbs = std::find(absolute.begin(), absolute.end(), "..") != absolute.end();
   if (!climbs) return absolute.lexically_normal().string();
@@ -68,6 +96,13 @@ std::string AbsolutePath(const std::string& path) {
   std::error_code error;
   const fs::path folder = fs::weakly_canonical(absolute.parent_path(), error);
   return (error ? absolute.lexically_normal() : folder / absolute.filename()).string();
+}
+
+SQvThumbnailDescription DescribeLocation(const std::string& path, bool highQuality) {
+  SQvThumbnailDescription description;
+  description.location = LowerCaseLocation(AbsolutePath(PicturePath(path)));
+  description.flags = highQuality ? 1 : 0;
+  return description;
 }
 
 bool DescribeFile(const std::string& path, bool highQuality, SQvThumbnailDescription* description,
@@ -91,6 +126,16 @@ bool DescribeFile(const std::string& path, bool highQuality, SQvThumbnailDescrip
   return false;
 }
 
+bool FindLastWritten(const std::string& path, SQvThumbnailDescription* description) {
+  const std::string absolute = AbsolutePath(PicturePath(path));
+  if (CQvStringUtils::WtoUTF8(description->location).Str() != absolute) return false;
+  SQvFindData data;
+  const bool isReadable = faccessat(AT_FDCWD, absolute.c_str(), R_OK, AT_EACCESS) == 0;
+  if (!isReadable || !FindFile(description->location, &data) || data.isFolder != 0) return false;
+  description->lastWritten = LaterOf(data.creationTime, data.lastWriteTime);
+  return true;
+}
+
 CQvStringW TextInfoPath(const std::string& path) {
   const CQvStringW location = LowerCaseLocation(path);
   return FindCaseCollision(path, location).empty() ? location : CQvStringUtils::UTF8toW(path);
@@ -103,10 +148,7 @@ std::string RealPath(const CQvStringW& location) {
 
 bool LocationExists(const CQvStringW& location) {
   SQvFindData data;
-  QvFindHandle find = nullptr;
-  if (QV_FindFileFirst(location.c_str(), &data, &find) != kQvOk) return false;
-  QV_FindFileClose(find);
-  return true;
+  return FindFile(location, &data);
 }
 
 double LastWriteTime(const std::string& path) {

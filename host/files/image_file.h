@@ -11,10 +11,17 @@ namespace qvhost {
 // The absolute path without "." and "..", as it stands in the database.
 std::string AbsolutePath(const std::string& path);
 
+// The description of a file's thumbnail without its time: nothing is asked of the file system.
+SQvThumbnailDescription DescribeLocation(const std::string& path, bool highQuality);
+
 // Fills the description of a file's thumbnail: its location in lower case, and as lastWritten the later of its creation
 // and last-write times, taken from the file that the service will find under that location. False with the reason when
 // the file cannot be opened, or when the location leads to another file whose name differs in case only.
 bool DescribeFile(const std::string& path, bool highQuality, SQvThumbnailDescription* description, std::string* reason);
+
+// Fills the time of a description of DescribeLocation as DescribeFile does, without opening the file. False when that
+// does not do: the file cannot be read, is a folder, or its name is not in lower case.
+bool FindLastWritten(const std::string& path, SQvThumbnailDescription* description);
 
 // The path to give to GetFileTextInfo: the lower-case location, under which the workers keep the texts, or the path
 // itself when the location leads to another file.

@@ -121,12 +121,11 @@ std::vector<SWell> ListWells(const std::string& plate) {
 }
 
 std::string PicturePath(const std::string& path) {
-  const fs::path file(path);
-  const std::string name = file.filename().string();
+  const std::string_view name = std::string_view(path).substr(path.rfind('/') + 1);
   const bool isDescription = name == ".zgroup" || std::find(kQvPictureDocuments.begin(), kQvPictureDocuments.end(),
                                                             name) != kQvPictureDocuments.end();
   if (!isDescription) return WithoutSlash(path);
-  const std::string folder = file.has_parent_path() ? file.parent_path().string() : ".";
+  const std::string folder = path.find('/') == path.npos ? "." : fs::path(path).parent_path().string();
   return PicturesOfFolder(folder) ? folder : path;
 }
 

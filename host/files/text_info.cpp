@@ -137,4 +137,22 @@ CJson STextInfo::Json() const {
   return json;
 }
 
+std::vector<std::string> STextInfo::FieldNames() {
+  std::vector<std::string> names;
+  const CJson fields = STextInfo().Fields();
+  for (const auto& [name, value] : fields.items()) names.push_back(name);
+  for (const STextField& field : kTexts) names.emplace_back(field.key);
+  return names;
+}
+
+CJson STextInfo::Fields() const {
+  CJson fields = Json();
+  for (const char* group : {"loops", "texts"}) {
+    const CJson members = fields[group];
+    fields.erase(group);
+    fields.update(members);
+  }
+  return fields;
+}
+
 }  // namespace qvhost

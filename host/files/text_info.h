@@ -26,6 +26,10 @@ struct STextInfo {
   // What is known, as a label and a value for people.
   std::vector<std::pair<std::string, std::string>> Lines() const;
   CJson Json() const;
+  // The names of all that Json may hold, without those of the loops and texts as objects; and what it holds, by these
+  // names.
+  static std::vector<std::string> FieldNames();
+  CJson Fields() const;
 };
 
 }  // namespace qvhost

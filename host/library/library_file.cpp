@@ -2,11 +2,11 @@
 
 #include <fmt/format.h>
 
-#include <chrono>
 #include <cmath>
 #include <filesystem>
 
 #include "host/host_error.h"
+#include "host/output/time_text.h"
 #include "host/session/database_error.h"
 #include "system/qvstring.h"
 
@@ -15,18 +15,12 @@ namespace {
 
 // "QvLb", in the header of every library file.
 constexpr std::int64_t kApplicationID = 0x51764C62;
-constexpr double kUnixEpochJulianDay = 2440587.5;
 
 SQLite::Database OpenFile(const std::string& path, bool create) {
   if (!create && !std::filesystem::exists(path)) {
     throw CHostError(fmt::format("there is no library {}; 'qvthumbs import --library' makes one", path));
   }
   return OpenConnection(path, SQLite::OPEN_READWRITE | (create ? SQLite::OPEN_CREATE : 0));
-}
-
-double Now() {
-  const std::chrono::duration<double> sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
-  return kUnixEpochJulianDay + sinceEpoch.count() / 86400.0;
 }
 
 bool SameField(const std::string& a, const std::string& b) {
@@ -124,7 +118,7 @@ std::int32_t CLibraryFile::RecordOfSource(const std::string& source, const std::
 
 SImportedPicture CLibraryFile::Put(std::int32_t record, const std::string& field, const std::string& data) {
   const std::optional<SLibraryPicture> old = FindPicture(record, field);
-  double changed = Now();
+  double changed = JulianDayNow();
   if (old && changed <= old->changed) changed = std::nextafter(old->changed, HUGE_VAL);
   SQLite::Statement row(m_db, "INSERT OR REPLACE INTO pictures (record, field, changed, data) VALUES (?1, ?2, ?3, ?4)");
   SQLite::bind(row, record, old ? old->field : field, changed);

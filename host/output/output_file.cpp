@@ -27,16 +27,21 @@ mode_t DefaultMode() {
 
 }  // namespace
 
-COutputFile::COutputFile(const COutputTarget& target) : m_name(target.Name()), m_path(target.Path()) {
+COutputFile::COutputFile(const COutputTarget& target, EPlacing placing) : m_name(target.Name()), m_path(target.Path()) {
   if (target.IsStream()) {
     OpenStream(target);
+  } else if (placing == EPlacing::InPlace) {
+    OpenInPlace();
   } else {
     OpenBeside(target);
   }
 }
 
 COutputFile::~COutputFile() {
-  if (m_file >= 0) close(m_file);
+  if (m_file >= 0) {
+    if (m_isInPlace && ftruncate(m_file, 0) != 0) errno = 0;
+    close(m_file);
+  }
   if (!m_temporary.empty()) unlink(m_temporary.c_str());
 }
 
@@ -56,6 +61,12 @@ void COutputFile::OpenBeside(const COutputTarget& target) {
   // Only root may give a file away.
   if (replaced && fchown(m_file, replaced->st_uid, replaced->st_gid) != 0) errno = 0;
   fchmod(m_file, replaced ? replaced->st_mode & 0777 : DefaultMode());
+}
+
+void COutputFile::OpenInPlace() {
+  m_file = open(m_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (m_file < 0) Fail();
+  m_isInPlace = true;
 }
 
 void COutputFile::Fail() const {

@@ -60,6 +60,7 @@ std::string HeadOf(const std::string& path) {
 }  // namespace
 
 COutputTarget::COutputTarget(const std::string& name, IsOwn isOwn) : m_name(name), m_path(name) {
+  if (name.empty()) throw CHostError("the output has an empty name; name a file, or - for standard output");
   m_isStandardOutput = name == "-";
   if (!m_isStandardOutput) {
     m_present = StatusOf(name);

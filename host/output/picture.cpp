@@ -10,7 +10,6 @@
 
 #include "host/file_extension.h"
 #include "host/host_error.h"
-#include "host/output/output_file.h"
 #include "host/output/text.h"
 #include "host/session/image_format_manager.h"
 #include "imageformats/qvoutputformat.h"
@@ -18,9 +17,6 @@
 
 namespace qvhost {
 namespace {
-
-// JPEG quality of a file that a user keeps; the cache's own streams use 0.8.
-constexpr double kJpegQuality = 0.92;
 
 // By these a picture is known as one that this program wrote.
 constexpr std::string_view kPngMark("tEXtSoftware\0qvthumbs", 21);
@@ -43,23 +39,19 @@ class CPngWriter {
   CPngWriter& operator=(const CPngWriter&) = delete;
   ~CPngWriter() { png_image_free(&m_image); }
 
+  // With room for the largest that it can become: asked for the size, the library would compress it for that alone.
   std::string Encode() {
-    png_alloc_size_t size = 0;
-    Write(nullptr, &size);
+    png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(m_image);
     std::string bytes(size, '\0');
-    Write(bytes.data(), &size);
+    const auto stride = static_cast<png_int_32>(m_picture.widthBytes);
+    if (!png_image_write_to_memory(&m_image, bytes.data(), &size, 0, m_picture.data, stride, nullptr)) {
+      throw CHostError(fmt::format("the PNG file cannot be made: {}", m_image.message), kExitSomeFailed);
+    }
     bytes.resize(size);
     return bytes;
   }
 
  private:
-  void Write(void* memory, png_alloc_size_t* size) {
-    const auto stride = static_cast<png_int_32>(m_picture.widthBytes);
-    if (!png_image_write_to_memory(&m_image, memory, size, 0, m_picture.data, stride, nullptr)) {
-      throw CHostError(fmt::format("the PNG file cannot be made: {}", m_image.message), kExitSomeFailed);
-    }
-  }
-
   const SQvPicBuf& m_picture;
   png_image m_image = {};
 };
@@ -93,22 +85,26 @@ bool IsOwnPicture(std::string_view head) {
          (head.starts_with("\xFF\xD8") && head.find(kJpegMark) != head.npos);
 }
 
-void WriteWhole(const std::string& bytes, const COutputTarget& target) {
-  COutputFile file(target);
+void WriteWhole(const std::string& bytes, const COutputTarget& target, EPlacing placing = EPlacing::Renamed) {
+  COutputFile file(target, placing);
   file.Write(bytes);
   file.Commit();
 }
 
-bool IsJpegName(const std::string& name) {
-  const std::string extension = LowerCaseExtension(name);
-  return extension == ".jpg" || extension == ".jpeg";
-}
-
 }  // namespace
 
+std::optional<EPictureFormat> FormatOfName(const std::string& name) {
+  const std::string extension = LowerCaseExtension(name);
+  if (extension == ".png") return EPictureFormat::Png;
+  if (extension == ".jpg" || extension == ".jpeg") return EPictureFormat::Jpeg;
+  return std::nullopt;
+}
+
+COutputTarget AnyPictureTarget(const std::string& name) { return COutputTarget(name, &IsOwnPicture); }
+
 COutputTarget PictureTarget(const std::string& name) {
-  COutputTarget target(name, &IsOwnPicture);
-  if (target.IsStream() || IsJpegName(name) || LowerCaseExtension(name) == ".png") return target;
+  COutputTarget target = AnyPictureTarget(name);
+  if (target.IsStream() || FormatOfName(name)) return target;
   throw CHostError(fmt::format("cannot write a picture named {}: end the name in .jpg or .png", Printable(name)));
 }
 
@@ -121,7 +117,7 @@ CQvPicture CopyPicture(const SQvPicBuf& picture) {
   return copy;
 }
 
-std::string EncodeJpeg(const SQvPicBuf& picture) {
+std::string EncodeJpeg(const SQvPicBuf& picture, int quality) {
   const CQvRef<IQvImageFormatManager> manager = CreateImageFormatManager();
   if (!manager) throw CHostError("the image formats are not installed");
   CQvRef<IQvImageCodec> codec;
@@ -129,16 +125,22 @@ std::string EncodeJpeg(const SQvPicBuf& picture) {
   CQvByteArray bytes;
   CQvRef<IQvOutputImageFile> output;
   Require(codec->CreateOutputMemory(&bytes, output.Out()), "creating it");
-  Require(output->SetPictureFormat(DescribeForOutput(picture), kJpegQuality), "describing the picture");
+  Require(output->SetPictureFormat(DescribeForOutput(picture), quality / 100.0), "describing the picture");
   Require(output->WritePicture(picture.data, 0, 0), "compressing");
   Require(output->Finish(), "finishing");
   output.Reset();  // before the bytes that it writes to
   return {reinterpret_cast<const char*>(bytes.GetData(0)), bytes.GetSize()};
 }
 
+void WritePicture(const SQvPicBuf& picture, const COutputTarget& target, const SPictureFormat& format,
+                  EPlacing placing) {
+  const bool isJpeg = format.format == EPictureFormat::Jpeg;
+  WriteWhole(isJpeg ? MarkJpeg(EncodeJpeg(picture, format.jpegQuality)) : MarkPng(CPngWriter(picture).Encode()),
+             target, placing);
+}
+
 void WritePicture(const SQvPicBuf& picture, const COutputTarget& target) {
-  if (IsJpegName(target.Name())) return WriteJpeg(EncodeJpeg(picture), target);
-  WriteWhole(MarkPng(CPngWriter(picture).Encode()), target);
+  WritePicture(picture, target, {FormatOfName(target.Name()).value_or(EPictureFormat::Png)});
 }
 
 void WriteJpeg(std::string jpeg, const COutputTarget& target) { WriteWhole(MarkJpeg(std::move(jpeg)), target); }

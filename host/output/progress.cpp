@@ -18,6 +18,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kRedrawInterval = 100ms;
+constexpr auto kPrintInterval = 30s;
 // The rate follows a change of pace within this time.
 constexpr auto kRateWindow = 10s;
 constexpr std::size_t kBarWidth = 24;
@@ -58,6 +59,7 @@ std::string Shorten(const std::string& name, std::size_t room) {
 }  // namespace
 
 CProgress::CProgress(std::int64_t total, bool quiet) : m_total(total), m_quiet(quiet), m_terminal(IsTerminal()) {
+  if (!m_terminal) m_drawn = m_start;
   m_samples.push_back({m_start, 0});
 }
 
@@ -82,7 +84,7 @@ void CProgress::Update(std::int64_t done, const std::string& current) {
   m_done = done;
   if (m_quiet) return;
   if (!m_terminal) {
-    PrintTenth();
+    PrintSometimes();
     return;
   }
   const Clock::time_point now = Clock::now();
@@ -93,20 +95,26 @@ void CProgress::Update(std::int64_t done, const std::string& current) {
   Draw(current);
 }
 
-void CProgress::PrintTenth() {
-  const std::int64_t tenth = m_total > 0 ? m_done * 10 / m_total : 0;
-  if (tenth <= m_printedTenth || m_done == m_total) return;
-  m_printedTenth = tenth;
+void CProgress::PrintSometimes() {
+  const Clock::time_point now = Clock::now();
+  if (now - m_drawn < kPrintInterval || m_done == m_total) return;
+  m_drawn = now;
   std::fprintf(stderr, "%s\n", FormatState().c_str());
 }
 
+// As much as fits into the line: the share, how far it is, the bar, the name.
 void CProgress::Draw(const std::string& current) {
   const double part = m_total > 0 ? static_cast<double>(m_done) / static_cast<double>(m_total) : 1.0;
-  std::string line = Bar(part) + fmt::format(" {:3.0f}%  ", part * 100.0) + FormatState() + "  ";
-  const std::size_t used = DisplayWidth(line);
-  const std::size_t width = TerminalWidth();
   // One column stays free: a full line would wrap on some terminals.
-  line += Shorten(Printable(current), used + 1 < width ? width - used - 1 : 0);
+  const std::size_t room = TerminalWidth() - 1;
+  std::string line = fmt::format("{:3.0f}%", part * 100.0);
+  const std::string state = "  " + FormatState();
+  if (DisplayWidth(line) + DisplayWidth(state) <= room) line += state;
+  if (DisplayWidth(line) + kBarWidth < room) line = Bar(part) + " " + line;
+  const std::size_t used = DisplayWidth(line) + 2;
+  if (const std::string name = Shorten(Printable(current), used < room ? room - used : 0); !name.empty()) {
+    line += "  " + name;
+  }
   std::fprintf(stderr, "\r\x1b[K%s", line.c_str());
   std::fflush(stderr);
   m_visible = true;
@@ -121,7 +129,7 @@ void CProgress::Erase() {
 void CProgress::PrintLine(const std::string& line) {
   Erase();
   std::fprintf(stderr, "%s\n", line.c_str());
-  m_drawn = {};
+  if (m_terminal) m_drawn = {};
 }
 
 void CProgress::Finish() {

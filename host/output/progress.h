@@ -8,7 +8,7 @@
 namespace qvhost {
 
 // How far a long command has come, on standard error: a bar that is redrawn in place on a terminal, else a plain line
-// at every tenth of the work. One thread.
+// twice a minute. One thread.
 class CProgress {
  public:
   // A quiet one shows nothing but the lines given to PrintLine.
@@ -32,7 +32,7 @@ class CProgress {
   };
 
   void Draw(const std::string& current);
-  void PrintTenth();
+  void PrintSometimes();
   double Rate() const;
   std::string FormatState() const;
   void Erase();
@@ -42,8 +42,7 @@ class CProgress {
   const bool m_terminal;
   const Clock::time_point m_start = Clock::now();
   std::int64_t m_done = 0;
-  std::int64_t m_printedTenth = 0;
-  Clock::time_point m_drawn{};
+  Clock::time_point m_drawn = {};
   std::deque<SSample> m_samples;  // of the last seconds, for the rate
   bool m_visible = false;
 };

@@ -86,6 +86,11 @@ std::string FormatCount(std::int64_t count) {
   return digits;
 }
 
+std::string FormatCountOf(std::int64_t count, const char* one, const char* many) {
+  if (count == 1) return std::string("1 ") + one;
+  return FormatCount(count) + " " + (many ? many : std::string(one) + "s");
+}
+
 std::string FormatBytes(std::int64_t bytes) {
   constexpr std::array<const char*, 5> kUnits = {"bytes", "kB", "MB", "GB", "TB"};
   auto value = static_cast<double>(bytes);

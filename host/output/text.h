@@ -26,6 +26,8 @@ std::size_t DisplayWidth(std::string_view text);
 
 // "1,234,567"
 std::string FormatCount(std::int64_t count);
+// "1 picture", "1,234 pictures"; `many` is for a noun whose plural is another than with an s.
+std::string FormatCountOf(std::int64_t count, const char* one, const char* many = nullptr);
 // "12.3 MB", powers of 1000.
 std::string FormatBytes(std::int64_t bytes);
 // "1 h 02 min", "3 min 20 s", "12 s", "0.45 s"

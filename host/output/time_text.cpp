@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <string_view>
@@ -64,6 +65,12 @@ std::string TakeZone(std::string* text) {
 }
 
 }  // namespace
+
+double JulianDayNow() {
+  constexpr double kUnixEpoch = 2440587.5;  // Meeus, Astronomical Algorithms, chapter 7
+  const std::chrono::duration<double> since = std::chrono::system_clock::now().time_since_epoch();
+  return kUnixEpoch + since.count() / kSecondsPerDay;
+}
 
 std::string FormatTime(double julianDay) {
   CQvDateTime time;

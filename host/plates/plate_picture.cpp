@@ -5,13 +5,14 @@
 #include <new>
 
 #include "host/output/drawing.h"
+#include "host/output/fitted_size.h"
 
 namespace qvhost {
 namespace {
 
 constexpr std::uint32_t kPlateWidth = 1600;  // pixels, about
 constexpr std::uint32_t kLargestCell = 160;  // of a plate of few wells
-constexpr std::int64_t kGap = 2;
+constexpr std::int64_t kWellGap = 2;
 
 constexpr SRgbColor kPaper = {255, 255, 255};
 constexpr SRgbColor kInk = {40, 40, 44};
@@ -24,13 +25,9 @@ std::uint32_t ChooseCell(std::uint32_t columns) {
 }
 
 CQvPicture Reduced(const SQvPicBuf& picture, std::uint32_t box) {
-  const std::uint32_t longest = std::max(picture.width, picture.height);
-  const auto side = [&](std::uint32_t pixels) {
-    if (longest <= box) return pixels;
-    return std::max(static_cast<std::uint32_t>(std::uint64_t{pixels} * box / longest), 1u);
-  };
+  const SFittedSize size = FitIntoSquare(picture.width, picture.height, box);
   CQvPicture small;
-  if (!small.Reinit(side(picture.width), side(picture.height), 8, 3, false) ||
+  if (!small.Reinit(size.width, size.height, 8, 3, false) ||
       CQvPicBufAPI_GeomTrans::Stretch(small.Get(), &picture, CQvPicBufAPI_GeomTrans::kStretchArea) != 0) {
     throw std::bad_alloc();
   }
@@ -71,11 +68,11 @@ struct CPlatePicture::SGeometry {
         cellHeight(height),
         left(std::lround(TextWidth(RowName(plate.rows - 1), text) + 1.6 * text)),
         top(std::lround(2.4 * text)),
-        pageWidth(left + plate.columns * (cellWidth + kGap) + std::lround(text)),
-        pageHeight(top + plate.rows * (cellHeight + kGap) + std::lround(text)) {}
+        pageWidth(left + plate.columns * (cellWidth + kWellGap) + std::lround(text)),
+        pageHeight(top + plate.rows * (cellHeight + kWellGap) + std::lround(text)) {}
 
   SDrawBox Cell(std::uint32_t row, std::uint32_t column) const {
-    return {left + column * (cellWidth + kGap), top + row * (cellHeight + kGap), cellWidth, cellHeight};
+    return {left + column * (cellWidth + kWellGap), top + row * (cellHeight + kWellGap), cellWidth, cellHeight};
   }
 };
 

@@ -25,7 +25,17 @@ std::optional<SCacheRow> CCacheRows::Find(const SQvThumbnailDescription& descrip
 
 bool CCacheRows::IsCurrent(const SQvThumbnailDescription& description) {
   const std::optional<SCacheRow> row = Find(description);
-  return row && row->lastWritten == description.lastWritten && (row->highQuality || description.flags == 0);
+  return row && IsCurrent(*row, description);
+}
+
+bool CCacheRows::IsCurrent(const SCacheRow& row, const SQvThumbnailDescription& description) noexcept {
+  return row.lastWritten == description.lastWritten && (row.highQuality || description.flags == 0);
+}
+
+void CCacheRows::ReadTogether(const std::function<void()>& lookUp) {
+  SQLite::Transaction transaction(m_db);
+  lookUp();
+  transaction.commit();
 }
 
 std::string CCacheRows::ReadJpeg(const SQvThumbnailDescription& description) {

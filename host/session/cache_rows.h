@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -32,6 +33,9 @@ class CCacheRows {
   // True when the row is there, as new as the description says, and in at least the quality that it asks for: a viewer
   // would show it as it is.
   bool IsCurrent(const SQvThumbnailDescription& description);
+  static bool IsCurrent(const SCacheRow& row, const SQvThumbnailDescription& description) noexcept;
+  // Everything that is looked up inside is read in one transaction, which is to be short.
+  void ReadTogether(const std::function<void()>& lookUp);
   // The JPEG stream of a row; empty when there is none.
   std::string ReadJpeg(const SQvThumbnailDescription& description);
 

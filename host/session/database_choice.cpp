@@ -14,6 +14,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Names the database where --db does not.
+constexpr const char* kDatabaseVariable = "QVTHUMBS_DB";
 constexpr const char* kFileName = "OrbThumbCache.db";
 constexpr const char* kFileNameOfView = "OrbThumbCache.{}.db";
 // Where the service keeps the database that all users share.
@@ -31,13 +33,20 @@ fs::path CacheFolder() {
   return HomeFolder() / ".cache";
 }
 
+// Empty: none is named.
+std::string NamedFile(const SDatabaseOptions& options) {
+  const char* variable = std::getenv(kDatabaseVariable);
+  return options.file.empty() && variable ? variable : options.file;
+}
+
 SDatabaseChoice ChooseFile(const SDatabaseOptions& options) {
   if (options.allUsers && !options.file.empty()) {
     throw CHostError("--db and --all-users name two databases; give one of them");
   }
   if (options.allUsers) return {std::string(kSharedFolder) + "/" + kFileName, true, false, {}};
-  if (options.file.empty()) return {DefaultDatabasePath(), false, true, {}};
-  return {fs::absolute(options.file).lexically_normal().string(), false, false, {}};
+  const std::string file = NamedFile(options);
+  if (file.empty()) return {DefaultDatabasePath(), false, true, {}};
+  return {fs::absolute(file).lexically_normal().string(), false, false, {}};
 }
 
 }  // namespace
@@ -49,7 +58,7 @@ SDatabaseChoice ChooseDatabase(const SDatabaseOptions& options) {
   if (!options.view) return choice;
   choice.view = ViewOf(*options.view);
   const std::string view = ViewName(*choice.view);
-  if (!view.empty() && options.file.empty()) {
+  if (!view.empty() && (choice.isDefault || choice.allUsers)) {
     choice.path = fs::path(choice.path).replace_filename(fmt::format(kFileNameOfView, view)).string();
   }
   return choice;

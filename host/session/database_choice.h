@@ -9,7 +9,7 @@ namespace qvhost {
 
 // Which cache database a command works on, as the user said it.
 struct SDatabaseOptions {
-  std::string file;       // --db; empty: the user's own
+  std::string file;       // --db; empty: what QVTHUMBS_DB in the environment names, else the user's own
   bool allUsers = false;  // --all-users
   // Of commands that make or show thumbnails. Those of each view are kept apart.
   std::optional<SViewOptions> view = {};

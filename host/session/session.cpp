@@ -6,6 +6,7 @@
 #include "host/session/database_error.h"
 #include "host/session/diagnostics.h"
 #include "system/qvstatus.h"
+#include "thumbnailcache/qvrelaxedsync.h"
 
 namespace qvhost {
 void LoadComponents() {
@@ -38,7 +39,12 @@ void CSession::Open(const SDatabaseOptions& options, EDatabaseNeed need) {
   if (choice.view) SetProcessView(*choice.view);
   const bool isOrdinary = !choice.view || ViewName(*choice.view).empty();
   const bool isSharedFile = choice.allUsers && isOrdinary && !m_database->IsCopy();
-  if (m_service->OpenDatabase(isSharedFile ? nullptr : path.c_str()) != kQvOk) {
+  // Commands with a view make thumbnails, which can be made again; the books of others cannot.
+  std::optional<CQvRelaxedSync> relaxed;
+  if (choice.view && !choice.allUsers) relaxed.emplace();
+  const std::int32_t status = m_service->OpenDatabase(isSharedFile ? nullptr : path.c_str());
+  relaxed.reset();
+  if (status != kQvOk) {
     m_service->RemoveListener(m_listener);
     const std::string reason = ExplainDatabaseError(CDiagnostics::Get().TakeMessages());
     throw CHostError(ExplainFailedOpen(m_database->Choice(), reason));

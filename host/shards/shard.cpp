@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <filesystem>
 
@@ -56,10 +57,11 @@ void CShardFiles::EnterFolder(const std::string& folder) {
 void CShardFiles::Offer(std::string path) {
   ++m_offered;
   const std::string absolute = AbsolutePath(path);
-  const std::string folder = fs::path(absolute).parent_path().string();
+  const std::string folder = absolute.substr(0, std::max<std::size_t>(absolute.rfind('/'), 1));
   if (folder != m_folder) EnterFolder(folder);
   ++m_folderSizes[m_folderHash];
-  const std::uint64_t name = HashOfName(absolute);
+  // Of the whole every name is ours.
+  const std::uint64_t name = m_shard.IsWhole() ? 0 : HashOfName(absolute);
   const bool isOfFolder = IsOurs(m_folderHash), isOfName = IsOurs(name);
   if (isOfFolder || isOfName) m_candidates.push_back({std::move(path), m_folderHash, isOfFolder, isOfName});
 }

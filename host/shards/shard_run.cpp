@@ -1,17 +1,10 @@
 #include "host/shards/shard_run.h"
 
-#include <chrono>
-
+#include "host/output/time_text.h"
 #include "host/session/sqlite.h"
 
 namespace qvhost {
 namespace {
-
-double Now() {
-  constexpr double kUnixEpoch = 2440587.5;  // as a Julian day number
-  const std::chrono::duration<double> since = std::chrono::system_clock::now().time_since_epoch();
-  return kUnixEpoch + since.count() / 86400.0;
-}
 
 void SetJournalMode(const std::string& database, const char* pragma) {
   OpenConnection(database, SQLite::OPEN_READWRITE).exec(pragma);
@@ -22,7 +15,7 @@ void SetJournalMode(const std::string& database, const char* pragma) {
 CShardRun::CShardRun(const SShard& shard, const std::string& database)
     : m_database(ShardDatabasePath(database, shard)), m_lock(m_database) {
   m_manifest.shard = shard;
-  m_manifest.begun = Now();
+  m_manifest.begun = JulianDayNow();
 }
 
 void CShardRun::Begin() {
@@ -34,7 +27,7 @@ void CShardRun::Begin() {
 void CShardRun::End(bool completed) {
   SetJournalMode(m_database, "PRAGMA journal_mode=DELETE");
   m_manifest.isComplete = completed;
-  m_manifest.ended = Now();
+  m_manifest.ended = JulianDayNow();
   WriteManifest(m_database, m_manifest);
 }
 

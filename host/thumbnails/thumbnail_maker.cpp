@@ -91,6 +91,9 @@ bool CThumbnailMaker::FetchNext(SPending* next) {
       case IThumbnailJobs::ENext::End:
         m_allFetched = true;
         return false;
+      case IThumbnailJobs::ENext::Cached:
+        m_observer.OnThumbnail(next->job, false, NoPicture());
+        continue;
       case IThumbnailJobs::ENext::Failed:
         m_observer.OnFailed(next->job.name, reason);
         continue;

@@ -62,7 +62,7 @@ TEST_F(ReadOnlyDatabaseTest, IsRead) {
   const SRunResult stats = RunAsNobody({"stats", "--json"});
   ASSERT_EQ(stats.status, 0) << stats.err;
   EXPECT_EQ(stats.err, "");
-  EXPECT_EQ(stats.Json()["thumbnails"]["standard"], 3);
+  EXPECT_EQ(stats.Json()["thumbnails"]["count"], 3);
   EXPECT_EQ(stats.Json()["database"], Database());
   EXPECT_EQ(RunAsNobody({"history", "earliest"}).out, "no history\n");
   EXPECT_EQ(RunAsNobody({"verify"}).status, 0);
@@ -118,7 +118,7 @@ TEST_F(ReadOnlyDatabaseTest, CannotBeFilled) {
 TEST_F(ReadOnlyDatabaseTest, AFileThatMayOnlyBeReadIsTheSameInAFolderThatMayBeWrittenTo) {
   ASSERT_EQ(chmod(Path("lab").c_str(), 0777), 0);
   ASSERT_EQ(chmod(Database().c_str(), 0444), 0);
-  EXPECT_EQ(RunAsNobody({"stats", "--json"}).Json()["thumbnails"]["standard"], 3);
+  EXPECT_EQ(RunAsNobody({"stats", "--json"}).Json()["thumbnails"]["count"], 3);
   const SRunResult run = RunAsNobody({"make", m_images});
   EXPECT_EQ(run.status, 2);
   EXPECT_THAT(run.err, HasSubstr(Database() + ": it may not be written to"));

@@ -42,15 +42,27 @@ TEST_F(MaintenanceTest, StatsCountWhatTheDatabaseHolds) {
   m_program.RunWithDatabase({"history", "add", "--user", "anna", "--time", "2024-05-01", Image("a.png")});
   m_program.RunWithDatabase({"stored", "add", "x"});
   const nlohmann::json stats = Json({"stats"});
+  EXPECT_EQ(stats["thumbnails"], nlohmann::json({{"count", 3}}));
+  EXPECT_EQ(stats["textInformation"], 3);
+  EXPECT_EQ(stats["experiments"], 0);
+  EXPECT_EQ(stats["history"], nlohmann::json({{"records", 1}}));
+  EXPECT_EQ(stats["storedItems"], 1);
+  EXPECT_FALSE(stats.contains("largestFolders"));
+  EXPECT_THAT(m_program.RunWithDatabase({"stats"}).out, HasSubstr("Thumbnails        3\n"));
+}
+
+TEST_F(MaintenanceTest, StatsWithDetailsLookAtEveryRow) {
+  m_program.RunWithDatabase({"history", "add", "--user", "anna", "--time", "2024-05-01", Image("a.png")});
+  const nlohmann::json stats = Json({"stats", "--details"});
+  EXPECT_EQ(stats["thumbnails"]["count"], 3);
   EXPECT_EQ(stats["thumbnails"]["standard"], 3);
   EXPECT_EQ(stats["thumbnails"]["high"], 0);
   EXPECT_GT(stats["thumbnails"]["bytes"], 300);
-  EXPECT_EQ(stats["textInformation"], 3);
-  EXPECT_EQ(stats["history"]["records"], 1);
+  EXPECT_EQ(stats["history"]["users"], 1);
   EXPECT_EQ(stats["history"]["first"], "2024-05-01T00:00:00Z");
-  EXPECT_EQ(stats["storedItems"], 1);
+  EXPECT_EQ(stats["folderCount"], 1);
   EXPECT_EQ(stats["largestFolders"][0]["thumbnails"], 3);
-  const SRunResult text = m_program.RunWithDatabase({"stats"});
+  const SRunResult text = m_program.RunWithDatabase({"stats", "--details"});
   EXPECT_THAT(text.out, HasSubstr("3 (3 standard, 0 high quality)"));
 }
 

@@ -4,11 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <thread>
 
 #include "tests/host/support/pictures.h"
@@ -278,11 +280,36 @@ TEST_F(MakeTest, TwoProgramsCanFillOneDatabase) {
   EXPECT_EQ(Rows(), 200);
 }
 
-TEST_F(MakeTest, ShowsProgressAsPlainLinesWithoutATerminal) {
+TEST_F(MakeTest, PrintsNoProgressWithoutATerminalWhileItIsQuick) {
   for (int i = 0; i < 40; ++i) WritePng(Image("img" + std::to_string(i) + ".png"), 8, 8, kRed);
-  const SRunResult run = Make();
-  EXPECT_THAT(run.err, HasSubstr(" of 40"));
-  EXPECT_THAT(run.err, Not(HasSubstr("\r")));
+  EXPECT_EQ(Make().err, "");
+}
+
+TEST_F(MakeTest, QuietlyPrintsNothingButFailures) {
+  WritePng(Image("a.png"), 8, 8, kRed);
+  std::ofstream(Image("no.png")) << "no image";
+  const SRunResult run = m_program.RunWithDatabase({"make", "--quiet", m_images});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "");
+  EXPECT_THAT(run.err, HasSubstr("failed: " + Image("no.png") + ": "));
+  EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1);
+}
+
+TEST_F(MakeTest, LeavesOutWhatIsExcluded) {
+  std::filesystem::create_directories(m_images + "/old/deep");
+  std::filesystem::create_directories(m_images + "/new");
+  for (const char* name : {"a.png", "a_raw.png", "old/b.png", "old/deep/c.png", "new/d.png", "new/e.png"}) {
+    WritePng(Image(name), 8, 8, kRed);
+  }
+  const auto made = [&](std::vector<std::string> options) {
+    options.insert(options.begin(), {"make", "--json", "--recursive", m_images});
+    return m_program.RunWithDatabase(options).Json()["made"].get<int>();
+  };
+  EXPECT_EQ(made({"--exclude", "*_raw.png", "--exclude", "old", "--exclude", "new/e.*"}), 2);
+  EXPECT_EQ(QueryText(m_program.Database(), "SELECT group_concat(substr(filename, -5), ' ') FROM cache ORDER BY 1"),
+            "a.png d.png");
+  EXPECT_EQ(made({"--exclude=*"}), 0);
+  EXPECT_EQ(made({"--exclude", "images"}), 4);  // a folder that is named is walked all the same
 }
 
 TEST_F(MakeTest, DrawsABarOnATerminal) {
@@ -299,6 +326,22 @@ TEST_F(MakeTest, DrawsABarOnATerminal) {
   EXPECT_THAT(run.err, HasSubstr("\r\x1b[Kfailed: " + Image("no.png") + ": "));
   EXPECT_THAT(run.err, testing::EndsWith("\r\x1b[K"));
   EXPECT_THAT(run.out, HasSubstr("made 20, "));
+}
+
+TEST_F(MakeTest, ABarNeverWrapsInANarrowTerminal) {
+  const int probe = posix_openpt(O_RDWR | O_NOCTTY);
+  if (probe < 0) GTEST_SKIP() << "this machine has no pseudo-terminals";
+  close(probe);
+  for (int i = 0; i < 20; ++i) WritePng(Image("image number " + std::to_string(i) + ".png"), 8, 8, kRed);
+  for (const unsigned short columns : std::initializer_list<unsigned short>{10, 24, 40, 60}) {
+    const SRunResult run = m_program.RunOnTerminal({"make", m_images, "--db", m_program.Database()}, columns);
+    std::istringstream drawn(run.err);
+    for (std::string line; std::getline(drawn, line, '\r');) {
+      const auto characters = std::count_if(line.begin(), line.end(), [](char c) { return (c & 0xC0) != 0x80; });
+      EXPECT_LT(characters, columns + 3) << line;  // the sequence that empties the line takes three and no room
+    }
+    EXPECT_THAT(run.err, HasSubstr("%"));
+  }
 }
 
 }  // namespace

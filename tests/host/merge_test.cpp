@@ -57,13 +57,6 @@ class MergeTest : public testing::Test {
   std::string Text(const std::string& file) const {
     return QueryText(m_program.Database(), "SELECT M_description FROM metadata WHERE filename = '" + file + "'");
   }
-  static std::vector<std::string> AllRows(const std::string& database) {
-    CSql db(database);
-    std::vector<std::string> rows =
-        db.Rows("SELECT filename, lastWritten, flags, quality, hex(binData) FROM cache ORDER BY filename, flags");
-    for (std::string& row : db.Rows("SELECT * FROM metadata ORDER BY filename")) rows.push_back(std::move(row));
-    return rows;
-  }
 
   CProgram m_program;
   const std::string m_images;
@@ -82,7 +75,7 @@ TEST_F(MergeTest, ShardsGiveWhatOneMachineMakes) {
   const SRunResult run = Merge(shards);
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_THAT(run.out, HasSubstr("merged 3 shards, 0 merged before, failed 0: added 13, replaced 0, kept 0"));
-  EXPECT_EQ(AllRows(m_program.Database()), AllRows(Path("whole.db")));
+  EXPECT_EQ(CachedRows(m_program.Database()), CachedRows(Path("whole.db")));
 }
 
 TEST_F(MergeTest, ASecondMergeChangesNothing) {
@@ -95,7 +88,7 @@ TEST_F(MergeTest, ASecondMergeChangesNothing) {
   EXPECT_THAT(again.out, HasSubstr("merged 0 shards, 1 merged before, failed 0: added 0, replaced 0, kept 0"));
   EXPECT_EQ(ReadFile(m_program.Database()), before);
   EXPECT_THAT(Merge({shard, "--again"}).out,
-              HasSubstr("merged 1 shards, 0 merged before, failed 0: added 0, replaced 0, kept 1"));
+              HasSubstr("merged 1 shard, 0 merged before, failed 0: added 0, replaced 0, kept 1"));
 }
 
 TEST_F(MergeTest, AShardThatHasGrownIsMergedAgain) {
@@ -163,7 +156,7 @@ TEST_F(MergeTest, KeysStayAsTheyAre) {
   const std::string shard = MakeShard("a");
   for (const char* name : {"/ÄRGER", "/Mixed Case", "/back\\slash", "/%_''"}) AddThumbnail(shard, name, 1, 0, "x");
   ASSERT_EQ(Merge({shard}).status, 0);
-  EXPECT_EQ(AllRows(m_program.Database()), AllRows(shard));
+  EXPECT_EQ(CachedRows(m_program.Database()), CachedRows(shard));
 }
 
 TEST_F(MergeTest, ARowWithoutAPictureCountsAsNone) {
@@ -181,7 +174,7 @@ TEST_F(MergeTest, WhatCannotBeMergedIsNamedAndTheRestGoesOn) {
   m_program.Folder().MakeFile("text.db", "this is no database, but a text that is longer than a header would be …");
   const SRunResult run = Merge({Path("missing.db"), Path("other.db"), Path("text.db"), Path("images"), shard});
   EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.out, HasSubstr("merged 1 shards, 0 merged before, failed 4: added 1"));
+  EXPECT_THAT(run.out, HasSubstr("merged 1 shard, 0 merged before, failed 4: added 1"));
   EXPECT_THAT(run.err, HasSubstr("missing.db: No such file or directory"));
   EXPECT_THAT(run.err, HasSubstr("other.db: is another program's database"));
   EXPECT_THAT(run.err, HasSubstr("text.db: cannot be read: file is not a database"));

@@ -178,11 +178,11 @@ TEST_F(ServeTest, ReachesNothingOutsideTheFolder) {
 
 TEST_F(ServeTest, HostileRequestsLeaveItAnswering) {
   const CHttpClient client = Start();
-  const std::string host = "Host: 127.0.0.1:" + std::to_string(client.Port()) + "\r\n";
+  const std::string host = std::string("Host: ").append(client.Host()).append("\r\n");
   for (const std::string& bytes :
        {std::string("\0\0\0\0", 4), std::string("GET\r\n\r\n"), std::string("GET / HTTP/9.9\r\n\r\n"),
-        "GET /" + std::string(100000, 'a') + " HTTP/1.1\r\n" + host + "\r\n",
-        "GET / HTTP/1.1\r\n" + std::string(100000, 'b') + "\r\n\r\n",
+        std::string("GET /").append(100000, 'a').append(" HTTP/1.1\r\n").append(host).append("\r\n"),
+        std::string("GET / HTTP/1.1\r\n").append(100000, 'b').append("\r\n\r\n"),
         "POST " + client.Prefix() + "want HTTP/1.1\r\n" + host + "Content-Length: 99999999999\r\n\r\n",
         "POST " + client.Prefix() + "want HTTP/1.1\r\n" + host + "Content-Length: -1\r\n\r\n",
         "DELETE " + client.Prefix() + " HTTP/1.1\r\n" + host + "Connection: close\r\n\r\n"}) {
@@ -227,7 +227,7 @@ TEST_F(ServeTest, AFolderThatIsNotThereAndAPortThatIsTakenAreAnswered) {
 TEST_F(ServeTest, ABrowserShowsThePicturesAsTheyCome) {
   if (CBrowser::Program().empty()) GTEST_SKIP() << "there is no browser";
   const CHttpClient client = Start();
-  const std::string page = CBrowser().LiveDocument("http://127.0.0.1:" + std::to_string(client.Port()) + client.Prefix());
+  const std::string page = CBrowser().LiveDocument(client.Address());
   EXPECT_THAT(page, HasSubstr("alt=\"a.png\""));
   EXPECT_THAT(page, HasSubstr("thumbnail?path=stack.ome.tif"));
   EXPECT_THAT(page, HasSubstr("The file is a text; not supported"));

@@ -42,6 +42,50 @@ TEST_F(ShowTest, WritesPngAndJpegThatFitTheBox) {
   ExpectColors(jpeg, kRed);
 }
 
+TEST_F(ShowTest, InASizeOfOnesOwnLeavesTheDatabaseAlone) {
+  WritePng(Path("a.png"), 1000, 500, kRed);
+  const SRunResult run = m_program.RunWithDatabase({"show", "--size", "700", Path("a.png"), "-o", Path("out.png")});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.out, HasSubstr("700 x 350 pixels, made now; not cached"));
+  EXPECT_EQ(DecodePng(Path("out.png")).width, 700u);
+  EXPECT_FALSE(std::filesystem::exists(m_program.Database()));
+}
+
+TEST_F(ShowTest, InASmallerSizeIsScaledFromTheStoredThumbnail) {
+  WritePng(Path("a.png"), 1000, 500, kRed);
+  m_program.RunWithDatabase({"make", Path("a.png")});
+  EXPECT_THAT(m_program.RunWithDatabase({"show", "-s", "100", Path("a.png"), "-o", Path("out.png")}).out,
+              HasSubstr("100 x 50 pixels, from the cache"));
+  EXPECT_THAT(m_program.RunWithDatabase({"show", "-s", "500", Path("a.png"), "-o", Path("out.png")}).out,
+              HasSubstr("not cached"));
+}
+
+TEST_F(ShowTest, WritesTheFormatAndQualityThatAreAskedFor) {
+  WritePng(Path("a.png"), 1000, 500, kRed);
+  const auto show = [&](std::vector<std::string> options) {
+    options.insert(options.begin(), {"show", Path("a.png")});
+    return m_program.RunWithDatabase(options);
+  };
+  ASSERT_EQ(show({"-o", Path("picture"), "--format", "jpg"}).status, 0);
+  EXPECT_EQ(DecodeJpeg(Path("picture")).width, 360u);
+  ASSERT_EQ(show({"-o", Path("low.jpg"), "--jpeg-quality", "10"}).status, 0);
+  ASSERT_EQ(show({"-o", Path("high.jpg"), "--jpeg-quality", "98"}).status, 0);
+  EXPECT_LT(std::filesystem::file_size(Path("low.jpg")), std::filesystem::file_size(Path("high.jpg")));
+  EXPECT_THAT(show({"-o", Path("x.png"), "--format", "jpg"}).err, HasSubstr("says another format"));
+  EXPECT_THAT(show({"-o", Path("x.png"), "--jpeg-quality", "50"}).err, HasSubstr("is for JPEG only"));
+  EXPECT_FALSE(std::filesystem::exists(Path("x.png")));
+}
+
+TEST_F(ShowTest, ReadsStandardInput) {
+  WritePng(Path("a.png"), 1000, 500, kRed);
+  const SRunResult run = m_program.RunUnder({"sh", "-c", "exec \"$0\" \"$@\" < '" + Path("a.png") + "'"},
+                                            {"show", "-", "-o", Path("out.png"), "--json"});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.Json()["source"], "standard input");
+  EXPECT_EQ(DecodePng(Path("out.png")).width, 480u);
+  EXPECT_FALSE(std::filesystem::exists(m_program.DefaultDatabase()));
+}
+
 TEST_F(ShowTest, TellsWhetherItWasMadeNow) {
   WritePng(Path("a.png"), 100, 50, kGreen);
   EXPECT_THAT(m_program.RunWithDatabase({"show", Path("a.png"), "-o", Path("out.png")}).out, HasSubstr("made now"));
@@ -132,6 +176,37 @@ TEST_F(InfoTest, NamesAFileThatIsNoImageAndGoesOn) {
 }
 
 // The texts that the workers have stored serve, whatever the case of the name.
+TEST_F(InfoTest, TakesFoldersAndPrintsChosenFieldsAsATable) {
+  const std::string folder = m_program.Folder().MakeFolder("images");
+  WriteStack(folder + "/a.ome.tif", {1, 3, 2});
+  WritePng(folder + "/b.png", 30, 20, kRed);
+  const SRunResult table = m_program.RunWithDatabase({"info", "--fields", "width,z,file", folder});
+  EXPECT_EQ(table.status, 0) << table.err;
+  EXPECT_THAT(table.out, HasSubstr("width  z  file"));
+  EXPECT_THAT(table.out, HasSubstr("64     3  " + folder + "/a.ome.tif"));
+  const nlohmann::json document = m_program.RunWithDatabase({"info", "--json", "--fields", "height", folder}).Json();
+  ASSERT_EQ(document.size(), 2u);
+  EXPECT_EQ(document[1]["height"], 20);
+  EXPECT_EQ(document[1].size(), 2u);
+}
+
+TEST_F(InfoTest, PrintsCommaSeparatedValues) {
+  WriteStack(Path("with, comma.ome.tif"), {1, 3, 2});
+  const SRunResult run = m_program.RunWithDatabase(
+      {"info", "--csv", "--fields", "file,micrometresPerPixel,objective,channels", Path("with, comma.ome.tif")});
+  EXPECT_EQ(run.out,
+            "file,micrometresPerPixel,objective,channels\r\n\"" + Path("with, comma.ome.tif") + "\",0.325,,2\r\n");
+  EXPECT_THAT(m_program.RunWithDatabase({"info", "--csv", Path("with, comma.ome.tif")}).out,
+              testing::StartsWith("file,width,height,components,"));
+}
+
+TEST_F(InfoTest, NamesTheFieldsWhenOneIsWrong) {
+  WritePng(Path("b.png"), 30, 20, kRed);
+  const SRunResult run = m_program.RunWithDatabase({"info", "--fields", "widht", Path("b.png")});
+  EXPECT_EQ(run.status, 2);
+  EXPECT_THAT(run.err, HasSubstr("there is no field 'widht'. Did you mean 'width'? The fields are file, width, "));
+}
+
 TEST_F(InfoTest, UsesTheTextsThatMakeHasStored) {
   WritePng(Path("Upper.PNG"), 30, 20, kRed);
   ASSERT_EQ(m_program.RunWithDatabase({"make", Path("Upper.PNG")}).status, 0);

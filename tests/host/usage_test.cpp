@@ -23,8 +23,8 @@ class UsageTest : public testing::Test {
 };
 
 TEST_F(UsageTest, EveryVerbHasHelpWithAnExample) {
-  for (const char* verb : {"make", "show", "info", "gallery", "serve", "watch", "import", "stats", "prune", "verify",
-                           "history", "experiments", "stored"}) {
+  for (const char* verb : {"make", "show", "thumbnail", "info", "gallery", "serve", "watch", "import", "stats", "prune",
+                           "verify", "history", "experiments", "stored"}) {
     const SRunResult run = m_program.Run({verb, "--help"});
     EXPECT_EQ(run.status, 0) << verb;
     EXPECT_THAT(run.out, HasSubstr("Example")) << verb;
@@ -66,9 +66,59 @@ TEST_F(UsageTest, WrongUseEndsWithTwo) {
 TEST_F(UsageTest, AnUnknownVerbIsNamedWithThoseThereAre) {
   const SRunResult run = m_program.Run({"mak", "."});
   EXPECT_EQ(run.status, 2);
-  EXPECT_THAT(run.err, HasSubstr("there is no verb 'mak'. The verbs are make, show, "));
-  EXPECT_THAT(m_program.Run({"stored", "ad"}).err, HasSubstr("The verbs are add, update, "));
+  EXPECT_THAT(run.err, HasSubstr("there is no verb 'mak'. Did you mean 'make'? The verbs are make, show, "));
+  EXPECT_THAT(m_program.Run({"stored", "ad"}).err, HasSubstr(" The verbs are add, update, "));
   EXPECT_THAT(m_program.Run({"stored", "add"}).err, HasSubstr("See 'qvthumbs stored add --help'"));
+}
+
+TEST_F(UsageTest, AMistypedVerbOrOptionGetsASuggestion) {
+  EXPECT_THAT(m_program.Run({"maek"}).err, HasSubstr("there is no verb 'maek'. Did you mean 'make'?"));
+  EXPECT_THAT(m_program.Run({"stored", "ad", "x"}).err, HasSubstr("Did you mean 'add'?"));
+  EXPECT_THAT(m_program.Run({"--verison"}).err, HasSubstr("there is no option '--verison'. Did you mean '--version'?"));
+  EXPECT_THAT(m_program.Run({"make", "--recursiv", "."}).err, HasSubstr("Did you mean '--recursive'?"));
+  EXPECT_THAT(m_program.Run({"make", "--zzz=3", "."}).err, HasSubstr("there is no option '--zzz'.\n"));
+  EXPECT_THAT(m_program.Run({"stats", "all"}).err, HasSubstr("'all' is one argument too many"));
+  EXPECT_THAT(m_program.Run({"frobnicate"}).err, testing::Not(HasSubstr("Did you mean")));
+}
+
+TEST_F(UsageTest, HelpIsAVerbToo) {
+  EXPECT_EQ(m_program.Run({"help"}).out, m_program.Run({"--help"}).out);
+  EXPECT_EQ(m_program.Run({"help", "stored", "add"}).out, m_program.Run({"stored", "add", "--help"}).out);
+  EXPECT_EQ(m_program.Run({"help", "make"}).status, 0);
+}
+
+TEST_F(UsageTest, AnEmptyNameIsWrongUseAndSaysSo) {
+  WritePng(Path("a.png"), 10, 10, kRed);
+  const std::vector<std::vector<std::string>> wrong = {{"make", ""},
+                                                       {"info", ""},
+                                                       {"thumbnail", "", Path("x.png")},
+                                                       {"thumbnail", Path("a.png"), ""},
+                                                       {"show", "", "-o", Path("x.png")},
+                                                       {"show", Path("a.png"), "-o", ""},
+                                                       {"make", "--files-from", ""},
+                                                       {"prune", "--under", ""},
+                                                       {"stored", "add", ""},
+                                                       {"gallery", "-o", "", Path("a.png")}};
+  for (const auto& arguments : wrong) {
+    const SRunResult run = m_program.Run(arguments);
+    EXPECT_EQ(run.status, 2) << testing::PrintToString(arguments);
+    EXPECT_THAT(run.err, testing::AnyOf(HasSubstr("empty name"), HasSubstr("needs a name")))
+        << testing::PrintToString(arguments);
+  }
+}
+
+TEST_F(UsageTest, WhatIsMissingIsNamed) {
+  EXPECT_THAT(m_program.Run({"info"}).err, HasSubstr("the argument 'files' is missing"));
+  EXPECT_THAT(m_program.Run({"show", "a.png"}).err, HasSubstr("--output has to be given"));
+}
+
+TEST_F(UsageTest, OneThingIsCountedInTheSingular) {
+  WritePng(Path("a.png"), 10, 10, kRed);
+  m_program.RunWithDatabase({"make", Path("a.png")});
+  EXPECT_THAT(m_program.RunWithDatabase({"verify"}).out, HasSubstr("checked 1 thumbnail, 0 with a problem"));
+  std::filesystem::remove(Path("a.png"));
+  EXPECT_THAT(m_program.RunWithDatabase({"prune"}).out, HasSubstr("removed 1 thumbnail and 1 text information of"));
+  EXPECT_THAT(m_program.RunWithDatabase({"prune"}).out, HasSubstr("removed 0 thumbnails and 0 text informations of"));
 }
 
 TEST_F(UsageTest, ANumberOutOfRangeIsNamedAsItWasTyped) {
@@ -103,6 +153,22 @@ TEST_F(UsageTest, ADatabaseInAMissingFolderSaysWhatToDo) {
   const SRunResult run = m_program.Run({"make", ".", "--db", Path("nowhere/cache.db")});
   EXPECT_EQ(run.status, 2);
   EXPECT_THAT(run.err, HasSubstr("create it first"));
+}
+
+TEST_F(UsageTest, TheEnvironmentNamesTheDatabaseWhereNoOptionDoes) {
+  WritePng(Path("a.png"), 10, 10, kRed);
+  m_program.SetEnvironment("QVTHUMBS_DB=" + Path("named.db"));
+  ASSERT_EQ(m_program.Run({"make", Path("a.png")}).status, 0);
+  EXPECT_EQ(QueryInt(Path("named.db"), "SELECT count(*) FROM cache"), 1);
+  EXPECT_FALSE(std::filesystem::exists(m_program.DefaultDatabase()));
+  ASSERT_EQ(m_program.RunWithDatabase({"make", Path("a.png")}).status, 0);
+  EXPECT_EQ(QueryInt(m_program.Database(), "SELECT count(*) FROM cache"), 1);
+}
+
+TEST_F(UsageTest, AnEmptyNameOfADatabaseIsWrongUse) {
+  const SRunResult run = m_program.Run({"make", "--db", "", "."});
+  EXPECT_EQ(run.status, 2);
+  EXPECT_THAT(run.err, HasSubstr("--db: names no file"));
 }
 
 TEST_F(UsageTest, LookingVerbsDoNotCreateADatabase) {

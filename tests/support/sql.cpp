@@ -116,4 +116,12 @@ std::int64_t QueryInt(const std::string& database, const std::string& text) {
 
 void Execute(const std::string& database, const std::string& text) { CSql(database).Run(text); }
 
+std::vector<std::string> CachedRows(const std::string& database) {
+  CSql db(database);
+  std::vector<std::string> rows =
+      db.Rows("SELECT filename, lastWritten, flags, quality, hex(binData) FROM cache ORDER BY filename, flags");
+  for (std::string& row : db.Rows("SELECT * FROM metadata ORDER BY filename")) rows.push_back(std::move(row));
+  return rows;
+}
+
 }  // namespace qvtest

@@ -69,4 +69,7 @@ std::string QueryText(const std::string& database, const std::string& text);
 std::int64_t QueryInt(const std::string& database, const std::string& text);
 void Execute(const std::string& database, const std::string& text);
 
+// All thumbnails and texts of a thumbnail database, in the order of their names, to be compared.
+std::vector<std::string> CachedRows(const std::string& database);
+
 }  // namespace qvtest

@@ -9,9 +9,9 @@
 namespace {
 
 constexpr int kChunkSide = 128;
-constexpr int kLevels = 2;
+constexpr int kZarrLevels = 2;
 
-std::string Number(double value) {
+std::string ZarrNumber(double value) {
   char text[32];
   std::snprintf(text, sizeof text, "%.6g", value);
   return text;
@@ -43,11 +43,11 @@ std::string AttributesText(const SStack& stack, const std::string& version) {
     text += R"(,{"name":")" + std::string(axis) + R"(","type":"space","unit":"micrometer"})";
   }
   text += R"(],"datasets":[)";
-  for (int level = 0; level < kLevels; ++level) {
-    const std::string side = Number(stack.pixelSize * (1 << level));
+  for (int level = 0; level < kZarrLevels; ++level) {
+    const std::string side = ZarrNumber(stack.pixelSize * (1 << level));
     text += (level == 0 ? "" : ",") + std::string(R"({"path":")") + std::to_string(level) +
-            R"(","coordinateTransformations":[{"type":"scale","scale":[1,1,)" + Number(stack.zStep) + "," + side + "," +
-            side + "]}]}";
+            R"(","coordinateTransformations":[{"type":"scale","scale":[1,1,)" + ZarrNumber(stack.zStep) + "," + side +
+            "," + side + "]}]}";
   }
   text += R"(]}],"omero":{"channels":[)";
   for (int c = 0; c < stack.SizeC(); ++c) {
@@ -109,20 +109,20 @@ void WriteChunks(const SContext& context, const SStack& stack, const std::string
   }
 }
 
-void MakeVersion04(const SContext& context, const std::string& folder, const SStack (&levels)[kLevels]) {
+void MakeVersion04(const SContext& context, const std::string& folder, const SStack (&levels)[kZarrLevels]) {
   context.output.Write(folder + ".zgroup", std::string(R"({"zarr_format":2})"));
   context.output.Write(folder + ".zattrs", AttributesText(levels[0], "0.4"));
-  for (int level = 0; level < kLevels; ++level) {
+  for (int level = 0; level < kZarrLevels; ++level) {
     const std::string array = folder + std::to_string(level) + "/";
     context.output.Write(array + ".zarray", Description2(levels[level]));
     WriteChunks(context, levels[level], array);
   }
 }
 
-void MakeVersion05(const SContext& context, const std::string& folder, const SStack (&levels)[kLevels]) {
+void MakeVersion05(const SContext& context, const std::string& folder, const SStack (&levels)[kZarrLevels]) {
   context.output.Write(folder + "zarr.json", R"({"zarr_format":3,"node_type":"group","attributes":{"ome":)" +
                                                  AttributesText(levels[0], "0.5") + "}}");
-  for (int level = 0; level < kLevels; ++level) {
+  for (int level = 0; level < kZarrLevels; ++level) {
     const std::string array = folder + std::to_string(level) + "/";
     context.output.Write(array + "zarr.json", Description3(levels[level]));
     WriteChunks(context, levels[level], array + "c/");
@@ -137,7 +137,7 @@ void MakeOmeZarr(const SContext& context) {
   options.channels = 2;
   options.sizeZ = 5;
   const SStack full = MakeField(EFluorescence::kCells, options, context.SeedFor("OME-Zarr"));
-  const SStack levels[kLevels] = {full, Halved(full)};
+  const SStack levels[kZarrLevels] = {full, Halved(full)};
   MakeVersion04(context, "OME-Zarr/cells 0.4.zarr/", levels);
   MakeVersion05(context, "OME-Zarr/cells 0.5.zarr/", levels);
 }

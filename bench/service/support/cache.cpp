@@ -23,6 +23,21 @@ COpenCache::COpenCache(const std::string& file) {
   if (m_cache->OpenDatabase(CQvStringUtils::UTF8toW(file).c_str()) != 0) Fail("cannot open " + file);
 }
 
+CQueuedRequests::CQueuedRequests(IQvThumbnailCache& cache) : m_cache(cache) {
+  m_listener = cache.AddListener(
+      [](void* context, const wchar_t*) {
+        auto* self = static_cast<CQueuedRequests*>(context);
+        if (++self->m_finished == self->m_wanted) self->m_finished.notify_one();
+      },
+      this);
+}
+
+void CQueuedRequests::MakeAll(std::span<const SQvThumbnailDescription> descriptions) {
+  m_wanted += descriptions.size();
+  m_cache.RequestThumbnails(0, descriptions.data(), static_cast<std::uint32_t>(descriptions.size()), 0, true);
+  for (std::size_t now = m_finished; now != m_wanted; now = m_finished) m_finished.wait(now);
+}
+
 void MakeDatabase(const std::string& file) {
   qvtest::CSql(file).Run("PRAGMA journal_mode=WAL");
   const COpenCache cache(file);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -23,6 +24,23 @@ class COpenCache {
 
  private:
   CQvRef<IQvThumbnailCache> m_cache;
+};
+
+// Queues requests, and waits for the workers.
+class CQueuedRequests {
+ public:
+  explicit CQueuedRequests(IQvThumbnailCache& cache);
+  CQueuedRequests(const CQueuedRequests&) = delete;
+  CQueuedRequests& operator=(const CQueuedRequests&) = delete;
+  ~CQueuedRequests() { m_cache.RemoveListener(m_listener); }
+
+  // A list in one call. None of them may be ready.
+  void MakeAll(std::span<const SQvThumbnailDescription> descriptions);
+
+ private:
+  IQvThumbnailCache& m_cache;
+  QvThumbnailListener m_listener;
+  std::atomic<std::size_t> m_finished{0}, m_wanted{0};
 };
 
 // Makes the database with its tables, in write-ahead mode.

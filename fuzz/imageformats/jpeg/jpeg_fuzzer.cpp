@@ -1,17 +1,18 @@
 // A JPEG file from memory, through the markers, the block means and libjpeg.
 
 #include "fuzz/imageformats/exercise.h"
-#include "platform/imageformats/jpeg/block_means/block_means.h"
+#include "platform/imageformats/jpeg/block_means/average_means.h"
 #include "platform/imageformats/jpeg/jpeg_codec.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace imageformats;
   Exercise(JpegCodec(), data, size);
   // Also where a rendering would not ask for them.
-  for (const bool quarterBlockChroma : {false, true}) {
+  for (const EMeansDetail detail : {EMeansDetail::kBlocks, EMeansDetail::kQuarterChroma, EMeansDetail::kQuarters}) {
     Attempt([&] {
       CRenderGuard guard(SmallLimits());
-      ReadBlockMeans(*CInput::FromMemory(data, size), quarterBlockChroma, guard);
+      const auto means = ReadBlockMeans(*CInput::FromMemory(data, size), {detail, {}}, guard);
+      if (means) AverageBlockMeans(*means, {1, 1}, guard);
     });
   }
   return 0;

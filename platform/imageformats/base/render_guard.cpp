@@ -14,12 +14,6 @@ namespace {
 
 constexpr char kTimeExceeded[] = "Reading the picture needs more processor time than its size allows: ";
 
-std::chrono::nanoseconds ProcessorTime() {
-  timespec now{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-  return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
-}
-
 constexpr std::uint64_t kBytesPerMillisecond = 5'000;
 
 }  // namespace
@@ -45,10 +39,26 @@ std::string TimeExceeded(std::chrono::milliseconds limit) {
 
 bool IsTimeExceeded(std::string_view reason) noexcept { return reason.starts_with(kTimeExceeded); }
 
-CRenderGuard::CRenderGuard(const SRenderLimits& limits)
-    : m_limits(limits),
-      m_earliest(std::chrono::steady_clock::now() + limits.time),
-      m_deadline(ProcessorTime() + limits.time) {}
+CRenderGuard::CRenderGuard(const SRenderLimits& limits) : CRenderGuard(limits, nullptr) {}
+
+CRenderGuard::CRenderGuard(const SRenderLimits& limits, const std::atomic<bool>* stop)
+    : m_limits(limits), m_stop(stop) {
+  BeginOnThisThread();
+}
+
+void CRenderGuard::BeginOnThisThread() {
+  m_start = std::chrono::steady_clock::now();
+  m_earliest = m_start + m_limits.time;
+  m_deadline = ThreadTime() + m_limits.time;
+}
+
+std::chrono::nanoseconds CRenderGuard::ThreadTime() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+}
+
+std::chrono::nanoseconds CRenderGuard::Elapsed() const { return std::chrono::steady_clock::now() - m_start; }
 
 void CRenderGuard::CheckPixels(std::uint64_t width, std::uint64_t height) const {
   if (width == 0 || height == 0) throw CDamagedError("The picture has no pixels");
@@ -59,7 +69,9 @@ void CRenderGuard::CheckPixels(std::uint64_t width, std::uint64_t height) const 
 }
 
 void CRenderGuard::CheckTime() const {
-  if (std::chrono::steady_clock::now() < m_earliest || ProcessorTime() < m_deadline) return;
+  if (m_stop != nullptr && *m_stop) throw CDamagedError("The picture is given up");
+  const std::chrono::nanoseconds helped(m_helped);
+  if (std::chrono::steady_clock::now() + helped < m_earliest || ThreadTime() + helped < m_deadline) return;
   throw CDamagedError(TimeExceeded(m_limits.time));
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -36,16 +37,32 @@ std::string TimeExceeded(std::chrono::milliseconds limit);
 bool IsTimeExceeded(std::string_view reason) noexcept;
 
 // Keeps one operation within its limits. Codec code reserves memory before it allocates it and asks for the time
-// once a band. Used by one thread. All refusals throw CDamagedError with a text for people.
+// once a band. Used by one thread, but for AddHelp. All refusals throw CDamagedError with a text for people.
 class CRenderGuard {
  public:
   explicit CRenderGuard(const SRenderLimits& limits = {});
+  // One for a thread that helps the owner of another guard (CWorkAhead). What it guards ends when `stop` is set.
+  CRenderGuard(const SRenderLimits& limits, const std::atomic<bool>* stop);
+  CRenderGuard(const CRenderGuard&) = delete;
+  CRenderGuard& operator=(const CRenderGuard&) = delete;
 
   // Throws when the pixels of such a picture are over the limit, or when a side is 0.
   void CheckPixels(std::uint64_t width, std::uint64_t height) const;
-  // Throws when the calling thread has worked for longer since the guard was made. A clock read: once per band or some
-  // rows, not per pixel. Two: the processor's is a call of the system's, and not read before so much time has passed.
+  // Throws when the calling thread and its helpers have worked for longer since the guard was made. A clock read: once
+  // per band or some rows, not per pixel. Two: the processor's is a call of the system's, and not read before so much
+  // time has passed.
   void CheckTime() const;
+
+  // Adds what another thread has worked for this. Any thread.
+  void AddHelp(std::chrono::nanoseconds time) noexcept { m_helped += time.count(); }
+  // Counts the time of the calling thread from now on, and no longer that of the one before.
+  void BeginOnThisThread();
+  bool IsHelpers() const noexcept { return m_stop != nullptr; }
+  const SRenderLimits& Limits() const noexcept { return m_limits; }
+  // Since the guard was made, by the clock on the wall.
+  std::chrono::nanoseconds Elapsed() const;
+  // Of the processor, for the calling thread since it began.
+  static std::chrono::nanoseconds ThreadTime();
 
   // Extends the time for so many bytes of files that the limits did not count.
   void AddSource(std::uint64_t bytes);
@@ -67,8 +84,10 @@ class CRenderGuard {
 
  private:
   SRenderLimits m_limits;
-  std::chrono::steady_clock::time_point m_earliest;
+  const std::atomic<bool>* m_stop = nullptr;
+  std::chrono::steady_clock::time_point m_start, m_earliest;
   std::chrono::nanoseconds m_deadline;
+  std::atomic<std::int64_t> m_helped = 0;  // nanoseconds
   std::uint64_t m_reserved = 0;
   std::uint64_t m_addedBytes = 0;  // that have not made a millisecond yet
 };

@@ -19,11 +19,24 @@ struct SSignature {
   std::string_view secondBytes = {};
 };
 
+// Formats that are read: no codec took the file, so the rest of its header is not theirs.
+constexpr SSignature kSignaturesOfRead[] = {
+    {0, "GIF87a"sv, "a GIF file"},
+    {0, "GIF89a"sv, "a GIF file"},
+    {0, "BM"sv, "a BMP file", 6, "\0\0\0\0"sv},
+    {0, "RIFF"sv, "a WebP file", 8, "WEBP"sv},
+    {128, "DICM"sv, "a DICOM file"},
+    {344, "n+1\0"sv, "a NIfTI file"},
+    {344, "ni1\0"sv, "a NIfTI header"},
+    {4, "n+2\0\r\n\x1A\n"sv, "a NIfTI file"},
+    {4, "ni2\0\r\n\x1A\n"sv, "a NIfTI header"},
+    {0, "NRRD000"sv, "an NRRD file"},
+    {208, "MAP "sv, "an MRC file"},
+};
+
 // The first that fits counts: longer and rarer signatures stand before those that they begin with.
 constexpr SSignature kSignatures[] = {
     // Pictures.
-    {0, "\0\0\0\x0CjP  \r\n\x87\n"sv, "a JPEG 2000 file"},
-    {0, "\xFF\x4F\xFF\x51"sv, "a JPEG 2000 codestream"},
     {0, "\0\0\0\x0CJXL \r\n\x87\n"sv, "a JPEG XL file"},
     {0, "\xFF\x0A"sv, "a JPEG XL codestream"},
     {0, "II\xBC\x01"sv, "a JPEG XR file"},
@@ -36,10 +49,6 @@ constexpr SSignature kSignatures[] = {
     {4, "ftyphevc"sv, "a HEIF file"},
     {4, "ftypmif1"sv, "a HEIF file"},
     {4, "ftypmsf1"sv, "a HEIF file"},
-    {0, "GIF87a"sv, "a GIF file"},
-    {0, "GIF89a"sv, "a GIF file"},
-    {0, "BM"sv, "a BMP file", 6, "\0\0\0\0"sv},
-    {0, "RIFF"sv, "a WebP file", 8, "WEBP"sv},
     {0, "8BPS"sv, "a PSD file"},
     {0, "gimp xcf"sv, "an XCF file"},
     {0, "#?RADIANCE"sv, "a Radiance HDR file"},
@@ -47,6 +56,7 @@ constexpr SSignature kSignatures[] = {
     {0, "v/1\x01"sv, "an OpenEXR file"},
     {0, "SDPX"sv, "a DPX file"},
     {0, "XPDS"sv, "a DPX file"},
+    {0, "P7 332"sv, "an XV thumbnail"},
     {0, "qoif"sv, "a QOI file"},
     {0, "FLIF"sv, "a FLIF file"},
     {0, "\x8AMNG\r\n\x1A\n"sv, "an MNG file"},
@@ -72,14 +82,6 @@ constexpr SSignature kSignatures[] = {
     {0, "\0MRM"sv, "a raw camera file"},
     {0, "FOVb"sv, "a raw camera file"},
     // Volumes and measurements.
-    {128, "DICM"sv, "a DICOM file"},
-    {344, "n+1\0"sv, "a NIfTI file"},
-    {344, "ni1\0"sv, "a NIfTI header"},
-    {4, "n+2\0\r\n\x1A\n"sv, "a NIfTI file"},
-    {4, "ni2\0\r\n\x1A\n"sv, "a NIfTI header"},
-    {0, "NRRD000"sv, "an NRRD file"},
-    {0, "SIMPLE  ="sv, "a FITS file"},
-    {208, "MAP "sv, "an MRC file"},
     {0, "ObjectType = Image"sv, "a MetaImage file"},
     {0, "# vtk DataFile"sv, "a VTK file"},
     {0, "MATLAB 5.0 MAT-file"sv, "a MATLAB file"},
@@ -143,13 +145,6 @@ bool Fits(const CInput& input, const SSignature& signature) noexcept {
          (signature.secondBytes.empty() || Holds(input, signature.secondPlace, signature.secondBytes));
 }
 
-// P1 to P7, a blank, and a number or a comment.
-bool IsPortableAnymap(std::string_view head) noexcept {
-  return head.size() > 3 && head[0] == 'P' && head[1] >= '1' && head[1] <= '7' &&
-         std::string_view(" \t\r\n").find(head[2]) != std::string_view::npos &&
-         std::string_view("0123456789#W \t\r\n").find(head[3]) != std::string_view::npos;
-}
-
 // UTF-8 without control characters.
 bool IsText(std::string_view head) noexcept {
   return std::none_of(head.begin(), head.end(), [](char c) {
@@ -172,11 +167,15 @@ const char* KindOfText(const CInput& input) {
   return "a text";
 }
 
-const char* KnownFormat(const CInput& input, std::string_view head) {
-  const auto* const known = std::find_if(std::begin(kSignatures), std::end(kSignatures),
+template <std::size_t N>
+const char* NameOf(const SSignature (&signatures)[N], const CInput& input) noexcept {
+  const auto* const found = std::find_if(std::begin(signatures), std::end(signatures),
                                          [&](const SSignature& signature) { return Fits(input, signature); });
-  if (known != std::end(kSignatures)) return known->name;
-  if (IsPortableAnymap(head)) return "a PNM file";
+  return found == std::end(signatures) ? nullptr : found->name;
+}
+
+const char* KnownFormat(const CInput& input) {
+  if (const char* name = NameOf(kSignatures, input)) return name;
   if (input.Size() > 26 && Holds(input, input.Size() - kFooterOfTga.size(), kFooterOfTga)) return "a TGA file";
   return KindOfText(input);
 }
@@ -187,7 +186,11 @@ std::string UnknownFormatReason(const CInput& input) {
   const auto bytes = input.Head();
   const std::string_view head(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   if (head.starts_with(kLfsPointer)) return "The file is a Git LFS pointer: the image itself was not fetched";
-  if (const char* name = KnownFormat(input, head)) {
+  if (const char* name = NameOf(kSignaturesOfRead, input)) {
+    std::string reason = "The file begins like ";
+    return reason.append(name).append(", and is damaged");
+  }
+  if (const char* name = KnownFormat(input)) {
     std::string reason = "The file is ";
     return reason.append(name).append("; not supported");
   }

@@ -93,12 +93,9 @@ class CDicomImage final : public CBandedImage {
   }
 
   void ApplyLoop(SImageMetadata& metadata) const {
-    if (m_header.IsTiled() || m_header.frames < 2) return;
-    SLoop loop;
-    loop.type = m_header.frameSeconds > 0.0 ? kQvLoopTime : kQvLoopCustom;
-    loop.size = m_header.frames;
-    loop.step = m_header.frameSeconds;
-    metadata.loops.push_back(std::move(loop));
+    if (m_header.IsTiled()) return;
+    const std::uint32_t type = m_header.frameSeconds > 0.0 ? kQvLoopTime : kQvLoopCustom;
+    AddLoop(type, m_header.frames, m_header.frameSeconds, &metadata);
   }
 
   std::unique_ptr<IPixelBands> OpenBands(SSize wanted, CRenderGuard& guard) override {

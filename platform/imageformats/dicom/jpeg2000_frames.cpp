@@ -54,14 +54,8 @@ class CDicomJpeg2000Frames final : public CFrameDecoder {
   }
 
   void PlaceTile(const CJpeg2000Decoder& decoder) {
-    const SJpeg2000Plane first = decoder.Plane(0);
-    const std::uint32_t x = decoder.TileX(), y = decoder.TileY();
-    const bool isInside =
-        x <= Size().width && first.width <= Size().width - x && y <= Size().height && first.height <= Size().height - y;
-    Require(isInside, "The JPEG 2000 data of a frame do not fit the picture");
-    for (std::uint32_t row = 0; row < first.height; ++row) {
-      MixRow(m_mix, decoder, row, Rows() + (y + row) * Stride() + std::size_t{x} * m_pixelBytes);
-    }
+    Require(MixTile(m_mix, decoder, Size(), Stride(), m_pixelBytes, Rows()),
+            "The JPEG 2000 data of a frame do not fit the picture");
   }
 
   const SDicomHeader& m_header;

@@ -83,13 +83,7 @@ class CGifImage final : public CBandedImage {
   SImageMetadata Metadata() override {
     SImageMetadata metadata = PlainMetadata(m_info, "GIF", ModelComponents(Pixels().model));
     metadata.text.description = TextOf(Trimmed(m_overview.comment));
-    if (m_overview.frames > 1) {
-      SLoop loop;
-      loop.type = kQvLoopTime;
-      loop.size = m_overview.frames;
-      loop.step = m_overview.frameSeconds;
-      metadata.loops.push_back(std::move(loop));
-    }
+    AddLoop(kQvLoopTime, m_overview.frames, m_overview.frameSeconds, &metadata);
     return metadata;
   }
 

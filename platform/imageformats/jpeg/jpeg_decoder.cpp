@@ -13,7 +13,7 @@ namespace imageformats {
 
 namespace {
 
-constexpr std::uint32_t kBandRows = 16;
+constexpr std::uint32_t kDecodedBandRows = 16;
 constexpr char kCutOff[] = "The JPEG data ends before the picture is complete";
 
 J_COLOR_SPACE LibraryColor(EJpegColor color, J_COLOR_SPACE fromMarkers) {
@@ -252,9 +252,9 @@ void CJpegDecoder::ReadRows(std::uint8_t* rows, std::size_t stride, std::uint32_
     s.guard->CheckTime();
     s.rows = rows;
     s.stride = stride;
-    s.rowCount = std::min(count, kBandRows);
+    s.rowCount = std::min(count, kDecodedBandRows);
     s.Run([](SState& state) {
-      JSAMPROW pointers[kBandRows];
+      JSAMPROW pointers[kDecodedBandRows];
       for (std::uint32_t i = 0; i < state.rowCount; ++i) pointers[i] = state.rows + i * state.stride;
       for (std::uint32_t done = 0; done < state.rowCount;) {
         done += jpeg_read_scanlines(&state.info, pointers + done, state.rowCount - done);

@@ -78,19 +78,26 @@ void CJpegImage::Read(SQvPicBuf& picture, CRenderGuard& guard) {
 std::optional<SAveragedPicture> CJpegImage::AverageMeans(const SRenderRequest& request, CRenderGuard& guard) const {
   if (m_markers.frameMarker > kMarkerSof2 || m_markers.precision != 8) return std::nullopt;
   const SSize wanted = ReducedSize(m_stored, {request.width, request.height}, m_orientation);
-  if (JpegScaleFor(m_stored, wanted, request.fast) != 1) return std::nullopt;
-  // Chroma that is sampled less often needs finer means. Where quality counts, for odd samplings, and in sequential
-  // files, where finer means cost what the whole transform does, libjpeg makes them.
-  const auto leavesTwo = [&](std::uint32_t blockSide) {
-    return m_stored.width / (blockSide * m_markers.subsamplingX) >= 2 * wanted.width &&
-           m_stored.height / (blockSide * m_markers.subsamplingY) >= 2 * wanted.height;
-  };
-  const bool quarterBlockChroma = !leavesTwo(8);
-  const bool progressive = m_markers.frameMarker == kMarkerSof2;
-  if (quarterBlockChroma && (!progressive || !request.fast || !leavesTwo(4))) return std::nullopt;
-  const auto means = ReadBlockMeans(*m_input, quarterBlockChroma, guard);
+  const auto detail = DetailFor(wanted);
+  if (!detail) return std::nullopt;
+  const auto means = ReadBlockMeans(*m_input, {*detail, wanted}, guard);
   if (!means) return std::nullopt;
   return AverageBlockMeans(*means, wanted, guard);
+}
+
+// Brightness takes four means for each wanted pixel along an axis, colour that is sampled less often two: so near to
+// the average of all pixels that there is no step to what libjpeg does below that, for either quality. Whole blocks,
+// where they are as many, would be, but for the one pixel in so many that a border cuts: they are taken apart as far as
+// memory goes. Nothing for pictures that are left to libjpeg.
+std::optional<EMeansDetail> CJpegImage::DetailFor(SSize wanted) const noexcept {
+  constexpr std::uint32_t kBrightness = 4, kColor = 2, kWholeBlocks = 7;
+  const auto leaves = [&](std::uint32_t means, std::uint32_t width, std::uint32_t height) {
+    return m_stored.width / width >= means * wanted.width && m_stored.height / height >= means * wanted.height;
+  };
+  const std::uint32_t x = m_markers.subsamplingX, y = m_markers.subsamplingY;
+  if (!leaves(kBrightness, 4, 4) || !leaves(kColor, 4 * x, 4 * y)) return std::nullopt;
+  if (!leaves(kWholeBlocks, 8, 8)) return EMeansDetail::kQuarters;
+  return leaves(kColor, 8 * x, 8 * y) ? EMeansDetail::kBlocks : EMeansDetail::kQuarterChroma;
 }
 
 // The size that the scale has to cover. libjpeg makes up for colour that is sampled less often, but only as far as it

@@ -13,7 +13,7 @@ namespace {
 constexpr std::uint32_t kSoc = 0xFF4F, kSiz = 0xFF51, kSot = 0xFF90, kEoc = 0xFFD9, kCom = 0xFF64;
 constexpr std::uint32_t kMaxTiles = 65535;
 constexpr std::uint32_t kMaxComponents = 16384;
-constexpr std::uint32_t kMaxSide = 0x7FFFFFFF;
+constexpr std::uint32_t kMaxCodestreamSide = 0x7FFFFFFF;
 constexpr std::size_t kMaxCodestreamComment = 4096;
 // What OpenJPEG keeps for each tile, and for each component of each, from the main header on.
 constexpr std::uint64_t kTileBytes = 6500, kTileComponentBytes = 1200;
@@ -64,9 +64,9 @@ SCodestreamSize ReadCodestreamSize(const CInput& input, const SCodestreamPlace& 
   result.y0 = field(20);
   result.tile = {field(24), field(28)};
   result.components = static_cast<std::uint32_t>(IntegerAt(head + 40, 2, true));
-  const bool isPossible = x1 <= kMaxSide && y1 <= kMaxSide && result.x0 < x1 && result.y0 < y1 && tileX0 <= result.x0 &&
-                          tileY0 <= result.y0 && result.tile.width != 0 && result.tile.height != 0 &&
-                          result.components != 0 && result.components <= kMaxComponents;
+  const bool isPossible = x1 <= kMaxCodestreamSide && y1 <= kMaxCodestreamSide && result.x0 < x1 && result.y0 < y1 &&
+                          tileX0 <= result.x0 && tileY0 <= result.y0 && result.tile.width != 0 &&
+                          result.tile.height != 0 && result.components != 0 && result.components <= kMaxComponents;
   Require(isPossible, "The JPEG 2000 picture has an impossible size");
   result.grid = {x1 - result.x0, y1 - result.y0};
   const std::uint64_t tiles =

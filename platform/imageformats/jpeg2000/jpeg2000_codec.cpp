@@ -31,7 +31,7 @@ class CJpeg2000Bands final : public IPixelBands {
     m_y = isAtOrigin ? AxisOf(reduced.height, size.grid.height, first.stepY, reduction) : PlainAxis(reduced.height);
     m_components = ModelComponents(mix.model) + (mix.hasAlpha ? 1u : 0u);
     m_rowWords = static_cast<std::size_t>(std::min<std::uint64_t>(tileWidth, reduced.width) * m_components);
-    m_rows = guard.NewVector<std::uint16_t>(CRenderGuard::Multiply(m_rowWords, kBandRows));
+    m_rows = guard.NewVector<std::uint16_t>(CRenderGuard::Multiply(m_rowWords, kJpeg2000BandRows));
   }
 
   SSourceAxis AxisX() const noexcept override { return m_x; }
@@ -46,7 +46,7 @@ class CJpeg2000Bands final : public IPixelBands {
     }
     const SJpeg2000Plane first = m_decoder.Plane(0);
     Require(std::uint64_t{first.width} * m_components <= m_rowWords, "A tile of the picture is too large");
-    const std::uint32_t count = std::min(kBandRows, first.height - m_row);
+    const std::uint32_t count = std::min(kJpeg2000BandRows, first.height - m_row);
     for (std::uint32_t i = 0; i < count; ++i) {
       MixRow(m_mix, m_decoder, m_row + i, reinterpret_cast<std::uint8_t*>(m_rows.data() + i * m_rowWords));
     }
@@ -56,7 +56,7 @@ class CJpeg2000Bands final : public IPixelBands {
   }
 
  private:
-  static constexpr std::uint32_t kBandRows = 16;
+  static constexpr std::uint32_t kJpeg2000BandRows = 16;
 
   static SSourceAxis AxisOf(std::uint32_t pixels, std::uint32_t grid, std::uint32_t step, std::uint32_t reduction) {
     return {pixels, 1ull << reduction, (std::uint64_t{grid} + step - 1) / step};

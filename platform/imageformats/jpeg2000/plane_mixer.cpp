@@ -95,4 +95,17 @@ void MixRow(const SJpeg2000Mix& mix, const CJpeg2000Decoder& decoder, std::uint3
   }
 }
 
+bool MixTile(const SJpeg2000Mix& mix, const CJpeg2000Decoder& decoder, SSize size, std::size_t stride,
+             std::size_t pixelBytes, std::uint8_t* rows) {
+  const SJpeg2000Plane first = decoder.Plane(0);
+  const std::uint32_t x = decoder.TileX(), y = decoder.TileY();
+  const bool isInside =
+      x <= size.width && first.width <= size.width - x && y <= size.height && first.height <= size.height - y;
+  if (!isInside) return false;
+  for (std::uint32_t row = 0; row < first.height; ++row) {
+    MixRow(mix, decoder, row, rows + (y + row) * stride + x * pixelBytes);
+  }
+  return true;
+}
+
 }  // namespace imageformats

@@ -27,4 +27,9 @@ SJpeg2000Mix MixOf(const SJp2File& file, const CJpeg2000Decoder& decoder);
 // words. Planes that are sampled less often are repeated.
 void MixRow(const SJpeg2000Mix& mix, const CJpeg2000Decoder& decoder, std::uint32_t y, std::uint8_t* out);
 
+// Puts the decoded tile where it belongs in a picture of that size, whose rows lie `stride` bytes apart. False when it
+// does not lie inside.
+bool MixTile(const SJpeg2000Mix& mix, const CJpeg2000Decoder& decoder, SSize size, std::size_t stride,
+             std::size_t pixelBytes, std::uint8_t* rows);
+
 }  // namespace imageformats

@@ -1,28 +1,15 @@
 #include "platform/imageformats/png/png_chunks.h"
 
-#include <libdeflate.h>
-
 #include <algorithm>
 #include <cstring>
-#include <memory>
-#include <new>
+
+#include "platform/imageformats/base/inflater.h"
 
 namespace imageformats {
 
 namespace {
 
 constexpr std::uint8_t kSignature[8] = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A};
-
-struct SDecompressorFree {
-  void operator()(libdeflate_decompressor* d) const { libdeflate_free_decompressor(d); }
-};
-using CDecompressorPtr = std::unique_ptr<libdeflate_decompressor, SDecompressorFree>;
-
-CDecompressorPtr NewDecompressor() {
-  CDecompressorPtr decompressor(libdeflate_alloc_decompressor());
-  if (!decompressor) throw std::bad_alloc();
-  return decompressor;
-}
 
 }  // namespace
 
@@ -56,7 +43,7 @@ std::optional<std::vector<std::uint8_t>> ReadPngContent(const CInput& input, con
 }
 
 std::optional<std::vector<std::uint8_t>> Inflate(std::span<const std::uint8_t> stream, std::size_t most) {
-  const CDecompressorPtr decompressor = NewDecompressor();
+  const CInflaterPtr decompressor = NewInflater();
   for (std::size_t size = std::min(std::max<std::size_t>(stream.size() * 4, 4096), most);; size *= 4) {
     std::vector<std::uint8_t> out(std::min(size, most));
     std::size_t actual = 0;
@@ -71,7 +58,7 @@ std::optional<std::vector<std::uint8_t>> Inflate(std::span<const std::uint8_t> s
 }
 
 bool InflateExactly(std::span<const std::uint8_t> stream, std::span<std::uint8_t> out) {
-  const CDecompressorPtr decompressor = NewDecompressor();
+  const CInflaterPtr decompressor = NewInflater();
   return libdeflate_zlib_decompress(decompressor.get(), stream.data(), stream.size(), out.data(), out.size(),
                                     nullptr) == LIBDEFLATE_SUCCESS;
 }

@@ -16,7 +16,7 @@ constexpr std::size_t kMaxAncillaryBytes = 4u << 20;  // bytes of one descriptiv
 constexpr std::size_t kMaxTexts = 1000;
 constexpr std::size_t kMaxTextBytes = 16u << 20;  // of all texts, unpacked
 constexpr std::size_t kMaxChunks = 1000000;
-constexpr std::uint32_t kMaxSide = 0x7FFFFFFFu;  // ISO/IEC 15948, 11.2.2
+constexpr std::uint32_t kMaxPngSide = 0x7FFFFFFFu;  // ISO/IEC 15948, 11.2.2
 
 using SBytes = std::vector<std::uint8_t>;
 
@@ -43,7 +43,7 @@ SPngHeader ParseHeader(const SBytes& content) {
   header.bitDepth = content[8];
   header.colorType = content[9];
   header.interlaced = content[12] == 1;
-  if (header.width == 0 || header.height == 0 || header.width > kMaxSide || header.height > kMaxSide) {
+  if (header.width == 0 || header.height == 0 || header.width > kMaxPngSide || header.height > kMaxPngSide) {
     throw CDamagedError("The PNG picture has an impossible size");
   }
   if (!IsDepthAllowed(header.colorType, header.bitDepth) || content[10] != 0 || content[11] != 0 || content[12] > 1) {

@@ -14,7 +14,7 @@ namespace imageformats {
 
 namespace {
 
-constexpr std::uint32_t kBandRows = 16;
+constexpr std::uint32_t kPngBandRows = 16;
 
 SQvImageInfo InfoOf(const SPngHeader& header, const CPngRowConverter& pixels, SSize displayed) {
   SQvImageInfo info = PlainInfo(displayed, pixels.Components(), static_cast<std::uint8_t>(8 * pixels.SampleBytes()));
@@ -41,7 +41,7 @@ void CPngImage::Read(SQvPicBuf& picture, CRenderGuard& guard) {
   std::vector<std::uint16_t> buffer = guard.NewVector<std::uint16_t>((m_pixels.RowBytes() + 1) / 2);
   auto* converted = reinterpret_cast<std::uint8_t*>(buffer.data());
   for (std::uint32_t y = 0; y < m_stored.height;) {
-    const IPngRowSource::SBand band = rows->NextBand(kBandRows);
+    const IPngRowSource::SBand band = rows->NextBand(kPngBandRows);
     for (std::uint32_t i = 0; i < band.count; ++i, ++y) {
       m_pixels.Convert(band.rows + i * band.stride, converted);
       placement.PlaceRow(y, converted);
@@ -54,9 +54,9 @@ void CPngImage::VisitBands(CRenderGuard& guard, Take&& take) const {
   const std::unique_ptr<IPngRowSource> rows = OpenPngRows(m_input, m_header, guard);
   const bool asStored = m_pixels.IsIdentity() && !m_pixels.HasAlpha();
   const std::size_t words = asStored ? 0 : (m_pixels.RowBytes() + 1) / 2;
-  std::vector<std::uint16_t> buffer = guard.NewVector<std::uint16_t>(words * kBandRows);
+  std::vector<std::uint16_t> buffer = guard.NewVector<std::uint16_t>(words * kPngBandRows);
   for (std::uint32_t y = 0; y < m_stored.height;) {
-    IPngRowSource::SBand band = rows->NextBand(kBandRows);
+    IPngRowSource::SBand band = rows->NextBand(kPngBandRows);
     for (std::uint32_t i = 0; i < band.count && !asStored; ++i) {
       auto* row = reinterpret_cast<std::uint8_t*>(buffer.data() + i * words);
       m_pixels.Convert(band.rows + i * band.stride, row);

@@ -13,7 +13,7 @@ constexpr std::size_t kMaxPnmComment = 16384;
 constexpr std::size_t kMaxPamLine = 1024;
 constexpr std::size_t kMaxPamLines = 1000;
 
-constexpr bool IsBlank(int c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
+constexpr bool IsPnmBlank(int c) noexcept { return c == ' ' || (c >= '\t' && c <= '\r'); }
 constexpr bool IsDigit(int c) noexcept { return c >= '0' && c <= '9'; }
 
 void SkipComment(CBufferedInput& input, std::string* comment) {
@@ -66,7 +66,7 @@ void ReadNumbers(CBufferedInput& input, char kind, SPnmHeader& header) {
   if (!header.isBitmap) header.most = NextPnmNumber(input, &header.comment);
   // A comment may stand behind the last number; then one blank separates.
   while (input.Peek() == '#') SkipComment(input, &header.comment);
-  if (!header.isPlain) Require(IsBlank(input.Get()), "The file ends in its header");
+  if (!header.isPlain) Require(IsPnmBlank(input.Get()), "The file ends in its header");
 }
 
 }  // namespace
@@ -76,13 +76,13 @@ bool IsPnm(const CInput& input) noexcept {
   if (head.size() < 4 || head[0] != 'P' || head[1] < '1' || head[1] > '7') return false;
   if (head[1] == '7') return head[2] == '\n';
   std::size_t at = 2;
-  while (at < head.size() && IsBlank(head[at])) ++at;
+  while (at < head.size() && IsPnmBlank(head[at])) ++at;
   return (at > 2 || head[2] == '#') && (at == head.size() || head[at] == '#' || IsDigit(head[at]));
 }
 
 std::uint32_t NextPnmNumber(CBufferedInput& input, std::string* comment) {
   int c = input.Get();
-  while (IsBlank(c) || c == '#') {
+  while (IsPnmBlank(c) || c == '#') {
     if (c == '#') SkipComment(input, comment);
     c = input.Get();
   }

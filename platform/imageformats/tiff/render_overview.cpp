@@ -1,8 +1,10 @@
 #include "platform/imageformats/tiff/render_overview.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/base/work_ahead.h"
 #include "platform/imageformats/planes/plane_stack.h"
 #include "platform/imageformats/tiff/dataset/plane_locator.h"
 #include "platform/imageformats/tiff/directory/pyramid.h"
@@ -22,6 +24,26 @@ struct SPlaneSource {
   SReduceRequest request;
 };
 
+// Reduces one plane after the other through a handle of its own.
+class CPlaneWorker final : public IPieceWorker {
+ public:
+  CPlaneWorker(const std::vector<SPlaneSource>& sources, CRenderGuard& guard) : m_sources(sources), m_guard(guard) {}
+
+  void Do(std::uint64_t plane) override {
+    const SPlaneSource& source = m_sources[plane];
+    const std::uint64_t before = m_guard.Available();
+    CTiffHandle handle(source.file.input);
+    m_page = ReducePage(handle, source.page, source.request, m_guard);
+    m_guard.Release(before - m_guard.Available());
+  }
+  const SReducedPage& Page() const noexcept { return m_page; }
+
+ private:
+  const std::vector<SPlaneSource>& m_sources;
+  CRenderGuard& m_guard;
+  SReducedPage m_page;
+};
+
 // The planes of a dataset; channels that lie in one are decoded together.
 class CTiffPlanes final : public IPlaneReader {
  public:
@@ -36,18 +58,20 @@ class CTiffPlanes final : public IPlaneReader {
 
   std::vector<SAveragedPicture> AverageChannels(const SPlaneIndex& plane, std::span<const std::uint32_t> channels,
                                                 SSize reduced, CRenderGuard& guard) override {
+    const std::vector<SPlaneSource> sources = SourcesOf(plane, channels, reduced, guard);
+    const auto make = [&](CRenderGuard& guardOfWorker) {
+      return std::make_unique<CPlaneWorker>(sources, guardOfWorker);
+    };
+    constexpr std::uint64_t kBytesOfPlane = 24 << 20;  // strips of up to 8 MiB, with what a decoder keeps
+    CWorkAhead ahead(sources.size(), kBytesOfPlane, make, guard);
     std::vector<SAveragedPicture> averages;
-    for (std::size_t first = 0; first < channels.size();) {
+    for (std::size_t i = 0; i < sources.size(); ++i) {
       guard.CheckTime();
-      const SPlane place = Locate(WithChannel(plane, channels[first]));
-      std::vector<std::uint32_t> samples;
-      std::size_t next = first;
-      for (; next < channels.size() && SamePlane(Locate(WithChannel(plane, channels[next])), place); ++next) {
-        samples.push_back(m_dataset.channels[channels[next]].sample);
+      if (const auto* worker = static_cast<const CPlaneWorker*>(ahead.Take(i))) {
+        AddChannels(worker->Page(), &averages);
+      } else {
+        AddChannels(ReduceHere(sources[i], ahead, guard), &averages);
       }
-      SPlaneSource source = Source(place, samples, reduced);
-      AddChannels(ReducePage(source.file.handle, source.page, source.request, guard), &averages);
-      first = next;
     }
     return averages;
   }
@@ -60,6 +84,34 @@ class CTiffPlanes final : public IPlaneReader {
   }
 
  private:
+  // One for the channels that lie in the same plane.
+  std::vector<SPlaneSource> SourcesOf(const SPlaneIndex& plane, std::span<const std::uint32_t> channels, SSize reduced,
+                                      CRenderGuard& guard) {
+    std::vector<SPlaneSource> sources;
+    for (std::size_t first = 0; first < channels.size();) {
+      guard.CheckTime();
+      const SPlane place = Locate(WithChannel(plane, channels[first]));
+      std::vector<std::uint32_t> samples;
+      std::size_t next = first;
+      for (; next < channels.size() && SamePlane(Locate(WithChannel(plane, channels[next])), place); ++next) {
+        samples.push_back(m_dataset.channels[channels[next]].sample);
+      }
+      sources.push_back(Source(place, std::move(samples), reduced));
+      first = next;
+    }
+    return sources;
+  }
+
+  // What helpers hold may be what it lacks.
+  static SReducedPage ReduceHere(const SPlaneSource& source, CWorkAhead& ahead, CRenderGuard& guard) {
+    try {
+      return ReducePage(source.file.handle, source.page, source.request, guard);
+    } catch (const CFormatError&) {
+      if (!ahead.Stop()) throw;
+      return ReducePage(source.file.handle, source.page, source.request, guard);
+    }
+  }
+
   static SPlaneIndex WithChannel(SPlaneIndex plane, std::uint32_t channel) noexcept {
     plane.channel = channel;
     return plane;

@@ -26,13 +26,7 @@ class CWebpImage final : public CBandedImage {
   SImageMetadata Metadata() override {
     SImageMetadata metadata = PlainMetadata(m_info, "WebP", 3);
     ApplyExif(m_overview.exif, metadata);
-    if (m_overview.frames > 1) {
-      SLoop loop;
-      loop.type = kQvLoopTime;
-      loop.size = m_overview.frames;
-      loop.step = m_overview.frameSeconds;
-      metadata.loops.push_back(std::move(loop));
-    }
+    AddLoop(kQvLoopTime, m_overview.frames, m_overview.frameSeconds, &metadata);
     return metadata;
   }
 

@@ -10,13 +10,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kMaxFiles = 10000;
+constexpr std::size_t kMaxSlideFiles = 10000;
 
 template <class Function>
 void ForEachEntry(const fs::path& folder, Function&& function) {
   std::error_code failed;
   std::size_t count = 0;
-  for (fs::directory_iterator entry(folder, failed), end; !failed && entry != end && count < kMaxFiles;
+  for (fs::directory_iterator entry(folder, failed), end; !failed && entry != end && count < kMaxSlideFiles;
        entry.increment(failed), ++count) {
     function(*entry);
   }

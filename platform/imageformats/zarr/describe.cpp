@@ -9,8 +9,6 @@ namespace imageformats::zarr {
 
 namespace {
 
-constexpr std::uint32_t kMostChannels = 4096;
-
 // Micrometres or seconds of one step; 0 when the file names no unit.
 double StepOf(const SMultiscale& picture, EAxis kind) {
   const auto number = picture.Axis(kind);

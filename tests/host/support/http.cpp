@@ -55,7 +55,7 @@ SHttpAnswer CHttpClient::Send(const std::string& bytes) const {
 
 SHttpAnswer CHttpClient::Request(const std::string& method, const std::string& what, const std::string& body,
                                  std::map<std::string, std::string> headers) const {
-  headers.insert({{"Host", "127.0.0.1:" + std::to_string(m_port)}, {"Connection", "close"}});
+  headers.insert({{"Host", Host()}, {"Connection", "close"}});
   if (method == "POST") headers.insert({"Content-Length", std::to_string(body.size())});
   std::string request = method;
   request.append(" ").append(what.starts_with('/') ? what : m_prefix + what).append(" HTTP/1.1\r\n");

@@ -23,6 +23,8 @@ class CHttpClient {
   SHttpAnswer Send(const std::string& bytes) const;
 
   const std::string& Prefix() const { return m_prefix; }  // "/TOKEN/"
+  std::string Host() const { return std::string("127.0.0.1:").append(std::to_string(m_port)); }
+  std::string Address() const { return std::string("http://").append(Host()).append(m_prefix); }
   int Port() const { return m_port; }
 
  private:

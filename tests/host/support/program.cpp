@@ -82,13 +82,13 @@ std::string CProgram::CProcess::FirstLine() const {
 
 SRunResult CProgram::Run(const std::vector<std::string>& arguments) { return CProcess(*this, arguments).Wait(); }
 
-SRunResult CProgram::RunOnTerminal(const std::vector<std::string>& arguments) {
+SRunResult CProgram::RunOnTerminal(const std::vector<std::string>& arguments, unsigned short columns) {
   const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
   if (terminal < 0 || grantpt(terminal) != 0 || unlockpt(terminal) != 0) {
     ADD_FAILURE() << "no terminal: " << std::strerror(errno);
     return {};
   }
-  const winsize size = {24, 80, 0, 0};
+  const winsize size = {24, columns, 0, 0};
   ioctl(terminal, TIOCSWINSZ, &size);
   CProcess running(*this, arguments, ptsname(terminal));
   std::string shown;

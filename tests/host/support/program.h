@@ -23,8 +23,8 @@ class CProgram {
   CProgram();
 
   SRunResult Run(const std::vector<std::string>& arguments);
-  // With a terminal of 80 columns for standard error.
-  SRunResult RunOnTerminal(const std::vector<std::string>& arguments);
+  // With a terminal for standard error.
+  SRunResult RunOnTerminal(const std::vector<std::string>& arguments, unsigned short columns = 80);
   // As Run, with the program started by another one, `launcher`, that is given it and the arguments.
   SRunResult RunUnder(std::vector<std::string> launcher, const std::vector<std::string>& arguments);
   // As Run, with --db of a database in the folder behind the verb.

@@ -6,11 +6,9 @@
 
 #include <stdexcept>
 
-#include "platform/imageformats/base/error_text.h"
-#include "platform/imageformats/base/new_picture.h"
-#include "tests/imageformats/support/opened.h"
+#include "system/qvstatus.h"
+#include "tests/imageformats/support/damage.h"
 
-using namespace imageformats;
 using namespace qvtest;
 
 SFileBytes Gzipped(const SFileBytes& bytes) {
@@ -37,17 +35,6 @@ SFileBytes Bzip2ed(const SFileBytes& bytes) {
   }
   out.resize(size);
   return out;
-}
-
-std::int32_t OutcomeOf(const SFileBytes& bytes) {
-  CErrorText text;
-  return RunReportingErrors(text, [&] {
-    const std::unique_ptr<COpenedImage> image = OpenBytes(bytes);
-    image->Metadata();
-    Render(*image, 5, 4);
-    const SQvImageInfo& info = image->Info();
-    if (std::uint64_t{info.width} * info.height < 1u << 17) ReadAll(*image);
-  });
 }
 
 void ExpectToSurviveDamage(const SFileBytes& whole) {

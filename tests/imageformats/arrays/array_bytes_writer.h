@@ -54,8 +54,5 @@ class CArrayBytesWriter {
 qvtest::SFileBytes Gzipped(const qvtest::SFileBytes& bytes);
 qvtest::SFileBytes Bzip2ed(const qvtest::SFileBytes& bytes);
 
-// Opens, reads and renders such a file; the status of the first of them that fails, else 0. Damaged headers may claim
-// any size: what they say is not read in full.
-std::int32_t OutcomeOf(const qvtest::SFileBytes& bytes);
 // Expects that every cut of a whole file fails, and that no flipped bit of it does worse than that.
 void ExpectToSurviveDamage(const qvtest::SFileBytes& whole);

@@ -120,6 +120,24 @@ TEST_F(ManagerTest, AFormatThatIsNotReadIsNamed) {
   EXPECT_EQ(manager->GetErrorText(), CQvStringW(L"The file is a TGA file; not supported"));
 }
 
+TEST_F(ManagerTest, AFormatThatIsReadIsDamagedAndNotUnsupported) {
+  using std::string_literals::operator""s;
+  const struct {
+    SFileBytes bytes;
+    const wchar_t* reason;
+  } cases[] = {
+      {BytesOf("GIF89a"), L"The file begins like a GIF file, and is damaged"},
+      {SignedFile(0, "BM\x10\0\0\0\0\0\0\0\0\0\0\0\x07\0\0\0"s), L"The file begins like a BMP file, and is damaged"},
+      {SignedFile(0, "RIFF\x24\0\0\0WEBPJUNK"s), L"The file begins like a WebP file, and is damaged"},
+      {SignedFile(208, "MAP DA"), L"The file begins like an MRC file, and is damaged"},
+  };
+  for (const auto& [bytes, reason] : cases) {
+    CQvRef<IQvImageCodec> codec;
+    EXPECT_EQ(manager->GetCodecForFile(folder.MakeFileWide("file.tif", bytes), codec.Out()), kQvFailure);
+    EXPECT_EQ(manager->GetErrorText(), CQvStringW(reason));
+  }
+}
+
 TEST_F(ManagerTest, TheManagerSaysWhyASourceFailed) {
   SFileBytes cut = jpeg;
   cut.resize(cut.size() * 2 / 3);

@@ -5,12 +5,14 @@
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/ptrace.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <functional>
+#include <thread>
 
 #include "tests/support/temp_folder.h"
 
@@ -73,6 +75,19 @@ TEST(Confinement, NoProgramIsStartedAndNoProcessTouched) {
   EXPECT_EQ(InConfinement([] { return execl("/bin/true", "true", nullptr) == 0; }), kConfined);
   EXPECT_EQ(InConfinement([] { return kill(getppid(), 0) == 0; }), kConfined);
   EXPECT_EQ(InConfinement([] { return ptrace(PTRACE_ATTACH, getppid(), nullptr, nullptr) == 0; }), kConfined);
+}
+
+TEST(Confinement, AThreadMayBeMadeAndIsConfinedAsWell) {
+  const qvtest::CTempFolder folder;
+  const std::string file = folder.MakeFile("a");
+  const auto onThread = [](const std::function<bool()>& trial) {
+    bool through = false;
+    std::thread([&] { through = trial(); }).join();
+    return through;
+  };
+  EXPECT_EQ(InConfinement([&] { return onThread([] { return setpriority(PRIO_PROCESS, 0, 5) == 0; }); }), kGotThrough);
+  EXPECT_EQ(InConfinement([&] { return onThread([&] { return CanOpen(file); }); }), kConfined);
+  EXPECT_EQ(InConfinement([&] { return onThread([] { return fork() >= 0; }); }), kConfined);
 }
 
 TEST(Confinement, NoMemoryBecomesCode) {

@@ -6,6 +6,7 @@
 
 #include "platform/imageformats/base/format_error.h"
 #include "tests/imageformats/arrays/array_bytes_writer.h"
+#include "tests/imageformats/support/damage.h"
 #include "tests/imageformats/support/opened.h"
 
 namespace imageformats {

@@ -13,9 +13,18 @@ namespace {
 
 using namespace qvtest;
 
-std::optional<SBlockMeans> Means(const SFileBytes& bytes, bool quarterBlockChroma = false) {
+std::optional<SBlockMeans> Means(const SFileBytes& bytes, EMeansDetail detail = EMeansDetail::kBlocks) {
   CRenderGuard guard;
-  return ReadBlockMeans(*CInput::FromMemory(bytes.data(), bytes.size()), quarterBlockChroma, guard);
+  return ReadBlockMeans(*CInput::FromMemory(bytes.data(), bytes.size()), {detail, {}}, guard);
+}
+
+std::vector<std::uint16_t> AllMeans(const SBlockMeansPlane& plane) {
+  const std::size_t step = plane.RowsAtOnce();
+  std::vector<std::uint16_t> means((plane.y.pixels + step - 1) / step * step * plane.stride);
+  for (std::size_t row = 0; row < plane.y.pixels; row += step) {
+    plane.FillRows(static_cast<std::uint32_t>(row), means.data() + row * plane.stride);
+  }
+  return means;
 }
 
 // libjpeg's own eighth, as YCbCr.
@@ -48,11 +57,12 @@ TEST(JpegMeans, AreWhatTheLibraryMakesOfAnEighth) {
         ASSERT_EQ(means->planes.size(), components);
         for (std::uint32_t c = 0; c < components; ++c) {
           const SBlockMeansPlane& plane = means->planes[c];
+          const auto values = AllMeans(plane);
           ASSERT_EQ(plane.x.pixels, size.width);
           ASSERT_EQ(plane.y.pixels, size.height);
           for (std::uint32_t y = 0; y < size.height; ++y) {
             for (std::uint32_t x = 0; x < size.width; ++x) {
-              const double mean = plane.means[y * plane.stride + x] / 8.0;
+              const double mean = values[y * plane.stride + x] / 8.0;
               ASSERT_NEAR(mean, reference[(y * size.width + x) * components + c], 0.51) << x << " " << y << " " << c;
             }
           }
@@ -62,13 +72,16 @@ TEST(JpegMeans, AreWhatTheLibraryMakesOfAnEighth) {
   }
 }
 
-TEST(JpegMeans, FineColourIsTheMeanOfQuarters) {
+class JpegQuartersTest : public testing::TestWithParam<bool> {};
+INSTANTIATE_TEST_SUITE_P(SequentialAndProgressive, JpegQuartersTest, testing::Bool());
+
+TEST_P(JpegQuartersTest, OfFineColourAreTheMeans) {
   SJpegRecipe recipe;
-  recipe.progressive = true;
+  recipe.progressive = GetParam();
   recipe.quality = 90;
   recipe.chromaX = recipe.chromaY = 2;
   const SFileBytes bytes = EncodeJpeg(SmoothPicture(256, 160, 3), recipe);
-  const auto means = Means(bytes, true);
+  const auto means = Means(bytes, EMeansDetail::kQuarterChroma);
   ASSERT_TRUE(means.has_value());
   ASSERT_EQ(means->planes[0].x.pixels, 32u);
   ASSERT_EQ(means->planes[1].x.pixels, 32u);
@@ -81,6 +94,7 @@ TEST(JpegMeans, FineColourIsTheMeanOfQuarters) {
   decoder.Start(how, guard);
   std::vector<std::uint8_t> rows(256 * 160 * 3);
   decoder.ReadRows(rows.data(), 256 * 3, 160);
+  const std::vector<std::uint16_t> values[] = {{}, AllMeans(means->planes[1]), AllMeans(means->planes[2])};
   for (std::uint32_t y = 0; y < 20; ++y) {
     for (std::uint32_t x = 0; x < 32; ++x) {
       for (std::uint32_t c = 1; c < 3; ++c) {
@@ -88,9 +102,35 @@ TEST(JpegMeans, FineColourIsTheMeanOfQuarters) {
         for (std::uint32_t j = 0; j < 8; ++j) {
           for (std::uint32_t i = 0; i < 8; ++i) sum += rows[((y * 8 + j) * 256 + x * 8 + i) * 3 + c];
         }
-        const SBlockMeansPlane& plane = means->planes[c];
-        ASSERT_NEAR(plane.means[y * plane.stride + x] / 8.0, sum / 64, 2.5) << x << " " << y;
+        ASSERT_NEAR(values[c][y * means->planes[c].stride + x] / 8.0, sum / 64, 2.5) << x << " " << y;
       }
+    }
+  }
+}
+
+TEST_P(JpegQuartersTest, OfBrightnessAreTheMeans) {
+  SJpegRecipe recipe;
+  recipe.progressive = GetParam();
+  recipe.quality = 95;
+  STestPicture picture = BlackPicture(203, 117, 1);
+  for (std::uint32_t y = 0; y < 117; ++y) {
+    for (std::uint32_t x = 0; x < 203; ++x) {
+      picture.At(x, y) = static_cast<std::uint16_t>(128 + 60 * std::sin(x / 9.0) + 50 * std::cos(y / 8.0));
+    }
+  }
+  const auto means = Means(EncodeJpeg(picture, recipe), EMeansDetail::kQuarters);
+  ASSERT_TRUE(means.has_value());
+  const SBlockMeansPlane& plane = means->planes[0];
+  ASSERT_EQ(plane.x.pixels, 51u);
+  ASSERT_EQ(plane.y.pixels, 30u);
+  const std::vector<std::uint16_t> values = AllMeans(plane);
+  for (std::uint32_t y = 0; y < 117 / 4; ++y) {
+    for (std::uint32_t x = 0; x < 203 / 4; ++x) {
+      double sum = 0;
+      for (std::uint32_t j = 0; j < 4; ++j) {
+        for (std::uint32_t i = 0; i < 4; ++i) sum += picture.At(x * 4 + i, y * 4 + j);
+      }
+      ASSERT_NEAR(values[y * plane.stride + x] / 8.0, sum / 16, 2.5) << x << " " << y;
     }
   }
 }
@@ -102,9 +142,6 @@ TEST(JpegMeans, LeaveToTheLibraryWhatIsNotForThem) {
   EXPECT_FALSE(Means(EncodeJpeg(picture, arithmetic)).has_value());
   EXPECT_FALSE(Means(EncodeJpeg(SmoothPicture(64, 64, 4))).has_value());
   EXPECT_FALSE(Means(BytesOf("\xFF\xD8\xFF\xD9")).has_value());
-  SJpegRecipe sequential;
-  sequential.chromaX = sequential.chromaY = 2;
-  EXPECT_FALSE(Means(EncodeJpeg(picture, sequential), true).has_value()) << "fine colour costs as much there";
 }
 
 TEST(JpegMeans, GiveNothingForTruncatedData) {
@@ -115,7 +152,9 @@ TEST(JpegMeans, GiveNothingForTruncatedData) {
       recipe.restartRows = restartRows;
       const SFileBytes bytes = EncodeJpeg(NoisePicture(64, 64, 3, 8, 3), recipe);
       for (std::size_t size = 4; size + 8 < bytes.size(); size += 37) {
-        EXPECT_FALSE(Means({bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)}).has_value()) << size;
+        const SFileBytes cut(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
+        EXPECT_FALSE(Means(cut).has_value()) << size;
+        EXPECT_FALSE(Means(cut, EMeansDetail::kQuarters).has_value()) << size;
       }
     }
   }

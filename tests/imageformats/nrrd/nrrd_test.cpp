@@ -4,6 +4,7 @@
 
 #include "platform/imageformats/base/format_error.h"
 #include "tests/imageformats/arrays/array_bytes_writer.h"
+#include "tests/imageformats/support/damage.h"
 #include "tests/imageformats/support/opened.h"
 #include "tests/support/temp_folder.h"
 

@@ -19,7 +19,7 @@ using namespace qvtest;
 using imageformats::tiff::ParseImageJDescription;
 using imageformats::tiff::ParseImageJMetadata;
 
-std::vector<STiffPage> Pages(int count, const std::string& description) {
+std::vector<STiffPage> StackPages(int count, const std::string& description) {
   std::vector<STiffPage> pages;
   for (int i = 0; i < count; ++i) {
     pages.push_back(MakePage<std::uint8_t>(8, 6, 1, [&](auto, auto, auto) { return 10 * (i + 1); }));
@@ -96,13 +96,14 @@ void SetBlock(STiffPage* page, const CMetadataBlock& block) {
 }
 
 TEST(TiffImageJ, MiddleSliceOfTheFirstFrame) {
-  CTestImage image(WriteTiff(Pages(6, "ImageJ=1.53c\nimages=6\nslices=3\nframes=2\nhyperstack=true\n")));
+  CTestImage image(WriteTiff(StackPages(6, "ImageJ=1.53c\nimages=6\nslices=3\nframes=2\nhyperstack=true\n")));
   EXPECT_EQ((SRgb{20, 20, 20}), Shown(image));
   EXPECT_EQ(6u, image->Info().sequenceCount);
 }
 
 TEST(TiffImageJ, ChannelsRunFastest) {
-  CTestImage image(WriteTiff(Pages(12, "ImageJ=1.53c\nimages=12\nchannels=2\nslices=3\nframes=2\nmode=composite\n")));
+  CTestImage image(
+      WriteTiff(StackPages(12, "ImageJ=1.53c\nimages=12\nchannels=2\nslices=3\nframes=2\nmode=composite\n")));
   EXPECT_EQ((SRgb{30, 40, 0}), Shown(image));
   const auto metadata = image->Metadata();
   ASSERT_EQ(3u, metadata.loops.size());
@@ -114,7 +115,7 @@ TEST(TiffImageJ, ChannelsRunFastest) {
 
 TEST(TiffImageJ, LookupTablesAndRanges) {
   for (const bool big : {false, true}) {
-    std::vector<STiffPage> pages = Pages(2, "ImageJ=1.53c\nimages=2\nchannels=2\nmode=composite\n");
+    std::vector<STiffPage> pages = StackPages(2, "ImageJ=1.53c\nimages=2\nchannels=2\nmode=composite\n");
     // Pixels from 0 to 40 and from 0 to 80.
     for (int c = 0; c < 2; ++c) {
       for (std::size_t i = 0; i < 48; ++i) pages[c].pixels[i] = static_cast<std::uint8_t>((c + 1) * 40 * (i % 8) / 7);
@@ -140,7 +141,7 @@ TEST(TiffImageJ, LookupTablesAndRanges) {
 }
 
 TEST(TiffImageJ, RangesThatHideThePictureAreNotTaken) {
-  std::vector<STiffPage> pages = Pages(1, "ImageJ=1.53c\nmin=0\nmax=60000\n");
+  std::vector<STiffPage> pages = StackPages(1, "ImageJ=1.53c\nmin=0\nmax=60000\n");
   pages[0] = MakePage<std::uint16_t>(8, 6, 1, [](std::uint32_t x, auto, auto) { return 100 + x * 10; });
   pages[0].description = "ImageJ=1.53c\nmin=0\nmax=60000\n";
   CTestImage dark(WriteTiff(pages));
@@ -178,7 +179,7 @@ TEST(TiffImageJ, StacksUnderOneDirectory) {
 // last directory.
 TEST(TiffImageJ, AStackThatEndsTooEarlyIsDamaged) {
   const std::vector<std::uint8_t> whole =
-      WriteTiff(Pages(6, "ImageJ=1.53c\nimages=6\nslices=3\nframes=2\nhyperstack=true\n"));
+      WriteTiff(StackPages(6, "ImageJ=1.53c\nimages=6\nslices=3\nframes=2\nhyperstack=true\n"));
   const std::size_t plane = whole.size() / 6;
   for (std::size_t size = plane + plane / 2; size < whole.size() - plane / 2; ++size) {
     EXPECT_EQ(-9, StatusOf({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)})) << size;
@@ -257,7 +258,7 @@ TEST(TiffImageJ, LoopsFollowThePagesThatAreThere) {
        {SCase{6, "images=3\nslices=6\n", 6, 1, 1, 40}, SCase{6, "images=6\nslices=3\n", 6, 1, 1, 40},
         SCase{6, "images=6\nchannels=2\nslices=6\n", 3, 1, 2, 0}, SCase{6, "images=6\nframes=4\n", 1, 6, 1, 10},
         SCase{6, "images=6\nslices=5\nframes=2\n", 3, 2, 1, 20}, SCase{3, "images=9\nslices=9\n", 3, 1, 1, 20}}) {
-    CTestImage image(WriteTiff(Pages(c.pages, std::string("ImageJ=1.53c\n") + c.sizes)));
+    CTestImage image(WriteTiff(StackPages(c.pages, std::string("ImageJ=1.53c\n") + c.sizes)));
     std::uint32_t slices = 1, frames = 1, channels = 1;
     for (const auto& loop : image->Metadata().loops) {
       if (loop.type == kQvLoopZ) slices = loop.size;
@@ -274,7 +275,7 @@ TEST(TiffImageJ, LoopsFollowThePagesThatAreThere) {
 }
 
 TEST(TiffImageJ, SizesThatContradictTheFileAreGivenUp) {
-  CTestImage image(WriteTiff(Pages(3, "ImageJ=1.53c\nimages=8\nchannels=2\nslices=4\n")));
+  CTestImage image(WriteTiff(StackPages(3, "ImageJ=1.53c\nimages=8\nchannels=2\nslices=4\n")));
   EXPECT_EQ(10, Shown(image).r);
   EXPECT_EQ(3u, image->Info().sequenceCount);
 }
@@ -288,7 +289,7 @@ TEST(TiffImageJ, Calibration) {
                                           {"inch", 6350.0},
                                           {"pixel", 0.0}}) {
     std::vector<STiffPage> pages =
-        Pages(2, std::string("ImageJ=1.53c\nimages=2\nslices=2\nspacing=3.0\nunit=") + unit + "\nfinterval=1.5\n");
+        StackPages(2, std::string("ImageJ=1.53c\nimages=2\nslices=2\nspacing=3.0\nunit=") + unit + "\nfinterval=1.5\n");
     pages[0].tags = [](TIFF* tiff) {
       TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 4.0);
       TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 2.0);

@@ -47,28 +47,28 @@ TEST(TiffText, OmeDocumentsAreKnownByTheirRoot) {
   EXPECT_FALSE(LooksLikeOmeXml("<html><body>OME</body></html>"));
 }
 
-std::string Document(const std::string& inside) {
+std::string TextDocument(const std::string& inside) {
   return "<OME><Image ID=\"I\"><Pixels SizeX=\"1\" SizeY=\"1\">" + inside + "</Pixels></Image></OME>";
 }
 
 TEST(TiffText, TheLimitsOfOmeDocuments) {
   SOmeDocument document;
   std::string error;
-  EXPECT_TRUE(ParseOmeXml(Document("<TiffData/>"), &document, &error));
+  EXPECT_TRUE(ParseOmeXml(TextDocument("<TiffData/>"), &document, &error));
   ASSERT_EQ(1u, document.images.size());
 
   std::string deep;
   for (int i = 0; i < 100; ++i) deep += "<a>";
   for (int i = 0; i < 100; ++i) deep += "</a>";
-  EXPECT_FALSE(ParseOmeXml(Document("<TiffData/>" + deep), &document, &error));
+  EXPECT_FALSE(ParseOmeXml(TextDocument("<TiffData/>" + deep), &document, &error));
   EXPECT_NE(std::string::npos, error.find("deep"));
 
-  EXPECT_FALSE(ParseOmeXml(Document("<TiffData/>" + std::string(25u << 20, ' ')), &document, &error));
+  EXPECT_FALSE(ParseOmeXml(TextDocument("<TiffData/>" + std::string(25u << 20, ' ')), &document, &error));
   EXPECT_NE(std::string::npos, error.find("large"));
 
   std::string many;
   for (int i = 0; i < 900000; ++i) many += "<a/>";
-  EXPECT_FALSE(ParseOmeXml(Document("<TiffData/>" + many), &document, &error));
+  EXPECT_FALSE(ParseOmeXml(TextDocument("<TiffData/>" + many), &document, &error));
   EXPECT_NE(std::string::npos, error.find("large"));
 
   error.clear();

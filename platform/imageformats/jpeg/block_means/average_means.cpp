@@ -1,5 +1,7 @@
 #include "platform/imageformats/jpeg/block_means/average_means.h"
 
+#include <algorithm>
+
 namespace imageformats {
 
 namespace {
@@ -8,7 +10,7 @@ constexpr float kMeanScale = 1.0f / 8.0f;
 
 SAveragedPicture AveragePlane(const SBlockMeansPlane& plane, SSize wanted, CRenderGuard& guard) {
   CAreaReducer reducer(plane.x, plane.y, wanted, 1, ESampleType::kU16, guard);
-  reducer.AddBand(0, 0, plane.x.pixels, plane.y.pixels, plane.means.data(), std::size_t{plane.stride} * 2);
+  AddMeans(plane, 0, 0, reducer);
   return reducer.Finish();
 }
 
@@ -23,6 +25,16 @@ void ConvertYCbCr(std::vector<float>& samples) {
 }
 
 }  // namespace
+
+void AddMeans(const SBlockMeansPlane& plane, std::uint32_t x, std::uint32_t y, CAreaReducer& reducer) {
+  const std::uint32_t step = plane.RowsAtOnce();
+  std::vector<std::uint16_t> rows(std::size_t{plane.stride} * step);
+  for (std::uint32_t row = 0; row < plane.y.pixels; row += step) {
+    plane.FillRows(row, rows.data());
+    reducer.AddBand(x, y + row, plane.x.pixels, std::min(step, plane.y.pixels - row), rows.data(),
+                    std::size_t{plane.stride} * sizeof(std::uint16_t));
+  }
+}
 
 SAveragedPicture AverageBlockMeans(const SBlockMeans& picture, SSize wanted, CRenderGuard& guard) {
   std::vector<SAveragedPicture> planes;

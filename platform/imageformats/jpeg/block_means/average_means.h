@@ -6,6 +6,9 @@
 
 namespace imageformats {
 
+// Adds the means of a plane to those of a larger one, its first at (x, y).
+void AddMeans(const SBlockMeansPlane& plane, std::uint32_t x, std::uint32_t y, CAreaReducer& reducer);
+
 // The averages of the wanted size (in stored orientation), 0..255: grey, or R G B. The planes are averaged each on its
 // own grid and converted afterwards, which comes to the same and needs no upsampling. `wanted` must not exceed what the
 // planes hold (MaxResultPixels of their axes).

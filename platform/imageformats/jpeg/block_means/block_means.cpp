@@ -14,8 +14,8 @@ namespace {
 // Walks a file's segments and scans.
 class CBlockMeansReader {
  public:
-  CBlockMeansReader(const CInput& input, bool quarterBlockChroma, CRenderGuard& guard, const SJpegFrame* tables)
-      : m_input(input), m_quarterBlockChroma(quarterBlockChroma), m_guard(guard) {
+  CBlockMeansReader(const CInput& input, const SMeansRequest& request, CRenderGuard& guard, const SJpegFrame* tables)
+      : m_input(input), m_request(request), m_guard(guard) {
     if (tables != nullptr) m_frame = *tables;
   }
 
@@ -45,9 +45,9 @@ class CBlockMeansReader {
     switch (marker) {
       case kMarkerSof0:
       case kMarkerSof1:
-        return !m_quarterBlockChroma && m_frame.ParseFrameHeader(payload, false, false, m_guard);
+        return m_frame.ParseFrameHeader(payload, false, m_request, m_guard);
       case kMarkerSof2:
-        return m_frame.ParseFrameHeader(payload, true, m_quarterBlockChroma, m_guard);
+        return m_frame.ParseFrameHeader(payload, true, m_request, m_guard);
       case kMarkerDht:
         return m_frame.ParseHuffmanTables(payload);
       case kMarkerDqt:
@@ -73,8 +73,8 @@ class CBlockMeansReader {
     if (++m_scans > kMaxScans || !scan.ParseHeader(payload, m_frame)) return false;
     if (!IsConsistent(scan)) return false;
     // Later scans refine AC coefficients, whose first bits are exact enough for the quarters.
-    if (scan.spectralStart != 0 && (!scan.components[0].component->hasQuarters || scan.approximationHigh != 0))
-      return true;
+    const bool isFine = scan.spectralStart > kLastQuarterCoefficient || scan.approximationHigh != 0;
+    if (scan.spectralStart != 0 && (!scan.components[0].component->hasQuarters || isFine)) return true;
     CJpegBitReader bits(m_input, position);
     if (!DecodeScan(m_frame, scan, bits, m_guard)) return false;
     position = bits.Position();
@@ -109,36 +109,16 @@ class CBlockMeansReader {
   }
 
   const CInput& m_input;
-  bool m_quarterBlockChroma;
+  const SMeansRequest m_request;
   CRenderGuard& m_guard;
   SJpegFrame m_frame;
   int m_scans = 0;
 };
 
-constexpr float kMeanOfMidGrey = 8 * 128, kMaxMean = 8 * 255;
+constexpr int kMeanOfMidGrey = 8 * 128, kMaxMean = 8 * 255;
 
-std::uint16_t Mean(float value) {
-  return static_cast<std::uint16_t>(std::clamp(value + kMeanOfMidGrey, 0.0f, kMaxMean) + 0.5f);
-}
-
-SSourceAxis MeansAxis(std::uint64_t pitch, std::uint64_t extent) {
-  return {static_cast<std::uint32_t>((extent + pitch - 1) / pitch), pitch, extent};
-}
-
-void FillMeans(const SJpegComponent& c, SBlockMeansPlane& plane) {
-  const std::size_t side = c.hasQuarters ? 2 : 1, rows = c.dcCoefficients.size() / c.stride;
-  for (std::size_t y = 0; y < rows; ++y) {
-    std::uint16_t* out = plane.means.data() + y * side * plane.stride;
-    for (std::size_t x = 0; x < c.stride; ++x, out += side) {
-      const std::size_t block = y * c.stride + x;
-      const auto dc = static_cast<float>(c.dcCoefficients[block] * c.quantisers[0]);
-      if (!c.hasQuarters) {
-        *out = Mean(dc);
-        continue;
-      }
-      for (std::size_t q = 0; q < 4; ++q) out[q / 2 * plane.stride + q % 2] = Mean(dc + c.quarterOffsets[block][q]);
-    }
-  }
+std::uint16_t Mean(int value) noexcept {
+  return static_cast<std::uint16_t>(std::clamp(value + kMeanOfMidGrey, 0, kMaxMean));
 }
 
 SBlockMeans CBlockMeansReader::Picture() {
@@ -148,10 +128,11 @@ SBlockMeans CBlockMeansReader::Picture() {
     const std::uint32_t side = c.hasQuarters ? 2 : 1;
     SBlockMeansPlane plane;
     plane.stride = c.stride * side;
-    plane.x = MeansAxis(8 / side * std::uint64_t{m_frame.maxH}, std::uint64_t{m_frame.width} * c.h);
-    plane.y = MeansAxis(8 / side * std::uint64_t{m_frame.maxV}, std::uint64_t{m_frame.height} * c.v);
-    plane.means = m_guard.NewVector<std::uint16_t>(c.dcCoefficients.size() * side * side);
-    FillMeans(c, plane);
+    plane.x = m_frame.MeansAxisX(c, side);
+    plane.y = m_frame.MeansAxisY(c, side);
+    plane.quantiser = c.quantisers[0];
+    plane.dcCoefficients = std::move(c.dcCoefficients);
+    plane.details = std::move(c.details);
     picture.planes.push_back(std::move(plane));
   }
   return picture;
@@ -159,9 +140,26 @@ SBlockMeans CBlockMeansReader::Picture() {
 
 }  // namespace
 
-std::optional<SBlockMeans> ReadBlockMeans(const CInput& input, bool quarterBlockChroma, CRenderGuard& guard,
+void SBlockMeansPlane::FillRows(std::uint32_t row, std::uint16_t* out) const noexcept {
+  const std::uint32_t side = RowsAtOnce();
+  const std::size_t blocks = stride / side, first = row / side * blocks;
+  for (std::size_t i = first; i < first + blocks; ++i, out += side) {
+    const int mean = std::clamp(dcCoefficients[i] * quantiser, -kMaxMean, kMaxMean);
+    if (details.empty()) {
+      *out = Mean(mean);
+      continue;
+    }
+    const SQuarterDetail& d = details[i];
+    out[0] = Mean(mean + d.left + d.upper + d.diagonal);
+    out[1] = Mean(mean - d.left + d.upper - d.diagonal);
+    out[stride] = Mean(mean + d.left - d.upper - d.diagonal);
+    out[stride + 1] = Mean(mean - d.left - d.upper + d.diagonal);
+  }
+}
+
+std::optional<SBlockMeans> ReadBlockMeans(const CInput& input, const SMeansRequest& request, CRenderGuard& guard,
                                           const SJpegFrame* tables) {
-  CBlockMeansReader reader(input, quarterBlockChroma, guard, tables);
+  CBlockMeansReader reader(input, request, guard, tables);
   if (!reader.Read()) return std::nullopt;
   return reader.Picture();
 }

@@ -5,13 +5,14 @@
 #include <numbers>
 
 #include "platform/imageformats/jpeg/stream/coding.h"
+#include "platform/imageformats/render/reducer_axis.h"
 
 namespace imageformats {
 
 namespace {
 
-// Coefficient, quarters and their means, at most: libjpeg gets by with a few rows.
-constexpr std::uint64_t kBytesPerBlock = 2 + 16 + 8;
+// At most: libjpeg gets by with a few rows.
+constexpr std::uint64_t kBytesPerBlock = sizeof(std::int16_t) + sizeof(SQuarterDetail);
 
 // Mean over the first half of a block of the transform's basis function of that frequency, on a scale where frequency 0
 // has 1 (T.81, A.3.3). Over the second half it is the same for frequency 0 and the opposite for odd ones; that of other
@@ -24,32 +25,62 @@ double HalfMean(int frequency) {
   return std::numbers::sqrt2 * sum / 4.0;
 }
 
+SSourceAxis MeansAxis(std::uint64_t pitch, std::uint64_t extent) {
+  return {static_cast<std::uint32_t>((extent + pitch - 1) / pitch), pitch, extent};
+}
+
+// Of `count` blocks along an axis those that the borders of the result's pixels go through.
+std::vector<std::uint8_t> CutBlocks(const SSourceAxis& blocks, std::uint32_t result, std::uint32_t count) {
+  if (result == 0 || result > MaxResultPixels(blocks)) return std::vector<std::uint8_t>(count, 1);
+  std::vector<std::uint8_t> cut(count);
+  const CReducerAxis axis(blocks, result);
+  for (std::uint32_t i = 0; i < std::min(blocks.pixels, count); ++i) cut[i] = axis.ShareOf(i).nextWeight > 0.0f ? 1 : 0;
+  return cut;
+}
+
 }  // namespace
+
+SSourceAxis SJpegFrame::MeansAxisX(const SJpegComponent& c, std::uint32_t side) const noexcept {
+  return MeansAxis(8 / side * std::uint64_t{maxH}, std::uint64_t{width} * c.h);
+}
+
+SSourceAxis SJpegFrame::MeansAxisY(const SJpegComponent& c, std::uint32_t side) const noexcept {
+  return MeansAxis(8 / side * std::uint64_t{maxV}, std::uint64_t{height} * c.v);
+}
 
 void SJpegComponent::KeepQuantisers(const std::array<std::uint16_t, 64>& table) {
   if (quantisers[0] != 0) return;
   quantisers = table;
-  for (std::size_t k = 1; k < 64 && hasQuarters; ++k) {
+  for (std::size_t k = 1; k <= kLastQuarterCoefficient && hasQuarters; ++k) {
     const int column = kNaturalOrder[k] % 8, row = kNaturalOrder[k] / 8;
     const double weight = table[k] * HalfMean(column) * HalfMean(row);
-    for (std::size_t quarter = 0; quarter < 4; ++quarter) {
-      const bool flipped = (quarter % 2 == 1 && column != 0) != (quarter / 2 == 1 && row != 0);
-      quarterWeights[k][quarter] = static_cast<float>(flipped ? -weight : weight);
-    }
+    if (weight == 0.0) continue;
+    weights[k].weight = static_cast<float>(weight);
+    weights[k].detail = row == 0      ? &SQuarterDetail::left
+                        : column == 0 ? &SQuarterDetail::upper
+                                      : &SQuarterDetail::diagonal;
   }
+}
+
+void SJpegComponent::AddCoefficient(std::size_t block, unsigned k, int value) noexcept {
+  if (weights[k].detail == nullptr) return;
+  constexpr float kMost = 32767.0f;
+  std::int16_t& detail = details[block].*weights[k].detail;
+  const float sum = static_cast<float>(detail) + static_cast<float>(value) * weights[k].weight;
+  detail = static_cast<std::int16_t>(std::lrintf(std::clamp(sum, -kMost, kMost)));
 }
 
 bool SJpegComponent::IsComplete() const noexcept {
   if (missingBits[0] != 0) return false;
-  for (std::size_t k = 1; k < 64 && hasQuarters; ++k) {
-    if (quarterWeights[k][0] == 0.0f) continue;
+  for (std::size_t k = 1; k <= kLastQuarterCoefficient && hasQuarters; ++k) {
+    if (weights[k].detail == nullptr) continue;
     if (missingBits[k] < 0 || ((1 << missingBits[k]) - 1) * quantisers[k] / 8.0 > kToleratedGreyLevels) return false;
   }
   return true;
 }
 
-bool SJpegFrame::ParseFrameHeader(std::span<const std::uint8_t> payload, bool isProgressive, bool quarterBlockChroma,
-                                  CRenderGuard& guard) {
+bool SJpegFrame::ParseFrameHeader(std::span<const std::uint8_t> payload, bool isProgressive,
+                                  const SMeansRequest& request, CRenderGuard& guard) {
   if (!components.empty() || payload.size() < 6 || payload[0] != 8) return false;
   progressive = isProgressive;
   height = static_cast<std::uint32_t>(payload[1] << 8 | payload[2]);
@@ -75,8 +106,13 @@ bool SJpegFrame::ParseFrameHeader(std::span<const std::uint8_t> payload, bool is
     const std::uint64_t blocks = std::uint64_t{c.stride} * McusDown() * c.v;
     if (blocks > guard.Available() / kBytesPerBlock / components.size()) return false;
     c.dcCoefficients = guard.NewVector<std::int16_t>(blocks);
-    c.hasQuarters = quarterBlockChroma && (c.h < maxH || c.v < maxV);
-    if (c.hasQuarters) c.quarterOffsets = guard.NewVector<std::array<float, 4>>(blocks);
+    const bool isSampledLess = c.h < maxH || c.v < maxV;
+    c.hasQuarters =
+        request.detail == EMeansDetail::kQuarters || (request.detail == EMeansDetail::kQuarterChroma && isSampledLess);
+    if (!c.hasQuarters) continue;
+    c.details = guard.NewVector<SQuarterDetail>(blocks);
+    c.isColumnCut = CutBlocks(MeansAxisX(c, 1), request.result.width, c.stride);
+    c.isRowCut = CutBlocks(MeansAxisY(c, 1), request.result.height, McusDown() * c.v);
   }
   return true;
 }

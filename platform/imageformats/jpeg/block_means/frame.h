@@ -7,8 +7,14 @@
 
 #include "platform/imageformats/base/render_guard.h"
 #include "platform/imageformats/jpeg/block_means/huffman_table.h"
+#include "platform/imageformats/jpeg/block_means/means_detail.h"
+#include "platform/imageformats/render/area_reducer.h"
 
 namespace imageformats {
+
+// The last AC coefficient, in zigzag order, that the quarters are made of: those behind it change them little, and in
+// sequential files are stepped over.
+inline constexpr unsigned kLastQuarterCoefficient = 4;
 
 // A component of the frame and the state of its decoding.
 struct SJpegComponent {
@@ -21,13 +27,22 @@ struct SJpegComponent {
   std::array<int, 64> missingBits;                 // of the coefficients, in zigzag order; -1: not yet seen
   std::array<std::uint16_t, 64> quantisers{};      // as of the component's first scan
 
-  // What the AC coefficients add to the quarters of the blocks (upper left, upper right, lower left, lower right), on
-  // the scale of SBlockMeansPlane; only when the quarters are wanted.
+  // How the quarters of each block differ from its mean; only when the quarters are wanted.
   bool hasQuarters = false;
-  std::vector<std::array<float, 4>> quarterOffsets;
-  std::array<std::array<float, 4>, 64> quarterWeights{};  // of an AC coefficient of 1
+  std::vector<SQuarterDetail> details;
+  std::vector<std::uint8_t> isColumnCut, isRowCut;  // of blocks: whether those in it are taken apart
+  // What an AC coefficient of 1 adds to one of them; 0 for those that change none or too little.
+  struct SWeight {
+    std::int16_t SQuarterDetail::*detail = nullptr;
+    float weight = 0.0f;
+  };
+  std::array<SWeight, 64> weights{};
 
   SJpegComponent() { missingBits.fill(-1); }
+  bool HasQuartersAt(std::uint32_t x, std::uint32_t y) const noexcept {
+    return hasQuarters && (isColumnCut[x] | isRowCut[y]) != 0;
+  }
+  void AddCoefficient(std::size_t block, unsigned k, int value) noexcept;
   void KeepQuantisers(const std::array<std::uint16_t, 64>& table);
   // Whether the scans read so far hold what the means are made of.
   bool IsComplete() const noexcept;
@@ -46,12 +61,15 @@ struct SJpegFrame {
   bool hasJfif = false;
   int adobeTransform = -1;
 
-  bool ParseFrameHeader(std::span<const std::uint8_t> payload, bool isProgressive, bool quarterBlockChroma,
+  bool ParseFrameHeader(std::span<const std::uint8_t> payload, bool isProgressive, const SMeansRequest& request,
                         CRenderGuard& guard);
   bool ParseQuantTables(std::span<const std::uint8_t> payload);
   bool ParseHuffmanTables(std::span<const std::uint8_t> payload);
   std::uint32_t McusAcross() const noexcept { return (width + 8 * maxH - 1) / (8 * maxH); }
   std::uint32_t McusDown() const noexcept { return (height + 8 * maxV - 1) / (8 * maxV); }
+  // The axes of a component's means, which lie `side` to a block along either.
+  SSourceAxis MeansAxisX(const SJpegComponent& c, std::uint32_t side) const noexcept;
+  SSourceAxis MeansAxisY(const SJpegComponent& c, std::uint32_t side) const noexcept;
   // Whether three components are YCbCr; libjpeg's rules.
   bool IsYCbCr() const noexcept;
 };

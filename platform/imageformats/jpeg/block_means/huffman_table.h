@@ -28,9 +28,9 @@ class CJpegHuffmanTable {
     return DecodeLongCode(bits);
   }
 
-  // Steps over the 63 AC coefficients of a block. False for damaged data.
-  bool SkipAcCoefficients(CJpegBitReader& bits) const noexcept {
-    for (unsigned k = 1; k < 64;) {
+  // Steps over a block's AC coefficients from the kth on. False for damaged data.
+  bool SkipAcCoefficients(CJpegBitReader& bits, unsigned k = 1) const noexcept {
+    while (k < 64) {
       bits.Refill();
       const SLookup& step = m_lookup[bits.Peek(kLookupBits)];
       if (step.skipBits != 0 && k + step.skipCoefficients < 64) {

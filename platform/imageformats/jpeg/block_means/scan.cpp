@@ -64,9 +64,11 @@ class CScanDecoder {
     const SJpegScan::SScanComponent& p = m_scan.components[index];
     const std::size_t block = std::size_t{y} * p.component->stride + x;
     m_bits.Refill();
-    if (m_scan.spectralStart != 0) return DecodeAc(*p.component, *p.ac, p.component->quarterOffsets[block]);
+    if (m_scan.spectralStart != 0) return DecodeAc(*p.component, *p.ac, x, y);
     if (!DecodeDc(index, p.component->dcCoefficients[block])) return false;
-    return m_frame.progressive || p.ac->SkipAcCoefficients(m_bits);
+    if (m_frame.progressive) return true;
+    if (!p.component->HasQuartersAt(x, y)) return p.ac->SkipAcCoefficients(m_bits);
+    return DecodeFirstAc(*p.component, *p.ac, block);
   }
 
   bool DecodeDc(std::size_t index, std::int16_t& coefficient) {
@@ -84,8 +86,27 @@ class CScanDecoder {
     return true;
   }
 
+  // The AC coefficients of a block of a sequential scan (F.2.2.2): the first ones added to its quarters.
+  bool DecodeFirstAc(SJpegComponent& component, const CJpegHuffmanTable& table, std::size_t block) {
+    unsigned k = 1;
+    while (k <= kLastQuarterCoefficient) {
+      m_bits.Refill();
+      const int symbol = table.Decode(m_bits);
+      if (symbol < 0) return false;
+      const unsigned run = static_cast<unsigned>(symbol) >> 4, size = static_cast<unsigned>(symbol) & 15;
+      if (size == 0 && run != 15) return true;
+      k += run;
+      const int value = ReceiveExtend(size);
+      if (k <= kLastQuarterCoefficient) component.AddCoefficient(block, k, value);
+      ++k;
+    }
+    return table.SkipAcCoefficients(m_bits, k);
+  }
+
   // The AC coefficients of a block of a progressive scan (G.1.2.2), added to its quarters.
-  bool DecodeAc(const SJpegComponent& component, const CJpegHuffmanTable& table, std::array<float, 4>& quarterOffsets) {
+  bool DecodeAc(SJpegComponent& component, const CJpegHuffmanTable& table, std::uint32_t x, std::uint32_t y) {
+    const std::size_t block = std::size_t{y} * component.stride + x;
+    const bool isKept = component.HasQuartersAt(x, y);
     if (m_endOfBandRun > 0) {
       --m_endOfBandRun;
       return true;
@@ -104,8 +125,8 @@ class CScanDecoder {
       k += run;
       if (size == 0) continue;
       if (k > 63) return false;
-      const auto value = static_cast<float>(ReceiveExtend(size) * (1 << m_scan.approximationLow));
-      for (std::size_t q = 0; q < 4; ++q) quarterOffsets[q] += value * component.quarterWeights[k][q];
+      const int value = ReceiveExtend(size) * (1 << m_scan.approximationLow);
+      if (isKept) component.AddCoefficient(block, k, value);
     }
     return true;
   }

@@ -13,7 +13,7 @@ namespace imageformats {
 namespace {
 
 constexpr std::size_t kMaxSegments = 100000;  // a real stream has some dozens
-constexpr std::size_t kMaxProfileBytes = 16u << 20;
+constexpr std::size_t kMaxMarkerProfileBytes = 16u << 20;
 
 void ParseFrameHeader(const std::vector<std::uint8_t>& payload, std::uint8_t marker, SJpegMarkers& markers) {
   if (payload.size() < 6) throw CDamagedError("The JPEG frame header is damaged");
@@ -54,7 +54,7 @@ double EstimateQuality(const std::vector<std::uint8_t>& payload) {
 void AppendProfileSegment(const std::vector<std::uint8_t>& payload, std::vector<std::uint8_t>& profile) {
   constexpr std::string_view kName{"ICC_PROFILE\0", 12};
   if (payload.size() <= 14 || std::memcmp(payload.data(), kName.data(), kName.size()) != 0) return;
-  if (profile.size() + payload.size() > kMaxProfileBytes) return;
+  if (profile.size() + payload.size() > kMaxMarkerProfileBytes) return;
   profile.insert(profile.end(), payload.begin() + 14, payload.end());
 }
 

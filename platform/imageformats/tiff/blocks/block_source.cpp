@@ -1,5 +1,7 @@
 #include "platform/imageformats/tiff/blocks/block_source.h"
 
+#include <utility>
+
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/tiff/directory/ifd_reader.h"
 
@@ -21,6 +23,21 @@ void CheckOnlyStrip(CTiffHandle& tiff, const SPage& page) {
   const std::optional<SIfdEntry> counts = reader->Find(TIFFTAG_STRIPBYTECOUNTS);
   const std::optional<std::uint64_t> stated = counts ? reader->FirstInteger(*counts) : std::nullopt;
   if (stated) RequireBytes(*stated, TIFFVStripSize64(tiff.Get(), page.height));
+}
+
+// The source that reads the page at least cost.
+std::unique_ptr<CBlockSource> OpenCheapest(CTiffHandle& tiff, const SPage& page, const SBlockRequest& request,
+                                           CRenderGuard& guard) {
+  if (IsPlainJpeg(page)) return OpenJpegBlocks(tiff, page, request, guard);
+  if (IsJpeg2000(page.compression)) return OpenJpeg2000Blocks(tiff, page, request, guard);
+  if (page.compression == COMPRESSION_OJPEG) {
+    if (std::unique_ptr<CBlockSource> blocks = OpenOldJpegBlocks(tiff, page, request, guard)) return blocks;
+  }
+  if (page.photometric == PHOTOMETRIC_YCBCR) return OpenRgbaBlocks(tiff, page, guard);
+  if (page.compression == COMPRESSION_NONE && !IsBitReversed(tiff.Get())) {
+    return OpenRawBlocks(tiff, page, request.dataOffset, guard);
+  }
+  return OpenLibtiffBlocks(tiff, page, guard);
 }
 
 }  // namespace
@@ -53,16 +70,15 @@ std::unique_ptr<CBlockSource> OpenBlocks(CTiffHandle& tiff, const SPage& page, c
   guard.CheckPixels(page.width, page.height);
   tiff.Select(page.offset);
   if (page.compression == COMPRESSION_NONE) CheckOnlyStrip(tiff, page);
-  if (IsPlainJpeg(page)) return OpenJpegBlocks(tiff, page, request, guard);
-  if (IsJpeg2000(page.compression)) return OpenJpeg2000Blocks(tiff, page, request, guard);
-  if (page.compression == COMPRESSION_OJPEG) {
-    if (std::unique_ptr<CBlockSource> blocks = OpenOldJpegBlocks(tiff, page, request, guard)) return blocks;
-  }
-  if (page.photometric == PHOTOMETRIC_YCBCR) return OpenRgbaBlocks(tiff, page, guard);
-  if (page.compression == COMPRESSION_NONE && !IsBitReversed(tiff.Get())) {
-    return OpenRawBlocks(tiff, page, request.dataOffset, guard);
-  }
-  return OpenLibtiffBlocks(tiff, page, guard);
+  std::unique_ptr<CBlockSource> source = OpenCheapest(tiff, page, request, guard);
+  source->SetTwin([input = tiff.SharedSource(), page, request](CRenderGuard& guardOfTwin) {
+    auto handle = std::make_unique<CTiffHandle>(input);
+    handle->Select(page.offset);
+    std::unique_ptr<CBlockSource> twin = OpenCheapest(*handle, page, request, guardOfTwin);
+    twin->Own(std::move(handle));
+    return twin;
+  });
+  return source;
 }
 
 bool IsBitReversed(TIFF* tiff) {

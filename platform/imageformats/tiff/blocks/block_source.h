@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "platform/imageformats/base/render_guard.h"
@@ -43,11 +44,24 @@ class CBlockSource {
   // not decode.
   virtual std::uint8_t* ReadBlock(std::uint32_t column, std::uint32_t row, std::uint32_t plane) = 0;
 
+  // Opens another source of the same blocks, which shares nothing with this one but the file: for another thread. Any
+  // thread may call it. Null when blocks are decoded one out of the other, so that a second source would gain nothing.
+  using SOpenTwin = std::function<std::unique_ptr<CBlockSource>(CRenderGuard& guard)>;
+  const SOpenTwin& Twin() const noexcept { return m_twin; }
+  void SetTwin(SOpenTwin twin) { m_twin = m_isSequential ? nullptr : std::move(twin); }
+  // Keeps the handle that it reads through.
+  void Own(std::unique_ptr<CTiffHandle> tiff) noexcept { m_tiffOfItsOwn = std::move(tiff); }
+
  protected:
+  bool m_isSequential = false;
   SDecodedLayout m_layout;
   SSourceAxis m_x, m_y;
   SSize m_block;
   std::size_t m_stride = 0;
+
+ private:
+  SOpenTwin m_twin;
+  std::unique_ptr<CTiffHandle> m_tiffOfItsOwn;
 };
 
 struct SBlockRequest {

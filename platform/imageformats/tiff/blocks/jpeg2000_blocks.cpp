@@ -98,16 +98,9 @@ class CJpeg2000Blocks final : public CBlockSource {
   }
 
   void PlaceTile(const CJpeg2000Decoder& decoder) {
-    const SJpeg2000Plane first = decoder.Plane(0);
-    const std::uint32_t x = decoder.TileX(), y = decoder.TileY();
-    const bool isInside = x <= m_block.width && first.width <= m_block.width - x && y <= m_block.height &&
-                          first.height <= m_block.height - y;
-    Require(isInside, "The JPEG 2000 data of a strip or tile do not fit the picture");
-    auto* out = reinterpret_cast<std::uint8_t*>(m_rows.data());
-    const std::size_t left = std::size_t{x} * m_page.RowSamples() * (m_page.bits / 8);
-    for (std::uint32_t row = 0; row < first.height; ++row) {
-      MixRow(m_mix, decoder, row, out + (y + row) * m_stride + left);
-    }
+    const std::size_t pixelBytes = std::size_t{m_page.RowSamples()} * (m_page.bits / 8);
+    Require(MixTile(m_mix, decoder, m_block, m_stride, pixelBytes, reinterpret_cast<std::uint8_t*>(m_rows.data())),
+            "The JPEG 2000 data of a strip or tile do not fit the picture");
   }
 
   CTiffHandle& m_tiff;

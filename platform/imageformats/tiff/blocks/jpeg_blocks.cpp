@@ -11,7 +11,7 @@
 namespace imageformats::tiff {
 namespace {
 
-constexpr std::uint32_t kBandRows = 64;
+constexpr std::uint32_t kJpegBandRows = 64;
 
 EJpegColor ColorOf(const SPage& page) noexcept {
   if (page.RowSamples() == 1) return EJpegColor::kGrey;
@@ -51,8 +51,9 @@ class CJpegBlocks final : public CBlockSource {
     m_x = {Scaled(page.width, m_how.scale), 8, std::uint64_t{page.width} * m_how.scale};
     m_y = {Scaled(page.height, m_how.scale), 8, std::uint64_t{page.height} * m_how.scale};
     m_block = {Scaled(page.blockWidth, m_how.scale), Scaled(page.blockHeight, m_how.scale)};
-    m_singleStrip = !page.tiled && page.BlocksDown() == 1 && m_block.height > kBandRows;
-    if (m_singleStrip) m_block.height = kBandRows;
+    m_singleStrip = !page.tiled && page.BlocksDown() == 1 && m_block.height > kJpegBandRows;
+    if (m_singleStrip) m_block.height = kJpegBandRows;
+    m_isSequential = m_singleStrip || !m_onlyStream.empty();
     m_stride = std::size_t{m_block.width} * page.RowSamples();
     m_rows = guard.NewVector<std::uint8_t>(CRenderGuard::Multiply(m_stride, m_block.height));
     if (!m_streams.Tables().empty()) m_decoder.LoadTables(m_streams.Tables());

@@ -10,7 +10,7 @@ namespace {
 
 // Larger strips are decoded row by row, where the codec can: pictures in one strip are common.
 constexpr std::uint64_t kMaxStripBytes = 8u << 20;
-constexpr std::uint64_t kBandBytes = 256 << 10;
+constexpr std::uint64_t kLibtiffBandBytes = 256 << 10;
 
 // Codecs that decode a strip only as a whole would decode it again for every row.
 bool DecodesByRow(std::uint32_t compression) {
@@ -53,8 +53,10 @@ class CLibtiffBlocks final : public CBlockSource {
     CheckSizeAgreed(blockBytes);
     m_byRow = !page.tiled && !page.planar && blockBytes > kMaxStripBytes && DecodesByRow(page.compression);
     if (m_byRow) {
-      m_block.height = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(kBandBytes / m_stride, 1, page.height));
+      m_block.height =
+          static_cast<std::uint32_t>(std::clamp<std::uint64_t>(kLibtiffBandBytes / m_stride, 1, page.height));
     }
+    m_isSequential = m_byRow;
     m_plainLzw = !m_byRow && IsPlainLzw(tiff.Get(), page);
     m_bytes = guard.NewVector<std::uint8_t>(CRenderGuard::Multiply(m_stride, m_block.height) + kLzwSlack);
   }

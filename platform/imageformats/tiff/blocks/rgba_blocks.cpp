@@ -17,6 +17,7 @@ class CRgbaBlocks final : public CBlockSource {
     if (!TIFFRGBAImageOK(tiff.Get(), reason)) throw CUnsupportedError(reason);
     // libtiff would turn every strip by itself; the whole picture is turned at the end.
     TIFFSetField(tiff.Get(), TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
+    m_isSequential = page.compression == COMPRESSION_OJPEG;  // libtiff decodes them one out of the other
     m_layout = DecodedLayoutOf(page);
     m_x = PlainAxis(page.width);
     m_y = PlainAxis(page.height);

@@ -13,9 +13,11 @@ constexpr std::size_t kMostDimensions = 16;
 
 // What stands behind `"key":`, without blanks before it; empty when the text has no such key.
 std::string_view ValueOf(std::string_view json, std::string_view key) {
-  const std::size_t found = json.find("\"" + std::string(key) + "\"");
+  std::string quoted(1, '"');
+  quoted.append(key).push_back('"');
+  const std::size_t found = json.find(quoted);
   if (found == json.npos) return {};
-  json.remove_prefix(found + key.size() + 2);
+  json.remove_prefix(found + quoted.size());
   const std::size_t value = json.find_first_not_of(" \t\r\n:");
   return value == json.npos ? std::string_view() : json.substr(value);
 }

@@ -8,7 +8,7 @@
 namespace imageformats::tiff {
 namespace {
 
-constexpr std::size_t kMaxEntries = 256;
+constexpr std::size_t kMaxExifEntries = 256;
 // Longer values are left out: they are thumbnails and the notes of camera makers.
 constexpr std::uint64_t kMaxValueBytes = 4096;
 
@@ -48,7 +48,7 @@ class CExifBlockBuilder {
   void CopyDirectory(std::uint64_t offset) {
     m_reader.Read(offset);
     std::vector<SCopiedEntry> entries;
-    for (std::size_t i = 0; i < std::min(m_reader.EntryCount(), kMaxEntries); ++i) {
+    for (std::size_t i = 0; i < std::min(m_reader.EntryCount(), kMaxExifEntries); ++i) {
       SCopiedEntry entry;
       if (ReadEntry(m_reader.Entry(i), &entry)) entries.push_back(std::move(entry));
     }

@@ -10,7 +10,7 @@ namespace imageformats::tiff {
 namespace {
 
 // Profiles of printing presses reach a megabyte or two.
-constexpr std::uint32_t kMaxProfileBytes = 16u << 20;
+constexpr std::uint32_t kMaxPageProfileBytes = 16u << 20;
 constexpr std::uint32_t kMaxSubIfds = 64;
 // Of raw camera files (Adobe DNG); libtiff has no name for it.
 constexpr std::uint32_t kPhotometricLinearRaw = 34892;
@@ -127,7 +127,7 @@ void ReadPalette(TIFF* tiff, SPage* page) {
 void ReadProfile(TIFF* tiff, SPage* page) {
   std::uint32_t size = 0;
   void* bytes = nullptr;
-  if (!TIFFGetField(tiff, TIFFTAG_ICCPROFILE, &size, &bytes) || !bytes || size > kMaxProfileBytes) return;
+  if (!TIFFGetField(tiff, TIFFTAG_ICCPROFILE, &size, &bytes) || !bytes || size > kMaxPageProfileBytes) return;
   const auto* first = static_cast<const std::uint8_t*>(bytes);
   page->profile.assign(first, first + size);
 }

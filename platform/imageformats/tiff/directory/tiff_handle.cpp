@@ -115,6 +115,7 @@ CTiffHandle::~CTiffHandle() {
 
 TIFF* CTiffHandle::Get() const noexcept { return m_state->tiff; }
 const CInput& CTiffHandle::Source() const noexcept { return *m_state->input; }
+const std::shared_ptr<const CInput>& CTiffHandle::SharedSource() const noexcept { return m_state->input; }
 
 void CTiffHandle::Select(std::uint64_t directoryOffset) {
   if (m_state->directory == directoryOffset) return;

@@ -23,6 +23,7 @@ class CTiffHandle {
   // libtiff's handle for reading tags and pixels of the selected directory.
   TIFF* Get() const noexcept;
   const CInput& Source() const noexcept;
+  const std::shared_ptr<const CInput>& SharedSource() const noexcept;
 
   // Makes the directory at that file offset the current one; does nothing when it is already. Throws CDamagedError with
   // libtiff's reason.

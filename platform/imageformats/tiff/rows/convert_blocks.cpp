@@ -2,20 +2,27 @@
 
 #include <algorithm>
 
+#include "platform/imageformats/tiff/rows/blocks_ahead.h"
+
 namespace imageformats::tiff {
 namespace {
 
 // Rows are converted in bands of about this size, which stay in the cache until they are summed.
-constexpr std::size_t kBandBytes = 128 << 10;
+constexpr std::size_t kConvertedBandBytes = 128 << 10;
 
 // One pass over a source's blocks.
 class CBlockPass {
  public:
   CBlockPass(CBlockSource& source, CRowConverter& converter, IPixelSink& sink, CRenderGuard& guard)
-      : m_source(source), m_converter(converter), m_sink(sink), m_block(source.BlockSize()) {
+      : m_source(source),
+        m_converter(converter),
+        m_sink(sink),
+        m_block(source.BlockSize()),
+        m_blocks(source, source.Layout().planar ? converter.ShownSamples() : std::vector<std::uint32_t>{0}, guard) {
     if (converter.IsIdentity()) return;
     const std::uint64_t rowBytes = CRenderGuard::Multiply(m_block.width, converter.PixelBytes());
-    m_bandRows = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(kBandBytes / rowBytes, 1, m_block.height));
+    m_bandRows =
+        static_cast<std::uint32_t>(std::clamp<std::uint64_t>(kConvertedBandBytes / rowBytes, 1, m_block.height));
     m_converted = guard.NewVector<std::uint8_t>(CRenderGuard::Multiply(rowBytes, m_bandRows));
     if (!source.Layout().planar) return;
     const std::uint64_t pixels = CRenderGuard::Multiply(m_block.width, m_block.height);
@@ -24,9 +31,9 @@ class CBlockPass {
 
   void Run() {
     const SSize size = {m_source.AxisX().pixels, m_source.AxisY().pixels};
-    for (std::uint32_t y = 0, row = 0; y < size.height; y += Step(m_block.height, size.height - y), ++row) {
-      for (std::uint32_t x = 0, column = 0; x < size.width; x += Step(m_block.width, size.width - x), ++column) {
-        ConvertBlock(column, row, x, y, std::min(m_block.height, size.height - y));
+    for (std::uint32_t y = 0; y < size.height; y += Step(m_block.height, size.height - y)) {
+      for (std::uint32_t x = 0; x < size.width; x += Step(m_block.width, size.width - x)) {
+        ConvertBlock(x, y, std::min(m_block.height, size.height - y));
       }
     }
   }
@@ -35,26 +42,26 @@ class CBlockPass {
   // Keeps the sums of positions within 32 bits.
   static std::uint32_t Step(std::uint32_t block, std::uint32_t left) noexcept { return std::min(block, left); }
 
-  void ConvertBlock(std::uint32_t column, std::uint32_t row, std::uint32_t x, std::uint32_t y, std::uint32_t height) {
+  void ConvertBlock(std::uint32_t x, std::uint32_t y, std::uint32_t height) {
     const std::size_t stride = m_source.Stride();
     if (m_source.Layout().planar) {
-      GatherPlanes(column, row, height);
+      GatherPlanes(height);
       return ConvertRows(x, y, height, [&](std::uint32_t from, std::uint8_t* out) {
         m_converter.FinishGathered(m_gathered.data() + from * m_block.width * m_converter.GatheredPixelBytes(),
                                    m_block.width, out);
       });
     }
-    const std::uint8_t* data = m_source.ReadBlock(column, row, 0);
+    const std::uint8_t* data = m_blocks.Next();
     if (m_converter.IsIdentity()) return m_sink.Add(x, y, m_block.width, height, data, stride);
     ConvertRows(x, y, height, [&](std::uint32_t from, std::uint8_t* out) {
       m_converter.Convert(data + from * stride, m_block.width, out);
     });
   }
 
-  void GatherPlanes(std::uint32_t column, std::uint32_t row, std::uint32_t height) {
+  void GatherPlanes(std::uint32_t height) {
     const std::size_t gatheredRow = m_block.width * m_converter.GatheredPixelBytes();
     for (std::size_t index = 0; index < m_converter.ShownSamples().size(); ++index) {
-      const std::uint8_t* data = m_source.ReadBlock(column, row, m_converter.ShownSamples()[index]);
+      const std::uint8_t* data = m_blocks.Next();
       for (std::uint32_t i = 0; i < height; ++i) {
         m_converter.GatherPlane(index, data + i * m_source.Stride(), m_block.width,
                                 m_gathered.data() + i * gatheredRow);
@@ -78,6 +85,7 @@ class CBlockPass {
   const SSize m_block;
   std::uint32_t m_bandRows = 0;
   std::vector<std::uint8_t> m_converted, m_gathered;
+  CBlocksAhead m_blocks;
 };
 
 }  // namespace

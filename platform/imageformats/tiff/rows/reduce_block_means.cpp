@@ -1,7 +1,10 @@
 #include "platform/imageformats/tiff/rows/reduce_block_means.h"
 
 #include <algorithm>
+#include <utility>
 
+#include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/base/work_ahead.h"
 #include "platform/imageformats/jpeg/block_means/average_means.h"
 #include "platform/imageformats/tiff/blocks/jpeg_streams.h"
 
@@ -28,15 +31,54 @@ bool HasBlockMeans(const SPage& page) noexcept {
   }
 }
 
+// The means of one stream after the other.
+class CStreamMeans final : public IPieceWorker {
+ public:
+  // Of the selected directory.
+  CStreamMeans(CTiffHandle& tiff, CRenderGuard& guard) : m_guard(guard), m_streams(tiff, guard) {
+    if (!m_streams.Tables().empty()) m_tables = ReadTablesOnlyStream(m_streams.Tables());
+  }
+  CStreamMeans(std::unique_ptr<CTiffHandle> tiff, CRenderGuard& guard) : CStreamMeans(*tiff, guard) {
+    m_tiffOfItsOwn = std::move(tiff);
+  }
+
+  bool HasTables() const noexcept { return m_streams.Tables().empty() || m_tables != nullptr; }
+  void Do(std::uint64_t index) override {
+    const std::span<const std::uint8_t> stream = m_streams.Read(static_cast<std::uint32_t>(index));
+    const std::shared_ptr<const CInput> input = CInput::FromMemory(stream.data(), stream.size());
+    const std::uint64_t before = m_guard.Available();
+    m_picture = ReadBlockMeans(*input, {}, m_guard, m_tables.get());
+    m_guard.Release(before - m_guard.Available());
+  }
+  // Of the last one; nothing when it is not for it.
+  const std::optional<SBlockMeans>& Picture() const noexcept { return m_picture; }
+
+ private:
+  std::unique_ptr<CTiffHandle> m_tiffOfItsOwn;
+  CRenderGuard& m_guard;
+  CJpegStreams m_streams;
+  std::shared_ptr<const SJpegFrame> m_tables;
+  std::optional<SBlockMeans> m_picture;
+};
+
 class CPageMeansReader {
  public:
   CPageMeansReader(CTiffHandle& tiff, const SPage& page, SSize wanted, CRenderGuard& guard)
-      : m_page(page), m_wanted(wanted), m_guard(guard), m_streams(tiff, guard) {
-    if (!m_streams.Tables().empty()) m_tables = ReadTablesOnlyStream(m_streams.Tables());
-  }
+      : m_page(page),
+        m_wanted(wanted),
+        m_guard(guard),
+        m_streams(tiff, guard),
+        m_ahead(
+            std::uint64_t{page.BlocksAcross()} * page.BlocksDown(), WorkerBytes(page),
+            [input = tiff.SharedSource(), directory = page.offset](CRenderGuard& guardOfWorker) {
+              auto handle = std::make_unique<CTiffHandle>(input);
+              handle->Select(directory);
+              return std::make_unique<CStreamMeans>(std::move(handle), guardOfWorker);
+            },
+            guard) {}
 
   bool Read() {
-    if (!m_streams.Tables().empty() && !m_tables) return false;
+    if (!m_streams.HasTables()) return false;
     for (std::uint32_t row = 0, index = 0; row < m_page.BlocksDown(); ++row) {
       for (std::uint32_t column = 0; column < m_page.BlocksAcross(); ++column, ++index) {
         m_guard.CheckTime();
@@ -53,12 +95,28 @@ class CPageMeansReader {
   }
 
  private:
+  // Of a handle; and of a stream, as long as its pixels at most, and its means.
+  static std::uint64_t WorkerBytes(const SPage& page) noexcept {
+    constexpr std::uint64_t kBytesOfStreamHandle = 256 << 10;
+    return kBytesOfStreamHandle +
+           CRenderGuard::Multiply(std::uint64_t{page.blockWidth} * page.blockHeight, 2 * page.samples);
+  }
+
+  // A helper has less memory: what is not for it may still be for the owner.
+  const std::optional<SBlockMeans>& MeansOf(std::uint32_t index) {
+    const auto* worker = static_cast<const CStreamMeans*>(m_ahead.Take(index));
+    if (worker != nullptr && worker->Picture()) return worker->Picture();
+    try {
+      m_streams.Do(index);
+    } catch (const CFormatError&) {
+      if (!m_ahead.Stop()) throw;
+      m_streams.Do(index);
+    }
+    return m_streams.Picture();
+  }
+
   bool AddBlock(std::uint32_t index, std::uint32_t column, std::uint32_t row) {
-    const std::span<const std::uint8_t> stream = m_streams.Read(index);
-    const std::shared_ptr<const CInput> input = CInput::FromMemory(stream.data(), stream.size());
-    const std::uint64_t before = m_guard.Available();
-    const auto picture = ReadBlockMeans(*input, false, m_guard, m_tables.get());
-    m_guard.Release(before - m_guard.Available());
+    const std::optional<SBlockMeans>& picture = MeansOf(index);
     if (!picture || picture->planes.size() != m_page.samples) return false;
     if (m_grids.empty() && !MakeMeansGrids(*picture, column, row)) return false;
     for (std::size_t k = 0; k < m_grids.size(); ++k) {
@@ -108,7 +166,7 @@ class CPageMeansReader {
     }
     const auto x = static_cast<std::uint32_t>(column * fullWidth / grid.pitchX);
     const auto y = static_cast<std::uint32_t>(row * fullHeight / grid.pitchY);
-    m_reducers[k].AddBand(x, y, plane.x.pixels, plane.y.pixels, plane.means.data(), std::size_t{plane.stride} * 2);
+    AddMeans(plane, x, y, m_reducers[k]);
     return true;
   }
 
@@ -120,10 +178,10 @@ class CPageMeansReader {
   const SPage& m_page;
   const SSize m_wanted;
   CRenderGuard& m_guard;
-  CJpegStreams m_streams;
-  std::shared_ptr<const SJpegFrame> m_tables;
+  CStreamMeans m_streams;
   std::vector<SMeansGrid> m_grids;
   std::vector<CAreaReducer> m_reducers;
+  CWorkAhead m_ahead;
 };
 
 }  // namespace

@@ -151,7 +151,7 @@ SArrayLayout LayoutOfVersion3(const CJson& description) {
   const CJson* encoding = Member(description, "chunk_key_encoding");
   const bool isDefault = TextIn(Member(encoding, "name")) != "v2";
   const std::string separator = TextIn(Member(Member(encoding, "configuration"), "separator"));
-  layout.keyPrefix = isDefault ? "c" : "";
+  layout.keyPrefix.assign(isDefault ? 1 : 0, 'c');
   layout.separator = separator.empty() ? (isDefault ? '/' : '.') : separator[0];
   Require(layout.separator == '/' || layout.separator == '.', kDamagedLayout);
   CheckLayout(layout);

@@ -2,7 +2,6 @@
 
 #include <blosc.h>
 #include <bzlib.h>
-#include <libdeflate.h>
 #include <lz4.h>
 #include <zstd.h>
 
@@ -11,6 +10,7 @@
 #include <memory>
 
 #include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/base/inflater.h"
 #include "platform/imageformats/base/integers.h"
 #include "platform/imageformats/zarr/store/store.h"
 
@@ -26,14 +26,9 @@ using CBytes = std::span<const std::uint8_t>;
 // Each returns how many bytes came out, kNothing when the data are damaged or would be more than `out` holds.
 using CUnpacker = std::size_t (*)(CBytes packed, std::vector<std::uint8_t>& out);
 
-struct SDeflateFree {
-  void operator()(libdeflate_decompressor* deflate) const noexcept { libdeflate_free_decompressor(deflate); }
-};
-
 template <auto kFunction>
 std::size_t Inflate(CBytes packed, std::vector<std::uint8_t>& out) {
-  const std::unique_ptr<libdeflate_decompressor, SDeflateFree> deflate(libdeflate_alloc_decompressor());
-  if (!deflate) throw std::bad_alloc();
+  const CInflaterPtr deflate = NewInflater();
   std::size_t size = 0;
   const auto result = kFunction(deflate.get(), packed.data(), packed.size(), out.data(), out.size(), &size);
   return result == LIBDEFLATE_SUCCESS ? size : kNothing;

@@ -12,7 +12,6 @@ namespace imageformats::zarr {
 namespace {
 
 constexpr std::size_t kMostLevels = 64;
-constexpr std::size_t kMostChannels = 4096;
 
 SOmeroChannel ReadChannel(const CJson& described) {
   SOmeroChannel channel;

@@ -12,6 +12,9 @@
 // What OME-Zarr (0.1 to 0.5) says about a picture.
 namespace imageformats::zarr {
 
+// More are neither described nor shown.
+inline constexpr std::uint32_t kMostChannels = 4096;
+
 enum class EAxis : std::uint8_t { kX, kY, kZ, kTime, kChannel, kOther };
 
 struct SAxis {

@@ -1,12 +1,11 @@
 #include "platform/imageformats/zarr/store/zip_archive.h"
 
-#include <libdeflate.h>
-
 #include <algorithm>
 #include <new>
 #include <utility>
 
 #include "platform/imageformats/base/format_error.h"
+#include "platform/imageformats/base/inflater.h"
 #include "platform/imageformats/base/integers.h"
 
 namespace imageformats::zarr {
@@ -49,13 +48,8 @@ void ReadBigFields(const std::uint8_t* extra, std::size_t size, CZipArchive::SEn
   }
 }
 
-struct SDeflateFree {
-  void operator()(libdeflate_decompressor* deflate) const noexcept { libdeflate_free_decompressor(deflate); }
-};
-
 std::vector<std::uint8_t> InflateEntry(const std::vector<std::uint8_t>& packed, std::uint64_t size) {
-  const std::unique_ptr<libdeflate_decompressor, SDeflateFree> deflate(libdeflate_alloc_decompressor());
-  if (!deflate) throw std::bad_alloc();
+  const CInflaterPtr deflate = NewInflater();
   std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
   const libdeflate_result result =
       libdeflate_deflate_decompress(deflate.get(), packed.data(), packed.size(), bytes.data(), bytes.size(), nullptr);
