@@ -8,7 +8,6 @@
 #include <set>
 #include <thread>
 
-#include "tests/host/support/browser.h"
 #include "tests/host/support/http.h"
 #include "tests/host/support/pictures.h"
 #include "tests/host/support/program.h"
@@ -222,17 +221,6 @@ TEST_F(ServeTest, AFolderThatIsNotThereAndAPortThatIsTakenAreAnswered) {
   const SRunResult taken = m_program.RunWithDatabase({"serve", m_images, "--port", std::to_string(client.Port())});
   EXPECT_EQ(taken.status, 2);
   EXPECT_THAT(taken.err, HasSubstr("choose another --port"));
-}
-
-TEST_F(ServeTest, ABrowserShowsThePicturesAsTheyCome) {
-  if (CBrowser::Program().empty()) GTEST_SKIP() << "there is no browser";
-  const CHttpClient client = Start();
-  const std::string page = CBrowser().LiveDocument(client.Address());
-  EXPECT_THAT(page, HasSubstr("alt=\"a.png\""));
-  EXPECT_THAT(page, HasSubstr("thumbnail?path=stack.ome.tif"));
-  EXPECT_THAT(page, HasSubstr("The file is a text; not supported"));
-  EXPECT_THAT(page, HasSubstr(">below</a>"));
-  EXPECT_THAT(page, HasSubstr("3 z planes"));
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ std::string CBrowser::Program() {
   return {};
 }
 
-std::string CBrowser::Document(const std::string& url, const std::string& until) const {
+std::string CBrowser::Document(const std::string& url) const {
   SCommand command;
   command.arguments = {Program(),
                        "--headless=new",
@@ -27,7 +27,7 @@ std::string CBrowser::Document(const std::string& url, const std::string& until)
                        "--disable-background-networking",
                        "--user-data-dir=" + m_folder.Path("profile"),
                        "--window-size=1200,900",
-                       until,
+                       "--virtual-time-budget=6000",
                        "--dump-dom",
                        url};
   command.out = m_folder.Path("document.html");
