@@ -11,7 +11,7 @@ build_packages=(g++ cmake ninja-build pkg-config binutils
                 libgif-dev libopenjp2-7-dev libwebp-dev libcharls-dev
                 libblosc-dev libzstd-dev liblz4-dev
                 libopenslide-dev libdeflate-dev libseccomp-dev zlib1g-dev libbz2-dev
-                libcli11-dev nlohmann-json3-dev libfmt-dev)
+                libcli11-dev nlohmann-json3-dev libfmt-dev libcpp-httplib-dev)
 # Formats that are read when these were there at build time.
 optional_packages=(libheif-dev libde265-dev libjxl-dev)
 # The sanitizers of GCC come with g++.

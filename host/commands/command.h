@@ -23,6 +23,8 @@ void AddThumbnailCommand(CCommand program, SOutcome& outcome);
 void AddInfoCommand(CCommand program, SOutcome& outcome);
 void AddPlateCommand(CCommand program, SOutcome& outcome);
 void AddGalleryCommand(CCommand program, SOutcome& outcome);
+void AddServeCommand(CCommand program);
+void AddWatchCommand(CCommand program);
 void AddImportCommand(CCommand program, SOutcome& outcome);
 void AddStatsCommand(CCommand program, SOutcome& outcome);
 void AddMergeCommand(CCommand program, SOutcome& outcome);

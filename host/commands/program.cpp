@@ -14,6 +14,8 @@ void AddVerbs(CCommand program, SOutcome& outcome) {
   AddThumbnailCommand(program, outcome);
   AddInfoCommand(program, outcome);
   AddGalleryCommand(program, outcome);
+  AddServeCommand(program);
+  AddWatchCommand(program);
   AddPlateCommand(program, outcome);
   AddImportCommand(program, outcome);
   AddStatsCommand(program, outcome);

@@ -68,6 +68,33 @@ struct SPathOrder {
   static int RankOf(char c) { return c == '/' ? -1 : static_cast<unsigned char>(c); }
 };
 
+// Leaves alone what is hidden or excluded.
+void SortEntry(const fs::directory_entry& entry, const CNameFilter& filter, SFolderContent* content) {
+  std::error_code error;
+  const std::string& path = entry.path().native();
+  if (path[path.rfind('/') + 1] == '.' || filter.Excludes(path)) return;
+  if (entry.is_directory(error)) {
+    if (const auto pictures = PicturesOfFolder(path)) {
+      content->files.insert(content->files.end(), pictures->begin(), pictures->end());
+      return;
+    }
+    // A link to a folder could lead round in a circle.
+    if (!entry.is_symlink(error)) content->folders.push_back(path);
+  } else if (HasImageExtension(entry.path())) {
+    (entry.is_symlink(error) ? content->links : content->files).push_back(path);
+  }
+}
+
+SFolderContent ListContent(const std::string& folder, const CNameFilter& filter) {
+  SFolderContent content;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    SortEntry(*entry, filter, &content);
+  }
+  if (error) content.problem = error.message();
+  return content;
+}
+
 class CFinder {
  public:
   CFinder(bool recursive, const CNameFilter& filter) : m_recursive(recursive), m_filter(filter) {}
@@ -96,33 +123,14 @@ class CFinder {
 
   void AddFolder(const std::string& folder) {
     CInterrupt::ThrowIfRequested("interrupted");
-    std::vector<std::string> files, folders;
-    std::error_code error;
-    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-      Sort(*entry, &files, &folders);
-    }
-    if (error) m_found.problems.emplace_back(folder, error.message());
-    std::sort(files.begin(), files.end(), SPathOrder{folder.size()});
-    std::sort(folders.begin(), folders.end(), SPathOrder{folder.size()});
-    for (const std::string& file : files) AddFile(file);
-    for (const std::string& below : folders) AddFolder(below);
-  }
-
-  void Sort(const fs::directory_entry& entry, std::vector<std::string>* files,
-            std::vector<std::string>* folders) const {
-    std::error_code error;
-    const std::string& path = entry.path().native();
-    if (path[path.rfind('/') + 1] == '.' || m_filter.Excludes(path)) return;
-    if (entry.is_directory(error)) {
-      if (const auto pictures = PicturesOfFolder(path)) {
-        files->insert(files->end(), pictures->begin(), pictures->end());
-        return;
-      }
-      // A link to a folder could lead round in a circle.
-      if (m_recursive && !entry.is_symlink(error)) folders->push_back(path);
-    } else if (HasImageExtension(entry.path())) {
-      files->push_back(path);
-    }
+    SFolderContent content = ListContent(folder, m_filter);
+    if (!content.problem.empty()) m_found.problems.emplace_back(folder, content.problem);
+    content.files.insert(content.files.end(), content.links.begin(), content.links.end());
+    std::sort(content.files.begin(), content.files.end(), SPathOrder{folder.size()});
+    for (const std::string& file : content.files) AddFile(file);
+    if (!m_recursive) return;
+    std::sort(content.folders.begin(), content.folders.end(), SPathOrder{folder.size()});
+    for (const std::string& below : content.folders) AddFolder(below);
   }
 
   const bool m_recursive;
@@ -132,6 +140,13 @@ class CFinder {
 };
 
 }  // namespace
+
+bool HasImageName(const std::string& path) {
+  std::error_code error;
+  return HasImageExtension(path) || fs::is_directory(path, error);
+}
+
+SFolderContent ListImageFolder(const std::string& folder) { return ListContent(folder, CNameFilter()); }
 
 SFoundFiles FindImageFiles(const std::vector<std::string>& paths, bool recursive, const CNameFilter& filter) {
   CFinder finder(recursive, filter);

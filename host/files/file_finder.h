@@ -21,4 +21,16 @@ struct SFoundFiles {
 // `filter` excludes are left out, but for a folder that is named. Throws CHostError when interrupted.
 SFoundFiles FindImageFiles(const std::vector<std::string>& paths, bool recursive, const CNameFilter& filter = {});
 
+// What lies in one folder, by its path: the pictures that FindImageFiles would take from it, and the folders that it
+// would walk into, in no particular order.
+struct SFolderContent {
+  std::vector<std::string> files, folders;
+  std::vector<std::string> links;  // further files, which are links
+  std::string problem;             // why not all of it could be read; empty: all was
+};
+SFolderContent ListImageFolder(const std::string& folder);
+
+// Whether a file or a folder that is a picture would be taken from a folder, by its name and its first bytes.
+bool HasImageName(const std::string& path);
+
 }  // namespace qvhost

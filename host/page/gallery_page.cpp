@@ -94,7 +94,7 @@ void CGalleryPage::Write(CJson card, const SGalleryEntry& entry) {
   if (isApart) card["file"] = WritePictureFile(entry.jpeg);
   m_file.Write(ScriptElement(card));
   if (!entry.jpeg.empty() && !isApart) {
-    m_file.Write("<script type=\"text/base64\">" + Base64(entry.jpeg) + "</script>");
+    m_file.Write(fmt::format("<script type=\"text/base64\">{}</script>", Base64(entry.jpeg)));
   }
   m_file.Write("\n");
 }

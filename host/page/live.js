@@ -23,7 +23,7 @@ class CLiveGallery extends CGallery {
 
   cardOf(path, size, time) {
     const card = {...cardOf({path}), facts: {size, time}, picture() { return this.source; }};
-    card.folder = this.folder || '/';
+    card.folder = '';  // it stands above the page
     this.byPath.set(path, card);
     return card;
   }

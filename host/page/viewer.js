@@ -12,7 +12,7 @@ class CViewer {
       if (event.key === 'ArrowLeft') this.step(-1);
     });
     dialog.addEventListener('close', () => this.onClose());
-    dialog.addEventListener('click', event => { if (event.target === dialog) dialog.close(); });
+    dialog.addEventListener('click', event => { if (event.target === dialog) this.close(); });
   }
 
   open(card) {
@@ -22,9 +22,18 @@ class CViewer {
     this.dialog.querySelector('.close').focus();
   }
 
+  close() {
+    this.dialog.close();
+    this.onClose();
+  }
+
+  // The event of a dialog's end comes some time after it.
   onClose() {
+    if (this.dialog.open || !this.card) return;
+    const {card} = this;
+    this.card = undefined;
     this.dialog.replaceChildren();
-    if (!this.focus(this.card)) this.opener?.focus();
+    if (!this.focus(card)) this.opener?.focus();
   }
 
   step(direction) {
@@ -50,7 +59,7 @@ class CViewer {
     const nav = element('nav', {}, element('h2', {id: 'shown', textContent: card.name}),
                         button('previous', '◀', 'Previous picture', () => this.step(-1)),
                         button('next', '▶', 'Next picture', () => this.step(1)),
-                        button('close', 'Close', 'Close', () => this.dialog.close()));
+                        button('close', 'Close', 'Close', () => this.close()));
     this.dialog.setAttribute('aria-labelledby', 'shown');
     const focused = this.dialog.contains(document.activeElement) ? document.activeElement.className : '';
     this.dialog.replaceChildren(

@@ -10,7 +10,7 @@ class CBrowser {
   // Where it lies; empty when there is none, and a test that needs it is to be skipped.
   static std::string Program();
 
-  // The document after everything that the page does in its first seconds.
+  // The document after everything that the page does in its first seconds, which are let pass without waiting for them.
   std::string Document(const std::string& url) const;
   // Runs `script` at the end of a page's file and gives what it returns, as text. It may wait.
   std::string Run(const std::string& page, const std::string& script) const;

@@ -8,9 +8,11 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <thread>
 #include <utility>
 
 #include "tests/support/file_bytes.h"
@@ -61,6 +63,21 @@ SRunResult CProgram::CProcess::Wait() {
   const int status = m_process->Wait().status;
   const bool isFile = std::filesystem::is_regular_file(m_err);
   return {status, ReadTextFile(m_out), isFile ? ReadTextFile(m_err) : std::string()};
+}
+
+void CProgram::CProcess::WaitForLines(std::size_t count) const {
+  constexpr int kTries = 1000;
+  for (int i = 0; i < kTries; ++i) {
+    const std::string printed = ReadTextFile(m_out);
+    if (static_cast<std::size_t>(std::count(printed.begin(), printed.end(), '\n')) >= count) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+}
+
+std::string CProgram::CProcess::FirstLine() const {
+  WaitForLines(1);
+  const std::string printed = ReadTextFile(m_out);
+  return printed.substr(0, printed.find('\n'));
 }
 
 SRunResult CProgram::Run(const std::vector<std::string>& arguments) { return CProcess(*this, arguments).Wait(); }

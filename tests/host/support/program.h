@@ -40,6 +40,10 @@ class CProgram {
     CProcess& operator=(const CProcess&) = delete;
     void Signal(int number) const { m_process->Signal(number); }
     SRunResult Wait();
+    // Waits some seconds until it has printed so many lines.
+    void WaitForLines(std::size_t count) const;
+    // The first line that it prints, for which it is waited some seconds; empty when none comes.
+    std::string FirstLine() const;
 
    private:
     std::string m_out, m_err;  // files

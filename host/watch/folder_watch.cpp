@@ -1,0 +1,101 @@
+#include "host/watch/folder_watch.h"
+
+#include <fmt/format.h>
+#include <poll.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "host/files/image_file.h"
+#include "host/host_error.h"
+#include "host/output/text.h"
+
+namespace qvhost {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::uint32_t kWatched = IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_MOVED_TO | IN_MOVED_FROM |
+                                   IN_DELETE | IN_ONLYDIR | IN_EXCL_UNLINK;
+
+}  // namespace
+
+CFolderWatch::CFolderWatch() : m_inotify(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+  if (m_inotify < 0) throw CHostError(fmt::format("cannot watch folders: {}", std::strerror(errno)));
+}
+
+CFolderWatch::~CFolderWatch() { close(m_inotify); }
+
+void CFolderWatch::Add(const std::string& folder) {
+  // Under the name by which the user called it, so that the database knows its files.
+  const std::string path = AbsolutePath(folder);
+  std::error_code error;
+  if (!fs::is_directory(path, error)) {
+    throw CHostError(fmt::format("{}: {}", Printable(folder), error ? error.message() : "is no folder"));
+  }
+  AddTree(path.size() > 1 && path.ends_with('/') ? path.substr(0, path.size() - 1) : path, nullptr);
+}
+
+// What already lies in a folder that has just appeared is told of, because it came before the watch.
+void CFolderWatch::AddTree(const std::string& folder, SChanges* changes) {
+  AddOne(folder);
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    std::error_code unknown;
+    if (entry->path().filename().string().front() == '.') continue;
+    if (entry->is_directory(unknown) && !entry->is_symlink(unknown)) {
+      AddTree(entry->path().string(), changes);
+    } else if (changes) {
+      changes->files.push_back({entry->path().string(), false});
+    }
+  }
+}
+
+void CFolderWatch::AddOne(const std::string& folder) {
+  const int watch = inotify_add_watch(m_inotify, folder.c_str(), kWatched);
+  if (watch >= 0) {
+    m_folders[watch] = folder;
+  } else if (errno == ENOSPC) {
+    throw CHostError(
+        "there are more folders than the system lets a user watch; raise fs.inotify.max_user_watches with sysctl");
+  } else if (errno != ENOENT && errno != ENOTDIR) {
+    throw CHostError(fmt::format("cannot watch {}: {}", Printable(folder), std::strerror(errno)));
+  }
+}
+
+CFolderWatch::SChanges CFolderWatch::Wait(std::chrono::milliseconds timeout) {
+  pollfd ready = {m_inotify, POLLIN, 0};
+  SChanges changes;
+  if (poll(&ready, 1, static_cast<int>(timeout.count())) > 0) Read(&changes);
+  return changes;
+}
+
+void CFolderWatch::Read(SChanges* changes) {
+  alignas(inotify_event) char buffer[65536];
+  for (ssize_t got; (got = read(m_inotify, buffer, sizeof buffer)) > 0;) {
+    for (ssize_t at = 0; at < got;) {
+      const auto* event = reinterpret_cast<const inotify_event*>(buffer + at);
+      at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+      if (event->mask & IN_Q_OVERFLOW) changes->areLost = true;
+      const auto folder = m_folders.find(event->wd);
+      if (folder == m_folders.end()) continue;
+      if (event->mask & IN_IGNORED) {
+        m_folders.erase(folder);
+        continue;
+      }
+      if (event->len == 0 || event->name[0] == '.') continue;
+      const std::string path = folder->second + "/" + event->name;
+      const bool isGone = (event->mask & (IN_DELETE | IN_MOVED_FROM)) != 0;
+      if (!(event->mask & IN_ISDIR)) {
+        changes->files.push_back({path, isGone});
+      } else if (!isGone) {
+        AddTree(path, changes);
+      }
+    }
+  }
+}
+
+}  // namespace qvhost
