@@ -76,8 +76,9 @@ void Make(const SArguments& arguments, const SFoundFiles& found, CSession& sessi
 void MakeForFiles(const SArguments& arguments, SOutcome& outcome) {
   CShardFiles chosen({1, 1});
   // Those below paths are different ones as they are found.
-  const SFoundFiles found = arguments.list.empty() ? FindImageFiles(arguments.paths, arguments.recursive)
-                                                   : FindFiles(arguments, {1, 1}, chosen);
+  const SFoundFiles found = arguments.list.empty()
+                                ? FindImageFiles(arguments.paths, arguments.recursive, CNameFilter(arguments.excluded))
+                                : FindFiles(arguments, {1, 1}, chosen);
   if (found.files.empty() && found.problems.empty()) {
     std::fprintf(
         stderr, "qvthumbs: no image files there%s\n",

@@ -157,11 +157,11 @@ class SandboxTest : public DesktopTest {
                       {"--setenv", "LD_LIBRARY_PATH", built + "/lib", "--setenv", "QV_DECODER", "inprocess"});
     }
     launcher.insert(launcher.end(), {"--dev", "/dev", "--chdir", "/", "--setenv", "GIO_USE_VFS", "local",
-                                     "--unshare-all", "--die-with-parent"});
+                                     "--unshare-all", "--die-with-parent", "--bind", Path("out"), "/tmp"});
     for (const std::string& folder : {built + "/bin", built + "/lib"}) {
       launcher.insert(launcher.end(), {"--ro-bind", folder, folder});
     }
-    launcher.insert(launcher.end(), {"--bind", Path("out"), "/tmp", "--ro-bind", input, inside});
+    launcher.insert(launcher.end(), {"--ro-bind", input, inside});
     return launcher;
   }
 
