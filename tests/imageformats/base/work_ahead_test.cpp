@@ -76,11 +76,15 @@ TEST(WorkAhead, OneProcessorStartsNoThread) {
   EXPECT_EQ(TakeAll(guard).threads, std::set{std::this_thread::get_id()});
 }
 
-TEST(WorkAhead, ASmallPictureStartsNoThread) {
-  SetProcessorsForTest(4);
+TEST(WorkAhead, APieceAloneStartsNoThread) {
+  const CHelped helped(4);
   CRenderGuard guard;
-  EXPECT_EQ(TakeAll(guard).threads, std::set{std::this_thread::get_id()});
-  SetProcessorsForTest(0);
+  const std::uint64_t before = guard.Available();
+  CWorkAhead ahead(
+      1, 1000, [](CRenderGuard&) { return std::make_unique<CSquares>(kPieces); }, guard);
+  EXPECT_EQ(ahead.Take(0), nullptr);
+  EXPECT_FALSE(ahead.Stop());
+  EXPECT_EQ(guard.Available(), before);
 }
 
 TEST(WorkAhead, WithoutMemoryForWorkersThereAreNone) {
