@@ -4,24 +4,19 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <exception>
 
-#include "host/files/failure_reason.h"
 #include "host/host_error.h"
 #include "host/output/picture.h"
 #include "host/session/image_format_manager.h"
 #include "host/session/session.h"
-#include "system/qvstatus.h"
+#include "host/thumbnails/sized_picture.h"
 
 namespace qvhost {
 namespace {
-
-constexpr std::uint32_t kOverviewMode = 1;
-constexpr std::uint32_t kEveryChannel = 0xFFFFFFFFu;
 
 // What goes through the socket: a head, and so many bytes behind it. Both ends are the same program.
 struct SRequestHead {
@@ -56,37 +51,6 @@ bool ReceiveBytes(int socket, void* bytes, std::size_t size) {
   return true;
 }
 
-CQvPicture RenderSource(IQvPictureSource& source, unsigned side, std::string* reason) {
-  SQvImageInfo info;
-  if (source.GetPictureInfo(&info) != kQvOk || info.width == 0 || info.height == 0) {
-    *reason = CFailureReason::OrElse(source.GetErrorText(), "its geometry cannot be read");
-    return {};
-  }
-  const double share = std::min(1.0, double{1.0} * side / std::max(info.width, info.height));
-  const std::uint32_t width = std::max(1u, static_cast<std::uint32_t>(info.width * share));
-  const std::uint32_t height = std::max(1u, static_cast<std::uint32_t>(info.height * share));
-  CQvPicture picture;
-  if (!picture.Reinit(width, height, 8, 3, true)) {
-    *reason = "out of memory";
-  } else if (source.RenderPicture(&width, &height, picture.Get(), kOverviewMode, true, 0, 0, kEveryChannel) != kQvOk) {
-    *reason = CFailureReason::OrElse(source.GetErrorText(), "its pixels are damaged");
-    picture.Free();
-  }
-  return picture;
-}
-
-std::string RenderFile(IQvImageFormatManager& manager, const std::string& path, unsigned side, std::string* reason) {
-  const CQvStringW file = CQvStringUtils::UTF8toW(path);
-  CQvRef<IQvImageCodec> codec;
-  CQvRef<IQvPictureSource> source;
-  if (manager.GetCodecForFile(file, codec.Out()) != kQvOk || codec->OpenInputFile(file, source.Out()) != kQvOk) {
-    *reason = CFailureReason::OrElse(manager.GetErrorText(), "damaged or unreadable");
-    return {};
-  }
-  const CQvPicture picture = RenderSource(*source, side, reason);
-  return picture.HasPixels() ? EncodeJpeg(*picture) : std::string();
-}
-
 bool AnswerOne(int socket, IQvImageFormatManager& manager) {
   SRequestHead head;
   if (!ReceiveBytes(socket, &head, sizeof head)) return false;
@@ -95,7 +59,8 @@ bool AnswerOne(int socket, IQvImageFormatManager& manager) {
   std::string reason, jpeg;
   try {
     SetProcessView(head.view);
-    jpeg = RenderFile(manager, path, head.side, &reason);
+    const CQvPicture picture = RenderSizedPicture(manager, path, head.side, false, &reason);
+    if (picture.HasPixels()) jpeg = EncodeJpeg(*picture);
   } catch (const std::exception& error) {
     reason = error.what();
   }

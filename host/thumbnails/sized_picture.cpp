@@ -60,6 +60,14 @@ bool OpenPicture(const std::string& path, IQvImageFormatManager& manager, CQvRef
 
 }  // namespace
 
+CQvPicture RenderSizedPicture(IQvImageFormatManager& manager, const std::string& path, std::uint32_t side,
+                              bool highQuality, std::string* failure) {
+  CQvRef<IQvPictureSource> source;
+  SQvImageInfo info;
+  if (!OpenPicture(path, manager, &source, &info, failure)) return {};
+  return Render(*source, FitIntoSquare(info.width, info.height, side), highQuality, failure);
+}
+
 SSizedPicture MakeSizedPicture(const std::string& path, std::uint32_t side, bool highQuality,
                                const SDatabaseOptions& database) {
   SSizedPicture made;

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "host/session/database_choice.h"
+#include "imageformats/iqvimageformatmanager.h"
 #include "picture/qvpicture.h"
 
 namespace qvhost {
@@ -17,7 +18,11 @@ struct SSizedPicture {
   std::string failure;  // for people
 };
 
-// Of a file, rendered in the view of the process; scaled from the stored thumbnail when the database of `database`
+// Of a file, rendered in the view of the process; no pixels, with the reason for people, on failure.
+CQvPicture RenderSizedPicture(IQvImageFormatManager& manager, const std::string& path, std::uint32_t side,
+                              bool highQuality, std::string* failure);
+
+// The same, or scaled from the stored thumbnail when the database of `database`
 // holds one of the unchanged file that is large enough.
 SSizedPicture MakeSizedPicture(const std::string& path, std::uint32_t side, bool highQuality,
                                const SDatabaseOptions& database);
