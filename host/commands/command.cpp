@@ -56,6 +56,10 @@ void AddDryRunOption(CCommand command, bool* dryRun) {
   command.AddFlag("-n,--dry-run", dryRun, "Only tell what would be removed");
 }
 
+void AddUnderOption(CCommand command, std::string* folder, const char* description) {
+  command.AddOption("--under", folder, description).NotEmpty("an empty name is no folder").Type("FOLDER");
+}
+
 void PrintList(bool json, const CJson& document, const CTable& table, const std::string& nothing) {
   if (json) {
     PrintJson(document);

@@ -46,6 +46,7 @@ void AddQualityOption(CCommand command, bool* highQuality);
 void AddViewOptions(CCommand command, SDatabaseOptions* options);
 void AddRecursiveOption(CCommand command, bool* recursive);
 void AddDryRunOption(CCommand command, bool* dryRun);
+void AddUnderOption(CCommand command, std::string* folder, const char* description);
 
 // An option or argument that must be given. `type` stands for its value in the help.
 template <class T>

@@ -28,8 +28,7 @@ constexpr const char* kFolderCondition =
 // With its slash, in lower case, as locations begin; empty: all.
 std::string Prefix(const std::string& folder) {
   if (folder.empty()) return {};
-  const CQvStringW location = SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(AbsolutePath(folder)));
-  const std::string prefix = CQvStringUtils::WtoUTF8(location).Str();
+  const std::string prefix = CQvStringUtils::WtoUTF8(LowerCaseLocation(AbsolutePath(folder))).Str();
   return prefix.ends_with('/') ? prefix : prefix + "/";
 }
 
@@ -122,9 +121,7 @@ void AddExportCommand(CCommand program, SOutcome& outcome) {
   const auto arguments = std::make_shared<SArguments>();
   CCommand command = program.AddVerb("export", "Write the stored thumbnails to a folder as JPEG files");
   AddDatabaseOptions(command, &arguments->database);
-  command.AddOption("--under", &arguments->under, "Only those of images below this folder")
-      .NotEmpty("an empty name is no folder")
-      .Type("FOLDER");
+  AddUnderOption(command, &arguments->under, "Only those of images below this folder");
   AddJsonOption(command, &arguments->json);
   AddRequired(command, "folder", &arguments->folder, "Where they go, in folders as the images lie; made when missing",
               "FOLDER")

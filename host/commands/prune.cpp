@@ -46,9 +46,7 @@ class CPruner {
  public:
   CPruner(SQLite::Database& db, const SArguments& arguments)
       : m_db(db),
-        m_under(arguments.under.empty()
-                    ? L""
-                    : SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(AbsolutePath(arguments.under))).Str()),
+        m_under(arguments.under.empty() ? L"" : LowerCaseLocation(AbsolutePath(arguments.under)).Str()),
         m_choice(arguments.choice),
         m_progress(db.execAndGet("SELECT (SELECT count(*) FROM cache) + (SELECT count(*) FROM metadata)").getInt64(),
                    arguments.json) {}
@@ -75,7 +73,7 @@ class CPruner {
       const std::string file = rows.getColumn(1).getString();
       const std::int64_t bytes = rows.getColumn(3).getInt64();
       m_progress.Update(++m_looked, file);
-      if (!IsUnder(SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(file)).Str(), m_under)) continue;
+      if (!IsUnder(LowerCaseLocation(file).Str(), m_under)) continue;
       const bool isOld = rows.getColumn(2).getDouble() < oldestKept;
       isFull = isFull || (!isOld && most && bytes > *most - kept);
       if (isOld || isFull) {
@@ -177,9 +175,7 @@ void AddPruneCommand(CCommand program, SOutcome&) {
   const auto arguments = std::make_shared<SArguments>();
   CCommand command = program.AddVerb("prune", "Remove what the database holds of files that are gone");
   AddDatabaseOptions(command, &arguments->database);
-  command.AddOption("--under", &arguments->under, "Only files below this folder")
-      .NotEmpty("an empty name is no folder")
-      .Type("FOLDER");
+  AddUnderOption(command, &arguments->under, "Only files below this folder");
   AddPruneChoice(command, &arguments->choice);
   AddDryRunOption(command, &arguments->dryRun);
   AddJsonOption(command, &arguments->json);

@@ -39,10 +39,6 @@ class CFileHandle {
   bool m_open;
 };
 
-CQvStringW LowerCaseLocation(const std::string& path) {
-  return SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(path));
-}
-
 // Whether AbsolutePath leaves the parts of a path as they are.
 bool IsPlain(std::string_view path) {
   for (;;) {
@@ -96,6 +92,10 @@ std::string AbsolutePath(const std::string& path) {
   std::error_code error;
   const fs::path folder = fs::weakly_canonical(absolute.parent_path(), error);
   return (error ? absolute.lexically_normal() : folder / absolute.filename()).string();
+}
+
+CQvStringW LowerCaseLocation(const std::string& path) {
+  return SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(path));
 }
 
 SQvThumbnailDescription DescribeLocation(const std::string& path, bool highQuality) {

@@ -11,6 +11,9 @@ namespace qvhost {
 // The absolute path without "." and "..", as it stands in the database.
 std::string AbsolutePath(const std::string& path);
 
+// The location of an absolute path.
+CQvStringW LowerCaseLocation(const std::string& path);
+
 // The description of a file's thumbnail without its time: nothing is asked of the file system.
 SQvThumbnailDescription DescribeLocation(const std::string& path, bool highQuality);
 

@@ -10,7 +10,6 @@
 #include "host/host_error.h"
 #include "host/output/text.h"
 #include "host/shards/content_hash.h"
-#include "system/qvthumbnaildescription.h"
 
 namespace qvhost {
 namespace {
@@ -18,8 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 
 std::uint64_t HashOfName(const std::string& path) {
-  const CQvStringW lowerCase = SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(path));
-  return CContentHash().Add(CQvStringUtils::WtoUTF8(lowerCase).Str()).Value();
+  return CContentHash().Add(CQvStringUtils::WtoUTF8(LowerCaseLocation(path)).Str()).Value();
 }
 
 }  // namespace

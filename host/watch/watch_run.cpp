@@ -12,10 +12,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-CQvStringW LocationOf(const std::string& path) {
-  return SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(path));
-}
-
 // Of a file of a picture that is a folder, the picture.
 std::string PictureOf(const std::string& path) {
   std::filesystem::path picture = path;
@@ -48,7 +44,7 @@ void CWatchRun::Follow(const CFolderWatch::SChanges& changes) {
   const auto now = CGrowingFiles::Clock::now();
   for (const CFolderWatch::SChange& change : changes.files) {
     const std::string picture = PictureOf(change.path);
-    const CQvStringW location = LocationOf(picture);
+    const CQvStringW location = LowerCaseLocation(picture);
     if (change.isGone && picture == change.path) {
       if (m_growing.Forget(picture)) m_service.IncludeLocation(location.c_str());
     } else if (m_growing.Touch(picture, now)) {
@@ -56,7 +52,7 @@ void CWatchRun::Follow(const CFolderWatch::SChanges& changes) {
     }
   }
   const std::vector<std::string> settled = m_growing.TakeSettled(now);
-  for (const std::string& path : settled) m_service.IncludeLocation(LocationOf(path).c_str());
+  for (const std::string& path : settled) m_service.IncludeLocation(LowerCaseLocation(path).c_str());
   const std::lock_guard<std::mutex> lock(m_mutex);
   m_news.settled.insert(m_news.settled.end(), settled.begin(), settled.end());
   m_news.isEverything = m_news.isEverything || changes.areLost;
