@@ -4,17 +4,15 @@
 
 #include <charconv>
 #include <cmath>
-#include <ctime>
 #include <string_view>
 #include <utility>
 
 #include "host/commands/command.h"
+#include "host/output/time_text.h"
 
 namespace qvhost {
 namespace {
 
-constexpr double kJulianDayOf1970 = 2440587.5;
-constexpr double kSecondsOfDay = 86400.0;
 constexpr double kMostPruneBytes = 9e18;
 
 // A number at the text's beginning, and what follows it without blanks.
@@ -32,9 +30,7 @@ std::optional<std::pair<double, std::string>> NumberAndUnit(const std::string& t
 double SPruneChoice::OldestKept() const {
   if (olderThan.empty()) return 0;
   const auto days = NumberAndUnit(olderThan);
-  if (days && days->second == "d") {
-    return kJulianDayOf1970 + static_cast<double>(std::time(nullptr)) / kSecondsOfDay - days->first;
-  }
+  if (days && days->second == "d") return JulianDayNow() - days->first;
   return ParseTime(olderThan, "--older-than");
 }
 

@@ -132,7 +132,7 @@ std::string HistoryText(const SStats& stats) {
   const std::string count = FormatCount(stats.history);
   if (!stats.details || stats.history == 0) return count;
   const SDetails& details = *stats.details;
-  return fmt::format("{} of {} user{}, {} to {}", count, FormatCount(details.users), details.users == 1 ? "" : "s",
+  return fmt::format("{} of {}, {} to {}", count, FormatCountOf(details.users, "user"),
                      FormatTime(details.firstAcquired), FormatTime(details.lastAcquired));
 }
 

@@ -66,10 +66,14 @@ std::string TakeZone(std::string* text) {
 
 }  // namespace
 
-double JulianDayNow() {
+double JulianDayOf(double unixSeconds) {
   constexpr double kUnixEpoch = 2440587.5;  // Meeus, Astronomical Algorithms, chapter 7
+  return kUnixEpoch + unixSeconds / kSecondsPerDay;
+}
+
+double JulianDayNow() {
   const std::chrono::duration<double> since = std::chrono::system_clock::now().time_since_epoch();
-  return kUnixEpoch + since.count() / kSecondsPerDay;
+  return JulianDayOf(since.count());
 }
 
 std::string FormatTime(double julianDay) {

@@ -8,6 +8,8 @@ namespace qvhost {
 // Times as Julian day numbers in UTC, and as texts.
 
 double JulianDayNow();
+// Of seconds since 1970, as the system counts them.
+double JulianDayOf(double unixSeconds);
 
 // "2024-05-01 14:30:00 +02:00", in the local time zone, for people; "… UTC" where that is the zone. Empty when the
 // number names no time.

@@ -9,14 +9,12 @@
 #include "host/files/image_file.h"
 #include "host/host_error.h"
 #include "host/output/text.h"
+#include "host/output/time_text.h"
 
 namespace qvhost {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr double kUnixEpoch = 2440587.5;  // Julian day number
-constexpr double kSecondsOfDay = 86400.0;
 
 // Only plain names, none hidden.
 bool IsPlainName(const std::string& name) {
@@ -38,7 +36,7 @@ CServedFolder::SFile FileOf(const std::string& path, const std::string& name) {
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0) return file;
   file.size = S_ISREG(status.st_mode) ? status.st_size : 0;
-  file.lastWritten = kUnixEpoch + static_cast<double>(status.st_mtime) / kSecondsOfDay;
+  file.lastWritten = JulianDayOf(static_cast<double>(status.st_mtime));
   return file;
 }
 
