@@ -21,10 +21,12 @@ shift 2
 status=0
 srun "${QVTHUMBS:-qvthumbs}" make --files-from "$list" --db "$database" \
   --shard "$SLURM_ARRAY_TASK_ID/$SLURM_ARRAY_TASK_COUNT" --failures-ok "$@" || status=$?
-# A signal ended it. A job that was cancelled or requeued already runs no more.
+# A signal ended it. A job that was cancelled or requeued already runs no more. The number of an array's last task is that
+# of the whole array.
+task=${SLURM_ARRAY_JOB_ID}_$SLURM_ARRAY_TASK_ID
 if [ $status -gt 128 ] && [ "${SLURM_RESTART_COUNT:-0}" -lt 5 ] &&
-  [ "$(squeue --noheader --job="$SLURM_JOB_ID" --format=%T)" = RUNNING ]; then
+  [ "$(squeue --noheader --job="$task" --format=%T)" = RUNNING ]; then
   echo "ended by a signal ($status): back to the queue" >&2
-  scontrol requeue "$SLURM_JOB_ID" && sleep 600
+  scontrol requeue "$task" && sleep 600
 fi
 exit $status
