@@ -9,6 +9,7 @@ endfunction()
 # What has no library of its own but becomes part of what is packaged asks for its notice.
 set(parts_of_program libcli11-dev libsqlitecpp-dev nlohmann-json3-dev)
 set(parts_of_libraries nlohmann-json3-dev)
+set(parts_of_python libsqlitecpp-dev nlohmann-json3-dev pybind11-dev)
 
 function(add_documents root package)
   set(folder ${root}/share/doc/${package})
@@ -36,7 +37,7 @@ endfunction()
 
 # So nothing has to say where else to look.
 function(remove_search_paths root)
-  file(GLOB_RECURSE files ${root}/bin/* ${root}/lib/qvthumbs/*)
+  file(GLOB_RECURSE files ${root}/bin/* ${root}/lib/qvthumbs/* ${root}/lib/python3/*.so)
   foreach(file IN LISTS files)
     if(NOT IS_SYMLINK ${file})
       file(RPATH_REMOVE FILE ${file})

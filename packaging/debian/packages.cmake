@@ -112,6 +112,14 @@ qv_debian_package(python python3-qvthumbs python " - Python module"
   "Thumbnails of microscope images, and what the files say about themselves, for"
   "programs in Python: made by the same service, and kept in the same databases.")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${library_package} (= ${version}), python3")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${library_package} (= ${version}), python3-numpy")
+if(python IN_LIST components)
+  # It is loaded by the Python that it was built for only.
+  execute_process(COMMAND dpkg-query --show --showformat \${Version} python3 OUTPUT_VARIABLE python_version
+                  COMMAND_ERROR_IS_FATAL ANY)
+  string(REGEX MATCH "^3\\.([0-9]+)" python_version "${python_version}")
+  math(EXPR next "${CMAKE_MATCH_1} + 1")
+  string(APPEND CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS ", python3 (>= ${python_version}~), python3 (<< 3.${next})")
+endif()
 
 include(CPack)
