@@ -36,8 +36,10 @@ quietly useradd --create-home --groups qvdocuments anna
 quietly runuser -u anna -- qvthumbs make --all-users /packages/viewer/cells.jpg
 quietly qvthumbs stats --all-users
 if dpkg --status python3-qvthumbs >/dev/null 2>&1; then
-  step "the Python module is found"
-  quietly python3 -c 'import qvthumbs'
+  step "the Python module makes a thumbnail"
+  quietly python3 -c 'import qvthumbs
+with qvthumbs.open("python.db") as database:
+    assert database.thumbnail("cells.jpg").shape[2] == 3'
 fi
 
 step "purged now, they keep the books"
