@@ -17,7 +17,8 @@ if [ $# -gt 0 ]; then
   inside /checkout "$@"
 else
   start=$SECONDS
-  inside /checkout scripts/demo.sh
+  # On a terminal it would wait there to be ended.
+  inside /checkout scripts/demo.sh | cat
   echo "== demo.sh: $((SECONDS - start)) s"
   start=$SECONDS
   inside /checkout scripts/test.sh all
