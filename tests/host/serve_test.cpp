@@ -244,6 +244,25 @@ TEST_F(ServeTest, OpensTheBrowserWithAPageThatKeepsTheAddressFromOtherUsers) {
   EXPECT_TRUE(std::filesystem::is_empty(m_program.Folder().Path("runtime")));
 }
 
+TEST_F(ServeTest, AClosedTerminalEndsItLikeCtrlC) {
+  m_program.SetEnvironment("PATH=" + FakeBrowserFolder(m_program.Folder()) + ":" + std::getenv("PATH"));
+  m_program.SetEnvironment("XDG_RUNTIME_DIR=" + m_program.Folder().MakeFolder("runtime"));
+  Start({"--open"});
+  m_server->Signal(SIGHUP);
+  EXPECT_EQ(m_server->Wait().status, 0);
+  m_server.reset();
+  EXPECT_TRUE(std::filesystem::is_empty(m_program.Folder().Path("runtime")));
+}
+
+TEST_F(ServeTest, StartedToOutliveItsTerminalItDoes) {
+  m_server.emplace(m_program, std::vector<std::string>{"serve", m_images, "--db", m_program.Database()}, std::string(),
+                   std::vector<std::string>{"sh", "-c", "trap '' HUP; exec \"$0\" \"$@\""});
+  const CHttpClient client(m_server->FirstLine());
+  m_server->Signal(SIGHUP);
+  EXPECT_EQ(client.Get("list").status, 200);
+  EXPECT_EQ(End().status, 0);
+}
+
 TEST_F(ServeTest, WithoutABrowserItSaysSoAndGoesOn) {
   m_program.SetEnvironment("PATH=" + m_program.Folder().MakeFolder("empty"));
   const CHttpClient client = Start({"--open"});
