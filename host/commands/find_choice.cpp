@@ -51,11 +51,6 @@ SFactRange ParsePixelSizes(const std::string& text) {
   return {*range.least * (1 - kSamePixelSize), *range.most * (1 + kSamePixelSize)};
 }
 
-std::string LocationOfFolder(const std::string& folder) {
-  const std::string location = CQvStringUtils::WtoUTF8(LowerCaseLocation(AbsolutePath(folder))).Str();
-  return location.ends_with('/') ? location : location + "/";
-}
-
 }  // namespace
 
 SPictureQuery SFindChoice::Query() const {
