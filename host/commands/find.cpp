@@ -96,7 +96,7 @@ void PrintFoundNames(const std::vector<SFoundPicture>& found) {
 
 void TellCoverage(const std::string& folder, const SCoverage& coverage) {
   if (coverage.IsComplete()) return;
-  std::fprintf(stderr, "qvthumbs: knows %s of %s below %s; 'qvthumbs make --recursive %s' adds the rest\n",
+  std::fprintf(stderr, "qvthumbs: knows %s of %s below %s; 'qvthumbs make --recursive %s' adds what can be read\n",
                FormatCount(coverage.known).c_str(), FormatCountOf(coverage.present, "picture").c_str(),
                Printable(folder).c_str(), Printable(folder).c_str());
 }

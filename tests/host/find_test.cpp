@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
@@ -197,6 +198,16 @@ TEST_F(FindTest, AnIndexThatIsGoneOrDamagedOrOfAnotherDatabaseIsMadeAnew) {
   EXPECT_EQ(Run({"make", Image(kStack)}).status, 0);
   EXPECT_THAT(Find({"zurich"}), IsEmpty());
   EXPECT_THAT(Find({"stack"}), ElementsAre(kStack));
+}
+
+TEST_F(FindTest, TheIndexKnowsADatabaseThatIsAsItWas) {
+  std::filesystem::last_write_time(m_program.Database(),
+                                   std::filesystem::last_write_time(m_program.Database()) - std::chrono::hours(1));
+  Find({"zurich"});
+  EXPECT_NE(QueryText(Index(), "SELECT value FROM note WHERE name = 'stamp'"), "");
+  const std::string bytes = ReadTextFile(Index());
+  EXPECT_THAT(Find({"zurich"}), ElementsAre(kZurich));
+  EXPECT_EQ(ReadTextFile(Index()), bytes);
 }
 
 TEST_F(FindTest, AnotherFileInThePlaceOfTheIndexIsLeftAlone) {
