@@ -32,6 +32,7 @@ struct STableQuery {
   const char* name;
   const char* columns;  // the file's name, and what changes with the row
   std::string (*toLocation)(const std::string& name);
+  EKnownKind kind;
 };
 
 std::string Lowered(const CQvStringW& name) {
@@ -40,11 +41,11 @@ std::string Lowered(const CQvStringW& name) {
 
 const STableQuery& QueryOf(EKnownTable table) {
   static const std::array<STableQuery, 3> queries = {
-      {{"cache", "filename", [](const std::string& name) { return name; }},
+      {{"cache", "filename, flags", [](const std::string& name) { return name; }, EKnownKind::StandardThumbnail},
        {"metadata", "filename, lastWritten, M_fileSize",
-        [](const std::string& name) { return Lowered(NameOfUtf16Row(name)); }},
+        [](const std::string& name) { return Lowered(NameOfUtf16Row(name)); }, EKnownKind::Texts},
        {"history", "filename, userID, M_acqTime, experimentID",
-        [](const std::string& name) { return Lowered(CQvStringUtils::UTF8toW(name)); }}}};
+        [](const std::string& name) { return Lowered(CQvStringUtils::UTF8toW(name)); }, EKnownKind::Record}}};
   return queries[static_cast<std::size_t>(table)];
 }
 
@@ -61,10 +62,11 @@ class CRowReader {
   bool ReadSome(std::vector<SKnownRow>* rows) {
     rows->clear();
     if (m_isByName) {
-      SQLite::bind(m_rows, m_name, m_flags, kRowsAtOnce);
+      SQLite::bind(m_rows, m_name, m_flags);
     } else {
-      SQLite::bind(m_rows, m_next, kRowsAtOnce);
+      m_rows.bind(1, m_next);
     }
+    m_rows.bind(3, kRowsAtOnce);
     while (m_rows.executeStep()) rows->push_back(Take());
     m_rows.reset();
     return static_cast<std::int64_t>(rows->size()) == kRowsAtOnce;
@@ -72,29 +74,24 @@ class CRowReader {
 
  private:
   std::string Sql() const {
-    if (m_isByName) {
-      return "SELECT rowid, filename, flags FROM cache WHERE (filename, flags) > (?1, ?2) ORDER BY filename, flags "
-             "LIMIT ?3";
-    }
-    return fmt::format("SELECT rowid, {} FROM {} WHERE rowid >= ?1 ORDER BY rowid LIMIT ?2", m_query.columns,
-                       m_query.name);
+    return fmt::format(
+        "SELECT rowid, {} FROM {} WHERE {} LIMIT ?3", m_query.columns, m_query.name,
+        m_isByName ? "(filename, flags) > (?1, ?2) ORDER BY filename, flags" : "rowid >= ?1 ORDER BY rowid");
   }
 
   SKnownRow Take() {
     SKnownRow row;
     row.row = m_rows.getColumn(0).getInt64();
     m_next = row.row + 1;
-    const std::string name = m_rows.getColumn(1).getString();
+    m_name = m_rows.getColumn(1).getString();
     CMark mark;
-    if (m_isByName) {
-      m_name = name;
-      m_flags = m_rows.getColumn(2).getInt64();
-      mark.Add(name);
-    } else {
-      for (int column = 1; column < m_rows.getColumnCount(); ++column) mark.Add(m_rows.getColumn(column).getString());
-    }
+    for (int column = 1; column < m_rows.getColumnCount(); ++column) mark.Add(m_rows.getColumn(column).getString());
     row.mark = mark.Get();
-    row.location = m_query.toLocation(name);
+    row.location = m_query.toLocation(m_name);
+    row.kind = m_query.kind;
+    if (row.kind != EKnownKind::StandardThumbnail) return row;
+    m_flags = m_rows.getColumn(2).getInt64();
+    if (m_flags != 0) row.kind = EKnownKind::HighThumbnail;
     return row;
   }
 
@@ -171,6 +168,12 @@ SQLite::Statement* FindRow(const SQLite::Database& db, std::optional<SQLite::Sta
 
 std::int64_t CKnownRows::Count(EKnownTable table) const {
   return m_db.execAndGet(fmt::format("SELECT count(*) FROM {}", QueryOf(table).name)).getInt64();
+}
+
+bool CKnownRows::HasRow(EKnownTable table, std::int64_t row) const {
+  SQLite::Statement found(m_db, fmt::format("SELECT 1 FROM {} WHERE rowid = ?1", QueryOf(table).name));
+  found.bind(1, row);
+  return found.executeStep();
 }
 
 void CKnownRows::ForEach(EKnownTable table, std::int64_t first, const std::function<void(SKnownRow row)>& take) const {

@@ -14,11 +14,15 @@ namespace qvhost {
 enum class EKnownTable { Cache, Metadata, History };
 constexpr EKnownTable kKnownTables[] = {EKnownTable::Cache, EKnownTable::Metadata, EKnownTable::History};
 
+// What a picture has at most one row for.
+enum class EKnownKind { StandardThumbnail, HighThumbnail, Texts, Record };
+
 // A row of one of them, as far as it takes to notice that it has changed.
 struct SKnownRow {
   std::int64_t row = 0;
   std::int64_t mark = 0;  // a hash of what tells that the row is another one
   std::string location;   // of the picture, in lower case
+  EKnownKind kind = EKnownKind::StandardThumbnail;
 };
 
 // What the history says of a picture.
@@ -35,6 +39,7 @@ class CKnownRows {
   explicit CKnownRows(SQLite::Database& db) : m_db(db) {}
 
   std::int64_t Count(EKnownTable table) const;
+  bool HasRow(EKnownTable table, std::int64_t row) const;
   // Hands over the rows with these numbers and all higher ones, in no particular order.
   void ForEach(EKnownTable table, std::int64_t first, const std::function<void(SKnownRow row)>& take) const;
   // What a row of `metadata` says; none when it is gone.

@@ -37,7 +37,8 @@ CPictureWriter::CPictureWriter(CSearchIndex& index, const CKnownRows& rows, cons
       m_db(index.Connection()),
       m_rows(rows),
       m_fold(folding),
-      m_picture(m_db, "SELECT location, thumbnails, textRow, historyRow FROM picture WHERE id = ?1"),
+      m_picture(m_db,
+                "SELECT location, coalesce(standardRow, highRow), textRow, historyRow FROM picture WHERE id = ?1"),
       m_oldText(m_db, "SELECT text FROM doc WHERE id = ?1"),
       m_removeWords(m_db, "INSERT INTO words (words, rowid, text) VALUES ('delete', ?1, ?2)"),
       m_addWords(m_db, "INSERT INTO words (rowid, text) VALUES (?1, ?2)"),
@@ -49,7 +50,7 @@ void CPictureWriter::Write(std::int64_t picture) {
   if (!m_picture.executeStep()) return m_picture.reset();
   const std::string location = m_picture.getColumn(0).getString();
   const bool hasTexts = !m_picture.getColumn(2).isNull(), hasRecord = !m_picture.getColumn(3).isNull();
-  const bool isKnown = m_picture.getColumn(1).getInt64() > 0 || hasTexts || hasRecord;
+  const bool isKnown = !m_picture.getColumn(1).isNull() || hasTexts || hasRecord;
   const std::int64_t textRow = m_picture.getColumn(2).getInt64(), historyRow = m_picture.getColumn(3).getInt64();
   m_picture.reset();
   if (!isKnown) return Remove(picture);

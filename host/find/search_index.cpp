@@ -25,7 +25,7 @@ constexpr int kIndexVersion = 1;
 
 constexpr const char* kIndexTables = R"(
 CREATE TABLE note (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
-CREATE TABLE picture (id INTEGER PRIMARY KEY, location TEXT NOT NULL UNIQUE, thumbnails INTEGER NOT NULL DEFAULT 0,
+CREATE TABLE picture (id INTEGER PRIMARY KEY, location TEXT NOT NULL UNIQUE, standardRow INTEGER, highRow INTEGER,
                       textRow INTEGER, historyRow INTEGER);
 CREATE TABLE fact (id INTEGER PRIMARY KEY, channels INTEGER, z INTEGER, t INTEGER, pixelSize REAL, size INTEGER,
                    time REAL, objective INTEGER, user INTEGER, experiment INTEGER);

@@ -179,6 +179,16 @@ TEST_F(FindTest, RowsThatGoFromTheMiddleOfALargeTableAreNoticed) {
   Execute(m_program.Database(), "DELETE FROM cache WHERE filename = '/far/away 17.tif'");
   EXPECT_THAT(Find({"away 17."}), IsEmpty());
   EXPECT_THAT(Find({"away 170."}), ElementsAre("away 170.tif"));
+  // One that is written anew goes from the middle to the end.
+  Execute(
+      m_program.Database(),
+      "DELETE FROM cache WHERE filename = '/far/away 18.tif';"
+      "INSERT INTO cache (filename, lastWritten, flags, quality, binData) VALUES ('/far/away 18.tif', 2, 0, 0, x'')");
+  EXPECT_THAT(Find({"away 18."}), ElementsAre("away 18.tif"));
+  EXPECT_EQ(QueryInt(Index(), "SELECT count(*) FROM seen WHERE source = 0"),
+            QueryInt(m_program.Database(), "SELECT count(*) FROM cache"));
+  Execute(m_program.Database(), "DELETE FROM cache WHERE filename = '/far/away 19.tif'");
+  EXPECT_THAT(Find({"away 19."}), IsEmpty());
 }
 
 TEST_F(FindTest, AnIndexThatIsGoneOrDamagedOrOfAnotherDatabaseIsMadeAnew) {
