@@ -25,7 +25,7 @@ void UpdateSearchIndex(CSearchIndex& index, const CKnownRows& rows, const CFoldi
     progress.Update(++done, "preparing the search");
   }
   progress.Finish();
-  writer.Finish();
+  writer.Finish(changed.size());
   index.SetNote("stamp", stamp);
   transaction.commit();
 }

@@ -122,6 +122,10 @@ void CPictureWriter::Remove(std::int64_t picture) {
   }
 }
 
-void CPictureWriter::Finish() { m_index.SetNote("pictures", m_db.execAndGet("SELECT count(*) FROM fact").getInt64()); }
+void CPictureWriter::Finish(std::size_t written) {
+  const std::int64_t pictures = m_db.execAndGet("SELECT count(*) FROM fact").getInt64();
+  m_index.SetNote("pictures", pictures);
+  if (2 * static_cast<std::int64_t>(written) > pictures) m_db.exec("INSERT INTO words (words) VALUES ('optimize')");
+}
 
 }  // namespace qvhost

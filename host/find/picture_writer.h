@@ -18,8 +18,9 @@ class CPictureWriter {
 
   // Writes a picture anew; one of which no row tells any more is removed.
   void Write(std::int64_t picture);
-  // Notes how many pictures there are now.
-  void Finish();
+  // Notes how many pictures there are now. When `written`, those of them that were written, are most of them, the words
+  // are put in order for faster searches.
+  void Finish(std::size_t written);
 
  private:
   void WriteText(std::int64_t picture, const std::optional<std::string>& text);

@@ -24,16 +24,19 @@ std::string Quoted(std::string_view text) {
   return quoted + '"';
 }
 
-void AddTrigrams(std::string_view word, std::unordered_set<std::string>* seen, std::string* query) {
-  std::size_t begin = 0, second = NextCharacter(word, 0), third = NextCharacter(word, second);
-  for (std::size_t count = 0; third < word.size() && count < kMostTrigrams; ++count) {
-    const std::size_t end = NextCharacter(word, third);
-    const std::string trigram = Quoted(word.substr(begin, end - begin));
-    if (seen->insert(trigram).second) *query += (query->empty() ? "" : " AND ") + trigram;
-    begin = second;
-    second = third;
-    third = end;
+// Side by side, the last one over the end of the one before: each costs a walk through all texts that have it, and few
+// texts have these but not those between.
+std::vector<std::string> CoveringTrigrams(std::string_view word) {
+  std::vector<std::size_t> begins;
+  for (std::size_t at = 0; at < word.size(); at = NextCharacter(word, at)) begins.push_back(at);
+  begins.push_back(word.size());
+  const std::size_t count = begins.size() - 1;
+  std::vector<std::string> trigrams;
+  for (std::size_t at = 0; at < count && trigrams.size() < kMostTrigrams; at += 3) {
+    const std::size_t begin = std::min(at, count - 3);
+    trigrams.push_back(Quoted(word.substr(begins[begin], begins[begin + 3] - begins[begin])));
   }
+  return trigrams;
 }
 
 }  // namespace
@@ -63,7 +66,10 @@ std::string TrigramQuery(const std::vector<std::string>& foldedWords) {
   std::unordered_set<std::string> seen;
   std::string query;
   for (const std::string& word : foldedWords) {
-    if (seen.size() < kMostTrigrams && CountCharacters(word) >= 3) AddTrigrams(word, &seen, &query);
+    if (seen.size() >= kMostTrigrams || CountCharacters(word) < 3) continue;
+    for (const std::string& trigram : CoveringTrigrams(word)) {
+      if (seen.insert(trigram).second) query += (query.empty() ? "" : " AND ") + trigram;
+    }
   }
   return query;
 }

@@ -31,8 +31,10 @@ TEST(SearchWordsTest, WordsOfWhichNothingIsLeftAreNone) {
   EXPECT_THAT(FoldWords(CFolding(), {"", "\x01", " ", "A"}), ElementsAre("a"));
 }
 
-TEST(SearchWordsTest, EveryThreeCharactersAreAskedForOnce) {
+TEST(SearchWordsTest, TrigramsCoverTheWords) {
+  EXPECT_EQ(TrigramQuery({"abc"}), "\"abc\"");
   EXPECT_EQ(TrigramQuery({"abcd"}), "\"abc\" AND \"bcd\"");
+  EXPECT_EQ(TrigramQuery({"abcdef"}), "\"abc\" AND \"def\"");
   EXPECT_EQ(TrigramQuery({"aaaaa", "aaa"}), "\"aaa\"");
   EXPECT_EQ(TrigramQuery({"日本語x"}), "\"日本語\" AND \"本語x\"");
   EXPECT_EQ(TrigramQuery({"a\"b*"}), "\"a\"\"b\" AND \"\"\"b*\"");
