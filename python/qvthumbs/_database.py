@@ -104,19 +104,18 @@ class Database:
             await numbered.aclose()
 
     def jpeg(self, path: AnyPath) -> bytes:
-        """The thumbnail as the JPEG stream that the database keeps; made when there is none.
+        """The thumbnail as a JPEG stream: the one that the database keeps, made when there is none.
 
-        Raises as thumbnail() does, and DatabaseError when the database did not take it.
+        Raises as thumbnail() does.
         """
         file = _paths.absolute(path)
         stream = self._of_file(path, lambda: _service.stored_jpeg(self._handle, file))
-        if not stream:
-            self.thumbnail(path)
-            stream = self._of_file(path, lambda: _service.stored_jpeg(self._handle, file))
-        if not stream:
-            said = self.messages()
-            raise _errors.DatabaseError(f"the database did not take the thumbnail{': ' + said if said else ''}")
-        return stream
+        if stream:
+            return stream
+        picture = self.thumbnail(path)
+        # Some are shown and not kept, as of a file that was written in this very second.
+        stream = self._of_file(path, lambda: _service.stored_jpeg(self._handle, file))
+        return stream or _service.encode_jpeg(picture)
 
     def info(self, path: AnyPath) -> dict[str, Any]:
         """What a file says about itself: size, calibration, objective, time of acquisition, loops, texts.

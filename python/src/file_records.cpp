@@ -3,6 +3,7 @@
 #include "host/files/image_file.h"
 #include "host/files/picture_folder.h"
 #include "host/files/text_info.h"
+#include "host/output/picture.h"
 #include "host/session/cache_rows.h"
 #include "python/src/file_failure.h"
 
@@ -23,6 +24,20 @@ std::string ReadStoredJpeg(qvhost::CSession& session, const std::string& path, b
   }
   qvhost::CCacheRows rows(session.DatabasePath());
   return rows.IsCurrent(description) ? rows.ReadJpeg(description) : std::string();
+}
+
+std::string EncodeAsStored(const std::uint8_t* pixels, std::uint32_t width, std::uint32_t height) {
+  constexpr int kStoredQuality = 80;
+  SQvPicBuf picture;
+  CQvPicBufAPI::Init(&picture);
+  picture.width = width;
+  picture.height = height;
+  picture.widthBytes = width * 3;
+  picture.bpc = 8;
+  picture.components = 3;
+  picture.dataSize = std::size_t{picture.widthBytes} * height;
+  picture.data = const_cast<std::uint8_t*>(pixels);  // only read
+  return qvhost::EncodeJpeg(picture, kStoredQuality);
 }
 
 }  // namespace qvpython

@@ -82,6 +82,12 @@ void AddThumbnails(py::module_& module) {
     return py::bytes(InService(
         handle, [&](qvhost::CSession& session) { return ReadStoredJpeg(session, path, handle.IsHighQuality()); }));
   });
+  module.def("encode_jpeg", [](const py::array_t<std::uint8_t, py::array::c_style>& picture) {
+    const auto pixels = picture.unchecked<3>();
+    const auto height = static_cast<std::uint32_t>(pixels.shape(0)),
+               width = static_cast<std::uint32_t>(pixels.shape(1));
+    return py::bytes(EncodeAsStored(picture.data(), width, height));
+  });
 }
 
 void AddRecords(py::module_& module) {

@@ -1,5 +1,7 @@
+import contextlib
 import itertools
 import os
+import sqlite3
 import unittest
 
 import numpy
@@ -83,6 +85,17 @@ class ThumbnailsTest(FolderTestCase):
             db.thumbnails(paths)
         with self.open() as db:
             self.assertTrue(all(db.jpeg(path).startswith(b"\xff\xd8") for path in paths))
+
+    def test_a_jpeg_is_made_of_what_is_not_kept(self):
+        path = self.picture()
+        db = self.open()
+        db.thumbnail(path)
+        with contextlib.closing(sqlite3.connect(self.database)) as other, other:
+            other.execute("DELETE FROM cache")
+        stream = db.jpeg(path)
+        with open(self.path("again.jpg"), "wb") as file:
+            file.write(stream)
+        self.assertColour(db.thumbnail(self.path("again.jpg")), RED)
 
     def test_high_quality_is_larger(self):
         path = self.picture(width=1600, height=400)
