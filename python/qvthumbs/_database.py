@@ -2,17 +2,29 @@
 
 from __future__ import annotations
 
+import contextlib
 import datetime
 import os
-from typing import Any, AsyncIterator, Iterable, Iterator, Optional, Sequence, Union
-
-import numpy
+from typing import (
+    Any,
+    AsyncGenerator,
+    Callable,
+    Generator,
+    Iterable,
+    Literal,
+    Optional,
+    Sequence,
+    TypeVar,
+    Union,
+    overload,
+)
 
 from . import _errors, _paths, _requests, _service
 from ._gallery import Gallery
 from ._paths import AnyPath
-from ._requests import Thumbnail
+from ._requests import Picture, Thumbnail
 
+T = TypeVar("T")
 Time = Union[str, datetime.date, datetime.datetime]
 
 
@@ -48,7 +60,7 @@ class Database:
         """The file of the database."""
         return os.fsdecode(self._handle.path)
 
-    def thumbnail(self, path: AnyPath) -> numpy.ndarray:
+    def thumbnail(self, path: AnyPath) -> Picture:
         """The thumbnail of a file, made when the database has none of its present state.
 
         An array of height, width and three components (red, green, blue), 8 bits each, which is the caller's own.
@@ -56,34 +68,51 @@ class Database:
         """
         return self.thumbnails([path])[0]
 
+    @overload
+    def thumbnails(self, paths: Iterable[AnyPath], *, return_exceptions: Literal[False] = False) -> list[Picture]: ...
+
+    @overload
     def thumbnails(
-        self, paths: Iterable[AnyPath], *, return_exceptions: bool = False
-    ) -> list[Union[numpy.ndarray, _errors.ThumbnailError]]:
+        self, paths: Iterable[AnyPath], *, return_exceptions: Literal[True]
+    ) -> list[Union[Picture, _errors.ThumbnailError]]: ...
+
+    def thumbnails(self, paths: Iterable[AnyPath], *, return_exceptions: bool = False) -> Any:
         """Those of many files, in the order of the paths.
 
         Raises the error of the first file that fails, and gives up the rest; with `return_exceptions` the error stands
         in the file's place.
         """
         found = {}
-        for number, thumbnail in self._as_they_come(paths):
-            found[number] = _result_of(thumbnail, return_exceptions)
+        with contextlib.closing(self._as_they_come(paths)) as numbered:
+            for number, thumbnail in numbered:
+                found[number] = _result_of(thumbnail, return_exceptions)
         return [found[number] for number in range(len(found))]
 
-    def iter_thumbnails(self, paths: Iterable[AnyPath]) -> Iterator[Thumbnail]:
+    def iter_thumbnails(self, paths: Iterable[AnyPath]) -> Generator[Thumbnail, None, None]:
         """Yields (path, picture, error) of each file as it is ready, in no particular order.
 
         `paths` may be as long as you like, a generator too: it is read as far as needed. A loop that is left early
         gives up the rest.
         """
-        return (thumbnail for _, thumbnail in self._as_they_come(paths))
+        with contextlib.closing(self._as_they_come(paths)) as numbered:
+            for _, thumbnail in numbered:
+                yield thumbnail
 
-    async def thumbnail_async(self, path: AnyPath) -> numpy.ndarray:
+    async def thumbnail_async(self, path: AnyPath) -> Picture:
         """As thumbnail(), without keeping the event loop waiting."""
         return (await self.thumbnails_async([path]))[0]
 
+    @overload
     async def thumbnails_async(
-        self, paths: Iterable[AnyPath], *, return_exceptions: bool = False
-    ) -> list[Union[numpy.ndarray, _errors.ThumbnailError]]:
+        self, paths: Iterable[AnyPath], *, return_exceptions: Literal[False] = False
+    ) -> list[Picture]: ...
+
+    @overload
+    async def thumbnails_async(
+        self, paths: Iterable[AnyPath], *, return_exceptions: Literal[True]
+    ) -> list[Union[Picture, _errors.ThumbnailError]]: ...
+
+    async def thumbnails_async(self, paths: Iterable[AnyPath], *, return_exceptions: bool = False) -> Any:
         """As thumbnails(), without keeping the event loop waiting. A task that is cancelled gives up the rest."""
         found = {}
         numbered = _requests.as_they_come_async(self._open_handle(), paths)
@@ -94,7 +123,7 @@ class Database:
             await numbered.aclose()
         return [found[number] for number in range(len(found))]
 
-    async def iter_thumbnails_async(self, paths: Iterable[AnyPath]) -> AsyncIterator[Thumbnail]:
+    async def iter_thumbnails_async(self, paths: Iterable[AnyPath]) -> AsyncGenerator[Thumbnail, None]:
         """As iter_thumbnails(), for ``async for``."""
         numbered = _requests.as_they_come_async(self._open_handle(), paths)
         try:
@@ -164,11 +193,11 @@ class Database:
             raise _errors.ClosedError("the database is closed")
         return self._handle
 
-    def _as_they_come(self, paths: Iterable[AnyPath]) -> Iterator[_requests.Numbered]:
+    def _as_they_come(self, paths: Iterable[AnyPath]) -> Generator[_requests.Numbered, None, None]:
         return _requests.as_they_come(self._handle, paths)
 
     @staticmethod
-    def _of_file(path: AnyPath, call: Any) -> Any:
+    def _of_file(path: AnyPath, call: Callable[[], T]) -> T:
         try:
             return call()
         except _errors.ThumbnailError as error:
@@ -233,9 +262,7 @@ def _time_text(time: Optional[Time]) -> str:
     return time if isinstance(time, str) else time.isoformat()
 
 
-def _result_of(
-    thumbnail: Thumbnail, return_exceptions: bool
-) -> Union[numpy.ndarray, _errors.ThumbnailError]:
+def _result_of(thumbnail: Thumbnail, return_exceptions: bool) -> Union[Picture, _errors.ThumbnailError]:
     if return_exceptions and thumbnail.error is not None:
         return thumbnail.error
     return _requests.picture_of(thumbnail)

@@ -5,9 +5,10 @@ from __future__ import annotations
 import asyncio
 import itertools
 import os
-from typing import AsyncIterator, Iterable, Iterator, NamedTuple, Optional
+from typing import AsyncGenerator, Generator, Iterable, NamedTuple, Optional
 
 import numpy
+from numpy.typing import NDArray
 
 from . import _errors, _service
 from ._paths import AnyPath, absolute, each
@@ -21,12 +22,15 @@ _STRETCH = 4096
 _SLICE_SECONDS = 0.1
 
 
+Picture = NDArray[numpy.uint8]
+
+
 class Thumbnail(NamedTuple):
     """One result: a picture, or the error that says why there is none."""
 
     path: AnyPath
     """The file, as the caller named it."""
-    picture: Optional[numpy.ndarray]
+    picture: Optional[Picture]
     """Height, width and the three components red, green and blue of 8 bits; the caller's own copy."""
     error: Optional[_errors.ThumbnailError]
     """Why there is none."""
@@ -85,7 +89,7 @@ class Requests:
         self._batch.cancel()
 
 
-def as_they_come(handle: _service.Handle, paths: Iterable[AnyPath]) -> Iterator[Numbered]:
+def as_they_come(handle: _service.Handle, paths: Iterable[AnyPath]) -> Generator[Numbered, None, None]:
     requests = Requests(handle, paths)
     try:
         while True:
@@ -99,7 +103,7 @@ def as_they_come(handle: _service.Handle, paths: Iterable[AnyPath]) -> Iterator[
         requests.cancel()
 
 
-async def as_they_come_async(handle: _service.Handle, paths: Iterable[AnyPath]) -> AsyncIterator[Numbered]:
+async def as_they_come_async(handle: _service.Handle, paths: Iterable[AnyPath]) -> AsyncGenerator[Numbered, None]:
     """Waits, and looks at files, on the event loop's threads; takes the paths on the loop itself."""
     loop = asyncio.get_running_loop()
     requests = Requests(handle, paths)
@@ -115,7 +119,7 @@ async def as_they_come_async(handle: _service.Handle, paths: Iterable[AnyPath]) 
         requests.cancel()
 
 
-def picture_of(thumbnail: Thumbnail) -> numpy.ndarray:
+def picture_of(thumbnail: Thumbnail) -> Picture:
     if thumbnail.error is not None:
         raise thumbnail.error
     assert thumbnail.picture is not None
