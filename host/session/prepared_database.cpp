@@ -11,6 +11,7 @@
 #include "host/session/database_error.h"
 #include "host/session/database_files.h"
 #include "host/session/database_form.h"
+#include "host/session/database_stamps.h"
 #include "host/session/sqlite.h"
 #include "host/session/view_mark.h"
 
@@ -20,13 +21,6 @@ namespace {
 namespace fs = std::filesystem;
 
 std::string FolderOf(const std::string& path) { return fs::path(path).parent_path().string(); }
-
-// SQLite keeps the log and the journal beside the file itself, not beside a link to it.
-std::string WithoutLinks(const std::string& path) {
-  std::error_code error;
-  const fs::path real = fs::canonical(path, error);
-  return error ? path : real.string();
-}
 
 bool Exists(const std::string& path) {
   std::error_code error;
@@ -49,7 +43,11 @@ void SetWriteAheadMode(const std::string& path, int flags) {
 [[noreturn]] void RefuseNoDatabase(const SDatabaseChoice& choice, const char* said) {
   const bool named = !choice.isDefault && !choice.allUsers;
   throw CHostError(ExplainFailedOpen(
-      choice, std::string(said) + (named ? "; choose another --db FILE" : "; move it away, and a new one is made")));
+      choice,
+      std::string(said) + (named ? "; choose another --db FILE, or, if it was a database, see what 'qvthumbs rescue' "
+                                   "can read of it"
+                                 : "; see what 'qvthumbs rescue' can read of it, and move it away: a new one is "
+                                   "made")));
 }
 
 }  // namespace

@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "host/session/database_stamps.h"
+
 namespace qvhost {
 namespace {
 
@@ -43,25 +45,18 @@ std::string UriOf(const std::string& path, const char* parameters) {
   return uri + "?" + parameters;
 }
 
-// SQLite keeps the log beside the file itself, not beside a link to it.
-fs::path RealFile(const std::string& path) {
-  std::error_code error;
-  const fs::path real = fs::canonical(path, error);
-  return error ? fs::path(path) : real;
-}
-
 }  // namespace
 
-bool HasLog(const std::string& path) { return LogLiesBeside(RealFile(path)); }
+bool HasLog(const std::string& path) { return LogLiesBeside(WithoutLinks(path)); }
 
 std::optional<std::string> FindReadingUri(const std::string& path) {
-  const fs::path real = RealFile(path);
+  const fs::path real = WithoutLinks(path);
   if (MayWrite(real)) return UriOf(real.string(), "mode=rw");
   if (LogLiesBeside(real)) return std::nullopt;
   // To read in write-ahead mode SQLite writes an index beside the file; it needs none where nobody can write.
   return UriOf(real.string(), IsInWriteAheadMode(real) ? "immutable=1" : "mode=ro");
 }
 
-std::string UnchangingUri(const std::string& path) { return UriOf(RealFile(path).string(), "immutable=1"); }
+std::string UnchangingUri(const std::string& path) { return UriOf(WithoutLinks(path), "immutable=1"); }
 
 }  // namespace qvhost
