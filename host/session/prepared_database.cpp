@@ -42,7 +42,11 @@ void SetWriteAheadMode(const std::string& path, int flags) {
 [[noreturn]] void RefuseNoDatabase(const SDatabaseChoice& choice, const char* said) {
   const bool named = !choice.isDefault && !choice.allUsers;
   throw CHostError(ExplainFailedOpen(
-      choice, std::string(said) + (named ? "; choose another --db FILE" : "; move it away, and a new one is made")));
+      choice,
+      std::string(said) + (named ? "; choose another --db FILE, or, if it was a database, see what 'qvthumbs rescue' "
+                                   "can read of it"
+                                 : "; see what 'qvthumbs rescue' can read of it, and move it away: a new one is "
+                                   "made")));
 }
 
 }  // namespace
