@@ -181,7 +181,8 @@ TEST_F(ServeTest, FindsInTheWholeTreeAndNothingOutsideOfIt) {
   WritePng(m_images + "/.shown.png", 60, 40, kRed);
   std::filesystem::create_symlink(m_program.Folder().Path("outside"), m_images + "/link");
   const std::vector<std::string> files = {m_images + "/a.png", m_images + "/below/b.png", m_images + "/.shown.png",
-                                          m_images + "/link/private.png", m_program.Folder().Path("outside/private.png")};
+                                          m_images + "/link/private.png",
+                                          m_program.Folder().Path("outside/private.png")};
   for (const std::string& file : files) EXPECT_EQ(m_program.RunWithDatabase({"make", file}).status, 0);
   const CHttpClient client = Start();
   const auto find = [&client](const std::string& words) {
