@@ -18,7 +18,7 @@
 namespace qvhost {
 namespace {
 
-struct SArguments {
+struct SExperimentsArguments {
   SDatabaseOptions database;
   std::vector<std::string> files;
   int stored = -1;
@@ -26,13 +26,13 @@ struct SArguments {
   bool json = false;
 };
 
-void RequireStoredItem(const SArguments& arguments, const CSession& session) {
+void RequireStoredItem(const SExperimentsArguments& arguments, const CSession& session) {
   if (arguments.stored >= 0 && !CStoredItems(session.DatabasePath()).Find(arguments.stored)) {
     throw NoSuchStoredItem(arguments.stored);
   }
 }
 
-bool AddOne(const SArguments& arguments, CSession& session, const std::string& file, CJson* entry,
+bool AddOne(const SExperimentsArguments& arguments, CSession& session, const std::string& file, CJson* entry,
             std::string* reason) {
   const std::string path = AbsolutePath(file);
   SImageExperiment image;
@@ -50,7 +50,7 @@ bool AddOne(const SArguments& arguments, CSession& session, const std::string& f
   return true;
 }
 
-void Add(const SArguments& arguments, SOutcome& outcome) {
+void Add(const SExperimentsArguments& arguments, SOutcome& outcome) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Fill);
   RequireStoredItem(arguments, session);
@@ -71,7 +71,7 @@ void Add(const SArguments& arguments, SOutcome& outcome) {
   if (arguments.json) PrintJson(document);
 }
 
-void Show(const SArguments& arguments) {
+void Show(const SExperimentsArguments& arguments) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Look);
   const SExperimentRecord stored(session.Service(), arguments.experiment);
@@ -82,7 +82,7 @@ void Show(const SArguments& arguments) {
   PrintExperiment(*stored.experiment, stored.planes);
 }
 
-std::vector<int> ListedIDs(const SArguments& arguments, CSession& session) {
+std::vector<int> ListedIDs(const SExperimentsArguments& arguments, CSession& session) {
   if (arguments.stored < 0) return CBookkeepingRows(session.DatabasePath()).ExperimentIDs();
   std::vector<int> ids;
   RequireDone("the experiments cannot be read",
@@ -90,7 +90,7 @@ std::vector<int> ListedIDs(const SArguments& arguments, CSession& session) {
   return ids;
 }
 
-void List(const SArguments& arguments) {
+void ListExperiments(const SExperimentsArguments& arguments) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Look);
   RequireStoredItem(arguments, session);
@@ -111,25 +111,25 @@ void AddStoredOption(CCommand command, int* stored, const char* description) {
 }
 
 void AddAddVerb(CCommand parent, SOutcome& outcome) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SExperimentsArguments>();
   CCommand command = AddVerb(parent, "add", "Store the experiments of image files; equal ones are stored once",
                              "qvthumbs experiments add timelapse.ome.tif", arguments,
-                             [&outcome](const SArguments& given) { Add(given, outcome); });
+                             [&outcome](const SExperimentsArguments& given) { Add(given, outcome); });
   AddStoredOption(command, &arguments->stored, "The stored item that the experiments belong to");
   AddRequired(command, "files", &arguments->files, "Image files", "FILE").FileNames();
 }
 
 void AddShowVerb(CCommand parent) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SExperimentsArguments>();
   CCommand command = AddVerb(parent, "show", "Print one experiment with its loops and channels",
                              "qvthumbs experiments show 3", arguments, &Show);
   AddRequired(command, "id", &arguments->experiment, "The experiment's number", "ID");
 }
 
-void AddListVerb(CCommand parent) {
-  const auto arguments = std::make_shared<SArguments>();
+void AddExperimentListVerb(CCommand parent) {
+  const auto arguments = std::make_shared<SExperimentsArguments>();
   CCommand command =
-      AddVerb(parent, "list", "List the experiments", "qvthumbs experiments list --json", arguments, &List);
+      AddVerb(parent, "list", "List the experiments", "qvthumbs experiments list --json", arguments, &ListExperiments);
   AddStoredOption(command, &arguments->stored, "Only those of this stored item");
 }
 
@@ -143,7 +143,7 @@ void AddExperimentsCommand(CCommand program, SOutcome& outcome) {
       "  qvthumbs experiments add timelapse.ome.tif\n  qvthumbs experiments show 1");
   AddAddVerb(command, outcome);
   AddShowVerb(command);
-  AddListVerb(command);
+  AddExperimentListVerb(command);
 }
 
 }  // namespace qvhost

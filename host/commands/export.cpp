@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct SArguments {
+struct SExportArguments {
   SDatabaseOptions database;
   std::string under, folder;
   bool json = false;
@@ -53,7 +53,7 @@ fs::path NameBelow(const std::string& location, std::ptrdiff_t folders) {
 
 class CExporter {
  public:
-  CExporter(const SArguments& arguments, SOutcome& outcome)
+  CExporter(const SExportArguments& arguments, SOutcome& outcome)
       : m_arguments(arguments),
         m_outcome(outcome),
         m_prefix(arguments.under.empty() ? "" : LocationOfFolder(arguments.under)) {}
@@ -94,13 +94,13 @@ class CExporter {
     }
   }
 
-  const SArguments& m_arguments;
+  const SExportArguments& m_arguments;
   SOutcome& m_outcome;
   const std::string m_prefix;
   std::int64_t m_written = 0;
 };
 
-void Export(const SArguments& arguments, SOutcome& outcome) {
+void Export(const SExportArguments& arguments, SOutcome& outcome) {
   CExporter exporter(arguments, outcome);
   exporter.Run();
   if (arguments.json) {
@@ -113,7 +113,7 @@ void Export(const SArguments& arguments, SOutcome& outcome) {
 }  // namespace
 
 void AddExportCommand(CCommand program, SOutcome& outcome) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SExportArguments>();
   CCommand command = program.AddVerb("export", "Write the stored thumbnails to a folder as JPEG files");
   AddDatabaseOptions(command, &arguments->database);
   AddUnderOption(command, &arguments->under, "Only those of images below this folder");

@@ -17,7 +17,7 @@
 namespace qvhost {
 namespace {
 
-struct SArguments {
+struct SFindArguments {
   SDatabaseOptions database;
   SFindChoice choice;
   std::string gallery;
@@ -101,7 +101,7 @@ void TellCoverage(const std::string& folder, const SCoverage& coverage) {
                Printable(folder).c_str(), Printable(folder).c_str());
 }
 
-void Find(const SArguments& arguments) {
+void Find(const SFindArguments& arguments) {
   const SPictureQuery query = arguments.choice.Query();
   std::optional<COutputTarget> page;
   if (!arguments.gallery.empty()) page.emplace(GalleryTarget(arguments.gallery));
@@ -129,7 +129,7 @@ void Find(const SArguments& arguments) {
 }  // namespace
 
 void AddFindCommand(CCommand program) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SFindArguments>();
   CCommand command = program.AddVerb("find", "Find pictures by words and facts, among those that the database knows");
   AddDatabaseOptions(command, &arguments->database);
   AddFindChoice(command, &arguments->choice);

@@ -18,9 +18,9 @@
 namespace qvhost {
 namespace {
 
-constexpr const char* kInterrupted = "interrupted; no gallery was written";
+constexpr const char* kGalleryInterrupted = "interrupted; no gallery was written";
 
-struct SArguments {
+struct SGalleryArguments {
   SDatabaseOptions database;
   std::vector<std::string> paths;
   std::string output;
@@ -52,7 +52,7 @@ class CFailureCollector : public IThumbnailObserver {
 
 class CGallery {
  public:
-  CGallery(const SArguments& arguments, const COutputTarget& target, CSession& session)
+  CGallery(const SGalleryArguments& arguments, const COutputTarget& target, CSession& session)
       : m_arguments(arguments),
         m_target(target),
         m_session(session),
@@ -113,7 +113,7 @@ class CGallery {
   }
 
   SGalleryEntry Entry(const std::string& path, const SQvThumbnailDescription& description, const std::string& reason) {
-    CInterrupt::ThrowIfRequested(kInterrupted);
+    CInterrupt::ThrowIfRequested(kGalleryInterrupted);
     m_target.RequireOtherThan(path);
     SGalleryEntry entry;
     entry.path = path;
@@ -123,7 +123,7 @@ class CGallery {
     return entry;
   }
 
-  const SArguments& m_arguments;
+  const SGalleryArguments& m_arguments;
   const COutputTarget& m_target;
   CSession& m_session;
   CCacheRows m_rows;
@@ -131,7 +131,7 @@ class CGallery {
   std::int64_t m_count = 0;
 };
 
-SFoundPlates SortPlates(const SArguments& arguments, const std::vector<std::string>& files) {
+SFoundPlates SortPlates(const SGalleryArguments& arguments, const std::vector<std::string>& files) {
   if (arguments.noPlates) return {{}, files};
   return FindPlates(files, EPlateEvidence::Obvious);
 }
@@ -146,7 +146,7 @@ std::vector<std::string> FilesToShow(const SFoundPlates& sorted) {
 }
 
 // Makes what is missing, then shows all.
-void AddFiles(const SArguments& arguments, CSession& session, CGallery& gallery, SOutcome& outcome) {
+void AddFiles(const SGalleryArguments& arguments, CSession& session, CGallery& gallery, SOutcome& outcome) {
   const SFoundFiles found = FindImageFiles(arguments.paths, arguments.recursive);
   for (const auto& [path, reason] : found.problems) ReportFailure(outcome, path, reason);
   const SFoundPlates sorted = SortPlates(arguments, found.files);
@@ -155,19 +155,19 @@ void AddFiles(const SArguments& arguments, CSession& session, CGallery& gallery,
   options.highQuality = arguments.highQuality;
   CFailureCollector failures(jobs.Count());
   if (!CThumbnailMaker(session, jobs, failures, options).Run()) {
-    throw CHostError(kInterrupted, kExitInterrupted);
+    throw CHostError(kGalleryInterrupted, kExitInterrupted);
   }
   for (const SPlateLayout& plate : sorted.plates) gallery.AddPlate(plate, failures);
   for (const std::string& file : sorted.others) gallery.AddFile(file, failures);
   if (!failures.IsEmpty()) outcome.status = kExitSomeFailed;
 }
 
-COutputTarget TargetOf(const SArguments& arguments) {
+COutputTarget TargetOf(const SGalleryArguments& arguments) {
   if (arguments.folder) return GalleryFolderTarget(arguments.output.empty() ? "gallery" : arguments.output);
   return GalleryTarget(arguments.output.empty() ? "gallery.html" : arguments.output);
 }
 
-void MakeGallery(const SArguments& arguments, SOutcome& outcome) {
+void MakeGallery(const SGalleryArguments& arguments, SOutcome& outcome) {
   const COutputTarget target = TargetOf(arguments);
   CSession session;
   const bool ofDatabase = arguments.paths.empty();
@@ -184,7 +184,7 @@ void MakeGallery(const SArguments& arguments, SOutcome& outcome) {
 }  // namespace
 
 void AddGalleryCommand(CCommand program, SOutcome& outcome) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SGalleryArguments>();
   CCommand command = program.AddVerb("gallery", "Write an HTML page of thumbnails");
   AddDatabaseOptions(command, &arguments->database);
   command

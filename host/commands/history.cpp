@@ -16,7 +16,7 @@
 namespace qvhost {
 namespace {
 
-struct SArguments {
+struct SHistoryArguments {
   SDatabaseOptions database;
   std::string user;
   STimeRange range;
@@ -25,7 +25,7 @@ struct SArguments {
   bool json = false, endedByZero = false, dryRun = false;
 };
 
-void List(const SArguments& arguments) {
+void ListHistory(const SHistoryArguments& arguments) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Look);
   CTable table({"Acquired", "User", "Experiment", "File"}, {false, false, true, false});
@@ -40,7 +40,7 @@ void List(const SArguments& arguments) {
   PrintList(arguments.json, document, table, fmt::format("no history{} in that time", whose));
 }
 
-void ListUsers(const SArguments& arguments) {
+void ListUsers(const SHistoryArguments& arguments) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Look);
   CTable table({"User", "Records", "First", "Last"}, {false, true, false, false});
@@ -65,7 +65,7 @@ void PrintNames(const std::vector<CQvStringW>& files, bool endedByZero) {
   }
 }
 
-void ListFiles(const SArguments& arguments) {
+void ListFiles(const SHistoryArguments& arguments) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Look);
   const CBookkeepingRows rows(session.DatabasePath());
@@ -87,7 +87,7 @@ void ListFiles(const SArguments& arguments) {
   PrintNames(files, arguments.endedByZero);
 }
 
-void Earliest(const SArguments& arguments) {
+void Earliest(const SHistoryArguments& arguments) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Look);
   const double earliest = FindEarliestAcquisition(session);
@@ -98,7 +98,7 @@ void Earliest(const SArguments& arguments) {
   }
 }
 
-void Delete(const SArguments& arguments) {
+void Delete(const SHistoryArguments& arguments) {
   CSession session;
   session.Open(arguments.database, arguments.dryRun ? EDatabaseNeed::Look : EDatabaseNeed::Change);
   const CBookkeepingRows rows(session.DatabasePath());
@@ -126,16 +126,16 @@ void Delete(const SArguments& arguments) {
   }
 }
 
-void AddListVerb(CCommand parent) {
-  const auto arguments = std::make_shared<SArguments>();
+void AddHistoryListVerb(CCommand parent) {
+  const auto arguments = std::make_shared<SHistoryArguments>();
   CCommand command = AddVerb(parent, "list", "List what was acquired, by time",
-                             "qvthumbs history list --user anna --since 2024-05-01", arguments, &List);
+                             "qvthumbs history list --user anna --since 2024-05-01", arguments, &ListHistory);
   command.AddOption("--user", &arguments->user, "Who acquired the images (default: everybody)").Type("NAME");
   AddTimeRangeOptions(command, &arguments->range);
 }
 
 void AddFilesVerb(CCommand parent) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SHistoryArguments>();
   CCommand command = AddVerb(parent, "files", "List the files of a user's experiment",
                              "qvthumbs history files --user anna --experiment 3", arguments, &ListFiles);
   AddRequired(command, "--user", &arguments->user, "Who acquired the images", "NAME");
@@ -145,7 +145,7 @@ void AddFilesVerb(CCommand parent) {
 }
 
 void AddDeleteVerb(CCommand parent, SOutcome& outcome) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SHistoryArguments>();
   CCommand command =
       AddVerb(parent, "delete", "Delete the records of files, or an experiment's, of all users",
               "qvthumbs history delete --experiment 3 --until 2024-01-01\n  qvthumbs history delete cells.ome.tif",
@@ -175,12 +175,12 @@ void AddHistoryCommand(CCommand program, SOutcome& outcome) {
       "Example: what did Anna acquire in May?\n"
       "  qvthumbs history list --user anna --since 2024-05-01 --until 2024-06-01");
   AddHistoryAddCommand(command, outcome);
-  AddListVerb(command);
+  AddHistoryListVerb(command);
   AddFilesVerb(command);
   AddVerb(command, "earliest", "Print the earliest time of all users", "qvthumbs history earliest",
-          std::make_shared<SArguments>(), &Earliest);
-  AddVerb(command, "users", "List who is in the history", "qvthumbs history users", std::make_shared<SArguments>(),
-          &ListUsers);
+          std::make_shared<SHistoryArguments>(), &Earliest);
+  AddVerb(command, "users", "List who is in the history", "qvthumbs history users",
+          std::make_shared<SHistoryArguments>(), &ListUsers);
   AddHistoryAssignCommand(command, outcome);
   AddDeleteVerb(command, outcome);
 }

@@ -19,7 +19,7 @@ namespace {
 // What a record without an experiment refers to; SQLite numbers experiments from 1.
 constexpr int kNoExperiment = 0;
 
-struct SArguments {
+struct SHistoryAddArguments {
   SDatabaseOptions database;
   std::string user;
   std::vector<std::string> files;
@@ -37,7 +37,7 @@ struct SAcquisition {
 };
 
 // What is recorded stays unless another time is given: it may have been given by hand.
-bool FindTime(const SArguments& arguments, const SImageExperiment& image, const SRecordedFile& recorded,
+bool FindTime(const SHistoryAddArguments& arguments, const SImageExperiment& image, const SRecordedFile& recorded,
               SAcquisition* acquisition) {
   const auto take = [acquisition](double time, const char* source) {
     acquisition->time = time;
@@ -59,8 +59,8 @@ bool Write(CSession& session, const std::string& user, const SAcquisition& acqui
 }
 
 // Looks at everything that could stand against the record before anything is written.
-bool Record(const SArguments& arguments, CSession& session, const CBookkeepingRows& rows, SAcquisition* acquisition,
-            std::string* reason) {
+bool Record(const SHistoryAddArguments& arguments, CSession& session, const CBookkeepingRows& rows,
+            SAcquisition* acquisition, std::string* reason) {
   SImageExperiment image;
   if (!image.Read(acquisition->path, reason)) return false;
   const std::optional<SRecordedFile> recorded = rows.FindFile(acquisition->path);
@@ -99,7 +99,7 @@ void Print(const SAcquisition& acquisition) {
               Printable(acquisition.path).c_str(), TimeNote(acquisition).c_str());
 }
 
-void Add(const SArguments& arguments, SOutcome& outcome) {
+void Add(const SHistoryAddArguments& arguments, SOutcome& outcome) {
   if (arguments.user.empty()) throw CHostError("--user needs a name");
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Fill);
@@ -129,10 +129,10 @@ void Add(const SArguments& arguments, SOutcome& outcome) {
 }  // namespace
 
 void AddHistoryAddCommand(CCommand parent, SOutcome& outcome) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SHistoryAddArguments>();
   CCommand command = AddVerb(parent, "add", "Record image files as acquired by a user",
                              "qvthumbs history add --user anna cells.ome.tif", arguments,
-                             [&outcome](const SArguments& given) { Add(given, outcome); });
+                             [&outcome](const SHistoryAddArguments& given) { Add(given, outcome); });
   AddRequired(command, "--user", &arguments->user, "Who acquired them", "NAME");
   command.AddOption("--time", &arguments->time, "When (default: as the image says, else the file's date)").Type("TIME");
   command.AddOption("--experiment", &arguments->experiment, "With which experiment (default: the image's own)")

@@ -23,7 +23,7 @@ namespace {
 // SQLite's own limit for one value.
 constexpr std::uintmax_t kMaxBytes = 1000000000;
 
-struct SArguments {
+struct SImportArguments {
   std::string library;
   std::string field = "image";
   std::int32_t record = 0;
@@ -58,7 +58,7 @@ bool ReadImage(const std::string& path, std::string* bytes, std::string* reason)
 
 class CImporter {
  public:
-  CImporter(const SArguments& arguments, SOutcome& outcome)
+  CImporter(const SImportArguments& arguments, SOutcome& outcome)
       : m_arguments(arguments), m_outcome(outcome), m_library(arguments.library, true) {
     if (arguments.record != 0 && !m_library.HasRecord(arguments.record)) {
       throw CHostError(fmt::format("the library has no record {}", arguments.record), kExitSomeFailed);
@@ -115,14 +115,14 @@ class CImporter {
     }
   }
 
-  const SArguments& m_arguments;
+  const SImportArguments& m_arguments;
   SOutcome& m_outcome;
   CLibraryFile m_library;
   CJson m_pictures = CJson::array(), m_failures = CJson::array();
   std::int64_t m_added = 0, m_replaced = 0, m_failed = 0;
 };
 
-void Import(const SArguments& arguments, SOutcome& outcome) {
+void Import(const SImportArguments& arguments, SOutcome& outcome) {
   LoadComponents();
   const SFoundFiles found = FindImageFiles(arguments.paths, arguments.recursive);
   if (arguments.record != 0 && found.files.size() > 1) {
@@ -143,7 +143,7 @@ void Import(const SArguments& arguments, SOutcome& outcome) {
 }  // namespace
 
 void AddImportCommand(CCommand program, SOutcome& outcome) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SImportArguments>();
   CCommand command = program.AddVerb("import", "Copy images into the records of an image library");
   AddRequired(command, "--library", &arguments->library, "The library, an SQLite file; made when missing", "FILE");
   command.AddOption("--field", &arguments->field, "The picture field to fill (default: image)")

@@ -17,7 +17,7 @@
 namespace qvhost {
 namespace {
 
-struct SArguments {
+struct SInfoArguments {
   SDatabaseOptions database;
   std::vector<std::string> files;
   std::string fields;  // with commas between them; empty: all
@@ -57,7 +57,7 @@ std::string ExplainFailure(const std::string& path) {
 // Prints what is known of images, each as it comes where the form allows.
 class CInfoPrinter {
  public:
-  explicit CInfoPrinter(const SArguments& arguments)
+  explicit CInfoPrinter(const SInfoArguments& arguments)
       : m_arguments(arguments), m_table(arguments.fields), m_rows(m_table.Header()) {
     if (arguments.csv) std::printf("%s\r\n", CsvLine(m_table.Header()).c_str());
   }
@@ -89,13 +89,13 @@ class CInfoPrinter {
   }
 
  private:
-  const SArguments& m_arguments;
+  const SInfoArguments& m_arguments;
   const CInfoTable m_table;
   CTable m_rows;
   CJson m_document = CJson::array();
 };
 
-void ShowInfo(const SArguments& arguments, SOutcome& outcome) {
+void ShowInfo(const SInfoArguments& arguments, SOutcome& outcome) {
   CInfoPrinter printer(arguments);
   const SFoundFiles found = FindImageFiles(arguments.files, arguments.recursive);
   const auto fail = [&](const std::string& file, const std::string& reason) {
@@ -128,7 +128,7 @@ void ShowInfo(const SArguments& arguments, SOutcome& outcome) {
 }  // namespace
 
 void AddInfoCommand(CCommand program, SOutcome& outcome) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SInfoArguments>();
   CCommand command = program.AddVerb("info", "Tell what image files say about themselves");
   AddDatabaseOptions(command, &arguments->database);
   AddRecursiveOption(command, &arguments->recursive);

@@ -17,7 +17,7 @@
 namespace qvhost {
 namespace {
 
-struct SArguments {
+struct SMakeArguments {
   SDatabaseOptions database;
   std::vector<std::string> paths;
   std::vector<std::string> excluded;  // patterns
@@ -30,11 +30,11 @@ struct SArguments {
   bool recursive = false, failuresOk = false, quiet = false, json = false;
 };
 
-EMakeOutput OutputOf(const SArguments& arguments) {
+EMakeOutput OutputOf(const SMakeArguments& arguments) {
   return arguments.json ? EMakeOutput::Json : arguments.quiet ? EMakeOutput::Failures : EMakeOutput::All;
 }
 
-int RunMaker(const SArguments& arguments, CSession& session, IThumbnailJobs& jobs, CMakeReport& report,
+int RunMaker(const SMakeArguments& arguments, CSession& session, IThumbnailJobs& jobs, CMakeReport& report,
              const CCatalog* catalog = nullptr) {
   try {
     const bool completed = CThumbnailMaker(session, jobs, report, arguments.make).Run();
@@ -46,12 +46,12 @@ int RunMaker(const SArguments& arguments, CSession& session, IThumbnailJobs& job
   }
 }
 
-SFoundFiles FindBelowPaths(const SArguments& arguments) {
+SFoundFiles FindBelowPaths(const SMakeArguments& arguments) {
   return FindImageFiles(arguments.paths, arguments.recursive, CNameFilter(arguments.excluded));
 }
 
 // Of all files that are named, those of the shard.
-SFoundFiles FindFiles(const SArguments& arguments, const SShard& shard, CShardFiles& chosen) {
+SFoundFiles FindFiles(const SMakeArguments& arguments, const SShard& shard, CShardFiles& chosen) {
   SFoundFiles found;
   if (arguments.list.empty()) {
     found = FindBelowPaths(arguments);
@@ -68,7 +68,7 @@ SFoundFiles FindFiles(const SArguments& arguments, const SShard& shard, CShardFi
   return found;
 }
 
-void Make(const SArguments& arguments, const SFoundFiles& found, CSession& session, CMakeReport& report,
+void Make(const SMakeArguments& arguments, const SFoundFiles& found, CSession& session, CMakeReport& report,
           SOutcome& outcome) {
   for (const auto& [path, reason] : found.problems) report.OnFailed(path, reason);
   CFileJobs jobs(found.files, arguments.make.highQuality, session.DatabasePath());
@@ -77,7 +77,7 @@ void Make(const SArguments& arguments, const SFoundFiles& found, CSession& sessi
   outcome.status = RunMaker(arguments, session, jobs, report, catalog.get());
 }
 
-void MakeForFiles(const SArguments& arguments, SOutcome& outcome) {
+void MakeForFiles(const SMakeArguments& arguments, SOutcome& outcome) {
   CShardFiles chosen({1, 1});
   // Those below paths are different ones as they are found.
   const SFoundFiles found = arguments.list.empty() ? FindBelowPaths(arguments) : FindFiles(arguments, {1, 1}, chosen);
@@ -92,7 +92,7 @@ void MakeForFiles(const SArguments& arguments, SOutcome& outcome) {
   Make(arguments, found, session, report, outcome);
 }
 
-CJson Asked(const SArguments& arguments) {
+CJson Asked(const SMakeArguments& arguments) {
   CJson asked = {{"quality", arguments.make.highQuality ? "high" : "standard"}};
   if (arguments.list.empty()) {
     asked["paths"] = arguments.paths;
@@ -104,7 +104,7 @@ CJson Asked(const SArguments& arguments) {
   return asked;
 }
 
-void MakeShard(const SArguments& arguments, SOutcome& outcome) {
+void MakeShard(const SMakeArguments& arguments, SOutcome& outcome) {
   const SShard shard = ParseShard(arguments.shard);
   if (arguments.database.file.empty()) {
     throw CHostError("--shard needs a --db FILE, beside which each shard has a database of its own");
@@ -133,7 +133,7 @@ void MakeShard(const SArguments& arguments, SOutcome& outcome) {
   run.End(outcome.status != kExitInterrupted);
 }
 
-void MakeForLibrary(const SArguments& arguments, SOutcome& outcome) {
+void MakeForLibrary(const SMakeArguments& arguments, SOutcome& outcome) {
   if (!arguments.paths.empty()) throw CHostError("give either paths or a --library");
   // The library outlives the session, whose workers call it.
   CLibraryDatabase library(arguments.library);
@@ -150,7 +150,7 @@ void MakeForLibrary(const SArguments& arguments, SOutcome& outcome) {
 }  // namespace
 
 void AddMakeCommand(CCommand program, SOutcome& outcome) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SMakeArguments>();
   CCommand command = program.AddVerb("make", "Make the thumbnails of image files that have none yet");
   AddDatabaseOptions(command, &arguments->database);
   AddRecursiveOption(command, &arguments->recursive);

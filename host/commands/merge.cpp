@@ -13,14 +13,14 @@
 namespace qvhost {
 namespace {
 
-struct SArguments {
+struct SMergeArguments {
   std::string target;
   std::vector<std::string> shards;
   SMergeOptions merge;
   bool publish = false, partial = false, otherMounts = false, json = false;
 };
 
-void RequireOtherFiles(const SArguments& arguments) {
+void RequireOtherFiles(const SMergeArguments& arguments) {
   for (const std::string& shard : arguments.shards) {
     std::error_code error;
     if (!std::filesystem::equivalent(arguments.target, shard, error)) continue;
@@ -30,7 +30,7 @@ void RequireOtherFiles(const SArguments& arguments) {
 }
 
 // Those that can be read; the others are told with their reasons.
-std::vector<CShardSource> OpenShards(const SArguments& arguments, CMergeReport& report) {
+std::vector<CShardSource> OpenShards(const SMergeArguments& arguments, CMergeReport& report) {
   std::vector<CShardSource> sources;
   for (const std::string& shard : arguments.shards) {
     CInterrupt::ThrowIfRequested("interrupted; nothing was merged");
@@ -58,7 +58,7 @@ SShardSettings MakeTarget(const std::string& target) {
 
 class CShardsMerge {
  public:
-  CShardsMerge(const SArguments& arguments, const std::string& target, CMergeReport& report)
+  CShardsMerge(const SMergeArguments& arguments, const std::string& target, CMergeReport& report)
       : m_arguments(arguments),
         m_report(report),
         m_current(MakeTarget(target)),
@@ -99,7 +99,7 @@ class CShardsMerge {
     }
   }
 
-  const SArguments& m_arguments;
+  const SMergeArguments& m_arguments;
   CMergeReport& m_report;
   const SShardSettings m_current;
   CMerger m_merger;
@@ -108,7 +108,7 @@ class CShardsMerge {
 
 // A merge into an empty database writes the rows in the order of their names. Of several databases that order is known
 // only when all are together.
-void Publish(const SArguments& arguments, const std::vector<CShardSource>& sources, CMergeReport& report) {
+void Publish(const SMergeArguments& arguments, const std::vector<CShardSource>& sources, CMergeReport& report) {
   CPublication publication(arguments.target);
   if (sources.size() == 1) {
     CShardsMerge(arguments, publication.FilePath(), report).Run(sources);
@@ -122,13 +122,13 @@ void Publish(const SArguments& arguments, const std::vector<CShardSource>& sourc
   std::fprintf(stderr, "qvthumbs: nothing is published, because not all could be merged\n");
 }
 
-void MergeSources(const SArguments& arguments, const std::vector<CShardSource>& sources, CMergeReport& report) {
+void MergeSources(const SMergeArguments& arguments, const std::vector<CShardSource>& sources, CMergeReport& report) {
   if (sources.empty()) return;
   if (arguments.publish) return Publish(arguments, sources, report);
   CShardsMerge(arguments, arguments.target, report).Run(sources);
 }
 
-void MergeShards(const SArguments& arguments, SOutcome& outcome) {
+void MergeShards(const SMergeArguments& arguments, SOutcome& outcome) {
   RequireOtherFiles(arguments);
   CMergeReport report(arguments.json);
   const std::vector<CShardSource> sources = OpenShards(arguments, report);
@@ -148,7 +148,7 @@ void MergeShards(const SArguments& arguments, SOutcome& outcome) {
 }  // namespace
 
 void AddMergeCommand(CCommand program, SOutcome& outcome) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SMergeArguments>();
   CCommand command = program.AddVerb("merge", "Put the thumbnails of several databases into one");
   command.AddFlag("--publish", &arguments->publish,
                   "Write OUT as a new file for all to read, which is never written again");

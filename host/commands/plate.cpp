@@ -22,9 +22,9 @@
 namespace qvhost {
 namespace {
 
-constexpr const char* kInterrupted = "interrupted; no plate was written";
+constexpr const char* kPlateInterrupted = "interrupted; no plate was written";
 
-struct SArguments {
+struct SPlateArguments {
   SDatabaseOptions database;
   std::vector<std::string> paths;
   std::string output;
@@ -108,7 +108,7 @@ void Request(CSession& session, IThumbnailJobs& jobs, CPlateReport& report, bool
   options.highQuality = highQuality;
   options.picturesWanted = true;
   if (jobs.Count() != 0 && !CThumbnailMaker(session, jobs, report, options).Run()) {
-    throw CHostError(kInterrupted, kExitInterrupted);
+    throw CHostError(kPlateInterrupted, kExitInterrupted);
   }
 }
 
@@ -119,7 +119,7 @@ class CWellThumbnails {
     for (const auto& [file, wells] : m_hidden) m_databases.emplace_back(file);
   }
 
-  void Request(const SArguments& arguments, CPlateReport& report) {
+  void Request(const SPlateArguments& arguments, CPlateReport& report) {
     // The databases outlive the session, whose workers call them.
     CSession session;
     session.Open(arguments.database, EDatabaseNeed::Use);
@@ -146,7 +146,7 @@ std::string ListOf(const std::vector<SPlateLayout>& plates) {
   return list;
 }
 
-SPlateLayout ChoosePlate(const SArguments& arguments, const std::vector<SPlateLayout>& plates) {
+SPlateLayout ChoosePlate(const SPlateArguments& arguments, const std::vector<SPlateLayout>& plates) {
   if (plates.empty()) {
     throw CHostError(
         "no plate there: no file says that it belongs to one, and none is named after a well like A01 or r01c01",
@@ -162,7 +162,7 @@ SPlateLayout ChoosePlate(const SArguments& arguments, const std::vector<SPlateLa
   throw CHostError(fmt::format("no plate '{}' there, but: {}", Printable(arguments.name), ListOf(plates)));
 }
 
-CJson JsonOf(const SArguments& arguments, const SPlateLayout& plate, const CPlateReport& report,
+CJson JsonOf(const SPlateArguments& arguments, const SPlateLayout& plate, const CPlateReport& report,
              const SQvPicBuf& picture) {
   CJson wells = CJson::array();
   for (std::size_t i = 0; i < plate.wells.size(); ++i) {
@@ -197,7 +197,7 @@ void PrintResult(const COutputTarget& target, const SPlateLayout& plate, const C
   std::fprintf(target.IsStandardOutput() ? stderr : stdout, "%s\n", text.c_str());
 }
 
-void DrawPlate(const SArguments& arguments, SOutcome& outcome) {
+void DrawPlate(const SPlateArguments& arguments, SOutcome& outcome) {
   if (arguments.database.view->position != 0) {
     throw CHostError("the wells of a plate are its positions; leave --position out");
   }
@@ -221,7 +221,7 @@ void DrawPlate(const SArguments& arguments, SOutcome& outcome) {
 }  // namespace
 
 void AddPlateCommand(CCommand program, SOutcome& outcome) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SPlateArguments>();
   CCommand command = program.AddVerb("plate", "Write a plate of wells as one picture");
   AddDatabaseOptions(command, &arguments->database);
   AddRequired(command, "-o,--output", &arguments->output,

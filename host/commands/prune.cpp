@@ -14,7 +14,7 @@
 namespace qvhost {
 namespace {
 
-struct SArguments {
+struct SPruneArguments {
   SDatabaseOptions database;
   std::string under;
   SPruneChoice choice;
@@ -41,7 +41,7 @@ bool IsUnder(const std::wstring& file, const std::wstring& folder) {
 
 class CPruner {
  public:
-  CPruner(SQLite::Database& db, const SArguments& arguments)
+  CPruner(SQLite::Database& db, const SPruneArguments& arguments)
       : m_db(db),
         m_under(arguments.under.empty() ? L"" : LowerCaseLocation(AbsolutePath(arguments.under)).Str()),
         m_choice(arguments.choice),
@@ -104,7 +104,7 @@ class CPruner {
   std::int64_t m_looked = 0;
 };
 
-void PrintUnwanted(const SArguments& arguments, const std::vector<SOrphanedRow>& thumbnails) {
+void PrintUnwanted(const SPruneArguments& arguments, const std::vector<SOrphanedRow>& thumbnails) {
   std::int64_t bytes = 0;
   CJson files = CJson::array();
   for (const SOrphanedRow& row : thumbnails) {
@@ -121,7 +121,7 @@ void PrintUnwanted(const SArguments& arguments, const std::vector<SOrphanedRow>&
   }
 }
 
-void PruneUnwanted(const SArguments& arguments, SQLite::Database& db) {
+void PruneUnwanted(const SPruneArguments& arguments, SQLite::Database& db) {
   std::vector<SOrphanedRow> unwanted;
   {
     CPruner pruner(db, arguments);
@@ -134,7 +134,7 @@ void PruneUnwanted(const SArguments& arguments, SQLite::Database& db) {
   PrintUnwanted(arguments, unwanted);
 }
 
-void Print(const SArguments& arguments, const std::vector<SOrphanedRow>& thumbnails, std::size_t textInfos) {
+void Print(const SPruneArguments& arguments, const std::vector<SOrphanedRow>& thumbnails, std::size_t textInfos) {
   if (arguments.json) {
     CJson files = CJson::array();
     for (const SOrphanedRow& row : thumbnails) files.push_back(row.file);
@@ -152,7 +152,7 @@ void Print(const SArguments& arguments, const std::vector<SOrphanedRow>& thumbna
               FormatCountOf(static_cast<std::int64_t>(textInfos), "text information").c_str());
 }
 
-void Prune(const SArguments& arguments) {
+void Prune(const SPruneArguments& arguments) {
   CCacheDatabase database(arguments.database, arguments.dryRun ? EDatabaseNeed::Look : EDatabaseNeed::Change);
   SQLite::Database& db = database.Connection();
   if (arguments.choice.IsMade()) return PruneUnwanted(arguments, db);
@@ -173,7 +173,7 @@ void Prune(const SArguments& arguments) {
 }  // namespace
 
 void AddPruneCommand(CCommand program, SOutcome&) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SPruneArguments>();
   CCommand command = program.AddVerb("prune", "Remove what the database holds of files that are gone");
   AddDatabaseOptions(command, &arguments->database);
   AddUnderOption(command, &arguments->under, "Only files below this folder");

@@ -13,7 +13,7 @@
 namespace qvhost {
 namespace {
 
-struct SArguments {
+struct SRescueArguments {
   std::string oldFile, newFile;
   bool dryRun = false, json = false;
 };
@@ -37,7 +37,7 @@ SSalvage Salvage(const CPageFile& file, IRowSink& sink, CProgress& progress, con
   }
 }
 
-void Rescue(const SArguments& arguments, SOutcome& outcome) {
+void Rescue(const SRescueArguments& arguments, SOutcome& outcome) {
   const CPageFile file(arguments.oldFile);
   std::optional<CRescuedDatabase> target;
   if (!arguments.dryRun) target.emplace(arguments.newFile, file);
@@ -58,7 +58,7 @@ void Rescue(const SArguments& arguments, SOutcome& outcome) {
 }  // namespace
 
 void AddRescueCommand(CCommand program, SOutcome& outcome) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SRescueArguments>();
   CCommand command = program.AddVerb("rescue", "Read what is left of a damaged database into a new one");
   AddDryRunOption(command, &arguments->dryRun);
   AddJsonOption(command, &arguments->json);

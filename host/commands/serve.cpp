@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 
 constexpr int kMaxPort = 65535;
 
-struct SArguments {
+struct SServeArguments {
   SDatabaseOptions database;
   std::string folder;
   SServerOptions server;
@@ -35,7 +35,7 @@ void OpenPage(const std::string& address, std::optional<COpenedPage>* page) {
   }
 }
 
-void Serve(const SArguments& arguments) {
+void Serve(const SServeArguments& arguments) {
   const CServedFolder folder(arguments.folder.empty() ? std::filesystem::current_path().string() : arguments.folder);
   // Before anything here starts a thread.
   CPictureProcess pictures;
@@ -63,7 +63,7 @@ void Serve(const SArguments& arguments) {
 }  // namespace
 
 void AddServeCommand(CCommand program) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SServeArguments>();
   CCommand command = program.AddVerb("serve", "Show a folder in a browser, thumbnails made as they are looked at");
   AddDatabaseOptions(command, &arguments->database);
   command.AddOption("--port", &arguments->server.port, "The port to listen on (default: one that is free)")

@@ -25,7 +25,7 @@ namespace {
 constexpr int kStandardSide = 480, kLargeSide = 640;
 constexpr int kLargestSide = 4096;
 
-struct SArguments {
+struct SShowArguments {
   SDatabaseOptions database;
   std::string file;
   std::string output;
@@ -61,7 +61,7 @@ const char* TextOf(EOrigin origin) {
 // Writes the one thumbnail as it comes.
 class CPictureWriter : public IThumbnailObserver {
  public:
-  CPictureWriter(const SArguments& arguments, const COutputTarget& target, const SPictureScale& scale,
+  CPictureWriter(const SShowArguments& arguments, const COutputTarget& target, const SPictureScale& scale,
                  SOutcome& outcome)
       : m_arguments(arguments),
         m_target(target),
@@ -101,7 +101,7 @@ class CPictureWriter : public IThumbnailObserver {
                  bar ? ("; " + bar->Text()).c_str() : "");
   }
 
-  const SArguments& m_arguments;
+  const SShowArguments& m_arguments;
   const COutputTarget& m_target;
   const SPictureFormat m_format;
   const SPictureScale m_scale;
@@ -109,11 +109,11 @@ class CPictureWriter : public IThumbnailObserver {
 };
 
 // Of a picture that can be shown; unknown for others.
-SPictureScale ScaleOfFile(const SArguments& arguments, const std::string& file) {
+SPictureScale ScaleOfFile(const SShowArguments& arguments, const std::string& file) {
   return arguments.scaleBar.IsWanted() ? ReadFileScale(file) : SPictureScale();
 }
 
-SPictureScale ScaleOfRecord(const SArguments& arguments, const CLibraryDatabase& library) {
+SPictureScale ScaleOfRecord(const SShowArguments& arguments, const CLibraryDatabase& library) {
   std::optional<std::string> bytes =
       arguments.scaleBar.IsWanted() ? library.File().Read(arguments.record, arguments.field) : std::nullopt;
   CQvRef<IQvPictureSource> source;
@@ -122,7 +122,7 @@ SPictureScale ScaleOfRecord(const SArguments& arguments, const CLibraryDatabase&
   return source->GetMetadataReader(reader.Out()) == kQvOk ? ScaleOf(*reader) : SPictureScale();
 }
 
-void Show(const SArguments& arguments, const COutputTarget& target, const SPictureScale& scale, CSession& session,
+void Show(const SShowArguments& arguments, const COutputTarget& target, const SPictureScale& scale, CSession& session,
           IThumbnailJobs& jobs, SOutcome& outcome) {
   SMakeOptions options;
   options.highQuality = arguments.highQuality;
@@ -131,7 +131,7 @@ void Show(const SArguments& arguments, const COutputTarget& target, const SPictu
   if (!CThumbnailMaker(session, jobs, writer, options).Run()) outcome.status = kExitInterrupted;
 }
 
-void ShowFile(const SArguments& arguments, const COutputTarget& target, SOutcome& outcome) {
+void ShowFile(const SShowArguments& arguments, const COutputTarget& target, SOutcome& outcome) {
   target.RequireOtherThan(arguments.file);
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Use);
@@ -141,7 +141,7 @@ void ShowFile(const SArguments& arguments, const COutputTarget& target, SOutcome
 }
 
 // In a size that the cache does not keep, or of what has no name to keep it under.
-void ShowSized(const SArguments& arguments, const COutputTarget& target, SOutcome& outcome) {
+void ShowSized(const SShowArguments& arguments, const COutputTarget& target, SOutcome& outcome) {
   const CInputFile input(arguments.file);
   target.RequireOtherThan(input.Path());
   LoadComponents();
@@ -155,7 +155,7 @@ void ShowSized(const SArguments& arguments, const COutputTarget& target, SOutcom
 }
 
 // Without a session: what a label says is nothing for a database.
-void ShowAssociated(const SArguments& arguments, const COutputTarget& target, SOutcome& outcome) {
+void ShowAssociated(const SShowArguments& arguments, const COutputTarget& target, SOutcome& outcome) {
   target.RequireOtherThan(arguments.file);
   LoadComponents();
   std::string reason;
@@ -174,7 +174,7 @@ void ShowAssociated(const SArguments& arguments, const COutputTarget& target, SO
   }
 }
 
-void ShowRecord(const SArguments& arguments, const COutputTarget& target, SOutcome& outcome) {
+void ShowRecord(const SShowArguments& arguments, const COutputTarget& target, SOutcome& outcome) {
   CLibraryDatabase library(arguments.library);
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Use);
@@ -185,7 +185,7 @@ void ShowRecord(const SArguments& arguments, const COutputTarget& target, SOutco
 }  // namespace
 
 void AddShowCommand(CCommand program, SOutcome& outcome) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SShowArguments>();
   CCommand command = program.AddVerb("show", "Write one thumbnail to a picture file");
   AddDatabaseOptions(command, &arguments->database);
   AddQualityOption(command, &arguments->highQuality);

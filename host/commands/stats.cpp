@@ -16,7 +16,7 @@
 namespace qvhost {
 namespace {
 
-struct SArguments {
+struct SStatsArguments {
   SDatabaseOptions database;
   bool details = false, json = false;
 };
@@ -66,7 +66,7 @@ void LookAtHistory(const SQLite::Database& db, SDetails* details) {
   details->lastAcquired = row.getColumn(2).getDouble();
 }
 
-SStats Collect(const SArguments& arguments) {
+SStats Collect(const SStatsArguments& arguments) {
   SStats stats;
   CCacheDatabase database(arguments.database, EDatabaseNeed::Look);
   SQLite::Database& db = database.Connection();
@@ -167,7 +167,7 @@ void PrintStats(const SStats& stats) {
 }  // namespace
 
 void AddStatsCommand(CCommand program, SOutcome&) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SStatsArguments>();
   CCommand command = program.AddVerb("stats", "Tell what a database holds");
   AddDatabaseOptions(command, &arguments->database);
   command.AddFlag("--details", &arguments->details,

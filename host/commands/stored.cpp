@@ -19,7 +19,7 @@ constexpr std::size_t kMaxRecursionDepth = 500;
 // So many items are worth an index.
 constexpr std::size_t kMinItemsForIndex = 1000;
 
-struct SArguments {
+struct SStoredArguments {
   SDatabaseOptions database;
   std::string name;
   int id = kStoredRoot;
@@ -39,7 +39,7 @@ CJson ItemJson(const SStoredItem& item) {
   return {{"id", item.id}, {"parent", item.parentID}, {"name", item.name}, {"flags", item.flags}};
 }
 
-void Add(const SArguments& arguments) {
+void AddItem(const SStoredArguments& arguments) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Fill);
   RequireItem(CStoredItems(session.DatabasePath()), arguments.parent);
@@ -55,7 +55,7 @@ void Add(const SArguments& arguments) {
 }
 
 // The item as it is to become.
-SStoredItem Updated(const SArguments& arguments, const CStoredItems& items) {
+SStoredItem Updated(const SStoredArguments& arguments, const CStoredItems& items) {
   const SStoredItem* present = items.Find(arguments.id);
   if (!present) throw UnknownItem(arguments.id);
   SStoredItem item = *present;
@@ -69,7 +69,7 @@ SStoredItem Updated(const SArguments& arguments, const CStoredItems& items) {
   return item;
 }
 
-void Update(const SArguments& arguments) {
+void UpdateItem(const SStoredArguments& arguments) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Change);
   const SStoredItem item = Updated(arguments, CStoredItems(session.DatabasePath()));
@@ -84,7 +84,7 @@ void Update(const SArguments& arguments) {
   }
 }
 
-void List(const SArguments& arguments) {
+void ListItems(const SStoredArguments& arguments) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Look);
   const CStoredItems items(session.DatabasePath());
@@ -117,7 +117,7 @@ void PrintTree(const CStoredItems& items, int rootID) {
   if (rootID == kStoredRoot && items.Children(rootID).empty()) std::printf("nothing\n");
 }
 
-void Tree(const SArguments& arguments) {
+void Tree(const SStoredArguments& arguments) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Look);
   const CStoredItems items(session.DatabasePath());
@@ -158,7 +158,7 @@ void DeleteTree(CSession& session, const std::vector<int>& ids, std::size_t dept
   });
 }
 
-void Delete(const SArguments& arguments) {
+void DeleteItems(const SStoredArguments& arguments) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Change);
   std::vector<int> ids = {arguments.id};
@@ -181,18 +181,18 @@ void Delete(const SArguments& arguments) {
 }
 
 void AddAddVerb(CCommand parent) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SStoredArguments>();
   CCommand command =
-      AddVerb(parent, "add", "Add an item", "qvthumbs stored add --parent 1 \"plate 7\"", arguments, &Add);
+      AddVerb(parent, "add", "Add an item", "qvthumbs stored add --parent 1 \"plate 7\"", arguments, &AddItem);
   AddRequired(command, "name", &arguments->name, "The item's name", "NAME").NotEmpty("an item needs a name");
   command.AddOption("--parent", &arguments->parent, "The item that it goes into (default: the top)").Type("ID");
   command.AddOption("--flags", &arguments->flags, "A number of your own").Type("N");
 }
 
 void AddUpdateVerb(CCommand parent) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SStoredArguments>();
   CCommand command = AddVerb(parent, "update", "Rename or move an item, or change its flags",
-                             "qvthumbs stored update 4 --parent 2", arguments, &Update);
+                             "qvthumbs stored update 4 --parent 2", arguments, &UpdateItem);
   AddRequired(command, "id", &arguments->id, "The item's number", "ID");
   COption name =
       command.AddOption("--name", &arguments->name, "The new name").NotEmpty("an item needs a name").Type("NAME");
@@ -206,7 +206,7 @@ void AddUpdateVerb(CCommand parent) {
     if (!arguments->hasName && !arguments->hasParent && !arguments->hasFlags) {
       throw CHostError("nothing to update; give --name, --parent or --flags");
     }
-    Update(*arguments);
+    UpdateItem(*arguments);
   });
 }
 
@@ -222,16 +222,16 @@ void AddStoredCommand(CCommand program, SOutcome&) {
   AddAddVerb(command);
   AddUpdateVerb(command);
   const auto addOfItem = [command](const char* name, const char* description, const char* example,
-                                   void (*work)(const SArguments&)) {
-    const auto arguments = std::make_shared<SArguments>();
+                                   void (*work)(const SStoredArguments&)) {
+    const auto arguments = std::make_shared<SStoredArguments>();
     CCommand verb = AddVerb(command, name, description, example, arguments, work);
     verb.AddOption("id", &arguments->id, "The item (default: the top)").Type("ID");
   };
-  addOfItem("list", "List what an item holds", "qvthumbs stored list 1", &List);
+  addOfItem("list", "List what an item holds", "qvthumbs stored list 1", &ListItems);
   addOfItem("tree", "Draw the tree below an item", "qvthumbs stored tree", &Tree);
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SStoredArguments>();
   CCommand remove = AddVerb(command, "delete", "Delete an item and everything below it", "qvthumbs stored delete 4",
-                            arguments, &Delete);
+                            arguments, &DeleteItems);
   AddRequired(remove, "id", &arguments->id, "The item's number", "ID");
   AddDryRunOption(remove, &arguments->dryRun);
 }

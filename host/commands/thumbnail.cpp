@@ -11,14 +11,14 @@ namespace {
 
 constexpr int kLargestThumbnail = 1024;
 
-struct SArguments {
+struct SThumbnailArguments {
   std::string input, output;
   int size = 256;
   SPictureChoice picture;
 };
 
 // The caller may have made the output and opened it, so it is written into, and never replaced by another file.
-void WriteThumbnail(const SArguments& arguments, SOutcome& outcome) {
+void WriteThumbnail(const SThumbnailArguments& arguments, SOutcome& outcome) {
   const COutputTarget target = AnyPictureTarget(arguments.output);
   const SPictureFormat format = arguments.picture.For(target);
   const CInputFile input(arguments.input);
@@ -33,7 +33,7 @@ void WriteThumbnail(const SArguments& arguments, SOutcome& outcome) {
 }  // namespace
 
 void AddThumbnailCommand(CCommand program, SOutcome& outcome) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SThumbnailArguments>();
   CCommand command = program.AddVerb("thumbnail", "Write a picture of one file for a desktop's thumbnail folder");
   command.AddOption("-s,--size", &arguments->size, "Longest side in pixels, 1 to 1024 (default: 256)")
       .Between(1, kLargestThumbnail)

@@ -18,7 +18,7 @@
 namespace qvhost {
 namespace {
 
-struct SArguments {
+struct SVerifyArguments {
   SDatabaseOptions database;
   bool repair = false, json = false;
 };
@@ -71,7 +71,7 @@ void RequireSound(const SQLite::Database& db) {
   if (!damage.empty()) throw CHostError(ExplainDamage(damage), kExitSomeFailed);
 }
 
-CCacheDatabase OpenSound(const SArguments& arguments) {
+CCacheDatabase OpenSound(const SVerifyArguments& arguments) {
   try {
     CCacheDatabase database(arguments.database, arguments.repair ? EDatabaseNeed::Change : EDatabaseNeed::Look);
     RequireSound(database.Connection());
@@ -115,7 +115,7 @@ void Remove(SQLite::Database& db, const std::vector<SProblem>& problems) {
   DeleteRows(db, "cache", rowids);
 }
 
-void Verify(const SArguments& arguments, SOutcome& outcome) {
+void Verify(const SVerifyArguments& arguments, SOutcome& outcome) {
   LoadComponents();
   CCacheDatabase database = OpenSound(arguments);
   SQLite::Database& db = database.Connection();
@@ -139,7 +139,7 @@ void Verify(const SArguments& arguments, SOutcome& outcome) {
 }  // namespace
 
 void AddVerifyCommand(CCommand program, SOutcome& outcome) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SVerifyArguments>();
   CCommand command = program.AddVerb("verify", "Check that stored thumbnails decode and are as new as their files");
   AddDatabaseOptions(command, &arguments->database);
   command.AddFlag("--repair", &arguments->repair, "Remove those that are not, so that 'make' makes them anew");

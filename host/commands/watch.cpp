@@ -15,7 +15,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-struct SArguments {
+struct SWatchArguments {
   SDatabaseOptions database;
   std::vector<std::string> folders;
   int quiet = 2;  // seconds
@@ -36,7 +36,7 @@ class CWatchReport : public IThumbnailObserver {
 };
 
 // False when it was interrupted.
-bool MakeThumbnailsOf(const SArguments& arguments, CSession& session, const std::vector<std::string>& files) {
+bool MakeThumbnailsOf(const SWatchArguments& arguments, CSession& session, const std::vector<std::string>& files) {
   if (files.empty()) return true;
   CFileJobs jobs(files, arguments.make.highQuality, session.DatabasePath());
   CWatchReport report;
@@ -54,7 +54,7 @@ std::vector<std::string> ImagesAmong(const std::vector<std::string>& paths) {
   return images;
 }
 
-void Watch(const SArguments& arguments) {
+void Watch(const SWatchArguments& arguments) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Fill);
   // Before the folders are searched, so that nothing is missed between.
@@ -76,7 +76,7 @@ void Watch(const SArguments& arguments) {
 }  // namespace
 
 void AddWatchCommand(CCommand program) {
-  const auto arguments = std::make_shared<SArguments>();
+  const auto arguments = std::make_shared<SWatchArguments>();
   CCommand command = program.AddVerb("watch", "Keep thumbnails up to date while an instrument writes");
   AddDatabaseOptions(command, &arguments->database);
   AddQualityOption(command, &arguments->make.highQuality);
