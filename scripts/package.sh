@@ -14,3 +14,6 @@ rm -rf "$packages"
 logged package cmake --build "$build_root/release" --target package
 logged lintian lintian --allow-root --fail-on error,warning "$packages"/*.deb
 ls "$packages"/*.deb
+if ! compgen -G "$packages/python3-qvthumbs_*.deb" >/dev/null; then
+  echo "python3-qvthumbs is left out: the build has no Python module ($log_folder/release-build.log says why)"
+fi
