@@ -20,6 +20,7 @@ using namespace qvtest;
 using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::Not;
 
 class ServeTest : public testing::Test {
@@ -173,6 +174,43 @@ TEST_F(ServeTest, ReachesNothingOutsideTheFolder) {
   EXPECT_EQ(client.Get("list?folder=linked").status, 404);
   EXPECT_EQ(client.Get("list?folder=..").status, 404);
   EXPECT_THAT(client.Get("list").body, Not(HasSubstr("link")));
+}
+
+TEST_F(ServeTest, FindsInTheWholeTreeAndNothingOutsideOfIt) {
+  WritePng(m_program.Folder().Path("outside/private.png"), 60, 40, kRed);
+  WritePng(m_images + "/.shown.png", 60, 40, kRed);
+  std::filesystem::create_symlink(m_program.Folder().Path("outside"), m_images + "/link");
+  const std::vector<std::string> files = {m_images + "/a.png", m_images + "/below/b.png", m_images + "/.shown.png",
+                                          m_images + "/link/private.png",
+                                          m_program.Folder().Path("outside/private.png")};
+  for (const std::string& file : files) EXPECT_EQ(m_program.RunWithDatabase({"make", file}).status, 0);
+  const CHttpClient client = Start();
+  const auto find = [&client](const std::string& words) {
+    const json answer = json::parse(client.Get("search?words=" + words).body);
+    EXPECT_EQ(answer["more"], false);
+    std::set<std::string> names;
+    for (const json& file : answer["files"]) names.insert(file["path"]);
+    return names;
+  };
+  EXPECT_THAT(find("png"), ElementsAre("a.png", "below/b.png"));
+  EXPECT_THAT(find("BELOW%20B."), ElementsAre("below/b.png"));
+  EXPECT_THAT(find("%22below/b%22"), ElementsAre("below/b.png"));
+  EXPECT_THAT(find("private"), IsEmpty());
+  EXPECT_THAT(find(m_images.substr(1, 3)), IsEmpty());
+  EXPECT_THAT(find(""), IsEmpty());
+  EXPECT_THAT(find("%00%22*%27%20-"), IsEmpty());
+  EXPECT_EQ(client.Get("/search?words=png").status, 403);
+}
+
+TEST_F(ServeTest, FindsWhatItHasJustMade) {
+  const CHttpClient client = Start();
+  EXPECT_EQ(json::parse(client.Get("search?words=stack").body)["files"].size(), 0u);
+  CEventReader events(client);
+  client.Post("want", Wish(events.Next(), {"stack.ome.tif"}));
+  EXPECT_EQ(Events(events, 1).size(), 1u);
+  const json files = json::parse(client.Get("search?words=stack").body)["files"];
+  ASSERT_EQ(files.size(), 1u);
+  EXPECT_EQ(files[0]["facts"], json({{"channels", 2}, {"t", 2}, {"z", 3}}));
 }
 
 TEST_F(ServeTest, HostileRequestsLeaveItAnswering) {
