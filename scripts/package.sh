@@ -7,7 +7,7 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 help_or_fail 0 "$@"
-"$root/scripts/install_deps.sh" build package
+"$root/scripts/install_deps.sh" build python package
 watched release-build build_preset release
 packages=$build_root/release/packages
 rm -rf "$packages"
