@@ -7,10 +7,13 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 help_or_fail 0 "$@"
-"$root/scripts/install_deps.sh" build package
+"$root/scripts/install_deps.sh" build python package
 watched release-build build_preset release
 packages=$build_root/release/packages
 rm -rf "$packages"
 logged package cmake --build "$build_root/release" --target package
 logged lintian lintian --allow-root --fail-on error,warning "$packages"/*.deb
 ls "$packages"/*.deb
+if ! compgen -G "$packages/python3-qvthumbs_*.deb" >/dev/null; then
+  echo "python3-qvthumbs is left out: the build has no Python module ($log_folder/release-build.log says why)"
+fi

@@ -5,6 +5,13 @@
 #   python        python3-qvthumbs, where the build has the module
 
 set(debian ${CMAKE_CURRENT_LIST_DIR})
+# The newest entry names the version that is packaged.
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${debian}/changelog)
+file(STRINGS ${debian}/changelog newest LIMIT_COUNT 1)
+if(NOT newest MATCHES "^qvthumbs \\(${PROJECT_VERSION}-([0-9]+)\\)")
+  message(FATAL_ERROR "packaging/debian/changelog does not begin with version ${PROJECT_VERSION}: ${newest}")
+endif()
+set(release ${CMAKE_MATCH_1})
 set(library_package libqvthumbs${QV_ABI_VERSION})
 
 install(FILES README.md SECURITY.md DESTINATION share/doc/qvthumbs COMPONENT program)
@@ -20,8 +27,6 @@ set(CPACK_COMPONENTS_ALL program libraries development)
 get_cmake_property(components COMPONENTS)
 if(python IN_LIST components)
   list(APPEND CPACK_COMPONENTS_ALL python)
-else()
-  message(STATUS "No Python module in this build: python3-qvthumbs is not packaged")
 endif()
 
 set(CPACK_PACKAGE_NAME qvthumbs)
@@ -34,7 +39,7 @@ set(CPACK_PRE_BUILD_SCRIPTS ${debian}/finish.cmake)
 set(CPACK_QV_PACKAGE_FILES ${debian})
 set(CPACK_QV_ARCHITECTURE ${CMAKE_LIBRARY_ARCHITECTURE})
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_RELEASE 2)
+set(CPACK_DEBIAN_PACKAGE_RELEASE ${release})
 set(CPACK_DEBIAN_PACKAGE_SOURCE qvthumbs)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
