@@ -32,6 +32,7 @@ void AddMergeCommand(CCommand program, SOutcome& outcome);
 void AddExportCommand(CCommand program, SOutcome& outcome);
 void AddPruneCommand(CCommand program, SOutcome& outcome);
 void AddVerifyCommand(CCommand program, SOutcome& outcome);
+void AddRescueCommand(CCommand program, SOutcome& outcome);
 void AddHistoryCommand(CCommand program, SOutcome& outcome);
 void AddExperimentsCommand(CCommand program, SOutcome& outcome);
 void AddStoredCommand(CCommand program, SOutcome& outcome);

@@ -24,6 +24,7 @@ void AddVerbs(CCommand program, SOutcome& outcome) {
   AddExportCommand(program, outcome);
   AddPruneCommand(program, outcome);
   AddVerifyCommand(program, outcome);
+  AddRescueCommand(program, outcome);
   AddHistoryCommand(program, outcome);
   AddExperimentsCommand(program, outcome);
   AddStoredCommand(program, outcome);
