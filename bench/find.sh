@@ -60,7 +60,7 @@ search "one word, a number" 0.1 004711
 search "one word, part of another" 0.1 'compound 4711'
 search "two words" 0.1 position '004711'
 search "three words" 0.1 apo 'compound 12 ' 'position 07'
-search "three words, all frequent" 0.1 hela 40x 'position 17'
+search "three words, a hundredth of all" "" hela 40x 'position 17'
 search "a word and a range" 0.1 'compound 12' --z 40..50
 search "a range" 0.1 --t 900.. --z 30..
 search "an objective, pixel sizes and a time" 0.1 --objective 60x --pixel-size 0.06..0.1 --since 2010-01-01 --until 2010-02-01

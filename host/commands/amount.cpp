@@ -7,7 +7,7 @@
 namespace qvhost {
 namespace {
 
-constexpr double kMostBytes = 9e18;
+constexpr double kMostCountedBytes = 9e18;
 
 }  // namespace
 
@@ -26,7 +26,7 @@ std::optional<double> ParseByteCount(const std::string& text) {
   const auto size = NumberAndUnit(text);
   if (!size) return std::nullopt;
   for (const auto& [name, factor] : kUnits) {
-    if (size->second == name && size->first * factor < kMostBytes) return size->first * factor;
+    if (size->second == name && size->first * factor < kMostCountedBytes) return size->first * factor;
   }
   return std::nullopt;
 }

@@ -31,8 +31,6 @@ struct SCoverage {
   bool IsComplete() const noexcept { return known == present; }
 };
 
-std::string PathOf(const SFoundPicture& picture) { return RealPath(CQvStringUtils::UTF8toW(picture.location)); }
-
 SCoverage LookBelow(const std::string& folder, CPictureSearch& search) {
   SCoverage coverage;
   for (const std::string& file : FindImageFiles({folder}, true).files) {
@@ -50,8 +48,8 @@ CJson OrNull(const std::optional<T>& value) {
 
 CJson TextOrNull(const std::string& text) { return text.empty() ? CJson(nullptr) : CJson(text); }
 
-CJson ToJson(const SFoundPicture& picture) {
-  return {{"file", PathOf(picture)},
+CJson ToJson(const SFoundPicture& picture, CRealPaths& paths) {
+  return {{"file", paths.Find(picture.location)},
           {"objective", TextOrNull(picture.objective)},
           {"channels", OrNull(picture.channels)},
           {"z", OrNull(picture.z)},
@@ -66,7 +64,8 @@ CJson ToJson(const SFoundPicture& picture) {
 void PrintFoundJson(const std::vector<SFoundPicture>& found, std::int64_t known,
                     const std::optional<SCoverage>& coverage) {
   CJson pictures = CJson::array();
-  for (const SFoundPicture& picture : found) pictures.push_back(ToJson(picture));
+  CRealPaths paths;
+  for (const SFoundPicture& picture : found) pictures.push_back(ToJson(picture, paths));
   CJson document = {{"pictures", std::move(pictures)}, {"known", known}};
   if (coverage) document["below"] = {{"known", coverage->known}, {"pictures", coverage->present}};
   PrintJson(std::move(document));
@@ -76,11 +75,12 @@ void PrintFoundTable(const std::vector<SFoundPicture>& found, std::int64_t known
   const auto number = [](const std::optional<std::int64_t>& value) { return value ? FormatCount(*value) : "-"; };
   CTable table({"Acquired", "Objective", "Pixel", "Channels", "z", "t", "Size", "File"},
                {false, false, true, true, true, true, true, false});
+  CRealPaths paths;
   for (const SFoundPicture& picture : found) {
-    table.Add({picture.time ? FormatTime(*picture.time) : "-",
-               picture.objective.empty() ? "-" : Printable(picture.objective),
-               picture.pixelSize ? ShortLength(*picture.pixelSize) : "-", number(picture.channels), number(picture.z),
-               number(picture.t), picture.size ? FormatBytes(*picture.size) : "-", Printable(PathOf(picture))});
+    table.Add(
+        {picture.time ? FormatTime(*picture.time) : "-", picture.objective.empty() ? "-" : Printable(picture.objective),
+         picture.pixelSize ? ShortLength(*picture.pixelSize) : "-", number(picture.channels), number(picture.z),
+         number(picture.t), picture.size ? FormatBytes(*picture.size) : "-", Printable(paths.Find(picture.location))});
   }
   if (!table.IsEmpty()) table.Print();
   std::printf("%s of %s\n", found.empty() ? "none" : FormatCount(static_cast<std::int64_t>(found.size())).c_str(),
@@ -88,8 +88,9 @@ void PrintFoundTable(const std::vector<SFoundPicture>& found, std::int64_t known
 }
 
 void PrintFoundNames(const std::vector<SFoundPicture>& found) {
+  CRealPaths paths;
   for (const SFoundPicture& picture : found) {
-    const std::string name = PathOf(picture);
+    const std::string name = paths.Find(picture.location);
     std::fwrite(name.c_str(), 1, name.size() + 1, stdout);
   }
 }

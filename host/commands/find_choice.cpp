@@ -7,6 +7,7 @@
 
 #include "host/commands/amount.h"
 #include "host/files/image_file.h"
+#include "host/find/search_words.h"
 #include "host/output/scale_bar.h"
 
 namespace qvhost {
@@ -56,7 +57,7 @@ SFactRange ParsePixelSizes(const std::string& text) {
 SPictureQuery SFindChoice::Query() const {
   constexpr const char* kCounts = "3, 2..10, 2.. or ..10";
   SPictureQuery query;
-  query.words = words;
+  query.words = FoldWords(CFolding(), words);
   query.channels = ParseRange("--channels", channels, &ParseCount, kCounts);
   query.z = ParseRange("--z", z, &ParseCount, kCounts);
   query.t = ParseRange("--t", t, &ParseCount, kCounts);

@@ -27,10 +27,11 @@ void WriteFoundGallery(const std::vector<SFoundPicture>& found, const COutputTar
   CCacheRows thumbnails(db.getFilename());
   const CKnownRows rows(db);
   CGalleryPage page(target, "Found", false);
+  CRealPaths paths;
   for (const SFoundPicture& picture : found) {
     CInterrupt::ThrowIfRequested("interrupted; no gallery was written");
     SGalleryEntry entry;
-    entry.path = RealPath(CQvStringUtils::UTF8toW(picture.location));
+    entry.path = paths.Find(picture.location);
     target.RequireOtherThan(entry.path);
     entry.jpeg = ReadThumbnail(thumbnails, picture.location);
     if (entry.jpeg.empty()) entry.reason = "no thumbnail yet";

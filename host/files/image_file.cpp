@@ -163,6 +163,15 @@ std::string RealPath(const CQvStringW& location) {
   return QV_ResolvePath(location.c_str(), &found) == kQvOk ? found.Str() : CQvStringUtils::WtoUTF8(location).Str();
 }
 
+std::string CRealPaths::Find(const std::string& location) {
+  const std::string folder = location.substr(0, location.rfind('/') + 1);
+  if (folder != m_folder) {
+    m_folder = folder;
+    m_isThere = LocationExists(CQvStringUtils::UTF8toW(folder));
+  }
+  return m_isThere ? RealPath(CQvStringUtils::UTF8toW(location)) : location;
+}
+
 bool LocationExists(const CQvStringW& location) {
   SQvFindData data;
   return FindFile(location, &data);

@@ -46,6 +46,16 @@ CQvStringW TextInfoPath(const std::string& path);
 
 // The file that a location of the database leads to, under its real name; the location itself when there is none.
 std::string RealPath(const CQvStringW& location);
+// The same for many that follow each other by name: a folder that is gone is looked for once. One thread, and not to
+// live long.
+class CRealPaths {
+ public:
+  std::string Find(const std::string& location);
+
+ private:
+  std::string m_folder;  // of the location before
+  bool m_isThere = false;
+};
 // Whether a location of the database leads to a file or folder.
 bool LocationExists(const CQvStringW& location);
 

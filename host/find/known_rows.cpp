@@ -103,13 +103,13 @@ class CRowReader {
   SQLite::Statement m_rows;
 };
 
-constexpr const char* kTextColumns =
+constexpr const char* kTextsQuery =
     "SELECT M_imageID, M_type, M_group, M_sampleID, M_author, M_description, M_capturing, M_sampling, M_location, "
     "M_date, M_conclusion, M_info1, M_info2, M_optics, M_objective, M_width, M_height, M_comp, M_bpcInMemory, "
     "M_bpcSignificant, M_pixelType, M_sequenceCount, M_tileWidth, M_tileHeight, M_compression, M_calibration, "
     "M_acqTime, M_fileSize, M_timeLoop, M_zLoop, M_multipointLoop, M_lambdaLoop FROM metadata WHERE rowid = ?1";
 
-// Reads the columns of kTextColumns one after the other.
+// Reads the columns of kTextsQuery one after the other.
 class CColumns {
  public:
   explicit CColumns(const SQLite::Statement& row) : m_row(row) {}
@@ -187,7 +187,7 @@ void CKnownRows::ForEach(EKnownTable table, std::int64_t first, const std::funct
 
 std::optional<STextInfo> CKnownRows::ReadTexts(std::int64_t row) const {
   std::optional<STextInfo> info;
-  if (const SQLite::Statement* found = FindRow(m_db, &m_texts, kTextColumns, row)) info = TextsOf(*found);
+  if (const SQLite::Statement* found = FindRow(m_db, &m_texts, kTextsQuery, row)) info = TextsOf(*found);
   m_texts->reset();
   return info;
 }

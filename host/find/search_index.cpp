@@ -12,6 +12,7 @@
 #include <fstream>
 
 #include "host/host_error.h"
+#include "host/session/database_choice.h"
 
 namespace qvhost {
 namespace {
@@ -122,12 +123,7 @@ void CSearchIndex::SetNote(const char* name, const std::string& value) {
   row.exec();
 }
 
-std::string SearchIndexPath(const std::string& databasePath) {
-  // Beside the database itself, not beside a link to it.
-  std::error_code error;
-  const fs::path real = fs::canonical(databasePath, error);
-  return (error ? databasePath : real.string()) + ".find";
-}
+std::string SearchIndexPath(const std::string& databasePath) { return RealDatabasePath(databasePath) + ".find"; }
 
 void RemoveSearchIndex(const std::string& path) {
   if (!IsFreeForIndex(path)) return;

@@ -95,14 +95,15 @@ TEST_F(FindTest, TextsAndUsersOfTheHistoryAreSearched) {
 }
 
 TEST_F(FindTest, FactsAreComparedWithRanges) {
-  for (const std::vector<std::string>& range : std::vector<std::vector<std::string>>{{"--z", "3"},
-                                                                                     {"--z", "2..10"},
-                                                                                     {"--z", "2.."},
-                                                                                     {"--t", "2"},
-                                                                                     {"--channels", "2..2"},
-                                                                                     {"--pixel-size", "0.325"},
-                                                                                     {"--pixel-size", "300nm..0.4um"},
-                                                                                     {"--size", "1kB.."}}) {
+  const std::vector<std::vector<std::string>> ranges = {{"--z", "3"},
+                                                        {"--z", "2..10"},
+                                                        {"--z", "2.."},
+                                                        {"--t", "2"},
+                                                        {"--channels", "2..2"},
+                                                        {"--pixel-size", "0.325"},
+                                                        {"--pixel-size", "300nm..0.4um"},
+                                                        {"--size", "1kB.."}};
+  for (const std::vector<std::string>& range : ranges) {
     EXPECT_THAT(Find(range), testing::Contains(kStack)) << range[0] << " " << range[1];
   }
   EXPECT_THAT(Find({"--z", "..2"}), Not(testing::Contains(kStack)));
@@ -120,20 +121,24 @@ TEST_F(FindTest, AnObjectiveIsFoundByAPartOfItsName) {
   EXPECT_THAT(Find({"--objective", "40x"}), IsEmpty());
 }
 
-TEST_F(FindTest, WhatIsNoRangeIsWrongUse) {
-  for (const std::vector<std::string>& wrong : std::vector<std::vector<std::string>>{{"find"},
-                                                                                     {"find", "--z", "5..2"},
-                                                                                     {"find", "--z", ".."},
-                                                                                     {"find", "--z", "many"},
-                                                                                     {"find", "--z", "-1"},
-                                                                                     {"find", "--z", ""},
-                                                                                     {"find", "--size", "2 apples"},
-                                                                                     {"find", "--pixel-size", "0.1..x"},
-                                                                                     {"find", "--experiment", "x"},
-                                                                                     {"find", "--since", "soon"},
-                                                                                     {"find", "a", "--json", "-0"}}) {
-    const SRunResult run = Run(wrong);
-    EXPECT_EQ(run.status, 2) << testing::PrintToString(wrong);
+TEST_F(FindTest, WhatIsNoRangeOrSaysNothingIsWrongUse) {
+  const std::vector<std::vector<std::string>> wrong = {{},
+                                                       {""},
+                                                       {" \n", "\x01"},
+                                                       {"--z", "5..2"},
+                                                       {"--z", ".."},
+                                                       {"--z", "many"},
+                                                       {"--z", "-1"},
+                                                       {"--z", ""},
+                                                       {"--size", "2 apples"},
+                                                       {"--pixel-size", "0.1..x"},
+                                                       {"--experiment", "x"},
+                                                       {"--since", "soon"},
+                                                       {"a", "--json", "-0"}};
+  for (std::vector<std::string> arguments : wrong) {
+    arguments.insert(arguments.begin(), "find");
+    const SRunResult run = Run(arguments);
+    EXPECT_EQ(run.status, 2) << testing::PrintToString(arguments);
     EXPECT_THAT(run.err, Not(IsEmpty()));
   }
 }
@@ -238,6 +243,20 @@ TEST_F(FindTest, TheIndexHasTheRightsOfTheDatabaseAndIsNone) {
   }
 }
 
+TEST_F(FindTest, TheIndexOfTheUsersOwnDatabaseIsForTheUserAlone) {
+  const std::string index = m_program.DefaultDatabase() + ".find";
+  EXPECT_EQ(m_program.Run({"make", Image(kStack)}).status, 0);
+  EXPECT_EQ(m_program.Run({"find", "stack"}).status, 0);
+  EXPECT_EQ(std::filesystem::status(index).permissions(), std::filesystem::perms(0600));
+  std::filesystem::permissions(index, std::filesystem::perms(0644));
+  const SRunResult narrowed = m_program.Run({"find", "stack"});
+  EXPECT_THAT(narrowed.err, HasSubstr("was open to other users"));
+  EXPECT_EQ(std::filesystem::status(index).permissions(), std::filesystem::perms(0600));
+  std::filesystem::rename(index, index + ".elsewhere");
+  std::filesystem::create_symlink(index + ".elsewhere", index);
+  EXPECT_EQ(m_program.Run({"find", "stack"}).status, 2);
+}
+
 TEST_F(FindTest, ManyMayFindAtOnce) {
   std::vector<std::unique_ptr<CProgram::CProcess>> runs;
   for (int i = 0; i < 4; ++i) {
@@ -276,12 +295,43 @@ TEST_F(FindTest, WritesAGalleryOfWhatItFinds) {
   EXPECT_EQ(gallery.Card(kStack)["facts"]["z"], 3);
 }
 
-TEST_F(FindTest, ADatabaseThatMayOnlyBeReadIsSearchedAllTheSame) {
-  if (geteuid() == 0) GTEST_SKIP() << "nothing is forbidden to root";
-  std::filesystem::permissions(m_program.Database(), std::filesystem::perms(0400));
-  EXPECT_THAT(Find({"zurich"}), ElementsAre(kZurich));
-  EXPECT_THAT(m_said, HasSubstr("anew each time"));
+// Finds as somebody else, who may write into no folder but that of temporary files.
+class FindForeignTest : public FindTest {
+ protected:
+  void SetUp() override {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can be somebody else";
+    Open(m_program.Folder().Path(), 0755);
+    Open(m_program.Folder().MakeFolder("out"), 0777);
+    Open(m_program.Database(), 0644);
+    m_program.SetEnvironment("TMPDIR=" + m_program.Folder().Path("out"));
+  }
+  static void Open(const std::string& path, unsigned rights) {
+    std::filesystem::permissions(path, std::filesystem::perms(rights));
+  }
+  SRunResult FindAsNobody(const std::string& word) {
+    return m_program.RunUnder({"setpriv", "--reuid=61001", "--regid=61001", "--clear-groups"},
+                              {"find", "--db", m_program.Database(), word});
+  }
+  void ExpectNothingLeftBehind() const { EXPECT_TRUE(std::filesystem::is_empty(m_program.Folder().Path("out"))); }
+};
+
+TEST_F(FindForeignTest, ADatabaseThatMayOnlyBeReadIsSearchedAllTheSame) {
+  const SRunResult run = FindAsNobody("zurich");
+  EXPECT_THAT(run.out, HasSubstr(kZurich));
+  EXPECT_THAT(run.err, HasSubstr("anew each time"));
   EXPECT_FALSE(std::filesystem::exists(Index()));
+  ExpectNothingLeftBehind();
+}
+
+TEST_F(FindForeignTest, AnIndexThatMayNotBeWrittenToIsReplacedByATemporaryOne) {
+  Find({"zurich"});
+  Open(m_program.Folder().Path(), 0777);
+  Open(m_program.Database(), 0666);
+  Execute(m_program.Database(), "UPDATE history SET userID = 'x'; DELETE FROM cache WHERE filename LIKE '%stack%'");
+  const SRunResult run = FindAsNobody("zurich");
+  EXPECT_THAT(run.out, HasSubstr(kZurich));
+  EXPECT_THAT(run.err, HasSubstr("a temporary one is made"));
+  ExpectNothingLeftBehind();
 }
 
 }  // namespace

@@ -73,6 +73,20 @@ TEST_F(LiveGalleryTest, TheFilterCountsItsHits) {
   ExpectSoon("status() === '2 of 4 pictures' && names() === 'field 2.png field 10.png'");
 }
 
+TEST_F(LiveGalleryTest, TheSearchGoesBeyondTheFolder) {
+  ExpectSoon("all('#folders a').length === 1");
+  Run("all('#folders a')[0].click();");
+  ExpectSoon("all('.card img').length === 1 && all('.card img')[0].naturalWidth > 0");
+  Run("all('#path a')[0].click();");
+  ExpectSoon("status() === '4 pictures'");
+  const std::string type = "const filter = document.getElementById('filter'); filter.value = '";
+  Run(type + "DEEP'; filter.dispatchEvent(new Event('input'));");
+  ExpectSoon("names() === 'deep.png' && all('.card img').length === 1 && all('.card img')[0].naturalWidth > 0");
+  EXPECT_EQ(Run("return all('h2').map(each => each.textContent).join();"), "below");
+  Run(type + "'; filter.dispatchEvent(new Event('input'));");
+  ExpectSoon("status() === '4 pictures' && !names().includes('deep.png')");
+}
+
 TEST_F(LiveGalleryTest, AClickShowsTheLargerPictureWithItsTexts) {
   ExpectSoon("all('.card img').length === 3");
   Run("all('.card').find(each => each.textContent.includes('stack')).querySelector('.shot').click();");
