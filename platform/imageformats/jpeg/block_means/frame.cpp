@@ -59,7 +59,7 @@ void SJpegComponent::KeepQuantisers(const std::array<std::uint16_t, 64>& table) 
     const int column = kNaturalOrder[k] % 8, row = kNaturalOrder[k] / 8;
     const double weight = table[k] * HalfMean(column) * HalfMean(row);
     if (weight == 0.0) continue;
-    weights[k].weight = std::llround(weight * kWeightOne);
+    weights[k].weight = std::llround(std::ldexp(weight, SJpegComponent::kWeightBits));
     weights[k].detail = row == 0      ? &SQuarterDetail::left
                         : column == 0 ? &SQuarterDetail::upper
                                       : &SQuarterDetail::diagonal;

@@ -32,12 +32,12 @@ struct SJpegComponent {
   bool hasQuarters = false;
   std::vector<SQuarterDetail> details;
   std::vector<std::uint8_t> isColumnCut, isRowCut;  // of blocks: whether those in it are taken apart
-  // What an AC coefficient of 1 adds to one of them, in parts of kWeightOne; null for those that change none.
+  // What an AC coefficient of 1 adds to one of them, in parts of 2 to the kWeightBits; null for those that change none.
   struct SWeight {
     std::int16_t SQuarterDetail::*detail = nullptr;
     std::int64_t weight = 0;
   };
-  static constexpr std::int64_t kWeightOne = 256;
+  static constexpr unsigned kWeightBits = 8;
   std::array<SWeight, kLastQuarterCoefficient + 1> weights{};
 
   SJpegComponent() { missingBits.fill(-1); }
@@ -53,7 +53,8 @@ struct SJpegComponent {
   void AddCoefficient(std::size_t block, unsigned k, int value) noexcept {
     if (weights[k].detail == nullptr) return;
     std::int16_t& detail = details[block].*weights[k].detail;
-    const std::int64_t sum = detail + (value * weights[k].weight + kWeightOne / 2) / kWeightOne;
+    constexpr std::int64_t kHalf = 1 << (kWeightBits - 1);
+    const std::int64_t sum = detail + ((value * weights[k].weight + kHalf) >> kWeightBits);
     detail = static_cast<std::int16_t>(std::clamp<std::int64_t>(sum, -32767, 32767));
   }
   void KeepQuantisers(const std::array<std::uint16_t, 64>& table);
