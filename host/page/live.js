@@ -6,8 +6,8 @@ class CLiveGallery extends CGallery {
     this.folder = folder;
     this.emptyText = 'Looking into the folder…';
     this.setCards([]);
-    const answer = await fetch(`list?folder=${encodeURIComponent(folder)}`);
-    const list = answer.ok ? await answer.json() : {folders: [], files: [], error: await answer.text()};
+    await this.follow();
+    const list = await this.list(folder);
     if (this.folder !== folder) return;
     this.emptyText = list.error ?? (list.folders.length ? 'No pictures here, but in the folders' : undefined);
     this.byPath = new Map();
@@ -19,6 +19,40 @@ class CLiveGallery extends CGallery {
     this.grid.current = 0;
     this.grid.expectedLines = 4;
     this.setCards(cards);
+  }
+
+  async list(folder) {
+    const answer = await fetch(`list?folder=${encodeURIComponent(folder)}`);
+    return answer.ok ? await answer.json() : {folders: [], files: [], error: await answer.text()};
+  }
+
+  // From now on the server tells of changes in the folder, so that what is listed afterwards stays true.
+  async follow() {
+    if (!this.client) return;
+    this.told = undefined;
+    await fetch('want', {method: 'POST', body: JSON.stringify({client: this.client, folder: this.folder, visible: [], next: []})});
+  }
+
+  // What has not changed stays as it is; what has changed is shown as it was until its new picture comes.
+  async listAgain() {
+    const {folder} = this, list = await this.list(folder);
+    if (this.folder !== folder || !this.byPath || list.error) return;
+    const before = this.byPath, below = folder ? `${folder}/` : '';
+    const isSame = (card, size, time) => card?.facts.size === size && card.facts.time === time;
+    const isChanged = ([name, size, time]) => !isSame(before.get(below + name), size, time);
+    this.showFolders(below, list.folders);
+    if (list.files.length === before.size && !list.files.some(isChanged)) return;
+    this.byPath = new Map();
+    const cards = list.files.map(([name, size, time]) => {
+      const path = below + name, old = before.get(path);
+      if (!isSame(old, size, time)) return Object.assign(this.cardOf(path, size, time), {source: old?.source});
+      this.byPath.set(path, old);
+      return old;
+    });
+    this.told = undefined;
+    const focused = document.activeElement?.closest?.('.card')?.box?.card.path;
+    this.setCards(cards);
+    if (focused && this.byPath.has(focused)) this.grid.focusCard(this.byPath.get(focused));
   }
 
   cardOf(path, size, time) {
@@ -48,8 +82,10 @@ class CLiveGallery extends CGallery {
     this.events = new EventSource('events');
     this.events.addEventListener('hello', event => {
       this.client = event.data;
-      this.told = undefined;
-      this.grid.draw();
+      this.follow().then(() => this.opening).then(() => this.listAgain()).then(() => this.grid.draw());
+    });
+    this.events.addEventListener('folder', event => {
+      if (JSON.parse(event.data).folder === this.folder) this.listAgain();
     });
     this.events.onmessage = event => this.onPicture(JSON.parse(event.data));
   }
@@ -63,7 +99,7 @@ class CLiveGallery extends CGallery {
   onVisible(visible, next) {
     if (!this.client) return;
     const pathsOf = cards => cards.map(card => card.path);
-    const wish = JSON.stringify({client: this.client, visible: pathsOf(visible), next: pathsOf(next)});
+    const wish = JSON.stringify({client: this.client, folder: this.folder, visible: pathsOf(visible), next: pathsOf(next)});
     if (wish === this.told) return;
     this.told = wish;
     clearTimeout(this.waiting);
@@ -76,7 +112,7 @@ class CLiveGallery extends CGallery {
     const knew = card.brief !== undefined, {size, time} = card.facts;
     if (facts) Object.assign(card, facts, {facts: {...facts.facts, size, time}, searched: undefined, path, name: card.name});
     if (state === 'ready') {
-      card.source = `thumbnail?path=${encodeURIComponent(path)}&v=${version}`;
+      card.source = `thumbnail?path=${encodeURIComponent(path)}&v=${version}&time=${card.facts.time}`;
       card.reason = undefined;
     } else {
       card.reason = 'cannot be shown';
@@ -124,7 +160,7 @@ function hashOf(folder) { return `#${encodeURIComponent(folder)}`; }
   const gallery = new CLiveGallery();
   gallery.viewer.large = gallery.large;
   gallery.viewer.describe = gallery.describe;
-  const go = () => gallery.open(decodeURIComponent(location.hash.slice(1)));
+  const go = () => { gallery.opening = gallery.open(decodeURIComponent(location.hash.slice(1))); };
   addEventListener('hashchange', go);
   document.addEventListener('visibilitychange', () => {
     if (document.hidden) gallery.disconnect(); else gallery.connect();

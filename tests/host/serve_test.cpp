@@ -125,6 +125,25 @@ TEST_F(ServeTest, ShowsChosenPlanesLarger) {
   EXPECT_EQ(Events(events, 1).at("stack.ome.tif")["card"]["facts"]["z"], 3);
 }
 
+TEST_F(ServeTest, TellsOfChangesInTheFolderThatAClientShows) {
+  const CHttpClient client = Start();
+  CEventReader above(client), below(client);
+  const auto show = [&](CEventReader& reader, const std::string& folder) {
+    const json wish = {
+        {"client", reader.Next()}, {"folder", folder}, {"visible", json::array()}, {"next", json::array()}};
+    EXPECT_EQ(client.Post("want", wish.dump()).status, 200);
+  };
+  show(above, "");
+  show(below, "below");
+  WritePng(m_images + "/below/c.png", 60, 40, kRed);
+  EXPECT_EQ(below.Next(), R"({"folder":"below"})");
+  WritePng(m_images + "/c.png", 60, 40, kRed);
+  EXPECT_EQ(above.Next(), R"({"folder":""})");
+  std::filesystem::remove(m_images + "/c.png");
+  EXPECT_EQ(above.Next(), R"({"folder":""})");
+  EXPECT_EQ(client.Post("want", R"({"client":"1","folder":"../outside","visible":[],"next":[]})").status, 200);
+}
+
 TEST_F(ServeTest, RefusesWhoeverDoesNotKnowTheAddress) {
   const CHttpClient client = Start();
   EXPECT_EQ(client.Get("").status, 200);
