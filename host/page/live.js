@@ -26,11 +26,18 @@ class CLiveGallery extends CGallery {
     return answer.ok ? await answer.json() : {folders: [], files: [], error: await answer.text()};
   }
 
-  // From now on the server tells of changes in the folder, so that what is listed afterwards stays true.
-  async follow() {
+  // From now on the server tells of changes in the folder, so that what is listed afterwards stays true; and it tells
+  // anew of the pictures that are wanted afterwards, but for those that stay.
+  async follow(staying = []) {
     if (!this.client) return;
     this.told = undefined;
-    await fetch('want', {method: 'POST', body: JSON.stringify({client: this.client, folder: this.folder, visible: [], next: []})});
+    await this.want(staying, []);
+  }
+
+  want(visible, next) {
+    this.wanted = [...visible, ...next];
+    const wish = {client: this.client, folder: this.folder, visible, next};
+    return fetch('want', {method: 'POST', body: JSON.stringify(wish)});
   }
 
   // What has not changed stays as it is; what has changed is shown as it was until its new picture comes.
@@ -42,21 +49,24 @@ class CLiveGallery extends CGallery {
     const isChanged = ([name, size, time]) => !isSame(before.get(below + name), size, time);
     this.showFolders(below, list.folders);
     if (list.files.length === before.size && !list.files.some(isChanged)) return;
-    this.byPath = new Map();
+    const byPath = this.byPath = new Map();
     const cards = list.files.map(([name, size, time]) => {
       const path = below + name, old = before.get(path);
-      if (!isSame(old, size, time)) return Object.assign(this.cardOf(path, size, time), {source: old?.source});
-      this.byPath.set(path, old);
+      if (!isSame(old, size, time)) return Object.assign(this.cardOf(path, size, time), {source: old?.source, brief: old?.brief});
+      byPath.set(path, old);
       return old;
     });
-    this.told = undefined;
+    await this.follow((this.wanted ?? []).filter(path => byPath.get(path) === before.get(path)));
+    if (this.folder !== folder || this.byPath !== byPath) return;
     const focused = document.activeElement?.closest?.('.card')?.box?.card.path;
     this.setCards(cards);
     if (focused && this.byPath.has(focused)) this.grid.focusCard(this.byPath.get(focused));
   }
 
   cardOf(path, size, time) {
-    const card = {...cardOf({path}), facts: {size, time}, picture() { return this.source; }};
+    // The address of its pictures is another one than that of former versions, which the browser may still have.
+    this.made = (this.made ?? 0) + 1;
+    const card = {...cardOf({path}), facts: {size, time}, made: this.made, picture() { return this.source; }};
     card.folder = '';  // it stands above the page
     this.byPath.set(path, card);
     return card;
@@ -99,11 +109,11 @@ class CLiveGallery extends CGallery {
   onVisible(visible, next) {
     if (!this.client) return;
     const pathsOf = cards => cards.map(card => card.path);
-    const wish = JSON.stringify({client: this.client, folder: this.folder, visible: pathsOf(visible), next: pathsOf(next)});
+    const wish = JSON.stringify([this.client, this.folder, pathsOf(visible), pathsOf(next)]);
     if (wish === this.told) return;
     this.told = wish;
     clearTimeout(this.waiting);
-    this.waiting = setTimeout(() => fetch('want', {method: 'POST', body: wish}), 60);
+    this.waiting = setTimeout(() => this.want(pathsOf(visible), pathsOf(next)), 60);
   }
 
   onPicture({path, state, version, card: facts}) {
@@ -112,7 +122,7 @@ class CLiveGallery extends CGallery {
     const knew = card.brief !== undefined, {size, time} = card.facts;
     if (facts) Object.assign(card, facts, {facts: {...facts.facts, size, time}, searched: undefined, path, name: card.name});
     if (state === 'ready') {
-      card.source = `thumbnail?path=${encodeURIComponent(path)}&v=${version}&time=${card.facts.time}`;
+      card.source = `thumbnail?path=${encodeURIComponent(path)}&v=${version}&made=${card.made}`;
       card.reason = undefined;
     } else {
       card.reason = 'cannot be shown';
