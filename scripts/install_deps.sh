@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need, and only those that are missing.
 #   scripts/install_deps.sh [--list] [GROUP...]
-#     groups: build optional test format clang fuzz sources coverage threads package cluster desktop browser peers bench;
+#     groups: build optional python test format clang fuzz sources coverage threads package cluster desktop browser peers bench;
 #     default: build
 # Needs bash and apt; works as root or through sudo. This is the only place that names packages.
 set -euo pipefail
@@ -14,8 +14,10 @@ build_packages=(g++ cmake ninja-build pkg-config binutils
                 libcli11-dev nlohmann-json3-dev libfmt-dev libcpp-httplib-dev)
 # Formats that are read when these were there at build time.
 optional_packages=(libheif-dev libde265-dev libjxl-dev)
+# The Python module is made when these are there at build time.
+python_packages=(pybind11-dev python3-dev python3-numpy)
 # The sanitizers of GCC come with g++.
-test_packages=(libgtest-dev libgmock-dev libbenchmark-dev libspng-dev)
+test_packages=(libgtest-dev libgmock-dev libbenchmark-dev libspng-dev "${python_packages[@]}")
 format_packages=(clang-format)
 clang_packages=(clang)
 # llvm turns the addresses in reports into lines.
@@ -23,7 +25,8 @@ fuzz_packages=(clang libclang-rt-dev llvm)
 coverage_packages=(gcovr)
 # Valgrind, for its checks of threads.
 threads_packages=(valgrind)
-package_packages=(dpkg-dev file)
+# Makes packages and checks them: what is in them, what they promise to programs, what a desktop reads.
+package_packages=(dpkg-dev file lintian abigail-tools appstream desktop-file-utils)
 # Sources of packages, fetched and unpacked.
 sources_packages=(dpkg-dev)
 # A browser, to try the pages with.
@@ -42,7 +45,7 @@ list_only=false
 groups=()
 for argument in "$@"; do
   case $argument in
-    build | optional | test | format | clang | fuzz | sources | coverage | threads | package | cluster | desktop | browser | peers | bench) groups+=("$argument") ;;
+    build | optional | python | test | format | clang | fuzz | sources | coverage | threads | package | cluster | desktop | browser | peers | bench) groups+=("$argument") ;;
     --list) list_only=true ;;
     -h | --help) usage; exit 0 ;;
     *) echo "install_deps.sh: unknown group '$argument'" >&2; usage >&2; exit 2 ;;

@@ -113,7 +113,7 @@ stage_clang() { count_step watched clang-tsa-build build_preset clang-tsa; }
 
 check_format() {
   local files=()
-  mapfile -t files < <(find "$root"/{include,gnr_thumbnailcache,platform,host,tools,tests,fuzz,bench,docs} \
+  mapfile -t files < <(find "$root"/{include,gnr_thumbnailcache,platform,host,python,tools,tests,fuzz,bench,docs} \
     \( -name '*.h' -o -name '*.cpp' \) -type f | LC_ALL=C sort)
   local report
   report=$(printf '%s\0' "${files[@]}" | xargs -0 clang-format --dry-run -Werror 2>&1) && return 0

@@ -18,9 +18,9 @@ const char16_t QV_RegistrationData[] =
 CQvThumbnailCacheHolder CQvThumbnailCacheImpl::ptrWrap;
 
 // A process that ends from inside a listener leaves the service to the system: deleting it would wait for that
-// listener.
+// listener. So does one that was forked from the process which has the database open, whose workers it would wait for.
 CQvThumbnailCacheHolder::~CQvThumbnailCacheHolder() {
-  if (CMakingThread::IsHere()) return;
+  if (CMakingThread::IsHere() || (m_instance && m_instance->IsOpenElsewhere())) return;
   delete m_instance;
   m_instance = nullptr;
 }

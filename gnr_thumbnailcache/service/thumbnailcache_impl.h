@@ -41,6 +41,8 @@ class CQvThumbnailCacheImpl : public IQvThumbnailCache, public virtual CQvClass 
   ~CQvThumbnailCacheImpl() override;
 
   QV_EXPORT static CQvThumbnailCacheHolder ptrWrap;
+  // True in a process that was forked from the one that has the database open.
+  bool IsOpenElsewhere() const noexcept { return m_workers.AreOfAnotherProcess(); }
 
   std::int32_t AddRef() override;
   std::int32_t Release() override;

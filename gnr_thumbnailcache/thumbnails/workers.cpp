@@ -1,5 +1,7 @@
 #include "gnr_thumbnailcache/thumbnails/workers.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "gnr_thumbnailcache/base/format_manager.h"
@@ -8,6 +10,7 @@
 
 int CThumbnailWorkers::StartWorkers() noexcept {
   m_cache.AllowWaiting();
+  m_process = getpid();
   int result = 0;
   for (SWorkerThread& thread : m_threads) {
     result = pthread_create(&thread.handle, nullptr, RunWorker, this);
@@ -19,6 +22,8 @@ int CThumbnailWorkers::StartWorkers() noexcept {
 bool CThumbnailWorkers::AreRunning() const noexcept {
   return std::any_of(m_threads.begin(), m_threads.end(), [](const SWorkerThread& thread) { return thread.started; });
 }
+
+bool CThumbnailWorkers::AreOfAnotherProcess() const noexcept { return AreRunning() && m_process != getpid(); }
 
 void CThumbnailWorkers::StopWorkers() noexcept {
   m_cache.StopWaiting();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <pthread.h>
+#include <sys/types.h>
 
 #include <array>
 #include <functional>
@@ -20,6 +21,8 @@ class CThumbnailWorkers {
   // The result of the last pthread_create. What was started runs, whatever became of the others.
   int StartWorkers() noexcept;
   bool AreRunning() const noexcept;
+  // True in a process that was forked while they ran: they stayed in the other one.
+  bool AreOfAnotherProcess() const noexcept;
   // Returns when both have ended what they are at; what is queued stays queued.
   void StopWorkers() noexcept;
 
@@ -36,4 +39,5 @@ class CThumbnailWorkers {
   CThumbnailResolver& m_resolver;
   std::function<void(const std::wstring& location)> m_onFinished;
   std::array<SWorkerThread, 2> m_threads;
+  pid_t m_process = 0;  // that started them
 };

@@ -23,6 +23,7 @@ void AddThumbnailCommand(CCommand program, SOutcome& outcome);
 void AddInfoCommand(CCommand program, SOutcome& outcome);
 void AddPlateCommand(CCommand program, SOutcome& outcome);
 void AddGalleryCommand(CCommand program, SOutcome& outcome);
+void AddFindCommand(CCommand program);
 void AddServeCommand(CCommand program);
 void AddWatchCommand(CCommand program);
 void AddImportCommand(CCommand program, SOutcome& outcome);

@@ -1,5 +1,6 @@
 #include "host/commands/experiment_records.h"
 
+#include "host/commands/experiment_text.h"
 #include "host/session/bookkeeping_rows.h"
 #include "host/session/diagnostics.h"
 
@@ -27,6 +28,19 @@ SExperimentRecord::SExperimentRecord(IQvThumbnailCache& service, int id) {
   SQvExperiment* read = nullptr;
   service.ReadExperiment(&read, &planes, &time, id);
   experiment.reset(read);
+}
+
+CJson SExperimentRecord::Summary(int id) const {
+  return {{"experiment", id},
+          {"acquired", JsonTime(time)},
+          {"loops", SummarizeLoops(*experiment)},
+          {"planes", planes.planes.size()}};
+}
+
+CJson SExperimentRecord::Json(int id) const {
+  CJson document = {{"experiment", id}, {"acquired", JsonTime(time)}};
+  document["loops"] = ExperimentJson(*experiment, planes);
+  return document;
 }
 
 bool StoreExperiment(CSession& session, const SImageExperiment& image, double time, int storedID, int* id,

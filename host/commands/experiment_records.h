@@ -3,6 +3,7 @@
 #include <string>
 
 #include "host/files/image_experiment.h"
+#include "host/output/json.h"
 #include "host/session/session.h"
 
 namespace qvhost {
@@ -14,6 +15,10 @@ struct SExperimentRecord {
   double time = 0.0;  // Julian day number, 0 unknown
 
   SExperimentRecord(IQvThumbnailCache& service, int id);
+
+  // In a list, and with all its loops; of one that is there.
+  CJson Summary(int id) const;
+  CJson Json(int id) const;
 };
 
 // Stores an image's experiment, or refreshes the equal one that is stored; *id receives its number. A time that is

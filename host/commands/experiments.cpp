@@ -76,12 +76,7 @@ void Show(const SArguments& arguments) {
   session.Open(arguments.database, EDatabaseNeed::Look);
   const SExperimentRecord stored(session.Service(), arguments.experiment);
   if (!stored.experiment) throw NoSuchExperiment(arguments.experiment);
-  if (arguments.json) {
-    CJson document = {{"experiment", arguments.experiment}, {"acquired", JsonTime(stored.time)}};
-    document["loops"] = ExperimentJson(*stored.experiment, stored.planes);
-    PrintJson(document);
-    return;
-  }
+  if (arguments.json) return PrintJson(stored.Json(arguments.experiment));
   const std::string time = FormatTime(stored.time);
   std::printf("Experiment %d%s\n", arguments.experiment, time.empty() ? "" : (", acquired " + time).c_str());
   PrintExperiment(*stored.experiment, stored.planes);
@@ -104,12 +99,9 @@ void List(const SArguments& arguments) {
   for (const int id : ListedIDs(arguments, session)) {
     const SExperimentRecord stored(session.Service(), id);
     if (!stored.experiment) continue;
-    const std::string loops = SummarizeLoops(*stored.experiment);
-    document.push_back({{"experiment", id},
-                        {"acquired", JsonTime(stored.time)},
-                        {"loops", loops},
-                        {"planes", stored.planes.planes.size()}});
-    table.Add({std::to_string(id), FormatTime(stored.time), loops, std::to_string(stored.planes.planes.size())});
+    document.push_back(stored.Summary(id));
+    table.Add({std::to_string(id), FormatTime(stored.time), SummarizeLoops(*stored.experiment),
+               std::to_string(stored.planes.planes.size())});
   }
   PrintList(arguments.json, document, table, "no experiments");
 }

@@ -25,34 +25,14 @@ struct SArguments {
   bool json = false, endedByZero = false, dryRun = false;
 };
 
-// Of the user, or of all.
-std::vector<SRecordedFile> ReadRecordsByTime(CSession& session, const SArguments& arguments) {
-  if (arguments.user.empty()) {
-    return CBookkeepingRows(session.DatabasePath()).FindRecords(arguments.range.From(), arguments.range.To());
-  }
-  const CQvStringW user = CQvStringUtils::UTF8toW(arguments.user);
-  std::vector<SHistoryRecord> read = ReadHistory(session, user, arguments.range.From(), arguments.range.To());
-  std::sort(read.begin(), read.end(), [](const SHistoryRecord& a, const SHistoryRecord& b) {
-    return a.time != b.time ? a.time < b.time : a.file < b.file;
-  });
-  std::vector<SRecordedFile> records;
-  for (const SHistoryRecord& record : read) {
-    records.push_back({CQvStringUtils::WtoUTF8(record.file).Str(), arguments.user, record.time, record.experiment});
-  }
-  return records;
-}
-
 void List(const SArguments& arguments) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Look);
   CTable table({"Acquired", "User", "Experiment", "File"}, {false, false, true, false});
   CJson document = CJson::array();
-  for (const SRecordedFile& record : ReadRecordsByTime(session, arguments)) {
-    const CJson experiment = record.experiment != 0 ? CJson(record.experiment) : CJson(nullptr);
-    document.push_back({{"acquired", JsonTime(record.time)},
-                        {"user", record.user},
-                        {"experiment", experiment},
-                        {"file", record.file}});
+  for (const SRecordedFile& record :
+       ReadRecordsByTime(session, arguments.user, arguments.range.From(), arguments.range.To())) {
+    document.push_back(RecordJson(record));
     table.Add({FormatTime(record.time), Printable(record.user),
                record.experiment != 0 ? std::to_string(record.experiment) : "-", Printable(record.file)});
   }
@@ -66,10 +46,7 @@ void ListUsers(const SArguments& arguments) {
   CTable table({"User", "Records", "First", "Last"}, {false, true, false, false});
   CJson document = CJson::array();
   for (const SHistoryUser& user : CBookkeepingRows(session.DatabasePath()).Users()) {
-    document.push_back({{"user", user.name},
-                        {"records", user.records},
-                        {"first", JsonTime(user.first)},
-                        {"last", JsonTime(user.last)}});
+    document.push_back(UserJson(user));
     table.Add({Printable(user.name), FormatCount(user.records), FormatTime(user.first), FormatTime(user.last)});
   }
   PrintList(arguments.json, document, table, "no history");

@@ -1,5 +1,7 @@
 #include "host/commands/history_records.h"
 
+#include <algorithm>
+
 #include "host/session/diagnostics.h"
 
 namespace qvhost {
@@ -14,6 +16,31 @@ std::vector<SHistoryRecord> ReadHistory(CSession& session, const CQvStringW& use
   std::vector<SHistoryRecord> records;
   for (std::size_t i = 0; i < times.size(); ++i) records.push_back({times[i], experiments[i], files[i]});
   return records;
+}
+
+std::vector<SRecordedFile> ReadRecordsByTime(CSession& session, const std::string& user, double from, double to) {
+  if (user.empty()) return CBookkeepingRows(session.DatabasePath()).FindRecords(from, to);
+  std::vector<SHistoryRecord> read = ReadHistory(session, CQvStringUtils::UTF8toW(user), from, to);
+  std::sort(read.begin(), read.end(), [](const SHistoryRecord& a, const SHistoryRecord& b) {
+    return a.time != b.time ? a.time < b.time : a.file < b.file;
+  });
+  std::vector<SRecordedFile> records;
+  for (const SHistoryRecord& record : read) {
+    records.push_back({CQvStringUtils::WtoUTF8(record.file).Str(), user, record.time, record.experiment});
+  }
+  return records;
+}
+
+CJson RecordJson(const SRecordedFile& record) {
+  return {{"acquired", JsonTime(record.time)},
+          {"user", record.user},
+          {"experiment", record.experiment != 0 ? CJson(record.experiment) : CJson(nullptr)},
+          {"file", record.file}};
+}
+
+CJson UserJson(const SHistoryUser& user) {
+  return {
+      {"user", user.name}, {"records", user.records}, {"first", JsonTime(user.first)}, {"last", JsonTime(user.last)}};
 }
 
 double FindEarliestAcquisition(CSession& session) {

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <string>
 #include <vector>
 
+#include "host/output/json.h"
+#include "host/session/bookkeeping_rows.h"
 #include "host/session/session.h"
 
 namespace qvhost {
@@ -15,6 +18,12 @@ struct SHistoryRecord {
 
 // Those with from <= time < to, in no particular order. Throws CHostError.
 std::vector<SHistoryRecord> ReadHistory(CSession& session, const CQvStringW& user, double from, double to);
+
+// The same by time, of a user, or of all users when `user` is empty.
+std::vector<SRecordedFile> ReadRecordsByTime(CSession& session, const std::string& user, double from, double to);
+
+CJson RecordJson(const SRecordedFile& record);
+CJson UserJson(const SHistoryUser& user);
 
 // The earliest time of all users; 0 when there is no history. Throws CHostError.
 double FindEarliestAcquisition(CSession& session);

@@ -14,6 +14,7 @@ void AddVerbs(CCommand program, SOutcome& outcome) {
   AddThumbnailCommand(program, outcome);
   AddInfoCommand(program, outcome);
   AddGalleryCommand(program, outcome);
+  AddFindCommand(program);
   AddServeCommand(program);
   AddWatchCommand(program);
   AddPlateCommand(program, outcome);

@@ -9,6 +9,8 @@
 #include "host/host_error.h"
 #include "host/output/text.h"
 #include "host/rescue/page_size.h"
+#include "host/session/database_choice.h"
+#include "host/session/database_stamp.h"
 
 namespace qvhost {
 namespace {
@@ -21,8 +23,8 @@ constexpr std::size_t kLeastUsable = 480;
 }  // namespace
 
 CPageFile::CPageFile(const std::string& path)
-    : m_path(WithoutLinks(path)),
-      m_stamps(m_path),
+    : m_path(RealDatabasePath(path)),
+      m_stamp(StampOfDatabase(m_path)),
       m_file(m_path),
       m_logFile(m_path + "-wal"),
       m_journalFile(m_path + "-journal") {
@@ -76,7 +78,7 @@ CBytes CPageFile::Read(std::uint32_t number) const {
 }
 
 void CPageFile::RequireUnchanged() const {
-  if (m_stamps == CDatabaseStamps(m_path)) return;
+  if (m_stamp == StampOfDatabase(m_path)) return;
   throw CHostError(fmt::format("{} was written to meanwhile; run again when nobody uses it", Printable(m_path)));
 }
 

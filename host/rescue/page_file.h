@@ -8,7 +8,6 @@
 #include "host/rescue/big_endian.h"
 #include "host/rescue/byte_file.h"
 #include "host/rescue/page_log.h"
-#include "host/session/database_stamps.h"
 
 namespace qvhost {
 
@@ -42,7 +41,7 @@ class CPageFile {
   std::size_t ClaimedPageSize(CBytes header) const;
 
   const std::string m_path;
-  const CDatabaseStamps m_stamps;
+  const std::string m_stamp;
   CByteFile m_file;
   CByteFile m_logFile, m_journalFile;
   std::optional<SPageLog> m_log;

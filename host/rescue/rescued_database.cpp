@@ -8,6 +8,7 @@
 #include "host/host_error.h"
 #include "host/output/text.h"
 #include "host/session/database_error.h"
+#include "host/session/database_stamp.h"
 #include "host/session/session.h"
 
 namespace qvhost {

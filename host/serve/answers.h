@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 
+#include "host/serve/folder_search.h"
 #include "host/serve/live_thumbnails.h"
 #include "host/serve/picture_process.h"
 #include "host/serve/served_folder.h"
@@ -42,6 +43,7 @@ class CAnswers {
  private:
   void Follow(std::uint64_t client, const std::string& name);
   SAnswer List(const std::string& name);
+  SAnswer Search(const std::string& words);
   SAnswer Card(const std::string& path, const std::string& name);
   SAnswer Thumbnail(const std::string& path);
   SAnswer Picture(const std::string& path, const CParameters& parameters);
@@ -51,6 +53,7 @@ class CAnswers {
   CPictureProcess& m_pictures;
   CLiveThumbnails& m_thumbnails;
   CShownFolders& m_folders;
+  CFolderSearch m_search;
   const std::string m_page;
   const std::string m_script;
 };

@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "host/host_error.h"
-#include "host/session/database_stamps.h"
+#include "host/session/database_stamp.h"
 
 namespace qvhost {
 namespace {
@@ -55,9 +55,9 @@ CDatabaseCopy::~CDatabaseCopy() {
 void CDatabaseCopy::CopyWhileUnchanged(const std::string& path) {
   for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
     if (attempt > 0) std::this_thread::sleep_for(kPause);
-    const CDatabaseStamps before(path);
+    const std::string before = StampOfDatabase(path);
     for (const char* tail : kDatabaseTails) CopyFile(path + tail, m_path + tail);
-    if (before == CDatabaseStamps(path)) return;
+    if (StampOfDatabase(path) == before) return;
   }
   throw CHostError(fmt::format("{} is written to all the time; run again when that is done", path));
 }

@@ -11,7 +11,6 @@
 #include "host/session/database_error.h"
 #include "host/session/database_files.h"
 #include "host/session/database_form.h"
-#include "host/session/database_stamps.h"
 #include "host/session/sqlite.h"
 #include "host/session/view_mark.h"
 
@@ -94,7 +93,7 @@ void CPreparedDatabase::Create() {
 }
 
 void CPreparedDatabase::CopyIfNotWritable(EDatabaseNeed need) {
-  const std::string path = WithoutLinks(m_choice.path), folder = FolderOf(path);
+  const std::string path = RealDatabasePath(m_choice.path), folder = FolderOf(path);
   std::error_code error;
   if (!fs::is_regular_file(path, error)) return;  // SQLite says what is wrong
   if (IsWritable(path) && IsWritable(folder)) return;

@@ -20,7 +20,7 @@ CQvRef<IQvThumbnailCache> FindService() {
   return QvCreate<IQvThumbnailCache>("CQvThumbnailCacheImpl", "IQvThumbnailCache", SQvFileLine(__FILE__, __LINE__));
 }
 
-CSession::CSession() {
+CSession::CSession(const QvThumbnailListener& listener) : m_listener(listener) {
   LoadComponents();
   m_service = FindService();
   if (m_service) return;
@@ -33,7 +33,7 @@ void CSession::Open(const SDatabaseOptions& options, EDatabaseNeed need) {
   m_database.emplace(ChooseDatabase(options), need);
   CDiagnostics::Get().TakeMessages();
   // Before the workers start and after they have ended, so that the list of listeners never changes under them.
-  m_listener = m_service->AddListener(&CFinishedQueue::OnFinished, &m_finished);
+  m_service->AddListener(m_listener.first, m_listener.second);
   const CQvStringW path = CQvStringUtils::UTF8toW(m_database->Path());
   const SDatabaseChoice& choice = m_database->Choice();
   if (choice.view) SetProcessView(*choice.view);

@@ -21,7 +21,9 @@ CQvRef<IQvThumbnailCache> FindService();
 class CSession {
  public:
   // Loads the components and gets the service; no database yet. Throws CHostError.
-  CSession();
+  CSession() : CSession({&CFinishedQueue::OnFinished, &m_finished}) {}
+  // The same, for a host that hears of finished thumbnails by itself instead of through Finished().
+  explicit CSession(const QvThumbnailListener& listener);
   CSession(const CSession&) = delete;
   CSession& operator=(const CSession&) = delete;
   ~CSession() { Close(); }
@@ -41,7 +43,7 @@ class CSession {
   CFinishedQueue m_finished;
   CQvRef<IQvThumbnailCache> m_service;
   std::optional<CPreparedDatabase> m_database;
-  QvThumbnailListener m_listener{};
+  const QvThumbnailListener m_listener;
   bool m_open = false;
 };
 

@@ -16,7 +16,7 @@ allowed='
 '
 allowed_names=$(awk 'NF { printf "%s ", $1 }' <<<"$allowed")
 
-find include gnr_thumbnailcache platform host tools tests fuzz bench -type f \
+find include gnr_thumbnailcache platform host python tools tests fuzz bench -type f \
   \( -name '*.h' -o -name '*.cpp' -o -name '*.inc' \) -print0 | sort -z |
   xargs -0 awk -v allowed=" $allowed_names" '
   # A statement is what stands between two of ; { }. Its tokens are collected until one of these ends it.

@@ -1,3 +1,6 @@
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <thread>
 
@@ -121,6 +124,20 @@ TEST_F(SettingsTest, SmallOperationsAnswerWhateverTheState) {
       ASSERT_EQ(Open(), 0);
     }
   }
+}
+
+// The workers stayed in the process that it was forked from.
+TEST_F(SettingsTest, ForkedProcessEndsWithoutWaitingForWorkers) {
+  ASSERT_EQ(Open(), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(20);
+    std::exit(3);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status)) << "ended by signal " << WTERMSIG(status);
+  EXPECT_EQ(WEXITSTATUS(status), 3);
 }
 
 TEST_F(SettingsTest, OpenSetsTheDefaults) {
