@@ -24,6 +24,11 @@ constexpr std::uint32_t kWatched = IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE | IN_A
 
 bool IsPictureFolder(const fs::path& folder) { return LowerCaseExtension(folder) == ".zarr"; }
 
+// What a picture is described by may have such a name.
+bool IsHidden(const fs::path& path) {
+  return path.filename().string().front() == '.' && PictureOf(path.string()) == path.string();
+}
+
 }  // namespace
 
 std::string PictureOf(const std::string& path) {
@@ -65,7 +70,7 @@ void CFolderWatch::AddTree(const std::string& folder, SChanges* changes) {
   std::error_code error;
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
     std::error_code unknown;
-    if (entry->path().filename().string().front() == '.') continue;
+    if (IsHidden(entry->path())) continue;
     if (entry->is_directory(unknown) && !entry->is_symlink(unknown)) {
       AddTree(entry->path().string(), changes);
     } else if (changes) {
@@ -111,10 +116,11 @@ void CFolderWatch::Read(SChanges* changes) {
         m_folders.erase(folder);
         continue;
       }
-      if (event->len == 0 || event->name[0] == '.') continue;
+      if (event->len == 0) continue;
       // A copy: taking a folder in adds to the list.
       const SFolder above = folder->second;
       const SChange change = {above.path + "/" + event->name, (event->mask & (IN_DELETE | IN_MOVED_FROM)) != 0};
+      if (IsHidden(change.path)) continue;
       if (event->mask & IN_ISDIR) {
         TakeFolder(above, change, changes);
       } else {
