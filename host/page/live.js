@@ -83,14 +83,15 @@ class CLiveGallery extends CGallery {
   // What has not changed stays as it is; what has changed is shown as it was until its new picture comes.
   async listAgain() {
     const {folder} = this, list = await this.list(folder);
-    if (this.folder !== folder || !this.byPath || list.error) return;
-    const before = this.byPath, below = folder ? `${folder}/` : '';
+    if (this.folder !== folder || !this.own || list.error) return;
+    const before = this.byPath, own = new Set(this.own), below = folder ? `${folder}/` : '';
     const isSame = (card, size, time) => card?.facts.size === size && card.facts.time === time;
     const isChanged = ([name, size, time]) => !isSame(before.get(below + name), size, time);
     this.showFolders(below, list.folders);
-    if (list.files.length === before.size && !list.files.some(isChanged)) return;
-    const byPath = this.byPath = new Map();
-    const cards = list.files.map(([name, size, time]) => {
+    if (list.files.length === own.size && !list.files.some(isChanged)) return;
+    const beyond = this.cards.filter(card => !own.has(card));
+    const byPath = this.byPath = new Map(beyond.map(card => [card.path, card]));
+    this.own = list.files.map(([name, size, time]) => {
       const path = below + name, old = before.get(path);
       if (!isSame(old, size, time)) return Object.assign(this.cardOf(path, size, time), {source: old?.source, brief: old?.brief});
       byPath.set(path, old);
@@ -99,7 +100,8 @@ class CLiveGallery extends CGallery {
     await this.follow((this.wanted ?? []).filter(path => byPath.get(path) === before.get(path)));
     if (this.folder !== folder || this.byPath !== byPath) return;
     const focused = document.activeElement?.closest?.('.card')?.box?.card.path;
-    this.setCards(cards);
+    this.setCards([...this.own, ...beyond]);
+    if (this.find('filter').value) this.search();
     if (focused && this.byPath.has(focused)) this.grid.focusCard(this.byPath.get(focused));
   }
 

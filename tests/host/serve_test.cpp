@@ -3,9 +3,12 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <set>
+#include <sstream>
 #include <thread>
 
 #include "tests/host/support/http.h"
@@ -40,14 +43,21 @@ class ServeTest : public testing::Test {
   // The address that the program prints, once it listens.
   CHttpClient Start(std::vector<std::string> more = {}) {
     more.insert(more.begin(), {"serve", m_images, "--db", m_program.Database()});
-    m_server.emplace(m_program, more);
+    m_server.emplace(m_program, more, std::string(), Launcher());
     return CHttpClient(m_server->FirstLine());
+  }
+  // What the server runs under, as a race detector with its options; words between blanks.
+  static std::vector<std::string> Launcher() {
+    const char* command = std::getenv("QV_SERVE_UNDER");
+    std::istringstream words(command ? command : "");
+    return {std::istream_iterator<std::string>(words), {}};
   }
   SRunResult End() {
     if (!m_server) return {};
     m_server->Signal(SIGTERM);
     SRunResult result = m_server->Wait();
     m_server.reset();
+    EXPECT_EQ(result.status, 0) << result.err;
     return result;
   }
   static std::string Wish(const std::string& client, const std::vector<std::string>& visible) {
