@@ -6,7 +6,7 @@
 #   faults    every call of the file system and every allocation fails once, and from then on
 #   kills     four processes with one file, of which one is killed every 200 ms, 300 times
 #   soak      1,000,000 requests with flat memory
-#   threads   8 callers with all operations under ThreadSanitizer, Helgrind and DRD
+#   threads   8 callers with all operations under ThreadSanitizer, Helgrind and DRD; qvthumbs serve under Helgrind
 #   cluster   the scripts for clusters with Slurm itself, tasks killed and requeued
 #   fuzz      every fuzzer for QV_FUZZ_SECONDS (120), the codec libraries instrumented too
 # Ends with a line for each step and exits 0 only when all are good. Logs are in build/logs/, findings of a fuzzer in
@@ -48,6 +48,8 @@ step_threads() {
     debug_test "nightly-callers-$tool" thumbnailcache_callers_test \
       valgrind --tool=$tool --suppressions="$suppressions" --error-exitcode=1 -q || good=false
   done
+  QV_SERVE_UNDER="valgrind --tool=helgrind --suppressions=$suppressions --error-exitcode=9 -q" GTEST_FILTER='ServeTest.*' \
+    debug_test nightly-serve-helgrind host_pages_test || good=false
   $good
 }
 

@@ -13,8 +13,8 @@ class CLiveGallery extends CGallery {
     this.own = undefined;
     this.emptyText = 'Looking into the folder…';
     this.setCards([]);
-    const answer = await fetch(`list?folder=${encodeURIComponent(folder)}`);
-    const list = answer.ok ? await answer.json() : {folders: [], files: [], error: await answer.text()};
+    await this.follow();
+    const list = await this.list(folder);
     if (this.folder !== folder) return;
     this.emptyText = list.error ?? (list.folders.length ? 'No pictures here, but in the folders' : undefined);
     this.byPath = new Map();
@@ -61,8 +61,54 @@ class CLiveGallery extends CGallery {
     if (this.onlyFirst) this.find('status').textContent += ', and more than are shown';
   }
 
+  async list(folder) {
+    const answer = await fetch(`list?folder=${encodeURIComponent(folder)}`);
+    return answer.ok ? await answer.json() : {folders: [], files: [], error: await answer.text()};
+  }
+
+  // From now on the server tells of changes in the folder, so that what is listed afterwards stays true; and it tells
+  // anew of the pictures that are wanted afterwards, but for those that stay.
+  async follow(staying = []) {
+    if (!this.client) return;
+    this.told = undefined;
+    await this.want(staying, []);
+  }
+
+  want(visible, next) {
+    this.wanted = [...visible, ...next];
+    const wish = {client: this.client, folder: this.folder, visible, next};
+    return fetch('want', {method: 'POST', body: JSON.stringify(wish)});
+  }
+
+  // What has not changed stays as it is; what has changed is shown as it was until its new picture comes.
+  async listAgain() {
+    const {folder} = this, list = await this.list(folder);
+    if (this.folder !== folder || !this.own || list.error) return;
+    const before = this.byPath, own = new Set(this.own), below = folder ? `${folder}/` : '';
+    const isSame = (card, size, time) => card?.facts.size === size && card.facts.time === time;
+    const isChanged = ([name, size, time]) => !isSame(before.get(below + name), size, time);
+    this.showFolders(below, list.folders);
+    if (list.files.length === own.size && !list.files.some(isChanged)) return;
+    const beyond = this.cards.filter(card => !own.has(card));
+    const byPath = this.byPath = new Map(beyond.map(card => [card.path, card]));
+    this.own = list.files.map(([name, size, time]) => {
+      const path = below + name, old = before.get(path);
+      if (!isSame(old, size, time)) return Object.assign(this.cardOf(path, size, time), {source: old?.source, brief: old?.brief});
+      byPath.set(path, old);
+      return old;
+    });
+    await this.follow((this.wanted ?? []).filter(path => byPath.get(path) === before.get(path)));
+    if (this.folder !== folder || this.byPath !== byPath) return;
+    const focused = document.activeElement?.closest?.('.card')?.box?.card.path;
+    this.setCards([...this.own, ...beyond]);
+    if (this.find('filter').value) this.search();
+    if (focused && this.byPath.has(focused)) this.grid.focusCard(this.byPath.get(focused));
+  }
+
   cardOf(path, size, time) {
-    const card = {...cardOf({path}), facts: {size, time}, picture() { return this.source; }};
+    // The address of its pictures is another one than that of former versions, which the browser may still have.
+    this.made = (this.made ?? 0) + 1;
+    const card = {...cardOf({path}), facts: {size, time}, made: this.made, picture() { return this.source; }};
     card.folder = '';  // it stands above the page
     this.byPath.set(path, card);
     return card;
@@ -88,8 +134,10 @@ class CLiveGallery extends CGallery {
     this.events = new EventSource('events');
     this.events.addEventListener('hello', event => {
       this.client = event.data;
-      this.told = undefined;
-      this.grid.draw();
+      this.follow().then(() => this.opening).then(() => this.listAgain()).then(() => this.grid.draw());
+    });
+    this.events.addEventListener('folder', event => {
+      if (JSON.parse(event.data).folder === this.folder) this.listAgain();
     });
     this.events.onmessage = event => this.onPicture(JSON.parse(event.data));
   }
@@ -103,11 +151,11 @@ class CLiveGallery extends CGallery {
   onVisible(visible, next) {
     if (!this.client) return;
     const pathsOf = cards => cards.map(card => card.path);
-    const wish = JSON.stringify({client: this.client, visible: pathsOf(visible), next: pathsOf(next)});
+    const wish = JSON.stringify([this.client, this.folder, pathsOf(visible), pathsOf(next)]);
     if (wish === this.told) return;
     this.told = wish;
     clearTimeout(this.waiting);
-    this.waiting = setTimeout(() => fetch('want', {method: 'POST', body: wish}), 60);
+    this.waiting = setTimeout(() => this.want(pathsOf(visible), pathsOf(next)), 60);
   }
 
   onPicture({path, state, version, card: facts}) {
@@ -116,7 +164,7 @@ class CLiveGallery extends CGallery {
     const knew = card.brief !== undefined, {size, time} = card.facts;
     if (facts) Object.assign(card, facts, {facts: {...facts.facts, size, time}, searched: undefined, path, name: card.name});
     if (state === 'ready') {
-      card.source = `thumbnail?path=${encodeURIComponent(path)}&v=${version}`;
+      card.source = `thumbnail?path=${encodeURIComponent(path)}&v=${version}&made=${card.made}`;
       card.reason = undefined;
     } else {
       card.reason = 'cannot be shown';
@@ -164,7 +212,7 @@ function hashOf(folder) { return `#${encodeURIComponent(folder)}`; }
   const gallery = new CLiveGallery();
   gallery.viewer.large = gallery.large;
   gallery.viewer.describe = gallery.describe;
-  const go = () => gallery.open(decodeURIComponent(location.hash.slice(1)));
+  const go = () => { gallery.opening = gallery.open(decodeURIComponent(location.hash.slice(1))); };
   addEventListener('hashchange', go);
   document.addEventListener('visibilitychange', () => {
     if (document.hidden) gallery.disconnect(); else gallery.connect();

@@ -37,12 +37,13 @@ int NumberFrom(const std::string& text) {
 
 }  // namespace
 
-CAnswers::CAnswers(CSession& session, const CServedFolder& folder, CPictureProcess& pictures,
-                   CLiveThumbnails& thumbnails, const std::string& title)
+CAnswers::CAnswers(CSession& session, const CServedFolder& folder, CPictureProcess& pictures, const SLive& live,
+                   const std::string& title)
     : m_session(session),
       m_folder(folder),
       m_pictures(pictures),
-      m_thumbnails(thumbnails),
+      m_thumbnails(live.thumbnails),
+      m_folders(live.folders),
       m_search(session.DatabasePath(), folder),
       m_page(LivePage(title)),
       m_script(std::string(kPageScript).append(kLivePageScript)) {}
@@ -123,12 +124,18 @@ SAnswer CAnswers::Picture(const std::string& path, const CParameters& parameters
   return jpeg.empty() ? Refusal(422, reason) : SAnswer{200, "image/jpeg", std::move(jpeg)};
 }
 
+void CAnswers::Follow(std::uint64_t client, const std::string& name) {
+  const std::optional<std::string> path = m_folder.Resolve(name);
+  if (path) m_folders.Show(client, name, *path);
+}
+
 SAnswer CAnswers::Want(const std::string& body) {
   const auto wish = CJson::parse(body, nullptr, false);
   try {
     const auto client = static_cast<std::uint64_t>(std::stoull(wish.at("client").get<std::string>()));
     const auto visible = wish.at("visible").get<std::vector<std::string>>();
     const auto next = wish.at("next").get<std::vector<std::string>>();
+    if (wish.contains("folder")) Follow(client, wish.at("folder").get<std::string>());
     if (!m_thumbnails.Want(client, visible, next)) return Refusal(410, "this client has gone");
   } catch (const std::logic_error&) {  // a number that is none
     return Refusal(400, "no such wish");

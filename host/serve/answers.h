@@ -7,6 +7,7 @@
 #include "host/serve/live_thumbnails.h"
 #include "host/serve/picture_process.h"
 #include "host/serve/served_folder.h"
+#include "host/serve/shown_folders.h"
 #include "host/session/session.h"
 
 namespace qvhost {
@@ -18,21 +19,29 @@ struct SAnswer {
   std::string body;
 };
 
+// What clients are told of without asking again.
+struct SLive {
+  CLiveThumbnails& thumbnails;
+  CShownFolders& folders;
+};
+
 // What a server of a folder is asked for, apart from how it is asked. Any thread.
 class CAnswers {
  public:
   // The value of a parameter of the request; empty when it is not there.
   using CParameters = std::function<std::string(const char* name)>;
 
-  CAnswers(CSession& session, const CServedFolder& folder, CPictureProcess& pictures, CLiveThumbnails& thumbnails,
+  CAnswers(CSession& session, const CServedFolder& folder, CPictureProcess& pictures, const SLive& live,
            const std::string& title);
 
   // `what` stands behind the token in the address.
   SAnswer Get(const std::string& what, const CParameters& parameters);
-  // What a client wants to see: {"client", "visible": [name], "next": [name]}.
+  // What a client wants to see: {"client", "visible": [name], "next": [name]}; and "folder", whose changes it is told
+  // of.
   SAnswer Want(const std::string& body);
 
  private:
+  void Follow(std::uint64_t client, const std::string& name);
   SAnswer List(const std::string& name);
   SAnswer Search(const std::string& words);
   SAnswer Card(const std::string& path, const std::string& name);
@@ -43,6 +52,7 @@ class CAnswers {
   const CServedFolder& m_folder;
   CPictureProcess& m_pictures;
   CLiveThumbnails& m_thumbnails;
+  CShownFolders& m_folders;
   CFolderSearch m_search;
   const std::string m_page;
   const std::string m_script;

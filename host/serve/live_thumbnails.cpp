@@ -101,6 +101,8 @@ bool CLiveThumbnails::Want(std::uint64_t client, const std::vector<std::string>&
         old->second.isVisible = wanted.isVisible;
         state.wanted.insert(before.extract(old));
       } else {
+        // A viewer holds one picture of a file: the old one goes, so that the new one can be made.
+        if (old != before.end()) GiveBack(client, old->second);
         const auto added = state.wanted.emplace(location, std::move(wanted));
         if (added.second) Look(client, state, added.first->second, false, &news);
       }

@@ -11,6 +11,7 @@
 #include "host/serve/answers.h"
 #include "host/serve/live_thumbnails.h"
 #include "host/serve/request_guard.h"
+#include "host/serve/shown_folders.h"
 
 namespace qvhost {
 namespace {
@@ -52,7 +53,7 @@ class CServer::CImpl {
       : m_port(Bind(options.port)),
         m_guard(m_port),
         m_thumbnails(session, folder, options.highQuality),
-        m_answers(session, folder, pictures, m_thumbnails, options.title) {
+        m_answers(session, folder, pictures, {m_thumbnails, m_shown}, options.title) {
     SetUp();
     m_listener = std::thread([this] { m_http.listen_after_bind(); });
     // It can be stopped only when it has begun.
@@ -128,6 +129,7 @@ class CServer::CImpl {
   void StreamEvents(httplib::Response& response) {
     const auto queue = std::make_shared<CEventQueue>();
     const std::uint64_t client = m_thumbnails.Connect(queue);
+    m_shown.Connect(client, queue);
     {
       const std::lock_guard<std::mutex> lock(m_mutex);
       m_queues[client] = queue;
@@ -140,6 +142,7 @@ class CServer::CImpl {
       return sink.is_writable() && sink.write(events.data(), events.size());
     };
     response.set_chunked_content_provider("text/event-stream", provide, [this, client](bool) {
+      m_shown.Disconnect(client);
       m_thumbnails.Disconnect(client);
       const std::lock_guard<std::mutex> lock(m_mutex);
       m_queues.erase(client);
@@ -150,6 +153,7 @@ class CServer::CImpl {
   const int m_port;
   const CRequestGuard m_guard;
   CLiveThumbnails m_thumbnails;
+  CShownFolders m_shown;
   CAnswers m_answers;
   std::mutex m_mutex;
   bool m_isEnding = false;                                         // guarded by m_mutex

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "host/file_extension.h"
 #include "host/files/image_file.h"
 #include "host/host_error.h"
 #include "host/output/text.h"
@@ -21,7 +22,22 @@ namespace fs = std::filesystem;
 constexpr std::uint32_t kWatched = IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_MOVED_TO | IN_MOVED_FROM |
                                    IN_DELETE | IN_ONLYDIR | IN_EXCL_UNLINK;
 
+bool IsPictureFolder(const fs::path& folder) { return LowerCaseExtension(folder) == ".zarr"; }
+
+// What a picture is described by may have such a name.
+bool IsHidden(const fs::path& path) {
+  return path.filename().string().front() == '.' && PictureOf(path.string()) == path.string();
+}
+
 }  // namespace
+
+std::string PictureOf(const std::string& path) {
+  fs::path picture = path;
+  for (fs::path above = picture.parent_path(); above != above.root_path(); above = above.parent_path()) {
+    if (IsPictureFolder(above)) picture = above;
+  }
+  return picture.string();
+}
 
 CFolderWatch::CFolderWatch() : m_inotify(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
   if (m_inotify < 0) throw CHostError(fmt::format("cannot watch folders: {}", std::strerror(errno)));
@@ -39,13 +55,22 @@ void CFolderWatch::Add(const std::string& folder) {
   AddTree(path.size() > 1 && path.ends_with('/') ? path.substr(0, path.size() - 1) : path, nullptr);
 }
 
-// What already lies in a folder that has just appeared is told of, because it came before the watch.
-void CFolderWatch::AddTree(const std::string& folder, SChanges* changes) {
-  AddOne(folder);
+void CFolderWatch::AddAlone(const std::string& folder) {
+  AddOne({folder, true});
   std::error_code error;
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
     std::error_code unknown;
-    if (entry->path().filename().string().front() == '.') continue;
+    if (IsPictureFolder(entry->path()) && entry->is_directory(unknown)) AddTree(entry->path().string(), nullptr);
+  }
+}
+
+// What already lies in a folder that has just appeared is told of, because it came before the watch.
+void CFolderWatch::AddTree(const std::string& folder, SChanges* changes) {
+  AddOne({folder, false});
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    std::error_code unknown;
+    if (IsHidden(entry->path())) continue;
     if (entry->is_directory(unknown) && !entry->is_symlink(unknown)) {
       AddTree(entry->path().string(), changes);
     } else if (changes) {
@@ -54,16 +79,21 @@ void CFolderWatch::AddTree(const std::string& folder, SChanges* changes) {
   }
 }
 
-void CFolderWatch::AddOne(const std::string& folder) {
-  const int watch = inotify_add_watch(m_inotify, folder.c_str(), kWatched);
+void CFolderWatch::AddOne(const SFolder& folder) {
+  const int watch = inotify_add_watch(m_inotify, folder.path.c_str(), kWatched);
   if (watch >= 0) {
     m_folders[watch] = folder;
   } else if (errno == ENOSPC) {
     throw CHostError(
         "there are more folders than the system lets a user watch; raise fs.inotify.max_user_watches with sysctl");
   } else if (errno != ENOENT && errno != ENOTDIR) {
-    throw CHostError(fmt::format("cannot watch {}: {}", Printable(folder), std::strerror(errno)));
+    throw CHostError(fmt::format("cannot watch {}: {}", Printable(folder.path), std::strerror(errno)));
   }
+}
+
+void CFolderWatch::TakeFolder(const SFolder& above, const SChange& change, SChanges* changes) {
+  if (above.isAlone) changes->files.push_back(change);
+  if (!change.isGone && (!above.isAlone || IsPictureFolder(change.path))) AddTree(change.path, changes);
 }
 
 CFolderWatch::SChanges CFolderWatch::Wait(std::chrono::milliseconds timeout) {
@@ -86,13 +116,15 @@ void CFolderWatch::Read(SChanges* changes) {
         m_folders.erase(folder);
         continue;
       }
-      if (event->len == 0 || event->name[0] == '.') continue;
-      const std::string path = folder->second + "/" + event->name;
-      const bool isGone = (event->mask & (IN_DELETE | IN_MOVED_FROM)) != 0;
-      if (!(event->mask & IN_ISDIR)) {
-        changes->files.push_back({path, isGone});
-      } else if (!isGone) {
-        AddTree(path, changes);
+      if (event->len == 0) continue;
+      // A copy: taking a folder in adds to the list.
+      const SFolder above = folder->second;
+      const SChange change = {above.path + "/" + event->name, (event->mask & (IN_DELETE | IN_MOVED_FROM)) != 0};
+      if (IsHidden(change.path)) continue;
+      if (event->mask & IN_ISDIR) {
+        TakeFolder(above, change, changes);
+      } else {
+        changes->files.push_back(change);
       }
     }
   }

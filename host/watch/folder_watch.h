@@ -7,6 +7,9 @@
 
 namespace qvhost {
 
+// The picture that a file belongs to: itself, or the folder above that is one.
+std::string PictureOf(const std::string& path);
+
 // Tells what is written in folders and those below them, new ones too. Only what this machine writes is seen: of a
 // network file system not what others write there. One thread.
 class CFolderWatch {
@@ -29,16 +32,24 @@ class CFolderWatch {
 
   // Throws CHostError when the folder cannot be watched, or when it has more folders below than the system allows.
   void Add(const std::string& folder);
+  // Without the folders below, of which only appearing and going is told, as of files; but with those that are
+  // pictures. Throws CHostError.
+  void AddAlone(const std::string& folder);
   // What has happened since the last call; waits up to `timeout` for the first. Throws CHostError.
   SChanges Wait(std::chrono::milliseconds timeout);
 
  private:
+  struct SFolder {
+    std::string path;
+    bool isAlone = false;
+  };
   void AddTree(const std::string& folder, SChanges* changes);
-  void AddOne(const std::string& folder);
+  void AddOne(const SFolder& folder);
   void Read(SChanges* changes);
+  void TakeFolder(const SFolder& above, const SChange& change, SChanges* changes);
 
   int m_inotify;
-  std::unordered_map<int, std::string> m_folders;  // by watch
+  std::unordered_map<int, SFolder> m_folders;  // by watch
 };
 
 }  // namespace qvhost

@@ -1,25 +1,14 @@
 #include "host/watch/watch_run.h"
 
 #include <exception>
-#include <filesystem>
 #include <utility>
 
-#include "host/file_extension.h"
 #include "host/files/image_file.h"
 
 namespace qvhost {
 namespace {
 
 using namespace std::chrono_literals;
-
-// Of a file of a picture that is a folder, the picture.
-std::string PictureOf(const std::string& path) {
-  std::filesystem::path picture = path;
-  for (std::filesystem::path above = picture.parent_path(); above != above.root_path(); above = above.parent_path()) {
-    if (LowerCaseExtension(above) == ".zarr") picture = above;
-  }
-  return picture.string();
-}
 
 }  // namespace
 

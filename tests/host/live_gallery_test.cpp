@@ -87,6 +87,29 @@ TEST_F(LiveGalleryTest, TheSearchGoesBeyondTheFolder) {
   ExpectSoon("status() === '4 pictures' && !names().includes('deep.png')");
 }
 
+TEST_F(LiveGalleryTest, WhatAppearsGoesAndChangesIsSeenWithoutAReload) {
+  ExpectSoon("all('.card img').length === 3 && all('.card img').every(each => each.naturalWidth > 0)");
+  Run("window.isSamePage = true;");
+  WritePng(m_images + "/new.png", 60, 40, kGreen);
+  std::filesystem::create_directory(m_images + "/later");
+  ExpectSoon("names().includes('new.png') && all('.card img').length === 4 && status() === '5 pictures'");
+  ExpectSoon("all('#folders a').map(each => each.textContent).join(' ') === 'below later'");
+  std::filesystem::remove(m_images + "/field 2.png");
+  ExpectSoon("!names().includes('field 2.png') && status() === '4 pictures'");
+  WritePng(m_images + "/field 10.png", 40, 60, kGreen);
+  ExpectSoon("all('.card img').some(each => each.alt === 'field 10.png' && each.naturalWidth === 120)");
+  EXPECT_EQ(Run("return window.isSamePage;"), "true");
+}
+
+TEST_F(LiveGalleryTest, AnotherFolderIsFollowedWhenItIsOpened) {
+  ExpectSoon("all('#folders a').length === 1");
+  Run("all('#folders a')[0].click();");
+  ExpectSoon("names() === 'deep.png'");
+  WritePng(m_images + "/below/deeper.png", 60, 40, kGreen);
+  WritePng(m_images + "/above.png", 60, 40, kGreen);
+  ExpectSoon("names() === 'deep.png deeper.png' && all('.card img').length === 2");
+}
+
 TEST_F(LiveGalleryTest, AClickShowsTheLargerPictureWithItsTexts) {
   ExpectSoon("all('.card img').length === 3");
   Run("all('.card').find(each => each.textContent.includes('stack')).querySelector('.shot').click();");

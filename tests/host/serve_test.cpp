@@ -3,9 +3,12 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <set>
+#include <sstream>
 #include <thread>
 
 #include "tests/host/support/http.h"
@@ -40,14 +43,21 @@ class ServeTest : public testing::Test {
   // The address that the program prints, once it listens.
   CHttpClient Start(std::vector<std::string> more = {}) {
     more.insert(more.begin(), {"serve", m_images, "--db", m_program.Database()});
-    m_server.emplace(m_program, more);
+    m_server.emplace(m_program, more, std::string(), Launcher());
     return CHttpClient(m_server->FirstLine());
+  }
+  // What the server runs under, as a race detector with its options; words between blanks.
+  static std::vector<std::string> Launcher() {
+    const char* command = std::getenv("QV_SERVE_UNDER");
+    std::istringstream words(command ? command : "");
+    return {std::istream_iterator<std::string>(words), {}};
   }
   SRunResult End() {
     if (!m_server) return {};
     m_server->Signal(SIGTERM);
     SRunResult result = m_server->Wait();
     m_server.reset();
+    EXPECT_EQ(result.status, 0) << result.err;
     return result;
   }
   static std::string Wish(const std::string& client, const std::vector<std::string>& visible) {
@@ -124,6 +134,25 @@ TEST_F(ServeTest, ShowsChosenPlanesLarger) {
   CEventReader events(client);
   client.Post("want", Wish(events.Next(), {"stack.ome.tif"}));
   EXPECT_EQ(Events(events, 1).at("stack.ome.tif")["card"]["facts"]["z"], 3);
+}
+
+TEST_F(ServeTest, TellsOfChangesInTheFolderThatAClientShows) {
+  const CHttpClient client = Start();
+  CEventReader above(client), below(client);
+  const auto show = [&](CEventReader& reader, const std::string& folder) {
+    const json wish = {
+        {"client", reader.Next()}, {"folder", folder}, {"visible", json::array()}, {"next", json::array()}};
+    EXPECT_EQ(client.Post("want", wish.dump()).status, 200);
+  };
+  show(above, "");
+  show(below, "below");
+  WritePng(m_images + "/below/c.png", 60, 40, kRed);
+  EXPECT_EQ(below.Next(), R"({"folder":"below"})");
+  WritePng(m_images + "/c.png", 60, 40, kRed);
+  EXPECT_EQ(above.Next(), R"({"folder":""})");
+  std::filesystem::remove(m_images + "/c.png");
+  EXPECT_EQ(above.Next(), R"({"folder":""})");
+  EXPECT_EQ(client.Post("want", R"({"client":"1","folder":"../outside","visible":[],"next":[]})").status, 200);
 }
 
 TEST_F(ServeTest, RefusesWhoeverDoesNotKnowTheAddress) {

@@ -10,6 +10,8 @@
 #include "tests/host/support/pictures.h"
 #include "tests/host/support/program.h"
 #include "tests/support/file_bytes.h"
+#include "tests/support/sql.h"
+#include "tests/support/zarr_writer.h"
 
 namespace {
 
@@ -66,6 +68,54 @@ TEST_F(WatchTest, WaitsUntilAFileHasStoppedGrowing) {
   const SRunResult run = EndAfter(2);
   EXPECT_THAT(run.out, HasSubstr(Image("slow.png") + "\n"));
   EXPECT_EQ(run.err, "Watching; Ctrl-C ends it.\n");
+}
+
+// A picture of 4 x 4 chunks, dark on the left.
+CZarrFiles PictureOfChunks() {
+  SZarrArray plane;
+  plane.shape = {64, 64};
+  plane.chunk = {16, 16};
+  plane.value = [](const SZarrIndex& at) { return at[1] < 32 ? 40.0 : 220.0; };
+  CZarrFiles files;
+  files.AddPicture("", "yx", {plane});
+  return files;
+}
+
+void WriteKey(const std::string& folder, const std::string& key, const SFileBytes& bytes) {
+  const std::filesystem::path path = std::filesystem::path(folder) / key;
+  std::filesystem::create_directories(path.parent_path());
+  WriteFile(path.string(), bytes);
+}
+
+TEST_F(WatchTest, APictureThatIsAFolderIsMadeOnceItsLastChunkIsThere) {
+  const CZarrFiles whole = PictureOfChunks();
+  whole.WriteTo(m_program.Folder().Path("whole.zarr"));
+  ASSERT_EQ(m_program.Run({"make", m_program.Folder().Path("whole.zarr"), "--db", m_program.Folder().Path("other.db")})
+                .status,
+            0);
+  Start();
+  for (const auto& [key, bytes] : whole.Files()) {
+    WriteKey(Image("slow.zarr"), key, bytes);
+    std::this_thread::sleep_for(std::chrono::milliseconds(120));
+  }
+  const SRunResult run = EndAfter(2);
+  EXPECT_EQ(run.out, Image("old.png") + "\n" + Image("slow.zarr") + "\n");
+  EXPECT_EQ(run.err, "Watching; Ctrl-C ends it.\n");
+  EXPECT_EQ(QueryText(m_program.Database(), "SELECT hex(binData) FROM cache WHERE filename LIKE '%slow.zarr'"),
+            QueryText(m_program.Folder().Path("other.db"), "SELECT hex(binData) FROM cache"));
+}
+
+TEST_F(WatchTest, APictureThatIsAFolderIsMadeWhenItsDescriptionComesLast) {
+  const CZarrFiles whole = PictureOfChunks();
+  Start();
+  for (const bool isDescription : {false, true}) {
+    for (const auto& [key, bytes] : whole.Files()) {
+      const bool isHidden = std::filesystem::path(key).filename().string().front() == '.';
+      if (isHidden == isDescription) WriteKey(Image("late.zarr"), key, bytes);
+    }
+    if (!isDescription) std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+  }
+  EXPECT_THAT(EndAfter(2).out, HasSubstr(Image("late.zarr") + "\n"));
 }
 
 TEST_F(WatchTest, NamesWhatIsNoFolder) {

@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kPatience = 30'000;  // milliseconds
 
-constexpr const char* kHelpers =
+constexpr const char* kPageFunctions =
     "const pause = time => new Promise(done => setTimeout(done, time));"
     "const all = selector => [...document.querySelectorAll(selector)];"
     "const names = () => all('.caption b').map(each => each.textContent).join(' ');"
@@ -105,7 +105,7 @@ nlohmann::json CLiveBrowser::Call(const std::string& method, const nlohmann::jso
 
 std::string CLiveBrowser::Run(const std::string& script) {
   const nlohmann::json answer =
-      Call("Runtime.evaluate", {{"expression", "(async () => {" + std::string(kHelpers) + script + "})()"},
+      Call("Runtime.evaluate", {{"expression", "(async () => {" + std::string(kPageFunctions) + script + "})()"},
                                 {"awaitPromise", true},
                                 {"returnByValue", true}});
   if (!answer.contains("result") || answer.contains("exceptionDetails")) return "failed: " + answer.dump();
