@@ -7,6 +7,7 @@
 # with 1 when a row falls short.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/../scripts/common.sh"
+source "$root/bench/common.sh"
 
 help_or_fail 1 "$@"
 program=${1:-$build_root/bench/bin/qvthumbs}
@@ -30,36 +31,10 @@ make_lab() {
     "PRAGMA wal_checkpoint(TRUNCATE)" >/dev/null
 }
 
-TIMEFORMAT=%R
-# seconds_of ARGUMENT...: of one run of the program.
-seconds_of() { { time "$program" "$@" >"$work/out" 2>&1; } 2>&1; }
-
-# median_of ARGUMENT...: after a run that does not count.
-median_of() {
-  local round first
-  first=$(seconds_of "$@")
-  for ((round = 0; round < rounds; ++round)); do seconds_of "$@"; done | sort -g | sed -n "$((rounds / 2 + 1))p"
-}
-
-status=0
-# row NAME LIMIT ARGUMENT...: no limit when LIMIT is empty.
-row() {
-  local name=$1 limit=$2 seconds verdict=
-  shift 2
-  seconds=$(median_of "$@")
-  if [ -n "$limit" ]; then
-    verdict=PASS
-    [ "$(bc <<<"$seconds <= $limit")" -eq 1 ] || { verdict=short; status=1; }
-    limit="at most $limit s"
-  fi
-  echo "| $name | $seconds s | $limit | $verdict |"
-}
-
 make_lab
 "$root/bench/database.sh" "$work/million.db" 1000000 1000 "$program"
 picture="$work/lab/plate 0/well 1.jpg"
-echo "| row | time | limit | |"
-echo "|---|---|---|---|"
+print_head
 row "make, one file that is done: the start" "" make --db "$work/lab.db" "$picture"
 row "make, 100,000 files that are done" 1 make --recursive --db "$work/lab.db" "$work/lab"
 grep -q 'already cached 100,000' "$work/out"

@@ -13,6 +13,8 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 # The last for the package, in a sandbox without /proc, from which the loader learns where a program lies.
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../lib/qvthumbs;$ORIGIN;/usr/lib/qvthumbs")
+# Of the libraries that programs link: docs/packages.md says what raises it.
+set(QV_ABI_VERSION 0)
 
 find_package(Threads REQUIRED)
 include(QvPrecompiled)
@@ -63,6 +65,7 @@ endif()
 
 # qv_library(<name> SOURCES ... [PUBLIC libs...] [PRIVATE libs...] [DEFINE macro] [EXPORTS version-script])
 # A dynamic library <name> and an object library <name>_objects with the same code, so that tests can reach its insides.
+# One with a version script is a component, which is loaded by its name; one without is for programs to link.
 function(qv_library name)
   cmake_parse_arguments(arg "" "DEFINE;EXPORTS" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
   add_library(${name}_objects OBJECT ${arg_SOURCES})
@@ -73,14 +76,19 @@ function(qv_library name)
   endif()
   qv_precompiled_headers(${name}_objects)
   add_library(${name} SHARED $<TARGET_OBJECTS:${name}_objects>)
-  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/include)
+  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_link_libraries(${name} PUBLIC ${arg_PUBLIC} PRIVATE qv_settings ${arg_PRIVATE})
   if(arg_EXPORTS)
     target_link_options(${name} PRIVATE LINKER:--version-script=${arg_EXPORTS})
     set_target_properties(${name} PROPERTIES LINK_DEPENDS ${arg_EXPORTS})
+    install(TARGETS ${name} LIBRARY DESTINATION lib/qvthumbs COMPONENT libraries)
+  else()
+    set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${QV_ABI_VERSION})
+    install(TARGETS ${name} EXPORT qvthumbs
+            LIBRARY DESTINATION lib/qvthumbs COMPONENT libraries NAMELINK_COMPONENT development
+            INCLUDES DESTINATION include/qvthumbs)
   endif()
-  install(TARGETS ${name} LIBRARY DESTINATION lib/qvthumbs)
 endfunction()
 
 # qv_test(<name> SOURCES ... [LIBS ...] [TIMEOUT seconds])

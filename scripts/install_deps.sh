@@ -25,7 +25,8 @@ fuzz_packages=(clang libclang-rt-dev llvm)
 coverage_packages=(gcovr)
 # Valgrind, for its checks of threads.
 threads_packages=(valgrind)
-package_packages=(dpkg-dev file)
+# Makes packages and checks them: what is in them, what they promise to programs, what a desktop reads.
+package_packages=(dpkg-dev file lintian abigail-tools appstream desktop-file-utils)
 # Sources of packages, fetched and unpacked.
 sources_packages=(dpkg-dev)
 # A browser, to try the pages with.

@@ -66,7 +66,7 @@ step_fuzz() {
     { show_failure "$log_folder/fuzz-libraries.log"; return 1; }
   PKG_CONFIG_PATH=$libraries CMAKE_PREFIX_PATH=${libraries%/lib/pkgconfig} \
     logged fuzz-build build_preset fuzz || return 1
-  [ -d "$corpus/samples" ] || logged fuzz-samples "$build_root/fuzz/bin/qvthumbs-samples" "$corpus/samples" || return 1
+  [ -d "$corpus/samples" ] || logged fuzz-samples "$build_root/fuzz/bin/qvthumbs-samples" --optional "$corpus/samples" || return 1
   mkdir -p "$findings"
   for fuzzer in "$build_root"/fuzz/bin/*_fuzzer; do
     name=$(basename "$fuzzer")

@@ -54,7 +54,7 @@ void PrintRow(const SCorpusClass& kind, const SComparison& result) {
   std::fflush(stdout);
 }
 
-// One thread for every contender, so that their work is compared and not their use of processors.
+// One thread for every peer: more of them on the one processor that it has would only get into each other's way.
 void TakeOneThread() {
   for (const char* name : {"VIPS_CONCURRENCY", "OMP_NUM_THREADS", "MAGICK_THREAD_LIMIT"}) setenv(name, "1", 1);
 }

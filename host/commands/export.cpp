@@ -25,13 +25,6 @@ struct SArguments {
 constexpr const char* kFolderCondition =
     "FROM cache WHERE length(binData) > 0 AND (?1 = '' OR substr(filename, 1, length(?1)) = ?1)";
 
-// With its slash, in lower case, as locations begin; empty: all.
-std::string Prefix(const std::string& folder) {
-  if (folder.empty()) return {};
-  const std::string prefix = CQvStringUtils::WtoUTF8(LowerCaseLocation(AbsolutePath(folder))).Str();
-  return prefix.ends_with('/') ? prefix : prefix + "/";
-}
-
 // How many folders all of the locations have in common: of sorted names the first and the last differ most.
 std::ptrdiff_t CountCommonFolders(SQLite::Database& db, const std::string& prefix) {
   SQLite::Statement ends(db, std::string("SELECT min(filename), max(filename) ") + kFolderCondition);
@@ -61,7 +54,9 @@ fs::path NameBelow(const std::string& location, std::ptrdiff_t folders) {
 class CExporter {
  public:
   CExporter(const SArguments& arguments, SOutcome& outcome)
-      : m_arguments(arguments), m_outcome(outcome), m_prefix(Prefix(arguments.under)) {}
+      : m_arguments(arguments),
+        m_outcome(outcome),
+        m_prefix(arguments.under.empty() ? "" : LocationOfFolder(arguments.under)) {}
 
   void Run() {
     CCacheDatabase database(m_arguments.database, EDatabaseNeed::Look);

@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "host/commands/command.h"
+#include "host/commands/gallery_report.h"
 #include "host/files/file_finder.h"
 #include "host/files/file_jobs.h"
 #include "host/files/image_file.h"
@@ -96,8 +97,7 @@ class CGallery {
 
   void Finish() {
     m_page.Finish();
-    std::fprintf(m_target.IsStandardOutput() ? stderr : stdout, "%s: %s picture%s\n",
-                 Printable(m_target.Name()).c_str(), FormatCount(m_count).c_str(), m_count == 1 ? "" : "s");
+    ReportGallery(m_target, m_count);
     if (m_count > kMaxPicturesInPage && !m_arguments.folder) {
       std::fprintf(stderr, "qvthumbs: so many pictures in one page are slow to open; --folder keeps them in files\n");
     }

@@ -46,16 +46,20 @@ int RunMaker(const SArguments& arguments, CSession& session, IThumbnailJobs& job
   }
 }
 
+SFoundFiles FindBelowPaths(const SArguments& arguments) {
+  return FindImageFiles(arguments.paths, arguments.recursive, CNameFilter(arguments.excluded));
+}
+
 // Of all files that are named, those of the shard.
 SFoundFiles FindFiles(const SArguments& arguments, const SShard& shard, CShardFiles& chosen) {
   SFoundFiles found;
-  const CNameFilter filter(arguments.excluded);
   if (arguments.list.empty()) {
-    found = FindImageFiles(arguments.paths, arguments.recursive, filter);
+    found = FindBelowPaths(arguments);
     for (std::string& file : found.files) chosen.Offer(std::move(file));
     // One of the shards tells of paths that lead nowhere.
     if (shard.number != 1) found.problems.clear();
   } else {
+    const CNameFilter filter(arguments.excluded);
     ReadFileList(arguments.list, [&](std::string name) {
       if (!filter.Excludes(name)) chosen.Offer(std::move(name));
     });
@@ -76,9 +80,7 @@ void Make(const SArguments& arguments, const SFoundFiles& found, CSession& sessi
 void MakeForFiles(const SArguments& arguments, SOutcome& outcome) {
   CShardFiles chosen({1, 1});
   // Those below paths are different ones as they are found.
-  const SFoundFiles found = arguments.list.empty()
-                                ? FindImageFiles(arguments.paths, arguments.recursive, CNameFilter(arguments.excluded))
-                                : FindFiles(arguments, {1, 1}, chosen);
+  const SFoundFiles found = arguments.list.empty() ? FindBelowPaths(arguments) : FindFiles(arguments, {1, 1}, chosen);
   if (found.files.empty() && found.problems.empty()) {
     std::fprintf(
         stderr, "qvthumbs: no image files there%s\n",

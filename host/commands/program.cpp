@@ -14,6 +14,7 @@ void AddVerbs(CCommand program, SOutcome& outcome) {
   AddThumbnailCommand(program, outcome);
   AddInfoCommand(program, outcome);
   AddGalleryCommand(program, outcome);
+  AddFindCommand(program);
   AddServeCommand(program);
   AddWatchCommand(program);
   AddPlateCommand(program, outcome);
@@ -23,6 +24,7 @@ void AddVerbs(CCommand program, SOutcome& outcome) {
   AddExportCommand(program, outcome);
   AddPruneCommand(program, outcome);
   AddVerifyCommand(program, outcome);
+  AddRescueCommand(program, outcome);
   AddHistoryCommand(program, outcome);
   AddExperimentsCommand(program, outcome);
   AddStoredCommand(program, outcome);

@@ -5,9 +5,11 @@
 #include "host/commands/command.h"
 #include "host/commands/prune_choice.h"
 #include "host/files/image_file.h"
+#include "host/find/picture_search.h"
 #include "host/output/progress.h"
 #include "host/session/cache_database.h"
 #include "host/session/interrupt.h"
+#include "host/session/stored_name.h"
 
 namespace qvhost {
 namespace {
@@ -37,11 +39,6 @@ bool IsUnder(const std::wstring& file, const std::wstring& folder) {
                             (folder.back() == L'/' || file[folder.size()] == L'/'));
 }
 
-// A file name that was stored as UTF-16, where a byte that is no UTF-8 stands as a private-use character.
-CQvStringW FromUtf16Row(const std::string& name) {
-  return CQvStringUtils::UTF16toW(CQvStringUtils::WtoUTF16(CQvStringUtils::UTF8toW(name).c_str()));
-}
-
 class CPruner {
  public:
   CPruner(SQLite::Database& db, const SArguments& arguments)
@@ -57,7 +54,7 @@ class CPruner {
                 [](const std::string& name) { return CQvStringUtils::UTF8toW(name); });
   }
   std::vector<SOrphanedRow> FindTextInfos() {
-    return Find("SELECT rowid, filename FROM metadata ORDER BY filename", &FromUtf16Row);
+    return Find("SELECT rowid, filename FROM metadata ORDER BY filename", &NameOfUtf16Row);
   }
 
   // A row that is replaced gets a new number, so the numbers are in the order in which thumbnails were made.
@@ -129,7 +126,10 @@ void PruneUnwanted(const SArguments& arguments, SQLite::Database& db) {
   {
     CPruner pruner(db, arguments);
     unwanted = pruner.FindUnwantedThumbnails();
-    if (!arguments.dryRun) DeleteRows(db, "cache", RowIDs(unwanted));
+    if (!arguments.dryRun) {
+      DeleteRows(db, "cache", RowIDs(unwanted));
+      RefreshSearchIndex(db);
+    }
   }
   PrintUnwanted(arguments, unwanted);
 }
@@ -164,6 +164,7 @@ void Prune(const SArguments& arguments) {
     if (!arguments.dryRun) {
       DeleteRows(db, "cache", RowIDs(thumbnails));
       DeleteRows(db, "metadata", RowIDs(textInfos));
+      RefreshSearchIndex(db);
     }
   }
   Print(arguments, thumbnails, textInfos.size());

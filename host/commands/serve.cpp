@@ -3,9 +3,11 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 #include <thread>
 
 #include "host/commands/command.h"
+#include "host/serve/opened_page.h"
 #include "host/serve/server.h"
 #include "host/session/interrupt.h"
 
@@ -20,11 +22,21 @@ struct SArguments {
   SDatabaseOptions database;
   std::string folder;
   SServerOptions server;
+  bool open = false;
   bool json = false;
 };
 
+// What stands on the screen with it is that the address is to be opened by hand then.
+void OpenPage(const std::string& address, std::optional<COpenedPage>* page) {
+  try {
+    page->emplace(address);
+  } catch (const CHostError& error) {
+    std::fprintf(stderr, "qvthumbs: %s\n", error.what());
+  }
+}
+
 void Serve(const SArguments& arguments) {
-  const CServedFolder folder(arguments.folder);
+  const CServedFolder folder(arguments.folder.empty() ? std::filesystem::current_path().string() : arguments.folder);
   // Before anything here starts a thread.
   CPictureProcess pictures;
   CSession session;
@@ -37,9 +49,14 @@ void Serve(const SArguments& arguments) {
     PrintJson({{"address", server.Address()}, {"folder", folder.Path()}});
   } else {
     std::printf("%s\n", server.Address().c_str());
-    std::fprintf(stderr, "Open this address in a browser on this machine; Ctrl-C ends it.\n");
   }
   std::fflush(stdout);
+  std::optional<COpenedPage> page;
+  if (arguments.open) OpenPage(server.Address(), &page);
+  if (!arguments.json) {
+    std::fprintf(stderr, "%sCtrl-C ends it.\n",
+                 page ? "The browser shows it; " : "Open this address in a browser on this machine; ");
+  }
   while (!CInterrupt::Requested()) std::this_thread::sleep_for(50ms);
 }
 
@@ -54,12 +71,15 @@ void AddServeCommand(CCommand program) {
       .Type("N");
   AddQualityOption(command, &arguments->server.highQuality);
   AddViewOptions(command, &arguments->database);
+  command.AddFlag("--open", &arguments->open, "Open the address in the browser (with xdg-open)");
   AddJsonOption(command, &arguments->json);
-  AddRequired(command, "folder", &arguments->folder, "The folder to show, with those below", "FOLDER").FileNames();
+  command.AddOption("folder", &arguments->folder, "The folder to show, with those below (default: the current one)")
+      .Type("FOLDER")
+      .FileNames();
   command.SetFooter(
       "Prints the address to open. Only this machine reaches it, and only who knows the address, which is another one\n"
       "each time: it shows everything in the folder. Ctrl-C ends it.\n\n"
-      "Example:\n  qvthumbs serve ~/images");
+      "Example:\n  qvthumbs serve --open ~/images");
   command.SetWork([arguments] { Serve(*arguments); });
 }
 

@@ -11,6 +11,7 @@
 #include "host/output/text.h"
 #include "host/output/time_text.h"
 #include "host/session/cache_database.h"
+#include "host/session/database_stamp.h"
 
 namespace qvhost {
 namespace {
@@ -70,7 +71,7 @@ SStats Collect(const SArguments& arguments) {
   CCacheDatabase database(arguments.database, EDatabaseNeed::Look);
   SQLite::Database& db = database.Connection();
   stats.path = database.Path();
-  for (const char* tail : {"", "-wal", "-journal"}) {
+  for (const char* tail : kDatabaseTails) {
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(stats.path + tail, error);
     if (!error) stats.fileBytes += static_cast<std::int64_t>(size);

@@ -98,6 +98,11 @@ CQvStringW LowerCaseLocation(const std::string& path) {
   return SQvThumbnailDescription::LowerCase(CQvStringUtils::UTF8toW(path));
 }
 
+std::string LocationOfFolder(const std::string& folder) {
+  const std::string location = CQvStringUtils::WtoUTF8(LowerCaseLocation(AbsolutePath(folder))).Str();
+  return location.ends_with('/') ? location : location + "/";
+}
+
 SQvThumbnailDescription DescribeLocation(const std::string& path, bool highQuality) {
   SQvThumbnailDescription description;
   description.location = LowerCaseLocation(AbsolutePath(PicturePath(path)));

@@ -14,6 +14,9 @@ std::string AbsolutePath(const std::string& path);
 // The location of an absolute path.
 CQvStringW LowerCaseLocation(const std::string& path);
 
+// What the locations of all that lies below a folder begin with: the folder's own, and a slash.
+std::string LocationOfFolder(const std::string& folder);
+
 // The description of a file's thumbnail without its time: nothing is asked of the file system.
 SQvThumbnailDescription DescribeLocation(const std::string& path, bool highQuality);
 

@@ -95,6 +95,12 @@ bool STextInfo::Read(IQvThumbnailCache& service, const std::string& path) {
                                  fileSize, loops.data()) == kQvOk;
 }
 
+std::vector<CQvStringW> STextInfo::AllTexts() const {
+  std::vector<CQvStringW> all = {objective};
+  for (const STextField& field : kTexts) all.push_back(texts.*field.text);
+  return all;
+}
+
 std::vector<std::pair<std::string, std::string>> STextInfo::Lines() const {
   std::vector<std::pair<std::string, std::string>> lines;
   const auto add = [&lines](const char* label, std::string value) {

@@ -23,6 +23,8 @@ struct STextInfo {
   // `path` is absolute. False when the service cannot read the file.
   bool Read(IQvThumbnailCache& service, const std::string& path);
 
+  // Everything that is written in words: the texts and the objective.
+  std::vector<CQvStringW> AllTexts() const;
   // What is known, as a label and a value for people.
   std::vector<std::pair<std::string, std::string>> Lines() const;
   CJson Json() const;

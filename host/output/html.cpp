@@ -47,17 +47,19 @@ std::string HtmlText(std::string_view text) {
   return safe;
 }
 
-std::string FileUrl(std::string_view path) {
-  std::string url = "file://";
+std::string PercentEncoded(std::string_view path) {
+  std::string encoded;
   for (const char c : path) {
     if (IsUnreserved(c)) {
-      url += c;
+      encoded += c;
     } else {
-      url += fmt::format("%{:02X}", static_cast<unsigned char>(c));
+      encoded += fmt::format("%{:02X}", static_cast<unsigned char>(c));
     }
   }
-  return url;
+  return encoded;
 }
+
+std::string FileUrl(std::string_view path) { return "file://" + PercentEncoded(path); }
 
 std::string Base64(std::string_view bytes) {
   constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";

@@ -72,12 +72,12 @@ class CGallery {
   }
 
   refresh() {
-    const words = wordsOf(this.find('filter').value), facts = this.chosenFacts();
-    const wanted = card => matches(card, words, facts);
+    const line = this.find('filter').value, words = wordsOf(line), facts = this.chosenFacts();
+    const wanted = card => matches(card, card.foundBy === line ? [] : words, facts);
     const cards = this.cards.filter(wanted);
     const groups = groupsOf(cards, this.find('order').value);
     for (const group of groups) {
-      if (group.folder !== undefined) group.shortTitle = group.folder.slice(this.commonLength) || group.folder;
+      if (group.folder !== undefined) group.shortTitle = group.folder.slice(this.commonLength) || group.folder || 'This folder';
     }
     let wells = 0;
     const plates = [];

@@ -2,8 +2,15 @@
 // The page of a folder that is being looked at: pictures come as they are made.
 
 class CLiveGallery extends CGallery {
+  constructor() {
+    super();
+    this.find('filter').placeholder = 'Find by words of name, folder, text, here and below';
+    this.find('filter').addEventListener('input', () => this.searchLater());
+  }
+
   async open(folder) {
     this.folder = folder;
+    this.own = undefined;
     this.emptyText = 'Looking into the folder…';
     this.setCards([]);
     const answer = await fetch(`list?folder=${encodeURIComponent(folder)}`);
@@ -18,7 +25,40 @@ class CLiveGallery extends CGallery {
     scrollTo(0, 0);
     this.grid.current = 0;
     this.grid.expectedLines = 4;
+    this.own = cards;
     this.setCards(cards);
+    this.search();
+  }
+
+  searchLater() {
+    clearTimeout(this.searching);
+    this.searching = setTimeout(() => this.search(), 150);
+  }
+
+  // Pictures of the whole tree that is served come beside those of the folder.
+  async search() {
+    const line = this.find('filter').value, folder = this.folder;
+    const answer = line.trim() ? await fetch(`search?words=${encodeURIComponent(line)}`) : undefined;
+    const found = answer?.ok ? await answer.json() : {files: []};
+    if (line !== this.find('filter').value || folder !== this.folder || !this.own) return;
+    this.onlyFirst = found.more;
+    const before = this.cards, own = new Set(this.own);
+    const beyond = found.files.map(file => this.foundCard(file, line)).filter(card => !own.has(card));
+    for (const card of before) if (!own.has(card) && !beyond.includes(card)) this.byPath.delete(card.path);
+    if (before.length > own.size || beyond.length || found.files.length) this.setCards([...this.own, ...beyond]);
+  }
+
+  foundCard({path, size, time, facts}, line) {
+    const known = this.byPath.get(path), card = known ?? this.cardOf(path, size, time);
+    card.foundBy = line;
+    card.facts = {...facts, ...card.facts};
+    if (!known) card.folder = path.includes('/') ? path.slice(0, path.lastIndexOf('/')) : this.find('path').firstChild.textContent;
+    return card;
+  }
+
+  tell(shown, isFiltered) {
+    super.tell(shown, isFiltered);
+    if (this.onlyFirst) this.find('status').textContent += ', and more than are shown';
   }
 
   cardOf(path, size, time) {

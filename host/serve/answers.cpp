@@ -43,6 +43,7 @@ CAnswers::CAnswers(CSession& session, const CServedFolder& folder, CPictureProce
       m_folder(folder),
       m_pictures(pictures),
       m_thumbnails(thumbnails),
+      m_search(session.DatabasePath(), folder),
       m_page(LivePage(title)),
       m_script(std::string(kPageScript).append(kLivePageScript)) {}
 
@@ -51,6 +52,7 @@ SAnswer CAnswers::Get(const std::string& what, const CParameters& parameters) {
   if (what == "gallery.css") return {200, "text/css; charset=utf-8", std::string(kPageStyle)};
   if (what == "gallery.js") return {200, "text/javascript; charset=utf-8", m_script};
   if (what == "list") return List(parameters("folder"));
+  if (what == "search") return Search(parameters("words"));
   const std::string name = parameters("path");
   const std::optional<std::string> path = m_folder.Resolve(name);
   if (!path || name.empty()) return NotThere();
@@ -72,6 +74,16 @@ SAnswer CAnswers::List(const std::string& name) {
   CJson document = {{"root", EscapeInvalidUtf8(m_folder.Path())}, {"folders", listing.folders}, {"files", files}};
   if (!listing.problem.empty()) document["error"] = listing.problem;
   return JsonAnswer(document);
+}
+
+SAnswer CAnswers::Search(const std::string& words) {
+  try {
+    return JsonAnswer(m_search.Find(words));
+  } catch (const CHostError& error) {
+    return Refusal(500, error.what());
+  } catch (const SQLite::Exception& error) {
+    return Refusal(500, ErrorText(error));
+  }
 }
 
 SAnswer CAnswers::Card(const std::string& path, const std::string& name) {

@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 
+#include "host/serve/folder_search.h"
 #include "host/serve/live_thumbnails.h"
 #include "host/serve/picture_process.h"
 #include "host/serve/served_folder.h"
@@ -33,6 +34,7 @@ class CAnswers {
 
  private:
   SAnswer List(const std::string& name);
+  SAnswer Search(const std::string& words);
   SAnswer Card(const std::string& path, const std::string& name);
   SAnswer Thumbnail(const std::string& path);
   SAnswer Picture(const std::string& path, const CParameters& parameters);
@@ -41,6 +43,7 @@ class CAnswers {
   const CServedFolder& m_folder;
   CPictureProcess& m_pictures;
   CLiveThumbnails& m_thumbnails;
+  CFolderSearch m_search;
   const std::string m_page;
   const std::string m_script;
 };

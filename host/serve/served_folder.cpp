@@ -81,4 +81,12 @@ CServedFolder::SListing CServedFolder::List(const std::string& path) const {
   return listing;
 }
 
+std::optional<CServedFolder::SFile> CServedFolder::FileAt(const std::string& path) const {
+  const std::string lead = m_path.ends_with('/') ? m_path : m_path + "/";
+  if (!path.starts_with(lead) || path.size() == lead.size()) return {};
+  const std::string name = EscapeInvalidUtf8(path.substr(lead.size()));
+  if (!Resolve(name)) return {};
+  return FileOf(path, name);
+}
+
 }  // namespace qvhost

@@ -31,6 +31,8 @@ class CServedFolder {
   std::optional<std::string> Resolve(const std::string& name) const;
   // The pictures of a folder and the folders in it; `path` as Resolve gave it. In no particular order.
   SListing List(const std::string& path) const;
+  // A picture at an absolute path, its name that in the served folder. None when Resolve gives none for it.
+  std::optional<SFile> FileAt(const std::string& path) const;
 
  private:
   std::string m_path;  // as the user named it

@@ -15,6 +15,8 @@ class CCacheDatabase {
   CCacheDatabase(const SDatabaseOptions& options, EDatabaseNeed need);
 
   SQLite::Database& Connection() noexcept { return m_db; }
+  // Whether a copy of the chosen file is read, which may not be written to.
+  bool IsCopy() const noexcept { return m_prepared.IsCopy(); }
   // The chosen file, even when a copy of it is read.
   const std::string& Path() const noexcept { return m_prepared.Choice().path; }
 

@@ -64,4 +64,10 @@ SDatabaseChoice ChooseDatabase(const SDatabaseOptions& options) {
   return choice;
 }
 
+std::string RealDatabasePath(const std::string& path) {
+  std::error_code error;
+  const fs::path real = fs::canonical(path, error);
+  return error ? path : real.string();
+}
+
 }  // namespace qvhost

@@ -31,4 +31,8 @@ std::string DefaultDatabasePath();
 // (OrbThumbCache.max.db). Throws CHostError.
 SDatabaseChoice ChooseDatabase(const SDatabaseOptions& options);
 
+// The file that a path leads to, through links: SQLite keeps the log and the journal beside that. The path itself when
+// it leads to nothing.
+std::string RealDatabasePath(const std::string& path);
+
 }  // namespace qvhost

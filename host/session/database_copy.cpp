@@ -2,9 +2,7 @@
 
 #include <fmt/format.h>
 #include <stdlib.h>
-#include <sys/stat.h>
 
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -12,38 +10,15 @@
 #include <thread>
 
 #include "host/host_error.h"
+#include "host/session/database_stamp.h"
 
 namespace qvhost {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array<const char*, 3> kTails = {"", "-wal", "-journal"};
 constexpr int kMaxAttempts = 10;
 constexpr std::chrono::milliseconds kPause{100};
-
-// Whether the files have changed shows in these.
-struct SStamp {
-  ino_t inode = 0;
-  off_t size = -1;  // no such file
-  timespec changed{};
-
-  explicit SStamp(const std::string& path) {
-    struct stat status;
-    if (stat(path.c_str(), &status) != 0) return;
-    inode = status.st_ino;
-    size = status.st_size;
-    changed = status.st_mtim;
-  }
-  bool operator==(const SStamp& other) const {
-    return inode == other.inode && size == other.size && changed.tv_sec == other.changed.tv_sec &&
-           changed.tv_nsec == other.changed.tv_nsec;
-  }
-};
-
-std::array<SStamp, kTails.size()> StampsOf(const std::string& path) {
-  return {SStamp(path + kTails[0]), SStamp(path + kTails[1]), SStamp(path + kTails[2])};
-}
 
 void CopyFile(const std::string& from, const std::string& to) {
   std::error_code error;
@@ -80,9 +55,9 @@ CDatabaseCopy::~CDatabaseCopy() {
 void CDatabaseCopy::CopyWhileUnchanged(const std::string& path) {
   for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
     if (attempt > 0) std::this_thread::sleep_for(kPause);
-    const auto before = StampsOf(path);
-    for (const char* tail : kTails) CopyFile(path + tail, m_path + tail);
-    if (StampsOf(path) == before) return;
+    const std::string before = StampOfDatabase(path);
+    for (const char* tail : kDatabaseTails) CopyFile(path + tail, m_path + tail);
+    if (StampOfDatabase(path) == before) return;
   }
   throw CHostError(fmt::format("{} is written to all the time; run again when that is done", path));
 }

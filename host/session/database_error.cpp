@@ -39,8 +39,9 @@ std::string ExplainDatabaseError(const std::string& said) {
   }
   if (Says(said, {SQLITE_CORRUPT, SQLITE_NOTADB})) {
     return fmt::format("{} is damaged ({}); {}", path, said,
-                       FileInUse().isLibrary ? "import the images into a new library"
-                                             : "'qvthumbs verify' tells how far it is, and what can be done");
+                       FileInUse().isLibrary
+                           ? "import the images into a new library"
+                           : "'qvthumbs verify' tells how far, and 'qvthumbs rescue' saves what can be read");
   }
   if (Says(said, {SQLITE_IOERR})) {
     return fmt::format("{} cannot be read or written ({}); see whether its disk is sound and has room", path, said);
@@ -57,10 +58,9 @@ std::string ExplainDatabaseError(const std::string& said) {
 std::string ExplainDamage(const std::string& found) {
   return fmt::format(
       "{0} is damaged: {1}\n"
-      "Keep a copy of it. Thumbnails and texts come back by themselves: move the file away, and 'qvthumbs make' makes "
-      "a\n"
-      "new one. History, experiments and stored items can be read out of the old one as far as they are whole:\n"
-      "  sqlite3 '{0}' .recover | sqlite3 NEW.db",
+      "Keep it. What can be read of it, experiments, history and stored items first, is written to a new database by\n"
+      "  qvthumbs rescue '{0}' NEW.db\n"
+      "Thumbnails and texts that are missing then come back with 'qvthumbs make'.",
       FileInUse().path, found);
 }
 

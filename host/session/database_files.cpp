@@ -122,7 +122,8 @@ void CreateDatabaseFiles(const SDatabaseChoice& choice) {
 void SecureDatabaseFiles(const SDatabaseChoice& choice) {
   const SRights& rights = RightsOf(choice);
   SecureFolder(fs::path(choice.path).parent_path().string(), rights);
-  for (const char* tail : {"", "-wal", "-shm", "-journal"}) SecureFile(choice.path + tail, rights);
+  for (const char* tail : {"", "-wal", "-shm", "-journal", ".find", ".find-journal"})
+    SecureFile(choice.path + tail, rights);
 }
 
 }  // namespace qvhost

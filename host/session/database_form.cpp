@@ -55,6 +55,12 @@ std::string_view FindMissingColumn(const STableForm& form, const std::vector<std
 
 }  // namespace
 
+std::string_view ColumnsOfForm(std::string_view table) noexcept {
+  const auto form = std::find_if(kForms.begin(), kForms.end(),
+                                 [table](const STableForm& candidate) { return SameName(candidate.name, table); });
+  return form == kForms.end() ? std::string_view() : form->columns;
+}
+
 std::string FindForeignForm(const SQLite::Database& db) {
   std::string other;
   std::size_t own = 0;

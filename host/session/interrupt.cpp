@@ -24,6 +24,9 @@ void CInterrupt::Install() noexcept {
   sigemptyset(&action.sa_mask);
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
+  // What was started to outlive its terminal (nohup) does.
+  struct sigaction given = {};
+  if (sigaction(SIGHUP, nullptr, &given) == 0 && given.sa_handler != SIG_IGN) sigaction(SIGHUP, &action, nullptr);
 }
 
 bool CInterrupt::Requested() noexcept { return g_requested.load(std::memory_order_relaxed); }

@@ -2,8 +2,8 @@
 
 namespace qvhost {
 
-// Ctrl-C and a polite kill. The first one sets a flag that long work looks at; the second one ends the program as the
-// system does by default.
+// Ctrl-C, a polite kill and a closed terminal. The first one sets a flag that long work looks at; the second one ends
+// the program as the system does by default.
 class CInterrupt {
  public:
   static void Install() noexcept;

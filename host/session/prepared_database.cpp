@@ -21,13 +21,6 @@ namespace fs = std::filesystem;
 
 std::string FolderOf(const std::string& path) { return fs::path(path).parent_path().string(); }
 
-// SQLite keeps the log and the journal beside the file itself, not beside a link to it.
-std::string WithoutLinks(const std::string& path) {
-  std::error_code error;
-  const fs::path real = fs::canonical(path, error);
-  return error ? path : real.string();
-}
-
 bool Exists(const std::string& path) {
   std::error_code error;
   return fs::status(path, error).type() != fs::file_type::not_found;
@@ -49,7 +42,11 @@ void SetWriteAheadMode(const std::string& path, int flags) {
 [[noreturn]] void RefuseNoDatabase(const SDatabaseChoice& choice, const char* said) {
   const bool named = !choice.isDefault && !choice.allUsers;
   throw CHostError(ExplainFailedOpen(
-      choice, std::string(said) + (named ? "; choose another --db FILE" : "; move it away, and a new one is made")));
+      choice,
+      std::string(said) + (named ? "; choose another --db FILE, or, if it was a database, see what 'qvthumbs rescue' "
+                                   "can read of it"
+                                 : "; see what 'qvthumbs rescue' can read of it, and move it away: a new one is "
+                                   "made")));
 }
 
 }  // namespace
@@ -96,7 +93,7 @@ void CPreparedDatabase::Create() {
 }
 
 void CPreparedDatabase::CopyIfNotWritable(EDatabaseNeed need) {
-  const std::string path = WithoutLinks(m_choice.path), folder = FolderOf(path);
+  const std::string path = RealDatabasePath(m_choice.path), folder = FolderOf(path);
   std::error_code error;
   if (!fs::is_regular_file(path, error)) return;  // SQLite says what is wrong
   if (IsWritable(path) && IsWritable(folder)) return;

@@ -61,9 +61,13 @@ bool WasMerged(const SQLite::Database& db, const std::string& digest) {
   return row.executeStep();
 }
 
+void MakeMergeRecord(SQLite::Database& db) {
+  db.exec("CREATE TABLE IF NOT EXISTS main.merged (digest TEXT PRIMARY KEY, shard TEXT, mergedAt REAL, settings TEXT)");
+}
+
 void RecordMerge(SQLite::Database& db, const std::string& digest, const std::string& shard,
                  const SShardSettings& settings) {
-  db.exec("CREATE TABLE IF NOT EXISTS main.merged (digest TEXT PRIMARY KEY, shard TEXT, mergedAt REAL, settings TEXT)");
+  MakeMergeRecord(db);
   SQLite::Statement row(db, "INSERT OR REPLACE INTO main.merged VALUES (?1, ?2, julianday('now'), ?3)");
   SQLite::bind(row, digest, shard, FormatJson(ToJson(settings)));
   row.exec();

@@ -19,6 +19,8 @@ std::optional<SShardSettings> ReadMergedSettings(const SQLite::Database& db);
 std::string DigestOfSource(const SQLite::Database& db, bool books);
 
 bool WasMerged(const SQLite::Database& db, const std::string& digest);
+// The table, empty, when it is missing.
+void MakeMergeRecord(SQLite::Database& db);
 void RecordMerge(SQLite::Database& db, const std::string& digest, const std::string& shard,
                  const SShardSettings& settings);
 

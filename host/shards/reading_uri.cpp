@@ -1,10 +1,12 @@
 #include "host/shards/reading_uri.h"
 
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+
+#include "host/output/html.h"
+#include "host/session/database_choice.h"
 
 namespace qvhost {
 namespace {
@@ -31,37 +33,22 @@ bool IsInWriteAheadMode(const fs::path& path) {
   return file.seekg(kWriteVersion) && file.get() == 2;
 }
 
-// Whatever the name holds.
 std::string UriOf(const std::string& path, const char* parameters) {
-  std::string uri = "file:";
-  for (const char c : path) {
-    const auto byte = static_cast<unsigned char>(c);
-    const bool isPlain = (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z') ||
-                         byte == '/' || byte == '.' || byte == '_' || byte == '-';
-    uri += isPlain ? std::string(1, c) : fmt::format("%{:02X}", byte);
-  }
-  return uri + "?" + parameters;
-}
-
-// SQLite keeps the log beside the file itself, not beside a link to it.
-fs::path RealFile(const std::string& path) {
-  std::error_code error;
-  const fs::path real = fs::canonical(path, error);
-  return error ? fs::path(path) : real;
+  return "file:" + PercentEncoded(path) + "?" + parameters;
 }
 
 }  // namespace
 
-bool HasLog(const std::string& path) { return LogLiesBeside(RealFile(path)); }
+bool HasLog(const std::string& path) { return LogLiesBeside(RealDatabasePath(path)); }
 
 std::optional<std::string> FindReadingUri(const std::string& path) {
-  const fs::path real = RealFile(path);
+  const fs::path real = RealDatabasePath(path);
   if (MayWrite(real)) return UriOf(real.string(), "mode=rw");
   if (LogLiesBeside(real)) return std::nullopt;
   // To read in write-ahead mode SQLite writes an index beside the file; it needs none where nobody can write.
   return UriOf(real.string(), IsInWriteAheadMode(real) ? "immutable=1" : "mode=ro");
 }
 
-std::string UnchangingUri(const std::string& path) { return UriOf(RealFile(path).string(), "immutable=1"); }
+std::string UnchangingUri(const std::string& path) { return UriOf(RealDatabasePath(path), "immutable=1"); }
 
 }  // namespace qvhost

@@ -108,16 +108,20 @@ make_lab() {
   find "$work/lab" -type f \( -iname '*.tif' -o -iname '*.png' -o -iname '*.jpg' \) | sort >"$work/images.txt"
 }
 
-# Kills the processes of running tasks and requeues others while the array is at work. A task that was killed goes back
-# to the queue, as one of a lost node does.
+# Kills the programs of running tasks, which then requeue themselves, and requeues others, as those of a lost node are,
+# while the array is at work.
 disturb() {
   local array=$1 done=0 end=$((SECONDS + 60)) task
   while [ $done -lt 6 ] && [ $SECONDS -lt $end ] && [ -n "$(squeue -h -j "$array" 2>/dev/null)" ]; do
     sleep 0.3
     task=$(squeue -h -r -j "$array" -t RUNNING -o %i 2>/dev/null | shuf -n 1)
     [ -n "$task" ] || continue
-    [ $((done % 2)) -eq 1 ] || scancel --signal=KILL --full "$task" 2>/dev/null || true
-    until_true 10 scontrol requeue "$task" && done=$((done + 1))
+    if [ $((done % 2)) -eq 0 ]; then
+      # A step's program, as a kernel out of memory does; scancel would end the job.
+      kill -KILL "$(pgrep -f "^$QVTHUMBS make .*--db $work/lab.db" | shuf -n 1)" 2>/dev/null
+    else
+      scontrol requeue "$task" 2>/dev/null
+    fi && done=$((done + 1))
   done
   echo "killed or requeued: $done times"
   [ $done -gt 0 ]
@@ -144,6 +148,8 @@ disturb "$array"
 merge_has_ended() { [[ $(scontrol show job "$merge") =~ JobState=(COMPLETED|FAILED|CANCELLED|TIMEOUT) ]]; }
 until_true 600 merge_has_ended
 scontrol show job "$merge" | grep -o 'JobState=[A-Z]*'
+echo "killed tasks that requeued themselves: $(grep -h 'back to the queue' thumbnails-*.out | wc -l)"
+grep -q 'back to the queue' thumbnails-*.out
 for database in lab.db published.db; do
   cmp <(rows_of "$work/whole.db") <(rows_of "$work/$database")
   echo "$database holds what one process makes: $(sqlite3 -readonly "$work/$database" 'SELECT count(*) FROM cache') thumbnails"

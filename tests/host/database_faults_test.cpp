@@ -137,6 +137,7 @@ TEST_F(DatabaseFaultsTest, ADamagedOneIsNamedWithTheWayOut) {
     EXPECT_NE(run.status, 0) << arguments[0];
     EXPECT_THAT(run.err, HasSubstr(m_program.Database() + " is damaged")) << arguments[0];
     EXPECT_THAT(run.err, HasSubstr("'qvthumbs verify'")) << arguments[0];
+    EXPECT_THAT(run.err, HasSubstr("'qvthumbs rescue'")) << arguments[0];
     EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
   }
 }
@@ -153,7 +154,7 @@ TEST_F(DatabaseFaultsTest, VerifyTellsTheWayOutOfDamage) {
       const SRunResult run = m_program.RunWithDatabase({"verify"});
       EXPECT_EQ(run.status, 1) << page;
       EXPECT_THAT(run.err, HasSubstr(m_program.Database() + " is damaged")) << page;
-      EXPECT_THAT(run.err, HasSubstr(".recover")) << page;
+      EXPECT_THAT(run.err, HasSubstr("qvthumbs rescue '" + m_program.Database() + "' NEW.db")) << page;
       EXPECT_THAT(run.err, Not(HasSubstr("'qvthumbs verify'"))) << page;
     }
   }

@@ -46,8 +46,8 @@ class ManualTest : public testing::Test {
 };
 
 TEST_F(ManualTest, EveryVerbHasAPageWithItsOptionsAndExamples) {
-  for (const char* verb :
-       {"make", "show", "thumbnail", "info", "gallery", "plate", "import", "stats", "merge", "prune", "verify"}) {
+  for (const char* verb : {"make", "show", "thumbnail", "info", "gallery", "find", "plate", "import", "stats", "merge",
+                           "prune", "verify", "rescue"}) {
     const std::string page = Page(std::string("qvthumbs-").append(verb));
     EXPECT_THAT(page, HasSubstr(".SH SYNOPSIS")) << verb;
     EXPECT_THAT(page, HasSubstr(".SH EXAMPLES")) << verb;

@@ -20,6 +20,7 @@ using namespace qvtest;
 using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::Not;
 
 class ServeTest : public testing::Test {
@@ -175,6 +176,43 @@ TEST_F(ServeTest, ReachesNothingOutsideTheFolder) {
   EXPECT_THAT(client.Get("list").body, Not(HasSubstr("link")));
 }
 
+TEST_F(ServeTest, FindsInTheWholeTreeAndNothingOutsideOfIt) {
+  WritePng(m_program.Folder().Path("outside/private.png"), 60, 40, kRed);
+  WritePng(m_images + "/.shown.png", 60, 40, kRed);
+  std::filesystem::create_symlink(m_program.Folder().Path("outside"), m_images + "/link");
+  const std::vector<std::string> files = {m_images + "/a.png", m_images + "/below/b.png", m_images + "/.shown.png",
+                                          m_images + "/link/private.png",
+                                          m_program.Folder().Path("outside/private.png")};
+  for (const std::string& file : files) EXPECT_EQ(m_program.RunWithDatabase({"make", file}).status, 0);
+  const CHttpClient client = Start();
+  const auto find = [&client](const std::string& words) {
+    const json answer = json::parse(client.Get("search?words=" + words).body);
+    EXPECT_EQ(answer["more"], false);
+    std::set<std::string> names;
+    for (const json& file : answer["files"]) names.insert(file["path"]);
+    return names;
+  };
+  EXPECT_THAT(find("png"), ElementsAre("a.png", "below/b.png"));
+  EXPECT_THAT(find("BELOW%20B."), ElementsAre("below/b.png"));
+  EXPECT_THAT(find("%22below/b%22"), ElementsAre("below/b.png"));
+  EXPECT_THAT(find("private"), IsEmpty());
+  EXPECT_THAT(find(m_images.substr(1, 3)), IsEmpty());
+  EXPECT_THAT(find(""), IsEmpty());
+  EXPECT_THAT(find("%00%22*%27%20-"), IsEmpty());
+  EXPECT_EQ(client.Get("/search?words=png").status, 403);
+}
+
+TEST_F(ServeTest, FindsWhatItHasJustMade) {
+  const CHttpClient client = Start();
+  EXPECT_EQ(json::parse(client.Get("search?words=stack").body)["files"].size(), 0u);
+  CEventReader events(client);
+  client.Post("want", Wish(events.Next(), {"stack.ome.tif"}));
+  EXPECT_EQ(Events(events, 1).size(), 1u);
+  const json files = json::parse(client.Get("search?words=stack").body)["files"];
+  ASSERT_EQ(files.size(), 1u);
+  EXPECT_EQ(files[0]["facts"], json({{"channels", 2}, {"t", 2}, {"z", 3}}));
+}
+
 TEST_F(ServeTest, HostileRequestsLeaveItAnswering) {
   const CHttpClient client = Start();
   const std::string host = std::string("Host: ").append(client.Host()).append("\r\n");
@@ -211,6 +249,76 @@ TEST_F(ServeTest, EndsCleanlyWhenItIsAskedToWhileClientsListen) {
   const SRunResult end = End();
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_THAT(end.err, Not(HasSubstr("error")));
+}
+
+// A browser that leaves behind what it was opened with.
+std::string FakeBrowserFolder(const CTempFolder& folder) {
+  const std::string programs = folder.MakeFolder("programs");
+  const std::string script = folder.MakeFile("programs/xdg-open",
+                                             "#!/bin/sh\n"
+                                             "stat -c %a \"$1\" > \"$HOME/mode\"\n"
+                                             "cat \"$1\" > \"$HOME/page\"\n"
+                                             "echo \"$*\" > \"$HOME/new\" && mv \"$HOME/new\" \"$HOME/arguments\"\n");
+  std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+  return programs;
+}
+
+TEST_F(ServeTest, OpensTheBrowserWithAPageThatKeepsTheAddressFromOtherUsers) {
+  m_program.SetEnvironment("PATH=" + FakeBrowserFolder(m_program.Folder()) + ":" + std::getenv("PATH"));
+  m_program.SetEnvironment("XDG_RUNTIME_DIR=" + m_program.Folder().MakeFolder("runtime"));
+  const CHttpClient client = Start({"--open"});
+  const std::string seen = m_program.Folder().Path("home/arguments");
+  for (int i = 0; i < 1000 && !std::filesystem::exists(seen); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  const std::string arguments = ReadTextFile(seen);
+  EXPECT_THAT(arguments, HasSubstr(m_program.Folder().Path("runtime/qvthumbs-")));
+  EXPECT_THAT(arguments, Not(HasSubstr(client.Prefix())));
+  EXPECT_THAT(ReadTextFile(m_program.Folder().Path("home/page")), HasSubstr("url=http://127.0.0.1:"));
+  EXPECT_THAT(ReadTextFile(m_program.Folder().Path("home/page")), HasSubstr(client.Prefix()));
+  EXPECT_EQ(ReadTextFile(m_program.Folder().Path("home/mode")), "600\n");
+  const SRunResult end = End();
+  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.err, "The browser shows it; Ctrl-C ends it.\n");
+  EXPECT_TRUE(std::filesystem::is_empty(m_program.Folder().Path("runtime")));
+}
+
+TEST_F(ServeTest, AClosedTerminalEndsItLikeCtrlC) {
+  m_program.SetEnvironment("PATH=" + FakeBrowserFolder(m_program.Folder()) + ":" + std::getenv("PATH"));
+  m_program.SetEnvironment("XDG_RUNTIME_DIR=" + m_program.Folder().MakeFolder("runtime"));
+  Start({"--open"});
+  m_server->Signal(SIGHUP);
+  EXPECT_EQ(m_server->Wait().status, 0);
+  m_server.reset();
+  EXPECT_TRUE(std::filesystem::is_empty(m_program.Folder().Path("runtime")));
+}
+
+TEST_F(ServeTest, StartedToOutliveItsTerminalItDoes) {
+  m_server.emplace(m_program, std::vector<std::string>{"serve", m_images, "--db", m_program.Database()}, std::string(),
+                   std::vector<std::string>{"sh", "-c", "trap '' HUP; exec \"$0\" \"$@\""});
+  const CHttpClient client(m_server->FirstLine());
+  m_server->Signal(SIGHUP);
+  EXPECT_EQ(client.Get("list").status, 200);
+  EXPECT_EQ(End().status, 0);
+}
+
+TEST_F(ServeTest, WithoutABrowserItSaysSoAndGoesOn) {
+  m_program.SetEnvironment("PATH=" + m_program.Folder().MakeFolder("empty"));
+  const CHttpClient client = Start({"--open"});
+  EXPECT_EQ(client.Get("list").status, 200);
+  const SRunResult end = End();
+  EXPECT_EQ(end.status, 0);
+  EXPECT_THAT(end.err, HasSubstr("qvthumbs: no browser was opened: there is no xdg-open (package xdg-utils)\n"
+                                 "Open this address in a browser on this machine"));
+}
+
+TEST_F(ServeTest, WithoutAFolderItShowsTheCurrentOne) {
+  CProgram::CProcess server(m_program, {"serve", "--db", m_program.Database()}, {},
+                            {"sh", "-c", "cd '" + m_images + "' && exec \"$0\" \"$@\""});
+  const CHttpClient client(server.FirstLine());
+  EXPECT_EQ(json::parse(client.Get("list?folder=").body)["folders"], json::array({"below"}));
+  EXPECT_THAT(client.Get("").body, HasSubstr("<title>images"));
+  server.Signal(SIGTERM);
+  EXPECT_EQ(server.Wait().status, 0);
 }
 
 TEST_F(ServeTest, AFolderThatIsNotThereAndAPortThatIsTakenAreAnswered) {

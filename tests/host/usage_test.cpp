@@ -23,8 +23,8 @@ class UsageTest : public testing::Test {
 };
 
 TEST_F(UsageTest, EveryVerbHasHelpWithAnExample) {
-  for (const char* verb : {"make", "show", "thumbnail", "info", "gallery", "serve", "watch", "import", "stats", "prune",
-                           "verify", "history", "experiments", "stored"}) {
+  for (const char* verb : {"make", "show", "thumbnail", "info", "gallery", "find", "serve", "watch", "import", "stats",
+                           "prune", "verify", "rescue", "history", "experiments", "stored"}) {
     const SRunResult run = m_program.Run({verb, "--help"});
     EXPECT_EQ(run.status, 0) << verb;
     EXPECT_THAT(run.out, HasSubstr("Example")) << verb;
@@ -176,6 +176,7 @@ TEST_F(UsageTest, LookingVerbsDoNotCreateADatabase) {
                                                     {"verify"},
                                                     {"prune"},
                                                     {"gallery"},
+                                                    {"find", "cells"},
                                                     {"experiments", "list"},
                                                     {"history", "earliest"},
                                                     {"stored", "tree"}}) {

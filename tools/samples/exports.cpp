@@ -64,3 +64,18 @@ void MakeExports(const SContext& context) {
   write("agar plate.jp2", EncodeJpeg2000(RenderAgarPlate(width, height, seed("jp2"))));
   write("slide level.dcm", EncodeDicomSlide(RenderAgarPlate(width, height, seed("dcm")), 256, 0.5));
 }
+
+void MakeOptionalExports([[maybe_unused]] const SContext& context) {
+#if defined(QV_SAMPLES_HEIF) || defined(QV_SAMPLES_JXL)
+  const auto picture = [&](const char* name) {
+    return RenderAgarPlate(context.Side(800), context.Side(600), context.SeedFor(name));
+  };
+#endif
+#ifdef QV_SAMPLES_HEIF
+  if (CanEncodeHeif(false)) context.output.Write("Exports/agar plate.heic", EncodeHeif(picture("heic"), false));
+  if (CanEncodeHeif(true)) context.output.Write("Exports/agar plate.avif", EncodeHeif(picture("avif"), true));
+#endif
+#ifdef QV_SAMPLES_JXL
+  context.output.Write("Exports/agar plate.jxl", EncodeJxl(picture("jxl")));
+#endif
+}

@@ -18,6 +18,8 @@ int main(int argc, char** argv) {
   app.add_option("--size", options.sizePercent, "Sides of the pictures in percent of the usual")
       ->check(CLI::Range(5, 400))
       ->capture_default_str();
+  app.add_flag("--optional", options.optionalFormats,
+               "Also HEIC, AVIF and JPEG XL, as far as this build can write them: not the same files everywhere");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -51,6 +51,7 @@ int MakeSamples(const SSampleOptions& options) {
   MakeSlides(context);
   MakeEmbeddedThumbnails(context);
   MakeExports(context);
+  if (options.optionalFormats) MakeOptionalExports(context);
   MakeUnusualNames(context);
   MakeDamagedFiles(context);
   MakeOrdinaryPictures(context, options.count);

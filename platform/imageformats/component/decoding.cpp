@@ -24,11 +24,11 @@ bool IsTurnedOff() noexcept {
   return choice != nullptr && std::string_view(choice) == "inprocess";
 }
 
-void ReportOnce() {
+void ReportOnce(const std::string& why) {
   static std::atomic<bool> reported = false;
   if (reported.exchange(true)) return;
-  DiagOutputExW(L"Pictures are decoded without the protection of a process of their own: %ls cannot be started",
-                CQvStringUtils::UTF8toW(DecoderProgram()).c_str());
+  DiagOutputExW(L"Pictures are decoded without the protection of a process of their own: %ls",
+                CQvStringUtils::UTF8toW(why).c_str());
 }
 
 // What the library opens: a link's target, for only its folder may be read.
@@ -58,13 +58,14 @@ CDecoding::CDecoding() : m_inPlace(IsTurnedOff()) {}
 std::shared_ptr<CDecoder> CDecoding::DecoderFor(const CCodecModule& codec, const std::string& nativePath) {
   if (m_inPlace) return nullptr;
   const SDecoderUse use = UseOf(codec, nativePath);
+  if (IsGivenUp(use)) return nullptr;
   std::shared_ptr<CDecoder>& decoder = use.purpose == kForPictures ? m_pictures : m_others;
   if (!decoder || decoder->Use() != use) {
     decoder.reset();
     decoder = TakeDecoder(use);
   }
   if (decoder->Start()) return decoder;
-  ReportOnce();
+  ReportOnce(DecoderProgram() + " cannot be started");
   return nullptr;
 }
 
@@ -74,12 +75,15 @@ auto CDecoding::Decide(const CCodecModule& codec, const CInput& input, Remote&& 
   const std::string nativePath = PathForLibrary(codec, input);
   for (bool isFirst = true;; isFirst = false) {
     std::shared_ptr<CDecoder> decoder = DecoderFor(codec, nativePath);
+    if (!m_inPlace) RefuseTroublemaker(input);
     if (!decoder) return inPlace();
-    RefuseTroublemaker(input);
     try {
       return remote(std::move(decoder), nativePath);
     } catch (const CStaleDecoder&) {
       if (!isFirst) throw;
+    } catch (const CUnreadyDecoder& error) {
+      ReportOnce(DecoderProgram() + ": " + error.what());
+      return inPlace();
     }
   }
 }

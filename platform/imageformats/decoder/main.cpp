@@ -75,6 +75,7 @@ int main(int count, char** arguments) {
   if (!DieWithViewer() || !Confine(forSlides ? kFolderHandle : -1)) return 3;
   if (forSlides) close(kFolderHandle);
   CChannel channel(CDescriptor(kSocketHandle), true);
+  if (channel.Send(kReady, {}) != CChannel::EResult::kDone) return 3;
   CDecoderServer(channel).Run();
   // Whatever is still open goes with the process.
   _exit(0);

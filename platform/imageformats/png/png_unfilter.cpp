@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "platform/imageformats/base/running_sums.h"
+
 namespace imageformats {
 
 namespace {
@@ -43,11 +45,6 @@ void ForEachPixel(std::size_t bytes, Step&& step) noexcept {
   for (; i + kPixel <= bytes; i += kPixel) step(i, kPixel);
 }
 
-template <std::size_t kPixel>
-void Sub(std::uint8_t* row, std::size_t bytes) noexcept {
-  for (std::size_t i = kPixel; i < bytes; ++i) row[i] = Add(row[i], row[i - kPixel]);
-}
-
 void Up(std::uint8_t* __restrict row, const std::uint8_t* __restrict above, std::size_t bytes) noexcept {
   for (std::size_t i = 0; i < bytes; ++i) row[i] = Add(row[i], above[i]);
 }
@@ -84,7 +81,7 @@ bool Unfilter(std::uint8_t filter, std::uint8_t* row, const std::uint8_t* above,
     case 0:
       return true;
     case 1:
-      Sub<kPixel>(row, bytes);
+      AddPixelsToTheLeft<kPixel>(row, bytes);
       return true;
     case 2:
       if (above != nullptr) Up(row, above, bytes);
@@ -93,7 +90,7 @@ bool Unfilter(std::uint8_t filter, std::uint8_t* row, const std::uint8_t* above,
       above != nullptr ? Average<kPixel>(row, above, bytes) : AverageWithoutAbove<kPixel>(row, bytes);
       return true;
     case 4:
-      above != nullptr ? Paeth<kPixel>(row, above, bytes) : Sub<kPixel>(row, bytes);
+      above != nullptr ? Paeth<kPixel>(row, above, bytes) : AddPixelsToTheLeft<kPixel>(row, bytes);
       return true;
     default:
       return false;

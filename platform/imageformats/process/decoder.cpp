@@ -7,6 +7,7 @@
 
 #include "platform/imageformats/base/render_guard.h"
 #include "platform/imageformats/base/text.h"
+#include "platform/imageformats/process/decoder_pool.h"
 #include "platform/imageformats/process/protocol.h"
 #include "platform/imageformats/process/troublemakers.h"
 
@@ -17,6 +18,8 @@ namespace {
 constexpr std::chrono::milliseconds kTick(200);
 // A decoder stops by itself in time, and says why; it is ended when it does not.
 constexpr std::chrono::seconds kGrace(2);
+// Processor time that loading its libraries and giving up its rights may take.
+constexpr std::chrono::seconds kMostToStart(20);
 std::chrono::milliseconds g_patience = std::chrono::seconds(30);
 std::chrono::milliseconds g_limitForTest{};
 // More than a set of files has, and than a picture that is a folder shows of its chunks.
@@ -45,12 +48,12 @@ class CDecoder::CWatch {
   explicit CWatch(const CDecoderProcess& process) : m_process(process) {}
 
   // Why the decoder is to be ended; empty: it may go on.
-  std::string Tick(const SSubject& subject) {
+  std::string Tick(const SSubject& subject) { return Tick(LimitsFor(subject.bytes, subject.unpackedBytes).time); }
+  std::string Tick(std::chrono::milliseconds limit) {
     const std::chrono::nanoseconds now = m_process.ProcessorTime();
     if (m_ticks++ == 0) m_start = m_last = now;
     m_still = now == m_last ? m_still + kTick : std::chrono::milliseconds(0);
     m_last = now;
-    const auto limit = LimitsFor(subject.bytes, subject.unpackedBytes).time;
     const auto most = g_limitForTest.count() != 0 ? g_limitForTest : limit + kGrace;
     if (now - m_start > most) return TimeExceeded(limit);
     if (m_still >= g_patience) return "The decoder stood still and was ended";
@@ -78,16 +81,20 @@ bool CDecoder::Start() {
   m_process = CDecoderProcess::Start(DecoderProgram(), m_use.purpose.c_str(), folder.Get());
   if (!m_process) return false;
   m_process->Channel().SetTick(static_cast<std::uint32_t>(kTick.count()));
+  m_isReady = false;
   ++m_generation;
   return true;
 }
 
 std::vector<std::uint8_t> CDecoder::Ask(std::uint32_t kind, const CWireWriter& question, const SSubject& subject,
                                         int descriptor) {
+  // Asked before it is ready, so that nobody waits for the other one.
   if (!IsRunning() || m_process->Channel().Send(kind, question.Content(), descriptor) != CChannel::EResult::kDone) {
+    if (IsRunning() && !m_isReady) AwaitReady();
     m_process.reset();
     throw CStaleDecoder();
   }
+  AwaitReady();
   SMessage message;
   try {
     Await(subject, &message);
@@ -101,6 +108,32 @@ std::vector<std::uint8_t> CDecoder::Ask(std::uint32_t kind, const CWireWriter& q
   if (status != kQvOk) ThrowAnswer(status, answer);
   message.content.erase(message.content.begin(), message.content.begin() + sizeof status);
   return std::move(message.content);
+}
+
+void CDecoder::AwaitReady() {
+  if (m_isReady) return;
+  CWatch watch(*m_process);
+  SMessage message;
+  for (;;) {
+    switch (m_process->Channel().Receive(&message)) {
+      case CChannel::EResult::kTick:
+        if (!watch.Tick(kMostToStart).empty()) GiveUpUnready("was not ready in time", true);
+        continue;
+      case CChannel::EResult::kClosed:
+        GiveUpUnready("ended before it was ready (" + m_process->End() + ")", false);
+      case CChannel::EResult::kDone:
+        if (message.kind != kReady) GiveUpUnready("says something else than that it is ready", false);
+        m_isReady = true;
+        NoteReady(m_use);
+        return;
+    }
+  }
+}
+
+void CDecoder::GiveUpUnready(const std::string& reason, bool keptWaiting) {
+  m_process.reset();
+  NoteUnready(m_use, keptWaiting);
+  throw CUnreadyDecoder("The decoder " + reason);
 }
 
 void CDecoder::Await(const SSubject& subject, SMessage* message) {

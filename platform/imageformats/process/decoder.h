@@ -44,7 +44,8 @@ class CDecoder {
     std::uint64_t unpackedBytes = 0;
   };
   // What the decoder answers. Throws what it answers with; CDamagedError when it died, said nonsense or was ended
-  // because it used too much time or stood still; CStaleDecoder when it was dead before it could be asked.
+  // because it used too much time or stood still; CStaleDecoder when it was dead before it could be asked;
+  // CUnreadyDecoder when it never came to look at a file.
   std::vector<std::uint8_t> Ask(std::uint32_t kind, const CWireWriter& question, const SSubject& subject,
                                 int descriptor = -1);
   // What needs no answer. A decoder that does not take it is found dead by the next question.
@@ -60,12 +61,15 @@ class CDecoder {
 
  private:
   class CWatch;
+  void AwaitReady();
+  [[noreturn]] void GiveUpUnready(const std::string& reason, bool keptWaiting);
   void Await(const SSubject& subject, SMessage* message);
   void AnswerBeside(const SMessage& message, const SSubject& subject);
   [[noreturn]] void GiveUp(const SSubject& subject, const std::string& reason);
 
   SDecoderUse m_use;
   std::unique_ptr<CDecoderProcess> m_process;
+  bool m_isReady = false;
   std::uint64_t m_generation = 0;
   CSharedPixels m_pixels;
 };
@@ -74,6 +78,12 @@ class CDecoder {
 class CStaleDecoder : public CDamagedError {
  public:
   CStaleDecoder() : CDamagedError("The decoder was ended from outside") {}
+};
+
+// The decoder was started and ended, stood still or said nonsense before it was ready: that is no file's fault.
+class CUnreadyDecoder : public CDamagedError {
+ public:
+  explicit CUnreadyDecoder(const std::string& reason) : CDamagedError(reason) {}
 };
 
 }  // namespace imageformats

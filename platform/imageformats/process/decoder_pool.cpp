@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <map>
 #include <mutex>
 #include <vector>
 
@@ -13,9 +14,13 @@ namespace {
 // What two workers and a few callers at once come back to.
 constexpr std::size_t kMaxIdle = 4;
 
+// One may be killed by a system that is short of memory; several in a row are not going to run.
+constexpr int kMostUnready = 3;
+
 struct SPool {
   std::mutex mutex;
   std::vector<std::unique_ptr<CDecoder>> idle;  // the one that was used last at the end
+  std::map<std::string, int> unready;           // of each purpose, since one was ready
 };
 
 // Never destroyed: decoders are given back by objects whose end nobody here knows. Their processes end with this one.
@@ -62,6 +67,25 @@ std::shared_ptr<CDecoder> TakeDecoder(const SDecoderUse& use) {
   }
   if (!decoder) decoder = std::make_unique<CDecoder>(use);
   return {decoder.release(), GiveBack};
+}
+
+bool IsGivenUp(const SDecoderUse& use) {
+  SPool& pool = Pool();
+  const std::lock_guard lock(pool.mutex);
+  const auto found = pool.unready.find(use.purpose);
+  return found != pool.unready.end() && found->second >= kMostUnready;
+}
+
+void NoteReady(const SDecoderUse& use) {
+  SPool& pool = Pool();
+  const std::lock_guard lock(pool.mutex);
+  pool.unready.erase(use.purpose);
+}
+
+void NoteUnready(const SDecoderUse& use, bool keptWaiting) {
+  SPool& pool = Pool();
+  const std::lock_guard lock(pool.mutex);
+  pool.unready[use.purpose] += keptWaiting ? kMostUnready : 1;
 }
 
 }  // namespace imageformats

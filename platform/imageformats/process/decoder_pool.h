@@ -12,4 +12,10 @@ namespace imageformats {
 // not each start a process. Any thread; a copy of this process begins without any.
 std::shared_ptr<CDecoder> TakeDecoder(const SDecoderUse& use);
 
+// Whether decoders of this use are not started any more, because several in a row never became ready, or one of them
+// kept its viewer waiting. Any thread.
+bool IsGivenUp(const SDecoderUse& use);
+void NoteReady(const SDecoderUse& use);
+void NoteUnready(const SDecoderUse& use, bool keptWaiting);
+
 }  // namespace imageformats

@@ -4,9 +4,10 @@
 
 namespace imageformats {
 
-// What the viewer and a decoder tell each other. The viewer asks, one question at a time, and the decoder answers with
-// kAnswer; while it works on one it may ask for a file beside the picture's, and gets kBeside. Pictures do not travel:
-// the decoder writes them into memory that the viewer lends it.
+// What the viewer and a decoder tell each other. First the decoder says that it is kReady: it has given up its rights
+// and has not looked at a file. The viewer asks, one question at a time, and the decoder answers with kAnswer; while it
+// works on one it may ask for a file beside the picture's, and gets kBeside. Pictures do not travel: the decoder writes
+// them into memory that the viewer lends it.
 enum ERequest : std::uint32_t {
   kRequestOpen = 1,    // image, codec, name, native path, is a file, is a folder; the file or the stream. Answer: info,
                        // source bytes, has tags, has metadata, metadata
@@ -24,6 +25,7 @@ enum ERequest : std::uint32_t {
   kAnswer,                   // status, text when it is not 0
   kAskBeside,                // name; of a picture that is a folder, a path below it
   kBeside,                   // the file, when there is one
+  kReady,                    // nothing
 };
 
 // Where a decoder finds what it is started with.

@@ -6,6 +6,8 @@
 #include "tests/support/encode_heif.h"
 #include "tests/support/encode_jpeg.h"
 #include "tests/support/icc_profile.h"
+#include "tests/support/temp_folder.h"
+#include "tools/samples/samples.h"
 
 namespace imageformats {
 namespace {
@@ -29,6 +31,15 @@ TEST_P(HeifTest, PicturesComeClose) {
   EXPECT_GE(Psnr(ReadAll(*image), picture), 36.0);
   EXPECT_GE(Psnr(Render(*image, 60, 45), AreaAverage(picture, 60, 45)), 40.0);
   EXPECT_EQ(image->Metadata().text.type, GetParam() ? L"AVIF" : L"HEIF");
+}
+
+TEST_P(HeifTest, TheSampleLabHasOneOnRequest) {
+  CTempFolder folder;
+  MakeSamples({folder.Path(), 0, 1, 5, true});
+  const auto bytes = ReadFile(folder.Path(recipe.av1 ? "Exports/agar plate.avif" : "Exports/agar plate.heic"));
+  const auto image = OpenBytes(bytes);
+  EXPECT_EQ(image->Info().width, 40u);
+  EXPECT_EQ(image->Info().height, 32u);
 }
 
 TEST_P(HeifTest, MoreThanEightBitsAreStretched) {

@@ -6,6 +6,8 @@
 #include "tests/support/encode_jpeg.h"
 #include "tests/support/encode_jxl.h"
 #include "tests/support/icc_profile.h"
+#include "tests/support/temp_folder.h"
+#include "tools/samples/samples.h"
 
 namespace imageformats {
 namespace {
@@ -31,6 +33,14 @@ TEST(Jxl, LossyPicturesComeClose) {
   SJxlRecipe lossy;
   lossy.lossless = false;
   EXPECT_GE(Psnr(RenderBytes(EncodeJxl(picture, lossy), 60, 45), AreaAverage(picture, 60, 45)), 36.0);
+}
+
+TEST(Jxl, TheSampleLabHasOneOnRequest) {
+  CTempFolder folder;
+  MakeSamples({folder.Path(), 0, 1, 5, true});
+  const auto image = OpenBytes(ReadFile(folder.Path("Exports/agar plate.jxl")));
+  EXPECT_EQ(image->Info().width, 40u);
+  EXPECT_EQ(image->Info().height, 32u);
 }
 
 TEST(Jxl, MoreThanEightBitsAreStretched) {

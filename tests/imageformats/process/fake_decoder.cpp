@@ -1,4 +1,4 @@
-// A decoder that does wrong, in the way that its name says.
+// A decoder that does wrong, in the way that its name says: before it is ready, or when it is asked something.
 
 #include <signal.h>
 #include <unistd.h>
@@ -82,12 +82,24 @@ void Misbehave(const std::string& name, CChannel& channel) {
   while (name == "busy") (void)getppid();
 }
 
+// As a program whose library is missing, that is not let run, or whose system does not answer.
+void MisbehaveUnready(const std::string& name, CChannel& channel) {
+  if (name == "unready-exit") _exit(127);
+  if (name == "unready-killed") raise(SIGKILL);
+  if (name == "unready-stop") raise(SIGSTOP);
+  while (name == "unready-busy") (void)getppid();
+  if (name == "unready-answer") channel.Send(kAnswer, Success().Content());
+}
+
 }  // namespace
 
 int main(int, char** arguments) {
   const char* slash = std::strrchr(arguments[0], '/');
+  const std::string name = slash != nullptr ? slash + 1 : "";
   CChannel channel(CDescriptor(kSocketHandle), true);
+  MisbehaveUnready(name, channel);
+  channel.Send(kReady, {});
   SMessage message;
-  while (channel.Receive(&message) != CChannel::EResult::kClosed) Misbehave(slash != nullptr ? slash + 1 : "", channel);
+  while (channel.Receive(&message) != CChannel::EResult::kClosed) Misbehave(name, channel);
   return 0;
 }

@@ -433,6 +433,20 @@ TEST_F(DecoderTest, AFileThatItDiedOfTwiceIsLeftAloneUntilItChanges) {
   EXPECT_EQ(View(file).status, kQvOk);
 }
 
+// In a process of its own, as what is reported once is in the life of a process.
+TEST_F(DecoderTest, OneThatNeverGetsReadyIsReportedOnceWithItsEnd) {
+  const SWorkResult viewer = RunForked(1ull << 32, [&] {
+    m_house.UseFake("unready-exit");
+    CDiagRecorder diagnostics;
+    for (int i = 0; i < 5; ++i) View(MakePicture());
+    const std::vector<std::wstring> messages = diagnostics.TakeTexts();
+    return messages.size() == 1 ? CQvStringUtils::WtoUTF8(messages[0].c_str()).Str() : std::string("another number");
+  });
+  EXPECT_NE(viewer.answer.find("unready-exit: The decoder ended before it was ready (exit status 127)"),
+            std::string::npos)
+      << viewer.answer;
+}
+
 TEST_F(DecoderTest, OneThatCannotBeStartedIsDoneWithoutAndReportedOnce) {
   const std::wstring file = MakePicture();
   imageformats::SetDecoderProgramForTest(m_house.Folder().Path("missing"));
@@ -441,6 +455,55 @@ TEST_F(DecoderTest, OneThatCannotBeStartedIsDoneWithoutAndReportedOnce) {
   EXPECT_EQ(View(file), ViewInPlace(file));
   EXPECT_EQ(diagnostics.Take().size(), 1u);
   EXPECT_TRUE(LivingDecoders().empty());
+}
+
+// Pictures are decoded in place then, and the files keep their good name.
+TEST_F(DecoderTest, OneThatNeverGetsReadyCostsNoFile) {
+  for (const char* wrong : {"unready-exit", "unready-killed", "unready-answer"}) {
+    SCOPED_TRACE(wrong);
+    m_house.UseFake(wrong);
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(View(MakePicture()).status, kQvOk);
+    EXPECT_FALSE(std::filesystem::exists(m_house.ListPath()));
+    m_house.UseTrue();
+    EXPECT_EQ(View(MakePicture()).status, kQvOk);
+    EXPECT_EQ(LivingDecoders().size(), 1u) << "one that failed for a moment is tried again";
+  }
+}
+
+TEST_F(DecoderTest, SeveralThatNeverGetReadyAreEnough) {
+  const SWorkResult viewer = RunForked(1ull << 32, [&] {
+    m_house.UseFake("unready-exit");
+    for (int i = 0; i < 3; ++i) View(MakePicture());
+    m_house.UseTrue();
+    const bool isSeen = View(MakePicture()).status == kQvOk;
+    return isSeen && LivingDecoders().empty() ? "in place" : "tried again";
+  });
+  EXPECT_EQ(viewer.answer, "in place");
+}
+
+TEST_F(DecoderTest, OneThatKeepsItsViewerWaitingIsNotStartedAgain) {
+  for (const char* wrong : {"unready-stop", "unready-busy"}) {
+    const SWorkResult viewer = RunForked(1ull << 32, [&] {
+      m_house.UseFake(wrong);
+      CDecoder::SetPatienceForTest(500ms, 500ms);
+      const bool isSeen = View(MakePicture()).status == kQvOk;
+      const bool isNoted = std::filesystem::exists(m_house.ListPath());
+      m_house.UseTrue();
+      View(MakePicture());
+      return isSeen && !isNoted && LivingDecoders().empty() ? "in place" : "otherwise";
+    });
+    EXPECT_EQ(viewer.answer, "in place") << wrong;
+  }
+}
+
+TEST_F(DecoderTest, AKnownTroublemakerIsNotDecodedInPlaceEither) {
+  const std::wstring file = MakePicture();
+  m_house.UseFake("crash");
+  for (int i = 0; i < 2; ++i) View(file);
+  m_house.UseFake("unready-exit");
+  EXPECT_EQ(View(file).status, kQvFailure);
+  m_house.UseTrue();
+  EXPECT_EQ(View(MakePicture("b.jpg")).status, kQvOk);
 }
 
 TEST_F(DecoderTest, ItCanBeTurnedOff) {

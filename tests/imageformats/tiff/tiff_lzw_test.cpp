@@ -136,11 +136,13 @@ TEST(TiffLzw, NoStreamWritesOutside) {
 
 TEST(TiffLzw, LeftNeighboursAreAddedPixelByPixel) {
   for (const std::size_t samples : {1u, 2u, 3u, 4u, 5u}) {
-    SBytes row = Noise(samples * 37, 256), expected = row;
-    for (std::size_t i = samples; i < row.size(); ++i)
-      expected[i] = static_cast<std::uint8_t>(expected[i] + expected[i - samples]);
-    UndoHorizontalPredictor(row.data(), row.size(), samples);
-    EXPECT_EQ(row, expected) << samples;
+    for (std::size_t pixels = 0; pixels < 40; ++pixels) {
+      SBytes row = Noise(samples * pixels, 256), expected = row;
+      for (std::size_t i = samples; i < row.size(); ++i)
+        expected[i] = static_cast<std::uint8_t>(expected[i] + expected[i - samples]);
+      UndoHorizontalPredictor(row.data(), row.size(), samples);
+      EXPECT_EQ(row, expected) << samples << " of " << pixels;
+    }
   }
 }
 

@@ -12,6 +12,8 @@ namespace imageformats {
 // Bits of an entropy-coded segment (T.81, F.2.2.5): stuffed zero bytes are taken out; at a marker, or at the end of the
 // data, the bits go on as zeros and are counted, so that the caller can tell whether it used any.
 class CJpegBitReader {
+  friend class CJpegBitWindow;
+
  public:
   // Stands before entropy-coded data at `offset`.
   CJpegBitReader(const CInput& input, std::uint64_t offset) noexcept : m_input(input), m_offset(offset) {}
@@ -62,6 +64,52 @@ class CJpegBitReader {
   std::size_t m_next = 0, m_end = 0;
   bool m_atMarker = false;  // m_next stands on 0xFF of a marker, or the data has ended
   std::uint8_t m_buffer[16384];
+};
+
+// The bits that are refilled already, taken out of the reader so that they can stay in registers; what is left goes
+// back when the window is closed. The reader is not to be used beside it, but Through it.
+class CJpegBitWindow {
+ public:
+  explicit CJpegBitWindow(CJpegBitReader& reader) noexcept : m_reader(reader) { TakeOut(); }
+  ~CJpegBitWindow() { PutBack(); }
+  CJpegBitWindow(const CJpegBitWindow&) = delete;
+  CJpegBitWindow& operator=(const CJpegBitWindow&) = delete;
+
+  // As those of the reader.
+  void Refill() noexcept {
+    if (m_count > 32) return;
+    PutBack();
+    m_reader.Refill();
+    TakeOut();
+  }
+  std::uint32_t Peek(unsigned count) const noexcept { return static_cast<std::uint32_t>(m_bits >> (64 - count)); }
+  void Skip(unsigned count) noexcept {
+    m_bits <<= count;
+    m_count -= count;
+  }
+
+  // What `work` does with the reader meanwhile.
+  template <class Work>
+  auto Through(Work&& work) noexcept {
+    PutBack();
+    const auto result = work(m_reader);
+    TakeOut();
+    return result;
+  }
+
+ private:
+  void TakeOut() noexcept {
+    m_bits = m_reader.m_bits;
+    m_count = m_reader.m_count;
+  }
+  void PutBack() noexcept {
+    m_reader.m_bits = m_bits;
+    m_reader.m_count = m_count;
+  }
+
+  CJpegBitReader& m_reader;
+  std::uint64_t m_bits = 0;
+  unsigned m_count = 0;
 };
 
 }  // namespace imageformats

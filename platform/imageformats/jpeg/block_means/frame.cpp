@@ -59,19 +59,11 @@ void SJpegComponent::KeepQuantisers(const std::array<std::uint16_t, 64>& table) 
     const int column = kNaturalOrder[k] % 8, row = kNaturalOrder[k] / 8;
     const double weight = table[k] * HalfMean(column) * HalfMean(row);
     if (weight == 0.0) continue;
-    weights[k].weight = static_cast<float>(weight);
+    weights[k].weight = std::llround(weight * kWeightOne);
     weights[k].detail = row == 0      ? &SQuarterDetail::left
                         : column == 0 ? &SQuarterDetail::upper
                                       : &SQuarterDetail::diagonal;
   }
-}
-
-void SJpegComponent::AddCoefficient(std::size_t block, unsigned k, int value) noexcept {
-  if (weights[k].detail == nullptr) return;
-  constexpr float kMost = 32767.0f;
-  std::int16_t& detail = details[block].*weights[k].detail;
-  const float sum = static_cast<float>(detail) + static_cast<float>(value) * weights[k].weight;
-  detail = static_cast<std::int16_t>(std::lrintf(std::clamp(sum, -kMost, kMost)));
 }
 
 bool SJpegComponent::IsComplete() const noexcept {
@@ -142,6 +134,9 @@ bool SJpegFrame::ParseHuffmanTables(std::span<const std::uint8_t> payload) {
     std::size_t symbols = 0;
     for (std::size_t i = 1; i <= 16; ++i) symbols += payload[i];
     if (isAc > 1 || table > 3 || symbols > 256 || payload.size() < 17 + symbols) return false;
+    // As libjpeg, which these are left to: a DC symbol is nothing but a size (F.1.2.1).
+    const auto isSize = [](std::uint8_t symbol) { return symbol < 16; };
+    if (isAc == 0 && !std::ranges::all_of(payload.subspan(17, symbols), isSize)) return false;
     CJpegHuffmanTable& huffman = isAc != 0 ? acTables[table] : dcTables[table];
     if (!huffman.Build(payload.subspan<1, 16>(), payload.subspan(17, symbols))) return false;
     payload = payload.subspan(17 + symbols);

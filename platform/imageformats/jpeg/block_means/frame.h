@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <span>
@@ -31,18 +32,30 @@ struct SJpegComponent {
   bool hasQuarters = false;
   std::vector<SQuarterDetail> details;
   std::vector<std::uint8_t> isColumnCut, isRowCut;  // of blocks: whether those in it are taken apart
-  // What an AC coefficient of 1 adds to one of them; 0 for those that change none or too little.
+  // What an AC coefficient of 1 adds to one of them, in parts of kWeightOne; null for those that change none.
   struct SWeight {
     std::int16_t SQuarterDetail::*detail = nullptr;
-    float weight = 0.0f;
+    std::int64_t weight = 0;
   };
-  std::array<SWeight, 64> weights{};
+  static constexpr std::int64_t kWeightOne = 256;
+  std::array<SWeight, kLastQuarterCoefficient + 1> weights{};
 
   SJpegComponent() { missingBits.fill(-1); }
-  bool HasQuartersAt(std::uint32_t x, std::uint32_t y) const noexcept {
-    return hasQuarters && (isColumnCut[x] | isRowCut[y]) != 0;
+  // The last coefficient, in zigzag order, that this block is taken apart by. Halves on the same side of a border add
+  // up to what they are without it: (T.81, figure 5) 1 sets the left apart from the right, 2 the upper from the lower
+  // half.
+  unsigned LastCoefficientOf(std::uint32_t x, std::uint32_t y) const noexcept {
+    if (!hasQuarters) return 0;
+    constexpr std::array<std::uint8_t, 4> kLast = {0, 1, 2, kLastQuarterCoefficient};
+    return kLast[isColumnCut[x] | isRowCut[y] << 1];
   }
-  void AddCoefficient(std::size_t block, unsigned k, int value) noexcept;
+  // `k` is at most kLastQuarterCoefficient.
+  void AddCoefficient(std::size_t block, unsigned k, int value) noexcept {
+    if (weights[k].detail == nullptr) return;
+    std::int16_t& detail = details[block].*weights[k].detail;
+    const std::int64_t sum = detail + (value * weights[k].weight + kWeightOne / 2) / kWeightOne;
+    detail = static_cast<std::int16_t>(std::clamp<std::int64_t>(sum, -32767, 32767));
+  }
   void KeepQuantisers(const std::array<std::uint16_t, 64>& table);
   // Whether the scans read so far hold what the means are made of.
   bool IsComplete() const noexcept;

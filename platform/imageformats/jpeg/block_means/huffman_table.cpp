@@ -18,6 +18,7 @@ bool CJpegHuffmanTable::Build(std::span<const std::uint8_t, 16> counts, std::spa
   }
   if (static_cast<std::size_t>(index) > symbols.size()) return false;
   BuildLookup();
+  BuildCoefficients();
   return true;
 }
 
@@ -51,6 +52,38 @@ void CJpegHuffmanTable::BuildLookup() {
     many.skipCoefficients = static_cast<std::uint8_t>(std::min(advance, 127u) & 127);
     many.skipEndsBlock = end;
   }
+}
+
+namespace {
+
+SJpegCoefficient CoefficientOf(int symbol, std::uint32_t valueBits, unsigned codeBits) noexcept {
+  const unsigned run = static_cast<unsigned>(symbol) >> 4, size = static_cast<unsigned>(symbol) & 15;
+  SJpegCoefficient coefficient;
+  coefficient.bits = static_cast<std::uint8_t>(codeBits + size);
+  if (size != 0) coefficient.value = static_cast<std::int16_t>(ExtendJpegValue(valueBits, size));
+  coefficient.advance = static_cast<std::uint8_t>(size == 0 && run != 15 ? 0 : run + 1);
+  return coefficient;
+}
+
+}  // namespace
+
+void CJpegHuffmanTable::BuildCoefficients() {
+  for (unsigned window = 0; window < m_coefficients.size(); ++window) {
+    const SLookup& code = m_lookup[window << (kLookupBits - kCoefficientBits)];
+    const unsigned size = code.symbol & 15u, bits = code.codeBits + size;
+    const bool fits = code.codeBits != 0 && bits <= kCoefficientBits;
+    const unsigned value = fits ? window >> (kCoefficientBits - bits) & ((1u << size) - 1) : 0;
+    m_coefficients[window] = fits ? CoefficientOf(code.symbol, value, code.codeBits) : SJpegCoefficient{};
+  }
+}
+
+SJpegCoefficient CJpegHuffmanTable::DecodeLongCoefficient(CJpegBitReader& bits) const noexcept {
+  const int symbol = Decode(bits);
+  if (symbol < 0) return {};
+  const unsigned size = static_cast<unsigned>(symbol) & 15;
+  const SJpegCoefficient coefficient = CoefficientOf(symbol, size == 0 ? 0 : bits.Peek(size), 1);
+  bits.Skip(size);
+  return coefficient;
 }
 
 int CJpegHuffmanTable::DecodeLongCode(CJpegBitReader& bits) const noexcept {

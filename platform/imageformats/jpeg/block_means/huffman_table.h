@@ -9,8 +9,21 @@
 
 namespace imageformats {
 
-// A Huffman table (T.81, annex C) made for two uses: decoding single symbols, and stepping over AC coefficients
-// without decoding them, several at a time.
+// A coefficient as it stands in a sequential scan: a symbol and the bits of its value (T.81, F.2.2.1 and F.2.2.2).
+struct SJpegCoefficient {
+  std::int16_t value = 0;
+  std::uint8_t bits = 0;     // that it takes; 0 for bits that are no code
+  std::uint8_t advance = 0;  // coefficients it stands for, zeros included; 0 when it ends the block
+};
+
+// T.81, F.2.2.1, table F.1 turned around: the value that `size` bits stand for, 1 to 15.
+inline int ExtendJpegValue(std::uint32_t bits, unsigned size) noexcept {
+  const auto value = static_cast<int>(bits);
+  return value < 1 << (size - 1) ? value - (1 << size) + 1 : value;
+}
+
+// A Huffman table (T.81, annex C) made for three uses: decoding single symbols, decoding coefficients, and stepping
+// over AC coefficients without decoding them, several at a time.
 class CJpegHuffmanTable {
  public:
   // `counts`: codes of each length 1..16; `symbols`: their values in order. False, and unusable, when they do not make
@@ -28,29 +41,36 @@ class CJpegHuffmanTable {
     return DecodeLongCode(bits);
   }
 
+  // The next coefficient of a sequential scan. Needs 31 bits refilled.
+  SJpegCoefficient DecodeCoefficient(CJpegBitWindow& bits) const noexcept {
+    const SJpegCoefficient coefficient = m_coefficients[bits.Peek(kCoefficientBits)];
+    if (coefficient.bits == 0) return bits.Through([&](CJpegBitReader& all) { return DecodeLongCoefficient(all); });
+    bits.Skip(coefficient.bits);
+    return coefficient;
+  }
+
   // Steps over a block's AC coefficients from the kth on. False for damaged data.
-  bool SkipAcCoefficients(CJpegBitReader& bits, unsigned k = 1) const noexcept {
+  bool SkipAcCoefficients(CJpegBitWindow& bits, unsigned k) const noexcept {
     while (k < 64) {
       bits.Refill();
-      const SLookup& step = m_lookup[bits.Peek(kLookupBits)];
+      const SLookup step = m_lookup[bits.Peek(kLookupBits)];
       if (step.skipBits != 0 && k + step.skipCoefficients < 64) {
         bits.Skip(step.skipBits);
         k += step.skipCoefficients;
         if (step.skipEndsBlock) return true;
         continue;
       }
-      const int symbol = Decode(bits);
-      if (symbol < 0) return false;
-      const unsigned size = static_cast<unsigned>(symbol) & 15;
-      if (size == 0 && symbol != 0xF0) return true;  // as libjpeg: other runs of size 0 end the block
-      k += static_cast<unsigned>(symbol >> 4) + 1;
-      bits.Skip(size);
+      const SJpegCoefficient one = DecodeCoefficient(bits);
+      if (one.bits == 0) return false;
+      if (one.advance == 0) return true;  // as libjpeg: any run of size 0 but 15 ends the block
+      k += one.advance;
     }
     return true;
   }
 
  private:
-  static constexpr unsigned kLookupBits = 11;  // bits looked up at once; the table stays in the first-level cache
+  // Bits looked up at once; the tables stay in the first-level cache.
+  static constexpr unsigned kLookupBits = 11, kCoefficientBits = 10;
 
   struct SLookup {
     std::uint8_t codeBits = 0;  // of the first symbol; 0 when its code is longer than the window
@@ -61,9 +81,12 @@ class CJpegHuffmanTable {
   };
 
   int DecodeLongCode(CJpegBitReader& bits) const noexcept;
+  SJpegCoefficient DecodeLongCoefficient(CJpegBitReader& bits) const noexcept;
   void BuildLookup();
+  void BuildCoefficients();
 
   std::vector<SLookup> m_lookup;
+  std::array<SJpegCoefficient, 1u << kCoefficientBits> m_coefficients{};
   std::vector<std::uint8_t> m_symbols;
   std::array<std::int32_t, 18> m_firstCode{};   // of each length
   std::array<std::int32_t, 18> m_firstIndex{};  // into m_symbols

@@ -1,16 +1,11 @@
 #include "platform/imageformats/jpeg/block_means/scan.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace imageformats {
 
 namespace {
-
-// T.81, F.2.2.1, table F.1 turned around: the value of `size` bits.
-int Extend(std::uint32_t value, unsigned size) noexcept {
-  const auto v = static_cast<int>(value);
-  return v < 1 << (size - 1) ? v - (1 << size) + 1 : v;
-}
 
 class CScanDecoder {
  public:
@@ -61,52 +56,67 @@ class CScanDecoder {
   }
 
   bool DecodeBlock(std::size_t index, std::uint32_t x, std::uint32_t y) {
-    const SJpegScan::SScanComponent& p = m_scan.components[index];
-    const std::size_t block = std::size_t{y} * p.component->stride + x;
+    if (!m_frame.progressive) return DecodeSequentialBlock(index, x, y);
     m_bits.Refill();
-    if (m_scan.spectralStart != 0) return DecodeAc(*p.component, *p.ac, x, y);
-    if (!DecodeDc(index, p.component->dcCoefficients[block])) return false;
-    if (m_frame.progressive) return true;
-    if (!p.component->HasQuartersAt(x, y)) return p.ac->SkipAcCoefficients(m_bits);
-    return DecodeFirstAc(*p.component, *p.ac, block);
+    if (m_scan.spectralStart != 0) return DecodeAc(index, x, y);
+    return m_scan.approximationHigh == 0 ? DecodeFirstDc(index, x, y) : RefineDc(index, x, y);
   }
 
-  bool DecodeDc(std::size_t index, std::int16_t& coefficient) {
-    if (m_scan.approximationHigh != 0) {  // one more bit of a value that is known already (G.1.2.1)
-      coefficient =
-          static_cast<std::int16_t>(coefficient | static_cast<int>(m_bits.Peek(1) << m_scan.approximationLow));
-      m_bits.Skip(1);
-      return true;
+  std::int16_t& DcCoefficient(std::size_t index, std::uint32_t x, std::uint32_t y) const {
+    SJpegComponent& component = *m_scan.components[index].component;
+    return component.dcCoefficients[std::size_t{y} * component.stride + x];
+  }
+
+  // The DC coefficient (T.81, F.2.2.1) and the AC coefficients (F.2.2.2), of which the first are added to the quarters.
+  bool DecodeSequentialBlock(std::size_t index, std::uint32_t x, std::uint32_t y) {
+    const SJpegScan::SScanComponent& scanned = m_scan.components[index];
+    SJpegComponent& component = *scanned.component;
+    CJpegBitWindow bits(m_bits);
+    bits.Refill();
+    if (!AddDifference(index, scanned.dc->DecodeCoefficient(bits))) return false;
+    DcCoefficient(index, x, y) = static_cast<std::int16_t>(m_predictors[index]);
+    const unsigned last = component.LastCoefficientOf(x, y);
+    unsigned k = 1;
+    while (k <= last) {
+      bits.Refill();
+      const SJpegCoefficient coefficient = scanned.ac->DecodeCoefficient(bits);
+      if (coefficient.bits == 0) return false;
+      if (coefficient.advance == 0) return true;
+      k += coefficient.advance;
+      if (k - 1 <= last) component.AddCoefficient(std::size_t{y} * component.stride + x, k - 1, coefficient.value);
     }
-    const int size = m_scan.components[index].dc->Decode(m_bits);
-    if (size < 0 || size > 11) return false;
-    m_predictors[index] += ReceiveExtend(static_cast<unsigned>(size));
-    if (m_predictors[index] < -32768 || m_predictors[index] > 32767) return false;
-    coefficient = static_cast<std::int16_t>(static_cast<std::uint32_t>(m_predictors[index]) << m_scan.approximationLow);
+    return scanned.ac->SkipAcCoefficients(bits, k);
+  }
+
+  // To the predictor. The table takes a difference of 0 bits for the end of a block.
+  bool AddDifference(std::size_t index, const SJpegCoefficient& difference) noexcept {
+    constexpr int kMost = (1 << 11) - 1;
+    if (difference.bits == 0 || std::abs(difference.value) > kMost) return false;
+    m_predictors[index] += difference.value;
+    return m_predictors[index] >= -32768 && m_predictors[index] <= 32767;
+  }
+
+  // The DC coefficient of a block of a progressive scan (G.1.2.1): its high bits, or one more of a known value.
+  bool DecodeFirstDc(std::size_t index, std::uint32_t x, std::uint32_t y) {
+    CJpegBitWindow bits(m_bits);
+    if (!AddDifference(index, m_scan.components[index].dc->DecodeCoefficient(bits))) return false;
+    DcCoefficient(index, x, y) =
+        static_cast<std::int16_t>(static_cast<std::uint32_t>(m_predictors[index]) << m_scan.approximationLow);
+    return true;
+  }
+  bool RefineDc(std::size_t index, std::uint32_t x, std::uint32_t y) {
+    std::int16_t& coefficient = DcCoefficient(index, x, y);
+    coefficient = static_cast<std::int16_t>(coefficient | static_cast<int>(m_bits.Peek(1) << m_scan.approximationLow));
+    m_bits.Skip(1);
     return true;
   }
 
-  // The AC coefficients of a block of a sequential scan (F.2.2.2): the first ones added to its quarters.
-  bool DecodeFirstAc(SJpegComponent& component, const CJpegHuffmanTable& table, std::size_t block) {
-    unsigned k = 1;
-    while (k <= kLastQuarterCoefficient) {
-      m_bits.Refill();
-      const int symbol = table.Decode(m_bits);
-      if (symbol < 0) return false;
-      const unsigned run = static_cast<unsigned>(symbol) >> 4, size = static_cast<unsigned>(symbol) & 15;
-      if (size == 0 && run != 15) return true;
-      k += run;
-      const int value = ReceiveExtend(size);
-      if (k <= kLastQuarterCoefficient) component.AddCoefficient(block, k, value);
-      ++k;
-    }
-    return table.SkipAcCoefficients(m_bits, k);
-  }
-
   // The AC coefficients of a block of a progressive scan (G.1.2.2), added to its quarters.
-  bool DecodeAc(SJpegComponent& component, const CJpegHuffmanTable& table, std::uint32_t x, std::uint32_t y) {
+  bool DecodeAc(std::size_t index, std::uint32_t x, std::uint32_t y) {
+    SJpegComponent& component = *m_scan.components[index].component;
+    const CJpegHuffmanTable& table = *m_scan.components[index].ac;
     const std::size_t block = std::size_t{y} * component.stride + x;
-    const bool isKept = component.HasQuartersAt(x, y);
+    const unsigned last = component.LastCoefficientOf(x, y);
     if (m_endOfBandRun > 0) {
       --m_endOfBandRun;
       return true;
@@ -126,7 +136,7 @@ class CScanDecoder {
       if (size == 0) continue;
       if (k > 63) return false;
       const int value = ReceiveExtend(size) * (1 << m_scan.approximationLow);
-      if (isKept) component.AddCoefficient(block, k, value);
+      if (k <= last) component.AddCoefficient(block, k, value);
     }
     return true;
   }
@@ -134,7 +144,7 @@ class CScanDecoder {
   // A value of `size` bits, which are refilled (F.2.2.1).
   int ReceiveExtend(unsigned size) noexcept {
     if (size == 0) return 0;
-    const int value = Extend(m_bits.Peek(size), size);
+    const int value = ExtendJpegValue(m_bits.Peek(size), size);
     m_bits.Skip(size);
     return value;
   }

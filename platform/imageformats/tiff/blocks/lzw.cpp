@@ -3,6 +3,9 @@
 #include <array>
 #include <cstring>
 
+#include "platform/imageformats/base/integers.h"
+#include "platform/imageformats/base/running_sums.h"
+
 namespace imageformats::tiff {
 namespace {
 
@@ -19,24 +22,33 @@ class CLzwCodeReader {
     if (m_count < width) Refill();
     const auto code = static_cast<unsigned>(m_bits >> (64 - width));
     m_bits <<= width;
-    m_overrun |= width > m_count;
     m_count -= width;
     return code;
   }
-  bool IsOverrun() const noexcept { return m_overrun; }
+  bool IsOverrun() const noexcept { return m_padding > m_count; }
 
  private:
   void Refill() noexcept {
-    while (m_count <= 56 && m_next != m_end) {
-      m_bits |= std::uint64_t{*m_next++} << (56 - m_count);
-      m_count += 8;
+    if (m_end - m_next >= 8) {
+      // What is more than whole bytes is there twice then, in the same place.
+      m_bits |= IntegerAt(m_next, 8, true) >> m_count;
+      m_next += (63 - m_count) / 8;
+      m_count |= 56;
+      return;
+    }
+    for (; m_count <= 56; m_count += 8) {
+      if (m_next != m_end) {
+        m_bits |= std::uint64_t{*m_next++} << (56 - m_count);
+      } else {
+        m_padding += 8;
+      }
     }
   }
 
   const std::uint8_t *m_next, *m_end;
   std::uint64_t m_bits = 0;  // from the top
-  unsigned m_count = 0;
-  bool m_overrun = false;
+  unsigned m_count = 0;      // valid bits, padding included
+  std::size_t m_padding = 0;
 };
 
 // Where the string of a code stands: in the table of single bytes, or among the bytes decoded already. A new string is
@@ -109,29 +121,16 @@ bool DecodeLzw(std::span<const std::uint8_t> stream, std::uint8_t* out, std::siz
   return !reader.IsOverrun();
 }
 
-namespace {
-
-template <std::size_t samples>
-void AddLeft(std::uint8_t* row, std::size_t size) noexcept {
-  std::array<std::uint8_t, samples> sums{};
-  for (std::size_t i = 0; i + samples <= size; i += samples) {
-    for (std::size_t k = 0; k < samples; ++k) {
-      sums[k] = static_cast<std::uint8_t>(sums[k] + row[i + k]);
-      row[i + k] = sums[k];
-    }
-  }
-}
-
-}  // namespace
-
 void UndoHorizontalPredictor(std::uint8_t* row, std::size_t size, std::size_t samplesPerPixel) noexcept {
   switch (samplesPerPixel) {
     case 1:
-      return AddLeft<1>(row, size);
+      return AddPixelsToTheLeft<1>(row, size);
+    case 2:
+      return AddPixelsToTheLeft<2>(row, size);
     case 3:
-      return AddLeft<3>(row, size);
+      return AddPixelsToTheLeft<3>(row, size);
     case 4:
-      return AddLeft<4>(row, size);
+      return AddPixelsToTheLeft<4>(row, size);
     default:
       for (std::size_t i = samplesPerPixel; i < size; ++i) {
         row[i] = static_cast<std::uint8_t>(row[i] + row[i - samplesPerPixel]);

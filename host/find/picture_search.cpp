@@ -1,0 +1,119 @@
+#include "host/find/picture_search.h"
+
+#include <fmt/format.h>
+#include <sqlite3.h>
+#include <stdlib.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
+#include "host/find/index_update.h"
+#include "host/host_error.h"
+#include "host/output/text.h"
+#include "host/session/database_stamp.h"
+
+namespace qvhost {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool IsDamage(const SQLite::Exception& error) {
+  return error.getErrorCode() == SQLITE_CORRUPT || error.getErrorCode() == SQLITE_NOTADB ||
+         error.getErrorCode() == SQLITE_ERROR;
+}
+
+}  // namespace
+
+class CPictureSearch::CTemporaryFolder {
+ public:
+  CTemporaryFolder() : m_path((fs::temp_directory_path() / "qvthumbs.XXXXXX").string()) {
+    if (!mkdtemp(m_path.data())) {
+      throw CHostError(fmt::format("there is no place to prepare the search in, {}: {}", m_path, std::strerror(errno)));
+    }
+  }
+  CTemporaryFolder(const CTemporaryFolder&) = delete;
+  CTemporaryFolder& operator=(const CTemporaryFolder&) = delete;
+  ~CTemporaryFolder() {
+    std::error_code ignored;
+    fs::remove_all(m_path, ignored);
+  }
+
+  const std::string& Path() const noexcept { return m_path; }
+
+ private:
+  std::string m_path;
+};
+
+CPictureSearch::CPictureSearch(SQLite::Database& db, bool quiet)
+    : m_databasePath(db.getFilename()), m_rows(db), m_quiet(quiet) {}
+
+CPictureSearch::~CPictureSearch() = default;
+
+std::vector<SFoundPicture> CPictureSearch::Find(const SPictureQuery& query) {
+  std::vector<SFoundPicture> found;
+  const auto find = [&] {
+    found.clear();
+    Prepare();
+    FindPictures(*m_index, m_folding, query, [&](SFoundPicture picture) { found.push_back(std::move(picture)); });
+  };
+  try {
+    find();
+  } catch (const SQLite::Exception& error) {
+    if (m_temporary) throw;
+    // An error of the database itself comes again.
+    m_index.reset();
+    if (IsDamage(error)) {
+      RemoveSearchIndex(SearchIndexPath(m_databasePath));
+    } else {
+      OpenTemporary(error.what());
+    }
+    find();
+  }
+  return found;
+}
+
+void CPictureSearch::Prepare() {
+  const std::string stamp = IsStampFresh(m_databasePath) ? std::string() : StampOfDatabase(m_databasePath);
+  if (!m_index) OpenBesideDatabase();
+  UpdateSearchIndex(*m_index, m_rows, m_folding, stamp, m_quiet);
+}
+
+void CPictureSearch::OpenBesideDatabase() {
+  try {
+    m_index = std::make_unique<CSearchIndex>(SearchIndexPath(m_databasePath), m_databasePath);
+  } catch (const CHostError& error) {
+    OpenTemporary(error.what());
+  }
+}
+
+void CPictureSearch::OpenTemporary(const std::string& reason) {
+  m_temporary = std::make_unique<CTemporaryFolder>();
+  std::fprintf(stderr,
+               "qvthumbs: the search index %s cannot be used (%s); a temporary one is made, which takes longer\n",
+               Printable(SearchIndexPath(m_databasePath)).c_str(), Printable(reason).c_str());
+  m_index = std::make_unique<CSearchIndex>(m_temporary->Path() + "/search.find", m_databasePath);
+}
+
+std::int64_t CPictureSearch::CountKnown() { return m_index->NumberNote("pictures"); }
+
+bool CPictureSearch::IsKnown(const std::string& location) {
+  SQLite::Statement row(m_index->Connection(), "SELECT 1 FROM picture WHERE location = ?1");
+  row.bind(1, location);
+  return row.executeStep();
+}
+
+void RefreshSearchIndex(SQLite::Database& db) {
+  const std::string path = SearchIndexPath(db.getFilename());
+  std::error_code error;
+  if (!fs::exists(path, error)) return;
+  try {
+    CSearchIndex index(path, db.getFilename());
+    UpdateSearchIndex(index, CKnownRows(db), CFolding(), {}, true);
+  } catch (const CHostError&) {
+  } catch (const SQLite::Exception&) {
+  }
+}
+
+}  // namespace qvhost

@@ -1,0 +1,138 @@
+#include "host/find/search_index.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "host/host_error.h"
+
+namespace qvhost {
+namespace {
+
+namespace fs = std::filesystem;
+
+// In the header of the file, where SQLite keeps it (PRAGMA application_id).
+constexpr std::uint32_t kIndexID = 0x51764669;
+constexpr std::size_t kIndexIDPlace = 68;
+constexpr int kIndexVersion = 1;
+
+constexpr const char* kIndexTables = R"(
+CREATE TABLE note (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
+CREATE TABLE picture (id INTEGER PRIMARY KEY, location TEXT NOT NULL UNIQUE, standardRow INTEGER, highRow INTEGER,
+                      textRow INTEGER, historyRow INTEGER);
+CREATE TABLE fact (id INTEGER PRIMARY KEY, channels INTEGER, z INTEGER, t INTEGER, pixelSize REAL, size INTEGER,
+                   time REAL, objective INTEGER, user INTEGER, experiment INTEGER);
+CREATE TABLE name (id INTEGER PRIMARY KEY, text TEXT NOT NULL UNIQUE, folded TEXT NOT NULL);
+CREATE TABLE seen (source INTEGER, row INTEGER, mark INTEGER NOT NULL, picture INTEGER NOT NULL,
+                   PRIMARY KEY (source, row)) WITHOUT ROWID;
+CREATE TABLE doc (id INTEGER PRIMARY KEY, text TEXT NOT NULL);
+CREATE VIRTUAL TABLE words USING fts5(text, content='doc', content_rowid='id', tokenize='trigram', detail=none,
+                                      columnsize=0);
+)";
+
+bool HasIndexHeader(const std::string& path) {
+  std::array<unsigned char, kIndexIDPlace + 4> head{};
+  std::ifstream file(path, std::ios::binary);
+  if (!file.read(reinterpret_cast<char*>(head.data()), head.size())) return false;
+  std::uint32_t id = 0;
+  for (std::size_t i = 0; i < 4; ++i) id = id << 8 | head[kIndexIDPlace + i];
+  return id == kIndexID;
+}
+
+// Nothing is there, or an index, or a file that was going to be one.
+bool IsFreeForIndex(const std::string& path) {
+  struct stat status;
+  if (lstat(path.c_str(), &status) != 0) return errno == ENOENT;
+  return S_ISREG(status.st_mode) && status.st_nlink == 1 && (status.st_size == 0 || HasIndexHeader(path));
+}
+
+// Whoever may read the database may read this, and nobody else: the names of files, samples and users stand in it.
+void CreateWithRightsOf(const std::string& path, const std::string& databasePath) {
+  struct stat database;
+  if (stat(databasePath.c_str(), &database) != 0) return;
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+  if (file < 0) {
+    if (errno == EEXIST) return;
+    throw CHostError(fmt::format("{} cannot be made: {}", path, std::strerror(errno)));
+  }
+  const bool isSameGroup = fchown(file, static_cast<uid_t>(-1), database.st_gid) == 0;
+  const bool done = fchmod(file, database.st_mode & (isSameGroup ? 0666u : 0600u)) == 0;
+  close(file);
+  if (!done) throw CHostError(fmt::format("{} cannot be given its rights", path));
+}
+
+// Another file under the same name is another database, and everything in the index may be different.
+std::string IdentityOf(const std::string& databasePath) {
+  struct stat status;
+  if (stat(databasePath.c_str(), &status) != 0) return {};
+  return fmt::format("{} {}", status.st_dev, status.st_ino);
+}
+
+}  // namespace
+
+CSearchIndex::CSearchIndex(const std::string& path, const std::string& databasePath)
+    : m_db([&] {
+        if (!IsFreeForIndex(path)) throw CHostError(path + " is another program's file");
+        CreateWithRightsOf(path, databasePath);
+        return OpenConnection(path, SQLite::OPEN_READWRITE);
+      }()) {
+  m_db.exec("PRAGMA cache_size = -65536; PRAGMA mmap_size = 4294967296; PRAGMA synchronous = NORMAL");
+  const std::string database = IdentityOf(databasePath);
+  if (IsUsable(database)) return;
+  SQLite::Transaction transaction(m_db, SQLite::TransactionBehavior::IMMEDIATE);
+  if (!IsUsable(database)) MakeTables(database);  // another process may have been faster
+  transaction.commit();
+}
+
+bool CSearchIndex::IsUsable(const std::string& database) const {
+  SQLite::Statement version(m_db, "PRAGMA user_version");
+  return version.executeStep() && version.getColumn(0).getInt() == kIndexVersion && Note("database") == database;
+}
+
+void CSearchIndex::MakeTables(const std::string& database) {
+  for (const char* table : {"words", "note", "picture", "fact", "name", "seen", "doc"}) {
+    m_db.exec(fmt::format("DROP TABLE IF EXISTS {}", table));
+  }
+  m_db.exec(kIndexTables);
+  m_db.exec(fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}", kIndexID, kIndexVersion));
+  SetNote("database", database);
+}
+
+std::string CSearchIndex::Note(const char* name) const {
+  SQLite::Statement row(m_db, "SELECT value FROM note WHERE name = ?1");
+  row.bind(1, name);
+  return row.executeStep() ? row.getColumn(0).getString() : std::string();
+}
+
+std::int64_t CSearchIndex::NumberNote(const char* name) const {
+  const std::string value = Note(name);
+  return value.empty() ? 0 : std::stoll(value);
+}
+
+void CSearchIndex::SetNote(const char* name, const std::string& value) {
+  SQLite::Statement row(m_db, "INSERT OR REPLACE INTO note VALUES (?1, ?2)");
+  SQLite::bind(row, name, value);
+  row.exec();
+}
+
+std::string SearchIndexPath(const std::string& databasePath) {
+  // Beside the database itself, not beside a link to it.
+  std::error_code error;
+  const fs::path real = fs::canonical(databasePath, error);
+  return (error ? databasePath : real.string()) + ".find";
+}
+
+void RemoveSearchIndex(const std::string& path) {
+  if (!IsFreeForIndex(path)) return;
+  std::error_code ignored;
+  for (const char* tail : {"-journal", ""}) fs::remove(path + tail, ignored);
+}
+
+}  // namespace qvhost

@@ -1,0 +1,64 @@
+#include "host/session/new_database.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "host/files/image_file.h"
+#include "host/host_error.h"
+#include "host/output/text.h"
+
+namespace qvhost {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool Sync(const std::string& path) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) return false;
+  const bool done = fsync(file) == 0;
+  close(file);
+  return done;
+}
+
+}  // namespace
+
+CNewDatabase::CNewDatabase(const std::string& name, const char* whyNot) : m_name(AbsolutePath(name)), m_whyNot(whyNot) {
+  std::error_code error;
+  if (fs::exists(fs::symlink_status(m_name, error))) RefuseTaken();
+  m_folder = m_name + ".XXXXXX";
+  if (mkdtemp(m_folder.data())) return;
+  m_folder.clear();
+  Fail("create");
+}
+
+CNewDatabase::~CNewDatabase() {
+  std::error_code ignored;
+  if (!m_folder.empty()) fs::remove_all(m_folder, ignored);
+}
+
+void CNewDatabase::RefuseTaken() const {
+  throw CHostError(fmt::format("{} is there already; {}", Printable(m_name), m_whyNot));
+}
+
+void CNewDatabase::Fail(const char* problem) const {
+  throw CHostError(fmt::format("cannot {} {}: {}", problem, Printable(m_name), std::strerror(errno)));
+}
+
+void CNewDatabase::Commit(mode_t rights) {
+  if (chmod(FilePath().c_str(), rights) != 0 || !Sync(FilePath())) Fail("write");
+  // Unlike a rename it never replaces; where there are no hard links, nobody else is to take the name meanwhile.
+  if (link(FilePath().c_str(), m_name.c_str()) != 0) {
+    if (errno == EEXIST) RefuseTaken();
+    if (std::rename(FilePath().c_str(), m_name.c_str()) != 0) Fail("write");
+  }
+  Sync(fs::path(m_name).parent_path().string());
+}
+
+}  // namespace qvhost
