@@ -35,6 +35,7 @@ class ClosingTest(FolderTestCase):
             lambda: db.jpeg(path),
             lambda: db.info(path),
             db.history,
+            lambda: db.record(path, "anna"),
             db.users,
             db.experiments,
             lambda: db.experiment(1),
