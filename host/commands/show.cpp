@@ -59,10 +59,10 @@ const char* TextOf(EOrigin origin) {
 }
 
 // Writes the one thumbnail as it comes.
-class CPictureWriter : public IThumbnailObserver {
+class CShownPictureWriter : public IThumbnailObserver {
  public:
-  CPictureWriter(const SShowArguments& arguments, const COutputTarget& target, const SPictureScale& scale,
-                 SOutcome& outcome)
+  CShownPictureWriter(const SShowArguments& arguments, const COutputTarget& target, const SPictureScale& scale,
+                      SOutcome& outcome)
       : m_arguments(arguments),
         m_target(target),
         m_format(arguments.picture.For(target)),
@@ -127,7 +127,7 @@ void Show(const SShowArguments& arguments, const COutputTarget& target, const SP
   SMakeOptions options;
   options.highQuality = arguments.highQuality;
   options.picturesWanted = true;
-  CPictureWriter writer(arguments, target, scale, outcome);
+  CShownPictureWriter writer(arguments, target, scale, outcome);
   if (!CThumbnailMaker(session, jobs, writer, options).Run()) outcome.status = kExitInterrupted;
 }
 
@@ -150,7 +150,7 @@ void ShowSized(const SShowArguments& arguments, const COutputTarget& target, SOu
   const SSizedPicture made =
       MakeSizedPicture(input.Path(), static_cast<std::uint32_t>(side), arguments.highQuality, arguments.database);
   if (!made.picture.HasPixels()) return ReportFailure(outcome, input.Name(), made.failure);
-  CPictureWriter(arguments, target, ScaleOfFile(arguments, input.Path()), outcome)
+  CShownPictureWriter(arguments, target, ScaleOfFile(arguments, input.Path()), outcome)
       .Write(input.Name(), *made.picture, made.fromCache ? EOrigin::Cache : EOrigin::MadeOnly);
 }
 

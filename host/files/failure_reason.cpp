@@ -19,6 +19,7 @@ std::string CFailureReason::OrElse(const CQvStringW& text, const char* otherwise
 }
 
 std::string CFailureReason::OfFile(const CQvStringW& path) {
+  m_isUnsupported = true;
   if (!m_manager) m_manager = CreateImageFormatManager();
   if (!m_manager) return "the image formats are not installed";
   CQvRef<IQvImageCodec> codec;
@@ -29,14 +30,15 @@ std::string CFailureReason::OfFile(const CQvStringW& path) {
 }
 
 std::string CFailureReason::OfCodec(IQvImageCodec& codec, const CQvStringW& path) {
+  m_isUnsupported = false;
   CQvRef<IQvPictureSource> source;
   if (codec.OpenInputFile(path, source.Out()) != kQvOk) {
     return OrElse(m_manager->GetErrorText(), "damaged or unreadable");
   }
-  return OfSource(*source);
+  return OfSource(*source, &m_isUnsupported);
 }
 
-std::string CFailureReason::OfSource(IQvPictureSource& source) {
+std::string CFailureReason::OfSource(IQvPictureSource& source, bool* isUnsupported) {
   SQvImageInfo info;
   if (source.GetPictureInfo(&info) != kQvOk) return OrElse(source.GetErrorText(), "its geometry cannot be read");
   CQvRef<IQvMetadataReader> reader;
@@ -45,6 +47,7 @@ std::string CFailureReason::OfSource(IQvPictureSource& source) {
   if (!picture.Reinit(kProbeSide, kProbeSide, 8, 3, false)) return "out of memory";
   const std::int32_t rendered =
       source.RenderPicture(&kProbeSide, &kProbeSide, picture.Get(), kOverview, true, 0, 0, kAllChannels);
+  if (isUnsupported) *isUnsupported = rendered == kQvUnsupported;
   if (rendered == kQvUnsupported) return OrElse(source.GetErrorText(), "such pixels are not supported");
   if (rendered != kQvOk) return OrElse(source.GetErrorText(), "its pixels are damaged");
   return "could not be read at first, but can be now; run again";

@@ -14,8 +14,10 @@ class CFailureReason {
  public:
   // `path` as the service was given it. Never empty.
   std::string OfFile(const CQvStringW& path);
+  // Whether that was that nothing here reads such a file or such pixels; else the file is at fault.
+  bool IsUnsupported() const noexcept { return m_isUnsupported; }
   // The same for a source that could be opened.
-  static std::string OfSource(IQvPictureSource& source);
+  static std::string OfSource(IQvPictureSource& source, bool* isUnsupported = nullptr);
   // The text of the manager or source that failed, or `otherwise`.
   static std::string OrElse(const CQvStringW& text, const char* otherwise);
 
@@ -23,6 +25,7 @@ class CFailureReason {
   std::string OfCodec(IQvImageCodec& codec, const CQvStringW& path);
 
   CQvRef<IQvImageFormatManager> m_manager;
+  bool m_isUnsupported = false;
 };
 
 }  // namespace qvhost

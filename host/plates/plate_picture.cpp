@@ -17,7 +17,7 @@ constexpr std::int64_t kWellGap = 2;
 constexpr SRgbColor kPaper = {255, 255, 255};
 constexpr SRgbColor kInk = {40, 40, 44};
 constexpr SRgbColor kEmpty = {232, 232, 236}, kEmptyLine = {200, 200, 206};
-constexpr SRgbColor kFailed = {250, 220, 216}, kFailedLine = {190, 60, 50};
+constexpr SRgbColor kFailedFill = {250, 220, 216}, kFailedLine = {190, 60, 50};
 constexpr SRgbColor kGround = {0, 0, 0};  // behind pictures that do not fill their cell
 
 std::uint32_t ChooseCell(std::uint32_t columns) {
@@ -121,7 +121,7 @@ void CPlatePicture::DrawCells(const SGeometry& geometry, SQvPicBuf& page) const 
     if (m_wells[i].picture.HasPixels()) {
       Place(page, cell, m_wells[i].picture);
     } else if (m_wells[i].failed) {
-      CrossOut(page, cell, kFailed, kFailedLine);
+      CrossOut(page, cell, kFailedFill, kFailedLine);
     }
   }
 }

@@ -164,6 +164,22 @@ class Database:
         """
         return _service.history(self._handle, (user or "").encode(), _time_text(since), _time_text(until))
 
+    def record(
+        self, path: AnyPath, user: str, *, time: Optional[Time] = None, experiment: Optional[int] = None
+    ) -> dict[str, Any]:
+        """Records that a user acquired a file, with the experiment that it holds, and tells what was recorded.
+
+        The time is the file's own unless you give one. A file that is recorded already keeps its experiment, and its
+        time unless you give another. Returns file, acquired, timeSource and experiment. Raises a ThumbnailError when
+        the file cannot be read or is recorded for another user.
+        """
+        if not user:
+            raise ValueError("the user needs a name")
+        file = _paths.absolute(path)
+        return self._of_file(
+            path, lambda: _service.record(self._handle, file, user.encode(), _time_text(time), experiment or 0)
+        )
+
     def users(self) -> list[dict[str, Any]]:
         """Who is in the history: dictionaries of user, records, first and last."""
         return _service.users(self._handle)

@@ -18,9 +18,10 @@ class ClosedError(Error):
 
 
 class ThumbnailError(Error):
-    """There is no thumbnail of a file, or no text: it keeps changing, or differs from another file's name in case only.
+    """A file has no thumbnail, or could not be read or recorded.
 
-    The subclasses are the other reasons.
+    Those that are none of the subclasses keep changing, differ from another file's name in case only, or are recorded
+    for another user.
     """
 
     reason: str

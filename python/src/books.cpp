@@ -4,10 +4,13 @@
 #include <optional>
 #include <stdexcept>
 
+#include "host/commands/acquisition.h"
 #include "host/commands/experiment_records.h"
 #include "host/commands/history_records.h"
+#include "host/files/image_file.h"
 #include "host/output/time_text.h"
 #include "host/session/bookkeeping_rows.h"
+#include "python/src/file_failure.h"
 
 namespace qvpython {
 namespace {
@@ -30,6 +33,20 @@ qvhost::CJson ReadHistoryBook(qvhost::CSession& session, const std::string& user
     list.push_back(qvhost::RecordJson(record));
   }
   return list;
+}
+
+qvhost::CJson RecordFile(qvhost::CSession& session, const std::string& path, const std::string& user,
+                         const std::string& time, int experiment) {
+  const qvhost::CBookkeepingRows rows(session.DatabasePath());
+  if (experiment != qvhost::kNoExperiment && !rows.HasExperiment(experiment)) {
+    throw std::invalid_argument("there is no experiment " + std::to_string(experiment));
+  }
+  qvhost::SAcquisition acquisition{qvhost::AbsolutePath(path), TimeOr(time, 0.0), "", experiment};
+  std::string reason = qvhost::ExplainOpenFailure(acquisition.path);
+  if (!reason.empty()) throw CFileError({EFailure::Unreadable, reason});
+  if (qvhost::RecordAcquisition(session, rows, user, &acquisition, &reason))
+    return qvhost::AcquisitionJson(acquisition);
+  throw CFileError({EFailure::Other, reason});
 }
 
 qvhost::CJson ReadUsers(qvhost::CSession& session) {

@@ -16,6 +16,10 @@ qvhost::CJson ReadHistoryBook(qvhost::CSession& session, const std::string& user
                               const std::string& until);
 qvhost::CJson ReadUsers(qvhost::CSession& session);
 qvhost::CJson ReadExperiments(qvhost::CSession& session);
+// Records that the user acquired the file, whose absolute path it is, and tells what was recorded; `experiment` 0: the
+// image's own. Throws CFileError when it was not.
+qvhost::CJson RecordFile(qvhost::CSession& session, const std::string& path, const std::string& user,
+                         const std::string& time, int experiment);
 // Null when there is none of that number.
 qvhost::CJson ReadExperiment(qvhost::CSession& session, int id);
 

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "host/files/failure_reason.h"
 #include "system/qvthumbnaildescription.h"
 
 namespace qvpython {
@@ -22,9 +23,9 @@ struct SFailure {
   std::string reason;  // for people
 };
 
-// Of a file that the service could not show or read. `path` as the user said it, absolute. Opens it once more to find
-// out.
-SFailure ExplainFile(const std::string& path, const CQvStringW& location);
+// Of a file that the service could not show or read, which is opened once more to find out: with `reason`, which may
+// serve for many. `path` is absolute.
+SFailure ExplainFile(const std::string& path, const CQvStringW& location, qvhost::CFailureReason& reason);
 
 // A call about one file failed.
 class CFileError : public std::runtime_error {

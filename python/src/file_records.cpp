@@ -13,7 +13,8 @@ qvhost::CJson ReadInfo(qvhost::CSession& session, const std::string& path) {
   const std::string absolute = qvhost::AbsolutePath(qvhost::PicturePath(path));
   qvhost::STextInfo info;
   if (info.Read(session.Service(), absolute)) return info.Json();
-  throw CFileError(ExplainFile(absolute, CQvStringUtils::UTF8toW(absolute)));
+  qvhost::CFailureReason reason;
+  throw CFileError(ExplainFile(absolute, CQvStringUtils::UTF8toW(absolute), reason));
 }
 
 std::string ReadStoredJpeg(qvhost::CSession& session, const std::string& path, bool highQuality) {

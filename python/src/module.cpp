@@ -99,6 +99,11 @@ void AddRecords(py::module_& module) {
                return ObjectOf(InService(
                    handle, [&](qvhost::CSession& session) { return ReadHistoryBook(session, user, since, until); }));
              });
+  module.def("record", [](const CHandle& handle, const std::string& path, const std::string& user,
+                          const std::string& time, int experiment) {
+    return ObjectOf(InService(
+        handle, [&](qvhost::CSession& session) { return RecordFile(session, path, user, time, experiment); }));
+  });
   module.def("users", [](const CHandle& handle) { return ObjectOf(InService(handle, &ReadUsers)); });
   module.def("experiments", [](const CHandle& handle) { return ObjectOf(InService(handle, &ReadExperiments)); });
   module.def("experiment", [](const CHandle& handle, int id) {

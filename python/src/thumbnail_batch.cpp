@@ -77,8 +77,12 @@ CThumbnailBatch::CThumbnailBatch(std::shared_ptr<CHandle> handle) : m_handle(std
 }
 
 CThumbnailBatch::~CThumbnailBatch() {
-  // What another thread of the parent had locked stays locked.
-  if (!CSharedService::Get().IsForked()) CSharedService::Get().Waiters().Remove(m_queue);
+  // What another thread of the parent had locked stays locked, and the decoder is the parent's.
+  if (CSharedService::Get().IsForked()) {
+    (void)m_reason.release();
+  } else {
+    CSharedService::Get().Waiters().Remove(m_queue);
+  }
 }
 
 void CThumbnailBatch::Add(IQvThumbnailCache& service, const std::vector<std::pair<std::int64_t, std::string>>& files) {
@@ -160,7 +164,8 @@ void CThumbnailBatch::LookAtPicture(IQvThumbnailCache& service, const std::wstri
     default:
       break;
   }
-  Finish(location, {}, ExplainFile(wanted.path, wanted.description.location));
+  if (!m_reason) m_reason = std::make_unique<qvhost::CFailureReason>();
+  Finish(location, {}, ExplainFile(wanted.path, wanted.description.location, *m_reason));
 }
 
 void CThumbnailBatch::WaitForRemake(const std::wstring& location, SWanted& wanted) {
@@ -189,6 +194,7 @@ void CThumbnailBatch::Cancel(IQvThumbnailCache* service) {
   CSharedService::Get().Waiters().Withdraw(service, locations, m_queue);
   m_pending.clear();
   m_ready.clear();
+  m_reason.reset();
 }
 
 std::size_t CThumbnailBatch::Remaining() {

@@ -71,6 +71,7 @@ class CThumbnailBatch {
   std::unordered_map<std::wstring, SWanted> m_pending;  // by location
   std::deque<SFinishedThumbnail> m_ready;
   int m_idleWaits = 0;
+  std::unique_ptr<qvhost::CFailureReason> m_reason;  // has a decoder, a process of its own; made for the first failure
 };
 
 }  // namespace qvpython

@@ -42,6 +42,12 @@ def run_program(*arguments):
     return subprocess.run([PROGRAM, *arguments], stdout=subprocess.PIPE, timeout=TIMEOUT, check=True).stdout
 
 
+def without_leak_check():
+    """The environment for processes whose end the checker cannot judge: forked ones have none of its threads."""
+    options = os.environ.get("ASAN_OPTIONS", "")
+    return dict(os.environ, ASAN_OPTIONS=options + ":detect_leaks=0")
+
+
 def start_python(code, *arguments, **options):
     """Another interpreter that runs the code, with the tests' environment and what a sanitizer needs."""
     return subprocess.Popen(

@@ -9,7 +9,7 @@ import threading
 import unittest
 
 import qvthumbs
-from support import RED, TIMEOUT, FolderTestCase, run_program, run_python, start_python
+from support import RED, TIMEOUT, FolderTestCase, run_program, run_python, start_python, without_leak_check
 
 ENDLESS = """
 import itertools, sys, qvthumbs
@@ -35,6 +35,7 @@ class ClosingTest(FolderTestCase):
             lambda: db.jpeg(path),
             lambda: db.info(path),
             db.history,
+            lambda: db.record(path, "anna"),
             db.users,
             db.experiments,
             lambda: db.experiment(1),
@@ -194,7 +195,7 @@ if child == 0:
 print(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), flush=True)
 print(len(list(results)), db.thumbnail(sys.argv[2]).shape[2])
 """
-        status, out, err = run_python(code, self.database, path)
+        status, out, err = run_python(code, self.database, path, env=without_leak_check())
         self.assertEqual((status, err), (0, ""))
         refused = "the database was opened before this process w"
         self.assertEqual(out.splitlines(), [refused] * 3 + ["7", "2 3"])
@@ -209,7 +210,9 @@ with qvthumbs.open(sys.argv[1]) as db:
     assert db.thumbnail(sys.argv[2]).shape[2] == 3
 if child: sys.exit(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]))
 """
-        self.assertEqual(run_python(code, self.database, self.picture()), (0, "", ""))
+        self.assertEqual(
+            run_python(code, self.database, self.picture(), env=without_leak_check()), (0, "", "")
+        )
 
     def test_ctrl_c_ends_the_waiting(self):
         process = start_python(ENDLESS, self.database, self.picture())

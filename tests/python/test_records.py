@@ -75,6 +75,33 @@ class RecordsTest(FolderTestCase):
         self.assertEqual(everything, self.program_says("history", "list"))
         self.assertEqual(users, self.program_says("history", "users"))
 
+    def test_a_record_stands_in_the_history(self):
+        (path,) = self.with_loops()[:1]
+        with self.open() as db:
+            recorded = db.record(path, "anna", time="2024-05-01T12:00:00Z")
+            self.assertEqual(recorded["timeSource"], "given")
+            (entry,) = db.history()
+            self.assertEqual(entry, {"acquired": "2024-05-01T12:00:00Z", "user": "anna", "file": path,
+                                     "experiment": recorded["experiment"]})
+            self.assertEqual(db.experiment(recorded["experiment"])["acquired"], "2024-05-01T12:00:00Z")
+            self.assertEqual(db.record(path, "anna")["timeSource"], "recorded")
+        self.assertEqual(len(self.program_says("history", "list")), 1)
+
+    def test_what_cannot_be_recorded_is_refused(self):
+        path = self.picture()
+        db = self.open()
+        db.record(path, "anna")
+        with self.assertRaises(qvthumbs.ThumbnailError) as raised:
+            db.record(path, "björn")
+        self.assertIn("another user, anna", str(raised.exception))
+        with self.assertRaises(qvthumbs.UnreadableError):
+            db.record(self.path("none.tif"), "anna")
+        with self.assertRaises(ValueError):
+            db.record(path, "")
+        with self.assertRaises(ValueError):
+            db.record(path, "anna", experiment=99)
+        self.assertEqual(len(db.history()), 1)
+
     def test_what_is_no_time_is_refused(self):
         with self.assertRaises(ValueError):
             self.open().history(since="yesterday evening")
