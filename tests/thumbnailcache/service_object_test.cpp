@@ -128,6 +128,9 @@ TEST_F(SettingsTest, SmallOperationsAnswerWhateverTheState) {
 
 // The workers stayed in the process that it was forked from.
 TEST_F(SettingsTest, ForkedProcessEndsWithoutWaitingForWorkers) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "the leak checker finds nobody in the copy who holds what the workers hold";
+#endif
   ASSERT_EQ(Open(), 0);
   const pid_t child = fork();
   if (child == 0) {
