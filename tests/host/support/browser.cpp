@@ -16,20 +16,22 @@ std::string CBrowser::Program() {
   return {};
 }
 
+std::vector<std::string> CBrowser::Command(const std::string& profile) {
+  return {Program(),
+          "--headless=new",
+          "--no-sandbox",
+          "--disable-gpu",
+          "--no-first-run",
+          "--disable-dev-shm-usage",
+          "--disable-background-networking",
+          "--user-data-dir=" + profile,
+          "--window-size=1200,900"};
+}
+
 std::string CBrowser::Document(const std::string& url) const {
   SCommand command;
-  command.arguments = {Program(),
-                       "--headless=new",
-                       "--no-sandbox",
-                       "--disable-gpu",
-                       "--no-first-run",
-                       "--disable-dev-shm-usage",
-                       "--disable-background-networking",
-                       "--user-data-dir=" + m_folder.Path("profile"),
-                       "--window-size=1200,900",
-                       "--virtual-time-budget=6000",
-                       "--dump-dom",
-                       url};
+  command.arguments = Command(m_folder.Path("profile"));
+  command.arguments.insert(command.arguments.end(), {"--virtual-time-budget=6000", "--dump-dom", url});
   command.out = m_folder.Path("document.html");
   EXPECT_EQ(CChildProcess(command).Wait().status, 0);
   return ReadTextFile(command.out);

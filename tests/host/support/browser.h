@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tests/support/temp_folder.h"
 
@@ -9,6 +10,8 @@ class CBrowser {
  public:
   // Where it lies; empty when there is none, and a test that needs it is to be skipped.
   static std::string Program();
+  // It and what it is started with, whatever it is to do.
+  static std::vector<std::string> Command(const std::string& profile);
 
   // The document after everything that the page does in its first seconds, which are let pass without waiting for them.
   std::string Document(const std::string& url) const;

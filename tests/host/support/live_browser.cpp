@@ -39,17 +39,9 @@ CLiveBrowser::CLiveBrowser(const std::string& url)
                        "q=$1 a=$2; shift 2; exec \"$@\" 3<\"$q\" 4>\"$a\"",
                        "sh",
                        m_folder.Path("questions"),
-                       m_folder.Path("answers"),
-                       CBrowser::Program(),
-                       "--headless=new",
-                       "--no-sandbox",
-                       "--disable-gpu",
-                       "--no-first-run",
-                       "--disable-dev-shm-usage",
-                       "--disable-background-networking",
-                       "--user-data-dir=" + m_folder.Path("profile"),
-                       "--window-size=1200,900",
-                       "--remote-debugging-pipe"};
+                       m_folder.Path("answers")};
+  for (const std::string& argument : CBrowser::Command(m_folder.Path("profile"))) command.arguments.push_back(argument);
+  command.arguments.push_back("--remote-debugging-pipe");
   m_process.emplace(command);
   const nlohmann::json target = Call("Target.createTarget", {{"url", url}});
   const nlohmann::json attached =
