@@ -157,8 +157,10 @@ void AddMergeCommand(CCommand program, SOutcome& outcome) {
   command.AddFlag("--other-mounts", &arguments->otherMounts, "Also shards whose images lay on other mount points");
   command.AddFlag("--again", &arguments->merge.again, "Also shards that were merged before");
   AddJsonOption(command, &arguments->json);
-  AddRequired(command, "out", &arguments->target, "The database to merge into; made when missing", "OUT");
-  AddRequired(command, "shards", &arguments->shards, "The databases to read, of 'qvthumbs make --shard'", "SHARD");
+  AddRequired(command, "out", &arguments->target, "The database to merge into; made when missing", "OUT")
+      .NotEmpty("an empty name is no file");
+  AddRequired(command, "shards", &arguments->shards, "The databases to read, of 'qvthumbs make --shard'", "SHARD")
+      .NotEmpty("an empty name is no file");
   command.SetFooter(
       "The newer thumbnail of a file wins, of two of one time the one of higher quality. Each shard is merged whole\n"
       "or not at all, and once.\n\n"

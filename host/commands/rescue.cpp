@@ -63,7 +63,8 @@ void AddRescueCommand(CCommand program, SOutcome& outcome) {
   AddDryRunOption(command, &arguments->dryRun);
   AddJsonOption(command, &arguments->json);
   AddRequired(command, "old", &arguments->oldFile, "The damaged database; it is not changed", "OLD").FileNames();
-  AddRequired(command, "new", &arguments->newFile, "The database to make, which must not be there yet", "NEW");
+  AddRequired(command, "new", &arguments->newFile, "The database to make, which must not be there yet", "NEW")
+      .NotEmpty("an empty name is no file");
   command.SetFooter(
       "Experiments, history and stored items come first, then thumbnails and texts. NEW appears when it is complete.\n"
       "Exit status: 0 everything was read, 1 some rows are lost, 2 nothing was written.\n\n"

@@ -98,7 +98,11 @@ TEST_F(UsageTest, AnEmptyNameIsWrongUseAndSaysSo) {
                                                        {"make", "--files-from", ""},
                                                        {"prune", "--under", ""},
                                                        {"stored", "add", ""},
-                                                       {"gallery", "-o", "", Path("a.png")}};
+                                                       {"gallery", "-o", "", Path("a.png")},
+                                                       {"make", "--catalog", "", Path("a.png")},
+                                                       {"merge", "", Path("a.png")},
+                                                       {"merge", Path("o.db"), ""},
+                                                       {"rescue", Path("a.png"), ""}};
   for (const auto& arguments : wrong) {
     const SRunResult run = m_program.Run(arguments);
     EXPECT_EQ(run.status, 2) << testing::PrintToString(arguments);
