@@ -11,6 +11,8 @@ make_bare_debian() {
   bare=${QV_FRESH_FOLDER:-$(mktemp -d)}
   [ -n "${QV_FRESH_KEEP:-}" ] || trap 'rm -rf --one-file-system "$bare"' EXIT
   mkdir -p "$bare"
+  # The root folder of users there.
+  chmod 755 "$bare"
   echo "== a bare Debian 12 in $bare"
   if ! debootstrap --variant=minbase bookworm "$bare" ${DEBIAN_MIRROR:+"$DEBIAN_MIRROR"} >"$bare.log" 2>&1; then
     tail "$bare.log" >&2
