@@ -87,6 +87,7 @@ CThumbnailBatch::~CThumbnailBatch() {
 
 void CThumbnailBatch::Add(IQvThumbnailCache& service, const std::vector<std::pair<std::int64_t, std::string>>& files) {
   const std::lock_guard lock(m_mutex);
+  if (m_isCancelled) return;
   if (s_requestsSincePurge >= kPurgeInterval && CSharedService::Get().Waiters().PurgeIfIdle(service)) {
     s_requestsSincePurge = 0;
   }
@@ -189,6 +190,7 @@ void CThumbnailBatch::Finish(const std::wstring& location, SPixels pixels, const
 void CThumbnailBatch::Cancel(IQvThumbnailCache* service) {
   qvhost::CFinishedQueue::OnFinished(&m_queue, L"");
   const std::lock_guard lock(m_mutex);
+  m_isCancelled = true;
   std::vector<std::wstring> locations;
   for (const auto& [location, wanted] : m_pending) locations.push_back(location);
   CSharedService::Get().Waiters().Withdraw(service, locations, m_queue);

@@ -40,7 +40,8 @@ class CThumbnailBatch {
 
   const CHandle& Handle() const noexcept { return *m_handle; }
 
-  // The files' absolute paths in the file system's bytes, each with a number of the caller's. Looks at the files.
+  // The files' absolute paths in the file system's bytes, each with a number of the caller's. Looks at the files. Does
+  // nothing after Cancel: a thread of an event loop may be late.
   void Add(IQvThumbnailCache& service, const std::vector<std::pair<std::int64_t, std::string>>& files);
   // The next one that is ready; waits up to `timeout` for it.
   std::optional<SFinishedThumbnail> Next(IQvThumbnailCache& service, std::chrono::milliseconds timeout);
@@ -70,6 +71,7 @@ class CThumbnailBatch {
   // All guarded by m_mutex.
   std::unordered_map<std::wstring, SWanted> m_pending;  // by location
   std::deque<SFinishedThumbnail> m_ready;
+  bool m_isCancelled = false;
   int m_idleWaits = 0;
   std::unique_ptr<qvhost::CFailureReason> m_reason;  // has a decoder, a process of its own; made for the first failure
 };

@@ -19,6 +19,7 @@ void CWaiters::Add(qvhost::CFinishedQueue& queue) {
 void CWaiters::Remove(qvhost::CFinishedQueue& queue) noexcept {
   const std::lock_guard lock(m_mutex);
   std::erase(m_queues, &queue);
+  std::erase_if(m_wanted, [&queue](const auto& entry) { return entry.second == &queue; });
 }
 
 void CWaiters::WakeAll() noexcept {

@@ -16,7 +16,7 @@ class CWaiters {
   // The service's listener; `context` is this object.
   static void OnFinished(void* context, const wchar_t* location) noexcept;
 
-  // A queue has to be added before it wants anything, and removed before it goes.
+  // A queue has to be added before it wants anything, and removed before it goes; it gives up what it still wants.
   void Add(qvhost::CFinishedQueue& queue);
   void Remove(qvhost::CFinishedQueue& queue) noexcept;
   // Ends the present waiting of all; they receive an empty location.

@@ -83,6 +83,18 @@ class AsyncTest(FolderTestCase):
 
         self.run_async(work())
 
+    def test_what_is_asked_for_behind_a_cancelling_is_given_up(self):
+        path = self.picture()
+        db = self.open()
+        requests = qvthumbs._requests.Requests(db._handle, [path])
+        files = requests.next_files()
+        requests.cancel()
+        # As a thread of the loop does that is late.
+        requests.add(files)
+        self.assertIsNone(requests.take())
+        del requests
+        self.assertColour(db.thumbnail(path), RED)
+
     def test_a_loop_that_is_left_early_can_be_closed(self):
         paths = self.pictures(60)
         db = self.open()
