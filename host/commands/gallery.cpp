@@ -150,7 +150,8 @@ void AddFiles(const SGalleryArguments& arguments, CSession& session, CGallery& g
   const SFoundFiles found = FindImageFiles(arguments.paths, arguments.recursive);
   for (const auto& [path, reason] : found.problems) ReportFailure(outcome, path, reason);
   const SFoundPlates sorted = SortPlates(arguments, found.files);
-  CFileJobs jobs(FilesToShow(sorted), arguments.highQuality, session.DatabasePath());
+  const std::vector<std::string> shown = FilesToShow(sorted);
+  CFileJobs jobs(shown, arguments.highQuality, session.DatabasePath());
   SMakeOptions options;
   options.highQuality = arguments.highQuality;
   CFailureCollector failures(jobs.Count());
