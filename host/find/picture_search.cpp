@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -22,6 +23,12 @@ namespace fs = std::filesystem;
 bool IsDamage(const SQLite::Exception& error) {
   return error.getErrorCode() == SQLITE_CORRUPT || error.getErrorCode() == SQLITE_NOTADB ||
          error.getErrorCode() == SQLITE_ERROR;
+}
+
+// Most of them come so.
+void SortByLocation(std::vector<SFoundPicture>* found) {
+  const auto isBefore = [](const SFoundPicture& a, const SFoundPicture& b) { return a.location < b.location; };
+  if (!std::is_sorted(found->begin(), found->end(), isBefore)) std::sort(found->begin(), found->end(), isBefore);
 }
 
 }  // namespace
@@ -57,6 +64,7 @@ std::vector<SFoundPicture> CPictureSearch::Find(const SPictureQuery& query) {
     found.clear();
     Prepare();
     FindPictures(*m_index, m_folding, query, [&](SFoundPicture picture) { found.push_back(std::move(picture)); });
+    if (query.limit == 0) SortByLocation(&found);
   };
   try {
     find();
