@@ -90,7 +90,7 @@ class CJobReporter : public IThumbnailObserver {
 std::int64_t MakeHandedFiles(const CJobChannel& channel, const SJobOrder& first, const std::vector<std::string>& files,
                              const SJobSettings& settings) {
   CSession session;
-  session.Open(settings.database, EDatabaseNeed::Fill);
+  session.Open(settings.database, EDatabaseNeed::Share);
   CFileJobs jobs(files, settings.make.highQuality, session.DatabasePath());
   const std::unique_ptr<CCatalog> catalog = OpenCatalogFor(jobs, session, settings.catalog);
   CJobReporter reporter(channel);

@@ -98,7 +98,7 @@ void CPreparedDatabase::CopyIfNotWritable(EDatabaseNeed need) {
   if (!fs::is_regular_file(path, error)) return;  // SQLite says what is wrong
   if (IsWritable(path) && IsWritable(folder)) return;
   if (!IsReadable(path)) throw CHostError(ExplainFailedOpen(m_choice, "permission denied"));
-  if (need == EDatabaseNeed::Fill || need == EDatabaseNeed::Change) {
+  if (need == EDatabaseNeed::Fill || need == EDatabaseNeed::Share || need == EDatabaseNeed::Change) {
     throw CHostError(ExplainFailedOpen(m_choice, fmt::format("{} may not be written to; choose another --db FILE",
                                                              IsWritable(folder) ? "it" : "the folder " + folder)));
   }

@@ -13,6 +13,7 @@ enum class EDatabaseNeed {
   Look,    // read what is there
   Use,     // read, and keep what is new if that can be; made when missing
   Fill,    // write to it; made when missing
+  Share,   // the same beside the process of this program that has it open
   Change,  // write to one that is there
 };
 

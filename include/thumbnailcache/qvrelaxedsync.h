@@ -35,15 +35,27 @@ class CQvRelaxedSync final {
  private:
   // As SQLite's own setting has it: pages in the log from which it is folded back into the file.
   static constexpr int kCheckpointPages = 1000;
+  // Milliseconds that somebody who has the file locked is waited for.
+  static constexpr int kPatience = 1000;
 
   static void (*EntryPoint() noexcept)() { return reinterpret_cast<void (*)()>(&OnOpen); }
 
   // Called by SQLite for each connection that is opened. One that cannot be relaxed is as good as ever.
   static int OnOpen(sqlite3* db, char** /*error*/, const void* /*api*/) noexcept {
-    if (t_objects == 0 || !IsWriteAhead(db)) return SQLITE_OK;
-    if (sqlite3_exec(db, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr) != SQLITE_OK) return SQLITE_OK;
-    sqlite3_update_hook(db, &OnChange, db);
+    if (t_objects == 0) return SQLITE_OK;
+    Relax(db);
+    // An error that the connection remembers would be the opening's.
+    sqlite3_exec(db, "", nullptr, nullptr, nullptr);
     return SQLITE_OK;
+  }
+
+  static void Relax(sqlite3* db) noexcept {
+    sqlite3_busy_timeout(db, kPatience);
+    const bool isWriteAhead = IsWriteAhead(db);
+    sqlite3_busy_timeout(db, 0);
+    if (!isWriteAhead) return;
+    if (sqlite3_exec(db, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr) != SQLITE_OK) return;
+    sqlite3_update_hook(db, &OnChange, db);
   }
 
   static bool IsWriteAhead(sqlite3* db) noexcept {

@@ -113,6 +113,15 @@ TEST_F(RelaxedSyncTest, ADatabaseWithARollbackJournalIsLeftAsItIs) {
 }
 
 // What another connection of the process waits for is its own affair.
+TEST_F(RelaxedSyncTest, ADatabaseThatSomebodyHasLockedCanBeOpened) {
+  CSql other(Database());
+  other.Run("PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; CREATE TABLE another (a)");
+  const CQvRelaxedSync relaxed;
+  sqlite3* opened = nullptr;
+  EXPECT_EQ(sqlite3_open_v2(Database().c_str(), &opened, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK);
+  sqlite3_close(opened);
+}
+
 TEST_F(RelaxedSyncTest, OnlyTheThreadThatAsksForItIsRelaxed) {
   const CQvRelaxedSync relaxed;
   std::string here, there;
