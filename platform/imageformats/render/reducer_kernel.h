@@ -93,7 +93,7 @@ class CTypedKernel final : public CAreaReducer::CKernel {
     m_spans = m_x.SpansOf(x, width);
     m_rowSums.assign(Samples(), Sum{});
     m_columns.assign(Samples(), Column{});
-    m_totals.resize(Samples());
+    m_totals.resize(Samples() + 1);  // one more is read: AddSpan
   }
 
   std::size_t Samples() const noexcept { return std::size_t{m_rangeWidth} * m_components; }

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 
 #include "platform/imageformats/render/reducer_axis.h"
@@ -87,7 +88,25 @@ void CloseColumns(Column* __restrict totals, Column* __restrict columns, Sum* __
   }
 }
 
-// Adds one result pixel's share of the totals to `out`.
+// Four neighbours at once: the fourth is of the next pixel, or behind the row, and is left out.
+template <class Column>
+void AddSpanOfThree(double* out, const Column* p, const Column* last, const SPixelSpan& span) noexcept {
+  using Four [[gnu::vector_size(4 * sizeof(Column))]] = Column;
+  Four sum, next;
+  std::memcpy(&sum, p, sizeof sum);
+  sum *= static_cast<Column>(span.firstWeight);
+  if (p != last) {
+    for (p += 3; p < last; p += 3) {
+      std::memcpy(&next, p, sizeof next);
+      sum += next;
+    }
+    std::memcpy(&next, last, sizeof next);
+    sum += next * static_cast<Column>(span.lastWeight);
+  }
+  for (int k = 0; k < 3; ++k) out[k] += static_cast<double>(sum[k]);
+}
+
+// Adds one result pixel's share of the totals to `out`. Of three components one more is read behind the row.
 template <class Column>
 void AddSpan(double* out, const Column* totals, const SPixelSpan& span, std::uint32_t components) noexcept {
   const Column* p = totals + std::size_t{span.begin} * components;
@@ -108,25 +127,7 @@ void AddSpan(double* out, const Column* totals, const SPixelSpan& span, std::uin
     *out += static_cast<double>((a + b) + (c + d));
     return;
   }
-  if (components == 3) {
-    const auto w = static_cast<Column>(span.firstWeight);
-    Column a = p[0] * w, b = p[1] * w, c = p[2] * w;
-    if (p != last) {
-      for (p += 3; p < last; p += 3) {
-        a += p[0];
-        b += p[1];
-        c += p[2];
-      }
-      const auto v = static_cast<Column>(span.lastWeight);
-      a += last[0] * v;
-      b += last[1] * v;
-      c += last[2] * v;
-    }
-    out[0] += static_cast<double>(a);
-    out[1] += static_cast<double>(b);
-    out[2] += static_cast<double>(c);
-    return;
-  }
+  if (components == 3) return AddSpanOfThree(out, p, last, span);
   for (std::uint32_t k = 0; k < components; ++k) {
     Column sum = p[k] * static_cast<Column>(span.firstWeight);
     if (p != last) {
