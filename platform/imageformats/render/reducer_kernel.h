@@ -93,7 +93,7 @@ class CTypedKernel final : public CAreaReducer::CKernel {
     m_spans = m_x.SpansOf(x, width);
     m_rowSums.assign(Samples(), Sum{});
     m_columns.assign(Samples(), Column{});
-    m_totals.resize(Samples() + 1);  // one more is read: AddSpan
+    m_totals.resize(Samples() + 1);  // one more is read: AddSpans
   }
 
   std::size_t Samples() const noexcept { return std::size_t{m_rangeWidth} * m_components; }
@@ -152,9 +152,7 @@ class CTypedKernel final : public CAreaReducer::CKernel {
 
   void AddRowTotals(std::uint32_t resultRow) {
     double* out = m_sums.data() + std::size_t{resultRow} * m_x.Result() * m_components;
-    for (const SPixelSpan& span : m_spans) {
-      AddSpan(out + std::size_t{span.result} * m_components, m_totals.data(), span, m_components);
-    }
+    AddSpans<Column>(out, m_totals.data(), m_spans, m_components);
   }
 
   // The row itself, or a copy with 0 for what is not finite; those samples are counted in m_missing and taken out of

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <span>
 
 #include "platform/imageformats/render/reducer_axis.h"
 
@@ -88,53 +89,78 @@ void CloseColumns(Column* __restrict totals, Column* __restrict columns, Sum* __
   }
 }
 
+// The pixels of a span among the totals.
+template <class Column>
+struct SSpanTotals {
+  SSpanTotals(const Column* totals, const SPixelSpan& span, std::size_t components) noexcept
+      : first(totals + span.begin * components), last(totals + (std::size_t{span.end} - 1) * components) {}
+  const Column* first;
+  const Column* last;
+};
+
+template <class Column>
+inline void AddSpanOfOne(double* out, const Column* totals, const SPixelSpan& span) noexcept {
+  const SSpanTotals<Column> pixels(totals, span, 1);
+  const Column *p = pixels.first, *last = pixels.last;
+  // Independent partial sums: one addition waits for the one before it.
+  Column a = *p * static_cast<Column>(span.firstWeight), b{}, c{}, d{};
+  if (p != last) {
+    for (++p; p + 3 < last; p += 4) {
+      a += p[0];
+      b += p[1];
+      c += p[2];
+      d += p[3];
+    }
+    for (; p < last; ++p) b += *p;
+    c += *last * static_cast<Column>(span.lastWeight);
+  }
+  *out += static_cast<double>((a + b) + (c + d));
+}
+
 // Four neighbours at once: the fourth is of the next pixel, or behind the row, and is left out.
 template <class Column>
-void AddSpanOfThree(double* out, const Column* p, const Column* last, const SPixelSpan& span) noexcept {
+inline void AddSpanOfThree(double* out, const Column* totals, const SPixelSpan& span) noexcept {
   using Four [[gnu::vector_size(4 * sizeof(Column))]] = Column;
+  const SSpanTotals<Column> pixels(totals, span, 3);
   Four sum, next;
-  std::memcpy(&sum, p, sizeof sum);
+  std::memcpy(&sum, pixels.first, sizeof sum);
   sum *= static_cast<Column>(span.firstWeight);
-  if (p != last) {
-    for (p += 3; p < last; p += 3) {
+  if (pixels.first != pixels.last) {
+    for (const Column* p = pixels.first + 3; p < pixels.last; p += 3) {
       std::memcpy(&next, p, sizeof next);
       sum += next;
     }
-    std::memcpy(&next, last, sizeof next);
+    std::memcpy(&next, pixels.last, sizeof next);
     sum += next * static_cast<Column>(span.lastWeight);
   }
   for (int k = 0; k < 3; ++k) out[k] += static_cast<double>(sum[k]);
 }
 
-// Adds one result pixel's share of the totals to `out`. Of three components one more is read behind the row.
 template <class Column>
-void AddSpan(double* out, const Column* totals, const SPixelSpan& span, std::uint32_t components) noexcept {
-  const Column* p = totals + std::size_t{span.begin} * components;
-  const Column* last = totals + (std::size_t{span.end} - 1) * components;
-  if (components == 1) {
-    // Independent partial sums: one addition waits for the one before it.
-    Column a = *p * static_cast<Column>(span.firstWeight), b{}, c{}, d{};
-    if (p != last) {
-      for (++p; p + 3 < last; p += 4) {
-        a += p[0];
-        b += p[1];
-        c += p[2];
-        d += p[3];
-      }
-      for (; p < last; ++p) b += *p;
-      c += *last * static_cast<Column>(span.lastWeight);
-    }
-    *out += static_cast<double>((a + b) + (c + d));
-    return;
-  }
-  if (components == 3) return AddSpanOfThree(out, p, last, span);
+void AddSpanOfAny(double* out, const Column* totals, const SPixelSpan& span, std::uint32_t components) noexcept {
+  const SSpanTotals<Column> pixels(totals, span, components);
   for (std::uint32_t k = 0; k < components; ++k) {
-    Column sum = p[k] * static_cast<Column>(span.firstWeight);
-    if (p != last) {
-      for (const Column* q = p + components; q < last; q += components) sum += q[k];
-      sum += last[k] * static_cast<Column>(span.lastWeight);
+    Column sum = pixels.first[k] * static_cast<Column>(span.firstWeight);
+    if (pixels.first != pixels.last) {
+      for (const Column* q = pixels.first + components; q < pixels.last; q += components) sum += q[k];
+      sum += pixels.last[k] * static_cast<Column>(span.lastWeight);
     }
     out[k] += static_cast<double>(sum);
+  }
+}
+
+// Adds the result pixels' shares of the totals to `out`, a result row. Of three components one more is read behind the
+// totals.
+template <class Column>
+void AddSpans(double* out, const Column* totals, std::span<const SPixelSpan> spans, std::uint32_t components) noexcept {
+  if (components == 1) {
+    for (const SPixelSpan& span : spans) AddSpanOfOne(out + span.result, totals, span);
+  } else if (components == 3) {
+    for (const SPixelSpan& span : spans) AddSpanOfThree(out + std::size_t{span.result} * 3, totals, span);
+  } else {
+    for (const SPixelSpan& span : spans) {
+      AddSpanOfAny(out + std::size_t{span.result} * components, totals, span, components);
+    }
   }
 }
 
