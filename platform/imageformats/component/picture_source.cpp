@@ -38,10 +38,15 @@ class CPictureSource final : public IQvPictureSource {
   }
 
   std::int32_t GetCustomTag(const CQvStringW& name, CQvByteArray* bytes) override {
-    return RunReportingErrors(m_error, [&] {
+    bool isFound = false;
+    const std::int32_t status = RunReportingErrors(m_error, [&] {
       Require(bytes != nullptr, "No place for the tag was given");
-      Require(m_image->CustomTag(name, *bytes), "The file has no such tag");
+      isFound = m_image->CustomTag(name, *bytes);
     });
+    if (status != kQvOk || isFound) return status;
+    // What nearly every file answers is not worth an exception.
+    m_error.Set("The file has no such tag");
+    return kQvFailure;
   }
 
   std::int32_t RenderPicture(const std::uint32_t* width, const std::uint32_t* height, SQvPicBuf* picture,
