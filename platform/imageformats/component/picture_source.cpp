@@ -38,15 +38,10 @@ class CPictureSource final : public IQvPictureSource {
   }
 
   std::int32_t GetCustomTag(const CQvStringW& name, CQvByteArray* bytes) override {
-    bool isFound = false;
-    const std::int32_t status = RunReportingErrors(m_error, [&] {
+    return RunAnswering(m_error, "The file has no such tag", [&] {
       Require(bytes != nullptr, "No place for the tag was given");
-      isFound = m_image->CustomTag(name, *bytes);
+      return m_image->CustomTag(name, *bytes);
     });
-    if (status != kQvOk || isFound) return status;
-    // What nearly every file answers is not worth an exception.
-    m_error.Set("The file has no such tag");
-    return kQvFailure;
   }
 
   std::int32_t RenderPicture(const std::uint32_t* width, const std::uint32_t* height, SQvPicBuf* picture,

@@ -149,7 +149,8 @@ class CTypedKernel final : public CAreaReducer::CKernel {
   // A row that ends a result row, or shares itself between two.
   void CloseRow(std::uint32_t y, const T* row) {
     const SPixelShare share = m_y.ShareOf(y);
-    CloseColumns(m_totals.data(), m_columns.data(), m_rowSums.data(), row, static_cast<Column>(share.weight),
+    Sum* const sums = m_rowsSummed != 0 ? m_rowSums.data() : nullptr;
+    CloseColumns(m_totals.data(), m_columns.data(), sums, row, static_cast<Column>(share.weight),
                  static_cast<Column>(share.nextWeight), Samples());
     m_rowsSummed = 0;
     AddRowTotals(share.result);

@@ -69,7 +69,8 @@ void SpillRows(Column* __restrict columns, Sum* __restrict sums, std::size_t sam
   }
 }
 
-// totals = columns + sums + first * row; columns = next * row; sums = 0. A null row is one of zeros.
+// totals = columns + sums + first * row; columns = next * row; sums = 0. A null row is one of zeros, and so are null
+// sums.
 template <class T, class Column = typename SSampleTraits<T>::Column, class Sum = typename SSampleTraits<T>::Sum>
 void CloseColumns(Column* __restrict totals, Column* __restrict columns, Sum* __restrict sums, const T* __restrict row,
                   Column first, Column next, std::size_t samples) noexcept {
@@ -78,6 +79,14 @@ void CloseColumns(Column* __restrict totals, Column* __restrict columns, Sum* __
       totals[i] = columns[i] + static_cast<Column>(sums[i]);
       columns[i] = Column{};
       sums[i] = Sum{};
+    }
+    return;
+  }
+  if (sums == nullptr) {
+    for (std::size_t i = 0; i < samples; ++i) {
+      const auto sample = static_cast<Column>(row[i]);
+      totals[i] = columns[i] + first * sample;
+      columns[i] = next * sample;
     }
     return;
   }
