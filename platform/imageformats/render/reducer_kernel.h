@@ -41,10 +41,11 @@ class CAreaReducer::CKernel {
   }
   SAveragedPicture Averages() {
     SAveragedPicture averages{{m_x.Result(), m_y.Result()}, m_components, {}};
-    averages.samples.resize(RowSamples() * m_y.Result());
+    averages.samples.reserve(RowSamples() * m_y.Result());
     const double scale = 1.0 / Area();
     for (std::uint32_t y = 0; y < m_y.Result(); ++y) {
       const double* const sums = SumsOf(y);
+      averages.samples.resize((y + std::size_t{1}) * RowSamples());  // row by row, near the processor
       float* const row = averages.samples.data() + y * RowSamples();
       for (std::size_t i = 0; i < RowSamples(); ++i) row[i] = static_cast<float>(sums[i] * scale);
     }

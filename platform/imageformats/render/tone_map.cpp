@@ -5,6 +5,8 @@
 #include <functional>
 #include <vector>
 
+#include "platform/imageformats/render/reducer_rows.h"
+
 namespace imageformats {
 
 namespace {
@@ -13,6 +15,7 @@ constexpr double kLowQuantile = 0.001;
 constexpr double kHighQuantile = 0.999;
 
 std::vector<float> FiniteSamples(std::span<const float> samples, std::size_t first, std::size_t step) {
+  if (step == 1 && AllFinite(samples.data(), samples.size())) return {samples.begin(), samples.end()};
   std::vector<float> finite;
   finite.reserve(samples.size() / step + 1);
   for (std::size_t i = first; i < samples.size(); i += step) {
