@@ -2,10 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <vector>
-
-#include "platform/imageformats/render/reducer_rows.h"
 
 namespace imageformats {
 
@@ -15,7 +12,6 @@ constexpr double kLowQuantile = 0.001;
 constexpr double kHighQuantile = 0.999;
 
 std::vector<float> FiniteSamples(std::span<const float> samples, std::size_t first, std::size_t step) {
-  if (step == 1 && AllFinite(samples.data(), samples.size())) return {samples.begin(), samples.end()};
   std::vector<float> finite;
   finite.reserve(samples.size() / step + 1);
   for (std::size_t i = first; i < samples.size(); i += step) {
@@ -30,6 +26,10 @@ SDisplayRange Widened(const SDisplayRange& nominal, double value) {
 
 }  // namespace
 
+bool Differ(double low, double high) noexcept {
+  return std::fabs(high - low) > 1e-6 * std::max(std::fabs(low), std::fabs(high));
+}
+
 SDisplayRange NominalRange(std::uint32_t significantBits) noexcept {
   return {0.0, std::ldexp(1.0, static_cast<int>(std::clamp<std::uint32_t>(significantBits, 1, 64))) - 1.0};
 }
@@ -39,13 +39,11 @@ SDisplayRange PercentileRange(std::span<const float> samples, std::size_t first,
   std::vector<float> finite = FiniteSamples(samples, first, step);
   if (finite.empty()) return nominal;
   const double last = static_cast<double>(finite.size() - 1);
-  // So few lie outside that sorting those beats partitioning all.
   const auto low = finite.begin() + std::lround(kLowQuantile * last);
-  std::partial_sort(finite.begin(), low + 1, finite.end());
+  const auto high = finite.begin() + std::lround(kHighQuantile * last);
+  std::nth_element(finite.begin(), low, finite.end());
   const float lowValue = *low;  // the second selection moves it
-  const auto high =
-      finite.begin() + (static_cast<std::ptrdiff_t>(finite.size()) - 1 - std::lround(kHighQuantile * last));
-  std::partial_sort(finite.begin(), high + 1, finite.end(), std::greater<>());
+  std::nth_element(low, high, finite.end());
   if (Differ(lowValue, *high)) return {lowValue, *high};
   // Fewer than 0.1 % of the pixels differ from the rest: they are what there is to see.
   const auto [least, most] = std::minmax_element(finite.begin(), finite.end());

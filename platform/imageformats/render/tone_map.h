@@ -1,7 +1,5 @@
 #pragma once
 
-#include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -17,9 +15,7 @@ struct SDisplayRange {
 };
 
 // Whether two averages differ by more than what rounding makes of equal samples.
-inline bool Differ(double low, double high) noexcept {
-  return std::fabs(high - low) > 1e-6 * std::max(std::fabs(low), std::fabs(high));
-}
+bool Differ(double low, double high) noexcept;
 
 // 0 and the largest value of `significantBits`.
 SDisplayRange NominalRange(std::uint32_t significantBits) noexcept;
