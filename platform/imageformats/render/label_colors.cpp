@@ -72,9 +72,9 @@ bool MayBeLabels(const SAveragedPicture& averages) {
   std::size_t foreground = 0, inside = 0;
   VisitNeighbours(averages, [&](float value, float right, float below) {
     foreground += value != 0.0f;
+    if (Differ(value, right) || Differ(value, below)) return;
     const float whole = std::round(value);
     if (!(whole >= 1.0f && whole <= kMostLabel) || Differ(value, whole)) return;
-    if (Differ(value, right) || Differ(value, below)) return;
     ++inside;
     labels.insert(static_cast<std::uint32_t>(whole));
     most = std::max(most, whole);
