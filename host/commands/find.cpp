@@ -17,6 +17,8 @@
 namespace qvhost {
 namespace {
 
+constexpr std::size_t kNamesAtOnce = 1 << 16;  // bytes
+
 struct SFindArguments {
   SDatabaseOptions database;
   SFindChoice choice;
@@ -89,10 +91,14 @@ void PrintFoundTable(const std::vector<SFoundPicture>& found, std::int64_t known
 
 void PrintFoundNames(const std::vector<SFoundPicture>& found) {
   CRealPaths paths;
+  std::string names;
   for (const SFoundPicture& picture : found) {
-    const std::string name = paths.Find(picture.location);
-    std::fwrite(name.c_str(), 1, name.size() + 1, stdout);
+    names.append(paths.Find(picture.location)).push_back('\0');
+    if (names.size() < kNamesAtOnce) continue;
+    std::fwrite(names.data(), 1, names.size(), stdout);
+    names.clear();
   }
+  std::fwrite(names.data(), 1, names.size(), stdout);
 }
 
 void TellCoverage(const std::string& folder, const SCoverage& coverage) {
@@ -103,7 +109,8 @@ void TellCoverage(const std::string& folder, const SCoverage& coverage) {
 }
 
 void Find(const SFindArguments& arguments) {
-  const SPictureQuery query = arguments.choice.Query();
+  SPictureQuery query = arguments.choice.Query();
+  query.locationsOnly = arguments.endedByZero;
   std::optional<COutputTarget> page;
   if (!arguments.gallery.empty()) page.emplace(GalleryTarget(arguments.gallery));
   CCacheDatabase database(arguments.database, EDatabaseNeed::Look);

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <optional>
 #include <unordered_map>
 
 #include "host/commands/command.h"
@@ -13,11 +14,13 @@
 #include "host/plates/plate_finder.h"
 #include "host/session/interrupt.h"
 #include "host/session/session.h"
+#include "host/thumbnails/larger_pictures.h"
 #include "host/thumbnails/thumbnail_maker.h"
 
 namespace qvhost {
 namespace {
 
+constexpr int kLeastLarger = 256, kMostLarger = 16384;  // pixels
 constexpr const char* kGalleryInterrupted = "interrupted; no gallery was written";
 
 struct SGalleryArguments {
@@ -25,6 +28,7 @@ struct SGalleryArguments {
   std::vector<std::string> paths;
   std::string output;
   std::string title = "Thumbnails";
+  int larger = 0;  // pixels; 0: none
   bool highQuality = false, recursive = false, noPlates = false, folder = false;
 };
 
@@ -38,6 +42,7 @@ class CFailureCollector : public IThumbnailObserver {
     m_reasons[name] = reason;
     m_progress.Update(++m_done, name);
   }
+  bool HasFailed(const std::string& name) const { return m_reasons.contains(name); }
   std::string ReasonOf(const std::string& name) const {
     const auto found = m_reasons.find(name);
     return found == m_reasons.end() ? "no thumbnail" : found->second;
@@ -58,6 +63,16 @@ class CGallery {
         m_session(session),
         m_rows(session.DatabasePath()),
         m_page(target, arguments.title, arguments.folder) {}
+
+  // To be called with all files before the first of them is added, in the order in which they will be. One without a
+  // name gets no larger picture.
+  void PrepareLarger(std::vector<std::string> files) {
+    if (m_arguments.larger == 0) return;
+    SFittedSize box{};
+    m_session.Service().GetThumbnailBox(m_arguments.highQuality, &box.width, &box.height);
+    m_progress.emplace(static_cast<std::int64_t>(files.size()), false);
+    m_larger.emplace(std::move(files), static_cast<std::uint32_t>(m_arguments.larger), box, m_arguments.highQuality);
+  }
 
   void Add(const std::string& path, const SQvThumbnailDescription& description, const std::string& reason) {
     SGalleryEntry entry = Entry(path, description, reason);
@@ -84,9 +99,17 @@ class CGallery {
 
   // Every thumbnail that the database holds.
   void AddAllRows() {
-    const SQLite::Database db = OpenForReading(m_session.DatabasePath());
+    SQLite::Database db = OpenForReading(m_session.DatabasePath());
+    // What is added is what was prepared, whatever others write meanwhile.
+    db.exec("BEGIN");
     SQLite::Statement rows(db, "SELECT filename FROM cache WHERE flags = ?1 ORDER BY filename");
     rows.bind(1, static_cast<int>(m_arguments.highQuality));
+    if (m_arguments.larger != 0) {
+      std::vector<std::string> files;
+      while (rows.executeStep()) files.push_back(RealPath(CQvStringUtils::UTF8toW(rows.getColumn(0).getString())));
+      rows.reset();
+      PrepareLarger(std::move(files));
+    }
     while (rows.executeStep()) {
       SQvThumbnailDescription description;
       description.location = CQvStringUtils::UTF8toW(rows.getColumn(0).getString());
@@ -96,6 +119,7 @@ class CGallery {
   }
 
   void Finish() {
+    if (m_progress) m_progress->Finish();
     m_page.Finish();
     ReportGallery(m_target, m_count);
     if (m_count > kMaxPicturesInPage && !m_arguments.folder) {
@@ -119,6 +143,10 @@ class CGallery {
     entry.path = path;
     entry.jpeg = reason.empty() ? m_rows.ReadJpeg(description) : std::string();
     entry.reason = reason;
+    if (m_larger) {
+      entry.larger = m_larger->Take(static_cast<std::size_t>(m_count));
+      m_progress->Update(m_count + 1, path);
+    }
     ++m_count;
     return entry;
   }
@@ -128,6 +156,8 @@ class CGallery {
   CSession& m_session;
   CCacheRows m_rows;
   CGalleryPage m_page;
+  std::optional<CProgress> m_progress;  // of the larger pictures
+  std::optional<CLargerPictures> m_larger;
   std::int64_t m_count = 0;
 };
 
@@ -150,13 +180,17 @@ void AddFiles(const SGalleryArguments& arguments, CSession& session, CGallery& g
   const SFoundFiles found = FindImageFiles(arguments.paths, arguments.recursive);
   for (const auto& [path, reason] : found.problems) ReportFailure(outcome, path, reason);
   const SFoundPlates sorted = SortPlates(arguments, found.files);
-  CFileJobs jobs(FilesToShow(sorted), arguments.highQuality, session.DatabasePath());
+  const std::vector<std::string> shown = FilesToShow(sorted);
+  CFileJobs jobs(shown, arguments.highQuality, session.DatabasePath());
   SMakeOptions options;
   options.highQuality = arguments.highQuality;
   CFailureCollector failures(jobs.Count());
   if (!CThumbnailMaker(session, jobs, failures, options).Run()) {
     throw CHostError(kGalleryInterrupted, kExitInterrupted);
   }
+  std::vector<std::string> larger;
+  for (const std::string& file : shown) larger.push_back(failures.HasFailed(file) ? std::string() : AbsolutePath(file));
+  gallery.PrepareLarger(std::move(larger));
   for (const SPlateLayout& plate : sorted.plates) gallery.AddPlate(plate, failures);
   for (const std::string& file : sorted.others) gallery.AddFile(file, failures);
   if (!failures.IsEmpty()) outcome.status = kExitSomeFailed;
@@ -191,9 +225,17 @@ void AddGalleryCommand(CCommand program, SOutcome& outcome) {
       .AddOption("-o,--output", &arguments->output, "The page to write (default: gallery.html); - is standard output")
       .NotEmpty("the output has an empty name")
       .Type("OUT.html");
-  command.AddFlag("--folder", &arguments->folder,
-                  "-o is a folder (default: gallery): the page, index.html, and its pictures in files of their own; "
-                  "for more than 5,000 pictures");
+  COption folder = command.AddFlag(
+      "--folder", &arguments->folder,
+      "-o is a folder (default: gallery): the page, index.html, and its pictures in files of their own; "
+      "for more than 5,000 pictures");
+  command
+      .AddOption("--larger", &arguments->larger,
+                 "With --folder, also a larger picture of each, no side longer than N pixels (e.g. 1600), which is "
+                 "shown when it is opened; one that cannot be made keeps its thumbnail")
+      .Between(kLeastLarger, kMostLarger)
+      .Needs(folder)
+      .Type("N");
   command.AddOption("--title", &arguments->title, "The page's title").Type("TEXT");
   AddRecursiveOption(command, &arguments->recursive);
   AddQualityOption(command, &arguments->highQuality);
@@ -206,7 +248,9 @@ void AddGalleryCommand(CCommand program, SOutcome& outcome) {
   command.SetFooter(
       "The page needs no other file, unless with --folder: the thumbnails lie in it. Missing ones are made first.\n"
       "A file is replaced only when it is such a page.\n\n"
-      "Example:\n  qvthumbs gallery -o images.html ~/images");
+      "Example:\n  qvthumbs gallery -o images.html ~/images\n\n"
+      "Example: for a web server, with pictures that fill the screen when they are opened\n"
+      "  qvthumbs gallery --folder --larger 1600 -o web ~/images");
   command.SetWork([arguments, &outcome] { MakeGallery(*arguments, outcome); });
 }
 

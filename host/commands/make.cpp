@@ -1,6 +1,8 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <memory>
 
 #include "host/commands/catalog_choice.h"
 #include "host/commands/command.h"
@@ -8,8 +10,11 @@
 #include "host/files/file_finder.h"
 #include "host/files/file_jobs.h"
 #include "host/files/file_list.h"
+#include "host/jobs/job_count.h"
+#include "host/jobs/job_team.h"
 #include "host/library/library_jobs.h"
 #include "host/session/session.h"
+#include "host/shards/catalog_supply.h"
 #include "host/shards/shard.h"
 #include "host/shards/shard_run.h"
 #include "host/thumbnails/thumbnail_maker.h"
@@ -26,6 +31,7 @@ struct SMakeArguments {
   std::string catalog;
   std::string library;
   std::string field;
+  std::string jobs;  // how many at once; empty: not said
   SMakeOptions make;
   bool recursive = false, failuresOk = false, quiet = false, json = false;
 };
@@ -34,16 +40,27 @@ EMakeOutput OutputOf(const SMakeArguments& arguments) {
   return arguments.json ? EMakeOutput::Json : arguments.quiet ? EMakeOutput::Failures : EMakeOutput::All;
 }
 
-int RunMaker(const SMakeArguments& arguments, CSession& session, IThumbnailJobs& jobs, CMakeReport& report,
-             const CCatalog* catalog = nullptr) {
+// `make` tells whether all was done.
+template <class Make>
+int RunAndPrint(const CSession& session, CMakeReport& report, const Make& make) {
   try {
-    const bool completed = CThumbnailMaker(session, jobs, report, arguments.make).Run();
-    if (catalog) report.SetFromCatalog(catalog->Supplied());
+    const bool completed = make();
     return report.Print(session.DatabasePath(), completed);
   } catch (const CHostError&) {
     report.Print(session.DatabasePath(), false);
     throw;
   }
+}
+
+// Null when the workers of this process are enough. It is to be started before the session.
+std::unique_ptr<CJobTeam> StartTeam(const SMakeArguments& arguments, const std::vector<std::string>& files,
+                                    const std::string& database) {
+  if (arguments.jobs.empty()) return nullptr;
+  const int jobs = static_cast<int>(std::min(static_cast<std::size_t>(ParseJobCount(arguments.jobs)), files.size()));
+  if (jobs <= CJobTeam::kAtOnce) return nullptr;
+  SJobSettings settings{arguments.database, arguments.make, arguments.catalog};
+  settings.database.file = database;
+  return std::make_unique<CJobTeam>(files, jobs, settings);
 }
 
 SFoundFiles FindBelowPaths(const SMakeArguments& arguments) {
@@ -68,13 +85,23 @@ SFoundFiles FindFiles(const SMakeArguments& arguments, const SShard& shard, CSha
   return found;
 }
 
-void Make(const SMakeArguments& arguments, const SFoundFiles& found, CSession& session, CMakeReport& report,
-          SOutcome& outcome) {
+void Make(const SMakeArguments& arguments, const SFoundFiles& found, CSession& session, CJobTeam* team,
+          CMakeReport& report, SOutcome& outcome) {
   for (const auto& [path, reason] : found.problems) report.OnFailed(path, reason);
   CFileJobs jobs(found.files, arguments.make.highQuality, session.DatabasePath());
-  jobs.LookAhead();
+  // One that cannot be used is refused before a team takes from it, too.
   const std::unique_ptr<CCatalog> catalog = OpenCatalogFor(jobs, session, arguments.catalog);
-  outcome.status = RunMaker(arguments, session, jobs, report, catalog.get());
+  outcome.status = RunAndPrint(session, report, [&] {
+    bool completed = false;
+    if (team) {
+      completed = team->Run(session.DatabasePath(), report, [&](const std::string& line) { report.PrintLine(line); });
+    } else {
+      jobs.LookAhead();
+      completed = CThumbnailMaker(session, jobs, report, arguments.make).Run();
+    }
+    if (catalog) report.SetFromCatalog(team ? team->Supplied() : catalog->Supplied());
+    return completed;
+  });
 }
 
 void MakeForFiles(const SMakeArguments& arguments, SOutcome& outcome) {
@@ -86,10 +113,11 @@ void MakeForFiles(const SMakeArguments& arguments, SOutcome& outcome) {
         stderr, "qvthumbs: no image files there%s\n",
         arguments.recursive || !arguments.list.empty() ? "" : "; --recursive looks into the folders below, too");
   }
+  const std::unique_ptr<CJobTeam> team = StartTeam(arguments, found.files, arguments.database.file);
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Fill);
   CMakeReport report(static_cast<std::int64_t>(found.files.size() + found.problems.size()), OutputOf(arguments));
-  Make(arguments, found, session, report, outcome);
+  Make(arguments, found, session, team.get(), report, outcome);
 }
 
 CJson Asked(const SMakeArguments& arguments) {
@@ -118,6 +146,7 @@ void MakeShard(const SMakeArguments& arguments, SOutcome& outcome) {
   manifest.filesOfAllShards = chosen.Offered();
   manifest.files = static_cast<std::int64_t>(found.files.size() + found.problems.size());
   {
+    const std::unique_ptr<CJobTeam> team = StartTeam(arguments, found.files, run.Database());
     SDatabaseOptions database = arguments.database;
     database.file = run.Database();
     CSession session;
@@ -125,7 +154,7 @@ void MakeShard(const SMakeArguments& arguments, SOutcome& outcome) {
     manifest.settings = CurrentSettings(session.Service(), chosen.MountPoints());
     manifest.versions = VersionText();
     run.Begin();
-    Make(arguments, found, session, report, outcome);
+    Make(arguments, found, session, team.get(), report, outcome);
   }
   manifest.made = report.Made();
   manifest.alreadyCached = report.AlreadyCached();
@@ -144,7 +173,8 @@ void MakeForLibrary(const SMakeArguments& arguments, SOutcome& outcome) {
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Fill);
   CMakeReport report(jobs.Count(), OutputOf(arguments));
-  outcome.status = RunMaker(arguments, session, jobs, report);
+  outcome.status =
+      RunAndPrint(session, report, [&] { return CThumbnailMaker(session, jobs, report, arguments.make).Run(); });
 }
 
 }  // namespace
@@ -156,10 +186,17 @@ void AddMakeCommand(CCommand program, SOutcome& outcome) {
   AddRecursiveOption(command, &arguments->recursive);
   AddQualityOption(command, &arguments->make.highQuality);
   AddViewOptions(command, &arguments->database);
-  command.AddFlag("--sync", &arguments->make.sync, "One at a time, without the background workers");
+  COption sync = command.AddFlag("--sync", &arguments->make.sync, "One at a time, without the background workers");
   COption library =
       command.AddOption("--library", &arguments->library, "The records of an image library instead of files");
   library.Type("FILE");
+  command
+      .AddOption("--jobs", &arguments->jobs,
+                 "Make N thumbnails at once, 1 to 256 (default: 2); 0 or auto: as many as there are processors")
+      .Excludes(sync)
+      .Excludes(library)
+      .NotEmpty("an empty text is no number")
+      .Type("N|auto");
   command.AddOption("--field", &arguments->field, "Only this picture field of the records").Needs(library).Type("NAME");
   COption paths = command.AddOption("paths", &arguments->paths, "Image files, and folders of them");
   paths.Type("PATH").FileNames();
@@ -190,9 +227,12 @@ void AddMakeCommand(CCommand program, SOutcome& outcome) {
       "Ctrl-C stops cleanly; nothing that was made is lost.\n\n"
       "Example: the thumbnails of a folder and all below\n"
       "  qvthumbs make --recursive ~/images\n\n"
+      "Example: the same on all processors of a server\n"
+      "  qvthumbs make --recursive --jobs auto ~/images\n\n"
       "Example: one of eight parts of a long list, for 'qvthumbs merge'\n"
       "  qvthumbs make --files-from images.txt --shard 3/8 --db /scratch/lab.db");
   command.SetWork([arguments, &outcome] {
+    if (!arguments->jobs.empty() && ParseJobCount(arguments->jobs) == 1) arguments->make.sync = true;
     if (!arguments->library.empty()) {
       MakeForLibrary(*arguments, outcome);
     } else if (arguments->paths.empty() && arguments->list.empty()) {

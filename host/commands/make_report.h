@@ -25,6 +25,9 @@ class CMakeReport : public IThumbnailObserver {
   void OnThumbnail(const SThumbnailJob& job, bool made, const SQvPicBuf& picture) override;
   void OnFailed(const std::string& name, const std::string& reason) override;
 
+  // Prints a line above the progress, whatever else is printed.
+  void PrintLine(const std::string& line) { m_progress.PrintLine(line); }
+
   // How many of those that count as cached came from a catalogue now.
   void SetFromCatalog(std::int64_t count) noexcept { m_fromCatalog = count; }
 

@@ -14,6 +14,7 @@
 #include "host/library/memory_picture.h"
 #include "host/output/picture.h"
 #include "host/session/session.h"
+#include "host/shards/catalog_supply.h"
 #include "host/thumbnails/sized_picture.h"
 #include "host/thumbnails/thumbnail_maker.h"
 #include "system/qvstatus.h"
@@ -135,7 +136,8 @@ void ShowFile(const SShowArguments& arguments, const COutputTarget& target, SOut
   target.RequireOtherThan(arguments.file);
   CSession session;
   session.Open(arguments.database, EDatabaseNeed::Use);
-  CFileJobs jobs({arguments.file}, arguments.highQuality, session.DatabasePath());
+  const std::vector<std::string> files = {arguments.file};
+  CFileJobs jobs(files, arguments.highQuality, session.DatabasePath());
   const std::unique_ptr<CCatalog> catalog = OpenCatalogFor(jobs, session, arguments.catalog);
   Show(arguments, target, ScaleOfFile(arguments, arguments.file), session, jobs, outcome);
 }

@@ -8,9 +8,16 @@ void CFileJobs::LookAhead() {
   if (m_files.size() >= CCurrentFiles::kFewest) m_current.emplace(m_files, m_highQuality, m_databasePath);
 }
 
-IThumbnailJobs::ENext CFileJobs::Next(SThumbnailJob* job, std::string* reason) {
+IThumbnailJobs::ENext CFileJobs::NextNumber(std::size_t* number) {
+  if (m_order) return m_order(number);
   if (m_next == m_files.size()) return ENext::End;
-  const std::size_t number = m_next++;
+  *number = m_next++;
+  return ENext::Job;
+}
+
+IThumbnailJobs::ENext CFileJobs::Next(SThumbnailJob* job, std::string* reason) {
+  std::size_t number = 0;
+  if (const ENext next = NextNumber(&number); next != ENext::Job) return next;
   job->name = m_files[number];
   if (m_current && m_current->IsCurrent(number)) return ENext::Cached;
   return DescribeFile(job->name, m_highQuality, &job->description, reason) ? ENext::Job : ENext::Failed;

@@ -16,14 +16,20 @@ namespace qvhost {
 // The thumbnails of files.
 class CFileJobs : public IThumbnailJobs {
  public:
-  CFileJobs(std::vector<std::string> files, bool highQuality, const std::string& databasePath)
-      : m_files(std::move(files)), m_highQuality(highQuality), m_databasePath(databasePath), m_rows(databasePath) {}
+  // The list must outlive the object.
+  CFileJobs(const std::vector<std::string>& files, bool highQuality, const std::string& databasePath)
+      : m_files(files), m_highQuality(highQuality), m_databasePath(databasePath), m_rows(databasePath) {}
+  CFileJobs(std::vector<std::string>&&, bool, const std::string&) = delete;
 
-  // Asked for what the database lacks before it is made; true when it has put that there.
   // Looks ahead, in a long list, for files that have their thumbnail. For callers that do not want the pictures of
   // those.
   void LookAhead();
 
+  // Asked for the number in the list of the next file, instead of taking them in their order: Job, Later or End.
+  using COrder = std::function<ENext(std::size_t* number)>;
+  void SetOrder(COrder order) { m_order = std::move(order); }
+
+  // Asked for what the database lacks before it is made; true when it has put that there.
   using CSupplier = std::function<bool(const SQvThumbnailDescription& wanted)>;
   void SetSupplier(CSupplier supplier) { m_supplier = std::move(supplier); }
 
@@ -35,9 +41,12 @@ class CFileJobs : public IThumbnailJobs {
   std::string ExplainFailure(const SThumbnailJob& job) override;
 
  private:
-  const std::vector<std::string> m_files;
+  ENext NextNumber(std::size_t* number);
+
+  const std::vector<std::string>& m_files;
   const bool m_highQuality;
   std::size_t m_next = 0;
+  COrder m_order;
   const std::string m_databasePath;
   CCacheRows m_rows;
   CSupplier m_supplier;

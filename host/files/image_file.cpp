@@ -167,9 +167,23 @@ std::string CRealPaths::Find(const std::string& location) {
   const std::string folder = location.substr(0, location.rfind('/') + 1);
   if (folder != m_folder) {
     m_folder = folder;
-    m_isThere = LocationExists(CQvStringUtils::UTF8toW(folder));
+    m_isThere = IsThere(folder);
   }
   return m_isThere ? RealPath(CQvStringUtils::UTF8toW(location)) : location;
+}
+
+bool CRealPaths::IsThere(const std::string& folder) {
+  const auto exists = [](const std::string& name) { return LocationExists(CQvStringUtils::UTF8toW(name)); };
+  if (!m_missing.empty() && folder.starts_with(m_missing)) return false;
+  if (exists(folder)) return true;
+  m_missing = folder;
+  for (std::string above = folder; above.size() > 1;) {
+    above.pop_back();
+    above.resize(above.rfind('/') + 1);
+    if (above.size() <= 1 || exists(above)) break;
+    m_missing = above;
+  }
+  return false;
 }
 
 bool LocationExists(const CQvStringW& location) {

@@ -46,15 +46,18 @@ CQvStringW TextInfoPath(const std::string& path);
 
 // The file that a location of the database leads to, under its real name; the location itself when there is none.
 std::string RealPath(const CQvStringW& location);
-// The same for many that follow each other by name: a folder that is gone is looked for once. One thread, and not to
-// live long.
+// The same for many that follow each other by name: a folder that is gone is looked for once, and nothing below it. One
+// thread, and not to live long.
 class CRealPaths {
  public:
   std::string Find(const std::string& location);
 
  private:
+  bool IsThere(const std::string& folder);
+
   std::string m_folder;  // of the location before
   bool m_isThere = false;
+  std::string m_missing;  // the highest folder known to be gone, with all below it; empty: none is known
 };
 // Whether a location of the database leads to a file or folder.
 bool LocationExists(const CQvStringW& location);

@@ -16,21 +16,58 @@ std::string EndOfPrefix(std::string prefix) {
   return prefix;
 }
 
+// Of a word of two characters the trigrams that begin with it. Nothing when so many texts hold one of them that all can
+// be looked at instead.
+std::optional<std::vector<std::string>> TrigramsOfPair(CSearchIndex& index, const std::string& word) {
+  SQLite::Database& db = index.Connection();
+  db.exec("CREATE VIRTUAL TABLE IF NOT EXISTS temp.trigram USING fts5vocab(main, words, row)");
+  SQLite::Statement rows(db, "SELECT term, doc FROM temp.trigram WHERE term >= ?1 AND term < ?2");
+  SQLite::bind(rows, word, EndOfPrefix(word));
+  std::vector<std::string> trigrams;
+  for (std::int64_t texts = 0; rows.executeStep();) {
+    texts += rows.getColumn(1).getInt64();
+    if (texts * 4 > index.NumberNote("pictures")) return std::nullopt;
+    trigrams.push_back(rows.getColumn(0).getString());
+  }
+  return trigrams;
+}
+
+// What the texts' index is asked for: for all words that it can tell of, or nothing.
+struct SWordsQuery {
+  std::string match;
+  bool isInNone = false;  // one of the words is in no text at all
+};
+
+SWordsQuery QueryOfWords(CSearchIndex& index, const std::vector<std::string>& words) {
+  SWordsQuery query{TrigramQuery(words)};
+  if (!query.match.empty()) return query;
+  std::vector<std::vector<std::string>> ofPairs;
+  for (const std::string& word : words) {
+    if (CountCharacters(word) != 2) continue;
+    const auto trigrams = TrigramsOfPair(index, word);
+    if (!trigrams) continue;
+    query.isInNone = query.isInNone || trigrams->empty();
+    ofPairs.push_back(*trigrams);
+  }
+  if (!query.isInNone) query.match = PairQuery(ofPairs);
+  return query;
+}
+
 // Puts a query together, its values beside it.
 class CQueryText {
  public:
-  CQueryText(const CFolding& fold, const SPictureQuery& query) {
+  CQueryText(CSearchIndex& index, const CFolding& fold, const SPictureQuery& query)
+      : m_locationsOnly(query.locationsOnly) {
     const std::vector<std::string> words = FoldWords(fold, query.words);
-    const std::string trigrams = TrigramQuery(words);
-    if (!trigrams.empty()) {
-      m_tables =
-          "words w CROSS JOIN fact f ON f.id = w.rowid CROSS JOIN doc d ON d.id = w.rowid "
-          "CROSS JOIN picture p ON p.id = w.rowid";
-      Add("words MATCH ?", trigrams);
+    const SWordsQuery asked = QueryOfWords(index, words);
+    if (asked.isInNone) m_conditions = " AND 0";
+    if (!asked.match.empty()) {
+      m_tables = {"words w", "fact f ON f.id = w.rowid", "doc d ON d.id = w.rowid", "picture p ON p.id = w.rowid"};
+      Add("words MATCH ?", asked.match);
     } else if (!query.under.empty()) {
-      m_tables = "picture p CROSS JOIN fact f ON f.id = p.id CROSS JOIN doc d ON d.id = p.id";
+      m_tables = {"picture p", "fact f ON f.id = p.id", "doc d ON d.id = p.id"};
     } else {
-      m_tables = "fact f CROSS JOIN doc d ON d.id = f.id CROSS JOIN picture p ON p.id = f.id";
+      m_tables = {"fact f", "doc d ON d.id = f.id", "picture p ON p.id = f.id"};
     }
     AddFacts(fold, query);
     AddFolder(query.under);
@@ -38,10 +75,12 @@ class CQueryText {
   }
 
   std::string Sql(std::int64_t limit) const {
-    return fmt::format(
-        "SELECT p.location, f.channels, f.z, f.t, f.size, f.experiment, f.pixelSize, f.time, o.text, u.text, p.textRow "
-        "FROM {} LEFT JOIN name o ON o.id = f.objective LEFT JOIN name u ON u.id = f.user WHERE 1{} {}",
-        m_tables, m_conditions, limit > 0 ? fmt::format("LIMIT {}", limit) : "ORDER BY p.location");
+    std::string sql = fmt::format("SELECT {} FROM {}", m_locationsOnly ? kLocation : kAllColumns, m_tables.front());
+    for (auto table = m_tables.begin() + 1; table != m_tables.end(); ++table) {
+      if (IsNeeded(*table)) sql += fmt::format(" CROSS JOIN {}", *table);
+    }
+    if (!m_locationsOnly) sql += " LEFT JOIN name o ON o.id = f.objective LEFT JOIN name u ON u.id = f.user";
+    return sql + fmt::format(" WHERE 1{}", m_conditions) + (limit > 0 ? fmt::format(" LIMIT {}", limit) : "");
   }
 
   void Bind(SQLite::Statement& statement) const {
@@ -54,6 +93,17 @@ class CQueryText {
 
  private:
   using CValue = std::variant<double, std::string, std::int64_t>;
+
+  static constexpr const char* kLocation = "p.location";
+  static constexpr const char* kAllColumns =
+      "p.location, f.channels, f.z, f.t, f.size, f.experiment, f.pixelSize, f.time, o.text, u.text, p.textRow";
+
+  // Each costs a look for every picture; the picture itself has the location.
+  bool IsNeeded(const std::string& table) const {
+    if (table.starts_with("doc ")) return m_conditions.find("d.text") != m_conditions.npos;
+    if (table.starts_with("fact ")) return !m_locationsOnly || m_conditions.find("f.") != m_conditions.npos;
+    return true;
+  }
 
   void Add(const std::string& condition, CValue value) {
     m_conditions += " AND " + condition;
@@ -90,7 +140,9 @@ class CQueryText {
     for (const std::string& word : words) Add(fmt::format("instr({}, ?) > 0", text), word);
   }
 
-  std::string m_tables, m_conditions;
+  const bool m_locationsOnly;
+  std::vector<std::string> m_tables;  // the first one leads
+  std::string m_conditions;
   std::vector<CValue> m_values;
 };
 
@@ -107,6 +159,7 @@ std::optional<T> Known(const SQLite::Column& column) {
 SFoundPicture FoundIn(const SQLite::Statement& row) {
   SFoundPicture found;
   found.location = row.getColumn(0).getString();
+  if (row.getColumnCount() == 1) return found;
   found.channels = Known<std::int64_t>(row.getColumn(1));
   found.z = Known<std::int64_t>(row.getColumn(2));
   found.t = Known<std::int64_t>(row.getColumn(3));
@@ -130,7 +183,7 @@ bool SPictureQuery::IsOpen() const {
 
 void FindPictures(CSearchIndex& index, const CFolding& folding, const SPictureQuery& query,
                   const std::function<void(SFoundPicture picture)>& take) {
-  const CQueryText text(folding, query);
+  const CQueryText text(index, folding, query);
   SQLite::Statement rows(index.Connection(), text.Sql(query.limit));
   text.Bind(rows);
   while (rows.executeStep()) {

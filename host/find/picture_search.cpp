@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -23,6 +24,12 @@ bool IsDamage(const SQLite::Exception& error) {
          error.getErrorCode() == SQLITE_ERROR;
 }
 
+// Most of them come so.
+void SortByLocation(std::vector<SFoundPicture>* found) {
+  const auto isBefore = [](const SFoundPicture& a, const SFoundPicture& b) { return a.location < b.location; };
+  if (!std::is_sorted(found->begin(), found->end(), isBefore)) std::sort(found->begin(), found->end(), isBefore);
+}
+
 }  // namespace
 
 CPictureSearch::CPictureSearch(SQLite::Database& db, bool quiet)
@@ -34,6 +41,7 @@ std::vector<SFoundPicture> CPictureSearch::Find(const SPictureQuery& query) {
     found.clear();
     Prepare();
     FindPictures(*m_index, m_folding, query, [&](SFoundPicture picture) { found.push_back(std::move(picture)); });
+    if (query.limit == 0) SortByLocation(&found);
   };
   try {
     find();

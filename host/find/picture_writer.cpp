@@ -56,7 +56,8 @@ void CPictureWriter::Write(std::int64_t picture) {
   if (!isKnown) return Remove(picture);
   const auto info = hasTexts ? m_rows.ReadTexts(textRow) : std::nullopt;
   const auto record = hasRecord ? m_rows.ReadRecord(historyRow) : std::nullopt;
-  WriteText(picture, m_fold(TextOf(location, info, record)));
+  // With the line end every two characters begin a trigram.
+  WriteText(picture, m_fold(TextOf(location, info, record)) + '\n');
   WriteFacts(picture, info, record);
 }
 

@@ -22,7 +22,10 @@ namespace fs = std::filesystem;
 // In the header of the file, where SQLite keeps it (PRAGMA application_id).
 constexpr std::uint32_t kIndexID = 0x51764669;
 constexpr std::size_t kIndexIDPlace = 68;
-constexpr int kIndexVersion = 1;
+constexpr int kIndexVersion = 2;
+// Bytes. Large ones make a search through all rows as fast as a mapped file, without what a mapping costs when somebody
+// cuts the file: the process.
+constexpr int kPageSize = 16384;
 
 constexpr const char* kIndexTables = R"(
 CREATE TABLE note (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
@@ -84,9 +87,12 @@ CSearchIndex::CSearchIndex(const std::string& path, const std::string& databaseP
         CreateWithRightsOf(path, databasePath);
         return OpenConnection(path, SQLite::OPEN_READWRITE);
       }()) {
-  m_db.exec("PRAGMA cache_size = -65536; PRAGMA mmap_size = 4294967296; PRAGMA synchronous = NORMAL");
+  m_db.exec(fmt::format(
+      "PRAGMA page_size = {}; PRAGMA cache_size = -65536; PRAGMA mmap_size = 0; PRAGMA synchronous = NORMAL",
+      kPageSize));
   const std::string database = IdentityOf(databasePath);
   if (IsUsable(database)) return;
+  SetPageSize(database);
   SQLite::Transaction transaction(m_db, SQLite::TransactionBehavior::IMMEDIATE);
   if (!IsUsable(database)) MakeTables(database);  // another process may have been faster
   transaction.commit();
@@ -97,10 +103,24 @@ bool CSearchIndex::IsUsable(const std::string& database) const {
   return version.executeStep() && version.getColumn(0).getInt() == kIndexVersion && Note("database") == database;
 }
 
-void CSearchIndex::MakeTables(const std::string& database) {
+void CSearchIndex::DropTables() {
   for (const char* table : {"words", "note", "picture", "fact", "name", "seen", "doc"}) {
     m_db.exec(fmt::format("DROP TABLE IF EXISTS {}", table));
   }
+}
+
+// That of a file that has pages changes only when it is written anew, which is done while it is empty.
+void CSearchIndex::SetPageSize(const std::string& database) {
+  if (m_db.execAndGet("PRAGMA page_size").getInt() == kPageSize) return;
+  SQLite::Transaction transaction(m_db, SQLite::TransactionBehavior::IMMEDIATE);
+  if (IsUsable(database)) return;
+  DropTables();
+  transaction.commit();
+  m_db.exec(fmt::format("PRAGMA page_size = {}; VACUUM", kPageSize));
+}
+
+void CSearchIndex::MakeTables(const std::string& database) {
+  DropTables();
   m_db.exec(kIndexTables);
   m_db.exec(fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}", kIndexID, kIndexVersion));
   SetNote("database", database);

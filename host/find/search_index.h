@@ -12,7 +12,7 @@ namespace qvhost {
 //
 //   picture  a row for each picture that any table of the database knows: its location, and which rows tell of it
 //   fact     its numbers; null where nothing is known
-//   doc      its texts, folded; words has their trigrams
+//   doc      its texts, folded, and a line end; words has their trigrams
 //   name     objectives and users, each once
 //   seen     which rows of the database the index is made of
 class CSearchIndex {
@@ -30,6 +30,8 @@ class CSearchIndex {
 
  private:
   bool IsUsable(const std::string& database) const;
+  void DropTables();
+  void SetPageSize(const std::string& database);
   void MakeTables(const std::string& database);
 
   SQLite::Database m_db;

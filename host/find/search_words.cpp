@@ -74,6 +74,16 @@ std::string TrigramQuery(const std::vector<std::string>& foldedWords) {
   return query;
 }
 
+std::string PairQuery(const std::vector<std::vector<std::string>>& trigramsOfWords) {
+  std::string query;
+  for (const std::vector<std::string>& trigrams : trigramsOfWords) {
+    std::string any;
+    for (const std::string& trigram : trigrams) any += (any.empty() ? "" : " OR ") + Quoted(trigram);
+    query += (query.empty() ? "(" : " AND (") + any + ")";
+  }
+  return query;
+}
+
 std::size_t CountCharacters(std::string_view text) {
   return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), &BeginsCharacter));
 }

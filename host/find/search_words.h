@@ -20,6 +20,10 @@ std::vector<std::string> FoldWords(const CFolding& folding, const std::vector<st
 // no word has three characters, so that all texts are. Nothing in a word is taken for the query's own syntax.
 std::string TrigramQuery(const std::vector<std::string>& foldedWords);
 
+// The same for folded words of two characters, each of which is in whichever of its trigrams: those that begin with it,
+// of each word. One without any is in no text.
+std::string PairQuery(const std::vector<std::vector<std::string>>& trigramsOfWords);
+
 // Characters of a UTF-8 text.
 std::size_t CountCharacters(std::string_view text);
 

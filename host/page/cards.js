@@ -1,7 +1,7 @@
 'use strict';
 // What is known of the pictures, which of them are wanted, and in which order.
 //
-// A card: {name, folder, path, href, reason, jpeg(), width, height, bar, facts: {objective, channels, z, t, time, size},
+// A card: {name, folder, path, href, reason, picture(), larger, bar, facts: {objective, channels, z, t, time, size},
 // brief: [text], lines: [[label, text]]}. `reason` says why there is no picture.
 
 const naturalOrder = new Intl.Collator(undefined, {numeric: true, sensitivity: 'base'});

@@ -91,7 +91,11 @@ void CGalleryPage::Write(CJson card, const SGalleryEntry& entry) {
   card["href"] = FileUrl(entry.path);
   if (entry.hasInfo) AddFacts(entry.info, true, &card);
   const bool isApart = !entry.jpeg.empty() && !m_folder.empty();
-  if (isApart) card["file"] = WritePictureFile(entry.jpeg);
+  if (isApart) {
+    card["file"] = WritePictureFile(entry.jpeg, "");
+    if (!entry.larger.empty()) card["larger"] = WritePictureFile(entry.larger, "-large");
+    ++m_pictures;
+  }
   m_file.Write(ScriptElement(card));
   if (!entry.jpeg.empty() && !isApart) {
     m_file.Write(fmt::format("<script type=\"text/base64\">{}</script>", Base64(entry.jpeg)));
@@ -99,11 +103,10 @@ void CGalleryPage::Write(CJson card, const SGalleryEntry& entry) {
   m_file.Write("\n");
 }
 
-std::string CGalleryPage::WritePictureFile(const std::string& jpeg) {
-  const std::int64_t number = m_pictures++;
-  const std::string group = fmt::format("{:03}", number / kPicturesInFolder);
-  const std::string name = fmt::format("{:06}.jpg", number);
-  if (number % kPicturesInFolder == 0) MakeFolder(fs::path(m_folder) / group);
+std::string CGalleryPage::WritePictureFile(const std::string& jpeg, const char* tail) const {
+  const std::string group = fmt::format("{:03}", m_pictures / kPicturesInFolder);
+  const std::string name = fmt::format("{:06}{}.jpg", m_pictures, tail);
+  if (m_pictures % kPicturesInFolder == 0) MakeFolder(fs::path(m_folder) / group);
   WriteJpeg(jpeg, PictureTarget((fs::path(m_folder) / group / name).string()));
   return "pictures/" + group + "/" + name;
 }

@@ -16,6 +16,7 @@ struct SGalleryEntry {
   std::string path;    // absolute, real name
   std::string jpeg;    // empty: there is no thumbnail
   std::string reason;  // why there is none
+  std::string larger;  // a JPEG stream that the view loads, in a gallery with its pictures apart; empty: there is none
   STextInfo info;
   bool hasInfo = false;
 };
@@ -43,7 +44,7 @@ class CGalleryPage {
  private:
   void Write(CJson card, const SGalleryEntry& entry);
   // Its name as the page's folder sees it.
-  std::string WritePictureFile(const std::string& jpeg);
+  std::string WritePictureFile(const std::string& jpeg, const char* tail) const;
 
   COutputFile m_file;
   const std::string m_folder;  // of the pictures; empty: they lie in the page

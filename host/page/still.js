@@ -1,5 +1,7 @@
 'use strict';
 {
   const {cards, plates} = embeddedCards();
-  new CGallery().setCards(cards, plates);
+  const gallery = new CGallery();
+  gallery.viewer.large = card => card.larger;
+  gallery.setCards(cards, plates);
 }

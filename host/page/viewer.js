@@ -3,7 +3,8 @@
 
 class CViewer {
   // `neighbour(card, step)` gives the card before or behind; `large(card, choice)` the address of a larger picture, or
-  // nothing where there is none; `focus(card)` gives the focus back when the view closes, where it can.
+  // nothing where there is none; `describe(card)`, where a server answers, asks for the rest of what is known, and other
+  // planes can then be chosen; `focus(card)` gives the focus back when the view closes, where it can.
   constructor(dialog, {neighbour, focus, large, describe}) {
     Object.assign(this, {dialog, neighbour, focus, large, describe});
     dialog.addEventListener('keydown', event => {
@@ -112,7 +113,7 @@ class CViewer {
 
   makeTexts(card) {
     const aside = element('aside');
-    if (this.large && card.reason === undefined) aside.append(...this.makeControls(card));
+    if (this.describe && card.reason === undefined) aside.append(...this.makeControls(card));
     const list = element('dl');
     const where = card.href ? element('a', {href: card.href, textContent: card.path}) : card.path;
     for (const [label, text] of [['File', where], ...(card.lines ?? [])]) {

@@ -16,6 +16,9 @@ class CFinishedQueue {
     static_cast<CFinishedQueue*>(context)->Push(location);
   }
 
+  // Ends a wait, on any thread, with a location that is nobody's among what it returns.
+  void Wake() noexcept { Push(L""); }
+
   // All locations reported since the last call; waits up to `timeout` for the first one.
   std::vector<std::wstring> Wait(std::chrono::milliseconds timeout) {
     std::unique_lock<std::mutex> lock(m_mutex);

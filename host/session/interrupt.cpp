@@ -29,6 +29,8 @@ void CInterrupt::Install() noexcept {
   if (sigaction(SIGHUP, nullptr, &given) == 0 && given.sa_handler != SIG_IGN) sigaction(SIGHUP, &action, nullptr);
 }
 
+void CInterrupt::Request() noexcept { g_requested.store(true, std::memory_order_relaxed); }
+
 bool CInterrupt::Requested() noexcept { return g_requested.load(std::memory_order_relaxed); }
 
 void CInterrupt::ThrowIfRequested(const char* text) {

@@ -8,6 +8,8 @@ class CInterrupt {
  public:
   static void Install() noexcept;
   static bool Requested() noexcept;
+  // As a signal does it, on any thread.
+  static void Request() noexcept;
   // Ends the command when it is requested; `text` tells what became of its work. Throws CHostError.
   static void ThrowIfRequested(const char* text);
 };

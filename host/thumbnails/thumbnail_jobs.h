@@ -17,13 +17,13 @@ struct SThumbnailJob {
 // Where the wanted thumbnails come from: files, or the records of a library. Called on the main thread.
 class IThumbnailJobs {
  public:
-  enum class ENext { Job, Cached, Failed, End };
+  enum class ENext { Job, Cached, Failed, Later, End };
   enum class ERefresh { Same, Changed, Gone };
 
   virtual ~IThumbnailJobs() = default;
   virtual std::int64_t Count() const = 0;
   // The next job. Cached: only its name is filled; the database holds the thumbnail as a viewer would show it. Failed:
-  // only its name is filled, and the reason.
+  // only its name is filled, and the reason. Later: none is there now; whoever has one wakes the session's Finished().
   virtual ENext Next(SThumbnailJob* job, std::string* reason) = 0;
   // Updates the description with the source's present modification time. Gone: with the reason.
   virtual ERefresh Refresh(SThumbnailJob* job, std::string* reason) = 0;

@@ -54,7 +54,7 @@ bool CThumbnailMaker::Run() {
   bool isDone = false;
   while (!isDone && !CInterrupt::Requested() && m_lastingError.empty()) {
     RequestMore();
-    if (!m_pending.empty()) {
+    if (!m_pending.empty() || m_moreComes) {
       WaitForWorkers();
     } else if (m_allFetched) {
       isDone = true;
@@ -68,6 +68,7 @@ bool CThumbnailMaker::Run() {
 }
 
 void CThumbnailMaker::RequestMore() {
+  m_moreComes = false;
   if (m_requestedSincePurge >= kPurgeInterval) {
     if (!m_pending.empty()) return;
     m_service.PurgeUnusedThumbnails();
@@ -90,6 +91,9 @@ bool CThumbnailMaker::FetchNext(SPending* next) {
     switch (m_jobs.Next(&next->job, &reason)) {
       case IThumbnailJobs::ENext::End:
         m_allFetched = true;
+        return false;
+      case IThumbnailJobs::ENext::Later:
+        m_moreComes = true;
         return false;
       case IThumbnailJobs::ENext::Cached:
         m_observer.OnThumbnail(next->job, false, NoPicture());

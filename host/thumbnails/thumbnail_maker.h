@@ -59,6 +59,7 @@ class CThumbnailMaker {
   std::vector<std::pair<SThumbnailJob, std::string>> m_unsaved;  // with what the service said
   std::string m_lastingError;  // what the service said when it could not save; nothing will be saved after it
   bool m_allFetched = false;
+  bool m_moreComes = false;  // but nothing is there now
   std::size_t m_requestedSincePurge = 0;
   int m_idleWaits = 0;
 };

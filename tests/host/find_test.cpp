@@ -73,6 +73,20 @@ TEST_F(FindTest, ShortWordsMatchToo) {
   EXPECT_THAT(Find({"zu", "stack"}), IsEmpty());
 }
 
+TEST_F(FindTest, TwoLettersAreFoundWhereverTheyStand) {
+  Execute(m_program.Database(),
+          "WITH RECURSIVE n(i) AS (SELECT 10 UNION ALL SELECT i + 1 FROM n WHERE i < 89) INSERT INTO cache (filename, "
+          "flags, binData) SELECT '/data/lab/' || i || CASE i WHEN 20 THEN 'wx.tif' WHEN 30 THEN '.wx' WHEN 40 THEN "
+          "'w x.tif' ELSE '.tif' END, 0, x'00' FROM n");
+  EXPECT_THAT(Find({"wx"}), ElementsAre("20wx.tif", "30.wx"));
+  EXPECT_THAT(Find({"wx", "20"}), ElementsAre("20wx.tif"));
+  EXPECT_THAT(Find({"wx", "qq"}), IsEmpty());
+  EXPECT_THAT(Find({"wx", "--under", "/data/lab"}), ElementsAre("20wx.tif", "30.wx"));
+  EXPECT_THAT(Find({"da", "--under", "/data/lab"}), IsEmpty());
+  EXPECT_EQ(Find({"da"}).size(), 81u);  // and Day 1
+  EXPECT_EQ(Run({"find", "-0", "wx"}).out, std::string("/data/lab/20wx.tif\0/data/lab/30.wx\0", 35));
+}
+
 TEST_F(FindTest, NothingInAWordIsAQuery) {
   EXPECT_THAT(Find({"\"b\" -c* or d"}), ElementsAre(kOdd));
   EXPECT_THAT(Find({"c*"}), ElementsAre(kOdd));

@@ -50,6 +50,27 @@ TEST_F(GalleryBrowserTest, TheOrderIsNaturalAndWhatCouldNotBeShownStandsAtTheEnd
             Run("return all('.none')[0].textContent;"));
 }
 
+TEST_F(GalleryBrowserTest, AnOpenedPictureOfAFolderIsTheLargerOne) {
+  WritePng(m_images + "/day 1/field 2.png", 1200, 800, kRed);
+  const std::string web = m_program.Folder().Path("web");
+  m_program.RunWithDatabase({"gallery", "-r", "--no-plates", m_images, "--folder", "--larger", "1024", "-o", web});
+  constexpr const char* kShown =
+      "const image = document.querySelector('dialog img');"
+      "for (let i = 0; i < 200 && (!image.complete || image.classList.contains('busy')); ++i)"
+      "  await new Promise(resolve => setTimeout(resolve, 20));"
+      "return `${image.naturalWidth} ${document.querySelectorAll('dialog fieldset').length}`;";
+  // The browser is shown a copy in another place.
+  std::string page = ReadTextFile(web + "/index.html");
+  page.insert(page.find("<title>"), "<base href=\"file://" + web + "/\">");
+  const std::string copy = m_program.Folder().MakeFile("copy.html", page);
+  const auto opened = [&](int number) {
+    return m_browser.Run(copy, "all('.shot')[" + std::to_string(number) + "].click();" + kShown);
+  };
+  EXPECT_EQ(opened(0), "1024 0");
+  // Of the stack there is no larger one, nor another plane without a server.
+  EXPECT_EQ(opened(3), "240 0");
+}
+
 TEST_F(GalleryBrowserTest, TheFilterKnowsSeveralWordsFoldersAndAccentsAndCountsItsHits) {
   EXPECT_EQ(Run("await type('field day'); return names() + '; ' + status();"),
             "field 2.png field 10.png; 2 of 5 pictures");

@@ -73,6 +73,45 @@ TEST_F(GalleryTest, InAFolderHasItsPicturesInFiles) {
   }
 }
 
+TEST_F(GalleryTest, InAFolderHasLargerPicturesWhenAsked) {
+  WritePng(Image("large.png"), 2000, 1000, kGreen);
+  std::ofstream(Image("no.png")) << "no image";
+  const std::string folder = m_program.Folder().Path("web");
+  for (const std::vector<std::string>& what : {std::vector<std::string>{m_images}, std::vector<std::string>{}}) {
+    std::vector<std::string> words = {"--folder", "--larger", "1600", "-o", folder};
+    words.insert(words.end(), what.begin(), what.end());
+    EXPECT_EQ(Gallery(words).status, what.empty() ? 0 : 1);
+    const SGalleryPage page(ReadTextFile(folder + "/index.html"));
+    const nlohmann::json card = page.Card("large.png");
+    ASSERT_EQ(card["larger"], "pictures/000/000003-large.jpg");
+    const SDecodedPicture larger = DecodeJpeg(folder + "/" + card["larger"].get<std::string>());
+    EXPECT_EQ(larger.width, 1600u);
+    EXPECT_EQ(larger.height, 800u);
+    EXPECT_LT(DecodeJpeg(folder + "/" + card["file"].get<std::string>()).width, 500u);
+    // It has no more to show than the thumbnail.
+    EXPECT_FALSE(page.Card("a.png").contains("larger"));
+    EXPECT_TRUE(page.Card("a.png").contains("file"));
+  }
+}
+
+TEST_F(GalleryTest, APictureThatCannotBeMadeLargerKeepsItsThumbnail) {
+  WritePng(Image("gone.png"), 2000, 1000, kGreen);
+  WritePng(Image("large.png"), 2000, 1000, kGreen);
+  ASSERT_EQ(m_program.RunWithDatabase({"make", m_images}).status, 0);
+  std::filesystem::remove(Image("gone.png"));
+  const std::string folder = m_program.Folder().Path("web");
+  EXPECT_EQ(Gallery({"--folder", "--larger", "1024", "-o", folder}).status, 0);
+  const SGalleryPage page(ReadTextFile(folder + "/index.html"));
+  EXPECT_FALSE(page.Card("gone.png").contains("larger"));
+  EXPECT_TRUE(page.Card("gone.png").contains("file"));
+  EXPECT_TRUE(page.Card("large.png").contains("larger"));
+}
+
+TEST_F(GalleryTest, LargerPicturesAreForAFolder) {
+  EXPECT_EQ(Gallery({m_images, "--larger", "1600", "-o", m_page}).status, 2);
+  EXPECT_EQ(Gallery({m_images, "--folder", "--larger", "10", "-o", m_program.Folder().Path("web")}).status, 2);
+}
+
 TEST_F(GalleryTest, InAFolderLeavesWhatIsNotItsOwn) {
   const std::string folder = m_program.Folder().MakeFolder("web");
   m_program.Folder().MakeFile("web/pictures/000/000000.jpg", "mine");

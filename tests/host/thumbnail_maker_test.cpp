@@ -82,7 +82,8 @@ class ThumbnailMakerTest : public testing::Test {
 
 TEST_F(ThumbnailMakerTest, AFileThatChangesMeanwhileIsRemade) {
   Open();
-  CInterferingJobs<CFileJobs> jobs({Path("red.png")}, false, m_session->DatabasePath());
+  const std::vector<std::string> files = {Path("red.png")};
+  CInterferingJobs<CFileJobs> jobs(files, false, m_session->DatabasePath());
   jobs.beforeRefresh = [this](int refreshes) {
     if (refreshes == 1) Overwrite("red.png", "green.png");
   };
@@ -95,7 +96,8 @@ TEST_F(ThumbnailMakerTest, AFileThatChangesMeanwhileIsRemade) {
 
 TEST_F(ThumbnailMakerTest, AFileThatKeepsChangingIsGivenUp) {
   Open();
-  CInterferingJobs<CFileJobs> jobs({Path("red.png"), Path("green.png")}, false, m_session->DatabasePath());
+  const std::vector<std::string> files = {Path("red.png"), Path("green.png")};
+  CInterferingJobs<CFileJobs> jobs(files, false, m_session->DatabasePath());
   jobs.beforeRefresh = [this](int) { Overwrite("red.png", "green.png"); };
   EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_observer, {}).Run());
   EXPECT_EQ(m_observer.m_made, 1);
@@ -104,7 +106,8 @@ TEST_F(ThumbnailMakerTest, AFileThatKeepsChangingIsGivenUp) {
 
 TEST_F(ThumbnailMakerTest, AFileThatVanishesMeanwhileFails) {
   Open();
-  CInterferingJobs<CFileJobs> jobs({Path("red.png")}, false, m_session->DatabasePath());
+  const std::vector<std::string> files = {Path("red.png")};
+  CInterferingJobs<CFileJobs> jobs(files, false, m_session->DatabasePath());
   jobs.beforeRefresh = [this](int) { std::remove(Path("red.png").c_str()); };
   EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_observer, {}).Run());
   EXPECT_EQ(m_observer.m_made, 0);
@@ -162,7 +165,8 @@ INSTANTIATE_TEST_SUITE_P(WorkersAndSync, RecordAccessTest, testing::Bool());
 TEST_F(ThumbnailMakerTest, ADatabaseCanBeOpenedAgain) {
   for (int i = 0; i < 2; ++i) {
     Open();
-    CFileJobs jobs({Path("red.png")}, false, m_session->DatabasePath());
+    const std::vector<std::string> files = {Path("red.png")};
+    CFileJobs jobs(files, false, m_session->DatabasePath());
     EXPECT_TRUE(CThumbnailMaker(*m_session, jobs, m_observer, {}).Run());
     m_session.reset();
   }
