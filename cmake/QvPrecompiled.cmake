@@ -1,6 +1,6 @@
 # Precompiled headers: the standard library's for the libraries, GoogleTest's with it for the test programs. Each is
 # compiled once and reused by every target that is compiled alike. They only save time: every source includes what it
-# needs and compiles without them (CMAKE_DISABLE_PRECOMPILE_HEADERS, as the preset clang-tsa does).
+# needs and compiles without them (CMAKE_DISABLE_PRECOMPILE_HEADERS, as the presets clang-tsa and clang-alone do).
 
 # Without these, ccache compiles a source that has a precompiled header anew every time.
 if(CMAKE_CXX_COMPILER_LAUNCHER MATCHES "(^|/)ccache$")

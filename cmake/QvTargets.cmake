@@ -102,10 +102,6 @@ function(qv_test name)
   target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gtest_main)
   qv_precompiled_test_headers(${name})
   set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
-  if(QV_ANALYSE_ONLY)
-    # Reading GoogleTest's headers takes longer than reading a test.
-    set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
-  endif()
   # One CTest entry a program: a start of the program loads all the libraries.
   add_test(NAME ${name} COMMAND ${name})
   # A time without a zone is local time, so the zone is the same everywhere.

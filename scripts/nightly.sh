@@ -3,6 +3,7 @@
 #   scripts/nightly.sh                all of it
 #   scripts/nightly.sh STEP...        these steps
 # Steps, in this order:
+#   alone     every source compiles by itself, without precompiled headers
 #   faults    every call of the file system and every allocation fails once, and from then on
 #   kills     four processes with one file, of which one is killed every 200 ms, 300 times
 #   soak      1,000,000 requests with flat memory
@@ -14,7 +15,7 @@
 set -uo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-all_steps=(faults kills soak threads cluster fuzz)
+all_steps=(alone faults kills soak threads cluster fuzz)
 steps=()
 for argument in "$@"; do
   case $argument in
@@ -34,6 +35,7 @@ debug_test() {
   logged "$program-build" build_preset tests "$program" && logged "$log" "$@" "$build_root/tests/bin/$program"
 }
 
+step_alone() { logged nightly-alone build_preset clang-alone; }
 step_faults() { QV_FAULTS=all debug_test nightly-faults thumbnailcache_faults_test; }
 step_kills() { QV_KILLS=300 debug_test nightly-kills thumbnailcache_processes_test; }
 step_soak() { QV_SOAK=1000000 debug_test nightly-soak thumbnailcache_soak_test; }
@@ -81,6 +83,7 @@ step_fuzz() {
 
 mkdir -p "$log_folder"
 packages=(build test)
+case " ${steps[*]} " in *" alone "*) packages+=(clang) ;; esac
 case " ${steps[*]} " in *" threads "*) packages+=(threads) ;; esac
 "$root/scripts/install_deps.sh" "${packages[@]}" || exit 1
 

@@ -10,7 +10,7 @@ namespace {
 
 using namespace imageformats;
 
-constexpr std::uint32_t kRowsAtOnce = 16;
+constexpr std::uint32_t kJpegRowsAtOnce = 16;
 constexpr std::uint32_t kSpare = 2;  // block means for each pixel of the result, along either axis
 
 SAverages AverageMeans(const InputPtr& input, EMeansDetail detail, SSize wanted) {
@@ -31,9 +31,9 @@ SAverages AverageEighth(const InputPtr& input, SSize wanted) {
   const std::uint32_t components = decoder.OutputComponents();
   CAreaReducer reducer(decoder.AxisX(), decoder.AxisY(), wanted, components, ESampleType::kU8, guard);
   const std::size_t rowBytes = std::size_t{scaled.width} * components;
-  std::vector<std::uint8_t> rows(rowBytes * kRowsAtOnce);
-  for (std::uint32_t y = 0; y < scaled.height; y += kRowsAtOnce) {
-    const std::uint32_t count = std::min(kRowsAtOnce, scaled.height - y);
+  std::vector<std::uint8_t> rows(rowBytes * kJpegRowsAtOnce);
+  for (std::uint32_t y = 0; y < scaled.height; y += kJpegRowsAtOnce) {
+    const std::uint32_t count = std::min(kJpegRowsAtOnce, scaled.height - y);
     decoder.ReadRows(rows.data(), rowBytes, count);
     reducer.AddBand(0, y, scaled.width, count, rows.data(), rowBytes);
   }

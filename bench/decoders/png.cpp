@@ -10,7 +10,7 @@ namespace {
 
 using namespace imageformats;
 
-constexpr std::uint32_t kRowsAtOnce = 16;
+constexpr std::uint32_t kPngRowsAtOnce = 16;
 
 // libspng, row by row.
 class CSpngRows final : public IPngRowSource {
@@ -19,14 +19,14 @@ class CSpngRows final : public IPngRowSource {
       : m_input(std::move(input)),
         m_context(spng_ctx_new(0)),
         m_stride(static_cast<std::size_t>(header.RowBytes())),
-        m_rows(m_stride * kRowsAtOnce) {
+        m_rows(m_stride * kPngRowsAtOnce) {
     Check(spng_set_png_stream(m_context.get(), OnRead, this));
     Check(spng_decode_image(m_context.get(), nullptr, 0, SPNG_FMT_RAW, SPNG_DECODE_PROGRESSIVE));
   }
 
   SBand NextBand(std::uint32_t most) override {
     SBand band{m_rows.data(), m_stride, 0};
-    const std::uint32_t wanted = std::min(most, kRowsAtOnce);
+    const std::uint32_t wanted = std::min(most, kPngRowsAtOnce);
     for (int status = 0; band.count < wanted && status != SPNG_EOI; ++band.count) {
       status = spng_decode_row(m_context.get(), m_rows.data() + band.count * m_stride, m_stride);
       if (status != SPNG_EOI) Check(status);
@@ -64,9 +64,9 @@ SAverages Average(IPngRowSource& rows, const SPngHeader& header, SSize wanted, C
                        guard);
   // In 16-bit units, for alignment.
   const std::size_t words = (pixels.RowBytes() + 1) / 2;
-  std::vector<std::uint16_t> buffer(asStored ? 0 : words * kRowsAtOnce);
+  std::vector<std::uint16_t> buffer(asStored ? 0 : words * kPngRowsAtOnce);
   for (std::uint32_t y = 0; y < header.height;) {
-    IPngRowSource::SBand band = rows.NextBand(kRowsAtOnce);
+    IPngRowSource::SBand band = rows.NextBand(kPngRowsAtOnce);
     for (std::uint32_t i = 0; i < band.count && !asStored; ++i) {
       auto* row = reinterpret_cast<std::uint8_t*>(buffer.data() + i * words);
       pixels.Convert(band.rows + i * band.stride, row);

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 #include <sqlite3.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -33,30 +32,8 @@ void SortByLocation(std::vector<SFoundPicture>* found) {
 
 }  // namespace
 
-class CPictureSearch::CTemporaryFolder {
- public:
-  CTemporaryFolder() : m_path((fs::temp_directory_path() / "qvthumbs.XXXXXX").string()) {
-    if (!mkdtemp(m_path.data())) {
-      throw CHostError(fmt::format("there is no place to prepare the search in, {}: {}", m_path, std::strerror(errno)));
-    }
-  }
-  CTemporaryFolder(const CTemporaryFolder&) = delete;
-  CTemporaryFolder& operator=(const CTemporaryFolder&) = delete;
-  ~CTemporaryFolder() {
-    std::error_code ignored;
-    fs::remove_all(m_path, ignored);
-  }
-
-  const std::string& Path() const noexcept { return m_path; }
-
- private:
-  std::string m_path;
-};
-
 CPictureSearch::CPictureSearch(SQLite::Database& db, bool quiet)
     : m_databasePath(db.getFilename()), m_rows(db), m_quiet(quiet) {}
-
-CPictureSearch::~CPictureSearch() = default;
 
 std::vector<SFoundPicture> CPictureSearch::Find(const SPictureQuery& query) {
   std::vector<SFoundPicture> found;
@@ -97,7 +74,12 @@ void CPictureSearch::OpenBesideDatabase() {
 }
 
 void CPictureSearch::OpenTemporary(const std::string& reason) {
-  m_temporary = std::make_unique<CTemporaryFolder>();
+  auto temporary = std::make_unique<CTemporaryFolder>();
+  if (!temporary->IsMade()) {
+    throw CHostError(
+        fmt::format("there is no place to prepare the search in, {}: {}", temporary->Path(), std::strerror(errno)));
+  }
+  m_temporary = std::move(temporary);
   std::fprintf(stderr,
                "qvthumbs: the search index %s cannot be used (%s); a temporary one is made, which takes longer\n",
                Printable(SearchIndexPath(m_databasePath)).c_str(), Printable(reason).c_str());

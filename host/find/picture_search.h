@@ -6,6 +6,7 @@
 
 #include "host/find/known_rows.h"
 #include "host/find/picture_query.h"
+#include "host/session/temporary_folder.h"
 
 namespace qvhost {
 
@@ -18,7 +19,6 @@ class CPictureSearch {
   CPictureSearch(SQLite::Database& db, bool quiet);
   CPictureSearch(const CPictureSearch&) = delete;
   CPictureSearch& operator=(const CPictureSearch&) = delete;
-  ~CPictureSearch();
 
   // Throws SQLite::Exception, or CHostError when interrupted.
   std::vector<SFoundPicture> Find(const SPictureQuery& query);
@@ -28,8 +28,6 @@ class CPictureSearch {
   bool IsKnown(const std::string& location);
 
  private:
-  class CTemporaryFolder;
-
   void Prepare();
   void OpenBesideDatabase();
   void OpenTemporary(const std::string& reason);

@@ -18,7 +18,7 @@ struct SUnit {
   double micrometres;
   double from;  // the least length that is given in it, in micrometres
 };
-constexpr SUnit kUnits[] = {
+constexpr SUnit kLengthUnits[] = {
     {"m", 1e6, 1e6}, {"mm", 1e3, 1e3}, {"\u00B5m", 1.0, 1.0}, {"nm", 1e-3, 1e-4}, {"pm", 1e-6, 0.0}};
 // Other ways to write a micrometre: on a plain keyboard, and with the Greek letter.
 constexpr std::pair<std::string_view, double> kSpellings[] = {{"um", 1.0}, {"\u03BCm", 1.0}};
@@ -50,7 +50,7 @@ std::string_view TrimmedFront(std::string_view text) {
 }
 
 double UnitOf(std::string_view name) {
-  for (const SUnit& unit : kUnits) {
+  for (const SUnit& unit : kLengthUnits) {
     if (unit.name == name) return unit.micrometres;
   }
   for (const auto& [spelling, micrometres] : kSpellings) {
@@ -91,9 +91,9 @@ std::optional<double> ParseLength(const std::string& text) {
 
 std::string FormatLength(double micrometres) {
   // A length that was computed may lie a hair below its unit.
-  const SUnit* unit = std::find_if(std::begin(kUnits), std::end(kUnits), [micrometres](const SUnit& candidate) {
-    return micrometres * (1.0 + 1e-9) >= candidate.from;
-  });
+  const SUnit* unit =
+      std::find_if(std::begin(kLengthUnits), std::end(kLengthUnits),
+                   [micrometres](const SUnit& candidate) { return micrometres * (1.0 + 1e-9) >= candidate.from; });
   std::string text = FormatNumber(micrometres / unit->micrometres);
   text += ' ';
   return text += unit->name;

@@ -92,14 +92,14 @@ std::string FormatCountOf(std::int64_t count, const char* one, const char* many)
 }
 
 std::string FormatBytes(std::int64_t bytes) {
-  constexpr std::array<const char*, 5> kUnits = {"bytes", "kB", "MB", "GB", "TB"};
+  constexpr std::array<const char*, 5> kByteUnits = {"bytes", "kB", "MB", "GB", "TB"};
   auto value = static_cast<double>(bytes);
   std::size_t unit = 0;
-  while (value >= 999.5 && unit + 1 < kUnits.size()) {
+  while (value >= 999.5 && unit + 1 < kByteUnits.size()) {
     value /= 1000.0;
     ++unit;
   }
-  return unit == 0 ? fmt::format("{} bytes", bytes) : fmt::format("{:.3g} {}", value, kUnits[unit]);
+  return unit == 0 ? fmt::format("{} bytes", bytes) : fmt::format("{:.3g} {}", value, kByteUnits[unit]);
 }
 
 std::string FormatDuration(double seconds) {

@@ -33,9 +33,10 @@ CJson CFolderSearch::Find(const std::string& line) {
   std::int64_t count = 0;
   if (!query.words.empty()) {
     const std::lock_guard<std::mutex> lock(m_mutex);
+    CRealPaths paths;
     for (const SFoundPicture& picture : m_search.Find(query)) {
       if (++count > kMostFound) break;
-      const auto file = m_folder.FileAt(RealPath(CQvStringUtils::UTF8toW(picture.location)));
+      const auto file = m_folder.FileAt(paths.Find(picture.location));
       if (!file) continue;
       files.push_back(
           {{"path", file->name}, {"size", file->size}, {"time", file->lastWritten}, {"facts", FactsOf(picture)}});

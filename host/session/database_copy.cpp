@@ -1,7 +1,6 @@
 #include "host/session/database_copy.h"
 
 #include <fmt/format.h>
-#include <stdlib.h>
 
 #include <cerrno>
 #include <chrono>
@@ -32,24 +31,12 @@ void CopyFile(const std::string& from, const std::string& to) {
 }  // namespace
 
 CDatabaseCopy::CDatabaseCopy(const std::string& path) {
-  m_folder = (fs::temp_directory_path() / "qvthumbs.XXXXXX").string();
-  if (!mkdtemp(m_folder.data())) {
+  if (!m_folder.IsMade()) {
     throw CHostError(fmt::format("{} can only be read from a copy, and there is no place for one, {}: {}", path,
-                                 m_folder, std::strerror(errno)));
+                                 m_folder.Path(), std::strerror(errno)));
   }
-  m_path = m_folder + "/copy.db";
-  try {
-    CopyWhileUnchanged(path);
-  } catch (...) {
-    std::error_code ignored;
-    fs::remove_all(m_folder, ignored);
-    throw;
-  }
-}
-
-CDatabaseCopy::~CDatabaseCopy() {
-  std::error_code ignored;
-  fs::remove_all(m_folder, ignored);
+  m_path = m_folder.Path() + "/copy.db";
+  CopyWhileUnchanged(path);
 }
 
 void CDatabaseCopy::CopyWhileUnchanged(const std::string& path) {

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "host/session/temporary_folder.h"
+
 namespace qvhost {
 
 // A private copy of a database that may only be read: SQLite wants to write beside a database even to read one whose
@@ -12,14 +14,13 @@ class CDatabaseCopy {
   explicit CDatabaseCopy(const std::string& path);
   CDatabaseCopy(const CDatabaseCopy&) = delete;
   CDatabaseCopy& operator=(const CDatabaseCopy&) = delete;
-  ~CDatabaseCopy();
 
   const std::string& Path() const noexcept { return m_path; }
 
  private:
   void CopyWhileUnchanged(const std::string& path);
 
-  std::string m_folder;
+  const CTemporaryFolder m_folder;
   std::string m_path;
 };
 

@@ -61,6 +61,14 @@ std::string_view ColumnsOfForm(std::string_view table) noexcept {
   return form == kForms.end() ? std::string_view() : form->columns;
 }
 
+std::string ColumnListOfForm(std::string_view table) {
+  std::string list;
+  for (std::string_view left = ColumnsOfForm(table); !left.empty(); left.remove_prefix(left.find(' ') + 1)) {
+    list.append(list.empty() ? "" : ", ").append(left.substr(0, left.find(' ')));
+  }
+  return list;
+}
+
 std::string FindForeignForm(const SQLite::Database& db) {
   std::string other;
   std::size_t own = 0;

@@ -14,5 +14,7 @@ std::string FindForeignForm(const SQLite::Database& db);
 
 // The columns that every version has made one of the service's tables with, each with a blank behind it.
 std::string_view ColumnsOfForm(std::string_view table) noexcept;
+// The same as a list in SQL.
+std::string ColumnListOfForm(std::string_view table);
 
 }  // namespace qvhost

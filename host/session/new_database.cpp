@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
@@ -32,15 +31,8 @@ bool Sync(const std::string& path) {
 CNewDatabase::CNewDatabase(const std::string& name, const char* whyNot) : m_name(AbsolutePath(name)), m_whyNot(whyNot) {
   std::error_code error;
   if (fs::exists(fs::symlink_status(m_name, error))) RefuseTaken();
-  m_folder = m_name + ".XXXXXX";
-  if (mkdtemp(m_folder.data())) return;
-  m_folder.clear();
-  Fail("create");
-}
-
-CNewDatabase::~CNewDatabase() {
-  std::error_code ignored;
-  if (!m_folder.empty()) fs::remove_all(m_folder, ignored);
+  m_folder.emplace(m_name);
+  if (!m_folder->IsMade()) Fail("create");
 }
 
 void CNewDatabase::RefuseTaken() const {

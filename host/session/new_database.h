@@ -2,7 +2,10 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
+
+#include "host/session/temporary_folder.h"
 
 namespace qvhost {
 
@@ -14,12 +17,11 @@ class CNewDatabase {
   CNewDatabase(const std::string& name, const char* whyNot);
   CNewDatabase(const CNewDatabase&) = delete;
   CNewDatabase& operator=(const CNewDatabase&) = delete;
-  ~CNewDatabase();
 
   const std::string& Name() const noexcept { return m_name; }
-  std::string FolderPath() const { return m_folder; }
+  const std::string& FolderPath() const noexcept { return m_folder->Path(); }
   // Where to make it.
-  std::string FilePath() const { return m_folder + "/file.db"; }
+  std::string FilePath() const { return FolderPath() + "/file.db"; }
 
   // Gives it these rights and its name. Throws CHostError.
   void Commit(mode_t rights);
@@ -30,7 +32,7 @@ class CNewDatabase {
 
   const std::string m_name;
   const char* const m_whyNot;
-  std::string m_folder;
+  std::optional<CTemporaryFolder> m_folder;
 };
 
 }  // namespace qvhost

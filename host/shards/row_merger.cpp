@@ -4,17 +4,11 @@
 
 #include <algorithm>
 
+#include "host/session/database_form.h"
 #include "system/qvstring.h"
 
 namespace qvhost {
 namespace {
-
-constexpr const char* kTextColumns =
-    "filename, lastWritten, M_imageID, M_type, M_group, M_sampleID, M_author, M_description, M_capturing, M_sampling, "
-    "M_location, M_date, M_conclusion, M_info1, M_info2, M_optics, M_width, M_widthBytes, M_height, M_comp, "
-    "M_bpcInMemory, M_bpcSignificant, M_pixelType, M_sequenceCount, M_tileWidth, M_tileHeight, M_compression, "
-    "M_compressionParam, M_calibration, M_objective, M_acqTime, M_fileSize, M_timeLoop, M_zLoop, M_multipointLoop, "
-    "M_lambdaLoop";
 
 std::string SelectRows(const char* schema) {
   return fmt::format("SELECT flags, lastWritten, quality FROM {}.cache WHERE filename = ?1 AND length(binData) > 0",
@@ -24,7 +18,7 @@ std::string SelectRows(const char* schema) {
 // `verb`: what becomes of a row that is there. `which`: the rows to copy.
 std::string CopyTexts(const char* verb, const char* which) {
   return fmt::format("INSERT OR {0} INTO main.metadata ({1}) SELECT {1} FROM source.metadata WHERE {2}", verb,
-                     kTextColumns, which);
+                     ColumnListOfForm("metadata"), which);
 }
 
 int Run(SQLite::Statement& statement) {

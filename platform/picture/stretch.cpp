@@ -38,14 +38,14 @@ struct SStretch {
 template <class Sample, class Sum>
 void StretchRowsFirst(const SStretch& job) {
   const std::unique_ptr<Sum[]> sums(new Sum[job.SourceSamples()]);
-  const double total = job.Total();
+  const CWeightedMean mean(job.Total());
   for (std::size_t y = 0; y < job.destination.height; ++y) {
     SumRows<Sample, Sum>(sums.get(), job.SourceRow(0), job.source.widthBytes, job.SourceSamples(),
                          job.vertical.Taps()[y], job.vertical.InnerWeight());
     std::uint8_t* const row = job.DestinationRow(y);
     std::size_t i = 0;
     ForEachColumnOf(sums.get(), job.source.components, job.horizontal,
-                    [&](double sum) { StoreSample<Sample>(row, i++, sum, total); });
+                    [&](double sum) { mean.Store<Sample>(row, i++, sum); });
   }
 }
 
@@ -60,14 +60,24 @@ class CColumnSums {
   const double* OfRow(std::size_t y) {
     double* const sums = m_sums[y % 2].get();
     if (m_rows[y % 2] == y) return sums;
-    SetWeightedRow<Sample, std::uint32_t>(m_samples.get(), m_job.SourceRow(y), m_job.SourceSamples(), 1);
-    std::size_t i = 0;
-    ForEachColumnOf(m_samples.get(), m_job.source.components, m_job.horizontal, [&](double sum) { sums[i++] = sum; });
+    if (m_job.destination.width > m_job.source.width) {
+      SumPairsOf(m_job.SourceRow(y), sums);
+    } else {
+      SetWeightedRow<Sample, std::uint32_t>(m_samples.get(), m_job.SourceRow(y), m_job.SourceSamples(), 1);
+      std::size_t i = 0;
+      ForEachColumnOf(m_samples.get(), m_job.source.components, m_job.horizontal, [&](double sum) { sums[i++] = sum; });
+    }
     m_rows[y % 2] = y;
     return sums;
   }
 
  private:
+  void SumPairsOf(const std::uint8_t* row, double* sums) const noexcept {
+    const std::size_t components = m_job.source.components;
+    if (components == 3) return SumPairs<3, Sample>(sums, row, components, m_job.horizontal);
+    SumPairs<0, Sample>(sums, row, components, m_job.horizontal);
+  }
+
   const SStretch& m_job;
   const std::unique_ptr<std::uint32_t[]> m_samples;
   std::unique_ptr<double[]> m_sums[2];
@@ -79,15 +89,13 @@ template <class Sample>
 void StretchColumnsFirst(const SStretch& job) {
   CColumnSums<Sample> columns(job);
   const std::size_t count = job.DestinationSamples();
-  const double total = job.Total();
+  const CWeightedMean mean(job.Total());
   for (std::size_t y = 0; y < job.destination.height; ++y) {
     const SStretchTap& tap = job.vertical.Taps()[y];
     const double* const upper = columns.OfRow(tap.begin);
     const double* const lower = tap.count > 1 ? columns.OfRow(tap.begin + 1) : upper;
     std::uint8_t* const row = job.DestinationRow(y);
-    for (std::size_t i = 0; i < count; ++i) {
-      StoreSample<Sample>(row, i, upper[i] * tap.first + lower[i] * tap.last, total);
-    }
+    mean.StoreRow<Sample>(row, upper, lower, tap.first, tap.last, count);
   }
 }
 

@@ -102,9 +102,56 @@ void ForEachColumnOf(const Sum* sums, std::size_t components, const CStretchAxis
   }
 }
 
-// Writes the i-th sample of a row: a weighted sum over the product of both axes' totals, rounded to nearest, halves up.
-template <class Sample>
-inline void StoreSample(std::uint8_t* row, std::size_t i, double sum, double total) noexcept {
-  const auto value = static_cast<Sample>(sum / total + 0.5);
-  std::memcpy(row + i * sizeof(Sample), &value, sizeof(Sample));
+// The same of a row of samples along an axis whose taps have two samples at most.
+template <std::size_t Components, class Sample>
+void SumPairs(double* __restrict sums, const std::uint8_t* __restrict row, std::size_t components,
+              const CStretchAxis& axis) noexcept {
+  const std::size_t stride = Components != 0 ? Components : components;
+  for (const SStretchTap& tap : axis.Taps()) {
+    // A lone sample is its own neighbour, whose weight is 0.
+    const std::size_t first = tap.begin * stride, last = first + (tap.count - 1) * stride;
+    for (std::size_t c = 0; c < stride; ++c) {
+      const std::uint64_t sum = std::uint64_t{LoadSample<Sample>(row, first + c)} * tap.first +
+                                std::uint64_t{LoadSample<Sample>(row, last + c)} * tap.last;
+      *sums++ = static_cast<double>(static_cast<std::int64_t>(sum));
+    }
+  }
 }
+
+// A weighted sum over the product of both axes' totals, rounded to nearest, halves up.
+class CWeightedMean {
+ public:
+  explicit CWeightedMean(double total) noexcept : m_total(total), m_inverse(1.0 / total) {}
+
+  template <class Sample>
+  void Store(std::uint8_t* row, std::size_t i, double sum) const noexcept {
+    StoreSample<Sample>(row, i, m_total < kFinest ? sum * m_inverse + kHalf : sum / m_total + 0.5);
+  }
+  // The sums of two rows by their weights.
+  template <class Sample>
+  void StoreRow(std::uint8_t* __restrict row, const double* __restrict upper, const double* __restrict lower,
+                double first, double last, std::size_t count) const noexcept {
+    if (m_total < kFinest) {
+      const double inverse = m_inverse;
+      for (std::size_t i = 0; i < count; ++i) {
+        StoreSample<Sample>(row, i, (upper[i] * first + lower[i] * last) * inverse + kHalf);
+      }
+    } else {
+      for (std::size_t i = 0; i < count; ++i) Store<Sample>(row, i, upper[i] * first + lower[i] * last);
+    }
+  }
+
+ private:
+  // Both are whole numbers: what is less than a half is so by 1 / (2 * total) at least, which is more than the
+  // product's error and what is added for it.
+  static constexpr double kFinest = 1u << 28;
+  static constexpr double kHalf = 0.5 + 1.0 / (1u << 30);
+
+  template <class Sample>
+  static void StoreSample(std::uint8_t* row, std::size_t i, double rounded) noexcept {
+    const auto value = static_cast<Sample>(static_cast<std::int32_t>(rounded));
+    std::memcpy(row + i * sizeof(Sample), &value, sizeof(Sample));
+  }
+
+  double m_total, m_inverse;
+};

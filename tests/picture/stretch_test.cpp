@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "picture/qvpicbuf.h"
@@ -121,6 +122,51 @@ TEST(Stretch, ConstantPicturesStayConstant) {
         EXPECT_EQ(destination.Get(x, y, c), value);
         return 0u;
       });
+    }
+  }
+}
+
+// Where a destination sample lies between two of the source's: the first, and its and its neighbour's weight.
+struct SBetween {
+  std::uint64_t begin, first, last;
+  SBetween(std::uint64_t place, std::uint64_t source, std::uint64_t destination) {
+    const std::uint64_t unit = 2 * destination, centre = (2 * place + 1) * source;
+    const std::uint64_t position = centre > destination ? centre - destination : 0;
+    begin = position / unit;
+    last = begin + 1 < source ? position % unit : 0;
+    first = unit - last;
+  }
+};
+
+// In whole numbers, so that nothing is rounded before the end; many lie on a half.
+std::uint64_t EnlargedByDefinition(CTestPicBuf& source, CTestPicBuf& destination, std::uint32_t x, std::uint32_t y,
+                                   std::uint32_t c) {
+  const SBetween across(x, source->width, destination->width), down(y, source->height, destination->height);
+  std::uint64_t sum = 0;
+  for (const auto& [row, rowWeight] : {std::pair{down.begin, down.first}, {down.begin + 1, down.last}}) {
+    for (const auto& [column, weight] : {std::pair{across.begin, across.first}, {across.begin + 1, across.last}}) {
+      if (rowWeight == 0 || weight == 0) continue;
+      sum += rowWeight * weight * source.Get(static_cast<std::uint32_t>(column), static_cast<std::uint32_t>(row), c);
+    }
+  }
+  const std::uint64_t total = 4ull * destination->width * destination->height;
+  return (2 * sum + total) / (2 * total);
+}
+
+TEST(Stretch, EnlargedSamplesAreTheNearestToTheirExactValues) {
+  CRandom random(5);
+  for (int i = 0; i < 60; ++i) {
+    const std::uint32_t bpc = i % 2 == 0 ? 8 : 16, components = random() % 4 + 1;
+    CTestPicBuf source(random() % 40 + 1, random() % 40 + 1, bpc, components);
+    source.FillRandom(random);
+    CTestPicBuf destination(source->width * (random() % 3 + 1) + random() % 9, source->height + 1 + random() % 90, bpc,
+                            components);
+    ASSERT_EQ(CGeomTrans::Stretch(destination.Record(), source.Record(), CGeomTrans::kStretchBilinear), 0);
+    for (std::uint32_t y = 0; y < destination->height; ++y) {
+      for (std::uint32_t x = 0; x < destination->width; ++x) {
+        const std::uint32_t c = (x + y) % components;
+        ASSERT_EQ(destination.Get(x, y, c), EnlargedByDefinition(source, destination, x, y, c));
+      }
     }
   }
 }

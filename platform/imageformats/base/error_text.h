@@ -47,4 +47,14 @@ std::int32_t RunReportingErrors(CErrorText& error, Body&& body) noexcept {
   return kQvFailure;
 }
 
+// The same of a body that says whether there is an answer: what most files do not have is not worth an exception.
+template <class Body>
+std::int32_t RunAnswering(CErrorText& error, const char* noAnswer, Body&& body) noexcept {
+  bool isAnswered = false;
+  const std::int32_t status = RunReportingErrors(error, [&] { isAnswered = std::forward<Body>(body)(); });
+  if (status != kQvOk || isAnswered) return status;
+  error.Set(noAnswer);
+  return kQvFailure;
+}
+
 }  // namespace imageformats

@@ -55,6 +55,16 @@ std::shared_ptr<const CInput> CInput::FromMemory(const void* data, std::size_t s
   return input;
 }
 
+std::shared_ptr<const CInput> CInput::FromBytes(std::vector<std::uint8_t> bytes) {
+  if (bytes.empty()) throw CDamagedError("There is no image data");
+  const std::shared_ptr<CInput> input(new CInput);
+  input->m_bytes = std::move(bytes);
+  input->m_memory = input->m_bytes;
+  input->m_size = input->m_bytes.size();
+  input->LoadHead();
+  return input;
+}
+
 CInput::~CInput() {
   if (m_isFile) QV_CloseFile(m_handle);
   if (m_folder) QV_CloseFile(*m_folder);

@@ -7,6 +7,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "system/qvfile.h"
 #include "system/qvstring.h"
@@ -23,6 +24,8 @@ class CInput {
   static std::shared_ptr<const CInput> FromFile(const CQvStringW& path);
   // The memory must stay valid while the input is read. Throws CDamagedError for null or nothing.
   static std::shared_ptr<const CInput> FromMemory(const void* data, std::size_t size);
+  // The same of memory that becomes the input's.
+  static std::shared_ptr<const CInput> FromBytes(std::vector<std::uint8_t> bytes);
 
   // A file that somebody else opened, or the content of memory handed over in a file; the descriptor becomes the
   // input's. `path` is empty for memory. `beside` opens the files beside it, or below the folder, null for those that
@@ -79,6 +82,7 @@ class CInput {
   CQvStringW m_path;
   CQvStringA m_nativePath;
   SBeside m_beside;
+  std::vector<std::uint8_t> m_bytes;  // what m_memory is, when it is the input's
   std::span<const std::uint8_t> m_memory;
   std::uint8_t m_head[kHeadSize] = {};
   std::size_t m_headSize = 0;

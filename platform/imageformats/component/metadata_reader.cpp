@@ -45,58 +45,67 @@ class CMetadataReader final : public IQvMetadataReader {
   void Destroy() override { delete this; }
 
   std::int32_t GetPictureMetadata(std::uint32_t index, SQvPictureMetadata* metadata, std::uint32_t reserved) override {
-    return RunReportingErrors(m_error, [&] {
-      RequireKnown(metadata != nullptr && reserved == 0 && index < std::max(m_metadata.info.sequenceCount, 1u));
+    return Answer([&] {
+      if (metadata == nullptr || reserved != 0 || !IsInSequence(index)) return false;
       SQvPictureMetadata copy = m_metadata.picture;
       if (copy.calibration == 0.0) copy.calibration = m_metadata.calibration;
       if (copy.objectiveName.IsEmpty()) copy.objectiveName = m_metadata.objective;
       if (copy.acquisitionTime == 0.0 && index == 0) copy.acquisitionTime = m_metadata.acquisitionTime;
       *metadata = std::move(copy);
+      return true;
     });
   }
 
   std::int32_t GetExperiment(SQvExperiment* experiment, std::uint32_t reserved) override {
-    return RunReportingErrors(m_error, [&] {
-      RequireKnown(experiment != nullptr && reserved == 0);
-      RequireKnown(!m_metadata.loops.empty());
+    return Answer([&] {
+      if (experiment == nullptr || reserved != 0 || m_metadata.loops.empty()) return false;
       FillChain(*experiment, m_metadata.loops);
+      return true;
     });
   }
 
   std::int32_t GetImageInfo(SQvImageInfo* info) override {
-    return RunReportingErrors(m_error, [&] {
-      RequireKnown(info != nullptr);
+    return Answer([&] {
+      if (info == nullptr) return false;
       *info = m_metadata.info;
+      return true;
     });
   }
 
   std::int32_t GetCalibration(std::uint32_t index, double* calibration, double* aspect,
                               CQvStringW* objective) override {
-    return RunReportingErrors(m_error, [&] {
-      RequireKnown(index < std::max(m_metadata.info.sequenceCount, 1u));
+    return Answer([&] {
+      if (!IsInSequence(index)) return false;
       if (objective != nullptr) *objective = m_metadata.objective;
-      RequireKnown(calibration != nullptr && m_metadata.calibration > 0.0);
+      if (calibration == nullptr || !(m_metadata.calibration > 0.0)) return false;
       *calibration = m_metadata.calibration;
       if (aspect != nullptr) *aspect = m_metadata.aspect;
+      return true;
     });
   }
 
   std::int32_t GetAcquisitionTime(double* acquisitionTime) override {
-    return RunReportingErrors(m_error, [&] {
-      RequireKnown(acquisitionTime != nullptr && m_metadata.acquisitionTime > 0.0);
+    return Answer([&] {
+      if (acquisitionTime == nullptr || !(m_metadata.acquisitionTime > 0.0)) return false;
       *acquisitionTime = m_metadata.acquisitionTime;
+      return true;
     });
   }
 
   std::int32_t GetTextInfo(SQvImageTextInfo* textInfo) override {
-    return RunReportingErrors(m_error, [&] {
-      RequireKnown(textInfo != nullptr);
+    return Answer([&] {
+      if (textInfo == nullptr) return false;
       *textInfo = m_metadata.text;
+      return true;
     });
   }
 
  private:
-  static void RequireKnown(bool condition) { Require(condition, "The file does not say"); }
+  template <class Body>
+  std::int32_t Answer(Body&& body) {
+    return RunAnswering(m_error, "The file does not say", std::forward<Body>(body));
+  }
+  bool IsInSequence(std::uint32_t index) const noexcept { return index < std::max(m_metadata.info.sequenceCount, 1u); }
 
   SImageMetadata m_metadata;
   CErrorText m_error;

@@ -38,9 +38,9 @@ class CPictureSource final : public IQvPictureSource {
   }
 
   std::int32_t GetCustomTag(const CQvStringW& name, CQvByteArray* bytes) override {
-    return RunReportingErrors(m_error, [&] {
+    return RunAnswering(m_error, "The file has no such tag", [&] {
       Require(bytes != nullptr, "No place for the tag was given");
-      Require(m_image->CustomTag(name, *bytes), "The file has no such tag");
+      return m_image->CustomTag(name, *bytes);
     });
   }
 

@@ -87,6 +87,7 @@ void CDecoderServer::Answer(SMessage& message) {
     answer.Text(CQvStringUtils::WtoUTF8(error.Get()).Str());
   }
   if (m_channel.Send(kAnswer, answer.Content()) != CChannel::EResult::kDone) Leave();
+  m_spent.reset();
 }
 
 void CDecoderServer::Work(std::uint32_t kind, CWireReader& question, CDescriptor descriptor, CWireWriter& answer) {
@@ -104,7 +105,7 @@ void CDecoderServer::Work(std::uint32_t kind, CWireReader& question, CDescriptor
     case kRequestTag:
       return PutTag(Image(question), question, answer);
     case kRequestRender:
-      return Render(Image(question), question);
+      return Render(question);
     case kRequestRead:
       return Read(Image(question), question);
     case kRequestAssociated:
@@ -127,21 +128,47 @@ void CDecoderServer::Open(CWireReader& question, CDescriptor descriptor, CWireWr
   const CQvStringA nativePath(GetText(question));
   const bool isFile = question.Get<bool>();
   const bool isFolder = question.Get<bool>();
-  Require(codec != nullptr && descriptor, "The decoder was asked to open nothing");
+  const auto [stream, size] = question.Bytes();
+  const bool andRead = question.Get<bool>();
+  Require(codec != nullptr && (descriptor || size != 0), "The decoder was asked to open nothing");
   const auto beside = [this](const std::string& other) { return AskBeside(other); };
-  std::unique_ptr<COpenedImage> image =
-      codec->Open(CInput::FromHandle(descriptor.Release(), isFile ? name : CQvStringW(), nativePath, beside, isFolder));
+  std::unique_ptr<COpenedImage> image = codec->Open(
+      size != 0 ? CInput::FromBytes({stream, stream + size})
+                : CInput::FromHandle(descriptor.Release(), isFile ? name : CQvStringW(), nativePath, beside, isFolder));
   PutOpened(*image, isFile, answer);
-  m_images[number] = std::move(image);
+  const bool isRead = andRead && ReadAtOnce(*image);
+  answer.Value(isRead);
+  (isRead ? m_spent : m_images[number]) = std::move(image);
 }
 
-void CDecoderServer::Render(COpenedImage& image, CWireReader& question) {
+// A picture that cannot be read is asked for again, to be told why.
+bool CDecoderServer::ReadAtOnce(COpenedImage& image) noexcept {
+  CErrorText ignored;
+  return RunReportingErrors(ignored, [&] {
+           const SQvImageInfo& info = image.Info();
+           const std::uint64_t rowBytes =
+               CRenderGuard::Multiply(std::uint64_t{info.width} * info.components, info.bpcInMemory / 8);
+           Require(info.height != 0 && CRenderGuard::Multiply(rowBytes, info.height) <= m_pixels.Size(),
+                   "The picture is large");
+           SQvPicBuf picture =
+               Target(static_cast<std::uint32_t>(rowBytes), info.width, info.height, info.bpcInMemory, info.components);
+           CRenderGuard guard(LimitsOf(image));
+           image.Read(picture, guard);
+         }) == kQvOk;
+}
+
+void CDecoderServer::Render(CWireReader& question) {
+  const auto number = question.Get<std::uint32_t>();
+  COpenedImage& image = Image(number);
   const auto rowBytes = question.Get<std::uint32_t>();
   SRenderRequest request;
   GetRenderRequest(question, request);
   SQvPicBuf picture = Target(rowBytes, request.width, request.height, 8, 3);
   CRenderGuard guard(LimitsOf(image));
   image.Render(request, picture, guard);
+  if (!question.Get<bool>()) return;
+  m_spent = std::move(m_images[number]);
+  m_images.erase(number);
 }
 
 void CDecoderServer::Read(COpenedImage& image, CWireReader& question) {
@@ -196,8 +223,10 @@ std::shared_ptr<const CInput> CDecoderServer::AskBeside(const std::string& name)
   }
 }
 
-COpenedImage& CDecoderServer::Image(CWireReader& question) const {
-  const auto found = m_images.find(question.Get<std::uint32_t>());
+COpenedImage& CDecoderServer::Image(CWireReader& question) const { return Image(question.Get<std::uint32_t>()); }
+
+COpenedImage& CDecoderServer::Image(std::uint32_t number) const {
+  const auto found = m_images.find(number);
   Require(found != m_images.end(), "The decoder does not know the image");
   return *found->second;
 }

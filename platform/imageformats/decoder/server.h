@@ -27,7 +27,8 @@ class CDecoderServer {
   void Answer(SMessage& message);
   void Work(std::uint32_t kind, CWireReader& question, CDescriptor descriptor, CWireWriter& answer);
   void Open(CWireReader& question, CDescriptor descriptor, CWireWriter& answer);
-  void Render(COpenedImage& image, CWireReader& question);
+  bool ReadAtOnce(COpenedImage& image) noexcept;
+  void Render(CWireReader& question);
   void Read(COpenedImage& image, CWireReader& question);
   void RenderAssociated(COpenedImage& image, CWireReader& question);
   void RenderWell(COpenedImage& image, CWireReader& question);
@@ -36,9 +37,11 @@ class CDecoderServer {
                    std::uint32_t components) const;
   std::shared_ptr<const CInput> AskBeside(const std::string& name);
   COpenedImage& Image(CWireReader& question) const;
+  COpenedImage& Image(std::uint32_t number) const;
 
   CChannel& m_channel;
   std::map<std::uint32_t, std::unique_ptr<COpenedImage>> m_images;
+  std::unique_ptr<COpenedImage> m_spent;  // goes when the answer is sent
   CSharedPixels m_pixels;
 };
 

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <memory>
 #include <vector>
 
 #include "platform/imageformats/base/format_error.h"
@@ -17,8 +18,9 @@ constexpr std::uint64_t kMaxDeflateRatio = 1032;
 
 class CWholePngRows final : public IPngRowSource {
  public:
-  CWholePngRows(std::vector<std::uint8_t> filtered, const SPngHeader& header, CRenderGuard& guard)
-      : m_data(std::move(filtered)),
+  // `rows`: one of zeros above the picture's, and these as they were inflated, each behind its filter's byte.
+  CWholePngRows(std::unique_ptr<std::uint8_t[]> rows, const SPngHeader& header, CRenderGuard& guard)
+      : m_rows(std::move(rows)),
         m_rowBytes(static_cast<std::size_t>(header.RowBytes())),
         m_pixelBytes(std::max<std::size_t>(1, header.StoredChannels() * header.bitDepth / 8u)),
         m_rowsLeft(header.height),
@@ -26,23 +28,21 @@ class CWholePngRows final : public IPngRowSource {
 
   SBand NextBand(std::uint32_t most) override {
     m_guard.CheckTime();
-    const SBand band{m_data.data() + m_next + 1, m_rowBytes + 1, std::min(most, m_rowsLeft)};
-    for (std::uint32_t i = 0; i < band.count; ++i, m_next += m_rowBytes + 1) {
-      std::uint8_t* row = m_data.data() + m_next + 1;
-      const std::uint8_t* above = m_next == 0 ? nullptr : row - (m_rowBytes + 1);
-      if (!UnfilterPngRow(row[-1], row, above, m_rowBytes, m_pixelBytes)) {
-        throw CDamagedError("The PNG data is damaged: bad adaptive filter value");
-      }
+    const std::size_t stride = m_rowBytes + 1;
+    const SBand band{m_rows.get() + m_next * stride + 1, stride, std::min(most, m_rowsLeft)};
+    if (!UnfilterPngRows(m_rows.get() + m_next * stride + 1, stride, band.count, m_rowBytes, m_pixelBytes)) {
+      throw CDamagedError("The PNG data is damaged: bad adaptive filter value");
     }
+    m_next += band.count;
     m_rowsLeft -= band.count;
     return band;
   }
 
  private:
-  std::vector<std::uint8_t> m_data;  // rows, each behind its filter's byte
+  std::unique_ptr<std::uint8_t[]> m_rows;
   std::size_t m_rowBytes;
   std::size_t m_pixelBytes;
-  std::size_t m_next = 0;
+  std::size_t m_next = 1;
   std::uint32_t m_rowsLeft;
   CRenderGuard& m_guard;
 };
@@ -71,15 +71,16 @@ std::vector<std::uint8_t> ReadIdatContent(const CInput& input, const SPngHeader&
 }  // namespace
 
 std::unique_ptr<IPngRowSource> OpenWholePngRows(const CInput& input, const SPngHeader& header, CRenderGuard& guard) {
-  const std::uint64_t unpacked = CRenderGuard::Multiply(header.RowBytes() + 1, header.height);
+  const std::uint64_t stride = header.RowBytes() + 1, unpacked = CRenderGuard::Multiply(stride, header.height);
   const std::uint64_t budget = std::min(kMaxWholeBytes, guard.Available());
-  if (header.interlaced || unpacked >= budget) return nullptr;
-  const std::vector<std::uint8_t> packed = ReadIdatContent(input, header, budget - unpacked, guard);
+  if (header.interlaced || unpacked >= budget || stride >= budget - unpacked) return nullptr;
+  const std::vector<std::uint8_t> packed = ReadIdatContent(input, header, budget - unpacked - stride, guard);
   if (packed.empty() || unpacked / kMaxDeflateRatio > packed.size()) return nullptr;
-  std::vector<std::uint8_t> filtered(static_cast<std::size_t>(unpacked));
-  if (!InflateExactly(packed, filtered)) return nullptr;
-  guard.Reserve(unpacked);
-  return std::make_unique<CWholePngRows>(std::move(filtered), header, guard);
+  auto rows = std::make_unique_for_overwrite<std::uint8_t[]>(static_cast<std::size_t>(stride + unpacked));
+  std::fill_n(rows.get(), stride, std::uint8_t{0});
+  if (!InflateExactly(packed, {rows.get() + stride, static_cast<std::size_t>(unpacked)})) return nullptr;
+  guard.Reserve(stride + unpacked);
+  return std::make_unique<CWholePngRows>(std::move(rows), header, guard);
 }
 
 }  // namespace imageformats

@@ -73,6 +73,7 @@ bool CDecoder::Start() {
   if (IsRunning()) return true;
   m_process.reset();
   m_pixels = CSharedPixels();
+  ++m_lending;
   CDescriptor folder;
   if (!m_use.folder.empty()) {
     folder.Reset(open(m_use.folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
@@ -180,6 +181,7 @@ void CDecoder::Tell(std::uint32_t kind, const CWireWriter& content, int descript
 }
 
 const CSharedPixels& CDecoder::Lend(std::size_t size) {
+  ++m_lending;
   if (m_pixels.Size() < size) {
     m_pixels = CSharedPixels();
     m_pixels = CSharedPixels::Create((size + kPixelStep - 1) / kPixelStep * kPixelStep);
@@ -190,6 +192,7 @@ const CSharedPixels& CDecoder::Lend(std::size_t size) {
 
 void CDecoder::TakeBackLarge() noexcept {
   if (m_pixels.Size() <= kLargePicture) return;
+  ++m_lending;
   m_pixels = CSharedPixels();
   Tell(kRequestMemory, CWireWriter());
 }

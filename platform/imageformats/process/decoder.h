@@ -53,6 +53,9 @@ class CDecoder {
 
   // Memory for a picture that the decoder has, of at least that size.
   const CSharedPixels& Lend(std::size_t size);
+  // What was lent last, and the number of its lending: as long as that is the same, nothing else was drawn there.
+  const CSharedPixels& Lent() const noexcept { return m_pixels; }
+  std::uint64_t Lending() const noexcept { return m_lending; }
   // Gives large memory back.
   void TakeBackLarge() noexcept;
 
@@ -72,6 +75,7 @@ class CDecoder {
   bool m_isReady = false;
   std::uint64_t m_generation = 0;
   CSharedPixels m_pixels;
+  std::uint64_t m_lending = 0;
 };
 
 // The decoder had died, of something else, before it was asked: start it and ask again.

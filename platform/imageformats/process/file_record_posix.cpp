@@ -16,13 +16,22 @@ std::uint64_t HashOf(const std::string& text) noexcept {
   return hash;
 }
 
+// Absolute, and without anything that a normal form leaves out.
+bool IsNormal(const std::string& path) noexcept {
+  return path.starts_with('/') && path.find("//") == std::string::npos && path.find("/.") == std::string::npos;
+}
+
+std::string NormalPath(const std::string& path) {
+  return IsNormal(path) ? path : std::filesystem::absolute(path).lexically_normal().string();
+}
+
 }  // namespace
 
 std::optional<SFileRecord> RecordOf(const CInput& input) {
   struct stat status {};
   if (!input.IsFile() || input.NativePath().IsEmpty() || fstat(input.Handle(), &status) != 0) return std::nullopt;
   SFileRecord record;
-  record.path = HashOf(std::filesystem::absolute(input.NativePath().Str()).lexically_normal().string());
+  record.path = HashOf(NormalPath(input.NativePath().Str()));
   record.size = static_cast<std::uint64_t>(status.st_size);
   record.seconds = status.st_mtim.tv_sec;
   record.nanoseconds = status.st_mtim.tv_nsec;

@@ -12,6 +12,10 @@ namespace imageformats {
 
 namespace {
 
+// Of a picture that is read when its stream is opened.
+constexpr std::size_t kMostReadAtOnce = 1u << 20;
+constexpr std::uint64_t kMostOpenedAgain = 16u << 20;
+
 // A file's own name is all that a decoder of pictures has to know of where it lies.
 std::string FileName(const CInput& input) {
   const std::string path = CQvStringUtils::WtoUTF8(input.Path()).Str();
@@ -28,6 +32,14 @@ std::size_t RowBytes(const SQvPicBuf& picture) noexcept {
   return std::size_t{picture.width} * picture.components * (picture.bpc / 8);
 }
 
+// Rows that lie `rowBytes` apart.
+void CopyRows(const CSharedPixels& pixels, std::size_t rowBytes, SQvPicBuf& picture) noexcept {
+  for (std::size_t y = 0; y < picture.height; ++y) {
+    std::memcpy(static_cast<std::uint8_t*>(picture.data) + y * picture.widthBytes, pixels.Data() + y * rowBytes,
+                RowBytes(picture));
+  }
+}
+
 class CRemoteImage final : public COpenedImage {
  public:
   CRemoteImage(std::shared_ptr<CDecoder> decoder, const char* codecName, std::shared_ptr<const CInput> input,
@@ -38,8 +50,12 @@ class CRemoteImage final : public COpenedImage {
         m_nativePath(std::move(nativePath)),
         m_number(NextNumber()),
         m_bytes(m_input->Size()) {
-    if (!m_input->IsFile()) m_stream = NewMemoryFile(m_input->Memory().data(), m_input->Memory().size());
-    Open();
+    if (IsInline()) {
+      OpenAndRead();
+    } else {
+      if (!m_input->IsFile()) m_stream = NewMemoryFile(m_input->Memory().data(), m_input->Memory().size());
+      Open(false);
+    }
   }
   CRemoteImage(const CRemoteImage&) = delete;
   CRemoteImage& operator=(const CRemoteImage&) = delete;
@@ -51,6 +67,8 @@ class CRemoteImage final : public COpenedImage {
   std::uint64_t SourceBytes() const override { return m_bytes; }
 
   void Read(SQvPicBuf& picture, CRenderGuard&) override {
+    if (!m_failure.empty()) throw CDamagedError(std::exchange(m_failure, {}));
+    if (IsRead(picture)) return CopyRows(m_decoder->Lent(), RowBytes(picture), picture);
     CWireWriter rest;
     rest.Value(picture.width);
     rest.Value(picture.height);
@@ -61,9 +79,13 @@ class CRemoteImage final : public COpenedImage {
   }
 
   void Render(const SRenderRequest& request, SQvPicBuf& picture, CRenderGuard&) override {
+    const bool closes = ClosesWithRendering();
     CWireWriter rest;
     PutRenderRequest(rest, request);
+    rest.Value(closes);
     Draw(kRequestRender, rest, picture);
+    m_wasRendered = true;
+    if (closes) m_generation = 0;
   }
 
   bool CustomTag(const CQvStringW& name, CQvByteArray& bytes) override {
@@ -135,13 +157,42 @@ class CRemoteImage final : public COpenedImage {
     return question;
   }
 
-  void Open() {
+  bool IsInline() const noexcept { return !m_input->IsFile() && m_input->Size() <= kMostInline; }
+  // What is small is rendered once and then no more, or opened again in no time; then it stays open.
+  bool ClosesWithRendering() const noexcept {
+    return m_nativePath.empty() && !m_input->IsFolder() && m_bytes <= kMostOpenedAgain && !m_wasRendered;
+  }
+
+  // Small streams are thumbnails, of which the next thing to be asked for is the picture.
+  void OpenAndRead() {
+    try {
+      Open(true);
+    } catch (const CStaleDecoder&) {
+      throw;
+    } catch (const CUnreadyDecoder&) {
+      throw;
+    } catch (const CDamagedError& failure) {
+      if (m_decoder->IsRunning()) throw;
+      // Whether it was the opening that ended the decoder shows when nothing else is asked.
+      Reopen();
+      m_failure = failure.what();
+    }
+  }
+
+  void Open(bool andRead) {
+    if (andRead) m_decoder->Lend(kMostReadAtOnce);
     CWireWriter question = NewQuestion();
     PutSource(question, m_codecName, *m_input, m_nativePath);
     question.Value(m_input->IsFile());
     question.Value(m_input->IsFolder());
-    const std::vector<std::uint8_t> content =
-        m_decoder->Ask(kRequestOpen, question, Subject(), m_stream ? m_stream.Get() : m_input->Handle());
+    question.Bytes(m_input->Memory().data(), IsInline() ? m_input->Memory().size() : 0);
+    question.Value(andRead);
+    const int handle = IsInline() ? -1 : m_stream ? m_stream.Get() : m_input->Handle();
+    const std::vector<std::uint8_t> content = m_decoder->Ask(kRequestOpen, question, Subject(), handle);
+    TakeOpened(content, andRead);
+  }
+
+  void TakeOpened(const std::vector<std::uint8_t>& content, bool andRead) {
     m_generation = m_decoder->Generation();
     CWireReader answer(content);
     GetImageInfo(answer, m_info);
@@ -150,11 +201,21 @@ class CRemoteImage final : public COpenedImage {
     if (!m_nativePath.empty()) m_bytes = bytes;
     answer.Value(m_hasTags);
     if (answer.Get<bool>()) GetMetadata(answer, m_metadata.emplace());
+    if (!answer.Get<bool>() || !andRead) return;
+    m_generation = 0;
+    m_lending = m_decoder->Lending();
+  }
+
+  // Whether the memory holds the picture that was read when the image was opened. Its size is the caller's, not what
+  // the decoder said.
+  bool IsRead(const SQvPicBuf& picture) const noexcept {
+    return m_lending != 0 && m_lending == m_decoder->Lending() && m_decoder->IsRunning() &&
+           CRenderGuard::Multiply(RowBytes(picture), picture.height) <= m_decoder->Lent().Size();
   }
 
   void Reopen() {
     if (!m_decoder->Start()) throw CDamagedError("The decoder cannot be started again");
-    Open();
+    Open(false);
   }
 
   // A decoder that died of another image, or was ended from outside, is started again; once.
@@ -185,10 +246,7 @@ class CRemoteImage final : public COpenedImage {
       m_decoder->Ask(kind, question, Subject());
       return lent;
     });
-    for (std::uint32_t y = 0; y < picture.height; ++y) {
-      const std::size_t offset = std::size_t{y} * picture.widthBytes;
-      std::memcpy(static_cast<std::uint8_t*>(picture.data) + offset, pixels.Data() + offset, RowBytes(picture));
-    }
+    CopyRows(pixels, picture.widthBytes, picture);
   }
 
   std::shared_ptr<CDecoder> m_decoder;
@@ -198,9 +256,12 @@ class CRemoteImage final : public COpenedImage {
   CDescriptor m_stream;  // of an input that lies in memory
   std::uint32_t m_number;
   std::uint64_t m_bytes;
-  std::uint64_t m_generation = 0;
+  std::uint64_t m_generation = 0;  // that has the image open; 0: none
   SQvImageInfo m_info;
   bool m_hasTags = false;
+  bool m_wasRendered = false;
+  std::uint64_t m_lending = 0;  // of the memory that the picture was read into; 0: it was not
+  std::string m_failure;        // of reading the picture when the image was opened; told once
   std::optional<SImageMetadata> m_metadata;
 };
 

@@ -83,9 +83,11 @@ void NoteTroublemaker(const CInput& input) noexcept {
 
 bool IsTroublemaker(const CInput& input) noexcept {
   try {
+    if (!input.IsFile()) return false;
     const CDescriptor list = OpenList(O_RDONLY);
+    if (!list) return false;
     const std::optional<SFileRecord> record = RecordOf(input);
-    if (!record || !list || flock(list.Get(), LOCK_SH) != 0) return false;
+    if (!record || flock(list.Get(), LOCK_SH) != 0) return false;
     const std::vector<SFileRecord> records = ReadList(list.Get());
     return std::count(records.begin(), records.end(), *record) >= kTwice;
   } catch (const std::exception&) {

@@ -32,6 +32,29 @@ void VisitNeighbours(const SAveragedPicture& picture, Function&& function) {
   }
 }
 
+// 1 where rounding cannot have made the difference; not the reverse. A number in single precision, for vector code.
+std::uint32_t SurelyDiffer(float a, float b) noexcept {
+  const float x = std::fabs(a), y = std::fabs(b);
+  return std::fabs(a - b) > 4e-6f * (x > y ? x : y) ? 1 : 0;
+}
+
+// Whether so few pixels can equal both neighbours that the picture is none of labels.
+bool IsSurelyUneven(const SAveragedPicture& picture) noexcept {
+  const std::size_t width = picture.size.width;
+  std::size_t foreground = 0, even = 0;
+  for (std::size_t y = 0; y + 1 < picture.size.height; ++y) {
+    const float* const row = picture.samples.data() + y * width;
+    std::uint32_t rowForeground = 0, rowEven = 0;
+    for (std::size_t x = 0; x + 1 < width; ++x) {
+      rowForeground += row[x] != 0.0f;
+      rowEven += 1 - (SurelyDiffer(row[x], row[x + 1]) | SurelyDiffer(row[x], row[x + width]));
+    }
+    foreground += rowForeground;
+    even += rowEven;
+  }
+  return even * 4 < foreground;
+}
+
 SNeighbours CountNeighbours(const SAveragedPicture& samples) {
   SNeighbours count;
   VisitNeighbours(samples, [&count](float value, float right, float below) {
@@ -67,14 +90,15 @@ std::array<std::uint8_t, 3> LabelColor(std::int64_t label) {
 
 bool MayBeLabels(const SAveragedPicture& averages) {
   if (averages.components != 1 || averages.size.width < 16 || averages.size.height < 16) return false;
+  if (IsSurelyUneven(averages)) return false;
   std::unordered_set<std::uint32_t> labels;
   float most = 0.0f;
   std::size_t foreground = 0, inside = 0;
   VisitNeighbours(averages, [&](float value, float right, float below) {
     foreground += value != 0.0f;
+    if (Differ(value, right) || Differ(value, below)) return;
     const float whole = std::round(value);
     if (!(whole >= 1.0f && whole <= kMostLabel) || Differ(value, whole)) return;
-    if (Differ(value, right) || Differ(value, below)) return;
     ++inside;
     labels.insert(static_cast<std::uint32_t>(whole));
     most = std::max(most, whole);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -18,8 +19,9 @@ class CAreaReducer::CKernel {
   CKernel(const SSourceAxis& x, const SSourceAxis& y, SSize result, std::uint32_t components, CRenderGuard& guard)
       : m_x(x, result.width), m_y(y, result.height), m_components(components) {
     const std::uint64_t samples = CRenderGuard::Multiply(std::uint64_t{result.width} * result.height, components);
-    guard.Reserve(CRenderGuard::Multiply(samples, sizeof(float)));  // Finish makes them
-    m_sums = guard.NewVector<double>(samples);
+    guard.Reserve(CRenderGuard::Multiply(samples, sizeof(float) + sizeof(double)));  // Finish makes the former
+    m_sums = std::make_unique_for_overwrite<double[]>(static_cast<std::size_t>(samples));
+    m_isBegun.resize(result.height);
   }
   virtual ~CKernel() = default;
 
@@ -29,11 +31,24 @@ class CAreaReducer::CKernel {
   bool IsComplete() const noexcept { return m_added == std::uint64_t{m_x.Pixels()} * m_y.Pixels(); }
 
  protected:
-  SAveragedPicture Averages() const {
+  std::size_t RowSamples() const noexcept { return std::size_t{m_x.Result()} * m_components; }
+  // A row of sums: zeros when it is first asked for, which is soon enough.
+  double* SumsOf(std::uint32_t resultRow) noexcept {
+    double* const sums = m_sums.get() + resultRow * RowSamples();
+    if (!m_isBegun[resultRow]) std::fill_n(sums, RowSamples(), 0.0);
+    m_isBegun[resultRow] = true;
+    return sums;
+  }
+  SAveragedPicture Averages() {
     SAveragedPicture averages{{m_x.Result(), m_y.Result()}, m_components, {}};
-    averages.samples.resize(m_sums.size());
+    averages.samples.reserve(RowSamples() * m_y.Result());
     const double scale = 1.0 / Area();
-    for (std::size_t i = 0; i < m_sums.size(); ++i) averages.samples[i] = static_cast<float>(m_sums[i] * scale);
+    for (std::uint32_t y = 0; y < m_y.Result(); ++y) {
+      const double* const sums = SumsOf(y);
+      averages.samples.resize((y + std::size_t{1}) * RowSamples());  // row by row, near the processor
+      float* const row = averages.samples.data() + y * RowSamples();
+      for (std::size_t i = 0; i < RowSamples(); ++i) row[i] = static_cast<float>(sums[i] * scale);
+    }
     return averages;
   }
   // Source pixels per result pixel.
@@ -41,8 +56,9 @@ class CAreaReducer::CKernel {
 
   CReducerAxis m_x, m_y;
   std::uint32_t m_components;
-  std::vector<double> m_sums;  // of the result's pixels
-  std::uint64_t m_added = 0;   // source pixels
+  std::unique_ptr<double[]> m_sums;  // of the result's pixels, in rows that are begun
+  std::vector<bool> m_isBegun;
+  std::uint64_t m_added = 0;  // source pixels
 };
 
 // Rows of one sample type. Inner rows of a result row are summed in m_rowSums; a row on a border first closes the
@@ -93,7 +109,7 @@ class CTypedKernel final : public CAreaReducer::CKernel {
     m_spans = m_x.SpansOf(x, width);
     m_rowSums.assign(Samples(), Sum{});
     m_columns.assign(Samples(), Column{});
-    m_totals.resize(Samples());
+    m_totals.resize(Samples() + 1);  // one more is read: AddSpans
   }
 
   std::size_t Samples() const noexcept { return std::size_t{m_rangeWidth} * m_components; }
@@ -134,7 +150,8 @@ class CTypedKernel final : public CAreaReducer::CKernel {
   // A row that ends a result row, or shares itself between two.
   void CloseRow(std::uint32_t y, const T* row) {
     const SPixelShare share = m_y.ShareOf(y);
-    CloseColumns(m_totals.data(), m_columns.data(), m_rowSums.data(), row, static_cast<Column>(share.weight),
+    Sum* const sums = m_rowsSummed != 0 ? m_rowSums.data() : nullptr;
+    CloseColumns(m_totals.data(), m_columns.data(), sums, row, static_cast<Column>(share.weight),
                  static_cast<Column>(share.nextWeight), Samples());
     m_rowsSummed = 0;
     AddRowTotals(share.result);
@@ -151,10 +168,7 @@ class CTypedKernel final : public CAreaReducer::CKernel {
   }
 
   void AddRowTotals(std::uint32_t resultRow) {
-    double* out = m_sums.data() + std::size_t{resultRow} * m_x.Result() * m_components;
-    for (const SPixelSpan& span : m_spans) {
-      AddSpan(out + std::size_t{span.result} * m_components, m_totals.data(), span, m_components);
-    }
+    AddSpans<Column>(SumsOf(resultRow), m_totals.data(), m_spans, m_components);
   }
 
   // The row itself, or a copy with 0 for what is not finite; those samples are counted in m_missing and taken out of

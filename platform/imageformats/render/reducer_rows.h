@@ -2,7 +2,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
+#include <span>
 
 #include "platform/imageformats/render/reducer_axis.h"
 
@@ -67,7 +69,8 @@ void SpillRows(Column* __restrict columns, Sum* __restrict sums, std::size_t sam
   }
 }
 
-// totals = columns + sums + first * row; columns = next * row; sums = 0. A null row is one of zeros.
+// totals = columns + sums + first * row; columns = next * row; sums = 0. A null row is one of zeros, and so are null
+// sums.
 template <class T, class Column = typename SSampleTraits<T>::Column, class Sum = typename SSampleTraits<T>::Sum>
 void CloseColumns(Column* __restrict totals, Column* __restrict columns, Sum* __restrict sums, const T* __restrict row,
                   Column first, Column next, std::size_t samples) noexcept {
@@ -79,6 +82,14 @@ void CloseColumns(Column* __restrict totals, Column* __restrict columns, Sum* __
     }
     return;
   }
+  if (sums == nullptr) {
+    for (std::size_t i = 0; i < samples; ++i) {
+      const auto sample = static_cast<Column>(row[i]);
+      totals[i] = columns[i] + first * sample;
+      columns[i] = next * sample;
+    }
+    return;
+  }
   for (std::size_t i = 0; i < samples; ++i) {
     const auto sample = static_cast<Column>(row[i]);
     totals[i] = columns[i] + static_cast<Column>(sums[i]) + first * sample;
@@ -87,53 +98,78 @@ void CloseColumns(Column* __restrict totals, Column* __restrict columns, Sum* __
   }
 }
 
-// Adds one result pixel's share of the totals to `out`.
+// The pixels of a span among the totals.
 template <class Column>
-void AddSpan(double* out, const Column* totals, const SPixelSpan& span, std::uint32_t components) noexcept {
-  const Column* p = totals + std::size_t{span.begin} * components;
-  const Column* last = totals + (std::size_t{span.end} - 1) * components;
-  if (components == 1) {
-    // Independent partial sums: one addition waits for the one before it.
-    Column a = *p * static_cast<Column>(span.firstWeight), b{}, c{}, d{};
-    if (p != last) {
-      for (++p; p + 3 < last; p += 4) {
-        a += p[0];
-        b += p[1];
-        c += p[2];
-        d += p[3];
-      }
-      for (; p < last; ++p) b += *p;
-      c += *last * static_cast<Column>(span.lastWeight);
+struct SSpanTotals {
+  SSpanTotals(const Column* totals, const SPixelSpan& span, std::size_t components) noexcept
+      : first(totals + span.begin * components), last(totals + (std::size_t{span.end} - 1) * components) {}
+  const Column* first;
+  const Column* last;
+};
+
+template <class Column>
+inline void AddSpanOfOne(double* out, const Column* totals, const SPixelSpan& span) noexcept {
+  const SSpanTotals<Column> pixels(totals, span, 1);
+  const Column *p = pixels.first, *last = pixels.last;
+  // Independent partial sums: one addition waits for the one before it.
+  Column a = *p * static_cast<Column>(span.firstWeight), b{}, c{}, d{};
+  if (p != last) {
+    for (++p; p + 3 < last; p += 4) {
+      a += p[0];
+      b += p[1];
+      c += p[2];
+      d += p[3];
     }
-    *out += static_cast<double>((a + b) + (c + d));
-    return;
+    for (; p < last; ++p) b += *p;
+    c += *last * static_cast<Column>(span.lastWeight);
   }
-  if (components == 3) {
-    const auto w = static_cast<Column>(span.firstWeight);
-    Column a = p[0] * w, b = p[1] * w, c = p[2] * w;
-    if (p != last) {
-      for (p += 3; p < last; p += 3) {
-        a += p[0];
-        b += p[1];
-        c += p[2];
-      }
-      const auto v = static_cast<Column>(span.lastWeight);
-      a += last[0] * v;
-      b += last[1] * v;
-      c += last[2] * v;
+  *out += static_cast<double>((a + b) + (c + d));
+}
+
+// Four neighbours at once: the fourth is of the next pixel, or behind the row, and is left out.
+template <class Column>
+inline void AddSpanOfThree(double* out, const Column* totals, const SPixelSpan& span) noexcept {
+  using Four [[gnu::vector_size(4 * sizeof(Column))]] = Column;
+  const SSpanTotals<Column> pixels(totals, span, 3);
+  Four sum, next;
+  std::memcpy(&sum, pixels.first, sizeof sum);
+  sum *= static_cast<Column>(span.firstWeight);
+  if (pixels.first != pixels.last) {
+    for (const Column* p = pixels.first + 3; p < pixels.last; p += 3) {
+      std::memcpy(&next, p, sizeof next);
+      sum += next;
     }
-    out[0] += static_cast<double>(a);
-    out[1] += static_cast<double>(b);
-    out[2] += static_cast<double>(c);
-    return;
+    std::memcpy(&next, pixels.last, sizeof next);
+    sum += next * static_cast<Column>(span.lastWeight);
   }
+  for (int k = 0; k < 3; ++k) out[k] += static_cast<double>(sum[k]);
+}
+
+template <class Column>
+void AddSpanOfAny(double* out, const Column* totals, const SPixelSpan& span, std::uint32_t components) noexcept {
+  const SSpanTotals<Column> pixels(totals, span, components);
   for (std::uint32_t k = 0; k < components; ++k) {
-    Column sum = p[k] * static_cast<Column>(span.firstWeight);
-    if (p != last) {
-      for (const Column* q = p + components; q < last; q += components) sum += q[k];
-      sum += last[k] * static_cast<Column>(span.lastWeight);
+    Column sum = pixels.first[k] * static_cast<Column>(span.firstWeight);
+    if (pixels.first != pixels.last) {
+      for (const Column* q = pixels.first + components; q < pixels.last; q += components) sum += q[k];
+      sum += pixels.last[k] * static_cast<Column>(span.lastWeight);
     }
     out[k] += static_cast<double>(sum);
+  }
+}
+
+// Adds the result pixels' shares of the totals to `out`, a result row. Of three components one more is read behind the
+// totals.
+template <class Column>
+void AddSpans(double* out, const Column* totals, std::span<const SPixelSpan> spans, std::uint32_t components) noexcept {
+  if (components == 1) {
+    for (const SPixelSpan& span : spans) AddSpanOfOne(out + span.result, totals, span);
+  } else if (components == 3) {
+    for (const SPixelSpan& span : spans) AddSpanOfThree(out + std::size_t{span.result} * 3, totals, span);
+  } else {
+    for (const SPixelSpan& span : spans) {
+      AddSpanOfAny(out + std::size_t{span.result} * components, totals, span, components);
+    }
   }
 }
 

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <vector>
+
+#include "platform/imageformats/render/sample_order.h"
 
 namespace imageformats {
 
@@ -11,24 +12,11 @@ namespace {
 constexpr double kLowQuantile = 0.001;
 constexpr double kHighQuantile = 0.999;
 
-std::vector<float> FiniteSamples(std::span<const float> samples, std::size_t first, std::size_t step) {
-  std::vector<float> finite;
-  finite.reserve(samples.size() / step + 1);
-  for (std::size_t i = first; i < samples.size(); i += step) {
-    if (std::isfinite(samples[i])) finite.push_back(samples[i]);
-  }
-  return finite;
-}
-
 SDisplayRange Widened(const SDisplayRange& nominal, double value) {
   return {std::min(nominal.low, value), std::max(nominal.high, value)};
 }
 
 }  // namespace
-
-bool Differ(double low, double high) noexcept {
-  return std::fabs(high - low) > 1e-6 * std::max(std::fabs(low), std::fabs(high));
-}
 
 SDisplayRange NominalRange(std::uint32_t significantBits) noexcept {
   return {0.0, std::ldexp(1.0, static_cast<int>(std::clamp<std::uint32_t>(significantBits, 1, 64))) - 1.0};
@@ -36,19 +24,16 @@ SDisplayRange NominalRange(std::uint32_t significantBits) noexcept {
 
 SDisplayRange PercentileRange(std::span<const float> samples, std::size_t first, std::size_t step,
                               const SDisplayRange& nominal) {
-  std::vector<float> finite = FiniteSamples(samples, first, step);
-  if (finite.empty()) return nominal;
-  const double last = static_cast<double>(finite.size() - 1);
-  const auto low = finite.begin() + std::lround(kLowQuantile * last);
-  const auto high = finite.begin() + std::lround(kHighQuantile * last);
-  std::nth_element(finite.begin(), low, finite.end());
-  const float lowValue = *low;  // the second selection moves it
-  std::nth_element(low, high, finite.end());
-  if (Differ(lowValue, *high)) return {lowValue, *high};
+  const CSampleOrder order(samples, first, step);
+  if (order.Count() == 0) return nominal;
+  const auto at = [&order, last = static_cast<double>(order.Count() - 1)](double quantile) {
+    return order.At(static_cast<std::size_t>(std::lround(quantile * last)));
+  };
+  const float low = at(kLowQuantile), high = at(kHighQuantile);
+  if (Differ(low, high)) return {low, high};
   // Fewer than 0.1 % of the pixels differ from the rest: they are what there is to see.
-  const auto [least, most] = std::minmax_element(finite.begin(), finite.end());
-  if (Differ(*least, *most)) return {*least, *most};
-  return Widened(nominal, *least);
+  if (Differ(order.Least(), order.Most())) return {order.Least(), order.Most()};
+  return Widened(nominal, order.Least());
 }
 
 SDisplayRange PercentileRange(const SAveragedPicture& picture, std::uint32_t components, const SDisplayRange& nominal) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -15,7 +17,9 @@ struct SDisplayRange {
 };
 
 // Whether two averages differ by more than what rounding makes of equal samples.
-bool Differ(double low, double high) noexcept;
+inline bool Differ(double low, double high) noexcept {
+  return std::fabs(high - low) > 1e-6 * std::max(std::fabs(low), std::fabs(high));
+}
 
 // 0 and the largest value of `significantBits`.
 SDisplayRange NominalRange(std::uint32_t significantBits) noexcept;

@@ -19,13 +19,29 @@ namespace {
 constexpr std::uint16_t kImageDescription = 270, kSoftware = 305, kTileWidth = 322, kXmp = 700;
 constexpr std::uint16_t kFirstHighPrivateTag = 65400;
 
+// The first bytes of a text; empty when it cannot be read.
+struct STextStart {
+  STextStart(const tiff::CIfdReader& directory, const tiff::SIfdEntry& entry) noexcept {
+    size = static_cast<std::size_t>(std::min<std::uint64_t>(entry.count, sizeof bytes));
+    if (!directory.ReadValues(entry, bytes, size)) size = 0;
+  }
+  std::string_view Text() const noexcept { return {reinterpret_cast<const char*>(bytes), size}; }
+
+  std::uint8_t bytes[1024] = {};
+  std::size_t size = 0;
+};
+
 // Microscopes' files, of which every one would be asked for in vain.
 bool IsOmeOrImageJ(const tiff::CIfdReader& directory, const tiff::SIfdEntry& description) noexcept {
-  std::uint8_t bytes[1024] = {};
-  const std::size_t size = static_cast<std::size_t>(std::min<std::uint64_t>(description.count, sizeof bytes));
-  if (!directory.ReadValues(description, bytes, size)) return false;
-  const std::string_view text(reinterpret_cast<const char*>(bytes), size);
-  return text.starts_with("ImageJ=") || text.find("openmicroscopy.org/Schemas/OME") != std::string_view::npos;
+  const STextStart start(directory, description);
+  return start.Text().starts_with("ImageJ=") ||
+         start.Text().find("openmicroscopy.org/Schemas/OME") != std::string_view::npos;
+}
+
+// Every program writes its name; these are the ones that the library knows scanners by.
+bool IsScanners(const tiff::CIfdReader& directory, const tiff::SIfdEntry& software) noexcept {
+  const STextStart start(directory, software);
+  return start.Text().starts_with("MedScan") || start.Text().starts_with("Philips");
 }
 
 // A scanner's TIFF says whose it is in one of these, or has tags of its own.
@@ -34,7 +50,8 @@ bool NamesItsMaker(const tiff::CIfdReader& directory) noexcept {
   for (std::size_t i = 0; i < directory.EntryCount(); ++i) {
     const tiff::SIfdEntry entry = directory.Entry(i);
     if (entry.tag == kImageDescription && IsOmeOrImageJ(directory, entry)) return false;
-    found = found || entry.tag == kImageDescription || entry.tag == kSoftware || entry.tag == kXmp;
+    found = found || entry.tag == kImageDescription || entry.tag == kXmp ||
+            (entry.tag == kSoftware && IsScanners(directory, entry));
   }
   return found;
 }

@@ -24,10 +24,11 @@ CWireWriter Success() {
 }
 
 // An opened image of these properties, up to its metadata.
-CWireWriter Opened(std::uint32_t side, bool withMetadata) {
+CWireWriter Opened(std::uint32_t side, std::uint32_t components, bool withMetadata) {
   CWireWriter answer = Success();
   SQvImageInfo info;
-  info.width = info.height = info.components = info.widthBytes = side;
+  info.width = info.height = info.widthBytes = side;
+  info.components = components;
   info.bpcInMemory = 8;
   PutImageInfo(answer, info);
   answer.Value(std::numeric_limits<std::uint64_t>::max());
@@ -36,8 +37,14 @@ CWireWriter Opened(std::uint32_t side, bool withMetadata) {
   return answer;
 }
 
+CWireWriter OpenedUnread(std::uint32_t side, std::uint32_t components) {
+  CWireWriter answer = Opened(side, components, false);
+  answer.Value(false);
+  return answer;
+}
+
 CWireWriter OpenedWithManyLoops() {
-  CWireWriter answer = Opened(100, true);
+  CWireWriter answer = Opened(100, 100, true);
   SImageMetadata metadata;
   metadata.loops.resize(100000);
   PutMetadata(answer, metadata);
@@ -67,9 +74,9 @@ void Misbehave(const std::string& name, CChannel& channel) {
   if (name == "question") channel.Send(kRequestOpen, {});
   if (name == "status") channel.Send(kAnswer, std::vector<std::uint8_t>(4, 0xFF));
   if (name == "success") channel.Send(kAnswer, Success().Content());
-  if (name == "giant") channel.Send(kAnswer, Opened(kMost, false).Content());
+  if (name == "giant") channel.Send(kAnswer, OpenedUnread(kMost, kMost).Content());
   if (name == "lists") {
-    CWireWriter answer = Opened(100, true);
+    CWireWriter answer = Opened(100, 100, true);
     answer.Raw(std::vector<std::uint8_t>(1000, 0xFF));
     channel.Send(kAnswer, answer.Content());
   }
@@ -80,6 +87,27 @@ void Misbehave(const std::string& name, CChannel& channel) {
     while (channel.Send(kAskBeside, question.Content()) == CChannel::EResult::kDone) continue;
   }
   while (name == "busy") (void)getppid();
+}
+
+// Whether the question is to open and to read at once.
+bool AsksToRead(const SMessage& message) {
+  return message.kind == kRequestOpen && !message.content.empty() && message.content.back() != 0;
+}
+
+// Opens whatever it is asked to, and does wrong when it is to read.
+void MisbehaveReading(const std::string& name, const SMessage& message, CChannel& channel) {
+  if (message.kind == kRequestMemory || message.kind == kRequestClose) return;
+  if (name == "read-giant" && message.kind == kRequestOpen) {
+    CWireWriter answer = Opened(2000, 3, false);
+    answer.Value(true);
+    channel.Send(kAnswer, answer.Content());
+    return;
+  }
+  if (message.kind == kRequestOpen && !AsksToRead(message)) {
+    channel.Send(kAnswer, OpenedUnread(10, 3).Content());
+    return;
+  }
+  Misbehave(name == "read-giant" ? "crash" : name.substr(0, name.find('-')), channel);
 }
 
 // As a program whose library is missing, that is not let run, or whose system does not answer.
@@ -100,6 +128,12 @@ int main(int, char** arguments) {
   MisbehaveUnready(name, channel);
   channel.Send(kReady, {});
   SMessage message;
-  while (channel.Receive(&message) != CChannel::EResult::kClosed) Misbehave(name, channel);
+  while (channel.Receive(&message) != CChannel::EResult::kClosed) {
+    if (name.find("read") != std::string::npos && name.find("unready") == std::string::npos) {
+      MisbehaveReading(name, message, channel);
+    } else {
+      Misbehave(name, channel);
+    }
+  }
   return 0;
 }

@@ -98,6 +98,20 @@ TEST(Wsi, FilesThatNameNoScannerAreNotAskedFor) {
   EXPECT_TRUE(mayBe("scanner.tif", kScanner));
 }
 
+TEST(Wsi, ProgramsThatMakeTiledFilesAreNoScanners) {
+  const auto mayBe = [](const char* software) {
+    STiffPage page = MakePage<std::uint8_t>(90, 70, 3, [](auto x, auto y, auto) { return x + y; });
+    page.tile = 64;
+    page.tags = [=](TIFF* tiff) { TIFFSetField(tiff, TIFFTAG_SOFTWARE, software); };
+    const SFileBytes tiff = WriteTiff(page);
+    return MayBeSlideTiff(*CInput::FromMemory(tiff.data(), tiff.size()));
+  };
+  EXPECT_FALSE(mayBe("a program that writes pyramids"));
+  EXPECT_FALSE(mayBe("x"));
+  EXPECT_TRUE(mayBe("MedScan 1"));
+  EXPECT_TRUE(mayBe("Philips DP v1.0"));
+}
+
 TEST(Wsi, RendersTheAverageAndTellsTheScale) {
   const CTempFolder folder;
   const STestPicture picture = SmoothPicture(700, 500, 3);

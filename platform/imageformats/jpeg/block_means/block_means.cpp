@@ -121,6 +121,10 @@ std::uint16_t Mean(int value) noexcept {
   return static_cast<std::uint16_t>(std::clamp(value + kMeanOfMidGrey, 0, kMaxMean));
 }
 
+int BlockMean(std::int16_t coefficient, int quantiser) noexcept {
+  return std::clamp(coefficient * quantiser, -kMaxMean, kMaxMean);
+}
+
 SBlockMeans CBlockMeansReader::Picture() {
   SBlockMeans picture;
   picture.isYCbCr = m_frame.IsYCbCr();
@@ -140,20 +144,26 @@ SBlockMeans CBlockMeansReader::Picture() {
 
 }  // namespace
 
-void SBlockMeansPlane::FillRows(std::uint32_t row, std::uint16_t* out) const noexcept {
+void SBlockMeansPlane::FillRows(std::uint32_t row, std::uint16_t* __restrict out) const noexcept {
   const std::uint32_t side = RowsAtOnce();
-  const std::size_t blocks = stride / side, first = row / side * blocks;
-  for (std::size_t i = first; i < first + blocks; ++i, out += side) {
-    const int mean = std::clamp(dcCoefficients[i] * quantiser, -kMaxMean, kMaxMean);
-    if (details.empty()) {
-      *out = Mean(mean);
-      continue;
-    }
-    const SQuarterDetail& d = details[i];
-    out[0] = Mean(mean + d.left + d.upper + d.diagonal);
-    out[1] = Mean(mean - d.left + d.upper - d.diagonal);
-    out[stride] = Mean(mean + d.left - d.upper - d.diagonal);
-    out[stride + 1] = Mean(mean - d.left - d.upper + d.diagonal);
+  const std::size_t blocks = stride / side, blockRow = row / side;
+  const std::int16_t* const coefficients = dcCoefficients.data() + blockRow * blocks;
+  const int scale = quantiser;
+  if (details.empty()) {
+    for (std::size_t i = 0; i < blocks; ++i) out[i] = Mean(BlockMean(coefficients[i], scale));
+    return;
+  }
+  const std::int16_t* const lefts = details.data() + blockRow * kQuarterDetails * blocks;
+  const std::int16_t* const uppers = lefts + blocks * kUpperDetail;
+  const std::int16_t* const diagonals = lefts + blocks * kDiagonalDetail;
+  std::uint16_t* __restrict below = out + stride;
+  for (std::size_t i = 0; i < blocks; ++i) {
+    const int mean = BlockMean(coefficients[i], scale);
+    const int left = lefts[i], upper = mean + uppers[i], lower = mean - uppers[i], diagonal = diagonals[i];
+    out[2 * i] = Mean(upper + left + diagonal);
+    out[2 * i + 1] = Mean(upper - left - diagonal);
+    below[2 * i] = Mean(lower + left - diagonal);
+    below[2 * i + 1] = Mean(lower - left + diagonal);
   }
 }
 

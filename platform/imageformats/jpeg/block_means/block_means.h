@@ -23,7 +23,7 @@ struct SBlockMeansPlane {
   SSourceAxis x, y;          // of the picture's own means
   std::uint16_t quantiser = 1;
   std::vector<std::int16_t> dcCoefficients;
-  std::vector<SQuarterDetail> details;  // of the same blocks; empty when the means are those of whole blocks
+  CQuarterDetails details;  // of the same blocks; empty when the means are those of whole blocks
 
   // Rows of means that belong together: 1, or the 2 of a row of blocks. y.pixels may end within them.
   std::uint32_t RowsAtOnce() const noexcept { return details.empty() ? 1 : 2; }

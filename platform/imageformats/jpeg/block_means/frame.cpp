@@ -12,7 +12,7 @@ namespace imageformats {
 namespace {
 
 // At most: libjpeg gets by with a few rows.
-constexpr std::uint64_t kBytesPerBlock = sizeof(std::int16_t) + sizeof(SQuarterDetail);
+constexpr std::uint64_t kBytesPerBlock = sizeof(std::int16_t) * (1 + kQuarterDetails);
 
 // Mean over the first half of a block of the transform's basis function of that frequency, on a scale where frequency 0
 // has 1 (T.81, A.3.3). Over the second half it is the same for frequency 0 and the opposite for odd ones; that of other
@@ -58,18 +58,14 @@ void SJpegComponent::KeepQuantisers(const std::array<std::uint16_t, 64>& table) 
   for (std::size_t k = 1; k <= kLastQuarterCoefficient && hasQuarters; ++k) {
     const int column = kNaturalOrder[k] % 8, row = kNaturalOrder[k] / 8;
     const double weight = table[k] * HalfMean(column) * HalfMean(row);
-    if (weight == 0.0) continue;
-    weights[k].weight = std::llround(std::ldexp(weight, SJpegComponent::kWeightBits));
-    weights[k].detail = row == 0      ? &SQuarterDetail::left
-                        : column == 0 ? &SQuarterDetail::upper
-                                      : &SQuarterDetail::diagonal;
+    weights[k] = std::llround(std::ldexp(weight, kWeightBits));
   }
 }
 
 bool SJpegComponent::IsComplete() const noexcept {
   if (missingBits[0] != 0) return false;
   for (std::size_t k = 1; k <= kLastQuarterCoefficient && hasQuarters; ++k) {
-    if (weights[k].detail == nullptr) continue;
+    if (weights[k] == 0) continue;
     if (missingBits[k] < 0 || ((1 << missingBits[k]) - 1) * quantisers[k] / 8.0 > kToleratedGreyLevels) return false;
   }
   return true;
@@ -106,7 +102,7 @@ bool SJpegFrame::ParseFrameHeader(std::span<const std::uint8_t> payload, bool is
     c.hasQuarters =
         request.detail == EMeansDetail::kQuarters || (request.detail == EMeansDetail::kQuarterChroma && isSampledLess);
     if (!c.hasQuarters) continue;
-    c.details = guard.NewVector<SQuarterDetail>(blocks);
+    c.details = guard.NewVector<std::int16_t>(blocks * kQuarterDetails);
     c.isColumnCut = CutBlocks(MeansAxisX(c, 1), request.result.width, c.stride);
     c.isRowCut = CutBlocks(MeansAxisY(c, 1), request.result.height, McusDown() * c.v);
   }
@@ -138,7 +134,7 @@ bool SJpegFrame::ParseHuffmanTables(std::span<const std::uint8_t> payload) {
     const auto isSize = [](std::uint8_t symbol) { return symbol < 16; };
     if (isAc == 0 && !std::ranges::all_of(payload.subspan(17, symbols), isSize)) return false;
     CJpegHuffmanTable& huffman = isAc != 0 ? acTables[table] : dcTables[table];
-    if (!huffman.Build(payload.subspan<1, 16>(), payload.subspan(17, symbols))) return false;
+    if (!huffman.Build(payload.subspan<1, 16>(), payload.subspan(17, symbols), isAc != 0)) return false;
     payload = payload.subspan(17 + symbols);
   }
   return true;

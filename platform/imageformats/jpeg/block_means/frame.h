@@ -30,15 +30,11 @@ struct SJpegComponent {
 
   // How the quarters of each block differ from its mean; only when the quarters are wanted.
   bool hasQuarters = false;
-  std::vector<SQuarterDetail> details;
+  CQuarterDetails details;
   std::vector<std::uint8_t> isColumnCut, isRowCut;  // of blocks: whether those in it are taken apart
-  // What an AC coefficient of 1 adds to one of them, in parts of 2 to the kWeightBits; null for those that change none.
-  struct SWeight {
-    std::int16_t SQuarterDetail::*detail = nullptr;
-    std::int64_t weight = 0;
-  };
+  // What an AC coefficient of 1 makes of its detail, in parts of 2 to the kWeightBits; 0 for those that make none.
   static constexpr unsigned kWeightBits = 8;
-  std::array<SWeight, kLastQuarterCoefficient + 1> weights{};
+  std::array<std::int64_t, kLastQuarterCoefficient + 1> weights{};
 
   SJpegComponent() { missingBits.fill(-1); }
   // The last coefficient, in zigzag order, that this block is taken apart by. Halves on the same side of a border add
@@ -49,13 +45,18 @@ struct SJpegComponent {
     constexpr std::array<std::uint8_t, 4> kLast = {0, 1, 2, kLastQuarterCoefficient};
     return kLast[isColumnCut[x] | isRowCut[y] << 1];
   }
-  // `k` is at most kLastQuarterCoefficient.
-  void AddCoefficient(std::size_t block, unsigned k, int value) noexcept {
-    if (weights[k].detail == nullptr) return;
-    std::int16_t& detail = details[block].*weights[k].detail;
+  // Of the block at (x, y), once; `k` is at most kLastQuarterCoefficient.
+  void SetCoefficient(std::uint32_t x, std::uint32_t y, unsigned k, int value) noexcept {
+    if (weights[k] == 0) return;
     constexpr std::int64_t kHalf = 1 << (kWeightBits - 1);
-    const std::int64_t sum = detail + ((value * weights[k].weight + kHalf) >> kWeightBits);
-    detail = static_cast<std::int16_t>(std::clamp<std::int64_t>(sum, -32767, 32767));
+    const std::int64_t detail = (value * weights[k] + kHalf) >> kWeightBits;
+    details[DetailRow(y, k) * stride + x] = static_cast<std::int16_t>(std::clamp<std::int64_t>(detail, -32767, 32767));
+  }
+  // The row of a coefficient's detail: (T.81, figure 5) 1 is of the left, 2 of the upper half, 4 of the diagonal.
+  static std::size_t DetailRow(std::uint32_t y, unsigned k) noexcept {
+    constexpr std::array<std::uint8_t, kLastQuarterCoefficient + 1> kDetails = {0, kLeftDetail, kUpperDetail, 0,
+                                                                                kDiagonalDetail};
+    return std::size_t{y} * kQuarterDetails + kDetails[k];
   }
   void KeepQuantisers(const std::array<std::uint16_t, 64>& table);
   // Whether the scans read so far hold what the means are made of.

@@ -1,11 +1,13 @@
 #include "platform/imageformats/jpeg/block_means/huffman_table.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace imageformats {
 
-bool CJpegHuffmanTable::Build(std::span<const std::uint8_t, 16> counts, std::span<const std::uint8_t> symbols) {
-  m_lookup.clear();
+bool CJpegHuffmanTable::Build(std::span<const std::uint8_t, 16> counts, std::span<const std::uint8_t> symbols,
+                              bool isAc) {
+  m_codes.clear();
   m_symbols.assign(symbols.begin(), symbols.end());
   std::int32_t code = 0, index = 0;
   for (std::size_t length = 1; length <= 16; ++length, code *= 2) {
@@ -17,73 +19,77 @@ bool CJpegHuffmanTable::Build(std::span<const std::uint8_t, 16> counts, std::spa
     if (code > 1 << length) return false;
   }
   if (static_cast<std::size_t>(index) > symbols.size()) return false;
-  BuildLookup();
+  BuildCodes();
   BuildCoefficients();
+  if (isAc) BuildSteps();
   return true;
 }
 
-void CJpegHuffmanTable::BuildLookup() {
-  m_lookup.assign(std::size_t{1} << kLookupBits, {});
+void CJpegHuffmanTable::BuildCodes() {
+  m_codes.assign(std::size_t{1} << kLookupBits, {});
   for (unsigned length = 1; length <= kLookupBits; ++length) {
     for (std::int32_t i = 0; i < m_count[length]; ++i) {
       const auto code = static_cast<std::size_t>(m_firstCode[length] + i);
-      SLookup step;
-      step.codeBits = static_cast<std::uint8_t>(length);
-      step.symbol = m_symbols[static_cast<std::size_t>(m_firstIndex[length] + i)];
+      const std::uint8_t symbol = m_symbols[static_cast<std::size_t>(m_firstIndex[length] + i)];
       const unsigned rest = kLookupBits - length;
-      std::fill_n(m_lookup.begin() + static_cast<std::ptrdiff_t>(code << rest), std::size_t{1} << rest, step);
+      std::fill_n(m_codes.begin() + static_cast<std::ptrdiff_t>(code << rest), std::size_t{1} << rest,
+                  SCode{static_cast<std::uint8_t>(length), symbol});
     }
-  }
-  constexpr std::size_t kMask = (std::size_t{1} << kLookupBits) - 1;
-  for (std::size_t window = 0; window <= kMask; ++window) {
-    SLookup& many = m_lookup[window];
-    unsigned bits = 0, advance = 0;
-    bool end = false;
-    while (bits < kLookupBits && !end) {
-      const SLookup& one = m_lookup[(window << bits) & kMask];
-      if (one.codeBits == 0 || bits + one.codeBits > kLookupBits) break;
-      const unsigned size = one.symbol & 15;
-      end = size == 0 && one.symbol != 0xF0;
-      const unsigned step = end ? 0 : (one.symbol >> 4) + 1u;
-      bits += one.codeBits + size;
-      advance += step;
-    }
-    many.skipBits = static_cast<std::uint8_t>(bits);
-    many.skipCoefficients = static_cast<std::uint8_t>(std::min(advance, 127u) & 127);
-    many.skipEndsBlock = end;
   }
 }
 
-namespace {
-
-SJpegCoefficient CoefficientOf(int symbol, std::uint32_t valueBits, unsigned codeBits) noexcept {
-  const unsigned run = static_cast<unsigned>(symbol) >> 4, size = static_cast<unsigned>(symbol) & 15;
-  SJpegCoefficient coefficient;
-  coefficient.bits = static_cast<std::uint8_t>(codeBits + size);
-  if (size != 0) coefficient.value = static_cast<std::int16_t>(ExtendJpegValue(valueBits, size));
-  coefficient.advance = static_cast<std::uint8_t>(size == 0 && run != 15 ? 0 : run + 1);
-  return coefficient;
+// Windows of one bit, two and so on: what a code leaves of a window has been looked at as one of fewer bits.
+void CJpegHuffmanTable::BuildSteps() {
+  std::array<std::vector<CStep>, kLookupBits + 1> windows;
+  windows[0].resize(1);
+  for (unsigned bits = 1; bits <= kLookupBits; ++bits) {
+    windows[bits].resize(std::size_t{1} << bits);
+    for (unsigned length = 1; length <= bits; ++length) {
+      for (std::int32_t i = 0; i < m_count[length]; ++i) {
+        const auto code = static_cast<std::size_t>(m_firstCode[length] + i);
+        const std::span of(windows[bits].data() + (code << (bits - length)), std::size_t{1} << (bits - length));
+        const std::uint8_t symbol = m_symbols[static_cast<std::size_t>(m_firstIndex[length] + i)];
+        FillSteps(of, symbol, length, bits, windows);
+      }
+    }
+  }
+  m_steps = std::move(windows[kLookupBits]);
+  std::replace(m_steps.begin(), m_steps.end(), CStep{0}, static_cast<CStep>(kNone << kStepBits));
 }
 
-}  // namespace
+// `steps`: of the windows of so many bits that begin with the symbol.
+void CJpegHuffmanTable::FillSteps(std::span<CStep> steps, std::uint8_t symbol, unsigned length, unsigned bits,
+                                  std::span<const std::vector<CStep>> windows) {
+  const unsigned run = symbol >> 4, size = symbol & 15, taken = length + size;
+  const bool isEnd = size == 0 && run != 15;
+  const auto step = static_cast<CStep>(taken | (isEnd ? kEndsBlock : run + 1) << kStepBits);
+  if (isEnd || taken >= bits) {
+    std::fill(steps.begin(), steps.end(), step);
+    return;
+  }
+  const std::vector<CStep>& rest = windows[bits - taken];
+  for (auto out = steps.begin(); out != steps.end(); out += static_cast<std::ptrdiff_t>(rest.size())) {
+    std::transform(rest.begin(), rest.end(), out, [step](CStep further) {
+      const auto both = static_cast<CStep>(step + further);
+      return (both >> kStepBits & kNone) != 0 ? step : both;
+    });
+  }
+}
 
 void CJpegHuffmanTable::BuildCoefficients() {
   for (unsigned window = 0; window < m_coefficients.size(); ++window) {
-    const SLookup& code = m_lookup[window << (kLookupBits - kCoefficientBits)];
-    const unsigned size = code.symbol & 15u, bits = code.codeBits + size;
-    const bool fits = code.codeBits != 0 && bits <= kCoefficientBits;
+    const SCode& code = m_codes[window << (kLookupBits - kCoefficientBits)];
+    const unsigned size = code.symbol & 15u, bits = code.bits + size;
+    const bool fits = code.bits != 0 && bits <= kCoefficientBits;
     const unsigned value = fits ? window >> (kCoefficientBits - bits) & ((1u << size) - 1) : 0;
-    m_coefficients[window] = fits ? CoefficientOf(code.symbol, value, code.codeBits) : SJpegCoefficient{};
+    m_coefficients[window] = fits ? CoefficientOf(code.symbol, value, code.bits) : SJpegCoefficient{};
   }
 }
 
 SJpegCoefficient CJpegHuffmanTable::DecodeLongCoefficient(CJpegBitReader& bits) const noexcept {
+  bits.Refill();
   const int symbol = Decode(bits);
-  if (symbol < 0) return {};
-  const unsigned size = static_cast<unsigned>(symbol) & 15;
-  const SJpegCoefficient coefficient = CoefficientOf(symbol, size == 0 ? 0 : bits.Peek(size), 1);
-  bits.Skip(size);
-  return coefficient;
+  return symbol < 0 ? SJpegCoefficient{} : TakeValue(bits, static_cast<std::uint8_t>(symbol));
 }
 
 int CJpegHuffmanTable::DecodeLongCode(CJpegBitReader& bits) const noexcept {

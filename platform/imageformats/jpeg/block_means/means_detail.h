@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "platform/imageformats/base/geometry.h"
 
@@ -21,9 +23,8 @@ struct SMeansRequest {
 };
 
 // What makes quarters of a block of its mean, on the scale of SBlockMeansPlane: added to the left, the upper, and the
-// upper left and lower right quarters, taken from the others.
-struct SQuarterDetail {
-  std::int16_t left = 0, upper = 0, diagonal = 0;
-};
+// upper left and lower right quarters, taken from the others. Of each row of blocks one row of each.
+enum : std::size_t { kLeftDetail, kUpperDetail, kDiagonalDetail, kQuarterDetails };
+using CQuarterDetails = std::vector<std::int16_t>;
 
 }  // namespace imageformats

@@ -20,9 +20,8 @@ class CScanDecoder {
     const std::uint32_t down = single ? only.blocksDown : m_frame.McusDown();
     for (std::uint32_t y = 0; y < down; ++y) {
       m_guard.CheckTime();
-      for (std::uint32_t x = 0; x < across; ++x) {
-        if (!SkipRestartMarkerIfDue()) return false;
-        if (!(single ? DecodeBlock(0, x, y) : DecodeMcu(x, y))) return false;
+      if (!(m_frame.progressive ? DecodeProgressiveRow(across, y, single) : DecodeSequentialRow(across, y, single))) {
+        return false;
       }
       if (m_bits.IsOverrun()) return false;
     }
@@ -30,33 +29,61 @@ class CScanDecoder {
   }
 
  private:
-  bool SkipRestartMarkerIfDue() {
-    if (m_frame.restartInterval == 0) return true;
-    if (m_mcusToRestart == 0) {
-      if (m_started && !m_bits.SkipRestartMarker(m_restartCount++ % 8)) return false;
-      for (int& predictor : m_predictors) predictor = 0;
-      m_endOfBandRun = 0;
-      m_mcusToRestart = m_frame.restartInterval;
-      m_started = true;
-    }
-    --m_mcusToRestart;
+  // Before each MCU.
+  bool IsRestartDue() noexcept {
+    if (m_frame.restartInterval == 0) return false;
+    if (m_mcusToRestart-- != 0) return false;
+    m_mcusToRestart = m_frame.restartInterval - 1;
+    return true;
+  }
+  // Passes the marker, which the first MCU has none before it.
+  bool Restart() {
+    if (m_started && !m_bits.SkipRestartMarker(m_restartCount++ % 8)) return false;
+    for (int& predictor : m_predictors) predictor = 0;
+    m_endOfBandRun = 0;
+    m_started = true;
     return true;
   }
 
-  bool DecodeMcu(std::uint32_t x, std::uint32_t y) {
+  // A row of MCUs, or of the blocks of the scan's only component. The bits stay in registers for all of it.
+  bool DecodeSequentialRow(std::uint32_t across, std::uint32_t y, bool single) {
+    CJpegBitWindow bits(m_bits);
+    const auto decode = [&](std::size_t index, std::uint32_t column, std::uint32_t row) {
+      return DecodeSequentialBlock(bits, index, column, row);
+    };
+    for (std::uint32_t x = 0; x < across; ++x) {
+      if (IsRestartDue() && !bits.Through([this](CJpegBitReader&) { return Restart(); })) return false;
+      if (!(single ? decode(0, x, y) : ForEachBlockOfMcu(x, y, decode))) return false;
+    }
+    return true;
+  }
+
+  bool DecodeProgressiveRow(std::uint32_t across, std::uint32_t y, bool single) {
+    const auto decode = [this](std::size_t index, std::uint32_t column, std::uint32_t row) {
+      return DecodeProgressiveBlock(index, column, row);
+    };
+    for (std::uint32_t x = 0; x < across; ++x) {
+      if (IsRestartDue() && !Restart()) return false;
+      if (!(single ? decode(0, x, y) : ForEachBlockOfMcu(x, y, decode))) return false;
+    }
+    return true;
+  }
+
+  // Calls decode(index of the component, x, y of the block) while that returns true.
+  template <class Decode>
+  bool ForEachBlockOfMcu(std::uint32_t x, std::uint32_t y, Decode&& decode) const {
     for (std::size_t i = 0; i < m_scan.components.size(); ++i) {
-      const SJpegComponent& c = *m_scan.components[i].component;
-      for (std::uint32_t row = 0; row < c.v; ++row) {
-        for (std::uint32_t column = 0; column < c.h; ++column) {
-          if (!DecodeBlock(i, x * c.h + column, y * c.v + row)) return false;
+      const std::uint32_t h = m_scan.components[i].component->h, v = m_scan.components[i].component->v;
+      for (std::uint32_t row = 0; row < v; ++row) {
+        for (std::uint32_t column = 0; column < h; ++column) {
+          if (!decode(i, x * h + column, y * v + row)) return false;
         }
       }
     }
     return true;
   }
 
-  bool DecodeBlock(std::size_t index, std::uint32_t x, std::uint32_t y) {
-    if (!m_frame.progressive) return DecodeSequentialBlock(index, x, y);
+  bool DecodeProgressiveBlock(std::size_t index, std::uint32_t x, std::uint32_t y) {
     m_bits.Refill();
     if (m_scan.spectralStart != 0) return DecodeAc(index, x, y);
     return m_scan.approximationHigh == 0 ? DecodeFirstDc(index, x, y) : RefineDc(index, x, y);
@@ -67,11 +94,10 @@ class CScanDecoder {
     return component.dcCoefficients[std::size_t{y} * component.stride + x];
   }
 
-  // The DC coefficient (T.81, F.2.2.1) and the AC coefficients (F.2.2.2), of which the first are added to the quarters.
-  bool DecodeSequentialBlock(std::size_t index, std::uint32_t x, std::uint32_t y) {
+  // The DC coefficient (T.81, F.2.2.1) and the AC coefficients (F.2.2.2), of which the first make the quarters.
+  bool DecodeSequentialBlock(CJpegBitWindow& bits, std::size_t index, std::uint32_t x, std::uint32_t y) {
     const SJpegScan::SScanComponent& scanned = m_scan.components[index];
     SJpegComponent& component = *scanned.component;
-    CJpegBitWindow bits(m_bits);
     bits.Refill();
     if (!AddDifference(index, scanned.dc->DecodeCoefficient(bits))) return false;
     DcCoefficient(index, x, y) = static_cast<std::int16_t>(m_predictors[index]);
@@ -83,7 +109,7 @@ class CScanDecoder {
       if (coefficient.bits == 0) return false;
       if (coefficient.advance == 0) return true;
       k += coefficient.advance;
-      if (k - 1 <= last) component.AddCoefficient(std::size_t{y} * component.stride + x, k - 1, coefficient.value);
+      if (k - 1 <= last) component.SetCoefficient(x, y, k - 1, coefficient.value);
     }
     return scanned.ac->SkipAcCoefficients(bits, k);
   }
@@ -111,11 +137,10 @@ class CScanDecoder {
     return true;
   }
 
-  // The AC coefficients of a block of a progressive scan (G.1.2.2), added to its quarters.
+  // The AC coefficients of a block of a progressive scan (G.1.2.2), which make its quarters.
   bool DecodeAc(std::size_t index, std::uint32_t x, std::uint32_t y) {
     SJpegComponent& component = *m_scan.components[index].component;
     const CJpegHuffmanTable& table = *m_scan.components[index].ac;
-    const std::size_t block = std::size_t{y} * component.stride + x;
     const unsigned last = component.LastCoefficientOf(x, y);
     if (m_endOfBandRun > 0) {
       --m_endOfBandRun;
@@ -136,7 +161,7 @@ class CScanDecoder {
       if (size == 0) continue;
       if (k > 63) return false;
       const int value = ReceiveExtend(size) * (1 << m_scan.approximationLow);
-      if (k <= last) component.AddCoefficient(block, k, value);
+      if (k <= last) component.SetCoefficient(x, y, k, value);
     }
     return true;
   }
