@@ -107,7 +107,7 @@ TEST_F(MakeJobsTest, AnyNumberOfThemLeavesWhatOneDoes) {
   const SRunResult first = m_program.Run(Words(whole, "1"));
   EXPECT_EQ(first.status, 1) << first.err;
   EXPECT_EQ(first.Json()["made"], 116);
-  for (const std::string jobs : {"2", "3", "7", "64"}) {
+  for (const std::string jobs : {"2", "3", "7", "16"}) {
     const std::string database = m_program.Folder().Path("jobs" + jobs + ".db");
     const SRunResult run = m_program.Run(Words(database, jobs));
     EXPECT_EQ(run.status, 1) << jobs;
