@@ -36,7 +36,7 @@ class CQvRelaxedSync final {
   // As SQLite's own setting has it: pages in the log from which it is folded back into the file.
   static constexpr int kCheckpointPages = 1000;
   // Milliseconds that somebody who has the file locked is waited for.
-  static constexpr int kPatience = 1000;
+  static constexpr int kBusyTimeout = 1000;
 
   static void (*EntryPoint() noexcept)() { return reinterpret_cast<void (*)()>(&OnOpen); }
 
@@ -50,7 +50,7 @@ class CQvRelaxedSync final {
   }
 
   static void Relax(sqlite3* db) noexcept {
-    sqlite3_busy_timeout(db, kPatience);
+    sqlite3_busy_timeout(db, kBusyTimeout);
     const bool isWriteAhead = IsWriteAhead(db);
     sqlite3_busy_timeout(db, 0);
     if (!isWriteAhead) return;

@@ -112,7 +112,6 @@ TEST_F(RelaxedSyncTest, ADatabaseWithARollbackJournalIsLeftAsItIs) {
   EXPECT_GT(plain, 0);
 }
 
-// What another connection of the process waits for is its own affair.
 TEST_F(RelaxedSyncTest, ADatabaseThatSomebodyHasLockedCanBeOpened) {
   CSql other(Database());
   other.Run("PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; CREATE TABLE another (a)");
@@ -122,6 +121,7 @@ TEST_F(RelaxedSyncTest, ADatabaseThatSomebodyHasLockedCanBeOpened) {
   sqlite3_close(opened);
 }
 
+// What another connection of the process waits for is its own affair.
 TEST_F(RelaxedSyncTest, OnlyTheThreadThatAsksForItIsRelaxed) {
   const CQvRelaxedSync relaxed;
   std::string here, there;
