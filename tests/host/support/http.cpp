@@ -11,12 +11,12 @@
 
 namespace {
 
-constexpr int kPatienceSeconds = 20;
+constexpr int kTimeoutSeconds = 20;
 
 int Connect(int port) {
   const int made = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const timeval patience = {kPatienceSeconds, 0};
-  setsockopt(made, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  const timeval timeout = {kTimeoutSeconds, 0};
+  setsockopt(made, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
   sockaddr_in address = {};
   address.sin_family = AF_INET;
   address.sin_port = htons(static_cast<std::uint16_t>(port));

@@ -15,7 +15,7 @@ using namespace qvtest;
 
 namespace {
 
-constexpr int kPatience = 30'000;  // milliseconds
+constexpr int kAnswerTimeout = 30'000;  // milliseconds
 
 constexpr const char* kPageFunctions =
     "const pause = time => new Promise(done => setTimeout(done, time));"
@@ -74,7 +74,7 @@ std::string CLiveBrowser::ReadMessage() {
     }
     pollfd ready = {m_answers, POLLIN, 0};
     char buffer[65536];
-    if (poll(&ready, 1, kPatience) <= 0) return {};
+    if (poll(&ready, 1, kAnswerTimeout) <= 0) return {};
     const ssize_t got = read(m_answers, buffer, sizeof buffer);
     if (got <= 0) return {};
     m_read.append(buffer, static_cast<std::size_t>(got));
