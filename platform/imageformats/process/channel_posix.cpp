@@ -106,9 +106,10 @@ EResult CChannel::ReceivePacket(SMessage* message) {
     arriving.msg_controllen = sizeof control.bytes;
   }
   ssize_t size;
+  // An end that closes with something unread is told of once, before what it had sent.
   do {
     size = recvmsg(m_socket.Get(), &arriving, MSG_CMSG_CLOEXEC);
-  } while (size < 0 && errno == EINTR);
+  } while (size < 0 && (errno == EINTR || errno == ECONNRESET));
   if (size < 0) return FailureOf(errno);
   if (m_takesDescriptors) TakeDescriptor(arriving, message->descriptor);
   if (size == 0 || (arriving.msg_flags & MSG_TRUNC) != 0) return EResult::kClosed;
