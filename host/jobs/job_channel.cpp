@@ -74,7 +74,8 @@ std::string CJobChannel::ReceiveBytes() const {
   std::string bytes(kMostMessageBytes, '\0');
   for (;;) {
     const ssize_t got = recv(m_socket, bytes.data(), bytes.size(), 0);
-    if (got < 0 && errno == EINTR) continue;
+    // An end that closes with something unread is told of once, before what it had sent.
+    if (got < 0 && (errno == EINTR || errno == ECONNRESET)) continue;
     bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
     return bytes;
   }

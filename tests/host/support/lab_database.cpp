@@ -7,7 +7,7 @@ using namespace qvtest;
 
 namespace {
 
-constexpr const char* kTables =
+constexpr const char* kTableSql =
     "CREATE TABLE cache (filename TEXT, lastWritten REAL, flags INTEGER, binData BLOB, quality INTEGER, PRIMARY KEY "
     "(filename, flags));"
     "CREATE TABLE metadata (filename TEXT, lastWritten INTEGER, M_imageID TEXT, M_type TEXT, M_group TEXT, M_sampleID "
@@ -51,7 +51,7 @@ std::vector<std::uint8_t> FakeJpeg(std::size_t size, int number) {
 
 void WriteLabDatabase(const std::string& path, const SLabShape& shape) {
   CSql db(path);
-  db.Run("PRAGMA page_size = " + std::to_string(shape.pageSize) + "; PRAGMA journal_mode = DELETE; BEGIN;" + kTables);
+  db.Run("PRAGMA page_size = " + std::to_string(shape.pageSize) + "; PRAGMA journal_mode = DELETE; BEGIN;" + kTableSql);
   for (int i = 0; i < shape.experiments; ++i) AddExperiment(db, i);
   for (int i = 0; i < shape.history; ++i) {
     CSqlStatement insert(db, "INSERT INTO history VALUES (?1, ?2, ?3, ?4)");
