@@ -9,6 +9,10 @@ namespace qvhost {
 namespace {
 
 constexpr unsigned kMostThreads = 4;
+// Looked at by one thread at a time, and known together.
+constexpr std::size_t kChunk = 256;
+// How many chunks may be known before the first of them is asked for.
+constexpr std::size_t kChunksAhead = 16;
 
 }  // namespace
 
@@ -17,34 +21,17 @@ CCurrentFiles::CCurrentFiles(const std::vector<std::string>& files, bool highQua
       m_highQuality(highQuality),
       m_databasePath(databasePath),
       m_isCurrent(files.size()),
-      m_isTold((files.size() + kChunk - 1) / kChunk) {
-  const unsigned count = std::clamp(std::thread::hardware_concurrency(), 1u, kMostThreads);
-  for (unsigned i = 0; i < count; ++i) m_threads.emplace_back([this] { Work(); });
-}
-
-CCurrentFiles::~CCurrentFiles() {
-  {
-    const std::lock_guard lock(m_mutex);
-    m_stop = true;
-  }
-  m_wanted.notify_all();
-  for (std::thread& thread : m_threads) thread.join();
-}
+      m_ahead((files.size() + kChunk - 1) / kChunk, kChunksAhead, kMostThreads,
+              [this](CReadAhead& ahead) { Work(ahead); }) {}
 
 bool CCurrentFiles::IsCurrent(std::size_t number) {
-  const std::size_t chunk = number / kChunk;
-  std::unique_lock lock(m_mutex);
-  if (chunk > m_wantedChunk) {
-    m_wantedChunk = chunk;
-    m_wanted.notify_all();
-  }
-  m_told.wait(lock, [&] { return m_isTold[chunk] != 0; });
+  m_ahead.Await(number / kChunk);
   return m_isCurrent[number] != 0;
 }
 
-void CCurrentFiles::Work() noexcept {
+void CCurrentFiles::Work(CReadAhead& ahead) noexcept {
   std::optional<CCacheRows> rows;
-  for (std::size_t chunk = 0; Claim(&chunk); Tell(chunk)) {
+  for (std::size_t chunk = 0; ahead.Claim(&chunk); ahead.Tell(chunk)) {
     try {
       if (!rows) rows.emplace(m_databasePath);
       Look(*rows, chunk);
@@ -52,14 +39,6 @@ void CCurrentFiles::Work() noexcept {
       // Whoever asks looks again, and finds out why.
     }
   }
-}
-
-bool CCurrentFiles::Claim(std::size_t* chunk) {
-  std::unique_lock lock(m_mutex);
-  m_wanted.wait(lock, [&] { return m_stop || m_nextChunk == m_isTold.size() || m_nextChunk < m_wantedChunk + kAhead; });
-  if (m_stop || m_nextChunk == m_isTold.size()) return false;
-  *chunk = m_nextChunk++;
-  return true;
 }
 
 // The rows first: a file that has none need not be looked at, and the transaction does not wait for files.
@@ -77,14 +56,6 @@ void CCurrentFiles::Look(CCacheRows& rows, std::size_t chunk) {
     const bool isThere = found[i - begin] && times.Find(m_files[i], &description);
     m_isCurrent[i] = isThere && CCacheRows::IsCurrent(*found[i - begin], description);
   }
-}
-
-void CCurrentFiles::Tell(std::size_t chunk) {
-  {
-    const std::lock_guard lock(m_mutex);
-    m_isTold[chunk] = 1;
-  }
-  m_told.notify_one();
 }
 
 }  // namespace qvhost
