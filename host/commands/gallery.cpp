@@ -99,22 +99,21 @@ class CGallery {
 
   // Every thumbnail that the database holds.
   void AddAllRows() {
-    SQLite::Database db = OpenForReading(m_session.DatabasePath());
-    // What is added is what was prepared, whatever others write meanwhile.
-    db.exec("BEGIN");
+    const SQLite::Database db = OpenForReading(m_session.DatabasePath());
     SQLite::Statement rows(db, "SELECT filename FROM cache WHERE flags = ?1 ORDER BY filename");
     rows.bind(1, static_cast<int>(m_arguments.highQuality));
-    if (m_arguments.larger != 0) {
-      std::vector<std::string> files;
-      while (rows.executeStep()) files.push_back(RealPath(CQvStringUtils::UTF8toW(rows.getColumn(0).getString())));
-      rows.reset();
-      PrepareLarger(std::move(files));
-    }
+    std::vector<std::string> locations, files;
+    CRealPaths paths;
     while (rows.executeStep()) {
+      locations.push_back(rows.getColumn(0).getString());
+      files.push_back(paths.Find(locations.back()));
+    }
+    PrepareLarger(files);
+    for (std::size_t i = 0; i < files.size(); ++i) {
       SQvThumbnailDescription description;
-      description.location = CQvStringUtils::UTF8toW(rows.getColumn(0).getString());
+      description.location = CQvStringUtils::UTF8toW(locations[i]);
       description.flags = m_arguments.highQuality;
-      Add(RealPath(description.location), description, "");
+      Add(files[i], description, "");
     }
   }
 
