@@ -46,21 +46,19 @@ std::shared_ptr<const CInput> CInput::FromHandle(QvFileHandle handle, const CQvS
   return input;
 }
 
-std::shared_ptr<const CInput> CInput::FromMemory(const void* data, std::size_t size) {
+std::shared_ptr<const CInput> CInput::FromMemory(const void* data, std::size_t size) { return OfMemory(data, size); }
+
+std::shared_ptr<const CInput> CInput::FromBytes(std::vector<std::uint8_t> bytes) {
+  const std::shared_ptr<CInput> input = OfMemory(bytes.data(), bytes.size());
+  input->m_bytes = std::move(bytes);  // which stay where they are
+  return input;
+}
+
+std::shared_ptr<CInput> CInput::OfMemory(const void* data, std::size_t size) {
   if (data == nullptr || size == 0) throw CDamagedError("There is no image data");
   const std::shared_ptr<CInput> input(new CInput);
   input->m_memory = {static_cast<const std::uint8_t*>(data), size};
   input->m_size = size;
-  input->LoadHead();
-  return input;
-}
-
-std::shared_ptr<const CInput> CInput::FromBytes(std::vector<std::uint8_t> bytes) {
-  if (bytes.empty()) throw CDamagedError("There is no image data");
-  const std::shared_ptr<CInput> input(new CInput);
-  input->m_bytes = std::move(bytes);
-  input->m_memory = input->m_bytes;
-  input->m_size = input->m_bytes.size();
   input->LoadHead();
   return input;
 }

@@ -70,6 +70,7 @@ class CInput {
 
  private:
   CInput() = default;
+  static std::shared_ptr<CInput> OfMemory(const void* data, std::size_t size);
   void OpenDocument(QvFileHandle folder);
   void LoadSize();
   void LoadHead() noexcept;
