@@ -188,7 +188,7 @@ void CThumbnailBatch::Finish(const std::wstring& location, SPixels pixels, const
 }
 
 void CThumbnailBatch::Cancel(IQvThumbnailCache* service) {
-  qvhost::CFinishedQueue::OnFinished(&m_queue, L"");
+  m_queue.Wake();
   const std::lock_guard lock(m_mutex);
   m_isCancelled = true;
   std::vector<std::wstring> locations;

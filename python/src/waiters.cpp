@@ -24,7 +24,7 @@ void CWaiters::Remove(qvhost::CFinishedQueue& queue) noexcept {
 
 void CWaiters::WakeAll() noexcept {
   const std::lock_guard lock(m_mutex);
-  for (qvhost::CFinishedQueue* queue : m_queues) qvhost::CFinishedQueue::OnFinished(queue, L"");
+  for (qvhost::CFinishedQueue* queue : m_queues) queue->Wake();
 }
 
 void CWaiters::Want(const std::wstring& location, qvhost::CFinishedQueue& queue) {
