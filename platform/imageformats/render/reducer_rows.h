@@ -114,14 +114,11 @@ inline void AddSpanOfOne(double* out, const Column* totals, const SPixelSpan& sp
   // Independent partial sums: one addition waits for the one before it.
   Column a = *p * static_cast<Column>(span.firstWeight), b{}, c{}, d{};
   if (p != last) {
-    if (++p + 3 < last) {
-      using Four [[gnu::vector_size(4 * sizeof(Column))]] = Column;
-      Four sums = {a}, next;
-      for (; p + 3 < last; p += 4) {
-        std::memcpy(&next, p, sizeof next);
-        sums += next;
-      }
-      a = sums[0], b = sums[1], c = sums[2], d = sums[3];
+    for (++p; p + 3 < last; p += 4) {
+      a += p[0];
+      b += p[1];
+      c += p[2];
+      d += p[3];
     }
     for (; p < last; ++p) b += *p;
     c += *last * static_cast<Column>(span.lastWeight);
