@@ -43,7 +43,7 @@ CPictureWriter::CPictureWriter(CSearchIndex& index, const CKnownRows& rows, cons
       m_removeWords(m_db, "INSERT INTO words (words, rowid, text) VALUES ('delete', ?1, ?2)"),
       m_addWords(m_db, "INSERT INTO words (rowid, text) VALUES (?1, ?2)"),
       m_writeText(m_db, "INSERT OR REPLACE INTO doc VALUES (?1, ?2)"),
-      m_writeSample(m_db, "INSERT OR REPLACE INTO sample VALUES (?1, ?2)") {}
+      m_writeSample(m_db, "INSERT OR REPLACE INTO sample VALUES (?1, substr(?2, 1, 4000))") {}
 
 void CPictureWriter::Write(std::int64_t picture) {
   m_picture.bind(1, picture);

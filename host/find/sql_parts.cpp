@@ -52,14 +52,14 @@ int BeginNumbers(sqlite3_vtab_cursor* cursor, int, const char*, int, sqlite3_val
   return SQLITE_OK;
 }
 
-int NextNumber(sqlite3_vtab_cursor* cursor) {
+int GoToNextNumber(sqlite3_vtab_cursor* cursor) {
   ++CursorOf(cursor).at;
   return SQLITE_OK;
 }
 
 int AreNumbersOver(sqlite3_vtab_cursor* cursor) { return CursorOf(cursor).at >= CursorOf(cursor).numbers->size(); }
 
-int ReadNumber(sqlite3_vtab_cursor* cursor, sqlite3_int64* number) {
+int RowidOfNumber(sqlite3_vtab_cursor* cursor, sqlite3_int64* number) {
   *number = (*CursorOf(cursor).numbers)[CursorOf(cursor).at];
   return SQLITE_OK;
 }
@@ -78,10 +78,10 @@ const sqlite3_module& NumberModule() {
     made.xOpen = &OpenNumbers;
     made.xClose = &CloseNumbers;
     made.xFilter = &BeginNumbers;
-    made.xNext = &NextNumber;
+    made.xNext = &GoToNextNumber;
     made.xEof = &AreNumbersOver;
     made.xColumn = &AnswerNumber;
-    made.xRowid = &ReadNumber;
+    made.xRowid = &RowidOfNumber;
     return made;
   }();
   return module;
