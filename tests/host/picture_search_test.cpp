@@ -112,6 +112,20 @@ TEST_F(PictureSearchTest, FindsNoMoreThanTheLimit) {
   }
 }
 
+TEST_F(PictureSearchTest, WordsAreLookedForInEveryText) {
+  const std::vector<std::string> columns = {"M_imageID",   "M_type",     "M_group",    "M_sampleID",  "M_author",
+                                            "M_capturing", "M_sampling", "M_location", "M_date",      "M_conclusion",
+                                            "M_info1",     "M_info2",    "M_optics",   "M_objective", "M_description"};
+  for (const std::string& column : columns) {
+    Execute(m_pictures.Database(), "INSERT INTO metadata (filename, " + column + ") VALUES ('/lab/" + column +
+                                       ".tif', 'Word of " + column + "')");
+  }
+  for (const std::string& column : columns) {
+    const std::string name = CFolding()(column);
+    EXPECT_THAT(FindLocations(Words({"word of " + name})), testing::Contains("/lab/" + name + ".tif")) << column;
+  }
+}
+
 TEST_F(PictureSearchTest, CountsThePicturesThatAreKnown) {
   for (const int changes : {1000, 500, 1}) {
     m_pictures.Change(changes);
