@@ -13,6 +13,7 @@
 
 #include "host/host_error.h"
 #include "host/session/database_choice.h"
+#include "host/session/file_rights.h"
 
 namespace qvhost {
 namespace {
@@ -68,8 +69,7 @@ void CreateWithRightsOf(const std::string& path, const std::string& databasePath
     if (errno == EEXIST) return;
     throw CHostError(fmt::format("{} cannot be made: {}", path, std::strerror(errno)));
   }
-  const bool isSameGroup = fchown(file, static_cast<uid_t>(-1), database.st_gid) == 0;
-  const bool done = fchmod(file, database.st_mode & (isSameGroup ? 0666u : 0600u)) == 0;
+  const bool done = fchmod(file, ShareLike(database, file)) == 0;
   close(file);
   if (!done) throw CHostError(fmt::format("{} cannot be given its rights", path));
 }
