@@ -187,7 +187,7 @@ TEST_F(SandboxTest, ShowsThumbnailsOfOneFile) {
 }
 
 TEST_F(SandboxTest, NeedsNoProcessFileSystem) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(QV_ADDRESS_SANITIZER) || defined(QV_THREAD_SANITIZER)
   GTEST_SKIP() << "the sanitizers read /proc";
 #endif
   WriteStack(Path("cells.ome.tif"), {1, 3, 2});
