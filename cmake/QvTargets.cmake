@@ -67,6 +67,15 @@ if(QV_ANALYSE_ONLY)
   set(CMAKE_CXX_ARCHIVE_FINISH "")
 endif()
 
+# For what costs more to optimise than it ever runs: under the sanitizers it is not, whatever the preset says.
+function(qv_unoptimised)
+  if(QV_SANITIZE)
+    foreach(target IN LISTS ARGN)
+      target_compile_options(${target} PRIVATE -O0)
+    endforeach()
+  endif()
+endfunction()
+
 # Files of one target that give different things the same private name. A build that compiles several files at once
 # (CMAKE_UNITY_BUILD, as the sanitizers' presets do: half the processor time) compiles these one by one.
 function(qv_compiled_alone)
@@ -126,10 +135,7 @@ endfunction()
 function(qv_test_settings name)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_libraries(${name} PRIVATE qv_settings GTest::gtest GTest::gmock)
-  if(QV_SANITIZE)
-    # What is tested is optimised as the preset says; the test itself takes twice as long to compile with it.
-    target_compile_options(${name} PRIVATE -O0)
-  endif()
+  qv_unoptimised(${name})
 endfunction()
 
 # qv_fuzzer(<name> SOURCES ... [LIBS ...])

@@ -30,10 +30,8 @@ help_or_fail() {
   [ $# -le "$count" ] || { usage >&2; exit 2; }
 }
 
-# build_preset PRESET [TARGET...]: configures when needed and builds; output to the caller.
-build_preset() {
+configure_preset() {
   local preset=$1
-  shift
   local launcher=()
   if command -v ccache >/dev/null; then
     launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
@@ -44,7 +42,14 @@ build_preset() {
     fresh=(--fresh)
   fi
   (cd "$root" && cmake --preset "$preset" -B "$build_root/$preset" ${fresh[@]+"${fresh[@]}"} \
-    ${launcher[@]+"${launcher[@]}"}) &&
+    ${launcher[@]+"${launcher[@]}"})
+}
+
+# build_preset PRESET [TARGET...]: configures when needed and builds; output to the caller.
+build_preset() {
+  local preset=$1
+  shift
+  configure_preset "$preset" &&
     cmake --build "$build_root/$preset" --parallel "$jobs" ${@:+--target "$@"}
 }
 

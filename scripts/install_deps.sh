@@ -19,8 +19,8 @@ python_packages=(pybind11-dev python3-dev python3-numpy)
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev libspng-dev "${python_packages[@]}")
 format_packages=(clang-format)
 clang_packages=(clang)
-# Of the fuzzers too; llvm turns the addresses in reports into lines.
-sanitizers_packages=(clang libclang-rt-dev llvm)
+# Of the fuzzers too. lld links in a fifth of the time; llvm turns the addresses in reports into lines.
+sanitizers_packages=(clang libclang-rt-dev lld llvm)
 coverage_packages=(gcovr)
 # Valgrind, for its checks of threads.
 threads_packages=(valgrind)

@@ -9,8 +9,7 @@
 #   asan     Clang, its warnings and thread-safety analysis as errors; the same tests under AddressSanitizer and
 #            UndefinedBehaviorSanitizer
 #   tsan     the same with ThreadSanitizer
-#   clang    Clang's warnings and analysis of what the other stages do not build, benchmarks and fuzzers, and of what
-#            they call; makes no code
+#   clang    Clang's warnings and analysis of what the other stages do not build, benchmarks and fuzzers; makes no code
 # Ends with a line "N passed, N failed" over all stages and exits 0 only when nothing failed. Build folders are
 # build/<preset>, logs build/logs/. Environment: QV_SAMPLES (a folder of real images, optional), QV_JOBS, QV_BUILD_ROOT.
 set -uo pipefail
@@ -111,7 +110,15 @@ count_step() {
   fi
 }
 
-stage_clang() { count_step watched clang-tsa-build build_preset clang-tsa; }
+# The libraries that benchmarks and fuzzers call were checked with the sanitizers.
+check_benchmarks_and_fuzzers() {
+  local objects
+  configure_preset clang-tsa || return 1
+  mapfile -t objects < <(ninja -C "$build_root/clang-tsa" -t targets all |
+    sed -n 's/^\(\(bench\|fuzz\)\/.*\.o\): .*/\1/p')
+  [ ${#objects[@]} -gt 0 ] && build_preset clang-tsa "${objects[@]}"
+}
+stage_clang() { count_step watched clang-tsa-build check_benchmarks_and_fuzzers; }
 
 check_format() {
   local files=()

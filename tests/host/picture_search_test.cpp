@@ -193,7 +193,7 @@ void PictureSearchTest::SearchWith(CFaultyVfs::EFault fault, bool fromThenOn) {
   const SPictureQuery query = Kinds()[3];
   testing::internal::CaptureStderr();
   bool failed = true;
-  for (long room = 0; failed; room += 1 + room / 10) {
+  for (long room = 0; failed; room += 1 + room / 4) {
     RestoreOldIndex();
     {
       CFaultyVfs vfs;
@@ -217,7 +217,7 @@ TEST_F(PictureSearchTest, ADiskThatIsFullNeverMakesAWrongAnswer) { SearchWith(CF
 TEST_F(PictureSearchTest, KilledAtAnyMomentTheIndexIsWhole) {
   LeaveOldIndex();
   bool killed = true;
-  for (long room = 0; killed; room += 1 + room / 10) {
+  for (long room = 0; killed; room += 1 + room / 4) {
     RestoreOldIndex();
     const pid_t child = fork();
     if (child == 0) {

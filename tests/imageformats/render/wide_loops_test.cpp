@@ -1,7 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <limits>
 #include <random>
-#include <type_traits>
 #include <vector>
 
 #include "platform/imageformats/base/wide_vectors.h"
@@ -16,8 +17,8 @@ constexpr std::uint32_t kRowsOfBand = 11;
 template <class T>
 std::vector<T> DrawnBand() {
   std::mt19937 random(7);
-  std::uniform_real_distribution<double> value(
-      0.0, std::is_same_v<T, std::uint8_t> || std::is_same_v<T, std::int8_t> ? 127.0 : 65535.0);
+  std::uniform_real_distribution<double> value(0.0,
+                                               std::min(65535.0, static_cast<double>(std::numeric_limits<T>::max())));
   std::vector<T> band(kSamplesOfRow * kRowsOfBand);
   for (T& sample : band) sample = static_cast<T>(value(random));
   return band;
