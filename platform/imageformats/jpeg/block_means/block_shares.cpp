@@ -3,36 +3,34 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
-#include <span>
 
 namespace imageformats {
 
 namespace {
 
-// The transform's basis functions (T.81, A.3.3), by frequency and sample, over the eight of a block; of frequency 0
-// their sum is 1.
-using SBasis = std::array<std::array<double, 8>, SBlockShare::kFrequencies>;
+// Sums of the transform's basis functions (T.81, A.3.3), by frequency: over a block's first samples, none to all eight.
+// Of frequency 0 all make 1.
+using SBasisSums = std::array<std::array<double, 9>, SBlockShare::kFrequencies>;
 
-const SBasis& Basis() {
-  static const SBasis kBasis = [] {
-    SBasis basis;
-    basis[0].fill(1.0 / 8.0);
-    for (std::size_t f = 1; f < basis.size(); ++f) {
+const SBasisSums& BasisSums() {
+  static const SBasisSums kSums = [] {
+    SBasisSums sums{};
+    for (std::size_t f = 0; f < sums.size(); ++f) {
       for (std::size_t x = 0; x < 8; ++x) {
         const double angle = static_cast<double>((2 * x + 1) * f) * std::numbers::pi / 16.0;
-        basis[f][x] = std::numbers::sqrt2 * std::cos(angle) / 8.0;
+        sums[f][x + 1] = sums[f][x] + (f == 0 ? 1.0 : std::numbers::sqrt2 * std::cos(angle)) / 8.0;
       }
     }
-    return basis;
+    return sums;
   }();
-  return kBasis;
+  return kSums;
 }
 
-// The sum of a function over the first `samples`, a fraction of the last one counted as such.
-double SumUpTo(std::span<const double, 8> function, double samples) {
-  double sum = 0.0;
-  for (int x = 0; x < 8; ++x) sum += function[static_cast<std::size_t>(x)] * std::clamp(samples - x, 0.0, 1.0);
-  return sum;
+// Over the first `samples`, a fraction of the last one counted as such.
+double SumUpTo(std::size_t frequency, double samples) {
+  const auto& sums = BasisSums()[frequency];
+  const auto whole = std::min(static_cast<std::size_t>(samples), std::size_t{7});
+  return sums[whole] + (sums[whole + 1] - sums[whole]) * (samples - static_cast<double>(whole));
 }
 
 }  // namespace
@@ -58,7 +56,7 @@ CBlockShares::CBlockShares(const SSourceAxis& blocks, std::uint32_t result, std:
       };
       const bool isWhole = from == begin && to == blockEnd;
       for (std::size_t f = 0; f < (isWhole ? 1 : SBlockShare::kFrequencies); ++f) {
-        const double weight = SumUpTo(Basis()[f], samples(to)) - SumUpTo(Basis()[f], samples(from));
+        const double weight = SumUpTo(f, samples(to)) - SumUpTo(f, samples(from));
         share.weights[f][share.count] = static_cast<float>(weight * pixelsOfBlock);
       }
       m_isCut[i] |= isWhole ? 0 : 1;

@@ -1,8 +1,9 @@
 #include "platform/imageformats/jpeg/block_means/scan.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdlib>
+
+#include "platform/imageformats/jpeg/block_means/progressive_block.h"
 
 namespace imageformats {
 
@@ -98,7 +99,8 @@ class CScanDecoder {
     return true;
   }
 
-  [[gnu::always_inline]] bool DecodeProgressiveBlock(CJpegBitWindow& bits, std::size_t index, std::uint32_t x, std::uint32_t y) {
+  [[gnu::always_inline]] bool DecodeProgressiveBlock(CJpegBitWindow& bits, std::size_t index, std::uint32_t x,
+                                                     std::uint32_t y) {
     bits.Refill();
     const bool isFirst = m_scan.approximationHigh == 0;
     if (m_scan.spectralStart != 0) return isFirst ? DecodeAc(bits, index, x, y) : RefineAc(bits, index, x, y);
@@ -123,15 +125,14 @@ class CScanDecoder {
     unsigned k = 1;
     if (const unsigned last = component.LastCoefficientOf(x, y); last != 0) {
       const CBlockDetails::SBlock details = component.details->BlockAt(x, y);
-      for (;;) {  // what the DC coefficient left is enough for the first
+      do {  // what the DC coefficient left is enough for the first
         const SJpegCoefficient coefficient = scanned.ac->DecodeCoefficient(bits);
         if (coefficient.bits == 0) return false;
         if (coefficient.advance == 0) return EndBlock(component, block, k);
         k += coefficient.advance;
         if (k - 1 <= last) component.details->Add(details, k - 1, static_cast<float>(coefficient.value));
-        if (k > last) break;
         bits.Refill();
-      }
+      } while (k <= last);
     }
     return EndBlock(component, block, scanned.ac->SkipAcCoefficients(bits, k));
   }
@@ -159,32 +160,9 @@ class CScanDecoder {
   }
   bool RefineDc(CJpegBitWindow& bits, std::size_t index, std::uint32_t x, std::uint32_t y) {
     std::int16_t& coefficient = DcCoefficient(index, x, y);
-    if (TakeBit(bits)) coefficient = static_cast<std::int16_t>(coefficient | Bit());
+    if (TakeJpegBit(bits)) coefficient = static_cast<std::int16_t>(coefficient | Bit());
     return true;
   }
-
-  // A block of a progressive scan that AC coefficients are added to.
-  struct SAcBlock {
-    SJpegComponent& component;
-    std::size_t index;
-    unsigned last;  // coefficient that tells it apart
-    CBlockDetails::SBlock details{};
-
-    SAcBlock(SJpegComponent& c, std::uint32_t x, std::uint32_t y)
-        : component(c), index(c.IndexOf(x, y)), last(c.LastCoefficientOf(x, y)) {
-      if (last != 0) details = c.details->BlockAt(x, y);
-    }
-    // A coefficient, or what a further bit of it makes it more.
-    void Add(unsigned k, float value) const noexcept {
-      component.hasAc[index] = 1;
-      if (k <= last) component.details->Add(details, k, value);
-    }
-    // Those known not to be 0, from the coefficient `begin` to before `end`, by bits.
-    std::uint64_t Nonzero(unsigned begin, unsigned end) const noexcept {
-      if (begin >= end) return 0;
-      return component.history.nonzero[index] & (~std::uint64_t{0} >> (64 - end)) & (~std::uint64_t{0} << begin);
-    }
-  };
 
   // The AC coefficients of a block of a progressive scan (G.1.2.2): their high bits.
   [[gnu::always_inline]] bool DecodeAc(CJpegBitWindow& bits, std::size_t index, std::uint32_t x, std::uint32_t y) {
@@ -194,7 +172,7 @@ class CScanDecoder {
     }
     SJpegComponent& component = *m_scan.components[index].component;
     const CJpegHuffmanTable& table = *m_scan.components[index].ac;
-    const SAcBlock block(component, x, y);
+    const SProgressiveBlock block(component, x, y);
     for (unsigned k = m_scan.spectralStart; k <= m_scan.spectralEnd; ++k) {
       bits.Refill();
       const int symbol = table.Decode(bits);
@@ -209,7 +187,7 @@ class CScanDecoder {
       if (size == 0) continue;
       if (k > 63) return false;
       const int value = ReceiveExtend(bits, size) * Bit();
-      block.Add(k, Middle(value));
+      block.Add(k, MiddleOf(value, Bit()));
       if (!component.history.nonzero.empty()) component.history.Add(block.index, k, value < 0);
     }
     return true;
@@ -223,7 +201,7 @@ class CScanDecoder {
       return true;
     }
     const CJpegHuffmanTable& table = *m_scan.components[index].ac;
-    const SAcBlock block(component, x, y);
+    const SProgressiveBlock block(component, x, y);
     const unsigned end = m_scan.spectralEnd + 1;
     unsigned k = m_scan.spectralStart;
     while (m_endOfBandRun == 0 && k < end) {
@@ -236,60 +214,24 @@ class CScanDecoder {
         BeginEndOfBandRun(bits, run);
         break;
       }
-      const bool isNegative = size != 0 && !TakeBit(bits);
-      const unsigned next = PastZeros(block, k, run);
-      RefineNonzero(bits, block, k, next);
+      const bool isNegative = size != 0 && !TakeJpegBit(bits);
+      const unsigned next = block.PastZeros(k, end, run);
+      block.Refine(bits, k, next, Bit());
       if (size != 0) {
         if (next == end) return false;
-        block.Add(next, Middle(isNegative ? -Bit() : Bit()));
+        block.Add(next, MiddleOf(isNegative ? -Bit() : Bit(), Bit()));
         component.history.Add(block.index, next, isNegative);
       }
       k = next + 1;
     }
     if (m_endOfBandRun == 0) return true;
-    RefineNonzero(bits, block, k, end);
+    block.Refine(bits, k, end, Bit());
     --m_endOfBandRun;
     return true;
   }
 
-  // The coefficient that is 0 behind so many others that are, from the kth on; or the end of the band.
-  unsigned PastZeros(const SAcBlock& block, unsigned k, unsigned zeros) const noexcept {
-    const unsigned end = m_scan.spectralEnd + 1;
-    std::uint64_t passed = ~block.Nonzero(k, end) & (~std::uint64_t{0} << k);
-    for (; zeros != 0; --zeros) passed &= passed - 1;
-    return std::min(static_cast<unsigned>(std::countr_zero(passed)), end);
-  }
-
-  // One more bit of each that is not 0, from the coefficient `begin` to before `end`.
-  void RefineNonzero(CJpegBitWindow& bits, const SAcBlock& block, unsigned begin, unsigned end) {
-    std::uint64_t refined = block.Nonzero(begin, end);
-    for (; refined != 0; refined &= refined - 1) {
-      const auto k = static_cast<unsigned>(std::countr_zero(refined));
-      if (k > block.last) break;
-      bits.Refill();
-      const bool grows = TakeBit(bits) != block.component.history.IsNegative(block.index, k);
-      block.Add(k, static_cast<float>(grows ? Bit() : -Bit()) * 0.5f);
-    }
-    for (auto left = static_cast<unsigned>(std::popcount(refined)); left != 0;) {
-      const unsigned taken = std::min(left, 56u);
-      bits.Refill();
-      bits.Skip(taken);
-      left -= taken;
-    }
-  }
-
-  // Of all that a coefficient may be when its last bits are still to come.
-  float Middle(int value) const noexcept {
-    const float rest = static_cast<float>(Bit() - 1) * 0.5f;
-    return static_cast<float>(value) + (value < 0 ? -rest : rest);
-  }
   // What a bit of this scan is worth.
   int Bit() const noexcept { return 1 << m_scan.approximationLow; }
-  static bool TakeBit(CJpegBitWindow& bits) noexcept {
-    const bool isSet = bits.Peek(1) != 0;
-    bits.Skip(1);
-    return isSet;
-  }
 
   // Of 2 to the `size` blocks and some more, this one included.
   void BeginEndOfBandRun(CJpegBitWindow& bits, unsigned size) noexcept {
