@@ -164,6 +164,27 @@ TEST(JpegMeans, OfAPlainPictureAreItsPixels) {
   }
 }
 
+// Its coefficients come bit by bit.
+TEST(JpegMeans, OfAllScansOfAProgressiveFileAreThoseOfASequentialOne) {
+  for (const int quality : {30, 60, 95}) {
+    for (const int chroma : {1, 2}) {
+      for (const int restartRows : {0, 1}) {
+        for (const STestPicture& picture : {SmoothPicture(203, 117, 3), NoisePicture(203, 117, 3, 8, 5)}) {
+          SJpegRecipe recipe;
+          recipe.quality = quality;
+          recipe.chromaX = recipe.chromaY = chroma;
+          recipe.restartRows = restartRows;
+          const SMeansRequest request{{12, 7}, 7, 14, true};
+          const SAveragedPicture sequential = MeansAverages(EncodeJpeg(picture, recipe), request);
+          recipe.progressive = true;
+          EXPECT_LT(LargestDifference(MeansAverages(EncodeJpeg(picture, recipe), request), sequential), 0.001)
+              << quality << ", " << chroma << ", " << restartRows;
+        }
+      }
+    }
+  }
+}
+
 TEST(JpegMeans, LeaveToTheLibraryWhatIsNotForThem) {
   const STestPicture picture = SmoothPicture(64, 64, 3);
   SJpegRecipe arithmetic;
@@ -184,6 +205,7 @@ TEST(JpegMeans, GiveNothingForTruncatedData) {
         const SFileBytes cut(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
         EXPECT_FALSE(Means(cut).has_value()) << size;
         EXPECT_FALSE(Means(cut, {{5, 5}}).has_value()) << size;
+        EXPECT_FALSE(Means(cut, {{5, 5}, 7, 14, true}).has_value()) << size;
       }
     }
   }
