@@ -85,8 +85,8 @@ std::optional<SAveragedPicture> CJpegImage::AverageMeans(const SRenderRequest& r
   return AverageBlockMeans(*picture, wanted, guard);
 }
 
-// From a pixel of a block's size on, and half a block's of colour that is sampled less often, libjpeg would be slower
-// and no nearer to the average of all pixels.
+// From a pixel of a block's size on, and half a block's of colour that is sampled less often. libjpeg would be slower,
+// and hardly ever nearer to the average of all pixels.
 bool CJpegImage::HasMeansFor(SSize wanted) const noexcept {
   const auto leaves = [&](std::uint32_t width, std::uint32_t height) {
     return m_stored.width / width >= wanted.width && m_stored.height / height >= wanted.height;

@@ -10,21 +10,21 @@ struct SFrequency {
   std::uint8_t x, y;
 };
 // Of the coefficients in zigzag order (T.81, figure 5).
-constexpr std::array<SFrequency, kLastDetailCoefficient + 1> kFrequencies = {{{0, 0},
-                                                                              {1, 0},
-                                                                              {0, 1},
-                                                                              {0, 2},
-                                                                              {1, 1},
-                                                                              {2, 0},
-                                                                              {3, 0},
-                                                                              {2, 1},
-                                                                              {1, 2},
-                                                                              {0, 3},
-                                                                              {0, 4},
-                                                                              {1, 3},
-                                                                              {2, 2},
-                                                                              {3, 1},
-                                                                              {4, 0}}};
+constexpr std::array<SFrequency, kLastDetailCoefficient + 1> kZigzagFrequencies = {{{0, 0},
+                                                                                    {1, 0},
+                                                                                    {0, 1},
+                                                                                    {0, 2},
+                                                                                    {1, 1},
+                                                                                    {2, 0},
+                                                                                    {3, 0},
+                                                                                    {2, 1},
+                                                                                    {1, 2},
+                                                                                    {0, 3},
+                                                                                    {0, 4},
+                                                                                    {1, 3},
+                                                                                    {2, 2},
+                                                                                    {3, 1},
+                                                                                    {4, 0}}};
 
 }  // namespace
 
@@ -38,13 +38,13 @@ CBlockDetails::CBlockDetails(const CBlockShares& columns, const CBlockShares& ro
       m_sums(guard.NewVector<float>(CRenderGuard::Multiply(m_result.width, m_result.height))) {
   const unsigned last = std::clamp(request.lastCoefficient, 1u, kLastDetailCoefficient);
   for (unsigned k = 1; k <= last; ++k) {
-    if (kFrequencies[k].y == 0) m_last[1] = k;
-    if (kFrequencies[k].x == 0) m_last[2] = k;
+    if (kZigzagFrequencies[k].y == 0) m_last[1] = k;
+    if (kZigzagFrequencies[k].x == 0) m_last[2] = k;
     m_last[3] = k;
   }
   for (unsigned k = 0; k <= kLastDetailCoefficient; ++k) {
-    m_places[k].weights = kFrequencies[k].x * static_cast<std::uint32_t>(SBlockShare::kMostPixels);
-    m_places[k].sums = kFrequencies[k].y * static_cast<std::uint32_t>(m_stride);
+    m_places[k].weights = kZigzagFrequencies[k].x * static_cast<std::uint32_t>(SBlockShare::kMostPixels);
+    m_places[k].sums = kZigzagFrequencies[k].y * static_cast<std::uint32_t>(m_stride);
   }
 }
 
