@@ -151,7 +151,8 @@ TEST(JpegCutBlocks, AreLeftToTheLibraryWhenTheyReachIntoMorePixelsThanThree) {
   EXPECT_FALSE(Means(bytes, {{50, 30}}).has_value());
 }
 
-// Its pixels are off to the same side by up to a level, each of them and so their average.
+// Its pixels are off to the same side by up to a level, each of them and so their average; green, which is made of two
+// components of colour, is left as it is unless all care is taken.
 TEST(JpegMeans, OfAPlainPictureAreItsPixels) {
   for (std::uint32_t i = 0; i < 40; ++i) {
     STestPicture picture = BlackPicture(64, 48, 3);
@@ -160,7 +161,9 @@ TEST(JpegMeans, OfAPlainPictureAreItsPixels) {
     }
     const SFileBytes bytes = EncodeJpeg(picture);
     const SSize size{5, 3};
-    EXPECT_LT(LargestDifference(MeansAverages(bytes, {size}), LibraryAverages(bytes, size)), 0.1) << i;
+    const SAveragedPicture exact = LibraryAverages(bytes, size);
+    EXPECT_LT(LargestDifference(MeansAverages(bytes, {size, 7, 14, true}), exact), 0.1) << i;
+    EXPECT_LT(LargestDifference(MeansAverages(bytes, {size}), exact), 0.6) << i;
   }
 }
 

@@ -31,7 +31,7 @@ void FillGreenRow(const SBlockMeansPlane& cb, const SBlockMeansPlane& cr, std::u
 
 // Adds to the averages what green gains because even areas are of whole levels.
 void RoundGreen(const SBlockMeans& picture, CRenderGuard& guard, SAveragedPicture& averages) {
-  if (!picture.isYCbCr || picture.planes[1].hasAc.empty() || picture.planes[2].hasAc.empty()) return;
+  if (!picture.roundsGreen || picture.planes[1].hasAc.empty() || picture.planes[2].hasAc.empty()) return;
   const SBlockMeansPlane &cb = picture.planes[1], &cr = picture.planes[2];
   if (cb.stride != cr.stride || cb.times != cr.times || cb.y.pixels != cr.y.pixels) return;
   CAreaReducer reducer(cb.x, cb.y, averages.size, 1, ESampleType::kI16, guard);

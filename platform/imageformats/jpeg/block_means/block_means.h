@@ -41,7 +41,8 @@ struct SBlockMeansPlane {
 
 struct SBlockMeans {
   std::vector<SBlockMeansPlane> planes;
-  bool isYCbCr = false;  // else grey, or R G B
+  bool isYCbCr = false;      // else grey, or R G B
+  bool roundsGreen = false;  // of blocks known to be of one level
 };
 
 // Reads the block means of a whole file without decoding what they do not need: no memory for all coefficients, no

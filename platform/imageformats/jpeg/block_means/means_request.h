@@ -16,9 +16,10 @@ struct SMeansRequest {
   // sampled for each pixel, and of others, whose blocks are larger. The more, the nearer to the average of all pixels.
   unsigned lastCoefficient = 5, lastOfLargeBlocks = 9;
 
-  // Of a progressive file, over all of whose scans the bits of what tells blocks apart are spread. Else the first bits
-  // are read, and all of components whose coefficients come in one scan: those of colour, which are small.
-  bool allScans = false;
+  // Of a progressive file, over all of whose scans the bits of what tells blocks apart are spread, every scan is read;
+  // else the first bits, and all of components whose coefficients come in one scan: those of colour, which are small.
+  // And even areas get the very green of their pixels, which takes both components of colour.
+  bool isThorough = false;
 
   bool HasDetails() const noexcept { return result.width != 0 && result.height != 0; }
 };
