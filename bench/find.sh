@@ -60,14 +60,14 @@ search "one word, a number" 0.1 004711
 search "one word, part of another" 0.1 'compound 4711'
 search "two words" 0.1 position '004711'
 search "three words" 0.1 apo 'compound 12 ' 'position 07'
-search "three words, a hundredth of all" "" hela 40x 'position 17'
+search "three words, a hundredth of all" 0.1 hela 40x 'position 17'
 search "a word and a range" 0.1 'compound 12' --z 40..50
 search "a range" 0.1 --t 900.. --z 30..
 search "an objective, pixel sizes and a time" 0.1 --objective 60x --pixel-size 0.06..0.1 --since 2010-01-01 --until 2010-02-01
 search "a user and a range" 0.1 --user anna --z 59..
 search "a folder" 0.1 --under '/data/lab/plate 004711'
-search "one word of two letters" "" 9q
-search "a tenth of all" "" 'position 0'
+search "one word of two letters" 0.1 9q
+search "a tenth of all" 0.1 'position 0'
 echo
 echo "The index takes $(du -h --apparent-size "$db.find" | cut -f1), the database $(du -h --apparent-size "$db" | cut -f1)."
 exit $status

@@ -37,6 +37,20 @@ if(QV_SANITIZE)
     target_compile_options(qv_settings INTERFACE -fno-sanitize-recover=undefined -fno-sanitize=vptr)
   endif()
 endif()
+if(QV_SANITIZE MATCHES "address")
+  target_compile_definitions(qv_settings INTERFACE QV_ADDRESS_SANITIZER)
+elseif(QV_SANITIZE MATCHES "thread")
+  target_compile_definitions(qv_settings INTERFACE QV_THREAD_SANITIZER)
+endif()
+if(QV_SANITIZE STREQUAL "address,undefined" AND CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  # Every component exports registration data under the same name, which is no violation.
+  target_compile_options(qv_settings INTERFACE -fsanitize-address-use-odr-indicator)
+  # As a library of its own it can be there before an interpreter that loads the Python module.
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libclang_rt.asan-${CMAKE_SYSTEM_PROCESSOR}.so
+                  OUTPUT_VARIABLE qv_asan_library OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  cmake_path(GET qv_asan_library PARENT_PATH qv_asan_folder)
+  target_link_options(qv_settings INTERFACE -shared-libasan LINKER:-rpath,${qv_asan_folder})
+endif()
 if(QV_COVERAGE)
   # Atomic, because the workers count too.
   target_compile_options(qv_settings INTERFACE --coverage -fprofile-update=atomic -O0 -g)

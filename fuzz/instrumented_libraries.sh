@@ -7,7 +7,7 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/../scripts/common.sh"
 
 help_or_fail 0 "$@"
-"$root/scripts/install_deps.sh" build fuzz sources >&2
+"$root/scripts/install_deps.sh" build sanitizers sources >&2
 
 work=$build_root/fuzz-libraries
 prefix=$work/installed

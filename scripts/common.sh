@@ -11,7 +11,7 @@ if [ -z "${QV_SAMPLES:-}" ] && [ -d "$root/../shared/samples" ]; then
   export QV_SAMPLES
 fi
 
-# GCC 12's thread sanitizer cannot place its shadow memory under a kernel that randomises addresses widely.
+# Clang 14's thread sanitizer cannot place its shadow memory under a kernel that randomises addresses widely.
 fixed_addresses=()
 if setarch -R true 2>/dev/null; then
   fixed_addresses=(setarch -R)

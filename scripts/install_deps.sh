@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need, and only those that are missing.
 #   scripts/install_deps.sh [--list] [GROUP...]
-#     groups: build optional python test format clang fuzz sources coverage threads package cluster desktop browser peers bench;
-#     default: build
+#     groups: build optional python test format clang sanitizers sources coverage threads package cluster desktop browser
+#     peers bench; default: build
 # Needs bash and apt; works as root or through sudo. This is the only place that names packages.
 set -euo pipefail
 
@@ -16,12 +16,11 @@ build_packages=(g++ cmake ninja-build pkg-config binutils
 optional_packages=(libheif-dev libde265-dev libjxl-dev)
 # The Python module is made when these are there at build time.
 python_packages=(pybind11-dev python3-dev python3-numpy)
-# The sanitizers of GCC come with g++.
 test_packages=(libgtest-dev libgmock-dev libbenchmark-dev libspng-dev "${python_packages[@]}")
 format_packages=(clang-format)
 clang_packages=(clang)
-# llvm turns the addresses in reports into lines.
-fuzz_packages=(clang libclang-rt-dev llvm)
+# Of the fuzzers too; llvm turns the addresses in reports into lines.
+sanitizers_packages=(clang libclang-rt-dev llvm)
 coverage_packages=(gcovr)
 # Valgrind, for its checks of threads.
 threads_packages=(valgrind)
@@ -45,7 +44,7 @@ list_only=false
 groups=()
 for argument in "$@"; do
   case $argument in
-    build | optional | python | test | format | clang | fuzz | sources | coverage | threads | package | cluster | desktop | browser | peers | bench) groups+=("$argument") ;;
+    build | optional | python | test | format | clang | sanitizers | sources | coverage | threads | package | cluster | desktop | browser | peers | bench) groups+=("$argument") ;;
     --list) list_only=true ;;
     -h | --help) usage; exit 0 ;;
     *) echo "install_deps.sh: unknown group '$argument'" >&2; usage >&2; exit 2 ;;

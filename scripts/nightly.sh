@@ -84,7 +84,7 @@ step_fuzz() {
 mkdir -p "$log_folder"
 packages=(build test)
 case " ${steps[*]} " in *" alone "*) packages+=(clang) ;; esac
-case " ${steps[*]} " in *" threads "*) packages+=(threads) ;; esac
+case " ${steps[*]} " in *" threads "*) packages+=(sanitizers threads) ;; esac
 "$root/scripts/install_deps.sh" "${packages[@]}" || exit 1
 
 all_good=true

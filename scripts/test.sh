@@ -6,9 +6,11 @@
 # Stages, in this order:
 #   format   every source file is as clang-format leaves it
 #   debug    GCC, warnings as errors; all tests, among them the checks of arrows, names, wording and exported symbols
-#   asan     the same tests under AddressSanitizer and UndefinedBehaviorSanitizer
-#   tsan     the same tests under ThreadSanitizer
-#   clang    Clang's warnings and thread-safety analysis over the whole tree, benchmarks and fuzzers too; makes no code
+#   asan     Clang, its warnings and thread-safety analysis as errors; the same tests under AddressSanitizer and
+#            UndefinedBehaviorSanitizer
+#   tsan     the same with ThreadSanitizer
+#   clang    Clang's warnings and analysis of what the other stages do not build, benchmarks and fuzzers, and of what
+#            they call; makes no code
 # Ends with a line "N passed, N failed" over all stages and exits 0 only when nothing failed. Build folders are
 # build/<preset>, logs build/logs/. Environment: QV_SAMPLES (a folder of real images, optional), QV_JOBS, QV_BUILD_ROOT.
 set -uo pipefail
@@ -134,6 +136,7 @@ begin=$SECONDS
 packages=(build test)
 case " ${stages[*]} " in *" format "*) packages+=(format) ;; esac
 case " ${stages[*]} " in *" clang "*) packages+=(clang) ;; esac
+case " ${stages[*]} " in *" asan "* | *" tsan "*) packages+=(sanitizers) ;; esac
 if ! "$root/scripts/install_deps.sh" "${packages[@]}"; then
   echo "0 passed, 1 failed"
   exit 1

@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 
 // What the time may be at most, as a part of vipsthumbnail's.
 const std::map<std::string_view, double> kLargestTimeRatios = {
-    {"jpeg-baseline", 0.60},   {"jpeg-progressive", 0.20}, {"png", 0.42},           {"grey16", 0.06},
+    {"jpeg-baseline", 0.60},   {"jpeg-progressive", 0.20}, {"png", 0.42},           {"grey16", 0.04},
     {"lzw-1-row", 0.30},       {"lzw-16-rows", 0.30},      {"deflate-1-row", 0.75}, {"deflate-16-rows", 0.75},
     {"pyramid-chain", 0.25},   {"pyramid-nested", 0.25},   {"tiled-jpeg", 0.20},    {"tiled-lzw", 0.25},
     {"ome-five-channels", 0.3}};

@@ -89,11 +89,11 @@ void PrintFoundTable(const std::vector<SFoundPicture>& found, std::int64_t known
               FormatCountOf(known, "known picture").c_str());
 }
 
-void PrintFoundNames(const std::vector<SFoundPicture>& found) {
+void PrintFoundNames(const std::vector<std::string>& locations) {
   CRealPaths paths;
   std::string names;
-  for (const SFoundPicture& picture : found) {
-    names.append(paths.Find(picture.location)).push_back('\0');
+  for (const std::string& location : locations) {
+    names.append(paths.Find(location)).push_back('\0');
     if (names.size() < kNamesAtOnce) continue;
     std::fwrite(names.data(), 1, names.size(), stdout);
     names.clear();
@@ -109,8 +109,7 @@ void TellCoverage(const std::string& folder, const SCoverage& coverage) {
 }
 
 void Find(const SFindArguments& arguments) {
-  SPictureQuery query = arguments.choice.Query();
-  query.locationsOnly = arguments.endedByZero;
+  const SPictureQuery query = arguments.choice.Query();
   std::optional<COutputTarget> page;
   if (!arguments.gallery.empty()) page.emplace(GalleryTarget(arguments.gallery));
   CCacheDatabase database(arguments.database, EDatabaseNeed::Look);
@@ -120,14 +119,20 @@ void Find(const SFindArguments& arguments) {
                  Printable(database.Path()).c_str());
   }
   CPictureSearch search(db, arguments.json);
-  const std::vector<SFoundPicture> found = search.Find(query);
+  std::vector<SFoundPicture> found;
+  std::vector<std::string> locations;
+  if (arguments.endedByZero) {
+    locations = search.FindLocations(query);
+  } else {
+    found = search.Find(query);
+  }
   std::optional<SCoverage> coverage;
   if (!arguments.choice.under.empty()) coverage = LookBelow(arguments.choice.under, search);
   if (page) WriteFoundGallery(found, *page, db);
   if (arguments.json) {
     PrintFoundJson(found, search.CountKnown(), coverage);
   } else if (arguments.endedByZero) {
-    PrintFoundNames(found);
+    PrintFoundNames(locations);
   } else if (!page) {
     PrintFoundTable(found, search.CountKnown());
   }

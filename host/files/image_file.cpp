@@ -164,10 +164,10 @@ std::string RealPath(const CQvStringW& location) {
 }
 
 std::string CRealPaths::Find(const std::string& location) {
-  const std::string folder = location.substr(0, location.rfind('/') + 1);
+  const auto folder = std::string_view(location).substr(0, location.rfind('/') + 1);
   if (folder != m_folder) {
     m_folder = folder;
-    m_isThere = IsThere(folder);
+    m_isThere = IsThere(m_folder);
   }
   return m_isThere ? RealPath(CQvStringUtils::UTF8toW(location)) : location;
 }

@@ -12,6 +12,7 @@ namespace qvhost {
 void UpdateSearchIndex(CSearchIndex& index, const CKnownRows& rows, const CFolding& folding, const std::string& stamp,
                        bool quiet) {
   if (!stamp.empty() && index.Note("stamp") == stamp) return;
+  const CSearchIndex::CUpdateMemory memory(index);
   SQLite::Transaction transaction(index.Connection(), SQLite::TransactionBehavior::IMMEDIATE);
   CRowComparison comparison(index, rows);
   for (const EKnownTable table : kKnownTables) comparison.Compare(table);

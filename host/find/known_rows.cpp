@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/files/image_file.h"
+#include "host/session/database_form.h"
 #include "host/session/stored_name.h"
 
 namespace qvhost {
@@ -103,13 +104,13 @@ class CRowReader {
   SQLite::Statement m_rows;
 };
 
-constexpr const char* kTextsQuery =
-    "SELECT M_imageID, M_type, M_group, M_sampleID, M_author, M_description, M_capturing, M_sampling, M_location, "
-    "M_date, M_conclusion, M_info1, M_info2, M_optics, M_objective, M_width, M_height, M_comp, M_bpcInMemory, "
-    "M_bpcSignificant, M_pixelType, M_sequenceCount, M_tileWidth, M_tileHeight, M_compression, M_calibration, "
-    "M_acqTime, M_fileSize, M_timeLoop, M_zLoop, M_multipointLoop, M_lambdaLoop FROM metadata WHERE rowid = ?1";
+const std::string& TextsQuery() {
+  static const std::string query =
+      fmt::format("SELECT {} FROM metadata WHERE rowid = ?1", ColumnListOfForm("metadata"));
+  return query;
+}
 
-// Reads the columns of kTextsQuery one after the other.
+// Reads the columns of a row of `metadata` one after the other, in the order of its form.
 class CColumns {
  public:
   explicit CColumns(const SQLite::Statement& row) : m_row(row) {}
@@ -117,6 +118,7 @@ class CColumns {
   CQvStringW Text() { return NameOfUtf16Row(m_row.getColumn(m_next++).getString()); }
   std::uint32_t Number() { return static_cast<std::uint32_t>(m_row.getColumn(m_next++).getInt64()); }
   std::int64_t LargeNumber() { return m_row.getColumn(m_next++).getInt64(); }
+  void Skip() { ++m_next; }
   double Real() { return m_row.getColumn(m_next++).getDouble(); }
   template <class T>
   void Into(T& value) {
@@ -131,14 +133,17 @@ class CColumns {
 STextInfo TextsOf(const SQLite::Statement& row) {
   STextInfo info;
   CColumns columns(row);
+  columns.Skip();  // the file's name
+  columns.Skip();  // when it was written
   SQvImageTextInfo& texts = info.texts;
-  for (CQvStringW* text : {&texts.imageID, &texts.type, &texts.group, &texts.sampleID, &texts.author,
-                           &texts.description, &texts.capturing, &texts.sampling, &texts.location, &texts.date,
-                           &texts.conclusion, &texts.info1, &texts.info2, &texts.optics, &info.objective}) {
+  for (CQvStringW* text :
+       {&texts.imageID, &texts.type, &texts.group, &texts.sampleID, &texts.author, &texts.description, &texts.capturing,
+        &texts.sampling, &texts.location, &texts.date, &texts.conclusion, &texts.info1, &texts.info2, &texts.optics}) {
     *text = columns.Text();
   }
   SQvImageInfo& image = info.image;
   columns.Into(image.width);
+  columns.Skip();  // bytes of a row
   columns.Into(image.height);
   columns.Into(image.components);
   columns.Into(image.bpcInMemory);
@@ -148,7 +153,9 @@ STextInfo TextsOf(const SQLite::Statement& row) {
   columns.Into(image.tileWidth);
   columns.Into(image.tileHeight);
   columns.Into(image.compression);
+  columns.Skip();  // its parameter
   info.calibration = columns.Real();
+  info.objective = columns.Text();
   info.acquisitionTime = columns.Real();
   info.fileSize = columns.LargeNumber();
   for (std::uint32_t& loop : info.loops) loop = columns.Number();
@@ -156,7 +163,7 @@ STextInfo TextsOf(const SQLite::Statement& row) {
 }
 
 // The row of that number; null when there is none.
-SQLite::Statement* FindRow(const SQLite::Database& db, std::optional<SQLite::Statement>* query, const char* sql,
+SQLite::Statement* FindRow(const SQLite::Database& db, std::optional<SQLite::Statement>* query, const std::string& sql,
                            std::int64_t row) {
   if (!*query) query->emplace(db, sql);
   (*query)->reset();
@@ -187,14 +194,14 @@ void CKnownRows::ForEach(EKnownTable table, std::int64_t first, const std::funct
 
 std::optional<STextInfo> CKnownRows::ReadTexts(std::int64_t row) const {
   std::optional<STextInfo> info;
-  if (const SQLite::Statement* found = FindRow(m_db, &m_texts, kTextsQuery, row)) info = TextsOf(*found);
+  if (const SQLite::Statement* found = FindRow(m_db, &m_texts, TextsQuery(), row)) info = TextsOf(*found);
   m_texts->reset();
   return info;
 }
 
 std::optional<SKnownRecord> CKnownRows::ReadRecord(std::int64_t row) const {
   std::optional<SKnownRecord> record;
-  constexpr const char* kSql = "SELECT userID, M_acqTime, experimentID FROM history WHERE rowid = ?1";
+  static const std::string kSql = "SELECT userID, M_acqTime, experimentID FROM history WHERE rowid = ?1";
   if (const SQLite::Statement* found = FindRow(m_db, &m_record, kSql, row)) {
     record = {found->getColumn(0).getString(), found->getColumn(1).getDouble(), found->getColumn(2).getInt64()};
   }

@@ -1,14 +1,24 @@
 #include "host/find/picture_query.h"
 
 #include <fmt/format.h>
+#include <sqlite3.h>
 
-#include <variant>
+#include <algorithm>
+#include <cstring>
+#include <unordered_map>
 
+#include "host/find/fact_filter.h"
+#include "host/find/fact_store.h"
 #include "host/find/search_words.h"
+#include "host/find/sql_parts.h"
 #include "host/session/interrupt.h"
 
 namespace qvhost {
 namespace {
+
+bool IsAscii(const std::string& text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
 
 // The behind-last of all texts that begin so.
 std::string EndOfPrefix(std::string prefix) {
@@ -32,6 +42,13 @@ std::optional<std::vector<std::string>> TrigramsOfPair(CSearchIndex& index, cons
   return trigrams;
 }
 
+std::vector<std::string> ReadSample(SQLite::Database& db) {
+  SQLite::Statement rows(db, "SELECT text FROM sample");
+  std::vector<std::string> texts;
+  while (rows.executeStep()) texts.push_back(rows.getColumn(0).getString());
+  return texts;
+}
+
 // What the texts' index is asked for: for all words that it can tell of, or nothing.
 struct SWordsQuery {
   std::string match;
@@ -39,7 +56,8 @@ struct SWordsQuery {
 };
 
 SWordsQuery QueryOfWords(CSearchIndex& index, const std::vector<std::string>& words) {
-  SWordsQuery query{TrigramQuery(words)};
+  if (words.empty()) return {};
+  SWordsQuery query{TrigramQuery(words, ReadSample(index.Connection()))};
   if (!query.match.empty()) return query;
   std::vector<std::vector<std::string>> ofPairs;
   for (const std::string& word : words) {
@@ -53,80 +71,78 @@ SWordsQuery QueryOfWords(CSearchIndex& index, const std::vector<std::string>& wo
   return query;
 }
 
-// Puts a query together, its values beside it.
+// Whether few enough pictures lie below a folder that looking at each is the fastest.
+bool IsSmallFolder(SQLite::Database& db, const std::string& under) {
+  constexpr int kFew = 5000;
+  SQLite::Statement row(db, "SELECT 1 FROM picture WHERE location >= ?1 AND location < ?2 LIMIT 1 OFFSET ?3");
+  SQLite::bind(row, under, EndOfPrefix(under), kFew);
+  return !row.executeStep();
+}
+
+std::string_view TextIn(sqlite3_value* value) {
+  const auto* const text = reinterpret_cast<const char*>(sqlite3_value_text(value));
+  return text ? std::string_view(text, static_cast<std::size_t>(sqlite3_value_bytes(value))) : std::string_view();
+}
+
+// Whether all words stand in a text behind its first characters.
+bool HoldsAll(std::string_view text, std::int64_t skipped, const std::vector<std::string>& words) {
+  for (; skipped > 0 && !text.empty(); --skipped) text.remove_prefix(NextCharacter(text, 0));
+  return std::all_of(words.begin(), words.end(), [text](const std::string& word) {
+    return memmem(text.data(), text.size(), word.data(), word.size()) != nullptr;
+  });
+}
+
+std::vector<std::int64_t> PicturesWithFacts(CFactFilter& filter) {
+  std::vector<std::int64_t> pictures;
+  filter.ForEach([&pictures](std::int64_t picture) { pictures.push_back(picture); });
+  return pictures;
+}
+
+// A query in SQL, its values beside it: of rows with the picture's number, location and row of texts.
 class CQueryText {
  public:
   CQueryText(CSearchIndex& index, const CFolding& fold, const SPictureQuery& query)
-      : m_locationsOnly(query.locationsOnly) {
-    const std::vector<std::string> words = FoldWords(fold, query.words);
-    const SWordsQuery asked = QueryOfWords(index, words);
-    if (asked.isInNone) m_conditions = " AND 0";
-    if (!asked.match.empty()) {
-      m_tables = {"words w", "fact f ON f.id = w.rowid", "doc d ON d.id = w.rowid", "picture p ON p.id = w.rowid"};
+      : m_db(index.Connection()), m_words(FoldWords(fold, query.words)), m_filter(m_db, fold, query) {
+    const bool isSmall = !query.under.empty() && IsSmallFolder(m_db, query.under);
+    const SWordsQuery asked = isSmall ? SWordsQuery() : QueryOfWords(index, m_words);
+    if (asked.isInNone) {
+      m_conditions = " AND 0";
+    } else if (!asked.match.empty()) {
+      m_tables = "words w CROSS JOIN picture p ON p.id = w.rowid";
       Add("words MATCH ?", asked.match);
-    } else if (!query.under.empty()) {
-      m_tables = {"picture p", "fact f ON f.id = p.id", "doc d ON d.id = p.id"};
-    } else {
-      m_tables = {"fact f", "doc d ON d.id = f.id", "picture p ON p.id = f.id"};
+      if (!m_filter.IsOpen()) AddFacts("w.rowid");
+    } else if (!m_filter.IsOpen() && isSmall) {
+      AddFacts("p.id");
+    } else if (!m_filter.IsOpen()) {
+      m_tables = "meeting m CROSS JOIN picture p ON p.id = m.rowid";
+      m_meeting.emplace(m_db, "meeting", PicturesWithFacts(m_filter));
+    } else if (query.under.empty()) {
+      m_tables = "doc d CROSS JOIN picture p ON p.id = d.id";
     }
-    AddFacts(fold, query);
     AddFolder(query.under);
-    AddWords(words, query.under.empty() ? 0 : CountCharacters(fold(query.under)));
+    AddWords(fold, query.under);
   }
 
   std::string Sql(std::int64_t limit) const {
-    std::string sql = fmt::format("SELECT {} FROM {}", m_locationsOnly ? kLocation : kAllColumns, m_tables.front());
-    for (auto table = m_tables.begin() + 1; table != m_tables.end(); ++table) {
-      if (IsNeeded(*table)) sql += fmt::format(" CROSS JOIN {}", *table);
-    }
-    if (!m_locationsOnly) sql += " LEFT JOIN name o ON o.id = f.objective LEFT JOIN name u ON u.id = f.user";
-    return sql + fmt::format(" WHERE 1{}", m_conditions) + (limit > 0 ? fmt::format(" LIMIT {}", limit) : "");
+    return fmt::format("SELECT p.id, p.location, p.textRow FROM {} WHERE 1{}", m_tables, m_conditions) +
+           (limit > 0 ? fmt::format(" LIMIT {}", limit) : "");
   }
 
   void Bind(SQLite::Statement& statement) const {
     int number = 0;
-    for (const CValue& value : m_values) {
-      ++number;
-      std::visit([&](const auto& each) { statement.bind(number, each); }, value);
-    }
+    for (const std::string& value : m_values) statement.bind(++number, value);
   }
 
  private:
-  using CValue = std::variant<double, std::string, std::int64_t>;
-
-  static constexpr const char* kLocation = "p.location";
-  static constexpr const char* kAllColumns =
-      "p.location, f.channels, f.z, f.t, f.size, f.experiment, f.pixelSize, f.time, o.text, u.text, p.textRow";
-
-  // Each costs a look for every picture; the picture itself has the location.
-  bool IsNeeded(const std::string& table) const {
-    if (table.starts_with("doc ")) return m_conditions.find("d.text") != m_conditions.npos;
-    if (table.starts_with("fact ")) return !m_locationsOnly || m_conditions.find("f.") != m_conditions.npos;
-    return true;
-  }
-
-  void Add(const std::string& condition, CValue value) {
+  void Add(const std::string& condition, std::string value) {
     m_conditions += " AND " + condition;
     m_values.push_back(std::move(value));
   }
 
-  void AddRange(const char* column, const SFactRange& range, const char* upTo = "<=") {
-    if (range.least) Add(fmt::format("f.{} >= ?", column), *range.least);
-    if (range.most) Add(fmt::format("f.{} {} ?", column, upTo), *range.most);
-  }
-
-  void AddFacts(const CFolding& fold, const SPictureQuery& query) {
-    AddRange("channels", query.channels);
-    AddRange("z", query.z);
-    AddRange("t", query.t);
-    AddRange("pixelSize", query.pixelSize);
-    AddRange("size", query.size);
-    AddRange("time", query.time, "<");
-    if (query.experiment) Add("f.experiment = ?", std::int64_t{*query.experiment});
-    if (!query.objective.empty()) {
-      Add("f.objective IN (SELECT id FROM name WHERE instr(folded, ?) > 0)", fold(query.objective));
-    }
-    if (!query.user.empty()) Add("f.user IN (SELECT id FROM name WHERE folded = ?)", fold(query.user));
+  void AddFacts(const char* picture) {
+    m_conditions += fmt::format(" AND meets({})", picture);
+    m_meets.emplace(m_db, "meets", 1,
+                    [this](sqlite3_value** values) { return m_filter.Meets(sqlite3_value_int64(values[0])); });
   }
 
   void AddFolder(const std::string& under) {
@@ -135,43 +151,87 @@ class CQueryText {
     Add("p.location < ?", EndOfPrefix(under));
   }
 
-  void AddWords(const std::vector<std::string>& words, std::size_t skipped) {
-    const std::string text = skipped == 0 ? "d.text" : fmt::format("substr(d.text, {})", skipped + 1);
-    for (const std::string& word : words) Add(fmt::format("instr({}, ?) > 0", text), word);
+  // A text begins with the location, folded. Words of ASCII that stand in the location stand in its folded form too,
+  // and the text need not be read.
+  void AddWords(const CFolding& fold, const std::string& under) {
+    if (m_words.empty()) return;
+    m_holds.emplace(m_db, "holds", 2, [this](sqlite3_value** values) {
+      return HoldsAll(TextIn(values[0]), sqlite3_value_int64(values[1]), m_words);
+    });
+    const std::string inText = fmt::format("holds(d.text, {})", under.empty() ? 0 : CountCharacters(fold(under)));
+    if (m_tables.starts_with("doc d")) {
+      m_conditions += " AND " + inText;
+      return;
+    }
+    m_conditions += " AND (";
+    if (std::all_of(m_words.begin(), m_words.end(), &IsAscii)) {
+      m_conditions += fmt::format("holds(p.location, {}) OR ", CountCharacters(under));
+    }
+    m_conditions += fmt::format("EXISTS (SELECT 1 FROM doc d WHERE d.id = p.id AND {}))", inText);
   }
 
-  const bool m_locationsOnly;
-  std::vector<std::string> m_tables;  // the first one leads
+  SQLite::Database& m_db;
+  const std::vector<std::string> m_words;
+  CFactFilter m_filter;
+  std::string m_tables = "picture p";
   std::string m_conditions;
-  std::vector<CValue> m_values;
+  std::vector<std::string> m_values;
+  std::optional<CSqlTest> m_meets, m_holds;
+  std::optional<CSqlNumbers> m_meeting;
 };
 
-template <class T>
-std::optional<T> Known(const SQLite::Column& column) {
-  if (column.isNull()) return std::nullopt;
-  if constexpr (std::is_same_v<T, double>) {
-    return column.getDouble();
-  } else {
-    return column.getInt64();
+// Hands over the rows of a query: the statement stands on one.
+void FindRows(CSearchIndex& index, const CFolding& folding, const SPictureQuery& query,
+              const std::function<void(const SQLite::Statement& row)>& take) {
+  const CQueryText text(index, folding, query);
+  SQLite::Statement rows(index.Connection(), text.Sql(query.limit));
+  text.Bind(rows);
+  while (rows.executeStep()) {
+    CInterrupt::ThrowIfRequested("interrupted");
+    take(rows);
   }
 }
 
-SFoundPicture FoundIn(const SQLite::Statement& row) {
-  SFoundPicture found;
-  found.location = row.getColumn(0).getString();
-  if (row.getColumnCount() == 1) return found;
-  found.channels = Known<std::int64_t>(row.getColumn(1));
-  found.z = Known<std::int64_t>(row.getColumn(2));
-  found.t = Known<std::int64_t>(row.getColumn(3));
-  found.size = Known<std::int64_t>(row.getColumn(4));
-  found.experiment = Known<std::int64_t>(row.getColumn(5));
-  found.pixelSize = Known<double>(row.getColumn(6));
-  found.time = Known<double>(row.getColumn(7));
-  found.objective = row.getColumn(8).getString();
-  found.user = row.getColumn(9).getString();
-  found.textRow = row.getColumn(10).getInt64();
-  return found;
-}
+// Fills in what stands in other tables than the rows that are found.
+class CFactReader {
+ public:
+  explicit CFactReader(SQLite::Database& db) : m_facts(db) {
+    SQLite::Statement names(db, "SELECT id, text FROM name");
+    while (names.executeStep()) m_names.emplace(names.getColumn(0).getInt64(), names.getColumn(1).getString());
+  }
+
+  SFoundPicture Read(const SQLite::Statement& row) {
+    const CFacts facts = m_facts.Read(row.getColumn(0).getInt64());
+    SFoundPicture found;
+    found.location = row.getColumn(1).getString();
+    found.textRow = row.getColumn(2).getInt64();
+    found.channels = Known(facts[EFact::Channels]);
+    found.z = Known(facts[EFact::Z]);
+    found.t = Known(facts[EFact::T]);
+    found.size = Known(facts[EFact::Size]);
+    found.experiment = Known(facts[EFact::Experiment]);
+    found.pixelSize = KnownReal(facts[EFact::PixelSize]);
+    found.time = KnownReal(facts[EFact::Time]);
+    found.objective = Name(facts[EFact::Objective]);
+    found.user = Name(facts[EFact::User]);
+    return found;
+  }
+
+ private:
+  static std::optional<std::int64_t> Known(std::int64_t fact) {
+    return fact == kUnknownFact ? std::nullopt : std::optional(fact);
+  }
+  static std::optional<double> KnownReal(std::int64_t fact) {
+    return fact == kUnknownFact ? std::nullopt : std::optional(RealOfFact(fact));
+  }
+  std::string Name(std::int64_t fact) const {
+    const auto name = m_names.find(fact);
+    return name == m_names.end() ? std::string() : name->second;
+  }
+
+  CFactStore m_facts;
+  std::unordered_map<std::int64_t, std::string> m_names;
+};
 
 }  // namespace
 
@@ -183,13 +243,13 @@ bool SPictureQuery::IsOpen() const {
 
 void FindPictures(CSearchIndex& index, const CFolding& folding, const SPictureQuery& query,
                   const std::function<void(SFoundPicture picture)>& take) {
-  const CQueryText text(index, folding, query);
-  SQLite::Statement rows(index.Connection(), text.Sql(query.limit));
-  text.Bind(rows);
-  while (rows.executeStep()) {
-    CInterrupt::ThrowIfRequested("interrupted");
-    take(FoundIn(rows));
-  }
+  CFactReader reader(index.Connection());
+  FindRows(index, folding, query, [&](const SQLite::Statement& row) { take(reader.Read(row)); });
+}
+
+void FindLocations(CSearchIndex& index, const CFolding& folding, const SPictureQuery& query,
+                   const std::function<void(std::string location)>& take) {
+  FindRows(index, folding, query, [&](const SQLite::Statement& row) { take(row.getColumn(1).getString()); });
 }
 
 }  // namespace qvhost

@@ -31,8 +31,6 @@ struct SPictureQuery {
   // The location of a folder, with a slash at its end: only what lies below it, whose words are looked for behind it.
   // Empty: everywhere.
   std::string under;
-  // Only their locations: of a found picture nothing else is filled in.
-  bool locationsOnly = false;
   // So many at most, any of them; 0: all, by location.
   std::int64_t limit = 0;
 
@@ -51,9 +49,11 @@ struct SFoundPicture {
   bool operator==(const SFoundPicture&) const = default;
 };
 
-// Hands over what the index holds of the wanted pictures, in no particular order. Throws SQLite::Exception, or
-// CHostError when interrupted.
+// Hands over what the index holds of the wanted pictures, or their locations alone, in no particular order. Throws
+// SQLite::Exception, or CHostError when interrupted.
 void FindPictures(CSearchIndex& index, const CFolding& folding, const SPictureQuery& query,
                   const std::function<void(SFoundPicture picture)>& take);
+void FindLocations(CSearchIndex& index, const CFolding& folding, const SPictureQuery& query,
+                   const std::function<void(std::string location)>& take);
 
 }  // namespace qvhost

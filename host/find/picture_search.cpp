@@ -24,9 +24,13 @@ bool IsDamage(const SQLite::Exception& error) {
          error.getErrorCode() == SQLITE_ERROR;
 }
 
+const std::string& LocationOf(const std::string& location) { return location; }
+const std::string& LocationOf(const SFoundPicture& picture) { return picture.location; }
+
 // Most of them come so.
-void SortByLocation(std::vector<SFoundPicture>* found) {
-  const auto isBefore = [](const SFoundPicture& a, const SFoundPicture& b) { return a.location < b.location; };
+template <class T>
+void SortByLocation(std::vector<T>* found) {
+  const auto isBefore = [](const T& a, const T& b) { return LocationOf(a) < LocationOf(b); };
   if (!std::is_sorted(found->begin(), found->end(), isBefore)) std::sort(found->begin(), found->end(), isBefore);
 }
 
@@ -37,14 +41,28 @@ CPictureSearch::CPictureSearch(SQLite::Database& db, bool quiet)
 
 std::vector<SFoundPicture> CPictureSearch::Find(const SPictureQuery& query) {
   std::vector<SFoundPicture> found;
-  const auto find = [&] {
+  Search([&](CSearchIndex& index) {
     found.clear();
-    Prepare();
-    FindPictures(*m_index, m_folding, query, [&](SFoundPicture picture) { found.push_back(std::move(picture)); });
-    if (query.limit == 0) SortByLocation(&found);
-  };
+    FindPictures(index, m_folding, query, [&](SFoundPicture picture) { found.push_back(std::move(picture)); });
+  });
+  if (query.limit == 0) SortByLocation(&found);
+  return found;
+}
+
+std::vector<std::string> CPictureSearch::FindLocations(const SPictureQuery& query) {
+  std::vector<std::string> found;
+  Search([&](CSearchIndex& index) {
+    found.clear();
+    qvhost::FindLocations(index, m_folding, query, [&](std::string location) { found.push_back(std::move(location)); });
+  });
+  if (query.limit == 0) SortByLocation(&found);
+  return found;
+}
+
+void CPictureSearch::Search(const std::function<void(CSearchIndex& index)>& find) {
   try {
-    find();
+    Prepare();
+    find(*m_index);
   } catch (const SQLite::Exception& error) {
     if (m_temporary) throw;
     // An error of the database itself comes again.
@@ -54,9 +72,9 @@ std::vector<SFoundPicture> CPictureSearch::Find(const SPictureQuery& query) {
     } else {
       OpenTemporary(error.what());
     }
-    find();
+    Prepare();
+    find(*m_index);
   }
-  return found;
 }
 
 void CPictureSearch::Prepare() {

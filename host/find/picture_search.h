@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,12 +23,16 @@ class CPictureSearch {
 
   // Throws SQLite::Exception, or CHostError when interrupted.
   std::vector<SFoundPicture> Find(const SPictureQuery& query);
+  // Only where they are, which is faster.
+  std::vector<std::string> FindLocations(const SPictureQuery& query);
 
   // As of the last search: how many pictures are known, and whether one of them is at that location.
   std::int64_t CountKnown();
   bool IsKnown(const std::string& location);
 
  private:
+  // Searches, with another index when this one fails. `find` begins anew.
+  void Search(const std::function<void(CSearchIndex& index)>& find);
   void Prepare();
   void OpenBesideDatabase();
   void OpenTemporary(const std::string& reason);

@@ -26,9 +26,8 @@ std::string TextOf(const std::string& location, const std::optional<STextInfo>& 
   return text;
 }
 
-void BindOrNull(SQLite::Statement& statement, int number, bool isKnown, double value) {
-  if (isKnown) statement.bind(number, value);
-}
+// One of some 2,000, spread over all: the upper bits of a golden-ratio hash.
+bool IsInSample(std::int64_t picture) { return static_cast<std::uint64_t>(picture) * 0x9E3779B97F4A7C15u >> 53 == 0; }
 
 }  // namespace
 
@@ -37,13 +36,14 @@ CPictureWriter::CPictureWriter(CSearchIndex& index, const CKnownRows& rows, cons
       m_db(index.Connection()),
       m_rows(rows),
       m_fold(folding),
+      m_facts(m_db),
       m_picture(m_db,
                 "SELECT location, coalesce(standardRow, highRow), textRow, historyRow FROM picture WHERE id = ?1"),
       m_oldText(m_db, "SELECT text FROM doc WHERE id = ?1"),
       m_removeWords(m_db, "INSERT INTO words (words, rowid, text) VALUES ('delete', ?1, ?2)"),
       m_addWords(m_db, "INSERT INTO words (rowid, text) VALUES (?1, ?2)"),
       m_writeText(m_db, "INSERT OR REPLACE INTO doc VALUES (?1, ?2)"),
-      m_writeFacts(m_db, "INSERT OR REPLACE INTO fact VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10)") {}
+      m_writeSample(m_db, "INSERT OR REPLACE INTO sample VALUES (?1, substr(?2, 1, 4000))") {}
 
 void CPictureWriter::Write(std::int64_t picture) {
   m_picture.bind(1, picture);
@@ -72,8 +72,10 @@ void CPictureWriter::WriteText(std::int64_t picture, const std::optional<std::st
     m_removeWords.exec();
     m_removeWords.reset();
   }
+  m_added += static_cast<int>(text.has_value()) - static_cast<int>(old.has_value());
   if (!text) return;
-  for (SQLite::Statement* statement : {&m_writeText, &m_addWords}) {
+  for (SQLite::Statement* statement : {&m_writeText, &m_addWords, &m_writeSample}) {
+    if (statement == &m_writeSample && !IsInSample(picture)) continue;
     SQLite::bind(*statement, picture, *text);
     statement->exec();
     statement->reset();
@@ -82,30 +84,27 @@ void CPictureWriter::WriteText(std::int64_t picture, const std::optional<std::st
 
 void CPictureWriter::WriteFacts(std::int64_t picture, const std::optional<STextInfo>& info,
                                 const std::optional<SKnownRecord>& record) {
-  SQLite::Statement& facts = m_writeFacts;
-  facts.clearBindings();
-  facts.bind(1, picture);
+  CFacts facts;
   if (info) {
-    facts.bind(2, std::max(info->loops[3], 1u));
-    facts.bind(3, std::max(info->loops[1], 1u));
-    facts.bind(4, std::max(info->loops[0], 1u));
-    BindOrNull(facts, 5, info->calibration > 0.0, info->calibration);
-    facts.bind(6, info->fileSize);
-    BindOrNull(facts, 7, info->acquisitionTime > 0.0, info->acquisitionTime);
-    if (const auto id = NameID(CQvStringUtils::WtoUTF8(info->objective).Str())) facts.bind(8, *id);
+    facts[EFact::Channels] = std::max(info->loops[3], 1u);
+    facts[EFact::Z] = std::max(info->loops[1], 1u);
+    facts[EFact::T] = std::max(info->loops[0], 1u);
+    if (info->calibration > 0.0) facts[EFact::PixelSize] = FactOfReal(info->calibration);
+    facts[EFact::Size] = info->fileSize;
+    if (info->acquisitionTime > 0.0) facts[EFact::Time] = FactOfReal(info->acquisitionTime);
+    facts[EFact::Objective] = NameID(CQvStringUtils::WtoUTF8(info->objective).Str());
   }
   if (record) {
     // It may have been given by hand.
-    BindOrNull(facts, 7, record->time > 0.0, record->time);
-    if (const auto id = NameID(record->user)) facts.bind(9, *id);
-    if (record->experiment != 0) facts.bind(10, record->experiment);
+    if (record->time > 0.0) facts[EFact::Time] = FactOfReal(record->time);
+    facts[EFact::User] = NameID(record->user);
+    if (record->experiment != 0) facts[EFact::Experiment] = record->experiment;
   }
-  facts.exec();
-  facts.reset();
+  m_facts.Write(picture, facts);
 }
 
-std::optional<std::int64_t> CPictureWriter::NameID(const std::string& name) {
-  if (name.empty()) return std::nullopt;
+std::int64_t CPictureWriter::NameID(const std::string& name) {
+  if (name.empty()) return kUnknownFact;
   if (const auto known = m_names.find(name); known != m_names.end()) return known->second;
   SQLite::Statement add(m_db, "INSERT OR IGNORE INTO name (text, folded) VALUES (?1, ?2)");
   SQLite::bind(add, name, m_fold(name));
@@ -118,13 +117,15 @@ std::optional<std::int64_t> CPictureWriter::NameID(const std::string& name) {
 
 void CPictureWriter::Remove(std::int64_t picture) {
   WriteText(picture, std::nullopt);
-  for (const char* table : {"doc", "fact", "picture"}) {
+  m_facts.Write(picture, CFacts());
+  for (const char* table : {"doc", "sample", "picture"}) {
     m_db.exec(fmt::format("DELETE FROM {} WHERE id = {}", table, picture));
   }
 }
 
 void CPictureWriter::Finish(std::size_t written) {
-  const std::int64_t pictures = m_db.execAndGet("SELECT count(*) FROM fact").getInt64();
+  m_facts.Flush();
+  const std::int64_t pictures = m_index.NumberNote("pictures") + m_added;
   m_index.SetNote("pictures", pictures);
   if (2 * static_cast<std::int64_t>(written) > pictures) m_db.exec("INSERT INTO words (words) VALUES ('optimize')");
 }

@@ -13,6 +13,7 @@
 
 #include "host/host_error.h"
 #include "host/session/database_choice.h"
+#include "host/session/file_rights.h"
 
 namespace qvhost {
 namespace {
@@ -22,21 +23,23 @@ namespace fs = std::filesystem;
 // In the header of the file, where SQLite keeps it (PRAGMA application_id).
 constexpr std::uint32_t kIndexID = 0x51764669;
 constexpr std::size_t kIndexIDPlace = 68;
-constexpr int kIndexVersion = 2;
-// Bytes. Large ones make a search through all rows as fast as a mapped file, without what a mapping costs when somebody
-// cuts the file: the process.
-constexpr int kPageSize = 16384;
+constexpr int kIndexVersion = 3;
+// Bytes. Often a page is read for each picture that is found. From the file, since a mapping would cost the process
+// when somebody cuts it.
+constexpr int kPageSize = 8192;
+// Kibibytes of pages that are kept. A search reads most pages once, and new memory costs as much as reading again.
+constexpr int kSearchCache = 2048, kUpdateCache = 65536;
 
 constexpr const char* kIndexTables = R"(
 CREATE TABLE note (name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
 CREATE TABLE picture (id INTEGER PRIMARY KEY, location TEXT NOT NULL UNIQUE, standardRow INTEGER, highRow INTEGER,
                       textRow INTEGER, historyRow INTEGER);
-CREATE TABLE fact (id INTEGER PRIMARY KEY, channels INTEGER, z INTEGER, t INTEGER, pixelSize REAL, size INTEGER,
-                   time REAL, objective INTEGER, user INTEGER, experiment INTEGER);
+CREATE TABLE fact (block INTEGER PRIMARY KEY, packed BLOB NOT NULL);
 CREATE TABLE name (id INTEGER PRIMARY KEY, text TEXT NOT NULL UNIQUE, folded TEXT NOT NULL);
 CREATE TABLE seen (source INTEGER, row INTEGER, mark INTEGER NOT NULL, picture INTEGER NOT NULL,
                    PRIMARY KEY (source, row)) WITHOUT ROWID;
 CREATE TABLE doc (id INTEGER PRIMARY KEY, text TEXT NOT NULL);
+CREATE TABLE sample (id INTEGER PRIMARY KEY, text TEXT NOT NULL);
 CREATE VIRTUAL TABLE words USING fts5(text, content='doc', content_rowid='id', tokenize='trigram', detail=none,
                                       columnsize=0);
 )";
@@ -66,8 +69,7 @@ void CreateWithRightsOf(const std::string& path, const std::string& databasePath
     if (errno == EEXIST) return;
     throw CHostError(fmt::format("{} cannot be made: {}", path, std::strerror(errno)));
   }
-  const bool isSameGroup = fchown(file, static_cast<uid_t>(-1), database.st_gid) == 0;
-  const bool done = fchmod(file, database.st_mode & (isSameGroup ? 0666u : 0600u)) == 0;
+  const bool done = fchmod(file, ShareLike(database, file)) == 0;
   close(file);
   if (!done) throw CHostError(fmt::format("{} cannot be given its rights", path));
 }
@@ -87,9 +89,9 @@ CSearchIndex::CSearchIndex(const std::string& path, const std::string& databaseP
         CreateWithRightsOf(path, databasePath);
         return OpenConnection(path, SQLite::OPEN_READWRITE);
       }()) {
-  m_db.exec(fmt::format(
-      "PRAGMA page_size = {}; PRAGMA cache_size = -65536; PRAGMA mmap_size = 0; PRAGMA synchronous = NORMAL",
-      kPageSize));
+  m_db.exec(
+      fmt::format("PRAGMA page_size = {}; PRAGMA cache_size = -{}; PRAGMA mmap_size = 0; PRAGMA synchronous = NORMAL",
+                  kPageSize, kSearchCache));
   const std::string database = IdentityOf(databasePath);
   if (IsUsable(database)) return;
   SetPageSize(database);
@@ -104,7 +106,7 @@ bool CSearchIndex::IsUsable(const std::string& database) const {
 }
 
 void CSearchIndex::DropTables() {
-  for (const char* table : {"words", "note", "picture", "fact", "name", "seen", "doc"}) {
+  for (const char* table : {"words", "note", "picture", "fact", "name", "seen", "doc", "sample"}) {
     m_db.exec(fmt::format("DROP TABLE IF EXISTS {}", table));
   }
 }
@@ -141,6 +143,14 @@ void CSearchIndex::SetNote(const char* name, const std::string& value) {
   SQLite::Statement row(m_db, "INSERT OR REPLACE INTO note VALUES (?1, ?2)");
   SQLite::bind(row, name, value);
   row.exec();
+}
+
+CSearchIndex::CUpdateMemory::CUpdateMemory(CSearchIndex& index) : m_db(index.m_db) {
+  m_db.exec(fmt::format("PRAGMA cache_size = -{}", kUpdateCache));
+}
+
+CSearchIndex::CUpdateMemory::~CUpdateMemory() {
+  m_db.tryExec(fmt::format("PRAGMA cache_size = -{}; PRAGMA shrink_memory", kSearchCache));
 }
 
 std::string SearchIndexPath(const std::string& databasePath) { return RealDatabasePath(databasePath) + ".find"; }

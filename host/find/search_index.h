@@ -11,8 +11,8 @@ namespace qvhost {
 // that the database does not, and is made anew when it is gone, or of another version or database. One thread.
 //
 //   picture  a row for each picture that any table of the database knows: its location, and which rows tell of it
-//   fact     its numbers; null where nothing is known
-//   doc      its texts, folded, and a line end; words has their trigrams
+//   fact     the numbers of 256 pictures each, packed (fact_block.h)
+//   doc      its texts, folded, and a line end; words has their trigrams, and sample some of these texts again
 //   name     objectives and users, each once
 //   seen     which rows of the database the index is made of
 class CSearchIndex {
@@ -20,6 +20,18 @@ class CSearchIndex {
   // Opens the file, and makes it when missing, with the rights of the database. One of another version or database is
   // emptied. Throws CHostError when something else stands in its place, or SQLite::Exception.
   CSearchIndex(const std::string& path, const std::string& databasePath);
+
+  // As long as one lives, the index has the memory that writing takes.
+  class CUpdateMemory {
+   public:
+    explicit CUpdateMemory(CSearchIndex& index);
+    CUpdateMemory(const CUpdateMemory&) = delete;
+    CUpdateMemory& operator=(const CUpdateMemory&) = delete;
+    ~CUpdateMemory();
+
+   private:
+    SQLite::Database& m_db;
+  };
 
   SQLite::Database& Connection() noexcept { return m_db; }
   // What the index notes of itself; empty and 0 where it notes nothing.

@@ -8,15 +8,10 @@ namespace {
 
 // Of very long words the first ones do: whatever the index answers is compared with the words themselves.
 constexpr std::size_t kMostTrigrams = 64;
+// More of them leave hardly any texts out that the others do not.
+constexpr std::size_t kMostAsked = 12;
 
 bool BeginsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }
-
-// Behind the character that begins there.
-std::size_t NextCharacter(std::string_view text, std::size_t at) {
-  do ++at;
-  while (at < text.size() && !BeginsCharacter(text[at]));
-  return at;
-}
 
 std::string Quoted(std::string_view text) {
   std::string quoted = "\"";
@@ -24,20 +19,72 @@ std::string Quoted(std::string_view text) {
   return quoted + '"';
 }
 
-// Side by side, the last one over the end of the one before: each costs a walk through all texts that have it, and few
-// texts have these but not those between.
-std::vector<std::string> CoveringTrigrams(std::string_view word) {
+// All of a word that do for it, first those side by side, the last one over the end of the one before: few texts have
+// these but not those between.
+std::vector<std::string> TrigramsOf(std::string_view word) {
   std::vector<std::size_t> begins;
-  for (std::size_t at = 0; at < word.size(); at = NextCharacter(word, at)) begins.push_back(at);
-  begins.push_back(word.size());
-  const std::size_t count = begins.size() - 1;
-  std::vector<std::string> trigrams;
-  for (std::size_t at = 0; at < count && trigrams.size() < kMostTrigrams; at += 3) {
-    const std::size_t begin = std::min(at, count - 3);
-    trigrams.push_back(Quoted(word.substr(begins[begin], begins[begin + 3] - begins[begin])));
+  for (std::size_t at = 0; at < word.size() && begins.size() < kMostTrigrams; at = NextCharacter(word, at)) {
+    begins.push_back(at);
   }
+  begins.push_back(NextCharacter(word, begins.back()));
+  const std::size_t count = begins.size() - 3;
+  std::vector<std::string> covering, between;
+  for (std::size_t at = 0; at < count; ++at) {
+    const bool isCovering = at % 3 == 0 || at + 1 == count;
+    (isCovering ? covering : between).emplace_back(word.substr(begins[at], begins[at + 3] - begins[at]));
+  }
+  covering.insert(covering.end(), between.begin(), between.end());
+  return covering;
+}
+
+// A trigram, and which texts of a sample have it.
+struct STrigram {
+  std::string text;
+  std::vector<bool> isIn;
+  std::size_t count = 0;
+
+  STrigram(std::string trigram, const std::vector<std::string>& sample) : text(std::move(trigram)) {
+    for (const std::string& each : sample) {
+      isIn.push_back(each.find(text) != each.npos);
+      count += isIn.back();
+    }
+  }
+};
+
+std::vector<STrigram> RarestFirst(const std::vector<std::string>& words, const std::vector<std::string>& sample) {
+  std::unordered_set<std::string> seen;
+  std::vector<STrigram> trigrams;
+  for (const std::string& word : words) {
+    if (trigrams.size() >= kMostTrigrams || CountCharacters(word) < 3) continue;
+    for (std::string& trigram : TrigramsOf(word)) {
+      if (seen.insert(trigram).second) trigrams.emplace_back(std::move(trigram), sample);
+    }
+  }
+  std::stable_sort(trigrams.begin(), trigrams.end(),
+                   [](const STrigram& a, const STrigram& b) { return a.count < b.count; });
   return trigrams;
 }
+
+// Which texts may still be answers.
+class CRemaining {
+ public:
+  explicit CRemaining(std::size_t texts) : m_isLeft(texts, true) {}
+
+  // A trigram costs a walk through all texts that have it. It is worth that when it is rare, or saves looks at texts
+  // instead, of which one takes as long as that many steps.
+  bool IsWorthIt(const STrigram& trigram) const {
+    constexpr std::size_t kStepsOfLook = 100, kRare = 32;
+    std::size_t saved = 0;
+    for (std::size_t text = 0; text < m_isLeft.size(); ++text) saved += m_isLeft[text] && !trigram.isIn[text];
+    return saved * kStepsOfLook > trigram.count || trigram.count * kRare <= m_isLeft.size();
+  }
+  void Keep(const STrigram& trigram) {
+    for (std::size_t text = 0; text < m_isLeft.size(); ++text) m_isLeft[text] = m_isLeft[text] && trigram.isIn[text];
+  }
+
+ private:
+  std::vector<bool> m_isLeft;
+};
 
 }  // namespace
 
@@ -62,14 +109,15 @@ std::vector<std::string> FoldWords(const CFolding& folding, const std::vector<st
   return folded;
 }
 
-std::string TrigramQuery(const std::vector<std::string>& foldedWords) {
-  std::unordered_set<std::string> seen;
+std::string TrigramQuery(const std::vector<std::string>& foldedWords, const std::vector<std::string>& sample) {
+  CRemaining remaining(sample.size());
   std::string query;
-  for (const std::string& word : foldedWords) {
-    if (seen.size() >= kMostTrigrams || CountCharacters(word) < 3) continue;
-    for (const std::string& trigram : CoveringTrigrams(word)) {
-      if (seen.insert(trigram).second) query += (query.empty() ? "" : " AND ") + trigram;
-    }
+  std::size_t asked = 0;
+  for (const STrigram& trigram : RarestFirst(foldedWords, sample)) {
+    if (asked == kMostAsked || (asked > 0 && !remaining.IsWorthIt(trigram))) continue;
+    remaining.Keep(trigram);
+    query += (query.empty() ? "" : " AND ") + Quoted(trigram.text);
+    ++asked;
   }
   return query;
 }
@@ -82,6 +130,12 @@ std::string PairQuery(const std::vector<std::vector<std::string>>& trigramsOfWor
     query += (query.empty() ? "(" : " AND (") + any + ")";
   }
   return query;
+}
+
+std::size_t NextCharacter(std::string_view text, std::size_t at) {
+  do ++at;
+  while (at < text.size() && !BeginsCharacter(text[at]));
+  return at;
 }
 
 std::size_t CountCharacters(std::string_view text) {

@@ -55,7 +55,10 @@ void CPageFile::ReadHeader() {
     m_header.reserved = header[20];
     m_header.freeTrunk = ReadNumber(header, 32);
     m_header.freeCount = ReadNumber(header, 36);
-    m_header.isWideText = ReadNumber(header, 56) == 2 || ReadNumber(header, 56) == 3;
+    const std::uint32_t encoding = ReadNumber(header, 56);
+    if (encoding <= static_cast<std::uint32_t>(ETextEncoding::Utf16Big)) {
+      m_header.encoding = static_cast<ETextEncoding>(encoding);
+    }
     m_header.userVersion = static_cast<std::int32_t>(ReadNumber(header, 60));
   }
   m_pageSize = m_log ? m_log->pageSize : FindPageSize(m_file, ClaimedPageSize(header), m_header.reserved);

@@ -11,11 +11,14 @@
 
 namespace qvhost {
 
+// Of a database's texts, as its header counts them.
+enum class ETextEncoding { Unknown, Utf8, Utf16Little, Utf16Big };
+
 // The header of a database file; what cannot be known of a damaged one is 0.
 struct SDatabaseHeader {
   bool isSound = false;
   bool isWriteAhead = false;
-  bool isWideText = false;  // UTF-16
+  ETextEncoding encoding = ETextEncoding::Unknown;
   std::size_t reserved = 0;
   std::uint32_t freeTrunk = 0, freeCount = 0;  // the list of free pages
   std::int32_t userVersion = 0;

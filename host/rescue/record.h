@@ -16,6 +16,7 @@ struct SRecordValue {
   std::int64_t integer = 0;
   double real = 0.0;
   std::string_view bytes = {};
+  bool isWhole = true;  // of a text: it is in the encoding of the file's texts
 
   bool IsNull() const noexcept { return kind == EValueKind::Null; }
   // Of an integer, too, as SQLite keeps numbers without a fraction.

@@ -1,7 +1,6 @@
 #include "host/rescue/rescued_database.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <filesystem>
 
@@ -13,9 +12,6 @@
 
 namespace qvhost {
 namespace {
-
-constexpr mode_t kOwnRights = 0600;
-constexpr mode_t kGroupRights = 0060, kPlainRights = 0666;
 
 const std::string& RequireNoLog(const std::string& name) {
   for (const char* tail : kDatabaseTails) {
@@ -59,11 +55,7 @@ void CRescuedDatabase::Commit() {
   m_db->exec(header.isWriteAhead ? "PRAGMA locking_mode=NORMAL; PRAGMA journal_mode=WAL"
                                  : "PRAGMA locking_mode=NORMAL; PRAGMA journal_mode=DELETE");
   m_db.reset();
-  const struct stat& old = m_old.Status();
-  mode_t rights = kOwnRights | (old.st_mode & kPlainRights);
-  // What a group may do is for the old one's group only.
-  if (chown(m_new.FilePath().c_str(), static_cast<uid_t>(-1), old.st_gid) != 0) rights &= ~kGroupRights;
-  m_new.Commit(rights);
+  m_new.CommitLike(m_old.Status());
 }
 
 }  // namespace qvhost

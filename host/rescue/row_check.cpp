@@ -46,8 +46,8 @@ bool HasItsHash(std::string_view experiment, std::string_view planes, std::int64
 }
 
 // Nobody writes a zero into a text; a disk that lost a sector does.
-bool HasZero(const SRecordValue& value) {
-  return value.kind == EValueKind::Text && value.bytes.find('\0') != value.bytes.npos;
+bool IsBrokenText(const SRecordValue& value) {
+  return value.kind == EValueKind::Text && (!value.isWhole || value.bytes.find('\0') != value.bytes.npos);
 }
 
 }  // namespace
@@ -67,7 +67,7 @@ bool IsWholeJpeg(std::string_view stream) {
 }
 
 bool IsSoundRow(ETable table, const CRecord& row) {
-  if (std::any_of(row.begin(), row.end(), &HasZero)) return false;
+  if (std::any_of(row.begin(), row.end(), &IsBrokenText)) return false;
   // A row without a picture counts as none, and does no harm.
   if (table == ETable::Cache) return row[3].bytes.empty() || IsWholeJpeg(row[3].bytes);
   if (table == ETable::Experiments) return HasItsHash(row[2].bytes, row[3].bytes, row[5].integer);

@@ -19,7 +19,9 @@ constexpr std::uint32_t kSchemaRoot = 1;
 constexpr std::size_t kSchemaColumns = 5;  // type, name, table, root, statement
 
 bool IsSchemaRow(const CRecord& record) {
-  return record.size() == kSchemaColumns && record[0].kind == EValueKind::Text && record[1].kind == EValueKind::Text &&
+  const auto isWhole = [](const SRecordValue& value) { return value.isWhole; };
+  return record.size() == kSchemaColumns && std::all_of(record.begin(), record.end(), isWhole) &&
+         record[0].kind == EValueKind::Text && record[1].kind == EValueKind::Text &&
          record[2].kind == EValueKind::Text && record[3].kind == EValueKind::Integer;
 }
 
@@ -35,7 +37,12 @@ bool SSalvage::IsNothing() const {
 }
 
 CSalvage::CSalvage(const CPageFile& file, IRowSink& sink, COnPages onPages)
-    : m_file(file), m_sink(sink), m_onPages(std::move(onPages)), m_used(file.PageCount()), m_payloads(file, m_used) {
+    : m_file(file),
+      m_sink(sink),
+      m_onPages(std::move(onPages)),
+      m_used(file.PageCount()),
+      m_payloads(file, m_used),
+      m_texts(FindTextEncoding(file)) {
   for (const ETable table : kAllTables) Of(table).orders = KnownOrders(table);
 }
 
@@ -56,7 +63,9 @@ SSalvage CSalvage::Run() {
 }
 
 bool CSalvage::Decode(const SCell& cell, CRecord* record) {
-  return m_payloads.Read(cell, &m_payload) && DecodeRecord(m_payload, record);
+  if (!m_payloads.Read(cell, &m_payload) || !DecodeRecord(m_payload, record)) return false;
+  m_texts.ToUtf8(record);
+  return true;
 }
 
 void CSalvage::ReadSchema() {
@@ -90,7 +99,6 @@ void CSalvage::TakeSchemaRow(const CRecord& row) {
 
 // Damage hides tables, but adds none.
 void CSalvage::RequireOwn() const {
-  if (m_file.Header().isWideText) throw CHostError("its texts are UTF-16; a thumbnail database's are UTF-8");
   const bool isOwn = std::any_of(m_tables.begin(), m_tables.end(), [](const STable& table) { return table.root != 0; });
   if (isOwn || !m_isSchemaWhole) return;
   throw CHostError(m_foreignTable.empty() ? std::string("it has no tables")

@@ -10,6 +10,7 @@
 #include "host/rescue/page_file.h"
 #include "host/rescue/payload_reader.h"
 #include "host/rescue/table_shape.h"
+#include "host/rescue/text_encoding.h"
 #include "host/rescue/tree_page.h"
 
 namespace qvhost {
@@ -85,6 +86,7 @@ class CSalvage {
   const COnPages m_onPages;
   CPageSet m_used;
   CPayloadReader m_payloads;
+  CTextReader m_texts;
   std::array<STable, kTables> m_tables;
   bool m_isSchemaWhole = false;
   std::string m_foreignTable;

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,6 +11,7 @@
 #include "host/files/image_file.h"
 #include "host/host_error.h"
 #include "host/output/text.h"
+#include "host/session/file_rights.h"
 
 namespace qvhost {
 namespace {
@@ -51,6 +51,14 @@ void CNewDatabase::Commit(mode_t rights) {
     if (std::rename(FilePath().c_str(), m_name.c_str()) != 0) Fail("write");
   }
   Sync(fs::path(m_name).parent_path().string());
+}
+
+void CNewDatabase::CommitLike(const struct stat& model) {
+  const int file = open(FilePath().c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) Fail("write");
+  const mode_t rights = ShareLike(model, file);
+  close(file);
+  Commit(rights);
 }
 
 }  // namespace qvhost

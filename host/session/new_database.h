@@ -1,6 +1,6 @@
 #pragma once
 
-#include <sys/types.h>
+#include <sys/stat.h>
 
 #include <optional>
 #include <string>
@@ -23,8 +23,10 @@ class CNewDatabase {
   // Where to make it.
   std::string FilePath() const { return FolderPath() + "/file.db"; }
 
-  // Gives it these rights and its name. Throws CHostError.
+  // Gives it these rights, or those of another file (file_rights.h), and its name. No connection is open. Throws
+  // CHostError.
   void Commit(mode_t rights);
+  void CommitLike(const struct stat& model);
 
  private:
   [[noreturn]] void Fail(const char* problem) const;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "system/qvstring.h"
 
@@ -10,5 +11,9 @@ namespace qvhost {
 inline CQvStringW NameOfUtf16Row(const std::string& name) {
   return CQvStringUtils::UTF16toW(CQvStringUtils::WtoUTF16(CQvStringUtils::UTF8toW(name).c_str()));
 }
+
+// UTF-16 to UTF-8 as SQLite has it, which knows nothing of escaped bytes. A surrogate that stands alone becomes U+FFFD,
+// and `isWhole` false, when it is given.
+std::string PlainUtf8(std::u16string_view text, bool* isWhole = nullptr);
 
 }  // namespace qvhost

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "host/session/database_form.h"
+#include "host/session/stored_name.h"
 #include "system/qvstring.h"
 
 namespace qvhost {
@@ -25,21 +26,6 @@ int Run(SQLite::Statement& statement) {
   const int changes = statement.exec();
   statement.reset();
   return changes;
-}
-
-bool IsSurrogate(char16_t unit, char16_t first) { return unit >= first && unit < first + 0x400; }
-
-// UTF-16 to UTF-8 as SQLite has it, which knows nothing of escaped bytes.
-std::string PlainUtf8(const std::u16string& text) {
-  CQvStringW wide;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    std::uint32_t point = text[i];
-    if (IsSurrogate(text[i], 0xD800) && i + 1 < text.size() && IsSurrogate(text[i + 1], 0xDC00)) {
-      point = 0x10000u + ((point - 0xD800u) << 10) + (text[++i] - 0xDC00u);
-    }
-    wide.Str() += static_cast<wchar_t>(point);
-  }
-  return CQvStringUtils::WtoUTF8(wide).Str();
 }
 
 }  // namespace

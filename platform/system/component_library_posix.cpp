@@ -40,6 +40,19 @@ std::size_t ReadableSize(const void* symbol, std::size_t declared) noexcept {
   return declared == 0 ? mapped : std::min(declared, mapped);
 }
 
+// The texts and the empty one that ends them, or `most` units without one. What lies behind may be a sanitizer's.
+std::u16string CopyTexts(const void* texts, std::size_t most) {
+  std::u16string units;
+  for (bool isEmptySoFar = true; units.size() < most;) {
+    char16_t unit;
+    std::memcpy(&unit, static_cast<const char*>(texts) + units.size() * sizeof(unit), sizeof(unit));
+    units += unit;
+    if (unit == 0 && isEmptySoFar) break;
+    isEmptySoFar = unit == 0;
+  }
+  return units;
+}
+
 bool IsRegularFile(const std::string& path) noexcept {
   struct stat status;
   return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
@@ -82,9 +95,7 @@ std::optional<std::u16string> CComponentLibrary::RegistrationData() const {
   if (::dladdr1(symbol, &info, &entry, RTLD_DL_SYMENT) != 0 && entry && info.dli_saddr == symbol) {
     declared = static_cast<const ElfW(Sym)*>(entry)->st_size;
   }
-  std::u16string units(ReadableSize(symbol, declared) / sizeof(char16_t), u'\0');
-  std::memcpy(units.data(), symbol, units.size() * sizeof(char16_t));
-  return units;
+  return CopyTexts(symbol, ReadableSize(symbol, declared) / sizeof(char16_t));
 }
 
 bool ListLibraries(const std::string& folder, std::vector<std::string>* paths) {

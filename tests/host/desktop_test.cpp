@@ -82,7 +82,7 @@ constexpr const char* kAskService = R"(exec dbus-run-session -- sh -c '
   md5=$(printf %s "$1" | md5sum | cut -d" " -f1)
   gdbus call --session --dest org.freedesktop.thumbnails.Thumbnailer1 \
     --object-path /org/freedesktop/thumbnails/Thumbnailer1 \
-    --method org.freedesktop.thumbnails.Thumbnailer1.Queue "[\"$1\"]" "[\"$2\"]" "$3" default 0 || exit 3
+    --method org.freedesktop.thumbnails.Thumbnailer1.Queue "[\"$1\"]" "[\"$2\"]" "$3" default "uint32 0" || exit 3
   for i in $(seq 300); do
     [ -e "$HOME/.cache/thumbnails/$3/$md5.png" ] && echo "$HOME/.cache/thumbnails/$3/$md5.png" && exit 0
     sleep 0.1
@@ -187,7 +187,7 @@ TEST_F(SandboxTest, ShowsThumbnailsOfOneFile) {
 }
 
 TEST_F(SandboxTest, NeedsNoProcessFileSystem) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(QV_ADDRESS_SANITIZER) || defined(QV_THREAD_SANITIZER)
   GTEST_SKIP() << "the sanitizers read /proc";
 #endif
   WriteStack(Path("cells.ome.tif"), {1, 3, 2});

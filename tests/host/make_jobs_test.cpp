@@ -45,13 +45,28 @@ class MakeJobsTest : public testing::Test {
  protected:
   MakeJobsTest() : m_images(m_program.Folder().MakeFolder("images")) {}
 
-  void WriteFolders(int folders, int filesOfEach, unsigned width = 96, unsigned height = 64) const {
+  std::filesystem::path MakeSet(int number) const {
+    const std::filesystem::path path = m_images + "/set" + std::to_string(number);
+    std::filesystem::create_directories(path);
+    return path;
+  }
+  void WriteFolders(int folders, int filesOfEach) const {
     for (int folder = 0; folder < folders; ++folder) {
-      const std::filesystem::path path = m_images + "/set" + std::to_string(folder);
-      std::filesystem::create_directories(path);
+      const std::filesystem::path path = MakeSet(folder);
       for (int i = 0; i < filesOfEach; ++i) {
         const SRgb color = {static_cast<std::uint8_t>(40 * folder), static_cast<std::uint8_t>(5 * i), 90};
-        WritePng(path / (std::to_string(i) + ".png"), width, height, color);
+        WritePng(path / (std::to_string(i) + ".png"), 96, 64, color);
+      }
+    }
+  }
+  // Names of one picture that takes a moment.
+  void WriteLargeFolders(int folders, int filesOfEach) const {
+    const std::string picture = m_program.Folder().Path("large.png");
+    WritePng(picture, 600, 400, kRed);
+    for (int folder = 0; folder < folders; ++folder) {
+      const std::filesystem::path path = MakeSet(folder);
+      for (int i = 0; i < filesOfEach; ++i) {
+        std::filesystem::create_hard_link(picture, path / (std::to_string(i) + ".png"));
       }
     }
   }
@@ -146,7 +161,7 @@ TEST_F(MakeJobsTest, AShardIsMadeBySeveralToo) {
 }
 
 TEST_F(MakeJobsTest, WhatEndsOneProcessIsDoneByTheOthers) {
-  WriteFolders(2, 60, 600, 400);
+  WriteLargeFolders(2, 60);
   CProgram::CProcess run(m_program, Words(m_program.Database(), "4"));
   pid_t leader = 0;
   const std::vector<pid_t> workers = WaitForWorkers(2, &leader);
@@ -162,7 +177,7 @@ TEST_F(MakeJobsTest, WhatEndsOneProcessIsDoneByTheOthers) {
 }
 
 TEST_F(MakeJobsTest, WithoutProcessesItStopsAndSaysSo) {
-  WriteFolders(2, 60, 600, 400);
+  WriteLargeFolders(2, 60);
   CProgram::CProcess run(m_program, Words(m_program.Database(), "4"));
   pid_t leader = 0;
   const std::vector<pid_t> workers = WaitForWorkers(2, &leader);
@@ -178,7 +193,7 @@ TEST_F(MakeJobsTest, WithoutProcessesItStopsAndSaysSo) {
 }
 
 TEST_F(MakeJobsTest, InterruptedAllStopAndNothingIsLost) {
-  WriteFolders(4, 60, 600, 400);
+  WriteLargeFolders(4, 60);
   CProgram::CProcess run(m_program, Words(m_program.Database(), "6"));
   pid_t leader = 0;
   ASSERT_EQ(WaitForWorkers(3, &leader).size(), 3u);
@@ -195,7 +210,7 @@ TEST_F(MakeJobsTest, InterruptedAllStopAndNothingIsLost) {
 }
 
 TEST_F(MakeJobsTest, KilledItLeavesNoProcessBehind) {
-  WriteFolders(4, 60, 600, 400);
+  WriteLargeFolders(4, 60);
   CProgram::CProcess run(m_program, Words(m_program.Database(), "6"));
   pid_t leader = 0;
   ASSERT_EQ(WaitForWorkers(3, &leader).size(), 3u);

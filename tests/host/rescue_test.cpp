@@ -84,6 +84,27 @@ TEST_F(RescueTest, ASoundDatabaseComesOutAsItWas) {
   ExpectNothingLeftBehind();
 }
 
+TEST_F(RescueTest, TextsInUtf16ComeOutInUtf8) {
+  WriteLabDatabase(Path("plain.db"));
+  ASSERT_EQ(m_program.Run({"rescue", Path("plain.db"), Path("saved.db")}).status, 0);
+  for (const char* encoding : {"UTF-16le", "UTF-16be"}) {
+    fs::remove(Old());
+    fs::remove(New());
+    WriteLabDatabase(Old(), {.encoding = encoding});
+    const SRunResult run = Rescue();
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(Books(New()), Books(Path("plain.db")));
+    EXPECT_TRUE(CachedRows(New()) == CachedRows(Path("saved.db")));
+    EXPECT_EQ(QueryText(New(), "PRAGMA encoding"), "UTF-8");
+    const std::int64_t lost = DamageRowsOf("history");
+    fs::remove(New());
+    const SRunResult damaged = Rescue();
+    EXPECT_EQ(damaged.status, 1) << damaged.err;
+    EXPECT_THAT(damaged.out, HasSubstr("lost are the records of:\n  /data/lab/field 10"));
+    EXPECT_EQ(QueryInt(New(), "SELECT count(*) FROM history"), 90 - lost);
+  }
+}
+
 TEST_F(RescueTest, WhatWasMergedIsStillKnown) {
   WriteLabDatabase(Path("lab.db"));
   ASSERT_EQ(m_program.Run({"merge", "--partial", Old(), Path("lab.db")}).status, 0);

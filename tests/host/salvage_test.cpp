@@ -293,10 +293,112 @@ TEST_F(SalvageTest, AnotherProgramsDatabaseIsRefused) {
   }
 }
 
-TEST_F(SalvageTest, WideTextsAreRefused) {
-  Execute(Path(),
-          "PRAGMA encoding = 'UTF-16'; CREATE TABLE history (filename TEXT, M_acqTime REAL, experimentID INTEGER)");
-  EXPECT_THROW(Salvage(), CHostError);
+// Of a database with texts in UTF-16, of both orders of bytes.
+class WideSalvageTest : public SalvageTest, public testing::WithParamInterface<const char*> {
+ protected:
+  // x'…' of a text that is no more than these units.
+  static std::string Units(const std::vector<unsigned>& units) {
+    std::string text = "CAST(x'";
+    for (const unsigned unit : units) {
+      const unsigned swapped = (unit & 0xFFu) << 8 | unit >> 8;
+      char hex[5];
+      std::snprintf(hex, sizeof hex, "%04x", std::string(GetParam()) == "UTF-16be" ? unit : swapped);
+      text += hex;
+    }
+    return text + "' AS TEXT)";
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(BothOrders, WideSalvageTest, testing::Values("UTF-16le", "UTF-16be"),
+                         [](const auto& order) { return std::string(order.param).substr(6); });
+
+TEST_P(WideSalvageTest, TextsComeOutAsThoseOfUtf8) {
+  WriteSound();
+  const CRows plain = m_sound;
+  std::remove(Path().c_str());
+  WriteSound({.encoding = GetParam()});
+  for (const ETable table : kAllTables) EXPECT_EQ(m_sound.Of(table), plain.Of(table)) << NameOf(table);
+  Execute(Path(), "INSERT INTO stored VALUES (900, 0, 'Grüße, 細胞 🔬 ' || char(0x10DC80), 0)");
+  EXPECT_TRUE(Salvage().IsAll());
+  EXPECT_THAT(m_rows.Of(ETable::Stored), Contains("900|0|Grüße, 細胞 🔬 \xF4\x8D\xB2\x80|0|"));
+}
+
+TEST_P(WideSalvageTest, AZeroedPageCostsWhatStoodOnIt) {
+  WriteSound({.encoding = GetParam()});
+  for (std::size_t page = 1; page < m_pages.size(); ++page) {
+    SFileBytes damaged = m_bytes;
+    std::ranges::fill(PageOf(damaged, page), std::uint8_t{0});
+    WriteFile(Path(), damaged);
+    ExpectAllBut(RowsOf(page, page), "page " + std::to_string(page) + ", " + m_pages[page].table);
+  }
+}
+
+TEST_P(WideSalvageTest, WithoutItsBeginningTheFileIsReadAllTheSame) {
+  for (const int pageSize : {512, 4096, 65536}) {
+    std::remove(Path().c_str());
+    WriteSound({.pageSize = pageSize, .encoding = GetParam()});
+    SFileBytes damaged = m_bytes;
+    std::ranges::fill(std::span(damaged).first(100), std::uint8_t{0xA5});
+    WriteFile(Path(), damaged);
+    ExpectAllBut({}, "pages of " + std::to_string(pageSize));
+  }
+}
+
+TEST_P(WideSalvageTest, AnEncodingThatIsNoneIsNotBelieved) {
+  WriteSound({.encoding = GetParam()});
+  for (const int wrong : {0, 4, 255}) {
+    SFileBytes damaged = m_bytes;
+    damaged[59] = static_cast<std::uint8_t>(wrong);
+    WriteFile(Path(), damaged);
+    ExpectAllBut({}, "said to be " + std::to_string(wrong));
+  }
+}
+
+TEST_P(WideSalvageTest, SurrogatesThatStandAloneAreNotSound) {
+  WriteLabDatabase(Path(), {.encoding = GetParam()});
+  int row = 1;
+  for (const std::vector<unsigned>& units :
+       {std::vector<unsigned>{0x61, 0xD83D}, {0xD83D, 0x61}, {0xDD2C}, {0xDD2C, 0xD83D}, {0x61, 0, 0x62}}) {
+    Execute(Path(), "UPDATE history SET userID = " + Units(units) + " WHERE rowid = " + std::to_string(++row));
+  }
+  Execute(Path(), "UPDATE history SET userID = " + Units({0xD83D, 0xDD2C}) + " WHERE rowid = 9");
+  const SSalvage salvage = Salvage();
+  EXPECT_EQ(salvage.Of(ETable::History).leftOut, 5);
+  EXPECT_EQ(salvage.Of(ETable::History).read, 85);
+  EXPECT_THAT(m_rows.Of(ETable::History), Contains(HasSubstr("|🔬|")));
+}
+
+TEST_P(WideSalvageTest, SingleDamagedBytesCrashNothing) {
+  WriteSound({512, 8, 20, 10, 6, 6, GetParam()});
+  std::mt19937 random(13);
+  for (int round = 0; round < 300; ++round) {
+    SFileBytes damaged = m_bytes;
+    for (int i = 0; i < 1 + round % 20; ++i) damaged[random() % damaged.size()] = static_cast<std::uint8_t>(random());
+    WriteFile(Path(), damaged);
+    try {
+      Salvage();
+    } catch (const CHostError&) {  // it may look like another program's
+    }
+  }
+}
+
+TEST(TextReaderTest, HalfACharacterIsMarked) {
+  CTextReader reader(ETextEncoding::Utf16Little);
+  const auto textValue = [](std::string_view bytes) { return SRecordValue{EValueKind::Text, 0, 0.0, bytes}; };
+  CRecord record = {textValue(std::string_view("a\0b\0", 4)),
+                    textValue(std::string_view("a\0b", 3)),
+                    textValue("x"),
+                    textValue(""),
+                    {EValueKind::Blob, 0, 0.0, "abc"}};
+  reader.ToUtf8(&record);
+  std::vector<std::string> texts;
+  std::vector<bool> areWhole;
+  for (const SRecordValue& value : record) {
+    texts.emplace_back(value.bytes);
+    areWhole.push_back(value.isWhole);
+  }
+  EXPECT_THAT(texts, ElementsAre("ab", "a", "", "", "abc"));
+  EXPECT_THAT(areWhole, ElementsAre(true, false, false, true, true));
 }
 
 TEST_F(SalvageTest, AFileThatIsWrittenToMeanwhileIsNoticed) {

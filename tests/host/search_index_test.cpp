@@ -49,7 +49,7 @@ TEST_F(SearchIndexTest, AnIndexOfAnotherVersionIsMadeAnew) {
   }
   CSearchIndex index(Index(), Database());
   EXPECT_EQ(index.Connection().execAndGet("SELECT count(*) FROM doc").getInt(), 0);
-  EXPECT_EQ(index.Connection().execAndGet("PRAGMA page_size").getInt(), 16384);
+  EXPECT_EQ(index.Connection().execAndGet("PRAGMA page_size").getInt(), 8192);
 }
 
 }  // namespace

@@ -32,23 +32,34 @@ TEST(SearchWordsTest, WordsOfWhichNothingIsLeftAreNone) {
 }
 
 TEST(SearchWordsTest, TrigramsCoverTheWords) {
-  EXPECT_EQ(TrigramQuery({"abc"}), "\"abc\"");
-  EXPECT_EQ(TrigramQuery({"abcd"}), "\"abc\" AND \"bcd\"");
-  EXPECT_EQ(TrigramQuery({"abcdef"}), "\"abc\" AND \"def\"");
-  EXPECT_EQ(TrigramQuery({"aaaaa", "aaa"}), "\"aaa\"");
-  EXPECT_EQ(TrigramQuery({"日本語x"}), "\"日本語\" AND \"本語x\"");
-  EXPECT_EQ(TrigramQuery({"a\"b*"}), "\"a\"\"b\" AND \"\"\"b*\"");
+  EXPECT_EQ(TrigramQuery({"abc"}, {}), "\"abc\"");
+  EXPECT_EQ(TrigramQuery({"abcd"}, {}), "\"abc\" AND \"bcd\"");
+  EXPECT_EQ(TrigramQuery({"abcdef"}, {}), "\"abc\" AND \"def\" AND \"bcd\" AND \"cde\"");
+  EXPECT_EQ(TrigramQuery({"aaaaa", "aaa"}, {}), "\"aaa\"");
+  EXPECT_EQ(TrigramQuery({"日本語x"}, {}), "\"日本語\" AND \"本語x\"");
+  EXPECT_EQ(TrigramQuery({"a\"b*"}, {}), "\"a\"\"b\" AND \"\"\"b*\"");
+}
+
+TEST(SearchWordsTest, OnlyTrigramsThatLeaveTextsOutAreAskedFor) {
+  std::vector<std::string> sample;
+  for (int i = 0; i < 100; ++i) sample.push_back("hela cells " + std::to_string(1000 + i) + (i % 2 ? " odd" : " even"));
+  EXPECT_EQ(TrigramQuery({"hela", "cells 1017"}, sample), "\"017\"");
+  EXPECT_EQ(TrigramQuery({"hela cells"}, sample), "\"hel\"");
+  EXPECT_EQ(TrigramQuery({"hela", "odd", "s 10"}, sample), "\"odd\"");
+  EXPECT_EQ(TrigramQuery({"hela", "odd", "103"}, sample), "\"103\" AND \"odd\"");
+  EXPECT_EQ(TrigramQuery({"hela", "yeast"}, sample), "\"yea\" AND \"ast\" AND \"eas\"");
 }
 
 TEST(SearchWordsTest, ShortWordsAskForNothing) {
-  EXPECT_EQ(TrigramQuery({"a", "bc", "日本"}), "");
-  EXPECT_EQ(TrigramQuery({}), "");
+  EXPECT_EQ(TrigramQuery({"a", "bc", "日本"}, {}), "");
+  EXPECT_EQ(TrigramQuery({}, {}), "");
 }
 
 TEST(SearchWordsTest, VeryLongWordsAskForTheirFirstPart) {
   std::string word;
   for (int i = 0; i < 10000; ++i) word += std::to_string(i);
-  EXPECT_LT(TrigramQuery({word, word + "x"}).size(), 1000u);
+  EXPECT_LT(TrigramQuery({word, word + "x"}, {}).size(), 1000u);
+  EXPECT_EQ(TrigramQuery({word.substr(0, 200)}, {}), TrigramQuery({word}, {}));
 }
 
 }  // namespace

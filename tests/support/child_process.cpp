@@ -13,13 +13,13 @@
 #include <system_error>
 #include <utility>
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(QV_ADDRESS_SANITIZER)
 #include <sanitizer/lsan_interface.h>
 #endif
 
 namespace qvtest {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(QV_ADDRESS_SANITIZER) || defined(QV_THREAD_SANITIZER)
 const bool kMemoryIsMeasurable = false;
 #else
 const bool kMemoryIsMeasurable = true;
@@ -76,7 +76,7 @@ void LimitGrowth(std::uint64_t bytes) {
     const std::string answer = work();
     if (write(out, answer.data(), answer.size()) == static_cast<ssize_t>(answer.size())) status = 0;
   }
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(QV_ADDRESS_SANITIZER)
   if (__lsan_do_recoverable_leak_check() != 0) status = 1;
 #endif
   _exit(status);

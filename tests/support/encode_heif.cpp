@@ -6,7 +6,7 @@
 #include <memory>
 #include <stdexcept>
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(QV_ADDRESS_SANITIZER)
 // libheif's encoder forgets the parameters that it has libx265 make; only tests encode.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() { return "leak:libx265\n"; }
 #endif

@@ -183,7 +183,7 @@ TEST_F(ListenersTest, LastReferenceGivenBackByAListenerKeepsTheService) {
 }
 
 TEST(ListenerExitDeathTest, ProcessMayEndInAListener) {
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(QV_ADDRESS_SANITIZER)
   GTEST_SKIP() << "the leak checker crashes in a process that ends on a worker";
 #endif
   testing::GTEST_FLAG(death_test_style) = "threadsafe";

@@ -12,7 +12,7 @@
 namespace qvtest {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(QV_ADDRESS_SANITIZER) || defined(QV_THREAD_SANITIZER)
 constexpr int kRounds = 10;
 #else
 constexpr int kRounds = 40;

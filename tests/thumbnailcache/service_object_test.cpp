@@ -128,7 +128,7 @@ TEST_F(SettingsTest, SmallOperationsAnswerWhateverTheState) {
 
 // The workers stayed in the process that it was forked from.
 TEST_F(SettingsTest, ForkedProcessEndsWithoutWaitingForWorkers) {
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(QV_ADDRESS_SANITIZER)
   GTEST_SKIP() << "the leak checker finds nobody in the copy who holds what the workers hold";
 #endif
   ASSERT_EQ(Open(), 0);

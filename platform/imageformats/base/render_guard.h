@@ -10,7 +10,7 @@
 
 namespace imageformats {
 
-#if defined(__SANITIZE_THREAD__)
+#if defined(__SANITIZE_THREAD__) || defined(QV_THREAD_SANITIZER)
 // Instrumented code takes many times as long.
 inline constexpr std::chrono::seconds kLeastTime(20);
 #else

@@ -144,7 +144,7 @@ bool UnfilterByWavefront(std::uint8_t* rows, std::size_t stride, std::size_t byt
   std::uint8_t least = kPngPaeth, most = kPngNone;
   int cost = 0;
   for (std::size_t row = 0; row < kWavefrontRows; ++row) {
-    const std::uint8_t filter = rows[row * stride - 1];
+    const std::uint8_t filter = *(rows + row * stride - 1);
     least = std::min(least, filter);
     most = std::max(most, filter);
     cost += CostOf(filter);

@@ -1,25 +1,39 @@
 #include "platform/imageformats/render/alpha.h"
 
 #include <algorithm>
+#include <type_traits>
 
 namespace imageformats {
 
 namespace {
 
-// `paper` is the value of white, 0 or `opaque`.
-template <class T>
-void Lay(const T* row, std::size_t pixels, std::uint32_t colors, bool premultiplied, std::uint32_t opaque,
-         std::uint32_t paper, T* out) noexcept {
+// `paper` is the value of white, 0 or `opaque`. Colors: a number, or a constant, of which compilers make better loops.
+template <class T, class Colors>
+void LayPixels(const T* row, std::size_t pixels, Colors colors, bool premultiplied, std::uint32_t opaque,
+               std::uint32_t paper, T* out) noexcept {
+  // 65535 * 65535 twice does not fit 32 bits.
+  using Product = std::conditional_t<sizeof(T) == 1, std::uint32_t, std::uint64_t>;
   for (std::size_t i = 0; i < pixels; ++i, row += colors + 1, out += colors) {
     const std::uint32_t opacity = std::min<std::uint32_t>(row[colors], opaque);
     const std::uint32_t through = opaque - opacity;
     for (std::uint32_t k = 0; k < colors; ++k) {
       const std::uint32_t color = row[k];
-      // In 64 bits: 65535 * 65535 twice does not fit 32.
-      const std::uint64_t laid =
-          (std::uint64_t{color} * opacity + std::uint64_t{paper} * through + opaque / 2) / opaque;
+      const Product laid = (Product{color} * opacity + Product{paper} * through + opaque / 2) / opaque;
       out[k] = static_cast<T>(premultiplied ? std::min(color + (paper == 0 ? 0 : through), opaque) : laid);
     }
+  }
+}
+
+template <class T>
+void Lay(const T* row, std::size_t pixels, std::uint32_t colors, bool premultiplied, std::uint32_t opaque,
+         std::uint32_t paper, T* out) noexcept {
+  switch (colors) {
+    case 1:
+      return LayPixels(row, pixels, std::integral_constant<std::uint32_t, 1>(), premultiplied, opaque, paper, out);
+    case 3:
+      return LayPixels(row, pixels, std::integral_constant<std::uint32_t, 3>(), premultiplied, opaque, paper, out);
+    default:
+      return LayPixels(row, pixels, colors, premultiplied, opaque, paper, out);
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include "platform/imageformats/base/format_error.h"
 #include "platform/imageformats/base/new_picture.h"
+#include "platform/imageformats/base/wide_vectors.h"
 
 namespace imageformats {
 
@@ -95,7 +96,8 @@ void DisplayAverages(const SAveragedPicture& averages, const SDisplaySettings& h
     const float* in = averages.samples.data() + y * pixels * averages.components;
     std::uint8_t* out = isDirect ? static_cast<std::uint8_t*>(placement.DirectRow(y)) : rgb.data() + y * pixels * 3;
     if (transform.IsIdentity()) {
-      ToneRow(in, pixels, averages.components, how.model == EColorModel::kGrey, tone, out);
+      const bool grey = how.model == EColorModel::kGrey;
+      RunVectorLoop([&] { ToneRow(in, pixels, averages.components, grey, tone, out); });
     } else {
       NormaliseRow(in, pixels, averages.components, how, range, row.data());
       transform.Convert(row.data(), pixels, out);

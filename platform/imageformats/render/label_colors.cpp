@@ -4,7 +4,9 @@
 #include <array>
 #include <cmath>
 #include <unordered_set>
+#include <utility>
 
+#include "platform/imageformats/base/wide_vectors.h"
 #include "platform/imageformats/render/tone_map.h"
 
 namespace imageformats {
@@ -44,11 +46,14 @@ bool IsSurelyUneven(const SAveragedPicture& picture) noexcept {
   std::size_t foreground = 0, even = 0;
   for (std::size_t y = 0; y + 1 < picture.size.height; ++y) {
     const float* const row = picture.samples.data() + y * width;
-    std::uint32_t rowForeground = 0, rowEven = 0;
-    for (std::size_t x = 0; x + 1 < width; ++x) {
-      rowForeground += row[x] != 0.0f;
-      rowEven += 1 - (SurelyDiffer(row[x], row[x + 1]) | SurelyDiffer(row[x], row[x + width]));
-    }
+    const auto [rowForeground, rowEven] = RunVectorLoop([row, width] {
+      std::uint32_t foregroundSoFar = 0, evenSoFar = 0;
+      for (std::size_t x = 0; x + 1 < width; ++x) {
+        foregroundSoFar += row[x] != 0.0f;
+        evenSoFar += 1 - (SurelyDiffer(row[x], row[x + 1]) | SurelyDiffer(row[x], row[x + width]));
+      }
+      return std::pair(foregroundSoFar, evenSoFar);
+    });
     foreground += rowForeground;
     even += rowEven;
   }

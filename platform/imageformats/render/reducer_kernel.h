@@ -8,6 +8,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "platform/imageformats/base/wide_vectors.h"
 #include "platform/imageformats/render/reducer_axis.h"
 #include "platform/imageformats/render/reducer_rows.h"
 
@@ -136,11 +137,11 @@ class CTypedKernel final : public CAreaReducer::CKernel {
 
   std::uint32_t AddInner(std::uint32_t y, std::uint32_t rows, const std::uint8_t* data, std::size_t stride) {
     if (m_rowsSummed == Traits::kMaxRows) {
-      SpillRows(m_columns.data(), m_rowSums.data(), Samples());
+      RunVectorLoop([&] { SpillRows(m_columns.data(), m_rowSums.data(), Samples()); });
       m_rowsSummed = 0;
     }
     rows = std::min(rows, Traits::kMaxRows - m_rowsSummed);
-    SumRows<T>(m_rowSums.data(), data, stride, rows, Samples());
+    RunVectorLoop([&] { SumRows<T>(m_rowSums.data(), data, stride, rows, Samples()); });
     m_rowsSummed += rows;
     m_pending = true;
     m_pendingRow = m_y.ShareOf(y).result;
@@ -151,8 +152,8 @@ class CTypedKernel final : public CAreaReducer::CKernel {
   void CloseRow(std::uint32_t y, const T* row) {
     const SPixelShare share = m_y.ShareOf(y);
     Sum* const sums = m_rowsSummed != 0 ? m_rowSums.data() : nullptr;
-    CloseColumns(m_totals.data(), m_columns.data(), sums, row, static_cast<Column>(share.weight),
-                 static_cast<Column>(share.nextWeight), Samples());
+    const auto first = static_cast<Column>(share.weight), next = static_cast<Column>(share.nextWeight);
+    RunVectorLoop([&] { CloseColumns(m_totals.data(), m_columns.data(), sums, row, first, next, Samples()); });
     m_rowsSummed = 0;
     AddRowTotals(share.result);
     m_pending = share.nextWeight > 0.0f;

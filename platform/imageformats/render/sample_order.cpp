@@ -4,6 +4,10 @@
 #include <array>
 #include <bit>
 #include <cmath>
+#include <tuple>
+#include <utility>
+
+#include "platform/imageformats/base/wide_vectors.h"
 
 namespace imageformats {
 
@@ -36,14 +40,14 @@ struct SBuckets {
 
 // How many keys each bucket has. In four tables in turns: samples that follow each other often are of one bucket, whose
 // count would have to wait for itself.
-std::array<std::size_t, kBuckets> CountKeys(std::span<const std::int32_t> keys, const SBuckets& buckets) {
+std::vector<std::size_t> CountKeys(std::span<const std::int32_t> keys, const SBuckets& buckets) {
   std::array<std::array<std::uint32_t, kBuckets>, 4> counts{};
   std::size_t i = 0;
   for (; i + 4 <= keys.size(); i += 4) {
     for (std::size_t k = 0; k < 4; ++k) ++counts[k][buckets.Of(keys[i + k])];
   }
   for (; i < keys.size(); ++i) ++counts[0][buckets.Of(keys[i])];
-  std::array<std::size_t, kBuckets> sums;
+  std::vector<std::size_t> sums(kBuckets);
   for (std::size_t b = 0; b < kBuckets; ++b) {
     sums[b] = std::size_t{counts[0][b]} + counts[1][b] + counts[2][b] + counts[3][b];
   }
@@ -62,6 +66,29 @@ std::vector<std::int32_t> KeysOfBucket(std::span<const std::int32_t> keys, const
   return chosen;
 }
 
+// Without a branch, for vector code.
+bool AreFinite(std::span<const float> samples) noexcept {
+  return RunVectorLoop([samples] {
+    std::uint32_t others = 0;
+    for (const float value : samples) {
+      others |= (std::bit_cast<std::uint32_t>(value) & 0x7FFFFFFFu) >= 0x7F800000u ? 1u : 0u;
+    }
+    return others == 0;
+  });
+}
+
+// Of at least one key.
+std::pair<std::int32_t, std::int32_t> ExtremesOf(std::span<const std::int32_t> keys) noexcept {
+  return RunVectorLoop([keys] {
+    std::int32_t least = keys.front(), most = keys.front();
+    for (const std::int32_t key : keys) {
+      least = std::min(least, key);
+      most = std::max(most, key);
+    }
+    return std::pair(least, most);
+  });
+}
+
 }  // namespace
 
 std::int32_t CSampleOrder::KeyOf(float value) noexcept { return Turned(std::bit_cast<std::int32_t>(value)); }
@@ -69,18 +96,24 @@ float CSampleOrder::ValueOf(std::int32_t key) noexcept { return std::bit_cast<fl
 
 CSampleOrder::CSampleOrder(std::span<const float> samples, std::size_t first, std::size_t step)
     : m_keys(samples.size() / step + 1) {
+  if (step == 1 && first == 0 && AreFinite(samples)) {
+    m_keys.resize(samples.size());
+    RunVectorLoop([&] { std::transform(samples.begin(), samples.end(), m_keys.begin(), KeyOf); });
+  } else {
+    TakeFinite(samples, first, step);
+  }
+  if (m_keys.empty()) return;
+  std::tie(m_least, m_most) = ExtremesOf(m_keys);
+  if (m_keys.size() > kFew) m_counts = CountKeys(m_keys, SBuckets(m_least, m_most));
+}
+
+void CSampleOrder::TakeFinite(std::span<const float> samples, std::size_t first, std::size_t step) {
   std::size_t found = 0;
   for (std::size_t i = first; i < samples.size(); i += step) {
     m_keys[found] = KeyOf(samples[i]);
     found += std::isfinite(samples[i]) ? 1 : 0;
   }
   m_keys.resize(found);
-  if (m_keys.empty()) return;
-  m_least = m_most = m_keys.front();
-  for (const std::int32_t key : m_keys) {
-    m_least = std::min(m_least, key);
-    m_most = std::max(m_most, key);
-  }
 }
 
 float CSampleOrder::At(std::size_t place) const {
@@ -89,7 +122,7 @@ float CSampleOrder::At(std::size_t place) const {
   std::int32_t least = m_least, most = m_most;
   while (keys.size() > kFew && least != most) {
     const SBuckets buckets(least, most);
-    const std::array<std::size_t, kBuckets> counts = CountKeys(keys, buckets);
+    const std::vector<std::size_t> counts = keys.data() == m_keys.data() ? m_counts : CountKeys(keys, buckets);
     std::size_t bucket = 0;
     for (; place >= counts[bucket]; ++bucket) place -= counts[bucket];
     chosen = KeysOfBucket(keys, buckets, bucket, counts[bucket]);

@@ -25,8 +25,10 @@ class CSampleOrder {
   static std::int32_t Turned(std::int32_t bits) noexcept { return bits ^ ((bits >> 31) & 0x7FFFFFFF); }
   static std::int32_t KeyOf(float value) noexcept;
   static float ValueOf(std::int32_t key) noexcept;
+  void TakeFinite(std::span<const float> samples, std::size_t first, std::size_t step);
 
   std::vector<std::int32_t> m_keys;
+  std::vector<std::size_t> m_counts;  // of all keys by buckets: where each search begins
   std::int32_t m_least = 0, m_most = 0;
 };
 

@@ -51,7 +51,8 @@ std::vector<std::uint8_t> FakeJpeg(std::size_t size, int number) {
 
 void WriteLabDatabase(const std::string& path, const SLabShape& shape) {
   CSql db(path);
-  db.Run("PRAGMA page_size = " + std::to_string(shape.pageSize) + "; PRAGMA journal_mode = DELETE; BEGIN;" + kTableSql);
+  db.Run("PRAGMA page_size = " + std::to_string(shape.pageSize) + "; PRAGMA encoding = '" + shape.encoding +
+         "'; PRAGMA journal_mode = DELETE; BEGIN;" + kTableSql);
   for (int i = 0; i < shape.experiments; ++i) AddExperiment(db, i);
   for (int i = 0; i < shape.history; ++i) {
     CSqlStatement insert(db, "INSERT INTO history VALUES (?1, ?2, ?3, ?4)");

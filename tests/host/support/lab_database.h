@@ -8,6 +8,7 @@
 struct SLabShape {
   int pageSize = 1024;
   int experiments = 30, history = 90, stored = 60, thumbnails = 40, texts = 40;
+  std::string encoding = "UTF-8";  // as SQLite names it
 };
 void WriteLabDatabase(const std::string& path, const SLabShape& shape = {});
 

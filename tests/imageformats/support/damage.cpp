@@ -13,6 +13,13 @@ using namespace qvtest;
 
 namespace {
 
+// Which byte is changed matters to memory, and not to threads.
+#ifdef QV_THREAD_SANITIZER
+constexpr std::size_t kStep = 7;
+#else
+constexpr std::size_t kStep = 1;
+#endif
+
 // A changed header may ask for much: the time is short, so that many can be tried.
 SRenderLimits ShortLimits() { return {32u << 20, 1u << 24, std::chrono::seconds(1)}; }
 
@@ -50,14 +57,14 @@ std::int32_t OutcomeOf(const SFileBytes& bytes) {
 
 void ExpectDamagedWhereverCut(const SFileBytes& bytes, std::size_t spare) {
   ASSERT_EQ(OutcomeOf(bytes), kQvOk);
-  for (std::size_t size = 1; size + spare < bytes.size(); ++size) {
+  for (std::size_t size = 1; size + spare < bytes.size(); size += kStep) {
     const SFileBytes cut(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
     EXPECT_EQ(OutcomeOf(cut), kQvFailure) << size << " of " << bytes.size() << " bytes";
   }
 }
 
 void ExpectNoHarmOfChanges(const SFileBytes& bytes) {
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
+  for (std::size_t i = 0; i < bytes.size(); i += kStep) {
     for (const int change : {0x01, 0x80, 0xFF}) {
       SFileBytes changed = bytes;
       changed[i] = static_cast<std::uint8_t>(changed[i] ^ change);

@@ -9,8 +9,16 @@ QV_EXPORT IQvInterface* QV_ConstructorForCQvTestFaulty(const char*, unsigned int
 #endif
 
 #if defined(QV_FAULT_UNTERMINATED)
-QV_EXPORT extern const char16_t QV_RegistrationData[6];
-const char16_t QV_RegistrationData[6] = {u'<', u'v', u'a', u'r', u'i', u'a'};
+// Six units that only the symbol's size ends: "<varia".
+__asm__(
+    ".pushsection .qvunterminated,\"a\"\n"
+    ".globl QV_RegistrationData\n"
+    ".type QV_RegistrationData, @object\n"
+    ".size QV_RegistrationData, 12\n"
+    "QV_RegistrationData:\n"
+    ".short 0x3c, 0x76, 0x61, 0x72, 0x69, 0x61\n"
+    ".fill 64, 2, 0x20\n"
+    ".popsection\n");
 #elif defined(QV_FAULT_NOT_XML)
 QV_EXPORT extern const char16_t QV_RegistrationData[];
 const char16_t QV_RegistrationData[] = u"<variant version=\"1.0\"><CQvTestFaulty\0";

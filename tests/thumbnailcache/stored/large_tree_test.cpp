@@ -10,7 +10,7 @@
 namespace qvtest {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(QV_ADDRESS_SANITIZER) || defined(QV_THREAD_SANITIZER)
 constexpr int kItems = 10000;
 #else
 constexpr int kItems = 100000;

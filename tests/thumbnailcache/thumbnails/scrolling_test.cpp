@@ -9,7 +9,7 @@ using ::testing::SizeIs;
 // What a viewer shows now, while the queue is full of what it may show later.
 class ScrollingTest : public ServiceTest {
  protected:
-  static constexpr int kQueued = 2000;
+  static constexpr int kQueued = 300;
 
   void SetUp() override {
     ServiceTest::SetUp();

@@ -1,6 +1,7 @@
 #include "platform/imageformats/tiff/rows/row_converter.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <numeric>
 #include <type_traits>
@@ -12,13 +13,37 @@
 namespace imageformats::tiff {
 namespace {
 
+// `Samples`: the numbers of those that are shown. Of a constant number compilers make better loops.
+template <class T, class Samples>
+void CopySamples(const T* from, std::uint32_t stride, const Samples& shown, std::size_t pixels, T* to) noexcept {
+  for (std::size_t i = 0; i < pixels; ++i, from += stride) {
+    for (const std::uint32_t sample : shown) *to++ = from[sample];
+  }
+}
+
+template <std::size_t kCount>
+std::array<std::uint32_t, kCount> FirstOf(const std::vector<std::uint32_t>& shown) noexcept {
+  std::array<std::uint32_t, kCount> samples;
+  std::copy_n(shown.begin(), kCount, samples.begin());
+  return samples;
+}
+
 template <class T>
 void CopyShownSamples(const void* in, std::uint32_t stride, const std::vector<std::uint32_t>& shown, std::size_t pixels,
                       void* out) noexcept {
   const T* from = static_cast<const T*>(in);
   T* to = static_cast<T*>(out);
-  for (std::size_t i = 0; i < pixels; ++i, from += stride) {
-    for (const std::uint32_t sample : shown) *to++ = from[sample];
+  switch (shown.size()) {
+    case 1:
+      return CopySamples(from, stride, FirstOf<1>(shown), pixels, to);
+    case 2:
+      return CopySamples(from, stride, FirstOf<2>(shown), pixels, to);
+    case 3:
+      return CopySamples(from, stride, FirstOf<3>(shown), pixels, to);
+    case 4:
+      return CopySamples(from, stride, FirstOf<4>(shown), pixels, to);
+    default:
+      return CopySamples(from, stride, shown, pixels, to);
   }
 }
 
