@@ -79,10 +79,19 @@ std::optional<SAveragedPicture> CJpegImage::AverageMeans(const SRenderRequest& r
   if (m_markers.frameMarker > kMarkerSof2 || m_markers.precision != 8) return std::nullopt;
   const SSize wanted = ReducedSize(m_stored, {request.width, request.height}, m_orientation);
   if (!HasMeansFor(wanted)) return std::nullopt;
-  const SMeansRequest means = request.fast ? SMeansRequest{wanted} : SMeansRequest{wanted, 7, 14, true};
+  const SMeansRequest means =
+      request.fast ? SMeansRequest{wanted} : SMeansRequest{wanted, 7, 14, IsWorthAllScans(wanted), true};
   const auto picture = ReadBlockMeans(*m_input, means, guard);
   if (!picture) return std::nullopt;
   return AverageBlockMeans(*picture, wanted, guard);
+}
+
+// The later scans of a progressive file are most of it, and of a large one hardly show.
+bool CJpegImage::IsWorthAllScans(SSize wanted) const noexcept {
+  constexpr std::uint32_t kFirstScans = 16;  // the reduction
+  constexpr std::uint64_t kSmallPixels = 1'000'000;
+  return m_stored.width < kFirstScans * wanted.width || m_stored.height < kFirstScans * wanted.height ||
+         std::uint64_t{m_stored.width} * m_stored.height < kSmallPixels;
 }
 
 // From a pixel of a block's size on, and half a block's of colour that is sampled less often. libjpeg would be slower,

@@ -24,6 +24,7 @@ class CJpegImage final : public COpenedImage {
  private:
   // The averages from block means alone, where these are fine enough and the file is plain; nothing otherwise.
   bool HasMeansFor(SSize wanted) const noexcept;
+  bool IsWorthAllScans(SSize wanted) const noexcept;
   std::optional<SAveragedPicture> AverageMeans(const SRenderRequest& request, CRenderGuard& guard) const;
   SSize SizeToCover(const SRenderRequest& request) const noexcept;
   SAveragedPicture AverageDecoded(const SRenderRequest& request, CRenderGuard& guard);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 
 #include "tests/imageformats/support/opened.h"
@@ -104,6 +105,25 @@ TEST(JpegQuality, NoStepIsSeenWhereTheMeansOfBlocksBegin) {
       }
     }
   }
+}
+
+// Most of a large progressive file is its last scan, whose data are overwritten here.
+TEST(JpegQuality, HighQualityDoesWithoutTheLastScanOfALargeFileFromAReductionBy16On) {
+  SJpegRecipe recipe;
+  recipe.quality = 90;
+  recipe.chromaX = recipe.chromaY = 2;
+  recipe.progressive = true;
+  const SFileBytes whole = EncodeJpeg(Converted(RenderTissue(1200, 900, 6)), recipe);
+  const STestPicture decoded = ReadAll(*OpenBytes(whole));
+  constexpr std::array<std::uint8_t, 2> kScan = {0xFF, 0xDA};
+  const auto lastScan = std::find_end(whole.begin(), whole.end(), kScan.begin(), kScan.end());
+  SFileBytes without = whole;
+  std::fill(without.begin() + (lastScan - whole.begin()) + 16, without.end() - 16, std::uint8_t{0x55});
+  const auto quality = [&](const SFileBytes& bytes, std::uint32_t width, std::uint32_t height) {
+    return Psnr(RenderBytes(bytes, width, height, false), AreaAverage(decoded, width, height));
+  };
+  EXPECT_EQ(quality(without, 72, 54), quality(whole, 72, 54));
+  EXPECT_GE(quality(whole, 72, 54), quality(whole, 78, 58) - 2.0);
 }
 
 // Every pixel of noise is another one: leaving out three of four of them would leave 18 dB.

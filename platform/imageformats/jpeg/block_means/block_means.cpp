@@ -91,7 +91,7 @@ class CBlockMeansReader {
   bool PrepareAcScan(const SJpegScan& scan) {
     SJpegComponent& c = *scan.components[0].component;
     if (c.details && IsWanted(scan, c)) {
-      const bool isRefined = m_request.isThorough || scan.spectralEnd == 63;
+      const bool isRefined = m_request.allScans || (scan.spectralStart == 1 && scan.spectralEnd == 63);
       if (scan.approximationLow != 0 && isRefined) KeepHistory(c);
       return true;
     }
@@ -103,7 +103,7 @@ class CBlockMeansReader {
   }
 
   bool IsWanted(const SJpegScan& scan, const SJpegComponent& c) const {
-    if (scan.approximationHigh == 0) return m_request.isThorough || scan.spectralStart <= c.LastCoefficient();
+    if (scan.approximationHigh == 0) return m_request.allScans || scan.spectralStart <= c.LastCoefficient();
     for (unsigned k = scan.spectralStart; k <= scan.spectralEnd; ++k) {
       if (!c.history.known[k]) return false;
     }
@@ -160,7 +160,7 @@ std::uint32_t TimesFor(const SSourceAxis& x, const SSourceAxis& y, SSize result)
 SBlockMeans CBlockMeansReader::Picture() {
   SBlockMeans picture;
   picture.isYCbCr = m_frame.IsYCbCr();
-  picture.roundsGreen = picture.isYCbCr && m_request.isThorough;
+  picture.roundsGreen = picture.isYCbCr && m_request.roundsGreen;
   for (std::size_t i = 0; i < m_frame.components.size(); ++i) {
     SJpegComponent& c = m_frame.components[i];
     SBlockMeansPlane plane;

@@ -18,8 +18,9 @@ struct SMeansRequest {
 
   // Of a progressive file, over all of whose scans the bits of what tells blocks apart are spread, every scan is read;
   // else the first bits, and all of components whose coefficients come in one scan: those of colour, which are small.
-  // And even areas get the very green of their pixels, which takes both components of colour.
-  bool isThorough = false;
+  bool allScans = false;
+  // Even areas get the very green of their pixels, which takes both components of colour.
+  bool roundsGreen = false;
 
   bool HasDetails() const noexcept { return result.width != 0 && result.height != 0; }
 };
