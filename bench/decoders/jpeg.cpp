@@ -13,9 +13,9 @@ using namespace imageformats;
 constexpr std::uint32_t kJpegRowsAtOnce = 16;
 constexpr std::uint32_t kSpare = 2;  // block means for each pixel of the result, along either axis
 
-SAverages AverageMeans(const InputPtr& input, EMeansDetail detail, SSize wanted) {
+SAverages AverageMeans(const InputPtr& input, SSize wanted) {
   CRenderGuard guard;
-  const auto means = ReadBlockMeans(*input, {detail, wanted}, guard);
+  const auto means = ReadBlockMeans(*input, {wanted}, guard);
   if (!means) throw std::runtime_error("the block means cannot be read");
   return AveragesOf(AverageBlockMeans(*means, wanted, guard), 255);
 }
@@ -51,6 +51,6 @@ std::vector<SDecoder> JpegDecoders(const std::filesystem::path& file, const SBox
            stored.height / (side * markers.subsamplingY) >= means * wanted.height;
   };
   if (JpegScaleFor(stored, wanted, true) != 1 || !leaves(kSpare, 4)) return {};
-  return {{"means of quarters", [=] { return AverageMeans(input, EMeansDetail::kQuarters, wanted); }},
+  return {{"means", [=] { return AverageMeans(input, wanted); }},
           {"libjpeg", [=] { return AverageEighth(input, wanted); }}};
 }

@@ -8,11 +8,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace imageformats;
   Exercise(JpegCodec(), data, size);
   // Also where a rendering would not ask for them.
-  for (const EMeansDetail detail : {EMeansDetail::kBlocks, EMeansDetail::kQuarterChroma, EMeansDetail::kQuarters}) {
+  for (const SMeansRequest& request :
+       {SMeansRequest{}, SMeansRequest{{1, 1}}, SMeansRequest{{3, 2}, 9, 14, true, true}}) {
     Attempt([&] {
       CRenderGuard guard(SmallLimits());
-      const auto means = ReadBlockMeans(*CInput::FromMemory(data, size), {detail, {}}, guard);
-      if (means) AverageBlockMeans(*means, {1, 1}, guard);
+      const auto means = ReadBlockMeans(*CInput::FromMemory(data, size), request, guard);
+      if (means) AverageBlockMeans(*means, request.HasDetails() ? request.result : SSize{1, 1}, guard);
     });
   }
   return 0;

@@ -78,29 +78,29 @@ void CJpegImage::Read(SQvPicBuf& picture, CRenderGuard& guard) {
 std::optional<SAveragedPicture> CJpegImage::AverageMeans(const SRenderRequest& request, CRenderGuard& guard) const {
   if (m_markers.frameMarker > kMarkerSof2 || m_markers.precision != 8) return std::nullopt;
   const SSize wanted = ReducedSize(m_stored, {request.width, request.height}, m_orientation);
-  const auto detail = DetailFor(wanted);
-  if (!detail) return std::nullopt;
-  const auto means = ReadBlockMeans(*m_input, {*detail, wanted}, guard);
-  if (!means) return std::nullopt;
-  return AverageBlockMeans(*means, wanted, guard);
+  if (!HasMeansFor(wanted)) return std::nullopt;
+  const SMeansRequest means =
+      request.fast ? SMeansRequest{wanted} : SMeansRequest{wanted, 7, 14, IsWorthAllScans(wanted), true};
+  const auto picture = ReadBlockMeans(*m_input, means, guard);
+  if (!picture) return std::nullopt;
+  return AverageBlockMeans(*picture, wanted, guard);
 }
 
-// Brightness takes four means for each wanted pixel along an axis, colour that is sampled less often two: so near to
-// the average of all pixels that there is no step to what libjpeg does below that, for either quality. Whole blocks,
-// where they are as many, would be, but for those that a pixel's border cuts: they are taken apart while that shows,
-// and memory allows. Nothing for pictures that are left to libjpeg.
-std::optional<EMeansDetail> CJpegImage::DetailFor(SSize wanted) const noexcept {
-  constexpr std::uint32_t kBrightness = 4, kColor = 2, kWholeBlocks = 7;
-  constexpr std::uint64_t kMostMemory = 42u << 20, kBytesPerBlock = 8;
-  const auto leaves = [&](std::uint32_t means, std::uint32_t width, std::uint32_t height) {
-    return m_stored.width / width >= means * wanted.width && m_stored.height / height >= means * wanted.height;
+// The later scans of a progressive file are most of it, and of a large one hardly show.
+bool CJpegImage::IsWorthAllScans(SSize wanted) const noexcept {
+  constexpr std::uint32_t kFirstScans = 16;  // the reduction
+  constexpr std::uint64_t kSmallPixels = 1'000'000;
+  return m_stored.width < kFirstScans * wanted.width || m_stored.height < kFirstScans * wanted.height ||
+         std::uint64_t{m_stored.width} * m_stored.height < kSmallPixels;
+}
+
+// From a pixel of a block's size on, and half a block's of colour that is sampled less often. libjpeg would be slower,
+// and hardly ever nearer to the average of all pixels.
+bool CJpegImage::HasMeansFor(SSize wanted) const noexcept {
+  const auto leaves = [&](std::uint32_t width, std::uint32_t height) {
+    return m_stored.width / width >= wanted.width && m_stored.height / height >= wanted.height;
   };
-  const std::uint32_t x = m_markers.subsamplingX, y = m_markers.subsamplingY;
-  if (!leaves(kBrightness, 4, 4) || !leaves(kColor, 4 * x, 4 * y)) return std::nullopt;
-  const std::uint64_t blocks = std::uint64_t{m_stored.width / 8} * (m_stored.height / 8);
-  const std::uint64_t memory = (blocks + blocks * (m_markers.components - 1) / (x * y)) * kBytesPerBlock;
-  if (!leaves(kWholeBlocks, 8, 8) && memory <= kMostMemory) return EMeansDetail::kQuarters;
-  return leaves(kColor, 8 * x, 8 * y) ? EMeansDetail::kBlocks : EMeansDetail::kQuarterChroma;
+  return leaves(8, 8) && leaves(4 * m_markers.subsamplingX, 4 * m_markers.subsamplingY);
 }
 
 // The size that the scale has to cover. libjpeg makes up for colour that is sampled less often, but only as far as it

@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "platform/imageformats/codec/codec_module.h"
-#include "platform/imageformats/jpeg/block_means/means_detail.h"
 #include "platform/imageformats/jpeg/jpeg_decoder.h"
 #include "platform/imageformats/jpeg/stream/jpeg_markers.h"
 #include "platform/imageformats/render/orientation.h"
@@ -24,7 +23,8 @@ class CJpegImage final : public COpenedImage {
 
  private:
   // The averages from block means alone, where these are fine enough and the file is plain; nothing otherwise.
-  std::optional<EMeansDetail> DetailFor(SSize wanted) const noexcept;
+  bool HasMeansFor(SSize wanted) const noexcept;
+  bool IsWorthAllScans(SSize wanted) const noexcept;
   std::optional<SAveragedPicture> AverageMeans(const SRenderRequest& request, CRenderGuard& guard) const;
   SSize SizeToCover(const SRenderRequest& request) const noexcept;
   SAveragedPicture AverageDecoded(const SRenderRequest& request, CRenderGuard& guard);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 
 #include "tests/imageformats/support/opened.h"
@@ -83,24 +84,46 @@ TEST(JpegQuality, FastLosesAtMostOneDecibelAndStaysNearTheAverageOfAllPixels) {
   }
 }
 
-// From a reduction by 16 on, another decoder is at work. What is better than kFine nobody sees. The wells of a plate
-// lie on a grid, which some reductions hit better than others.
-TEST(JpegQuality, LittleIsLostWhereTheMeansOfBlocksBegin) {
-  constexpr double kFine = 50.0, kStep = 5.0;
+// From a reduction by 8 on, another decoder is at work. The wells of a plate lie on a grid, which some reductions hit
+// better than others.
+TEST(JpegQuality, NoStepIsSeenWhereTheMeansOfBlocksBegin) {
+  constexpr double kStep = 2.0;
   for (const SScene& scene : Scenes()) {
     if (std::string_view(scene.name) == "well plate") continue;
     for (const auto& [kind, recipe] : Recipes()) {
       const SFileBytes bytes = EncodeJpeg(scene.picture, recipe);
       const STestPicture decoded = ReadAll(*OpenBytes(bytes));
-      const auto quality = [&](double reduction) {
-        const auto width = static_cast<std::uint32_t>(decoded.width / reduction);
-        const auto height = static_cast<std::uint32_t>(decoded.height / reduction);
-        return Psnr(RenderBytes(bytes, width, height, true), AreaAverage(decoded, width, height));
-      };
-      EXPECT_GE(quality(16.6), std::min(quality(15.2), kFine) - kStep) << scene.name << ", " << kind;
-      EXPECT_GE(quality(33.0), std::min(quality(31.0), kFine) - kStep) << scene.name << ", " << kind;
+      for (const bool fast : {true, false}) {
+        const auto quality = [&](double reduction) {
+          const auto width = static_cast<std::uint32_t>(decoded.width / reduction);
+          const auto height = static_cast<std::uint32_t>(decoded.height / reduction);
+          return Psnr(RenderBytes(bytes, width, height, fast), AreaAverage(decoded, width, height));
+        };
+        EXPECT_GE(quality(8.1), quality(7.8) - kStep) << scene.name << ", " << kind << ", " << fast;
+        EXPECT_GE(quality(16.6), quality(15.2) - kStep) << scene.name << ", " << kind << ", " << fast;
+        EXPECT_GE(quality(33.0), quality(31.0) - kStep) << scene.name << ", " << kind << ", " << fast;
+      }
     }
   }
+}
+
+// Most of a large progressive file is its last scan, whose data are overwritten here.
+TEST(JpegQuality, HighQualityDoesWithoutTheLastScanOfALargeFileFromAReductionBy16On) {
+  SJpegRecipe recipe;
+  recipe.quality = 90;
+  recipe.chromaX = recipe.chromaY = 2;
+  recipe.progressive = true;
+  const SFileBytes whole = EncodeJpeg(Converted(RenderTissue(1200, 900, 6)), recipe);
+  const STestPicture decoded = ReadAll(*OpenBytes(whole));
+  constexpr std::array<std::uint8_t, 2> kScan = {0xFF, 0xDA};
+  const auto lastScan = std::find_end(whole.begin(), whole.end(), kScan.begin(), kScan.end());
+  SFileBytes without = whole;
+  std::fill(without.begin() + (lastScan - whole.begin()) + 16, without.end() - 16, std::uint8_t{0x55});
+  const auto quality = [&](const SFileBytes& bytes, std::uint32_t width, std::uint32_t height) {
+    return Psnr(RenderBytes(bytes, width, height, false), AreaAverage(decoded, width, height));
+  };
+  EXPECT_EQ(quality(without, 72, 54), quality(whole, 72, 54));
+  EXPECT_GE(quality(whole, 72, 54), quality(whole, 78, 58) - 2.0);
 }
 
 // Every pixel of noise is another one: leaving out three of four of them would leave 18 dB.

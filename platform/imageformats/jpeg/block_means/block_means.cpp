@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/imageformats/jpeg/block_means/flat_means.h"
 #include "platform/imageformats/jpeg/block_means/scan.h"
 #include "platform/imageformats/jpeg/stream/coding.h"
 #include "platform/imageformats/jpeg/stream/marker_reader.h"
@@ -72,13 +73,49 @@ class CBlockMeansReader {
     SJpegScan scan;
     if (++m_scans > kMaxScans || !scan.ParseHeader(payload, m_frame)) return false;
     if (!IsConsistent(scan)) return false;
-    // Later scans refine AC coefficients, whose first bits are exact enough for the quarters.
-    const bool isFine = scan.spectralStart > kLastQuarterCoefficient || scan.approximationHigh != 0;
-    if (scan.spectralStart != 0 && (!scan.components[0].component->hasQuarters || isFine)) return true;
+    if (scan.spectralStart != 0 && !PrepareAcScan(scan)) return true;
     CJpegBitReader bits(m_input, position);
     if (!DecodeScan(m_frame, scan, bits, m_guard)) return false;
+    for (const SJpegScan::SScanComponent& scanned : scan.components) {
+      SJpegComponent& c = *scanned.component;
+      for (unsigned k = scan.spectralStart; k <= scan.spectralEnd; ++k) {
+        c.wasRead.set(k);
+        if (!c.history.nonzero.empty()) c.history.known.set(k);
+      }
+    }
     position = bits.Position();
     return true;
+  }
+
+  // Of a progressive file. False for a scan that is stepped over.
+  bool PrepareAcScan(const SJpegScan& scan) {
+    SJpegComponent& c = *scan.components[0].component;
+    if (c.details && IsWanted(scan, c)) {
+      const bool isRefined = m_request.allScans || (scan.spectralStart == 1 && scan.spectralEnd == 63);
+      if (scan.approximationLow != 0 && isRefined) KeepHistory(c);
+      return true;
+    }
+    for (unsigned k = scan.spectralStart; k <= scan.spectralEnd; ++k) {
+      c.wasRead.reset(k);
+      c.history.known.reset(k);
+    }
+    return false;
+  }
+
+  bool IsWanted(const SJpegScan& scan, const SJpegComponent& c) const {
+    if (scan.approximationHigh == 0) return m_request.allScans || scan.spectralStart <= c.LastCoefficient();
+    for (unsigned k = scan.spectralStart; k <= scan.spectralEnd; ++k) {
+      if (!c.history.known[k]) return false;
+    }
+    return true;
+  }
+
+  // Where memory allows.
+  void KeepHistory(SJpegComponent& c) {
+    const std::size_t blocks = c.dcCoefficients.size();
+    if (!c.history.nonzero.empty() || blocks > m_guard.Available() / 2 / SJpegHistory::kBytesPerBlock) return;
+    c.history.nonzero = m_guard.NewVector<std::uint64_t>(blocks);
+    c.history.negative = m_guard.NewVector<std::uint16_t>(blocks);
   }
 
   // Checks the scan against what was seen before (T.81, G.1.1.1.1), and notes what it brings.
@@ -115,28 +152,27 @@ class CBlockMeansReader {
   int m_scans = 0;
 };
 
-constexpr int kMeanOfMidGrey = 8 * 128, kMaxMean = 8 * 255;
-
-std::uint16_t Mean(int value) noexcept {
-  return static_cast<std::uint16_t>(std::clamp(value + kMeanOfMidGrey, 0, kMaxMean));
-}
-
-int BlockMean(std::int16_t coefficient, int quantiser) noexcept {
-  return std::clamp(coefficient * quantiser, -kMaxMean, kMaxMean);
+// Times that a mean is to be counted for a result with that many pixels.
+std::uint32_t TimesFor(const SSourceAxis& x, const SSourceAxis& y, SSize result) noexcept {
+  return result.width > MaxResultPixels(x) || result.height > MaxResultPixels(y) ? 2 : 1;
 }
 
 SBlockMeans CBlockMeansReader::Picture() {
   SBlockMeans picture;
   picture.isYCbCr = m_frame.IsYCbCr();
-  for (SJpegComponent& c : m_frame.components) {
-    const std::uint32_t side = c.hasQuarters ? 2 : 1;
+  picture.roundsGreen = picture.isYCbCr && m_request.roundsGreen;
+  for (std::size_t i = 0; i < m_frame.components.size(); ++i) {
+    SJpegComponent& c = m_frame.components[i];
     SBlockMeansPlane plane;
-    plane.stride = c.stride * side;
-    plane.x = m_frame.MeansAxisX(c, side);
-    plane.y = m_frame.MeansAxisY(c, side);
+    plane.stride = c.stride;
+    plane.times = TimesFor(m_frame.MeansAxisX(c, 1), m_frame.MeansAxisY(c, 1), m_request.result);
+    plane.x = m_frame.MeansAxisX(c, plane.times);
+    plane.y = m_frame.MeansAxisY(c, plane.times);
     plane.quantiser = c.quantisers[0];
     plane.dcCoefficients = std::move(c.dcCoefficients);
-    plane.details = std::move(c.details);
+    if (c.KnowsFlatBlocks()) plane.hasAc = std::move(c.hasAc);
+    if (picture.isYCbCr) plane.colorFactor = i == 0 ? kColorOne : i == 1 ? kBlueOfCb : kRedOfCr;
+    if (c.details) plane.details = c.details->TakeSums();
     picture.planes.push_back(std::move(plane));
   }
   return picture;
@@ -144,27 +180,22 @@ SBlockMeans CBlockMeansReader::Picture() {
 
 }  // namespace
 
-void SBlockMeansPlane::FillRows(std::uint32_t row, std::uint16_t* __restrict out) const noexcept {
-  const std::uint32_t side = RowsAtOnce();
-  const std::size_t blocks = stride / side, blockRow = row / side;
-  const std::int16_t* const coefficients = dcCoefficients.data() + blockRow * blocks;
+void SBlockMeansPlane::FillRow(std::uint32_t row, std::uint16_t* __restrict out) const noexcept {
+  const std::int16_t* const coefficients = dcCoefficients.data() + std::size_t{row} * stride;
   const int scale = quantiser;
-  if (details.empty()) {
-    for (std::size_t i = 0; i < blocks; ++i) out[i] = Mean(BlockMean(coefficients[i], scale));
-    return;
+  if (hasAc.empty()) {
+    for (std::size_t i = 0; i < stride; ++i) {
+      out[i] = static_cast<std::uint16_t>(MeanInEighths(coefficients[i], scale) * (kMeanUnits / 8));
+    }
+  } else {
+    const std::uint8_t* const isUneven = hasAc.data() + std::size_t{row} * stride;
+    const CFlatMean flatMean(colorFactor);
+    for (std::size_t i = 0; i < stride; ++i) {
+      const int mean = MeanInEighths(coefficients[i], scale), flat = flatMean(mean);
+      out[i] = static_cast<std::uint16_t>(isUneven[i] != 0 ? mean * (kMeanUnits / 8) : flat);
+    }
   }
-  const std::int16_t* const lefts = details.data() + blockRow * kQuarterDetails * blocks;
-  const std::int16_t* const uppers = lefts + blocks * kUpperDetail;
-  const std::int16_t* const diagonals = lefts + blocks * kDiagonalDetail;
-  std::uint16_t* __restrict below = out + stride;
-  for (std::size_t i = 0; i < blocks; ++i) {
-    const int mean = BlockMean(coefficients[i], scale);
-    const int left = lefts[i], upper = mean + uppers[i], lower = mean - uppers[i], diagonal = diagonals[i];
-    out[2 * i] = Mean(upper + left + diagonal);
-    out[2 * i + 1] = Mean(upper - left - diagonal);
-    below[2 * i] = Mean(lower + left - diagonal);
-    below[2 * i + 1] = Mean(lower - left + diagonal);
-  }
+  for (std::size_t i = std::size_t{stride} * times; times != 1 && i-- > 0;) out[i] = out[i / times];
 }
 
 std::optional<SBlockMeans> ReadBlockMeans(const CInput& input, const SMeansRequest& request, CRenderGuard& guard,

@@ -1,73 +1,52 @@
 #include "platform/imageformats/jpeg/block_means/frame.h"
 
 #include <algorithm>
-#include <cmath>
-#include <numbers>
 
 #include "platform/imageformats/jpeg/stream/coding.h"
-#include "platform/imageformats/render/reducer_axis.h"
 
 namespace imageformats {
 
 namespace {
 
-// At most: libjpeg gets by with a few rows.
-constexpr std::uint64_t kBytesPerBlock = sizeof(std::int16_t) * (1 + kQuarterDetails);
-
-// Mean over the first half of a block of the transform's basis function of that frequency, on a scale where frequency 0
-// has 1 (T.81, A.3.3). Over the second half it is the same for frequency 0 and the opposite for odd ones; that of other
-// even ones is 0 over both.
-double HalfMean(int frequency) {
-  if (frequency == 0) return 1.0;
-  if (frequency % 2 == 0) return 0.0;
-  double sum = 0.0;
-  for (int x = 0; x < 4; ++x) sum += std::cos((2 * x + 1) * frequency * std::numbers::pi / 16.0);
-  return std::numbers::sqrt2 * sum / 4.0;
-}
+// Of its DC coefficient, and of whether it has others. At most: libjpeg gets by with a few rows.
+constexpr std::uint64_t kBytesPerBlock = sizeof(std::int16_t) + 1;
 
 SSourceAxis MeansAxis(std::uint64_t pitch, std::uint64_t extent) {
   return {static_cast<std::uint32_t>((extent + pitch - 1) / pitch), pitch, extent};
 }
 
-// Of `count` blocks along an axis those that the borders of the result's pixels go through; and the picture's own
-// border, for what lies behind it does not count.
-std::vector<std::uint8_t> CutBlocks(const SSourceAxis& blocks, std::uint32_t result, std::uint32_t count) {
-  if (result == 0 || result > MaxResultPixels(blocks)) return std::vector<std::uint8_t>(count, 1);
-  std::vector<std::uint8_t> cut(count);
-  const CReducerAxis axis(blocks, result);
-  for (std::uint32_t i = 0; i < std::min(blocks.pixels, count); ++i) {
-    const bool sticksOut = (std::uint64_t{i} + 1) * blocks.pitch > blocks.extent;
-    cut[i] = sticksOut || axis.ShareOf(i).nextWeight > 0.0f ? 1 : 0;
-  }
-  return cut;
-}
-
 }  // namespace
 
-SSourceAxis SJpegFrame::MeansAxisX(const SJpegComponent& c, std::uint32_t side) const noexcept {
-  return MeansAxis(8 / side * std::uint64_t{maxH}, std::uint64_t{width} * c.h);
+SSourceAxis SJpegFrame::MeansAxisX(const SJpegComponent& c, std::uint32_t times) const noexcept {
+  return MeansAxis(8 / times * std::uint64_t{maxH}, std::uint64_t{width} * c.h);
 }
 
-SSourceAxis SJpegFrame::MeansAxisY(const SJpegComponent& c, std::uint32_t side) const noexcept {
-  return MeansAxis(8 / side * std::uint64_t{maxV}, std::uint64_t{height} * c.v);
+SSourceAxis SJpegFrame::MeansAxisY(const SJpegComponent& c, std::uint32_t times) const noexcept {
+  return MeansAxis(8 / times * std::uint64_t{maxV}, std::uint64_t{height} * c.v);
 }
 
 void SJpegComponent::KeepQuantisers(const std::array<std::uint16_t, 64>& table) {
   if (quantisers[0] != 0) return;
   quantisers = table;
-  for (std::size_t k = 1; k <= kLastQuarterCoefficient && hasQuarters; ++k) {
-    const int column = kNaturalOrder[k] % 8, row = kNaturalOrder[k] / 8;
-    const double weight = table[k] * HalfMean(column) * HalfMean(row);
-    weights[k] = std::llround(std::ldexp(weight, kWeightBits));
-  }
+  if (details) details->SetQuantisers(quantisers);
 }
 
 bool SJpegComponent::IsComplete() const noexcept {
   if (missingBits[0] != 0) return false;
-  for (std::size_t k = 1; k <= kLastQuarterCoefficient && hasQuarters; ++k) {
-    if (weights[k] == 0) continue;
+  for (std::size_t k = 1; k <= LastCoefficient(); ++k) {
     if (missingBits[k] < 0 || ((1 << missingBits[k]) - 1) * quantisers[k] / 8.0 > kToleratedGreyLevels) return false;
   }
+  return true;
+}
+
+bool SJpegFrame::PrepareDetails(SJpegComponent& c, const SMeansRequest& request, CRenderGuard& guard) const {
+  const SSourceAxis x = MeansAxisX(c, 1), y = MeansAxisY(c, 1);
+  if (!CBlockShares::IsFor(x, request.result.width) || !CBlockShares::IsFor(y, request.result.height)) return false;
+  SMeansRequest own = request;
+  if (c.h < maxH || c.v < maxV) own.lastCoefficient = request.lastOfLargeBlocks;
+  c.details.emplace(CBlockShares(x, request.result.width, c.stride),
+                    CBlockShares(y, request.result.height, McusDown() * c.v), own, guard);
+  c.hasAc = guard.NewVector<std::uint8_t>(c.dcCoefficients.size());
   return true;
 }
 
@@ -98,13 +77,7 @@ bool SJpegFrame::ParseFrameHeader(std::span<const std::uint8_t> payload, bool is
     const std::uint64_t blocks = std::uint64_t{c.stride} * McusDown() * c.v;
     if (blocks > guard.Available() / kBytesPerBlock / components.size()) return false;
     c.dcCoefficients = guard.NewVector<std::int16_t>(blocks);
-    const bool isSampledLess = c.h < maxH || c.v < maxV;
-    c.hasQuarters =
-        request.detail == EMeansDetail::kQuarters || (request.detail == EMeansDetail::kQuarterChroma && isSampledLess);
-    if (!c.hasQuarters) continue;
-    c.details = guard.NewVector<std::int16_t>(blocks * kQuarterDetails);
-    c.isColumnCut = CutBlocks(MeansAxisX(c, 1), request.result.width, c.stride);
-    c.isRowCut = CutBlocks(MeansAxisY(c, 1), request.result.height, McusDown() * c.v);
+    if (request.HasDetails() && !PrepareDetails(c, request, guard)) return false;
   }
   return true;
 }

@@ -1,21 +1,34 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
+#include <bitset>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
 #include "platform/imageformats/base/render_guard.h"
+#include "platform/imageformats/jpeg/block_means/block_details.h"
 #include "platform/imageformats/jpeg/block_means/huffman_table.h"
-#include "platform/imageformats/jpeg/block_means/means_detail.h"
 #include "platform/imageformats/render/area_reducer.h"
 
 namespace imageformats {
 
-// The last AC coefficient, in zigzag order, that the quarters are made of: those behind it change them little, and in
-// sequential files are stepped over.
-inline constexpr unsigned kLastQuarterCoefficient = 4;
+// What scans that refine AC coefficients have to know of each block: which coefficients are not 0, and, of those that
+// tell blocks apart, which are negative. By zigzag order.
+struct SJpegHistory {
+  static constexpr std::uint64_t kBytesPerBlock = sizeof(std::uint64_t) + sizeof(std::uint16_t);
+
+  std::vector<std::uint64_t> nonzero;  // empty when nothing is to be refined
+  std::vector<std::uint16_t> negative;
+  std::bitset<64> known;  // the coefficients that it tells of
+
+  void Add(std::size_t block, unsigned k, bool isNegative) noexcept {
+    nonzero[block] |= std::uint64_t{1} << k;
+    if (isNegative && k < 16) negative[block] = static_cast<std::uint16_t>(negative[block] | 1u << k);
+  }
+  bool IsNegative(std::size_t block, unsigned k) const noexcept { return k < 16 && (negative[block] >> k & 1u) != 0; }
+};
 
 // A component of the frame and the state of its decoding.
 struct SJpegComponent {
@@ -28,36 +41,21 @@ struct SJpegComponent {
   std::array<int, 64> missingBits;                 // of the coefficients, in zigzag order; -1: not yet seen
   std::array<std::uint16_t, 64> quantisers{};      // as of the component's first scan
 
-  // How the quarters of each block differ from its mean; only when the quarters are wanted.
-  bool hasQuarters = false;
-  CQuarterDetails details;
-  std::vector<std::uint8_t> isColumnCut, isRowCut;  // of blocks: whether those in it are taken apart
-  // What an AC coefficient of 1 makes of its detail, in parts of 2 to the kWeightBits; 0 for those that make none.
-  static constexpr unsigned kWeightBits = 8;
-  std::array<std::int64_t, kLastQuarterCoefficient + 1> weights{};
+  // Only when cut blocks are told apart.
+  std::optional<CBlockDetails> details;
+  std::vector<std::uint8_t> hasAc;  // of each block: an AC coefficient was seen
+  std::bitset<64> wasRead;          // coefficients, in zigzag order, of which all bits so far were read
+  SJpegHistory history;             // of progressive files
 
   SJpegComponent() { missingBits.fill(-1); }
-  // The last coefficient, in zigzag order, that this block is taken apart by. Halves on the same side of a border add
-  // up to what they are without it: (T.81, figure 5) 1 sets the left apart from the right, 2 the upper from the lower
-  // half.
+  // The last coefficient, in zigzag order, that is wanted of any block, and of this one.
+  unsigned LastCoefficient() const noexcept { return details ? details->LastCoefficient() : 0; }
   unsigned LastCoefficientOf(std::uint32_t x, std::uint32_t y) const noexcept {
-    if (!hasQuarters) return 0;
-    constexpr std::array<std::uint8_t, 4> kLast = {0, 1, 2, kLastQuarterCoefficient};
-    return kLast[isColumnCut[x] | isRowCut[y] << 1];
+    return details ? details->LastCoefficientOf(x, y) : 0;
   }
-  // Of the block at (x, y), once; `k` is at most kLastQuarterCoefficient.
-  void SetCoefficient(std::uint32_t x, std::uint32_t y, unsigned k, int value) noexcept {
-    if (weights[k] == 0) return;
-    constexpr std::int64_t kHalf = 1 << (kWeightBits - 1);
-    const std::int64_t detail = (value * weights[k] + kHalf) >> kWeightBits;
-    details[DetailRow(y, k) * stride + x] = static_cast<std::int16_t>(std::clamp<std::int64_t>(detail, -32767, 32767));
-  }
-  // The row of a coefficient's detail: (T.81, figure 5) 1 is of the left, 2 of the upper half, 4 of the diagonal.
-  static std::size_t DetailRow(std::uint32_t y, unsigned k) noexcept {
-    constexpr std::array<std::uint8_t, kLastQuarterCoefficient + 1> kDetails = {0, kLeftDetail, kUpperDetail, 0,
-                                                                                kDiagonalDetail};
-    return std::size_t{y} * kQuarterDetails + kDetails[k];
-  }
+  std::size_t IndexOf(std::uint32_t x, std::uint32_t y) const noexcept { return std::size_t{y} * stride + x; }
+  // Whether hasAc tells which blocks are flat.
+  bool KnowsFlatBlocks() const noexcept { return !hasAc.empty() && wasRead.all(); }
   void KeepQuantisers(const std::array<std::uint16_t, 64>& table);
   // Whether the scans read so far hold what the means are made of.
   bool IsComplete() const noexcept;
@@ -82,11 +80,15 @@ struct SJpegFrame {
   bool ParseHuffmanTables(std::span<const std::uint8_t> payload);
   std::uint32_t McusAcross() const noexcept { return (width + 8 * maxH - 1) / (8 * maxH); }
   std::uint32_t McusDown() const noexcept { return (height + 8 * maxV - 1) / (8 * maxV); }
-  // The axes of a component's means, which lie `side` to a block along either.
-  SSourceAxis MeansAxisX(const SJpegComponent& c, std::uint32_t side) const noexcept;
-  SSourceAxis MeansAxisY(const SJpegComponent& c, std::uint32_t side) const noexcept;
+  // The axes of a component's means when each is counted `times` along either.
+  SSourceAxis MeansAxisX(const SJpegComponent& c, std::uint32_t times) const noexcept;
+  SSourceAxis MeansAxisY(const SJpegComponent& c, std::uint32_t times) const noexcept;
   // Whether three components are YCbCr; libjpeg's rules.
   bool IsYCbCr() const noexcept;
+
+ private:
+  // False, and left to libjpeg, when the result is too fine for the component's blocks.
+  bool PrepareDetails(SJpegComponent& c, const SMeansRequest& request, CRenderGuard& guard) const;
 };
 
 }  // namespace imageformats

@@ -40,8 +40,14 @@ class CJpegHuffmanTable {
     }
     return DecodeLongCode(bits);
   }
+  int Decode(CJpegBitWindow& bits) const noexcept {
+    const SCode code = m_codes[bits.Peek(kLookupBits)];
+    if (code.bits == 0) return bits.Through([&](CJpegBitReader& all) { return DecodeLongCode(all); });
+    bits.Skip(code.bits);
+    return code.symbol;
+  }
 
-  // The next coefficient of a sequential scan. Needs 31 bits refilled.
+  // The next coefficient of a sequential scan. Needs 27 bits refilled, and takes no more of them.
   SJpegCoefficient DecodeCoefficient(CJpegBitWindow& bits) const noexcept {
     const SJpegCoefficient coefficient = m_coefficients[bits.Peek(kCoefficientBits)];
     if (coefficient.bits != 0) {
@@ -54,8 +60,9 @@ class CJpegHuffmanTable {
     return TakeValue(bits, code.symbol);
   }
 
-  // Steps over a block's AC coefficients from the kth on. False for damaged data.
-  bool SkipAcCoefficients(CJpegBitWindow& bits, unsigned k) const noexcept {
+  // Steps over a block's AC coefficients from the kth on. Returns where they end: the first behind the last that there
+  // is a code for, k when the block ends at once; 0 for damaged data.
+  unsigned SkipAcCoefficients(CJpegBitWindow& bits, unsigned k) const noexcept {
     while (k < 64) {
       bits.Refill();
       // Two at a time: what is refilled is enough for both.
@@ -69,16 +76,16 @@ class CJpegHuffmanTable {
         }
         if (next - kEndsBlock < 64) {
           bits.Skip(step & kMostStepBits);
-          return true;
+          return next - kEndsBlock;
         }
         const SJpegCoefficient one = bits.Through([&](CJpegBitReader& all) { return DecodeLongCoefficient(all); });
-        if (one.bits == 0) return false;
-        if (one.advance == 0) return true;  // as libjpeg: any run of size 0 but 15 ends the block
+        if (one.bits == 0) return 0;
+        if (one.advance == 0) return k;  // as libjpeg: any run of size 0 but 15 ends the block
         k += one.advance;
         break;
       }
     }
-    return true;
+    return k;
   }
 
  private:

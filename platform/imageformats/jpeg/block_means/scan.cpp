@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "platform/imageformats/jpeg/block_means/progressive_block.h"
+
 namespace imageformats {
 
 namespace {
@@ -23,12 +25,22 @@ class CScanDecoder {
       if (!(m_frame.progressive ? DecodeProgressiveRow(across, y, single) : DecodeSequentialRow(across, y, single))) {
         return false;
       }
+      if (m_scan.spectralEnd != 0) EndDetails(y, single);
       if (m_bits.IsOverrun()) return false;
     }
     return true;
   }
 
  private:
+  // Of a row of MCUs, or of blocks.
+  void EndDetails(std::uint32_t y, bool single) noexcept {
+    for (const SJpegScan::SScanComponent& scanned : m_scan.components) {
+      SJpegComponent& component = *scanned.component;
+      const std::uint32_t rows = single ? 1 : component.v;
+      for (std::uint32_t row = 0; component.details && row < rows; ++row) component.details->EndRow(y * rows + row);
+    }
+  }
+
   // Before each MCU.
   bool IsRestartDue() noexcept {
     if (m_frame.restartInterval == 0) return false;
@@ -46,27 +58,31 @@ class CScanDecoder {
   }
 
   // A row of MCUs, or of the blocks of the scan's only component. The bits stay in registers for all of it.
-  bool DecodeSequentialRow(std::uint32_t across, std::uint32_t y, bool single) {
+  template <class Decode>
+  bool DecodeRow(std::uint32_t across, std::uint32_t y, bool single, Decode&& decode) {
     CJpegBitWindow bits(m_bits);
-    const auto decode = [&](std::size_t index, std::uint32_t column, std::uint32_t row) {
-      return DecodeSequentialBlock(bits, index, column, row);
+    const auto decodeBlock = [&](std::size_t index, std::uint32_t column, std::uint32_t row) {
+      return decode(bits, index, column, row);
     };
     for (std::uint32_t x = 0; x < across; ++x) {
       if (IsRestartDue() && !bits.Through([this](CJpegBitReader&) { return Restart(); })) return false;
-      if (!(single ? decode(0, x, y) : ForEachBlockOfMcu(x, y, decode))) return false;
+      if (!(single ? decodeBlock(0, x, y) : ForEachBlockOfMcu(x, y, decodeBlock))) return false;
     }
     return true;
   }
 
+  bool DecodeSequentialRow(std::uint32_t across, std::uint32_t y, bool single) {
+    return DecodeRow(across, y, single,
+                     [this](CJpegBitWindow& bits, std::size_t index, std::uint32_t x, std::uint32_t row) {
+                       return DecodeSequentialBlock(bits, index, x, row);
+                     });
+  }
+
   bool DecodeProgressiveRow(std::uint32_t across, std::uint32_t y, bool single) {
-    const auto decode = [this](std::size_t index, std::uint32_t column, std::uint32_t row) {
-      return DecodeProgressiveBlock(index, column, row);
-    };
-    for (std::uint32_t x = 0; x < across; ++x) {
-      if (IsRestartDue() && !Restart()) return false;
-      if (!(single ? decode(0, x, y) : ForEachBlockOfMcu(x, y, decode))) return false;
-    }
-    return true;
+    return DecodeRow(across, y, single,
+                     [this](CJpegBitWindow& bits, std::size_t index, std::uint32_t x, std::uint32_t row) {
+                       return DecodeProgressiveBlock(bits, index, x, row);
+                     });
   }
 
   // Calls decode(index of the component, x, y of the block) while that returns true.
@@ -83,35 +99,48 @@ class CScanDecoder {
     return true;
   }
 
-  bool DecodeProgressiveBlock(std::size_t index, std::uint32_t x, std::uint32_t y) {
-    m_bits.Refill();
-    if (m_scan.spectralStart != 0) return DecodeAc(index, x, y);
-    return m_scan.approximationHigh == 0 ? DecodeFirstDc(index, x, y) : RefineDc(index, x, y);
+  [[gnu::always_inline]] bool DecodeProgressiveBlock(CJpegBitWindow& bits, std::size_t index, std::uint32_t x,
+                                                     std::uint32_t y) {
+    bits.Refill();
+    const bool isFirst = m_scan.approximationHigh == 0;
+    if (m_scan.spectralStart != 0) return isFirst ? DecodeAc(bits, index, x, y) : RefineAc(bits, index, x, y);
+    return isFirst ? DecodeFirstDc(bits, index, x, y) : RefineDc(bits, index, x, y);
   }
 
   std::int16_t& DcCoefficient(std::size_t index, std::uint32_t x, std::uint32_t y) const {
     SJpegComponent& component = *m_scan.components[index].component;
-    return component.dcCoefficients[std::size_t{y} * component.stride + x];
+    return component.dcCoefficients[component.IndexOf(x, y)];
   }
 
-  // The DC coefficient (T.81, F.2.2.1) and the AC coefficients (F.2.2.2), of which the first make the quarters.
-  bool DecodeSequentialBlock(CJpegBitWindow& bits, std::size_t index, std::uint32_t x, std::uint32_t y) {
+  // The DC coefficient (T.81, F.2.2.1) and the AC coefficients (F.2.2.2), of which the first tell a cut block apart.
+  // Inlined, or the bits would go through memory.
+  [[gnu::always_inline]] bool DecodeSequentialBlock(CJpegBitWindow& bits, std::size_t index, std::uint32_t x,
+                                                    std::uint32_t y) {
     const SJpegScan::SScanComponent& scanned = m_scan.components[index];
     SJpegComponent& component = *scanned.component;
     bits.Refill();
     if (!AddDifference(index, scanned.dc->DecodeCoefficient(bits))) return false;
-    DcCoefficient(index, x, y) = static_cast<std::int16_t>(m_predictors[index]);
-    const unsigned last = component.LastCoefficientOf(x, y);
+    const std::size_t block = component.IndexOf(x, y);
+    component.dcCoefficients[block] = static_cast<std::int16_t>(m_predictors[index]);
     unsigned k = 1;
-    while (k <= last) {
-      bits.Refill();
-      const SJpegCoefficient coefficient = scanned.ac->DecodeCoefficient(bits);
-      if (coefficient.bits == 0) return false;
-      if (coefficient.advance == 0) return true;
-      k += coefficient.advance;
-      if (k - 1 <= last) component.SetCoefficient(x, y, k - 1, coefficient.value);
+    if (const unsigned last = component.LastCoefficientOf(x, y); last != 0) {
+      const CBlockDetails::SBlock details = component.details->BlockAt(x, y);
+      do {  // what the DC coefficient left is enough for the first
+        const SJpegCoefficient coefficient = scanned.ac->DecodeCoefficient(bits);
+        if (coefficient.bits == 0) return false;
+        if (coefficient.advance == 0) return EndBlock(component, block, k);
+        k += coefficient.advance;
+        if (k - 1 <= last) component.details->Add(details, k - 1, static_cast<float>(coefficient.value));
+        bits.Refill();
+      } while (k <= last);
     }
-    return scanned.ac->SkipAcCoefficients(bits, k);
+    return EndBlock(component, block, scanned.ac->SkipAcCoefficients(bits, k));
+  }
+
+  // Whose coefficients end before `end`, 0 for damage.
+  static bool EndBlock(SJpegComponent& component, std::size_t block, unsigned end) noexcept {
+    if (!component.hasAc.empty()) component.hasAc[block] = end > 1 ? 1 : 0;
+    return end != 0;
   }
 
   // To the predictor. The table takes a difference of 0 bits for the end of a block.
@@ -123,54 +152,99 @@ class CScanDecoder {
   }
 
   // The DC coefficient of a block of a progressive scan (G.1.2.1): its high bits, or one more of a known value.
-  bool DecodeFirstDc(std::size_t index, std::uint32_t x, std::uint32_t y) {
-    CJpegBitWindow bits(m_bits);
+  bool DecodeFirstDc(CJpegBitWindow& bits, std::size_t index, std::uint32_t x, std::uint32_t y) {
     if (!AddDifference(index, m_scan.components[index].dc->DecodeCoefficient(bits))) return false;
     DcCoefficient(index, x, y) =
         static_cast<std::int16_t>(static_cast<std::uint32_t>(m_predictors[index]) << m_scan.approximationLow);
     return true;
   }
-  bool RefineDc(std::size_t index, std::uint32_t x, std::uint32_t y) {
+  bool RefineDc(CJpegBitWindow& bits, std::size_t index, std::uint32_t x, std::uint32_t y) {
     std::int16_t& coefficient = DcCoefficient(index, x, y);
-    coefficient = static_cast<std::int16_t>(coefficient | static_cast<int>(m_bits.Peek(1) << m_scan.approximationLow));
-    m_bits.Skip(1);
+    if (TakeJpegBit(bits)) coefficient = static_cast<std::int16_t>(coefficient | Bit());
     return true;
   }
 
-  // The AC coefficients of a block of a progressive scan (G.1.2.2), which make its quarters.
-  bool DecodeAc(std::size_t index, std::uint32_t x, std::uint32_t y) {
-    SJpegComponent& component = *m_scan.components[index].component;
-    const CJpegHuffmanTable& table = *m_scan.components[index].ac;
-    const unsigned last = component.LastCoefficientOf(x, y);
+  // The AC coefficients of a block of a progressive scan (G.1.2.2): their high bits.
+  [[gnu::always_inline]] bool DecodeAc(CJpegBitWindow& bits, std::size_t index, std::uint32_t x, std::uint32_t y) {
     if (m_endOfBandRun > 0) {
       --m_endOfBandRun;
       return true;
     }
+    SJpegComponent& component = *m_scan.components[index].component;
+    const CJpegHuffmanTable& table = *m_scan.components[index].ac;
+    const SProgressiveBlock block(component, x, y);
     for (unsigned k = m_scan.spectralStart; k <= m_scan.spectralEnd; ++k) {
-      m_bits.Refill();
-      const int symbol = table.Decode(m_bits);
+      bits.Refill();
+      const int symbol = table.Decode(bits);
       if (symbol < 0) return false;
       const unsigned run = static_cast<unsigned>(symbol) >> 4, size = static_cast<unsigned>(symbol) & 15;
       if (size == 0 && run != 15) {
-        if (run == 0) return true;
-        m_endOfBandRun = (1u << run) - 1 + m_bits.Peek(run);
-        m_bits.Skip(run);
+        BeginEndOfBandRun(bits, run);
+        --m_endOfBandRun;
         return true;
       }
       k += run;
       if (size == 0) continue;
       if (k > 63) return false;
-      const int value = ReceiveExtend(size) * (1 << m_scan.approximationLow);
-      if (k <= last) component.SetCoefficient(x, y, k, value);
+      const int value = ReceiveExtend(bits, size) * Bit();
+      block.Add(k, MiddleOf(value, Bit()));
+      if (!component.history.nonzero.empty()) component.history.Add(block.index, k, value < 0);
     }
     return true;
   }
 
+  // One more bit of the AC coefficients of a block (G.1.2.3): of those that are not 0, and of some that were.
+  [[gnu::always_inline]] bool RefineAc(CJpegBitWindow& bits, std::size_t index, std::uint32_t x, std::uint32_t y) {
+    SJpegComponent& component = *m_scan.components[index].component;
+    if (m_endOfBandRun > 0 && component.history.nonzero[component.IndexOf(x, y)] == 0) {
+      --m_endOfBandRun;
+      return true;
+    }
+    const CJpegHuffmanTable& table = *m_scan.components[index].ac;
+    const SProgressiveBlock block(component, x, y);
+    const unsigned end = m_scan.spectralEnd + 1;
+    unsigned k = m_scan.spectralStart;
+    while (m_endOfBandRun == 0 && k < end) {
+      bits.Refill();
+      const int symbol = table.Decode(bits);
+      if (symbol < 0) return false;
+      const unsigned run = static_cast<unsigned>(symbol) >> 4, size = static_cast<unsigned>(symbol) & 15;
+      if (size > 1) return false;
+      if (size == 0 && run != 15) {
+        BeginEndOfBandRun(bits, run);
+        break;
+      }
+      const bool isNegative = size != 0 && !TakeJpegBit(bits);
+      const unsigned next = block.PastZeros(k, end, run);
+      block.Refine(bits, k, next, Bit());
+      if (size != 0) {
+        if (next == end) return false;
+        block.Add(next, MiddleOf(isNegative ? -Bit() : Bit(), Bit()));
+        component.history.Add(block.index, next, isNegative);
+      }
+      k = next + 1;
+    }
+    if (m_endOfBandRun == 0) return true;
+    block.Refine(bits, k, end, Bit());
+    --m_endOfBandRun;
+    return true;
+  }
+
+  // What a bit of this scan is worth.
+  int Bit() const noexcept { return 1 << m_scan.approximationLow; }
+
+  // Of 2 to the `size` blocks and some more, this one included.
+  void BeginEndOfBandRun(CJpegBitWindow& bits, unsigned size) noexcept {
+    m_endOfBandRun = 1u << size;
+    if (size == 0) return;
+    m_endOfBandRun += bits.Peek(size);
+    bits.Skip(size);
+  }
+
   // A value of `size` bits, which are refilled (F.2.2.1).
-  int ReceiveExtend(unsigned size) noexcept {
-    if (size == 0) return 0;
-    const int value = ExtendJpegValue(m_bits.Peek(size), size);
-    m_bits.Skip(size);
+  static int ReceiveExtend(CJpegBitWindow& bits, unsigned size) noexcept {
+    const int value = ExtendJpegValue(bits.Peek(size), size);
+    bits.Skip(size);
     return value;
   }
 

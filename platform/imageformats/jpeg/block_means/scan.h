@@ -22,7 +22,7 @@ struct SJpegScan {
   bool ParseHeader(std::span<const std::uint8_t> payload, SJpegFrame& frame);
 };
 
-// Decodes at `bits` what the means need of the scan: DC coefficients, and AC coefficients of components with quarters.
+// Decodes at `bits` what the means need of the scan: DC coefficients, and AC coefficients of components with details.
 // False for damage.
 bool DecodeScan(const SJpegFrame& frame, const SJpegScan& scan, CJpegBitReader& bits, CRenderGuard& guard);
 
