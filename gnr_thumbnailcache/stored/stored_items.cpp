@@ -6,8 +6,8 @@
 
 namespace {
 
-constexpr SWriteMessages kInsertMessages = {messages::kInsertStoredItemStepFailed,
-                                            messages::kInsertStoredItemFinalizeFailed};
+constexpr SWriteMessages kInsertItemMessages = {messages::kInsertStoredItemStepFailed,
+                                                messages::kInsertStoredItemFinalizeFailed};
 
 struct SStoredItem {
   std::int32_t flags;
@@ -32,7 +32,7 @@ std::int32_t InsertStoredItem(sqlite3* db, int parentID, const wchar_t* filename
   statement.BindInt(1, parentID);
   statement.BindText(2, CQvStringUtils::WtoUTF8(filename));
   statement.BindInt(3, flags);
-  return RunAndReport(db, statement, kInsertMessages, newStoredID);
+  return RunAndReport(db, statement, kInsertItemMessages, newStoredID);
 }
 
 std::int32_t UpdateStoredItem(sqlite3* db, int storedID, int parentID, const wchar_t* filename, int flags) {

@@ -16,7 +16,7 @@ constexpr double kJpegQuality = 0.8;
 // it was made. A row that claims more is no thumbnail, and decoding it could take any amount of memory.
 constexpr std::uint64_t kLargestInBoxes = 8;
 
-constexpr SWriteMessages kSaveMessages = {
+constexpr SWriteMessages kSaveRecordMessages = {
     {L"THUMBCACHE: SaveThumbnailToDatabase - sqlite3_step failed: ", __LINE__},
     {L"THUMBCACHE: SaveThumbnailToDatabase - sqlite3_finalize failed: ", __LINE__}};
 
@@ -128,7 +128,7 @@ void SaveThumbnailToDatabase(sqlite3* db, const CThumbnailWork& work, IQvImageFo
   CQvByteArray stream;
   if (Encode(work, manager, dbWriteMutex, stream)) {
     insert.BindBlob(5, stream);
-    StepAndReport(db, insert, kSaveMessages.stepFailed);
+    StepAndReport(db, insert, kSaveRecordMessages.stepFailed);
   }
-  FinalizeAndReport(db, insert, kSaveMessages.finalizeFailed);
+  FinalizeAndReport(db, insert, kSaveRecordMessages.finalizeFailed);
 }

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr std::uint64_t kLayoutVersion = 1;
+constexpr std::uint64_t kPlanesVersion = 1;
 constexpr std::size_t kMaxPlanes = 4096;
 
 bool SavePlane(CQvLiteVariantW& writer, const SQvPicturePlane& plane) {
@@ -27,7 +27,7 @@ bool SavePlane(CQvLiteVariantW& writer, const SQvPicturePlane& plane) {
 }
 
 bool Save(CQvLiteVariantW& writer, const SQvPicturePlanes& planes) {
-  if (writer.WriteUInt(L"V", kLayoutVersion) != 0) return false;
+  if (writer.WriteUInt(L"V", kPlanesVersion) != 0) return false;
   for (const SQvPicturePlane& plane : planes.planes) {
     if (!SavePlane(writer, plane)) return false;
   }
@@ -47,7 +47,7 @@ bool LoadPlane(CQvLiteVariantR& reader, SQvPicturePlane* plane) {
 
 bool Load(CQvLiteVariantR& reader, std::vector<SQvPicturePlane>* planes) {
   std::uint64_t version = 0;
-  if (reader.ReadUInt(L"V", &version) != 0 || version != kLayoutVersion) return false;
+  if (reader.ReadUInt(L"V", &version) != 0 || version != kPlanesVersion) return false;
   while (true) {
     const CLiteLevelR level(reader, L"P");
     if (!level.IsOpen()) return true;

@@ -1,10 +1,9 @@
 #include "tools/samples/cells.h"
 
-#include <numbers>
+#include "tools/samples/angle.h"
 
 namespace {
 
-constexpr float kPi = std::numbers::pi_v<float>;
 constexpr float kMeanSpread = 19;  // micrometres from the middle of a spread cell to its border
 
 CNoise MakeNoise(std::uint64_t seed) {
@@ -15,10 +14,7 @@ CNoise MakeNoise(std::uint64_t seed) {
 }  // namespace
 
 CCellScene::CCellScene(const SOptions& options, std::uint64_t seed)
-    : m_options(options),
-      m_pixelsPerMicron(static_cast<float>(1 / options.pixelSize)),
-      m_seed(seed),
-      m_noise(MakeNoise(seed)) {
+    : m_options(options), m_pixelsPerMicron(static_cast<float>(1 / options.pixelSize)), m_noise(MakeNoise(seed)) {
   CRandom random(seed, "cells");
   Place(random);
   SpreadAll();

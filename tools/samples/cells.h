@@ -54,7 +54,6 @@ class CCellScene {
 
   SOptions m_options;
   float m_pixelsPerMicron;
-  std::uint64_t m_seed;
   CNoise m_noise;
   std::vector<SCell> m_cells;
 };

@@ -1,10 +1,7 @@
-#include <numbers>
-
+#include "tools/samples/angle.h"
 #include "tools/samples/cells.h"
 
 namespace {
-
-constexpr float kPi = std::numbers::pi_v<float>;
 
 // A point that wanders on with slowly changing direction, as fibres do.
 struct SWalker {

@@ -1,10 +1,8 @@
 #include "tools/samples/neurons.h"
 
-#include <numbers>
+#include "tools/samples/angle.h"
 
 namespace {
-
-constexpr float kPi = std::numbers::pi_v<float>;
 
 class CNeuronPainter {
  public:

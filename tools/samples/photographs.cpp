@@ -1,13 +1,11 @@
 #include "tools/samples/photographs.h"
 
 #include <array>
-#include <numbers>
 
+#include "tools/samples/angle.h"
 #include "tools/samples/noise.h"
 
 namespace {
-
-constexpr float kPi = std::numbers::pi_v<float>;
 
 // Calls shade(u, v) for every pixel, in units of the height with the origin in the middle, and adds sensor noise.
 template <class Shade>

@@ -1,11 +1,9 @@
-#include <numbers>
-
+#include "tools/samples/angle.h"
 #include "tools/samples/electron.h"
 #include "tools/samples/noise.h"
 
 namespace {
 
-constexpr float kPi = std::numbers::pi_v<float>;
 constexpr float kFarAway = -1e9f;
 
 struct SGrain {

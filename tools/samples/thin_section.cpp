@@ -1,11 +1,8 @@
-#include <numbers>
-
+#include "tools/samples/angle.h"
 #include "tools/samples/electron.h"
 #include "tools/samples/noise.h"
 
 namespace {
-
-constexpr float kPi = std::numbers::pi_v<float>;
 
 // Everything dark in the picture is stain: the painter adds up density, which is turned into grey at the end.
 class CSectionPainter {

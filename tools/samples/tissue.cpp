@@ -1,12 +1,9 @@
 #include "tools/samples/tissue.h"
 
-#include <numbers>
-
+#include "tools/samples/angle.h"
 #include "tools/samples/noise.h"
 
 namespace {
-
-constexpr float kPi = std::numbers::pi_v<float>;
 
 // Optical densities of the two dyes in red, green and blue (A. C. Ruifrok, D. A. Johnston, "Quantification of
 // histochemical staining by color deconvolution", Anal. Quant. Cytol. Histol. 23, 2001).

@@ -8,10 +8,10 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-const std::string kLookup = "SELECT experimentID FROM history WHERE filename = :FN AND userID = :UI";
-const std::string kUpdate =
+const std::string kHistoryLookup = "SELECT experimentID FROM history WHERE filename = :FN AND userID = :UI";
+const std::string kHistoryUpdate =
     "UPDATE history SET M_acqTime = :AT, experimentID = :EI WHERE filename = :FN AND userID = :UI";
-const std::string kInsert =
+const std::string kHistoryInsert =
     "INSERT INTO history (filename, userID, M_acqTime, experimentID) VALUES (:FN, :UI, :AT, :EI)";
 const std::string kEarliest = "SELECT MIN(M_acqTime)  FROM history";
 const std::string kRange =
@@ -44,9 +44,9 @@ class HistoryTest : public ServiceTest {
 TEST_F(HistoryTest, NewFileIsLookedUpAndInserted) {
   EXPECT_EQ(Cache().WriteHistory(L"\u00C4.tif", L"ad\u00E4", 2.5, 7), 0);
   EXPECT_THAT(CSqliteSpy::TakeCalls(),
-              ElementsAre("prepare " + kLookup, "bind_text 1 '\xC3\x84.tif'", "bind_text 2 'ad\xC3\xA4'", "step 101",
-                          "finalize 0", "prepare " + kInsert, "bind_text 1 '\xC3\x84.tif'", "bind_text 2 'ad\xC3\xA4'",
-                          "bind_double 3 2.5", "bind_int 4 7", "step 101", "finalize 0"));
+              ElementsAre("prepare " + kHistoryLookup, "bind_text 1 '\xC3\x84.tif'", "bind_text 2 'ad\xC3\xA4'",
+                          "step 101", "finalize 0", "prepare " + kHistoryInsert, "bind_text 1 '\xC3\x84.tif'",
+                          "bind_text 2 'ad\xC3\xA4'", "bind_double 3 2.5", "bind_int 4 7", "step 101", "finalize 0"));
   EXPECT_THAT(Rows(), ElementsAre("\xC3\x84.tif|ad\xC3\xA4|2.5|7"));
 }
 
@@ -55,11 +55,11 @@ TEST_F(HistoryTest, KnownFileGetsTheNewTimeAndKeepsItsExperiment) {
   CSqliteSpy::Clear();
   EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 3.5, 8), 0);
   EXPECT_THAT(CSqliteSpy::TakeCalls(),
-              ElementsAre("prepare " + kLookup, "bind_text 1 'a.tif'", "bind_text 2 'ada'", "step 100", "clear",
-                          "reset", "prepare " + kUpdate, "bind_double 1 3.5", "bind_int 2 7", "bind_text 3 'a.tif'",
-                          "bind_text 4 'ada'", "step 101", "finalize 0"));
-  EXPECT_THAT(CSqliteSpy::OpenStatements(), ElementsAre(kLookup)) << "the lookup stays open on this path";
-  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kLookup, kUpdate));
+              ElementsAre("prepare " + kHistoryLookup, "bind_text 1 'a.tif'", "bind_text 2 'ada'", "step 100", "clear",
+                          "reset", "prepare " + kHistoryUpdate, "bind_double 1 3.5", "bind_int 2 7",
+                          "bind_text 3 'a.tif'", "bind_text 4 'ada'", "step 101", "finalize 0"));
+  EXPECT_THAT(CSqliteSpy::OpenStatements(), ElementsAre(kHistoryLookup)) << "the lookup stays open on this path";
+  EXPECT_THAT(CSqliteSpy::TakeTraced(), ElementsAre(kHistoryLookup, kHistoryUpdate));
   CSqliteSpy::FinalizeOpenStatements();
   EXPECT_THAT(Rows(), ElementsAre("a.tif|ada|3.5|7"));
 }
@@ -82,7 +82,7 @@ TEST_F(HistoryTest, RecordingAgainLeavesNoOneWaiting) {
 }
 
 TEST_F(HistoryTest, RecordThatCannotBeBoundOrPreparedIsNoSuccess) {
-  CSqliteSpy::FailPrepare(kInsert, SQLITE_NOMEM);
+  CSqliteSpy::FailPrepare(kHistoryInsert, SQLITE_NOMEM);
   EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7), SQLITE_NOMEM);
   sqlite3_limit(CSqliteSpy::Connection(), SQLITE_LIMIT_LENGTH, 500);
   EXPECT_EQ(Cache().WriteHistory(std::wstring(501, L'x').c_str(), L"ada", 2.5, 7), SQLITE_TOOBIG);
@@ -144,7 +144,7 @@ TEST_F(HistoryTest, FailedUpdateIsReportedUnderItsOwnNameAndReturnsZero) {
 }
 
 TEST_F(HistoryTest, FailedLookupInserts) {
-  CSqliteSpy::FailStep(kLookup, SQLITE_BUSY);
+  CSqliteSpy::FailStep(kHistoryLookup, SQLITE_BUSY);
   EXPECT_EQ(Cache().WriteHistory(L"a.tif", L"ada", 2.5, 7), 0);
   EXPECT_THAT(Rows(), SizeIs(1));
 }

@@ -12,7 +12,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-const std::wstring kJpegTag = L"QvCustomTag:ThumbailJpg";
+const std::wstring kEmbeddedTag = L"QvCustomTag:ThumbailJpg";
 
 class OwnedRecordTest : public CreationTest {
  protected:
@@ -31,7 +31,7 @@ class OwnedRecordTest : public CreationTest {
 
 TEST_F(OwnedRecordTest, OwnerIsAskedWithinItsAccess) {
   SFile file;
-  file.tags[kJpegTag] = MakeStream(60, 45, 3, 8, 0x33);
+  file.tags[kEmbeddedTag] = MakeStream(60, 45, 3, 8, 0x33);
   m_owner.records[7].fields[L"image"] = file;
   Script().RecordCalls(true);
   CSqliteSpy::Clear();
