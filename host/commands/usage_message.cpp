@@ -1,6 +1,7 @@
 #include "host/commands/usage_message.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <string_view>
 #include <vector>
 
@@ -33,7 +34,12 @@ std::string DidYouMean(const std::string& typed, const std::vector<std::string>&
 
 std::string UnknownOption(const CLI::App& app, const std::string& typed) {
   const std::string name = typed.substr(0, typed.find('='));
-  return "there is no option '" + Printable(name) + "'." + DidYouMean(name, OptionsOf(app));
+  const std::vector<std::string> known = OptionsOf(app);
+  // What stands before the verb is the program's own.
+  if (std::find(known.begin(), known.end(), name) != known.end()) {
+    return "the option '" + name + "' has to stand behind '" + app.get_name() + "'.";
+  }
+  return "there is no option '" + Printable(name) + "'." + DidYouMean(name, known);
 }
 
 bool IsOption(const std::string& typed) { return typed.size() > 1 && typed[0] == '-'; }

@@ -77,6 +77,8 @@ TEST_F(UsageTest, AMistypedVerbOrOptionGetsASuggestion) {
   EXPECT_THAT(m_program.Run({"--verison"}).err, HasSubstr("there is no option '--verison'. Did you mean '--version'?"));
   EXPECT_THAT(m_program.Run({"make", "--recursiv", "."}).err, HasSubstr("Did you mean '--recursive'?"));
   EXPECT_THAT(m_program.Run({"make", "--zzz=3", "."}).err, HasSubstr("there is no option '--zzz'.\n"));
+  EXPECT_THAT(m_program.Run({"--db", "x.db", "make", "."}).err,
+              HasSubstr("qvthumbs make: the option '--db' has to stand behind 'make'.\n"));
   EXPECT_THAT(m_program.Run({"stats", "all"}).err, HasSubstr("'all' is one argument too many"));
   EXPECT_THAT(m_program.Run({"frobnicate"}).err, testing::Not(HasSubstr("Did you mean")));
 }
