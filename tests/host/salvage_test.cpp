@@ -79,6 +79,26 @@ class SalvageTest : public testing::Test {
       EXPECT_FALSE(salvage.IsAll()) << what;
     }
   }
+  void ExpectZeroedPagesCostWhatStoodOnThem() {
+    for (std::size_t page = 1; page < m_pages.size(); ++page) {
+      SFileBytes damaged = m_bytes;
+      std::ranges::fill(PageOf(damaged, page), std::uint8_t{0});
+      WriteFile(Path(), damaged);
+      ExpectAllBut(RowsOf(page, page), "page " + std::to_string(page) + ", " + m_pages[page].table);
+    }
+  }
+  void ExpectDamagedBytesCrashNothing(int rounds) {
+    std::mt19937 random(11);
+    for (int round = 0; round < rounds; ++round) {
+      SFileBytes damaged = m_bytes;
+      for (int i = 0; i < 1 + round % 20; ++i) damaged[random() % damaged.size()] = static_cast<std::uint8_t>(random());
+      WriteFile(Path(), damaged);
+      try {
+        Salvage();
+      } catch (const CHostError&) {  // it may look like another program's
+      }
+    }
+  }
   void WriteSound(const SLabShape& shape = {}) {
     WriteLabDatabase(Path(), shape);
     m_bytes = ReadFile(Path());
@@ -118,12 +138,7 @@ TEST_F(SalvageTest, OfASoundFileEverythingIsRead) {
 
 TEST_F(SalvageTest, AZeroedPageCostsWhatStoodOnIt) {
   WriteSound();
-  for (std::size_t page = 1; page < m_pages.size(); ++page) {
-    SFileBytes damaged = m_bytes;
-    std::ranges::fill(PageOf(damaged, page), std::uint8_t{0});
-    WriteFile(Path(), damaged);
-    ExpectAllBut(RowsOf(page, page), "page " + std::to_string(page) + ", " + m_pages[page].table);
-  }
+  ExpectZeroedPagesCostWhatStoodOnThem();
 }
 
 TEST_F(SalvageTest, APageOfNoiseCostsWhatStoodOnIt) {
@@ -149,16 +164,7 @@ TEST_F(SalvageTest, AFileThatIsCutOffCostsWhatIsBehindTheCut) {
 
 TEST_F(SalvageTest, SingleDamagedBytesCrashNothing) {
   WriteSound({512, 8, 20, 10, 6, 6});
-  std::mt19937 random(11);
-  for (int round = 0; round < 400; ++round) {
-    SFileBytes damaged = m_bytes;
-    for (int i = 0; i < 1 + round % 20; ++i) damaged[random() % damaged.size()] = static_cast<std::uint8_t>(random());
-    WriteFile(Path(), damaged);
-    try {
-      Salvage();
-    } catch (const CHostError&) {  // it may look like another program's
-    }
-  }
+  ExpectDamagedBytesCrashNothing(400);
 }
 
 TEST_F(SalvageTest, WithoutItsBeginningTheFileIsReadAllTheSame) {
@@ -325,12 +331,7 @@ TEST_P(WideSalvageTest, TextsComeOutAsThoseOfUtf8) {
 
 TEST_P(WideSalvageTest, AZeroedPageCostsWhatStoodOnIt) {
   WriteSound({.encoding = GetParam()});
-  for (std::size_t page = 1; page < m_pages.size(); ++page) {
-    SFileBytes damaged = m_bytes;
-    std::ranges::fill(PageOf(damaged, page), std::uint8_t{0});
-    WriteFile(Path(), damaged);
-    ExpectAllBut(RowsOf(page, page), "page " + std::to_string(page) + ", " + m_pages[page].table);
-  }
+  ExpectZeroedPagesCostWhatStoodOnThem();
 }
 
 TEST_P(WideSalvageTest, WithoutItsBeginningTheFileIsReadAllTheSame) {
@@ -370,16 +371,7 @@ TEST_P(WideSalvageTest, SurrogatesThatStandAloneAreNotSound) {
 
 TEST_P(WideSalvageTest, SingleDamagedBytesCrashNothing) {
   WriteSound({512, 8, 20, 10, 6, 6, GetParam()});
-  std::mt19937 random(13);
-  for (int round = 0; round < 300; ++round) {
-    SFileBytes damaged = m_bytes;
-    for (int i = 0; i < 1 + round % 20; ++i) damaged[random() % damaged.size()] = static_cast<std::uint8_t>(random());
-    WriteFile(Path(), damaged);
-    try {
-      Salvage();
-    } catch (const CHostError&) {  // it may look like another program's
-    }
-  }
+  ExpectDamagedBytesCrashNothing(300);
 }
 
 TEST(TextReaderTest, HalfACharacterIsMarked) {
