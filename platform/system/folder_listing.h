@@ -72,7 +72,8 @@ class CFolderListings {
 
     const dev_t device;
     const ino_t inode;
-    CMutex mutex;  // held while the folder is read; taken before m_mutex when both are held
+    CMutex mutex;                           // held while the folder is read; taken before m_mutex when both are held
+    std::string path QV_GUARDED_BY(mutex);  // by which it was asked for last
     std::shared_ptr<const CFolderListing> listing QV_GUARDED_BY(mutex);
     // Until then the listing serves for names that may be old.
     std::chrono::steady_clock::time_point due QV_GUARDED_BY(mutex);
@@ -81,6 +82,7 @@ class CFolderListings {
   };
 
   std::shared_ptr<SFolder> Remember(dev_t device, ino_t inode);
+  static void ForgetFormer(const std::string& path, SFolder& folder) QV_REQUIRES(folder.mutex);
   bool Read(const std::string& path, SFolder& folder) QV_REQUIRES(folder.mutex);
   void Trim() QV_REQUIRES(m_mutex);
 

@@ -36,6 +36,7 @@ CFolderListings::SFound CFolderListings::Find(const std::string& folder, const s
   if (::stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) return {};
   const std::shared_ptr<SFolder> remembered = Remember(status.st_dev, status.st_ino);
   const CMutexLock folderLock(remembered->mutex);
+  ForgetFormer(folder, *remembered);
   if (const CFolderListing* former = remembered->listing.get()) {
     std::vector<std::string> found = former->Find(folded);
     const bool isFresh = former->State() == StateOf(status);
@@ -45,6 +46,19 @@ CFolderListings::SFound CFolderListings::Find(const std::string& folder, const s
   }
   if (!Read(folder, *remembered)) return {};
   return {remembered->listing->Find(folded), true};
+}
+
+// File systems give the number of a folder that is gone to a new one at once.
+void CFolderListings::ForgetFormer(const std::string& path, SFolder& folder) {
+  if (folder.path == path) return;
+  struct stat status;
+  const bool isThere = ::stat(folder.path.c_str(), &status) == 0;
+  if (!isThere || status.st_dev != folder.device || status.st_ino != folder.inode) {
+    folder.listing = nullptr;
+    folder.names.store(0, std::memory_order_relaxed);
+    folder.twins = CCaseTwins();
+  }
+  folder.path = path;
 }
 
 bool CFolderListings::Read(const std::string& path, SFolder& folder) {
@@ -68,6 +82,7 @@ std::vector<std::string> CFolderListings::TakeUntoldTwins(const std::string& fol
   if (::stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) return {};
   const std::shared_ptr<SFolder> remembered = Remember(status.st_dev, status.st_ino);
   const CMutexLock folderLock(remembered->mutex);
+  ForgetFormer(folder, *remembered);
   return remembered->twins.TakeUntold(folder, StateOf(status), name);
 }
 

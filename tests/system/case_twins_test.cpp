@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <thread>
 
 #include "system/qvfile.h"
@@ -38,6 +39,31 @@ TEST(CaseTwins, EveryKeyHasItsOwnMessage) {
   OpenAndClose(folder.Wide("a.png"));
   OpenAndClose(folder.Wide("\xC3\xA4.tif"));
   EXPECT_EQ(diag.TakeTexts().size(), 2u);
+}
+
+// A new folder may have the number of one that is gone; a renamed one has it surely.
+TEST(CaseTwins, AFolderWithTheNumberOfAFormerOneIsAnother) {
+  const CTempFolder folder;
+  folder.MakeFolder("former");
+  for (const char* name : {"former/A.png", "former/a.png"}) folder.MakeFile(name);
+  CDiagRecorder diag;
+  OpenAndClose(folder.Wide("former/a.png"));
+  EXPECT_EQ(diag.TakeTexts().size(), 1u);
+  std::filesystem::rename(folder.Path("former"), folder.Path("new"));
+  OpenAndClose(folder.Wide("new/a.png"));
+  EXPECT_EQ(diag.TakeTexts().size(), 1u);
+  OpenAndClose(folder.Wide("new/A.png"));
+  EXPECT_TRUE(diag.TakeTexts().empty());
+}
+
+TEST(CaseTwins, AFolderByAnotherPathIsTheSame) {
+  const CTempFolder folder;
+  folder.MakeFolder("real");
+  for (const char* name : {"real/A.png", "real/a.png"}) folder.MakeFile(name);
+  std::filesystem::create_directory_symlink(folder.Path("real"), folder.Path("link"));
+  CDiagRecorder diag;
+  for (const char* name : {"real/a.png", "link/a.png", "real/A.png"}) OpenAndClose(folder.Wide(name));
+  EXPECT_EQ(diag.TakeTexts().size(), 1u);
 }
 
 TEST(CaseTwins, FolderWithoutThemIsSilent) {
